@@ -1,0 +1,24 @@
+# What every target of the tree is compiled with.
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+if(NOT CMAKE_BUILD_TYPE)
+  set(CMAKE_BUILD_TYPE Release)
+endif()
+
+add_compile_options(-Wall -Wextra -Wpedantic -Werror -Wshadow "$<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>")
+
+# Comma-separated sanitizers, as -fsanitize takes them. Everything of the build is instrumented.
+set(VORNISA_SANITIZE "" CACHE STRING "Sanitizers to build with, for example address,undefined")
+if(VORNISA_SANITIZE)
+  add_compile_options(-fsanitize=${VORNISA_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${VORNISA_SANITIZE})
+endif()
+
+# Libraries and programs of one build lie side by side, so that a program finds its libraries without set-up.
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
+set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")

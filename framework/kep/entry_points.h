@@ -1,0 +1,40 @@
+#ifndef KEP_ENTRY_POINTS_H
+#define KEP_ENTRY_POINTS_H
+
+#include <cstdint>
+
+#include "kep/object_base.h"
+#include "kep/visibility.h"
+
+/** The framework's flat calls. Null or false means that the framework refused. */
+extern "C" {
+
+/** Creates what a description names. */
+KEP_API kep::object_base* kepCreate(const char* text);
+
+/** Creates an application from a description of it or of its only pipeline. */
+KEP_API kep::object_base* kepCreateApp(const char* text);
+
+/** Parses attribute text into an object of its own. */
+KEP_API kep::object_base* kepCreateAttrSet(const char* text);
+
+/** The text of `key`, of an attribute set or of any object's attributes; null when there is none. */
+KEP_API const char* kepAttrGetStr(kep::object_base* set, const char* key);
+
+/** The integer of `key`; 0 when there is none. */
+KEP_API std::int64_t kepAttrGetInt(kep::object_base* set, const char* key);
+
+/** Raises an object to a state named "ready" or "play". */
+KEP_API bool kepStatusUp(kep::object_base* object, const char* state);
+
+/** Lowers an object to a state named "ready" or "null". */
+KEP_API bool kepStatusDown(kep::object_base* object, const char* state);
+
+/** Gives `handler` every message of an application as attribute text; it returns 1 when it has dealt with it. */
+KEP_API bool kepRegisterMessageProcess(kep::object_base* app, int (*handler)(const char* message));
+
+/** Destroys an object that one of these calls created. */
+KEP_API bool kepDestroy(kep::object_base* object);
+}
+
+#endif

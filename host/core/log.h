@@ -1,0 +1,26 @@
+#ifndef KEP_HOST_LOG_H
+#define KEP_HOST_LOG_H
+
+#include <string_view>
+
+namespace kep::host {
+
+/** Debug streams of the framework's own lines; the numbers are those by which KEP_HOST_LOG chooses them. */
+enum class LogStream : int { error = 8, info = 12 };
+
+/**
+ * Writes one whole line to a debug stream in the framework's line format. Safe on any thread; never throws.
+ *
+ * Use it through the macros below, which add the place:
+ * `KEP_HOST_ERROR("cannot open " + path + ": " + reason)`.
+ */
+void writeLine(LogStream stream, const char* file, int line, const char* function, std::string_view text) noexcept;
+
+}  // namespace kep::host
+
+#define KEP_HOST_ERROR(text) \
+    ::kep::host::writeLine(::kep::host::LogStream::error, __FILE__, __LINE__, __func__, (text))
+#define KEP_HOST_INFO(text) \
+    ::kep::host::writeLine(::kep::host::LogStream::info, __FILE__, __LINE__, __func__, (text))
+
+#endif
