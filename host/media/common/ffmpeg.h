@@ -1,0 +1,42 @@
+#ifndef KEP_HOST_FFMPEG_H
+#define KEP_HOST_FFMPEG_H
+
+#include <memory>
+#include <string>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/frame.h>
+#include <libswresample/swresample.h>
+#include <libswscale/swscale.h>
+}
+
+namespace kep::host {
+
+/** Owners of the FFmpeg libraries' objects. */
+struct FfmpegDeleter {
+    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
+    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
+    void operator()(AVCodecContext* codec) const { avcodec_free_context(&codec); }
+    void operator()(AVFormatContext* input) const { avformat_close_input(&input); }
+    void operator()(SwsContext* scaler) const { sws_freeContext(scaler); }
+    void operator()(SwrContext* resampler) const { swr_free(&resampler); }
+};
+
+using FramePtr = std::unique_ptr<AVFrame, FfmpegDeleter>;
+using PacketPtr = std::unique_ptr<AVPacket, FfmpegDeleter>;
+using CodecPtr = std::unique_ptr<AVCodecContext, FfmpegDeleter>;
+using InputPtr = std::unique_ptr<AVFormatContext, FfmpegDeleter>;
+using ScalerPtr = std::unique_ptr<SwsContext, FfmpegDeleter>;
+using ResamplerPtr = std::unique_ptr<SwrContext, FfmpegDeleter>;
+
+/** What an error code of the FFmpeg libraries means, in words. */
+std::string ffmpegError(int code);
+
+/** Quietens the libraries' own lines, once per process: what goes wrong is told in lines of ours. */
+void initFfmpeg();
+
+}  // namespace kep::host
+
+#endif
