@@ -5,22 +5,19 @@ namespace kep::host {
 bool StreamObject::ChangeUp(State target) {
     const std::lock_guard lock(change_);
     if (state_ >= target) return true;
-    if (target == State::play) {
-        if (!start()) return false;
-        post("name=started");
-    }
+    if (target == State::play && !start()) return false;
     state_ = target;
+    if (target == State::play) post("name=started");
     return true;
 }
 
 bool StreamObject::ChangeDown(State target) {
     const std::lock_guard lock(change_);
     if (state_ <= target) return true;
-    if (state_ == State::play) {
-        stop();
-        post("name=stopped");
-    }
+    const bool played = state_ == State::play;
+    if (played) stop();
     state_ = target;
+    if (played) post("name=stopped");
     return true;
 }
 
