@@ -1,0 +1,127 @@
+/** What the C face costs: each call beside the framework call that it makes, done directly. */
+#include <benchmark/benchmark.h>
+
+#include <array>
+#include <cstring>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "kep/status.h"
+#include "kep/streaming.h"
+#include "vornisa_api.h"
+
+namespace {
+
+using namespace kep::api::streaming;
+using common::frame_t;
+
+constexpr int kFrameBytes = 16 * 1024;
+/** More than a level-2 cache holds: a frame comes from another core's encoder, not from the reader's cache. */
+constexpr std::size_t kFrames = 512;
+
+class Source : public virtual common::IStreamControl, public kep::stream::IStatus, public IH264Source {
+  public:
+    Source() : data_(kFrames) {
+        for (auto& frame : data_) frame.fill(0x5a);
+    }
+
+    kep::State CurrentState() override { return kep::State::play; }
+    bool ChangeUp(kep::State) override { return true; }
+    bool ChangeDown(kep::State) override { return true; }
+    bool RegisterMessageCallback(const std::function<bool(const char*)>&) override { return true; }
+    bool StatusIsPlay() const override { return true; }
+
+    bool IsSupportedPullFrame() override { return true; }
+    bool PullFrame(std::shared_ptr<frame_t>& frame, bool) override {
+        frame = std::make_shared<frame_t>();
+        frame->data = data_[next_++ % kFrames].data();
+        frame->size = kFrameBytes;
+        frame->release = [this](frame_t*) { ++released_; };
+        return true;
+    }
+
+    void SetWidth(int) override {}
+    void SetHeight(int) override {}
+    void SetBitRate(int bitsPerSecond) override { benchmark::DoNotOptimize(bitRate_ = bitsPerSecond); }
+    void SetFrameRate(int) override {}
+    void SetGop(int) override {}
+    void RequestKeyFrame() override {}
+
+  private:
+    std::vector<std::array<unsigned char, kFrameBytes>> data_;
+    std::size_t next_ = 0;
+    std::size_t released_ = 0;
+    int bitRate_ = 0;
+};
+
+Source* source = nullptr;
+int handle = 0;
+char buffer[kFrameBytes];
+
+void readDirectly(benchmark::State& state) {
+    common::IStreamOutput* output = source;
+    benchmark::DoNotOptimize(output);
+    for (auto _ : state) {
+        std::shared_ptr<frame_t> frame;
+        if (!output->PullFrame(frame, true)) state.SkipWithError("pull failed");
+        std::memcpy(buffer, frame->data, static_cast<std::size_t>(frame->size));
+        benchmark::ClobberMemory();
+    }
+}
+
+void readByApi(benchmark::State& state) {
+    for (auto _ : state) {
+        int length = 0;
+        if (VNRead(handle, buffer, sizeof buffer, 1, &length) != VNRES_SUCCEED || length != kFrameBytes)
+            state.SkipWithError("VNRead failed");
+        benchmark::ClobberMemory();
+    }
+}
+
+void setDirectly(benchmark::State& state) {
+    common::IEncoder* encoder = source;
+    benchmark::DoNotOptimize(encoder);
+    for (auto _ : state) encoder->SetBitRate(2000000);
+}
+
+void setByApi(benchmark::State& state) {
+    for (auto _ : state)
+        if (VNSetBps(handle, 2000000) != VNRES_SUCCEED) state.SkipWithError("VNSetBps failed");
+}
+
+/** Keeps the medians for the comparison at the end. */
+class MedianReporter : public benchmark::ConsoleReporter {
+  public:
+    void ReportRuns(const std::vector<Run>& runs) override {
+        for (const Run& run : runs)
+            if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median" && !run.error_occurred)
+                medians[run.run_name.function_name] = run.GetAdjustedCPUTime();
+        ConsoleReporter::ReportRuns(runs);
+    }
+    std::map<std::string, double> medians;
+};
+
+}  // namespace
+
+// The plug-in's calls of the factory end here.
+IH264Source* IH264Source::CreateNew(const char*) { return source = new Source; }
+
+int main(int argc, char** argv) {
+    benchmark::RegisterBenchmark("read_directly", readDirectly);
+    benchmark::RegisterBenchmark("VNRead", readByApi);
+    benchmark::RegisterBenchmark("set_directly", setDirectly);
+    benchmark::RegisterBenchmark("VNSetBps", setByApi);
+    benchmark::Initialize(&argc, argv);
+    if (VNAcquire(VNRES_H264_SOURCE, &handle) != VNRES_SUCCEED || !source) return 1;
+
+    MedianReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    auto& medians = reporter.medians;
+    if (medians.size() != 4) return 1;
+    std::printf("VNRead of a %d-byte frame: %.3f times the direct pull and copy (asked: at most 1.05)\n",
+                kFrameBytes, medians["VNRead"] / medians["read_directly"]);
+    std::printf("VNSetBps: %.0f ns above the direct call (asked: at most 150)\n",
+                medians["VNSetBps"] - medians["set_directly"]);
+    return VNRelease(handle) == VNRES_SUCCEED ? 0 : 1;
+}

@@ -1,0 +1,44 @@
+#ifndef KEP_FIFO_BUFFER_H
+#define KEP_FIFO_BUFFER_H
+
+#include "kep/object_base.h"
+#include "kep/visibility.h"
+
+namespace kep {
+namespace base {
+
+/** A first-in-first-out store of bytes with a fixed capacity. */
+class KEP_API FifoBuffer : public kep::object_base {
+  public:
+    /** Copies `size` bytes on their way into or out of the store. */
+    typedef void (*Copy)(void* target, const void* source, int size);
+
+    /**
+     * @param name     for messages
+     * @param capacity bytes
+     * @param copyIn   null for a plain copy
+     * @param copyOut  null for a plain copy
+     */
+    FifoBuffer(const char* name, int capacity, Copy copyIn, Copy copyOut);
+    FifoBuffer(const FifoBuffer&) = delete;
+    FifoBuffer& operator=(const FifoBuffer&) = delete;
+    ~FifoBuffer() override;
+
+    /** Capacity in bytes. */
+    int Max() const;
+    /** Bytes held. */
+    int Size() const;
+    /** Takes all of `size` bytes, or none and is false. */
+    bool Push(const void* data, int size, bool wait);
+    /** Gives up to `size` bytes, and how many. */
+    int Pop(void* data, int size, bool wait);
+
+  private:
+    struct Store;
+    Store* store_;
+};
+
+}  // namespace base
+}  // namespace kep
+
+#endif
