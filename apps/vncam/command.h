@@ -1,0 +1,34 @@
+#ifndef VNCAM_COMMAND_H
+#define VNCAM_COMMAND_H
+
+#include <stdexcept>
+
+namespace vncam {
+
+/** What the program answers to its caller. */
+enum ExitCode : int { exitOk = 0, exitFailure = 1, exitUsage = 2 };
+
+/** The command line asks for something that does not exist or makes no sense. */
+struct UsageError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+/** What was asked for could not be done. */
+struct Failure : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+/** One command: `vncam NAME ...`. `run` gets the arguments from the command's name on. */
+struct Command {
+    const char* name;
+    const char* summary;
+    int (*run)(int argc, char** argv);
+};
+
+int runLive(int argc, char** argv);
+int runPlay(int argc, char** argv);
+int runSources(int argc, char** argv);
+
+}  // namespace vncam
+
+#endif

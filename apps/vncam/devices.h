@@ -1,0 +1,24 @@
+#ifndef VNCAM_DEVICES_H
+#define VNCAM_DEVICES_H
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace vncam {
+
+/** A device of the workstation. */
+struct Device {
+    std::string setting; /**< as the environment variable takes it, for example "v4l2:/dev/video0" */
+    std::string name;    /**< what the device calls itself; may be empty */
+};
+
+// Each lists what is there, in order, below `root`, the folder that holds dev, proc and sys.
+
+std::vector<Device> findCameras(const std::filesystem::path& root);
+std::vector<Device> findMicrophones(const std::filesystem::path& root);
+std::vector<Device> findSpeakers(const std::filesystem::path& root);
+
+}  // namespace vncam
+
+#endif

@@ -1,0 +1,31 @@
+#include "message.h"
+
+namespace vncam {
+namespace {
+
+/** Takes the first item off the text; commas within braces belong to the item. */
+std::string_view takeItem(std::string_view& text) {
+    int depth = 0;
+    std::size_t end = 0;
+    for (; end < text.size() && (depth > 0 || text[end] != ','); ++end) {
+        if (text[end] == '{') ++depth;
+        if (text[end] == '}') --depth;
+    }
+    const std::string_view item = text.substr(0, end);
+    text.remove_prefix(end < text.size() ? end + 1 : end);
+    return item;
+}
+
+}  // namespace
+
+std::string messageValue(std::string_view message, std::string_view key) {
+    while (!message.empty()) {
+        const std::string_view item = takeItem(message);
+        const std::size_t equals = item.find('=');
+        if (equals != std::string_view::npos && item.substr(0, equals) == key)
+            return std::string(item.substr(equals + 1));
+    }
+    return {};
+}
+
+}  // namespace vncam

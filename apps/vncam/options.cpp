@@ -1,0 +1,87 @@
+#include "options.h"
+
+#include <getopt.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+#include "command.h"
+
+namespace vncam {
+namespace {
+
+// Values that getopt_long returns; below every index into the command's own options.
+enum : int { helpOption = 'h', versionOption = 'V', firstOwnOption = 256 };
+
+std::vector<option> getoptTable(const std::vector<Option>& options) {
+    std::vector<option> table;
+    int value = firstOwnOption;
+    for (const Option& own : options)
+        table.push_back({own.name, own.value ? required_argument : no_argument, nullptr, value++});
+    table.push_back({"help", no_argument, nullptr, helpOption});
+    table.push_back({"version", no_argument, nullptr, versionOption});
+    table.push_back({nullptr, 0, nullptr, 0});
+    return table;
+}
+
+void printHelp(const Usage& usage, const std::vector<Option>& options) {
+    std::printf("Usage: vncam %s [OPTION]...%s%s\n%s\n\nOptions:\n", usage.command,
+                *usage.arguments ? " " : "", usage.arguments, usage.about);
+    std::vector<std::pair<std::string, std::string>> rows;
+    for (const Option& own : options)
+        rows.emplace_back(std::string("--") + own.name + (own.value ? std::string(" ") + own.value : ""),
+                          own.help);
+    rows.emplace_back("--help", "show this help");
+    rows.emplace_back("--version", "show the version");
+    std::size_t widest = 0;
+    for (const auto& row : rows) widest = std::max(widest, row.first.size());
+    for (const auto& [name, help] : rows)
+        std::printf("  %-*s  %s\n", static_cast<int>(widest), name.c_str(), help.c_str());
+    if (*usage.notes) std::printf("\n%s\n", usage.notes);
+}
+
+/** The option as the user wrote it, without a value written behind "=". */
+std::string writtenOption(char** argv) {
+    const std::string written = argv[optind - 1];
+    return written.substr(0, written.find('='));
+}
+
+[[noreturn]] void refuseOption(char** argv) {
+    if (optopt >= firstOwnOption || (optopt != 0 && std::strncmp(argv[optind - 1], "--", 2) == 0))
+        throw UsageError("option '" + writtenOption(argv) + "' takes no value");
+    if (optopt != 0) throw UsageError(std::string("unknown option '-") + static_cast<char>(optopt) + "'");
+    throw UsageError("unknown option '" + writtenOption(argv) + "'");
+}
+
+}  // namespace
+
+void printVersion() {
+    std::puts("vncam " VNCAM_VERSION);
+}
+
+bool parseOptions(int argc, char** argv, const Usage& usage, const std::vector<Option>& options,
+                  std::vector<std::string>& operands) {
+    const std::vector<option> table = getoptTable(options);
+    opterr = 0;
+    optind = 1;
+    for (;;) {
+        const int found = getopt_long(argc, argv, ":h", table.data(), nullptr);
+        if (found == -1) break;
+        if (found == helpOption) {
+            printHelp(usage, options);
+            return false;
+        }
+        if (found == versionOption) {
+            printVersion();
+            return false;
+        }
+        if (found == ':') throw UsageError("option '" + writtenOption(argv) + "' needs a value");
+        if (found < firstOwnOption) refuseOption(argv);
+        options[static_cast<std::size_t>(found - firstOwnOption)].apply(optarg ? optarg : "");
+    }
+    operands.assign(argv + optind, argv + argc);
+    return true;
+}
+
+}  // namespace vncam

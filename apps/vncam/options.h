@@ -1,0 +1,40 @@
+#ifndef VNCAM_OPTIONS_H
+#define VNCAM_OPTIONS_H
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace vncam {
+
+/** A long option of a command. */
+struct Option {
+    const char* name;  /**< without the dashes */
+    const char* value; /**< what its value is called in the help; null for a switch */
+    std::string help;
+    std::function<void(const std::string& value)> apply; /**< throws UsageError for a bad value */
+};
+
+/** What a command's help says around its list of options. */
+struct Usage {
+    const char* command;
+    const char* arguments; /**< of the first line, after the options; may be empty */
+    const char* about;
+    const char* notes; /**< at the end; may be empty */
+};
+
+/**
+ * Applies the options of a command line in their order and adds `--help` and `--version` to them.
+ *
+ * @param operands receives the arguments that are no options
+ * @return false when help or version was asked for and has been printed
+ */
+bool parseOptions(int argc, char** argv, const Usage& usage, const std::vector<Option>& options,
+                  std::vector<std::string>& operands);
+
+/** Prints name and version to standard output. */
+void printVersion();
+
+}  // namespace vncam
+
+#endif

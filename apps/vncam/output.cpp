@@ -1,0 +1,78 @@
+#include "output.h"
+
+#include <fcntl.h>
+#include <limits.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "command.h"
+#include "interrupt.h"
+
+namespace vncam {
+namespace {
+
+constexpr int pollMilliseconds = 100;
+constexpr int pollsAtEnd = 10;
+
+}  // namespace
+
+Output::Output(std::string path) : name_(std::move(path)) {
+    if (name_ == "-") {
+        name_ = "standard output";
+        if (isatty(STDOUT_FILENO))
+            throw Failure("standard output is a terminal; the stream belongs in a pipe or a file");
+        descriptor_ = STDOUT_FILENO;
+    } else {
+        descriptor_ = open(name_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+        if (descriptor_ < 0) fail("cannot open", errno);
+    }
+    struct stat status {};
+    regular_ = fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+Output::~Output() {
+    if (descriptor_ > STDERR_FILENO) ::close(descriptor_);
+}
+
+void Output::write(const char* data, std::size_t size) {
+    // A pipe that is said to be writable takes this much without blocking.
+    const std::size_t most = regular_ ? size : static_cast<std::size_t>(PIPE_BUF);
+    while (size > 0) {
+        if (!regular_ && !waitWritable()) throw ClosedPipe();
+        const ssize_t written = ::write(descriptor_, data, std::min(size, most));
+        if (written < 0) {
+            if (errno == EINTR || errno == EAGAIN) continue;
+            if (errno == EPIPE) throw ClosedPipe();
+            fail("cannot write to", errno);
+        }
+        data += written;
+        size -= static_cast<std::size_t>(written);
+        bytes_ += static_cast<std::uint64_t>(written);
+    }
+}
+
+void Output::close() {
+    const int descriptor = std::exchange(descriptor_, -1);
+    if (::close(descriptor) != 0 && errno != EINTR) fail("cannot finish", errno);
+}
+
+bool Output::waitWritable() const {
+    pollfd state{descriptor_, POLLOUT, 0};
+    for (int polls = 0; polls < pollsAtEnd;) {
+        if (poll(&state, 1, pollMilliseconds) > 0) return true;
+        if (stopRequested() || abandoned_) ++polls;
+    }
+    return false;
+}
+
+void Output::fail(const char* what, int error) const {
+    throw Failure(std::string(what) + " " + name_ + ": " + std::strerror(error));
+}
+
+}  // namespace vncam

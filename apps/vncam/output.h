@@ -1,0 +1,50 @@
+#ifndef VNCAM_OUTPUT_H
+#define VNCAM_OUTPUT_H
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace vncam {
+
+/** The reader of a pipe has gone away: time to end, and no failure. */
+struct ClosedPipe {};
+
+/** Where a stream is written: a file, or standard output by the name "-". */
+class Output {
+  public:
+    /** Opens `path`, emptying a file that exists. Throws Failure naming it when that is refused. */
+    explicit Output(std::string path);
+    ~Output();
+    Output(const Output&) = delete;
+    Output& operator=(const Output&) = delete;
+
+    /**
+     * Writes all bytes. Throws ClosedPipe, or Failure naming the file. Once a stop has been asked for or the
+     * output is abandoned, a pipe whose reader does not read is given up after a second.
+     */
+    void write(const char* data, std::size_t size);
+    void abandon() { abandoned_ = true; }
+
+    /** Closes the file; throws Failure when what was written did not arrive. */
+    void close();
+
+    /** The name for messages. */
+    const std::string& name() const { return name_; }
+    std::uint64_t bytes() const { return bytes_; }
+
+  private:
+    bool waitWritable() const;
+    [[noreturn]] void fail(const char* what, int error) const;
+
+    std::string name_;
+    int descriptor_ = -1;
+    bool regular_ = false;
+    std::atomic<bool> abandoned_{false};
+    std::atomic<std::uint64_t> bytes_{0};
+};
+
+}  // namespace vncam
+
+#endif

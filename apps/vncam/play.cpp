@@ -1,0 +1,63 @@
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "command.h"
+#include "interrupt.h"
+#include "options.h"
+#include "resource.h"
+#include "terminal.h"
+#include "wav.h"
+
+namespace vncam {
+namespace {
+
+constexpr Usage usage{"play", "FILE.wav", "Plays a WAV file of 16-bit PCM samples on the loudspeaker.",
+                      "FILE.wav may be - for standard input. Ctrl-C ends the playing."};
+
+constexpr int blocksPerSecond = 50;
+
+std::string progressText(const std::string& name, double second, double length) {
+    std::string text = "vncam play  " + name + "  " + clockText(second);
+    if (length > 0) text += " / " + clockText(length);
+    return text;
+}
+
+void feedAll(WavReader& wav, const Resource& player, const std::string& name, bool quiet) {
+    const double rate = wav.rate();
+    const auto blockFrames = static_cast<std::size_t>(std::max(1, wav.rate() / blocksPerSecond));
+    std::uint64_t fed = 0;
+    while (!stopRequested()) {
+        std::vector<char> block = wav.read(blockFrames);
+        if (block.empty()) return;
+        check(VNFeed(player.id(), block.data(), static_cast<int>(block.size())), "VNFeed");
+        fed += block.size() / wav.frameBytes();
+        if (!quiet)
+            showProgress(progressText(name, static_cast<double>(fed) / rate,
+                                      static_cast<double>(wav.frames()) / rate));
+    }
+}
+
+}  // namespace
+
+int runPlay(int argc, char** argv) {
+    bool quiet = false;
+    std::vector<std::string> operands;
+    const std::vector<Option> options = {
+        {"quiet", nullptr, "no progress", [&](const std::string&) { quiet = true; }}};
+    if (!parseOptions(argc, argv, usage, options, operands)) return exitOk;
+    if (operands.empty()) throw UsageError("which file? Give the name of a WAV file");
+    if (operands.size() > 1) throw UsageError("unexpected argument '" + operands[1] + "'");
+
+    WavReader wav(operands.front());
+    const Resource player(VNRES_PCM_PLAYER);
+    check(VNSetAudio(player.id(), wav.rate(), wav.channels()), "VNSetAudio");
+    player.start();
+    feedAll(wav, player, operands.front(), quiet);
+    // Stopping plays what is still queued.
+    player.stop();
+    clearProgress();
+    return exitOk;
+}
+
+}  // namespace vncam

@@ -1,0 +1,119 @@
+#include "track.h"
+
+#include <cstdio>
+#include <utility>
+#include <vector>
+
+#include "command.h"
+#include "interrupt.h"
+#include "message.h"
+#include "terminal.h"
+
+namespace vncam {
+
+using std::chrono::steady_clock;
+
+namespace {
+
+/** More than a key frame of the largest picture at any sensible bit rate. */
+constexpr int frameBytes = 8 << 20;
+
+// A message callback of a stream brings nothing along by which to find its track.
+std::atomic<std::uint64_t> lostFrames[2];
+
+template <Track::Kind kind>
+void onMessage(const char* message) {
+    const std::string name = messageValue(message, "name");
+    if (name == "frameLost")
+        lostFrames[kind] += std::strtoull(messageValue(message, "lost").c_str(), nullptr, 10);
+    else if (name != "started" && name != "stopped")
+        report("live", message);
+}
+
+}  // namespace
+
+Track::Track(Kind kind, const std::string& path)
+    : kind_(kind), output_(path), source_(kind == video ? VNRES_H264_SOURCE : VNRES_AAC_SOURCE) {
+    lostFrames[kind] = 0;
+    check(VNRegisterMessageCallback(id(), kind == video ? onMessage<video> : onMessage<audio>),
+          "VNRegisterMessageCallback");
+}
+
+Track::~Track() {
+    if (!reading_.valid()) return;
+    end();
+    cut();
+}
+
+void Track::start(double framesPerSecond, double seconds, BeforeFrame beforeFrame) {
+    framesPerSecond_ = framesPerSecond;
+    source_.start();
+    reading_ = std::async(std::launch::async, [this, seconds, beforeFrame = std::move(beforeFrame)] {
+        try {
+            readAll(seconds, beforeFrame);
+        } catch (...) {
+            broken_ = true;
+            throw;
+        }
+    });
+}
+
+void Track::end() {
+    ending_ = true;
+    output_.abandon();
+}
+
+void Track::cut() {
+    cut_ = true;
+    VNStop(id());
+}
+
+steady_clock::duration Track::waiting() const {
+    const steady_clock::rep since = waitingSince_;
+    return since == 0 ? steady_clock::duration::zero()
+                      : steady_clock::now().time_since_epoch() - steady_clock::duration(since);
+}
+
+bool Track::finished() const {
+    return reading_.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+}
+
+std::uint64_t Track::lost() const {
+    return lostFrames[kind_];
+}
+
+double Track::second() const {
+    return static_cast<double>(frames() + lost()) / framesPerSecond_;
+}
+
+std::string Track::summary() const {
+    char seconds[32];
+    std::snprintf(seconds, sizeof seconds, "%.1f s", static_cast<double>(frames()) / framesPerSecond_);
+    return output_.name() + ": " + std::to_string(frames()) + " " + media() + " frames, " +
+           std::to_string(output_.bytes()) + " bytes, " + seconds + ", " + std::to_string(lost()) + " lost";
+}
+
+void Track::readAll(double seconds, const BeforeFrame& beforeFrame) {
+    std::vector<char> frame(frameBytes);
+    while (!ending_ && !cut_ && !stopRequested() && (seconds == 0 || second() < seconds)) {
+        if (beforeFrame) beforeFrame(second());
+        const int length = readFrame(frame);
+        if (cut_) return;
+        output_.write(frame.data(), static_cast<std::size_t>(length));
+        ++frames_;
+    }
+    source_.stop();
+}
+
+int Track::readFrame(std::vector<char>& frame) {
+    int length = 0;
+    waitingSince_ = steady_clock::now().time_since_epoch().count();
+    const int result = VNRead(id(), frame.data(), static_cast<int>(frame.size()), 1, &length);
+    waitingSince_ = 0;
+    if (cut_ && !ending_ && !stopRequested())
+        throw Failure(std::string("no ") + media() + " frame came any more");
+    if (!cut_) check(result, std::string("VNRead of ") + media());
+    return length;
+}
+
+}  // namespace vncam

@@ -1,0 +1,79 @@
+#ifndef VNCAM_TRACK_H
+#define VNCAM_TRACK_H
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <future>
+#include <string>
+#include <vector>
+
+#include "output.h"
+#include "resource.h"
+
+namespace vncam {
+
+/**
+ * One stream on its way from a source to an output, read by a thread of its own. Its time is counted in
+ * frames, those that the source says it lost included, so that a film of ten seconds holds exactly ten
+ * seconds.
+ */
+class Track {
+  public:
+    enum Kind { video, audio };
+
+    /** Opens the output and acquires the source; throws Failure when either is refused. */
+    Track(Kind kind, const std::string& path);
+    /** Ends the reading first. */
+    ~Track();
+    Track(const Track&) = delete;
+    Track& operator=(const Track&) = delete;
+
+    /** Called before each frame, on the reading thread, with the second of the film that it begins. */
+    using BeforeFrame = std::function<void(double second)>;
+
+    /** Starts the source and reads until `seconds` have been written, or for ever when that is 0. */
+    void start(double framesPerSecond, double seconds, BeforeFrame beforeFrame = {});
+    /** Asks the reading to end after the frame at hand. */
+    void end();
+    /** Ends the reading even while it waits for a frame, which is a failure unless an end was asked for. */
+    void cut();
+
+    /** How long the source has been waited for. */
+    std::chrono::steady_clock::duration waiting() const;
+    bool finished() const;
+    /** Whether something other than the plan or a request ended the reading. */
+    bool broken() const { return broken_; }
+    /** Waits for the end of reading; throws what broke it. */
+    void join() { reading_.get(); }
+    /** Closes the output. */
+    void close() { output_.close(); }
+
+    int id() const { return source_.id(); }
+    std::uint64_t frames() const { return frames_; }
+    std::uint64_t lost() const;
+    double second() const;
+    /** "out.h264: 300 video frames, 2485760 bytes, 10.0 s, 0 lost". */
+    std::string summary() const;
+    const char* media() const { return kind_ == video ? "video" : "audio"; }
+
+  private:
+    void readAll(double seconds, const BeforeFrame& beforeFrame);
+    int readFrame(std::vector<char>& frame);
+
+    const Kind kind_;
+    Output output_;
+    Resource source_;
+    double framesPerSecond_ = 1;
+    std::atomic<std::uint64_t> frames_{0};
+    std::atomic<bool> ending_{false};
+    std::atomic<bool> cut_{false};
+    std::atomic<bool> broken_{false};
+    std::atomic<std::chrono::steady_clock::rep> waitingSince_{0};
+    std::future<void> reading_;
+};
+
+}  // namespace vncam
+
+#endif

@@ -1,0 +1,88 @@
+#include "values.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+
+#include "command.h"
+
+namespace vncam {
+namespace {
+
+constexpr int leastEdge = 16;
+constexpr int mostEdge = 8192;
+constexpr double mostSeconds = 1e7;
+
+[[noreturn]] void refuse(const char* option, const std::string& text, const std::string& why) {
+    throw UsageError(std::string(option) + " '" + text + "': " + why);
+}
+
+/** The whole text as a number; false when it is none or anything follows it. */
+template <class Number>
+bool readNumber(const std::string& text, Number& value) {
+    const char* end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, value);
+    return error == std::errc() && rest == end;
+}
+
+bool readEdge(const std::string& text, int& edge) {
+    return readNumber(text, edge) && edge >= leastEdge && edge <= mostEdge && edge % 2 == 0;
+}
+
+bool readSize(const std::string& text, Size& size) {
+    const std::size_t x = text.find('x');
+    return x != std::string::npos && readEdge(text.substr(0, x), size.width) &&
+           readEdge(text.substr(x + 1), size.height);
+}
+
+bool readSeconds(const std::string& text, double& seconds) {
+    return readNumber(text, seconds) && std::isfinite(seconds) && seconds >= 0 && seconds <= mostSeconds;
+}
+
+std::string edgeRule() {
+    return "width and height are even numbers from " + std::to_string(leastEdge) + " to " +
+           std::to_string(mostEdge);
+}
+
+}  // namespace
+
+std::string Size::text() const {
+    return std::to_string(width) + "x" + std::to_string(height);
+}
+
+std::string SizeSwitch::text() const {
+    char number[32];
+    std::snprintf(number, sizeof number, "@%g", second);
+    return size.text() + number;
+}
+
+int parseInteger(const char* option, const std::string& text, int least, int most) {
+    int value = 0;
+    if (!readNumber(text, value) || value < least || value > most)
+        refuse(option, text,
+               "not a whole number from " + std::to_string(least) + " to " + std::to_string(most));
+    return value;
+}
+
+double parseSeconds(const char* option, const std::string& text) {
+    double seconds = 0;
+    if (!readSeconds(text, seconds)) refuse(option, text, "not a number of seconds");
+    return seconds;
+}
+
+Size parseSize(const char* option, const std::string& text) {
+    Size size{};
+    if (!readSize(text, size)) refuse(option, text, "not WIDTHxHEIGHT; " + edgeRule());
+    return size;
+}
+
+SizeSwitch parseSizeSwitch(const char* option, const std::string& text) {
+    SizeSwitch change{};
+    const std::size_t at = text.find('@');
+    if (at == std::string::npos || !readSize(text.substr(0, at), change.size) ||
+        !readSeconds(text.substr(at + 1), change.second) || change.second <= 0)
+        refuse(option, text, "not WIDTHxHEIGHT@SECONDS; " + edgeRule());
+    return change;
+}
+
+}  // namespace vncam
