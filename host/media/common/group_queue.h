@@ -1,6 +1,7 @@
 #ifndef KEP_HOST_GROUP_QUEUE_H
 #define KEP_HOST_GROUP_QUEUE_H
 
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
@@ -11,8 +12,8 @@ namespace kep::host {
 
 /**
  * A bounded queue between two threads whose writer never waits. When it is full it drops whole groups, oldest
- * first; a group begins at a key item and nothing is kept that lacks its key. In a stream of key items alone a
- * group is one item.
+ * first; a group begins at a key item and nothing is kept that lacks its key. In a stream of key items alone
+ * a group is one item.
  */
 template <class Item>
 class GroupQueue {
@@ -22,8 +23,8 @@ class GroupQueue {
         std::size_t bytes;
     };
     struct PushResult {
-        std::size_t lost;  /**< items dropped by this push, the pushed one perhaps among them */
-        bool awaitsKey;    /**< nothing will be taken until a key item comes */
+        std::size_t lost; /**< items dropped by this push, the pushed one perhaps among them */
+        bool awaitsKey;   /**< nothing will be taken until a key item comes */
     };
 
     explicit GroupQueue(Limits limits) : limits_(limits) {}
@@ -77,11 +78,21 @@ class GroupQueue {
     bool pull(Item& item, bool wait) {
         std::unique_lock lock(mutex_);
         if (wait) filled_.wait(lock, [this] { return !items_.empty() || !open_; });
-        if (items_.empty()) return false;
-        item = std::move(items_.front().item);
-        bytes_ -= items_.front().bytes;
-        items_.pop_front();
-        return true;
+        return take(item);
+    }
+
+    /** Takes the oldest item, blocking no longer than `limit`; false also when that has passed. */
+    bool pullWithin(Item& item, std::chrono::milliseconds limit) {
+        std::unique_lock lock(mutex_);
+        filled_.wait_until(lock, std::chrono::steady_clock::now() + limit,
+                           [this] { return !items_.empty() || !open_; });
+        return take(item);
+    }
+
+    /** Whether items still come. */
+    bool isOpen() {
+        const std::lock_guard lock(mutex_);
+        return open_;
     }
 
   private:
@@ -90,6 +101,14 @@ class GroupQueue {
         bool key;
         std::size_t bytes;
     };
+
+    bool take(Item& item) {
+        if (items_.empty()) return false;
+        item = std::move(items_.front().item);
+        bytes_ -= items_.front().bytes;
+        items_.pop_front();
+        return true;
+    }
 
     std::size_t dropOldestGroup() {
         std::size_t lost = 0;

@@ -1,24 +1,60 @@
 #include "media/common/stream_object.h"
 
+#include <utility>
+
 namespace kep::host {
 
 bool StreamObject::ChangeUp(State target) {
-    const std::lock_guard lock(change_);
-    if (state_ >= target) return true;
-    if (target == State::play && !start()) return false;
-    state_ = target;
-    if (target == State::play) post("name=started");
+    const std::lock_guard change(change_);
+    bool leftovers = false;
+    {
+        const std::lock_guard mark(mark_);
+        if (state_ >= target) return true;
+        if (target != State::play) {
+            state_ = target;
+            return true;
+        }
+        leftovers = std::exchange(fallen_, false);
+    }
+    if (leftovers) stop();
+    endedEarly_.clear();
+    if (!start()) return false;
+    const std::lock_guard mark(mark_);
+    state_ = State::play;
+    post("name=started");
+    if (!endedEarly_.empty()) fall(std::move(endedEarly_));
     return true;
 }
 
 bool StreamObject::ChangeDown(State target) {
-    const std::lock_guard lock(change_);
-    if (state_ <= target) return true;
-    const bool played = state_ == State::play;
-    if (played) stop();
-    state_ = target;
+    const std::lock_guard change(change_);
+    bool played = false;
+    bool leftovers = false;
+    {
+        const std::lock_guard mark(mark_);
+        played = state_ == State::play && target != State::play;
+        leftovers = std::exchange(fallen_, false);
+        if (state_ > target) state_ = target;
+    }
+    if (played || leftovers) stop();
     if (played) post("name=stopped");
     return true;
+}
+
+void StreamObject::ended(std::string why) {
+    const std::lock_guard mark(mark_);
+    if (state_ == State::play) {
+        fall(std::move(why));
+    } else {
+        endedEarly_ = std::move(why);
+    }
+}
+
+void StreamObject::fall(std::string why) {
+    state_ = State::null;
+    fallen_ = true;
+    post(std::move(why));
+    post("name=stopped");
 }
 
 bool StreamObject::RegisterMessageCallback(const std::function<bool(const char*)>& callback) {

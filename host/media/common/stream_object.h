@@ -16,7 +16,8 @@ namespace kep::host {
  * What every streaming object has: a state, its changes one at a time, and messages
  * (`name=started`, `name=stopped`, `name=frameLost,media=video,lost=2,total=5`, `name=deviceLost,...`).
  *
- * A derived class brings start() and stop() and calls shutDown() first in its destructor.
+ * A derived class brings start() and stop() and calls shutDown() first in its destructor. All posting is free
+ * of waits, so that it may be done under a lock.
  */
 class StreamObject : public virtual api::streaming::common::IStreamControl, public stream::IStatus {
   public:
@@ -32,13 +33,24 @@ class StreamObject : public virtual api::streaming::common::IStreamControl, publ
     /** Ends the stream; every waiting call of a reader or writer returns. */
     virtual void stop() = 0;
 
+    /**
+     * For the stream's own threads: it has ended by itself. The object reads as stopped from here on, posts
+     * `why` and `name=stopped`, and is cleared up by stop() at its next change of state.
+     */
+    void ended(std::string why);
+
     void shutDown();
     void post(std::string message) { messages_.post(std::move(message)); }
     /** Posts that frames were lost and adds them to the total of this object. */
     void postLost(const char* media, std::size_t lost);
 
   private:
-    std::mutex change_;
+    void fall(std::string why);
+
+    std::mutex change_; /**< held through a whole change of state */
+    std::mutex mark_;   /**< state against ended(); never held while start() or stop() runs */
+    bool fallen_ = false;
+    std::string endedEarly_; /**< why the stream ended while it was still starting */
     std::atomic<State> state_{State::null};
     std::atomic<std::size_t> lostInAll_{0};
     MessagePort messages_;
