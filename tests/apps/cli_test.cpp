@@ -1,0 +1,138 @@
+// The command line as such: help, version, exit codes and what is said about a wrong one.
+#include <regex>
+
+#include "shell.h"
+
+namespace vncam_test {
+namespace {
+
+using Cli = Shell;
+
+TEST_F(Cli, HelpGoesToStandardOutput) {
+    const Result help = run("vncam --help");
+    EXPECT_EQ(help.exit, 0);
+    EXPECT_EQ(help.err, "");
+    for (const char* command : {"live", "play", "sources"})
+        EXPECT_TRUE(std::regex_search(help.out, std::regex(std::string("\n  ") + command + " "))) << help.out;
+}
+
+TEST_F(Cli, EveryCommandHasHelpAndVersion) {
+    for (const std::string command : {"live", "play", "sources"}) {
+        const Result help = run("vncam " + command + " --help");
+        EXPECT_EQ(help.exit, 0);
+        EXPECT_EQ(help.out.rfind("Usage: vncam " + command, 0), 0u) << help.out;
+        EXPECT_EQ(help.err, "");
+        EXPECT_EQ(run("vncam " + command + " --version").out, run("vncam --version").out);
+    }
+}
+
+TEST_F(Cli, LiveHelpNamesEveryOption) {
+    const std::string help = run("vncam live --help").out;
+    for (const char* option : {"video", "audio", "size", "switch", "fps", "bps", "gop", "rate", "channels",
+                               "abps", "seconds", "quiet", "help", "version"})
+        EXPECT_NE(help.find(std::string("\n  --") + option + " "), std::string::npos) << option;
+}
+
+TEST_F(Cli, VersionHasThreeNumbers) {
+    const Result version = run("vncam --version");
+    EXPECT_EQ(version.exit, 0);
+    EXPECT_TRUE(std::regex_match(version.out, std::regex("vncam [0-9]+\\.[0-9]+\\.[0-9]+\n"))) << version.out;
+}
+
+TEST_F(Cli, NoCommandShowsHelpAsAnError) {
+    const Result result = run("vncam");
+    EXPECT_EQ(result.exit, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err.rfind("Usage: vncam COMMAND", 0), 0u);
+}
+
+TEST_F(Cli, HelpIntoAFullDeviceFails) {
+    const Result result = run("vncam --help >/dev/full");
+    EXPECT_EQ(result.exit, 1);
+    EXPECT_EQ(result.err, "vncam: cannot write to standard output: No space left on device\n");
+}
+
+struct WrongLine {
+    const char* arguments;
+    const char* message; /**< the first line on standard error */
+};
+
+class WrongCommandLine : public Shell, public testing::WithParamInterface<WrongLine> {};
+
+TEST_P(WrongCommandLine, IsRefusedByName) {
+    const Result result = run(std::string("vncam ") + GetParam().arguments);
+    EXPECT_EQ(result.exit, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err.substr(0, result.err.find('\n')), GetParam().message);
+    EXPECT_NE(result.err.find("\nTry 'vncam"), std::string::npos) << "says where help is";
+}
+
+#define EDGES "width and height are even numbers from 16 to 8192"
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, WrongCommandLine,
+    testing::Values(
+        WrongLine{"fly", "vncam: unknown command 'fly'"}, WrongLine{"--fly", "vncam: unknown option '--fly'"},
+        WrongLine{"live --fly", "vncam live: unknown option '--fly'"},
+        WrongLine{"live --fly=3", "vncam live: unknown option '--fly'"},
+        WrongLine{"live -x", "vncam live: unknown option '-x'"},
+        WrongLine{"live --a x", "vncam live: unknown option '--a'"},
+        WrongLine{"live --fps", "vncam live: option '--fps' needs a value"},
+        WrongLine{"live --quiet=1", "vncam live: option '--quiet' takes no value"},
+        WrongLine{"live", "vncam live: nothing to write; give --video, --audio or both"},
+        WrongLine{"live --video a b", "vncam live: unexpected argument 'b'"},
+        WrongLine{"live --video ''", "vncam live: --video needs the name of a file"},
+        WrongLine{"live --video - --audio -",
+                  "vncam live: only one of --video and --audio can go to standard output"},
+        WrongLine{"live --fps 0", "vncam live: --fps '0': not a whole number from 1 to 240"},
+        WrongLine{"live --fps 30x", "vncam live: --fps '30x': not a whole number from 1 to 240"},
+        WrongLine{"live --fps ''", "vncam live: --fps '': not a whole number from 1 to 240"},
+        WrongLine{"live --bps 99999999999",
+                  "vncam live: --bps '99999999999': not a whole number from 1000 to 1000000000"},
+        WrongLine{"live --gop -1", "vncam live: --gop '-1': not a whole number from 1 to 100000"},
+        WrongLine{"live --channels 9", "vncam live: --channels '9': not a whole number from 1 to 8"},
+        WrongLine{"live --seconds soon", "vncam live: --seconds 'soon': not a number of seconds"},
+        WrongLine{"live --seconds -1", "vncam live: --seconds '-1': not a number of seconds"},
+        WrongLine{"live --seconds nan", "vncam live: --seconds 'nan': not a number of seconds"},
+        WrongLine{"live --size 1920", "vncam live: --size '1920': not WIDTHxHEIGHT; " EDGES},
+        WrongLine{"live --size 1921x1080", "vncam live: --size '1921x1080': not WIDTHxHEIGHT; " EDGES},
+        WrongLine{"live --size 0x0", "vncam live: --size '0x0': not WIDTHxHEIGHT; " EDGES},
+        WrongLine{"live --size 16384x16", "vncam live: --size '16384x16': not WIDTHxHEIGHT; " EDGES},
+        WrongLine{"live --switch 640x360",
+                  "vncam live: --switch '640x360': not WIDTHxHEIGHT@SECONDS; " EDGES},
+        WrongLine{"live --switch 640x360@0",
+                  "vncam live: --switch '640x360@0': not WIDTHxHEIGHT@SECONDS; " EDGES},
+        WrongLine{"live --audio a --switch 640x360@1", "vncam live: --switch needs --video"},
+        WrongLine{"live --video a --switch 640x360@2 --switch 320x180@2",
+                  "vncam live: --switch 320x180@2 does not come after --switch 640x360@2"},
+        WrongLine{"live --video a --seconds 2 --switch 640x360@2.5",
+                  "vncam live: --switch 640x360@2.5 lies after the end of the film"},
+        WrongLine{"play", "vncam play: which file? Give the name of a WAV file"},
+        WrongLine{"play a.wav b.wav", "vncam play: unexpected argument 'b.wav'"},
+        WrongLine{"play --fly", "vncam play: unknown option '--fly'"},
+        WrongLine{"sources all", "vncam sources: unexpected argument 'all'"}));
+
+TEST_F(Cli, AWrongCommandLineLeavesFilesAlone) {
+    writeFile(path("kept"), "content");
+    EXPECT_EQ(run("vncam live --video kept --fps 0").exit, 2);
+    EXPECT_EQ(readFile(path("kept")), "content");
+}
+
+TEST_F(Cli, SourcesListsEveryResourceAndSetting) {
+    const Result result = run("KEP_HOST_VIDEO=file:x.mp4 KEP_HOST_SPEAKER= vncam sources");
+    EXPECT_EQ(result.exit, 0);
+    EXPECT_EQ(result.err, "") << "a refusal belongs into the table";
+    for (const int type : {31, 65, 66, 67, 68, 69, 70, 71, 72, 73, 74, 75, 76, 77, 78})
+        EXPECT_TRUE(std::regex_search(result.out, std::regex("\n  " + std::to_string(type) +
+                                                             "  VNRES_[A-Z0-9_]+ .*(available|refused)")))
+            << type << "\n"
+            << result.out;
+    for (const char* name : {"66  VNRES_H264_SOURCE ", "68  VNRES_AAC_SOURCE ", "69  VNRES_PCM_PLAYER "})
+        EXPECT_TRUE(std::regex_search(result.out, std::regex(std::string(name) + ".*  available\n"))) << name;
+    EXPECT_TRUE(std::regex_search(result.out, std::regex("\n  KEP_HOST_VIDEO +file:x.mp4\n"))) << result.out;
+    EXPECT_TRUE(std::regex_search(result.out, std::regex("\n  KEP_HOST_SPEAKER +null \\(not set\\)\n")));
+    EXPECT_NE(result.out.find("\nDevices found:\n"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace vncam_test

@@ -1,0 +1,194 @@
+// `vncam play`: what the loudspeaker gets is what the file holds.
+#include <cstdint>
+#include <regex>
+
+#include "shell.h"
+
+namespace vncam_test {
+namespace {
+
+std::string little(std::uint32_t value, int bytes) {
+    std::string text;
+    for (int i = 0; i < bytes; ++i) text += static_cast<char>(value >> 8 * i & 0xFF);
+    return text;
+}
+
+struct WavForm {
+    std::uint32_t rate = 16000;
+    std::uint16_t channels = 1;
+    std::uint16_t format = 1;
+    std::uint16_t bits = 16;
+};
+
+std::string chunk(const std::string& name, const std::string& content) {
+    return name + little(static_cast<std::uint32_t>(content.size()), 4) + content +
+           std::string(content.size() % 2, '\0');
+}
+
+std::string formatRecord(const WavForm& form) {
+    const std::uint32_t frame = form.channels * form.bits / 8u;
+    return little(form.format, 2) + little(form.channels, 2) + little(form.rate, 4) +
+           little(form.rate * frame, 4) + little(frame, 2) + little(form.bits, 2);
+}
+
+std::string riff(const std::string& chunks) {
+    return chunk("RIFF", "WAVE" + chunks);
+}
+
+std::string wav(const std::string& samples, const WavForm& form = {}) {
+    return riff(chunk("fmt ", formatRecord(form)) + chunk("data", samples));
+}
+
+/** Samples that repeat nowhere, so that a lost, doubled or moved block shows. */
+std::string samplesOf(std::size_t count) {
+    std::string samples;
+    std::uint32_t state = 1;
+    for (std::size_t i = 0; i < count; ++i) {
+        state = state * 1664525u + 1013904223u;
+        samples += little(state >> 16, 2);
+    }
+    return samples;
+}
+
+class Play : public Shell {
+  protected:
+    /** The samples of a WAV file as another program reads them. */
+    std::string heard(const std::string& file) const {
+        return run("ffmpeg -nostdin -v error -i " + file + " -f s16le -").out;
+    }
+};
+
+TEST_F(Play, EverySampleArrives) {
+    const std::string samples = samplesOf(16000 + 123);
+    writeFile(path("in.wav"), wav(samples));
+    const Result result = run("KEP_HOST_SPEAKER=file:out.wav vncam play in.wav");
+    ASSERT_EQ(result.exit, 0) << result.err;
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(probe("out.wav", "stream=sample_rate"), "16000");
+    EXPECT_EQ(probe("out.wav", "stream=channels"), "1");
+    EXPECT_TRUE(heard("out.wav") == samples)
+        << heard("out.wav").size() << " of " << samples.size() << " bytes";
+}
+
+TEST_F(Play, StereoKeepsItsRate) {
+    const std::string samples = samplesOf(2 * 24000);
+    writeFile(path("in.wav"), wav(samples, {.rate = 48000, .channels = 2}));
+    ASSERT_EQ(run("KEP_HOST_SPEAKER=file:out.wav vncam play in.wav").exit, 0);
+    EXPECT_EQ(probe("out.wav", "stream=sample_rate"), "48000");
+    EXPECT_EQ(probe("out.wav", "stream=channels"), "2");
+    EXPECT_TRUE(heard("out.wav") == samples);
+}
+
+TEST_F(Play, StandardInputAndOtherChunksAreRead) {
+    const std::string samples = samplesOf(4000);
+    const std::string header = chunk("LIST", "odd") + chunk("fmt ", formatRecord({}) + little(0, 2));
+    writeFile(path("in.wav"), riff(header + chunk("data", samples) + chunk("LIST", "tail")));
+    ASSERT_EQ(run("cat in.wav | KEP_HOST_SPEAKER=file:out.wav vncam play -").exit, 0);
+    EXPECT_TRUE(heard("out.wav") == samples);
+}
+
+TEST_F(Play, AStreamOfUnknownLengthIsPlayedToItsEnd) {
+    writeFile(path("in.wav"), wav(samplesOf(8000)));
+    const Result result =
+        run("ffmpeg -nostdin -v error -i in.wav -f wav - | KEP_HOST_SPEAKER=file:out.wav vncam play -");
+    ASSERT_EQ(result.exit, 0) << result.err;
+    EXPECT_TRUE(heard("out.wav") == samplesOf(8000));
+}
+
+TEST_F(Play, TheExtensibleFormIsPcmToo) {
+    const std::string samples = samplesOf(4000);
+    const std::string extension = little(22, 2) + little(16, 2) + little(4, 4) + little(1, 2) +
+                                  std::string("\0\0\0\0\x10\0\x80\0\0\xAA\0\x38\x9B\x71", 14);
+    writeFile(path("in.wav"),
+              riff(chunk("fmt ", formatRecord({.format = 0xFFFE}) + extension) + chunk("data", samples)));
+    ASSERT_EQ(run("KEP_HOST_SPEAKER=file:out.wav vncam play in.wav").exit, 0);
+    EXPECT_TRUE(heard("out.wav") == samples);
+}
+
+TEST_F(Play, ShowsProgressOnATerminal) {
+    writeFile(path("in.wav"), wav(samplesOf(32000)));
+    const Result result = run("script -qefc 'vncam play in.wav' /dev/null");
+    EXPECT_EQ(result.exit, 0);
+    EXPECT_TRUE(std::regex_search(result.out, std::regex("\rvncam play  in\\.wav  0:01 / 0:02")))
+        << result.out;
+}
+
+struct BadFile {
+    const char* name;
+    std::string content;
+    const char* message;
+};
+
+class PlayRefuses : public Shell, public testing::WithParamInterface<BadFile> {};
+
+TEST_P(PlayRefuses, WithOneLine) {
+    writeFile(path("bad.wav"), GetParam().content);
+    const Result result = run("vncam play bad.wav");
+    EXPECT_EQ(result.exit, 1);
+    EXPECT_EQ(result.err, std::string("vncam play: bad.wav: ") + GetParam().message + "\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, PlayRefuses,
+    testing::Values(BadFile{"Empty", "", "not a WAV file"},
+                    BadFile{"Text", "this is no sound at all", "not a WAV file"},
+                    BadFile{"OtherRiff", chunk("RIFF", "AVI LIST"), "not a WAV file"},
+                    BadFile{"Float", wav(samplesOf(100), {.format = 3, .bits = 32}),
+                            "samples are 32-bit floating point, not 16-bit PCM"},
+                    BadFile{"Bytes", wav(samplesOf(100), {.bits = 8}),
+                            "samples are 8-bit PCM, not 16-bit PCM"},
+                    BadFile{"Other", wav(samplesOf(100), {.format = 7, .bits = 8}),
+                            "samples are 8-bit format 7, not 16-bit PCM"},
+                    BadFile{"NoChannel", wav(samplesOf(100), {.channels = 0}), "0 channels, not 1 to 8"},
+                    BadFile{"NoRate", wav(samplesOf(100), {.rate = 0}), "a rate of 0 samples per second"},
+                    BadFile{"NoFormat", riff(chunk("data", samplesOf(100))), "samples before their format"},
+                    BadFile{"ShortFormat", riff(chunk("fmt ", "short")), "its format record is too short"},
+                    BadFile{"NoSamples", riff(chunk("fmt ", formatRecord({}))), "ends before the samples"},
+                    BadFile{"EndsInFormat", wav({}).substr(0, 30), "ends before the format"},
+                    BadFile{"Truncated", wav(samplesOf(100)).substr(0, 144),
+                            "cut short: 200 bytes of samples announced, 100 there"}),
+    [](const auto& file) { return file.param.name; });
+
+TEST_F(Play, AMissingFileIsNamed) {
+    const Result result = run("vncam play nowhere.wav");
+    EXPECT_EQ(result.exit, 1);
+    EXPECT_EQ(result.err, "vncam play: cannot open nowhere.wav: No such file or directory\n");
+}
+
+TEST_F(Play, AFolderIsNoFile) {
+    const Result result = run("vncam play .");
+    EXPECT_EQ(result.exit, 1);
+    EXPECT_EQ(result.err, "vncam play: .: cannot read: Is a directory\n");
+}
+
+TEST_F(Play, APipeThatIsCutShortIsTold) {
+    writeFile(path("in.wav"), wav(samplesOf(4000)));
+    const Result result = run("head -c 5000 in.wav | vncam play -");
+    EXPECT_EQ(result.exit, 1);
+    EXPECT_EQ(result.err,
+              "vncam play: standard input: cut short: 8000 bytes of samples announced, 4956 there\n");
+}
+
+TEST_F(Play, ASpeakerThatCannotBeOpenedIsNamed) {
+    writeFile(path("in.wav"), wav(samplesOf(4000)));
+    const Result result = run("KEP_HOST_SPEAKER=file:missing/out.wav vncam play in.wav");
+    EXPECT_EQ(result.exit, 1);
+    EXPECT_NE(result.err.find("missing/out.wav"), std::string::npos) << result.err;
+    EXPECT_NE(result.err.find("\nvncam play: VNStart: "), std::string::npos) << result.err;
+}
+
+TEST_F(Play, AnInterruptEndsIt) {
+    writeFile(path("in.wav"), wav(samplesOf(16000 * 100)));
+    const Result result =
+        run("KEP_HOST_SPEAKER=file:out.wav vncam play in.wav & play=$!\n"
+            "until [ -s out.wav ]; do sleep 0.05; done\n"
+            "kill -INT $play; wait $play");
+    EXPECT_EQ(result.exit, 0) << result.err;
+    const std::string start = heard("out.wav");
+    EXPECT_LT(start.size(), 16000u * 100 * 2);
+    EXPECT_TRUE(samplesOf(16000 * 100).rfind(start, 0) == 0)
+        << "what was played is the beginning of the file";
+}
+
+}  // namespace
+}  // namespace vncam_test

@@ -1,0 +1,47 @@
+#ifndef TESTS_APPS_SHELL_H
+#define TESTS_APPS_SHELL_H
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <functional>
+#include <string>
+
+namespace vncam_test {
+
+/** What a command gave back. */
+struct Result {
+    int exit;
+    std::string out;
+    std::string err;
+};
+
+std::string readFile(const std::filesystem::path& path);
+void writeFile(const std::filesystem::path& path, const std::string& content);
+
+/** Waits until a condition holds; false when it does not within the limit of a minute. */
+bool eventually(const std::function<bool()>& condition);
+
+/** Runs shell commands in a folder of its own, with the programs of the build at the front of the path. */
+class Shell : public testing::Test {
+  protected:
+    Shell();
+    ~Shell() override;
+
+    /** Runs bash text with the pipefail option; it is killed after two minutes, which gives 137. */
+    Result run(const std::string& command) const;
+    /** The only value of ffprobe for entries such as "stream=codec_name". */
+    std::string probe(const std::string& file, const std::string& entries) const;
+    /** Everything that a decoder of the file complains of. */
+    std::string decodeErrors(const std::string& file) const;
+    /** Runs of decoded pictures of one size: "30 of 640x360, 30 of 320x180". */
+    std::string pictureRuns(const std::string& file) const;
+    std::filesystem::path path(const std::string& name) const { return folder_ / name; }
+
+  private:
+    std::filesystem::path folder_;
+};
+
+}  // namespace vncam_test
+
+#endif
