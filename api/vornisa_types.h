@@ -1,0 +1,66 @@
+/**
+ * @file
+ * Result codes, kinds of resources and other types of the camera API. Include vornisa_api.h.
+ */
+#ifndef VORNISA_TYPES_H
+#define VORNISA_TYPES_H
+
+#include <stdint.h>
+
+/** Marks what the library exports. */
+#if defined(__GNUC__)
+#define VN_API __attribute__((visibility("default")))
+#else
+#define VN_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** Results of the functions. Never positive. */
+enum VNRes_Code {
+    VNRES_SUCCEED = 0,        /**< the call did what was asked */
+    VNRES_FAIL = -1,          /**< the framework refused or failed the operation */
+    VNRES_WRONG_DEVICE = -2,  /**< the handle's object is of a kind that does not have what the call needs */
+    VNRES_UNSUPPORTED = -3,   /**< the object does not offer the operation */
+    VNRES_BUFFER_ERROR = -4,  /**< the library's own intermediate buffer refused data */
+    VNRES_BUF_TOO_SMALL = -5, /**< the caller's buffer cannot hold the data */
+    VNRES_PUSH_FAIL = -6,     /**< the device refused the data pushed to it */
+    VNRES_INVALID_ARG = -7    /**< a required argument is null, a type unknown, or a step of a call failed */
+};
+
+/** What VNAcquire can create. */
+enum VNRes_Type {
+    VNRES_REC_MAN = 31,       /**< recording manager: an empty application */
+    VNRES_YUV_SOURCE = 65,    /**< pictures of the camera, planar YUV 4:2:0 */
+    VNRES_H264_SOURCE = 66,   /**< H.264 video of the camera */
+    VNRES_PCM_SOURCE = 67,    /**< samples of the microphone */
+    VNRES_AAC_SOURCE = 68,    /**< AAC audio of the microphone */
+    VNRES_PCM_PLAYER = 69,    /**< loudspeaker */
+    VNRES_AAC_ENCODER = 70,   /**< AAC encoder */
+    VNRES_AAC_DECODER = 71,   /**< AAC decoder */
+    VNRES_QRCODE = 72,        /**< reader of codes in the picture */
+    VNRES_PHOTOGRAPHY = 73,   /**< still-picture taker */
+    VNRES_EVENT_SERVICE = 74, /**< recorder of clips around an event */
+    VNRES_SHARED_MEMORY = 75, /**< shared memory */
+    VNRES_STAMP = 76,         /**< text stamps on the picture */
+    VNRES_DEMUX = 77,         /**< demultiplexer of MP4 files */
+    VNRES_HUMAN_SHM = 78      /**< results of the detection of people */
+};
+
+/** A colour, 0x00RRGGBB. Any value may be given, not only the named ones. */
+typedef uint32_t VNRes_Color;
+
+/**
+ * Receives the messages of an object, on a thread of the framework.
+ *
+ * @param message attribute text, `key=value` items separated by ","; valid during the call only
+ */
+typedef void (*VNMessageCallback)(const char* message);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
