@@ -1,6 +1,9 @@
 #ifndef KEP_OBJECT_H
 #define KEP_OBJECT_H
 
+#include <cstdint>
+#include <functional>
+
 #include "kep/attr_set.h"
 #include "kep/attributes.h"
 #include "kep/message.h"
@@ -21,6 +24,11 @@ class KEP_API object : public kep::object_base, public IAttributes, public IPara
     virtual bool toAttrSet(AttrSet& attributes) const = 0;
     virtual bool sendMessage(Message& message) = 0;
     virtual bool receiveMessage(Message& message) = 0;
+
+    /** The hash of the object's name; 0 when it has none. */
+    virtual std::uint32_t NameId() const = 0;
+    /** The first child that `matches`; with `recursive` also among the children's children. Null if none. */
+    virtual object* FindChild(const std::function<bool(const object&)>& matches, bool recursive) = 0;
 };
 
 }  // namespace base
