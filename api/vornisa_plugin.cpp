@@ -1,0 +1,12 @@
+#include "kep/reflect.h"
+#include "vornisa_api.h"
+
+extern "C" {
+
+/** Called by the framework for the registered plug-in, which has nothing to do then. */
+VN_API void RegisterPluginVornisaApi(const char*) {}
+
+extern VN_API int __cb_register_PluginVornisaApi;
+int __cb_register_PluginVornisaApi = ReflectAdd(RegisterPluginVornisaApi, 9999, "PluginVornisaApi",
+                                                "vornisa/pluginvornisaapi@version:1.1.1.6885");
+}

@@ -1,0 +1,14 @@
+#ifndef VORNISA_REGISTRY_H
+#define VORNISA_REGISTRY_H
+
+#include <map>
+
+#include "kep/object_base.h"
+
+/**
+ * Auxiliary objects that calls attached to a handle, by handle. VNRelease destroys them with it. The value
+ * may be null; a handle without one has no entry. Nothing guards it: see the header on threads.
+ */
+extern std::map<int, kep::object_base*> _vornisa_maps;
+
+#endif
