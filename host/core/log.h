@@ -3,6 +3,8 @@
 
 #include <string_view>
 
+#include "kep/visibility.h"
+
 namespace kep::host {
 
 /** Debug streams of the framework's own lines; the numbers are those by which KEP_HOST_LOG chooses them. */
@@ -14,7 +16,8 @@ enum class LogStream : int { error = 8, info = 12 };
  * Use it through the macros below, which add the place:
  * `KEP_HOST_ERROR("cannot open " + path + ": " + reason)`.
  */
-void writeLine(LogStream stream, const char* file, int line, const char* function, std::string_view text) noexcept;
+KEP_API void writeLine(LogStream stream, const char* file, int line, const char* function,
+                       std::string_view text) noexcept;
 
 }  // namespace kep::host
 

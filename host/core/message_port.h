@@ -18,7 +18,8 @@ class KEP_API MessagePort {
     using Callback = std::function<void(const std::string& message)>;
 
     MessagePort();
-    /** No callback of this port runs once this has returned, unless it is called from within that callback. */
+    /** No callback of this port runs once this has returned, unless it is called from within that callback.
+     */
     ~MessagePort();
     MessagePort(const MessagePort&) = delete;
     MessagePort& operator=(const MessagePort&) = delete;

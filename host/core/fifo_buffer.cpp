@@ -1,0 +1,69 @@
+#include "kep/fifo_buffer.h"
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+
+namespace kep::base {
+namespace {
+
+void plainCopy(void* target, const void* source, int size) {
+    std::memcpy(target, source, static_cast<std::size_t>(size));
+}
+
+}  // namespace
+
+/** A ring: `size` bytes from `first` on, going on at the start when the end is reached. */
+struct FifoBuffer::Store {
+    std::unique_ptr<unsigned char[]> bytes;
+    int capacity;
+    int first;
+    int size;
+    Copy copyIn;
+    Copy copyOut;
+};
+
+// The name is for a debugger alone: nothing here can go wrong that a line would have to tell.
+FifoBuffer::FifoBuffer(const char*, int capacity, Copy copyIn, Copy copyOut)
+    : store_(new Store{std::make_unique_for_overwrite<unsigned char[]>(static_cast<std::size_t>(capacity)),
+                       capacity, 0, 0, copyIn ? copyIn : plainCopy, copyOut ? copyOut : plainCopy}) {}
+
+FifoBuffer::~FifoBuffer() {
+    delete store_;
+}
+
+int FifoBuffer::Max() const {
+    return store_->capacity;
+}
+
+int FifoBuffer::Size() const {
+    return store_->size;
+}
+
+// Reader and writer are one thread here, so waiting for the other end would be waiting for oneself.
+bool FifoBuffer::Push(const void* data, int size, bool) {
+    Store& store = *store_;
+    if (size < 0 || size > store.capacity - store.size) return false;
+    const int end = (store.first + store.size) % store.capacity;
+    const int straight = std::min(size, store.capacity - end);
+    if (straight > 0) store.copyIn(&store.bytes[end], data, straight);
+    if (size > straight)
+        store.copyIn(&store.bytes[0], static_cast<const unsigned char*>(data) + straight, size - straight);
+    store.size += size;
+    return true;
+}
+
+int FifoBuffer::Pop(void* data, int size, bool) {
+    Store& store = *store_;
+    const int taken = std::clamp(size, 0, store.size);
+    const int straight = std::min(taken, store.capacity - store.first);
+    if (straight > 0) store.copyOut(data, &store.bytes[store.first], straight);
+    if (taken > straight)
+        store.copyOut(static_cast<unsigned char*>(data) + straight, &store.bytes[0], taken - straight);
+    store.size -= taken;
+    // An empty ring starts over, so that short frames stay in the same few cache lines.
+    store.first = store.size == 0 ? 0 : (store.first + taken) % store.capacity;
+    return taken;
+}
+
+}  // namespace kep::base

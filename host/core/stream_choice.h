@@ -1,0 +1,22 @@
+#ifndef KEP_HOST_STREAM_CHOICE_H
+#define KEP_HOST_STREAM_CHOICE_H
+
+#include <bitset>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace kep::host {
+
+inline constexpr int kDebugStreams = 32;
+using StreamChoice = std::bitset<kDebugStreams>;
+
+/**
+ * Reads a choice of debug streams: numbers separated by ",", or `all`, or `none`. Without a value there is a
+ * default. None, and `problem` filled, for any other text.
+ */
+std::optional<StreamChoice> parseStreamChoice(std::string_view text, std::string& problem);
+
+}  // namespace kep::host
+
+#endif
