@@ -1,0 +1,134 @@
+#include "media/audio/aac_encoder.h"
+
+#include <algorithm>
+#include <array>
+#include <new>
+
+#include "core/log.h"
+
+namespace kep::host {
+
+namespace {
+
+constexpr int kUnitSamples = 1024;
+constexpr std::size_t kHeaderBytes = 7;
+// In the order of the index by which ADTS names them.
+constexpr std::array kRates = {96000, 88200, 64000, 48000, 44100, 32000, 24000,
+                               22050, 16000, 12000, 11025, 8000,  7350};
+
+void writeAdtsHeader(unsigned char* header, AudioFormat format, std::size_t payload) {
+    constexpr unsigned kProfileLc = 1;
+    const auto rate =
+        static_cast<unsigned>(std::find(kRates.begin(), kRates.end(), format.rate) - kRates.begin());
+    const auto channels = static_cast<unsigned>(format.channels);
+    const auto size = static_cast<unsigned>(payload + kHeaderBytes);
+    header[0] = 0xff;
+    header[1] = 0xf1;  // end of the sync word, MPEG-4, no checksum
+    header[2] = static_cast<unsigned char>(kProfileLc << 6 | rate << 2 | channels >> 2);
+    header[3] = static_cast<unsigned char>((channels & 3) << 6 | size >> 11);
+    header[4] = static_cast<unsigned char>(size >> 3);
+    header[5] =
+        static_cast<unsigned char>((size & 7) << 5 | 0x1f);  // and the buffer fullness of a variable rate
+    header[6] = 0xfc;
+}
+
+}  // namespace
+
+bool isAacRate(int hertz) {
+    return std::find(kRates.begin(), kRates.end(), hertz) != kRates.end();
+}
+
+AacEncoder::AacEncoder(AudioFormat from, AudioFormat to, const std::atomic<int>& bitRate)
+    : format_(to), wantedBitRate_(bitRate), framer_(from, to, AV_SAMPLE_FMT_FLTP, kUnitSamples) {}
+
+bool AacEncoder::open() {
+    bitRate_ = wantedBitRate_;
+    codec_ = openCodec(bitRate_);
+    return codec_ != nullptr;
+}
+
+CodecPtr AacEncoder::openCodec(int bitRate) const {
+    const AVCodec* encoder = avcodec_find_encoder_by_name("aac");
+    if (!encoder) {
+        KEP_HOST_ERROR("the FFmpeg libraries have no encoder \"aac\"");
+        return nullptr;
+    }
+    CodecPtr codec(avcodec_alloc_context3(encoder));
+    codec->sample_rate = format_.rate;
+    codec->sample_fmt = AV_SAMPLE_FMT_FLTP;
+    codec->bit_rate = bitRate;
+    codec->time_base = {1, format_.rate};
+    av_channel_layout_default(&codec->ch_layout, format_.channels);
+    const int result = avcodec_open2(codec.get(), encoder, nullptr);
+    if (result >= 0) return codec;
+    KEP_HOST_ERROR("cannot encode AAC of " + std::to_string(format_.rate) + " Hz, " +
+                   std::to_string(format_.channels) + " channels, " + std::to_string(bitRate) +
+                   " bit/s: " + ffmpegError(result));
+    return nullptr;
+}
+
+bool AacEncoder::add(const SharedBlock& block, const Emit& emit) {
+    framer_.add(*block);
+    for (;;) {
+        FramePtr frame(av_frame_alloc());
+        frame->format = AV_SAMPLE_FMT_FLTP;
+        frame->sample_rate = format_.rate;
+        frame->nb_samples = kUnitSamples;
+        av_channel_layout_default(&frame->ch_layout, format_.channels);
+        if (av_frame_get_buffer(frame.get(), 0) < 0) throw std::bad_alloc();
+        SteadyTime stamp;
+        if (!framer_.take(reinterpret_cast<void**>(frame->extended_data), stamp)) return true;
+        frame->pts = encoded_;
+        if (!followBitRate()) return false;
+        previous_ = std::move(current_);
+        current_ = std::move(frame);
+        if (!encode(stamp, emit)) return false;
+    }
+}
+
+bool AacEncoder::followBitRate() {
+    const int wanted = wantedBitRate_;
+    if (wanted == bitRate_) return true;
+    CodecPtr next = openCodec(wanted);
+    bitRate_ = wanted;
+    if (!next) return true;  // told; the stream goes on as it was
+    // The new encoder hears again what the old one has not yet given out, so that no sample is lost between
+    // them; what it makes of its own beginning is not for the stream.
+    for (AVFrame* heard : {previous_.get(), current_.get()}) {
+        if (heard && avcodec_send_frame(next.get(), heard) < 0) return true;
+        if (avcodec_receive_packet(next.get(), packet_.get()) >= 0) av_packet_unref(packet_.get());
+    }
+    codec_ = std::move(next);
+    return true;
+}
+
+bool AacEncoder::encode(SteadyTime stamp, const Emit& emit) {
+    if (encoded_ == 0) stamps_.push_back(stamp - format_.duration(codec_->initial_padding));
+    stamps_.push_back(stamp);
+    encoded_ += kUnitSamples;
+
+    int result = avcodec_send_frame(codec_.get(), current_.get());
+    while (result >= 0) {
+        result = avcodec_receive_packet(codec_.get(), packet_.get());
+        if (result < 0) break;
+        emit(accessUnit(*packet_));
+        av_packet_unref(packet_.get());
+    }
+    if (result == AVERROR(EAGAIN)) return true;
+    KEP_HOST_ERROR("the AAC encoder failed: " + ffmpegError(result));
+    return false;
+}
+
+SharedFrame AacEncoder::accessUnit(const AVPacket& packet) {
+    const SteadyTime stamp = stamps_.front();
+    stamps_.pop_front();
+    const auto payload = static_cast<std::size_t>(packet.size);
+    std::vector<unsigned char> unit(kHeaderBytes + payload);
+    writeAdtsHeader(unit.data(), format_, payload);
+    std::copy_n(packet.data, payload, unit.data() + kHeaderBytes);
+    const unsigned char* bytes = unit.data();
+    const std::size_t size = unit.size();
+    return makeAudioFrame(std::move(unit), bytes, size, stamp);
+}
+
+}  // namespace kep::host

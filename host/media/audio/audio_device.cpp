@@ -1,0 +1,35 @@
+#include "media/audio/audio_device.h"
+
+#include <string_view>
+
+#include "core/log.h"
+#include "kep/attr_set.h"
+
+namespace kep::host {
+
+bool isAudioDevice(const char* device, const char* made) {
+    if (device && std::string_view(device) == "vornisa") return true;
+    KEP_HOST_ERROR(std::string("no ") + made + " of device " + (device ? device : "(null)"));
+    return false;
+}
+
+bool isPcmFormat(AudioFormat format, int maxChannels) {
+    if (format.rate < 4000 || format.rate > 192000)
+        KEP_HOST_ERROR("sample rate " + std::to_string(format.rate) + " is not within 4000 to 192000");
+    else if (format.channels < 1 || format.channels > maxChannels)
+        KEP_HOST_ERROR("channels " + std::to_string(format.channels) + " is not within 1 to " +
+                       std::to_string(maxChannels));
+    else
+        return true;
+    return false;
+}
+
+std::string audioDeviceLost(const std::string& device) {
+    base::AttrSet message;
+    message.Add("name", "deviceLost");
+    message.Add("media", "audio");
+    message.Add("device", device.c_str());
+    return message.ToString(false);
+}
+
+}  // namespace kep::host

@@ -1,0 +1,42 @@
+#ifndef KEP_HOST_BYTE_FILE_H
+#define KEP_HOST_BYTE_FILE_H
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "media/common/ffmpeg.h"
+
+namespace kep::host {
+
+/** A file or named pipe for libavformat to read, whose waiting for data can be ended from another thread. */
+class ByteFile {
+  public:
+    /** Null, with the cause in `reason`, when it cannot be opened. A pipe is opened whether or not it has a
+     * writer. */
+    static std::unique_ptr<ByteFile> open(const std::string& path, std::string& reason);
+    ~ByteFile();
+
+    AVIOContext* io() { return io_; }
+    bool seekable() const { return seekable_; }
+    /** How long one read may wait; without a limit at first. */
+    void limitWait(std::chrono::milliseconds limit) { waitLimit_ = static_cast<int>(limit.count()); }
+    void dropWaitLimit() { waitLimit_ = -1; }
+    /** Makes the read under way and every later one fail. Safe on any thread. */
+    void interrupt();
+
+  private:
+    ByteFile(int file, int wake, bool seekable);
+    int read(unsigned char* buffer, int size);
+    std::int64_t seek(std::int64_t offset, int whence);
+
+    const int file_;
+    const int wake_;  // an event counter that becomes readable on interrupt()
+    const bool seekable_;
+    int waitLimit_ = -1;
+    AVIOContext* io_;
+};
+
+}  // namespace kep::host
+
+#endif

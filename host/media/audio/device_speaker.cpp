@@ -1,0 +1,99 @@
+#include "media/audio/device_speaker.h"
+
+#include <algorithm>
+#include <thread>
+
+#include "core/log.h"
+
+extern "C" {
+#include <libavdevice/avdevice.h>
+}
+
+namespace kep::host {
+
+namespace {
+
+constexpr std::chrono::milliseconds kPoll{5};
+constexpr std::chrono::seconds kStuck{5};
+constexpr std::int64_t kBufferMilliseconds = 100;
+constexpr std::int64_t kLongestDelay = 2000000;  // microseconds
+
+}  // namespace
+
+DeviceSpeaker::~DeviceSpeaker() {
+    if (opened_) av_write_trailer(output_);
+    avformat_free_context(output_);
+}
+
+bool DeviceSpeaker::open() {
+    const int result = openDevice();
+    opened_ = result >= 0;
+    if (!opened_)
+        KEP_HOST_ERROR("cannot open speaker " + device_.text + " for " + std::to_string(format_.rate) +
+                       " Hz, " + std::to_string(format_.channels) + " channels: " + ffmpegError(result));
+    return opened_;
+}
+
+int DeviceSpeaker::openDevice() {
+    int result =
+        avformat_alloc_output_context2(&output_, nullptr, device_.kind.c_str(), device_.argument.c_str());
+    if (result < 0) return result;
+    AVStream* stream = avformat_new_stream(output_, nullptr);
+    if (!stream) return AVERROR(ENOMEM);
+    AVCodecParameters& parameters = *stream->codecpar;
+    parameters.codec_type = AVMEDIA_TYPE_AUDIO;
+    parameters.codec_id = AV_CODEC_ID_PCM_S16LE;
+    parameters.format = AV_SAMPLE_FMT_S16;
+    parameters.sample_rate = format_.rate;
+    av_channel_layout_default(&parameters.ch_layout, format_.channels);
+
+    AVDictionary* options = nullptr;
+    if (device_.kind == "pulse") {
+        if (device_.argument != "default") av_dict_set(&options, "device", device_.argument.c_str(), 0);
+        av_dict_set_int(&options, "buffer_duration", kBufferMilliseconds, 0);
+        // Without it a sound shorter than the server's own idea of a good start is never heard.
+        av_dict_set_int(&options, "prebuf", static_cast<std::int64_t>(format_.frameBytes()), 0);
+        // A blocking write does not notice that the server has gone.
+        output_->flags |= AVFMT_FLAG_NONBLOCK;
+    }
+    result = avformat_write_header(output_, &options);
+    av_dict_free(&options);
+    return result;
+}
+
+bool DeviceSpeaker::write(const std::int16_t* samples, std::int64_t frames) {
+    const AVRational unit{1, format_.rate};
+    const AVRational base = output_->streams[0]->time_base;
+    const SteadyTime begin = std::chrono::steady_clock::now();
+    for (;;) {
+        packet_->data = reinterpret_cast<std::uint8_t*>(const_cast<std::int16_t*>(samples));
+        packet_->size = static_cast<int>(static_cast<std::size_t>(frames) * format_.frameBytes());
+        packet_->pts = packet_->dts = av_rescale_q(written_, unit, base);
+        packet_->duration = av_rescale_q(frames, unit, base);
+        int result = av_write_frame(output_, packet_.get());
+        packet_->data = nullptr;
+        if (result >= 0) break;
+        if (result == AVERROR(EAGAIN) && std::chrono::steady_clock::now() - begin < kStuck) {
+            std::this_thread::sleep_for(kPoll);
+            continue;
+        }
+        KEP_HOST_ERROR("speaker " + device_.text + " is lost: " +
+                       (result == AVERROR(EAGAIN) ? "it takes no more samples" : ffmpegError(result)));
+        return false;
+    }
+    written_ += frames;
+    return true;
+}
+
+void DeviceSpeaker::playOut() {
+    // ALSA plays out by itself when it is closed; the other leaves that to us and tells how far it has come.
+    std::int64_t heard = 0;
+    std::int64_t wall = 0;
+    if (device_.kind != "pulse" || av_get_output_timestamp(output_, 0, &heard, &wall) < 0) return;
+    const AVRational base = output_->streams[0]->time_base;
+    const std::int64_t left =
+        av_rescale_q(written_, {1, format_.rate}, {1, 1000000}) - av_rescale_q(heard, base, {1, 1000000});
+    std::this_thread::sleep_for(std::chrono::microseconds(std::clamp<std::int64_t>(left, 0, kLongestDelay)));
+}
+
+}  // namespace kep::host

@@ -1,0 +1,47 @@
+#ifndef KEP_HOST_SAMPLE_FRAMER_H
+#define KEP_HOST_SAMPLE_FRAMER_H
+
+#include <memory>
+
+#include "media/audio/audio_block.h"
+#include "media/common/ffmpeg.h"
+
+extern "C" {
+#include <libavutil/audio_fifo.h>
+}
+
+namespace kep::host {
+
+/**
+ * Turns blocks into frames of one length in another rate, with other channels and in another sample format,
+ * and knows the capture time of each frame's first sample.
+ */
+class SampleFramer {
+  public:
+    /** @param frameSamples samples of each channel in a frame */
+    SampleFramer(AudioFormat from, AudioFormat to, AVSampleFormat samples, int frameSamples);
+
+    void add(const AudioBlock& block);
+    /** Moves the next frame into `planes`, which have room for it. False while there is none. */
+    bool take(void** planes, SteadyTime& stamp);
+
+  private:
+    void makeRoom(int samples);
+
+    struct FifoDeleter {
+        void operator()(AVAudioFifo* fifo) const { av_audio_fifo_free(fifo); }
+    };
+
+    const AudioFormat from_;
+    const AudioFormat to_;
+    const int frameSamples_;
+    ResamplerPtr resampler_;
+    FramePtr converted_;
+    int capacity_ = 0;  // samples that converted_ has room for
+    std::unique_ptr<AVAudioFifo, FifoDeleter> fifo_;
+    SteadyTime end_;  // time of the sample after the last one in the queue
+};
+
+}  // namespace kep::host
+
+#endif

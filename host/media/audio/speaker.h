@@ -1,0 +1,33 @@
+#ifndef KEP_HOST_SPEAKER_H
+#define KEP_HOST_SPEAKER_H
+
+#include <cstdint>
+#include <memory>
+
+#include "media/audio/audio_block.h"
+#include "media/common/device_spec.h"
+
+namespace kep::host {
+
+/** Where sound goes to. Used by one thread. */
+class Speaker {
+  public:
+    virtual ~Speaker() = default;
+
+    /** Takes samples, waiting at the pace at which they are heard. False, with an error line, when it cannot.
+     */
+    virtual bool write(const std::int16_t* samples, std::int64_t frames) = 0;
+    /** Returns when what was written has been heard. Nothing is written after it. */
+    virtual void playOut() = 0;
+};
+
+/** The kinds of speaker that KEP_HOST_SPEAKER chooses from; none, with an error line, if it is none of them.
+ */
+std::optional<DeviceSpec> speakerFromEnvironment();
+
+/** Opens the chosen speaker; null, with an error line that names it, when that fails. */
+std::unique_ptr<Speaker> openSpeaker(const DeviceSpec& spec, AudioFormat format);
+
+}  // namespace kep::host
+
+#endif
