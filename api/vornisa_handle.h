@@ -45,7 +45,20 @@ inline const void* asPointer(int handle) {
 /** The object of a handle as a T; null when the object is none, or when there is no object. */
 template <class T>
 T* objectAs(int handle) {
-    return dynamic_cast<T*>(objectOf(handle));
+    kep::object_base* const object = objectOf(handle);
+#if UINTPTR_MAX <= UINT_MAX
+    return dynamic_cast<T*>(object);
+#else
+    // A cast through the interfaces' virtual bases takes longer than all else that a call does. A handle is not
+    // given twice and its object does not change its kind, so what a thread found last holds while it lives.
+    static thread_local struct {
+        int handle;
+        T* found;
+    } last = {0, nullptr};
+    if (!object) return nullptr;
+    if (last.handle != handle) last = {handle, dynamic_cast<T*>(object)};
+    return last.found;
+#endif
 }
 
 }  // namespace vornisa
