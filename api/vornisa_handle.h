@@ -49,8 +49,9 @@ T* objectAs(int handle) {
 #if UINTPTR_MAX <= UINT_MAX
     return dynamic_cast<T*>(object);
 #else
-    // A cast through the interfaces' virtual bases takes longer than all else that a call does. A handle is not
-    // given twice and its object does not change its kind, so what a thread found last holds while it lives.
+    // A cast through the interfaces' virtual bases takes longer than all else that a call does. A handle is
+    // not given twice and its object does not change its kind, so what a thread found last holds while it
+    // lives.
     static thread_local struct {
         int handle;
         T* found;

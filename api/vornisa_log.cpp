@@ -1,5 +1,7 @@
 #include "vornisa_log.h"
 
+#include <cxxabi.h>
+
 #include <exception>
 #include <iostream>
 #include <string>
@@ -8,24 +10,6 @@
 
 namespace vornisa {
 namespace {
-
-/** std::cout behind the framework's stream interface. Numbers come out in decimal whatever the program set it
- * to. */
-class StandardOutput final : public kep::base::ostream {
-  public:
-    kep::base::ostream& operator<<(char character) override { return put(character); }
-    kep::base::ostream& operator<<(int value) override { return put(std::to_string(value)); }
-    kep::base::ostream& operator<<(std::int64_t value) override { return put(std::to_string(value)); }
-    kep::base::ostream& operator<<(const void* pointer) override { return put(pointer); }
-    kep::base::ostream& operator<<(const char* text) override { return put(text); }
-
-  private:
-    template <class T>
-    kep::base::ostream& put(const T& item) {
-        std::cout << item;
-        return *this;
-    }
-};
 
 struct Style {
     int stream;
@@ -36,8 +20,7 @@ const Style styles[] = {{8, "\033[31m"}, {12, "\033[32m"}, {28, "\033[35m"}, {29
 
 }  // namespace
 
-// A line never fails the call that writes it, so what a stream throws ends here. The cancellation of the
-// thread, which is no std::exception, passes.
+// What a stream throws ends here. The cancellation of the thread, which is no std::exception, passes.
 template <class Write>
 void Line::guarded(Write write) {
     try {
@@ -48,15 +31,22 @@ void Line::guarded(Write write) {
 
 template <class T>
 Line& Line::put(T item) {
-    guarded([=] { *out_ << item; });
+    guarded([=] {
+        if (out_) {
+            *out_ << item;
+        } else {
+            // The framework's formatting, whatever the program has set std::cout to.
+            std::string text;
+            kep::base::ostream_string(text) << item;
+            std::cout << text;
+        }
+    });
     return *this;
 }
 
-Line::Line(Sink sink, LineKind kind, const char* file, int line, const char* function) : sink_(sink) {
+Line::Line(Sink sink, LineKind kind, const char* file, int line, const char* function) : out_(nullptr) {
     if (sink == Sink::standardOutput) {
-        static StandardOutput standardOutput;
-        out_ = &standardOutput;
-        guarded([=] { *out_ << file << "/" << line << ":" << function << ":"; });
+        *this << file << "/" << line << ":" << function << ":";
     } else {
         const Style& style = styles[static_cast<int>(kind)];
         out_ = kep::stream::__dbg_couts[style.stream];
@@ -88,11 +78,23 @@ Line& Line::operator<<(std::chrono::steady_clock::time_point time) {
 
 void Line::end() {
     guarded([=] {
-        if (sink_ == Sink::standardOutput)
-            std::cout << std::endl;
-        else
+        if (out_)
             kep::stream::EndDebugLine(*out_);
+        else
+            std::cout << std::endl;
     });
+}
+
+const char* caughtException() {
+    try {
+        throw;
+    } catch (abi::__forced_unwind&) {
+        throw;
+    } catch (const std::exception& exception) {
+        return exception.what();  // of the caller's exception, which lives as long as its handler runs
+    } catch (...) {
+        return "unknown";
+    }
 }
 
 }  // namespace vornisa

@@ -14,7 +14,7 @@ enum class Sink { debugStreams, standardOutput };
 /** What a line says; on the debug streams it chooses stream and colour. */
 enum class LineKind { error, timing, trace, information };
 
-/** One log line on its way out: opened by its construction, ended by end(). */
+/** One log line on its way out: opened by its construction, ended by end(). A line never fails its writer. */
 class Line {
   public:
     Line(Sink sink, LineKind kind, const char* file, int line, const char* function);
@@ -36,17 +36,60 @@ class Line {
     template <class T>
     Line& put(T item);
 
-    Sink sink_;
-    kep::base::ostream* out_;
+    kep::base::ostream* out_; /**< null for standard output */
+};
+
+inline Line& append(Line& line) {
+    return line;
+}
+
+template <class First, class... Rest>
+Line& append(Line& line, First first, Rest... rest) {
+    return append(line << first, rest...);
+}
+
+/** To be called in a handler: what was thrown, as text. Lets the cancellation of the thread pass. */
+const char* caughtException();
+
+/** What the lines of one source file have in common, once in its code instead of at every line. */
+template <class Source>
+struct Log {
+    __attribute__((noinline)) static Line open(LineKind kind, int line, const char* function) {
+        return Line(Source::sink, kind, Source::file(), line, function);
+    }
+
+    /** Writes the error line of a failed check and gives back its result code. */
+    __attribute__((noinline)) static int refuse(int line, const char* function, const char* text, int code) {
+        (open(LineKind::error, line, function) << text).end();
+        return code;
+    }
+
+    template <class... Items>
+    static int refuse(int line, const char* function, const char* text, int code, Items... items) {
+        Line out = open(LineKind::error, line, function);
+        append(out << text, items...).end();
+        return code;
+    }
+
+    /** To be called in a handler: writes an error line that names the exception, and gives back `code`. */
+    __attribute__((noinline, cold)) static int swallow(int line, const char* function, int code) {
+        return refuse(line, function, "exception:", code, caughtException());
+    }
 };
 
 }  // namespace vornisa
 
 /** Once in each source file that writes lines: `VN_LOG_SINK(debugStreams);` */
-#define VN_LOG_SINK(sink) static constexpr ::vornisa::Sink vnLogSink = ::vornisa::Sink::sink
+#define VN_LOG_SINK(sinkOfSource)                                              \
+    namespace {                                                                \
+    struct VnSource {                                                          \
+        static constexpr ::vornisa::Sink sink = ::vornisa::Sink::sinkOfSource; \
+        static const char* file() { return __FILE__; }                         \
+    };                                                                         \
+    }                                                                          \
+    using VnLog = ::vornisa::Log<VnSource>
 
 /** Writes a line: `VN_LOG(trace, id << "," << bps);` */
-#define VN_LOG(kind, items) \
-    (::vornisa::Line(vnLogSink, ::vornisa::LineKind::kind, __FILE__, __LINE__, __func__) << items).end()
+#define VN_LOG(kind, items) (VnLog::open(::vornisa::LineKind::kind, __LINE__, __func__) << items).end()
 
 #endif
