@@ -67,7 +67,10 @@ Line& Line::operator<<(const void* pointer) {
     return put(pointer);
 }
 Line& Line::operator<<(const char* text) {
-    return put(text);
+    return put(text ? text : "");
+}
+Line& Line::operator<<(bool value) {
+    return put(value ? "true" : "false");
 }
 
 Line& Line::operator<<(std::chrono::steady_clock::time_point time) {

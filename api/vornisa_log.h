@@ -23,7 +23,10 @@ class Line {
     Line& operator<<(int value);
     Line& operator<<(std::int64_t value);
     Line& operator<<(const void* pointer);
+    /** A null text is an empty one. */
     Line& operator<<(const char* text);
+    /** "true" or "false". */
+    Line& operator<<(bool value);
     /** Whole milliseconds, and their unit. */
     Line& operator<<(std::chrono::steady_clock::time_point time);
 
