@@ -1,0 +1,171 @@
+#include "media/video/camera_session.h"
+
+#include <sys/prctl.h>
+
+#include <algorithm>
+#include <thread>
+
+#include "core/log.h"
+
+namespace kep::host {
+
+namespace {
+using Clock = std::chrono::steady_clock;
+constexpr std::chrono::seconds linger(2);
+}  // namespace
+
+std::shared_ptr<CameraSession> CameraSession::launch(DeviceSpec device, int rate, std::int64_t number) {
+    std::shared_ptr<CameraSession> session(new CameraSession(std::move(device), rate, number));
+    // A device can hang for ever in its driver; nobody but the thread itself then waits for it.
+    std::thread([session] { session->run(); }).detach();
+    return session;
+}
+
+CameraSession::CameraSession(DeviceSpec device, int rate, std::int64_t number)
+    : device_(std::move(device)), wantedRate_(rate), lastUse_(Clock::now()), number_(number) {}
+
+bool CameraSession::waitOpened(std::chrono::milliseconds limit) {
+    std::unique_lock lock(mutex_);
+    changed_.wait_until(lock, Clock::now() + limit, [this] { return phase_ != Phase::opening; });
+    if (phase_ == Phase::opening) {
+        KEP_HOST_ERROR("camera " + device_.text + ": does not answer");
+        phase_ = Phase::ended;
+    }
+    return phase_ == Phase::running;
+}
+
+bool CameraSession::end(std::chrono::milliseconds limit) {
+    std::unique_lock lock(mutex_);
+    phase_ = Phase::ended;
+    changed_.notify_all();
+    return changed_.wait_until(lock, Clock::now() + limit, [this] { return deviceFree_; });
+}
+
+bool CameraSession::attach(VideoTap& tap) {
+    const std::lock_guard lock(mutex_);
+    if (phase_ != Phase::running) return false;
+    taps_.push_back(&tap);
+    wantedRate_ = highestRate();
+    if (newest_ && tap.wants(*newest_, cameraRate())) tap.deliver(newest_);
+    return true;
+}
+
+void CameraSession::detach(VideoTap& tap) {
+    const std::lock_guard lock(mutex_);
+    std::erase(taps_, &tap);
+    if (taps_.empty()) {
+        lastUse_ = Clock::now();
+    } else {
+        wantedRate_ = highestRate();
+    }
+}
+
+bool CameraSession::isInUse() const {
+    const std::lock_guard lock(mutex_);
+    return phase_ == Phase::running && !taps_.empty();
+}
+
+void CameraSession::setRate(VideoTap& tap, int rate) {
+    const std::lock_guard lock(mutex_);
+    tap.rate_ = rate;
+    tap.due_ = {};
+    wantedRate_ = highestRate();
+}
+
+AVRational CameraSession::rateOf(const VideoTap& tap) const {
+    const std::lock_guard lock(mutex_);
+    const AVRational wanted = {tap.rate_, 1};
+    const AVRational given = cameraRate();
+    return av_cmp_q(wanted, given) < 0 ? wanted : given;
+}
+
+int CameraSession::highestRate() const {
+    int highest = 0;
+    for (const VideoTap* tap : taps_) highest = std::max(highest, tap->rate_);
+    return highest ? highest : wantedRate_;
+}
+
+AVRational CameraSession::cameraRate() const {
+    return format_.rate.num ? format_.rate : AVRational{wantedRate_, 1};
+}
+
+void CameraSession::run() {
+    // The default slack of a timer is a tenth of the time that a picture may take to its reader.
+    prctl(PR_SET_TIMERSLACK, 1);
+    if (open()) {
+        while (captureNext()) {
+        }
+    }
+    camera_.reset();
+    const std::lock_guard lock(mutex_);
+    newest_.reset();
+    deviceFree_ = true;
+    changed_.notify_all();
+}
+
+bool CameraSession::open() {
+    std::string reason;
+    camera_ = openCamera(device_, reason);
+    const std::lock_guard lock(mutex_);
+    if (!camera_ && phase_ == Phase::opening) KEP_HOST_ERROR("camera " + device_.text + ": " + reason);
+    if (camera_) format_ = camera_->format();
+    phase_ = camera_ && phase_ == Phase::opening ? Phase::running : Phase::ended;
+    changed_.notify_all();
+    return phase_ == Phase::running;
+}
+
+bool CameraSession::captureNext() {
+    int wanted = 0;
+    {
+        const std::lock_guard lock(mutex_);
+        if (phase_ != Phase::running) return false;
+        wanted = wantedRate_;
+        waitingSince_ = Clock::now();
+    }
+    auto picture = std::make_shared<Picture>();
+    picture->number = number_ + 1;
+    std::string reason;
+    const bool captured = camera_->next(wanted, *picture, reason);
+
+    std::unique_lock lock(mutex_);
+    waitingSince_ = {};
+    if (!captured) {
+        lose(reason);
+        return false;
+    }
+    if (changed_.wait_until(lock, picture->stamp, [this] { return phase_ != Phase::running; })) return false;
+    publish(std::move(picture));
+    if (taps_.empty() && Clock::now() - lastUse_ > linger) phase_ = Phase::ended;
+    return phase_ == Phase::running;
+}
+
+void CameraSession::publish(PicturePtr picture) {
+    const std::int64_t missed = picture->number - number_ - 1;
+    number_ = picture->number;
+    const AVRational rate = cameraRate();
+    for (VideoTap* tap : taps_) {
+        if (missed) tap->listener_.picturesLost(static_cast<std::size_t>(missed));
+        if (tap->wants(*picture, rate)) tap->deliver(picture);
+    }
+    newest_ = std::move(picture);
+}
+
+void CameraSession::lose(const std::string& reason) {
+    if (phase_ != Phase::running) return;
+    phase_ = Phase::ended;
+    KEP_HOST_ERROR("camera " + device_.text + ": " + reason);
+    for (VideoTap* tap : taps_) {
+        tap->listener_.cameraLost(device_.text);
+        tap->queue_.finish();
+    }
+    changed_.notify_all();
+}
+
+void CameraSession::loseIfStalled(std::chrono::milliseconds limit) {
+    const std::lock_guard lock(mutex_);
+    if (waitingSince_ != Clock::time_point{} && Clock::now() - waitingSince_ > limit) {
+        lose("has delivered nothing for " + std::to_string(limit.count() / 1000) + " s");
+    }
+}
+
+}  // namespace kep::host

@@ -1,0 +1,76 @@
+#ifndef KEP_HOST_CAMERA_SESSION_H
+#define KEP_HOST_CAMERA_SESSION_H
+
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <vector>
+
+#include "media/video/video_tap.h"
+
+namespace kep::host {
+
+/**
+ * One run of the camera: the device, the thread that captures from it, and the taps that it feeds. It
+ * outlasts its last tap by a moment, so that a stream that is stopped and started finds the camera running,
+ * and ends for good then or when the device fails.
+ */
+class CameraSession : public std::enable_shared_from_this<CameraSession> {
+  public:
+    /** Sets the capture thread going. `number` is that of the last picture of any session before. */
+    static std::shared_ptr<CameraSession> launch(DeviceSpec device, int rate, std::int64_t number);
+
+    const DeviceSpec& device() const { return device_; }
+
+    /** Waits until the device delivers. False when it cannot be opened, which has been told in a line. */
+    bool waitOpened(std::chrono::milliseconds limit);
+    /** Asks the session to end and waits until the device is free again; false when it hangs. */
+    bool end(std::chrono::milliseconds limit);
+
+    /** Joins a consumer, who gets the newest picture at once. False when the session has ended. */
+    bool attach(VideoTap& tap);
+    /** After this nothing of the tap is touched any more. */
+    void detach(VideoTap& tap);
+    bool isInUse() const;
+    std::int64_t lastNumber() const { return number_; }
+
+    const CameraFormat& format() const { return format_; }
+    void setRate(VideoTap& tap, int rate);
+    AVRational rateOf(const VideoTap& tap) const;
+
+    /** Gives the device up when it has kept the capture thread waiting for longer than `limit`. */
+    void loseIfStalled(std::chrono::milliseconds limit);
+
+  private:
+    enum class Phase { opening, running, ended };
+
+    CameraSession(DeviceSpec device, int rate, std::int64_t number);
+    void run();
+    bool open();
+    bool captureNext();
+    /** The one place through which every picture passes on its way to every consumer. */
+    void publish(PicturePtr picture);
+    void lose(const std::string& reason);
+    int highestRate() const;
+    AVRational cameraRate() const;
+
+    const DeviceSpec device_;
+    std::unique_ptr<Camera> camera_; /**< of the capture thread */
+    CameraFormat format_;            /**< fixed once the phase is running */
+
+    mutable std::mutex mutex_;
+    std::condition_variable changed_;
+    Phase phase_ = Phase::opening;
+    bool deviceFree_ = false;
+    std::vector<VideoTap*> taps_;
+    PicturePtr newest_;
+    int wantedRate_;
+    std::chrono::steady_clock::time_point lastUse_;
+    std::chrono::steady_clock::time_point
+        waitingSince_; /**< for the device; zero while it is not waited for */
+    std::atomic<std::int64_t> number_;
+};
+
+}  // namespace kep::host
+
+#endif

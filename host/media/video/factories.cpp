@@ -1,0 +1,27 @@
+#include "core/log.h"
+#include "media/video/h264_source.h"
+#include "media/video/yuv_source.h"
+
+namespace kep::api::streaming {
+
+namespace {
+
+/** A new source; null, with a line, when the device is not the camera's own. */
+template <class Source>
+Source* newSource(const char* what, const char* device) {
+    if (device && std::string_view(device) == "vornisa") return new Source;
+    KEP_HOST_ERROR(std::string(what) + ": no device " + (device ? device : "without a name"));
+    return nullptr;
+}
+
+}  // namespace
+
+IYuvSource* IYuvSource::CreateNew(const char* device) {
+    return newSource<host::YuvSource>("IYuvSource", device);
+}
+
+IH264Source* IH264Source::CreateNew(const char* device) {
+    return newSource<host::H264Source>("IH264Source", device);
+}
+
+}  // namespace kep::api::streaming

@@ -1,0 +1,41 @@
+#include "media/video/test_camera.h"
+
+namespace kep::host {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Like a driver's ring of buffers: pictures this far behind are delivered late, older ones are missed.
+constexpr int ring = 8;
+constexpr std::int64_t second = 1'000'000'000;
+
+/** Index of the last point of the grid of `rate` at or before `time`; the exact reverse of gridTime(). */
+std::int64_t gridIndex(Clock::time_point time, int rate) {
+    const std::int64_t ns = time.time_since_epoch() / std::chrono::nanoseconds(1);
+    return ns / second * rate + ((ns % second + 1) * rate - 1) / second;
+}
+
+Clock::time_point gridTime(std::int64_t index, int rate) {
+    return Clock::time_point(std::chrono::nanoseconds(index / rate * second + index % rate * second / rate));
+}
+
+}  // namespace
+
+bool TestCamera::next(int wanted, Picture& picture, std::string& reason) {
+    const std::int64_t current = gridIndex(Clock::now(), wanted);
+    std::int64_t due = current;
+    if (last_ != Clock::time_point{}) {
+        due = gridIndex(last_, wanted) + 1;
+        if (current - due > ring) {
+            picture.number += current - due;
+            due = current;
+        }
+    }
+    picture.stamp = last_ = gridTime(due, wanted);
+    picture.frame = card_.paint(static_cast<std::uint32_t>(picture.number), picture.stamp, wanted);
+    if (!picture.frame) reason = "no memory for a picture";
+    return picture.frame != nullptr;
+}
+
+}  // namespace kep::host

@@ -1,0 +1,67 @@
+#include "media/video/video_tap.h"
+
+#include "media/video/camera_session.h"
+
+namespace kep::host {
+
+namespace {
+// Room for a burst of what the camera had to deliver late, about 30 MiB of 1080p.
+constexpr GroupQueue<PicturePtr>::Limits queueLimits = {10, 256U << 20};
+constexpr std::chrono::seconds patience(5);
+}  // namespace
+
+VideoTap::VideoTap(std::shared_ptr<CameraSession> camera, int rate, std::int64_t after, TapListener& listener)
+    : camera_(std::move(camera)), listener_(listener), queue_(queueLimits), rate_(rate), after_(after) {
+    queue_.open();
+}
+
+VideoTap::~VideoTap() {
+    close();
+}
+
+void VideoTap::close() {
+    camera_->detach(*this);
+    queue_.close();
+}
+
+const CameraFormat& VideoTap::format() const {
+    return camera_->format();
+}
+
+void VideoTap::setRate(int rate) {
+    camera_->setRate(*this, rate);
+}
+
+AVRational VideoTap::rate() const {
+    return camera_->rateOf(*this);
+}
+
+bool VideoTap::pull(PicturePtr& picture, bool wait) {
+    if (!wait) return queue_.pull(picture, false);
+    while (!queue_.pullWithin(picture, patience)) {
+        if (!queue_.isOpen()) return false;
+        camera_->loseIfStalled(patience);
+    }
+    return true;
+}
+
+bool VideoTap::wants(const Picture& picture, AVRational cameraRate) {
+    using namespace std::chrono;
+    if (picture.number <= after_) return false;
+    // A rate about that of the camera takes all its pictures, whatever their jitter.
+    if (static_cast<double>(rate_) > av_q2d(cameraRate) * 0.99) return true;
+    const nanoseconds period = nanoseconds(seconds(1)) / rate_;
+    const nanoseconds half(static_cast<std::int64_t>(0.5e9 / av_q2d(cameraRate)));
+    if (picture.stamp + half < due_) return false;
+    due_ += period;
+    if (due_ <= picture.stamp) due_ = picture.stamp + period;
+    return true;
+}
+
+void VideoTap::deliver(const PicturePtr& picture) {
+    after_ = picture->number;
+    const std::size_t lost = queue_.push(picture, true, 0).lost;
+    if (lost) listener_.picturesLost(lost);
+}
+
+}  // namespace kep::host

@@ -1,0 +1,73 @@
+#ifndef KEP_HOST_VIDEO_TAP_H
+#define KEP_HOST_VIDEO_TAP_H
+
+#include <cstddef>
+#include <memory>
+#include <string>
+
+#include "media/common/group_queue.h"
+#include "media/video/camera.h"
+
+namespace kep::host {
+
+class CameraSession;
+
+/** Told by the capture thread, under the camera's lock: it only notes or posts. */
+class TapListener {
+  public:
+    /** Pictures that the camera or this consumer's queue has dropped. */
+    virtual void picturesLost(std::size_t count) = 0;
+    /** No picture will come any more. */
+    virtual void cameraLost(const std::string& device) = 0;
+
+  protected:
+    ~TapListener() = default;
+};
+
+/** One consumer's share of the camera: its own rate and its own bounded queue. */
+class VideoTap {
+  public:
+    /**
+     * @param rate     pictures wanted in a second
+     * @param after    number of the newest picture that this consumer has had before; none up to it is
+     * delivered
+     * @param listener outlives the tap
+     */
+    VideoTap(std::shared_ptr<CameraSession> camera, int rate, std::int64_t after, TapListener& listener);
+    ~VideoTap();
+    VideoTap(const VideoTap&) = delete;
+    VideoTap& operator=(const VideoTap&) = delete;
+
+    const CameraFormat& format() const;
+
+    /** Changes the rate from the next picture on. */
+    void setRate(int rate);
+    /** The rate at which pictures really come: what is wanted, or what the camera gives if that is less. */
+    AVRational rate() const;
+
+    /** Takes the next picture; with `wait` blocks until there is one. False once the tap has ended. */
+    bool pull(PicturePtr& picture, bool wait);
+
+    /** Ends the tap: what is queued is dropped, every pull fails, and the listener hears no more. */
+    void close();
+
+  private:
+    friend class CameraSession;
+
+    /** Whether a picture falls to this consumer when the camera is faster than wanted. */
+    bool wants(const Picture& picture, AVRational cameraRate);
+    void deliver(const PicturePtr& picture);
+
+    const std::shared_ptr<CameraSession> camera_;
+    TapListener& listener_;
+    GroupQueue<PicturePtr> queue_;
+
+    // Guarded by the camera's lock.
+    int rate_;
+    std::int64_t after_;
+    std::chrono::steady_clock::time_point due_{};
+};
+
+}  // namespace kep::host
+
+#endif
