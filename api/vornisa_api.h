@@ -18,6 +18,8 @@
 #ifndef VORNISA_API_H
 #define VORNISA_API_H
 
+#include "vornisa_audio.h"
+#include "vornisa_media_file.h"
 #include "vornisa_stream.h"
 #include "vornisa_types.h"
 

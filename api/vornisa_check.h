@@ -11,9 +11,12 @@
 #define VN_FAIL_IF(condition, ...) VN_FAIL_IF_SAYING(condition, #condition, __VA_ARGS__)
 
 /** The same, with the text given where the line's is not the condition as it is written. */
-#define VN_FAIL_IF_SAYING(condition, text, ...)                                     \
+#define VN_FAIL_IF_SAYING(condition, text, ...) VN_FAIL_IF_OF(__func__, condition, text, __VA_ARGS__)
+
+/** The same, in a body that several functions share: `function` is the one that the line names. */
+#define VN_FAIL_IF_OF(function, condition, text, ...)                               \
     do {                                                                            \
-        if (condition) return VnLog::refuse(__LINE__, __func__, text, __VA_ARGS__); \
+        if (condition) return VnLog::refuse(__LINE__, function, text, __VA_ARGS__); \
     } while (false)
 
 /** After the body of a function that begins with `try`: no exception leaves it. */
