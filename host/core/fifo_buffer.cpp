@@ -21,12 +21,18 @@ struct FifoBuffer::Store {
     int size;
     Copy copyIn;
     Copy copyOut;
+
+    /** The place `distance` bytes, at most the capacity, after `place`. */
+    int after(int place, int distance) const {
+        return distance < capacity - place ? place + distance : distance - (capacity - place);
+    }
 };
 
 // The name is for a debugger alone: nothing here can go wrong that a line would have to tell.
 FifoBuffer::FifoBuffer(const char*, int capacity, Copy copyIn, Copy copyOut)
-    : store_(new Store{std::make_unique_for_overwrite<unsigned char[]>(static_cast<std::size_t>(capacity)),
-                       capacity, 0, 0, copyIn ? copyIn : plainCopy, copyOut ? copyOut : plainCopy}) {}
+    : store_(new Store{
+          std::make_unique_for_overwrite<unsigned char[]>(static_cast<std::size_t>(std::max(capacity, 0))),
+          std::max(capacity, 0), 0, 0, copyIn ? copyIn : plainCopy, copyOut ? copyOut : plainCopy}) {}
 
 FifoBuffer::~FifoBuffer() {
     delete store_;
@@ -44,9 +50,10 @@ int FifoBuffer::Size() const {
 bool FifoBuffer::Push(const void* data, int size, bool) {
     Store& store = *store_;
     if (size < 0 || size > store.capacity - store.size) return false;
-    const int end = (store.first + store.size) % store.capacity;
+    if (size == 0) return true;
+    const int end = store.after(store.first, store.size);
     const int straight = std::min(size, store.capacity - end);
-    if (straight > 0) store.copyIn(&store.bytes[end], data, straight);
+    store.copyIn(&store.bytes[end], data, straight);
     if (size > straight)
         store.copyIn(&store.bytes[0], static_cast<const unsigned char*>(data) + straight, size - straight);
     store.size += size;
@@ -56,13 +63,14 @@ bool FifoBuffer::Push(const void* data, int size, bool) {
 int FifoBuffer::Pop(void* data, int size, bool) {
     Store& store = *store_;
     const int taken = std::clamp(size, 0, store.size);
+    if (taken == 0) return 0;
     const int straight = std::min(taken, store.capacity - store.first);
-    if (straight > 0) store.copyOut(data, &store.bytes[store.first], straight);
+    store.copyOut(data, &store.bytes[store.first], straight);
     if (taken > straight)
         store.copyOut(static_cast<unsigned char*>(data) + straight, &store.bytes[0], taken - straight);
     store.size -= taken;
     // An empty ring starts over, so that short frames stay in the same few cache lines.
-    store.first = store.size == 0 ? 0 : (store.first + taken) % store.capacity;
+    store.first = store.size == 0 ? 0 : store.after(store.first, taken);
     return taken;
 }
 
