@@ -20,6 +20,7 @@
 
 #include "vornisa_audio.h"
 #include "vornisa_media_file.h"
+#include "vornisa_recording.h"
 #include "vornisa_stream.h"
 #include "vornisa_types.h"
 

@@ -11,8 +11,11 @@ struct resolution_t {
     int height;
 };
 
-/** The sizes that recordings may have, by their number of pixels. */
-extern const std::map<int, resolution_t> resolutions;
+/** A table of the sizes that recordings may have, by their number of pixels. */
+std::map<int, resolution_t> newResolutionTable();
+
+/** The table of the whole process. It gains a row for every other number that is looked up for a recording. */
+extern std::map<int, resolution_t> resolutions;
 
 }  // namespace vornisa
 

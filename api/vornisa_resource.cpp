@@ -3,6 +3,7 @@
 #include "kep/entry_points.h"
 #include "kep/streaming.h"
 #include "vornisa_api.h"
+#include "vornisa_pre_record.h"
 
 namespace vornisa {
 namespace {
@@ -30,11 +31,8 @@ const Resource resources[] = {
      "layout={PvYuvSrcAdv:w=640,h=360+FrameRateCtrl:fr=1+ZBarSink:dbg=false}}}"},
     {VNRES_PHOTOGRAPHY, createNew<IPhotography>, device},
     {VNRES_EVENT_SERVICE, kepCreate,
-     "type=Application,layout={type=pipeline,layout={"
-     "ShmSource:connect={type=pipeline,name=plPreRecordAac},name=asrc+FifoFilter:name=afifo,max=8+"
-     "ShmSource:connect={type=pipeline,name=plPreRecordH264},name=vsrc,link=null+FifoFilter:name=vfifo,max=8+"
-     "Sync:name=sync,link={afifo,vfifo}+"
-     "RecordEventServiceTriggerShm:name=ctrl,delApp=false,dbg=false,"
+     "type=Application,layout={type=pipeline,layout={" VN_PRE_RECORD_SOURCES
+     "+RecordEventServiceTriggerShm:name=ctrl,delApp=false,dbg=false,"
      "shmCreater={type=VornisaSharedMemory,name=shm,free=true}+"
      "muxer-fmp4:name=muxer,dbg=false}},name=appRecordEventService"},
     {VNRES_SHARED_MEMORY, kepCreate, "type=VornisaSharedMemory,name=shm,free=false"},
