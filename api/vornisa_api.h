@@ -20,7 +20,9 @@
 
 #include "vornisa_audio.h"
 #include "vornisa_media_file.h"
+#include "vornisa_picture.h"
 #include "vornisa_recording.h"
+#include "vornisa_sound_device.h"
 #include "vornisa_stream.h"
 #include "vornisa_types.h"
 

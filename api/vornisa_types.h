@@ -49,8 +49,23 @@ enum VNRes_Type {
     VNRES_HUMAN_SHM = 78      /**< results of the detection of people */
 };
 
-/** A colour, 0x00RRGGBB. Any value may be given, not only the named ones. */
+/** A colour, 0x00RRGGBB. Any value may be given, not only one of VNRes_NamedColor. */
 typedef uint32_t VNRes_Color;
+
+/** Colours by name, for where a VNRes_Color is asked for. */
+enum VNRes_NamedColor {
+    VNRES_COLOR_BLACK = 0x000000,
+    VNRES_COLOR_WHITE = 0xffffff,
+    VNRES_COLOR_GRAY = 0x808080,
+    VNRES_COLOR_SILVER = 0xc0c0c0,
+    VNRES_COLOR_RED = 0xff0000,
+    VNRES_COLOR_GREEN = 0x00ff00,
+    VNRES_COLOR_BLUE = 0x0000ff,
+    VNRES_COLOR_YELLOW = 0xffff00,
+    VNRES_COLOR_CYAN = 0x00ffff,
+    VNRES_COLOR_MAGENTA = 0xff00ff,
+    VNRES_COLOR_ORANGE = 0xffa500
+};
 
 /**
  * Receives the messages of an object, on a thread of the framework.

@@ -1,0 +1,15 @@
+/** Flicker of artificial light kept out of the exposure. */
+#include "vornisa_command.h"
+
+VN_LOG_SINK(debugStreams);
+
+/** Its line carries this name. */
+static int VNFlick(bool enable) {
+    kep::base::AttrSet ap;
+    ap.Add("cmd", "aeflick");
+    ap.Add("aeflick", enable);
+    return vornisa::sendCommand<VnLog>(__func__, ap);
+}
+
+int VNAeFlick(int enable) try { return VNFlick(enable != 0); }
+VN_END

@@ -1,0 +1,23 @@
+#ifndef VORNISA_COMMAND_H
+#define VORNISA_COMMAND_H
+
+#include "kep/reflect.h"
+#include "vornisa_check.h"
+
+namespace vornisa {
+
+/**
+ * Sends a command to the camera's image pipeline. VNRES_FAIL when it cannot be delivered, with an error line
+ * of the caller's, and when the pipeline refuses it, without one.
+ */
+template <class VnLog>
+int sendCommand(const char* caller, kep::base::AttrSet& ap) {
+    VN_FAIL_IF_OF(caller, !kep::base::Factory::Globle().Run("shm0_cmd", ap),
+                  "!Factory::Globle().Run(\"shm0_cmd\",ap)", VNRES_FAIL);
+    // The pipeline's word is inverted: "ret" is true when it refuses.
+    return ap.GetOrDef("ret", false) ? VNRES_FAIL : VNRES_SUCCEED;
+}
+
+}  // namespace vornisa
+
+#endif
