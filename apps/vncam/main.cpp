@@ -79,10 +79,6 @@ int run(int argc, char** argv) {
 
 }  // namespace
 
-void printVersion() {
-    std::puts("vncam " VNCAM_VERSION);
-}
-
 }  // namespace vncam
 
 int main(int argc, char** argv) {
