@@ -1,0 +1,116 @@
+#ifndef TESTS_HOST_AUDIO_SUPPORT_H
+#define TESTS_HOST_AUDIO_SUPPORT_H
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "kep/streaming.h"
+
+namespace audio_test {
+
+using Clock = std::chrono::steady_clock;
+using Frame = std::shared_ptr<kep::api::streaming::common::frame_t>;
+using Control = kep::api::streaming::common::IStreamControl;
+using Output = kep::api::streaming::common::IStreamOutput;
+
+/** How long a test waits for a condition before it fails. */
+constexpr std::chrono::seconds kLimit{30};
+
+bool waitFor(const std::function<bool()>& condition);
+
+/** Sets an environment variable for the life of the object; without a value it is unset. */
+class ScopedEnv {
+  public:
+    ScopedEnv(const char* name, const std::optional<std::string>& value);
+    ~ScopedEnv();
+
+  private:
+    std::string name_;
+    std::optional<std::string> before_;
+};
+
+/** A folder of its own, removed with all it holds. */
+class ScopedFolder {
+  public:
+    ScopedFolder();
+    ~ScopedFolder();
+    std::string file(const std::string& name) const { return path_ + "/" + name; }
+    const std::string& path() const { return path_; }
+
+  private:
+    std::string path_;
+};
+
+/** Collects what the process writes to standard error. */
+class ErrorLines {
+  public:
+    ErrorLines();
+    ~ErrorLines();
+    std::string text() const;
+    /** Lines that contain `part`. */
+    int count(const std::string& part) const;
+
+  private:
+    int before_;
+    int file_;
+};
+
+/** Collects the messages of a stream. */
+class Messages {
+  public:
+    explicit Messages(Control& stream);
+    /** Waits until a message contains `part`; that message, or nothing. */
+    std::optional<std::string> waitForOne(const std::string& part);
+    std::vector<std::string> all() const;
+
+  private:
+    struct Shared {
+        std::mutex mutex;
+        std::condition_variable came;
+        std::vector<std::string> texts;
+    };
+    std::shared_ptr<Shared> shared_ = std::make_shared<Shared>();
+};
+
+/** The next `count` frames, fewer when the stream ends before. */
+std::vector<Frame> pullFrames(Output& source, int count);
+std::vector<std::int16_t> samplesOf(const std::vector<Frame>& frames);
+std::string bytesOf(const std::vector<Frame>& frames);
+/** Seconds of the steady clock. */
+double secondsOf(Clock::time_point time);
+
+/** Amplitude and phase, against the start of the steady clock, of one pitch in one channel. */
+struct Pitch {
+    double amplitude;
+    double phase;
+};
+Pitch pitchOf(const std::int16_t* samples, std::size_t frames, int channels, int rate, double hertz,
+              double start);
+/** How far two phases are apart, from 0 to pi. */
+double phaseDistance(double left, double right);
+
+/** Whether the test signal of KEP_HOST_AUDIO=test beeps throughout, is tone throughout, or changes. */
+enum class Signal { tone, beep, both };
+Signal signalAt(double start, double seconds);
+
+std::string wavOf(const std::vector<std::int16_t>& samples, int rate, int channels);
+void writeFile(const std::string& path, const std::string& bytes);
+std::string readFile(const std::string& path);
+
+/** Standard output of a shell command; fails the test when the command fails. */
+std::string outputOf(const std::string& command);
+
+/** Values of the process that must stay flat. */
+int openDescriptors();
+int runningThreads();
+
+}  // namespace audio_test
+
+#endif
