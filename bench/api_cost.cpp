@@ -7,12 +7,12 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
-#include <map>
 #include <string>
 #include <vector>
 
 #include "kep/status.h"
 #include "kep/streaming.h"
+#include "median_reporter.h"
 #include "vornisa_api.h"
 
 namespace {
@@ -93,18 +93,6 @@ void setByApi(benchmark::State& state) {
     for (auto _ : state)
         if (VNSetBps(handle, 2000000) != VNRES_SUCCEED) state.SkipWithError("VNSetBps failed");
 }
-
-/** Keeps the medians for the comparison at the end. */
-class MedianReporter : public benchmark::ConsoleReporter {
-  public:
-    void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& run : runs)
-            if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median" && !run.error_occurred)
-                medians[run.run_name.function_name] = run.GetAdjustedCPUTime();
-        ConsoleReporter::ReportRuns(runs);
-    }
-    std::map<std::string, double> medians;
-};
 
 }  // namespace
 

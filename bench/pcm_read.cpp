@@ -1,0 +1,123 @@
+/** What VNReadPcm costs beside two plain copies of the same frames. */
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
+#include "kep/streaming.h"
+#include "median_reporter.h"
+#include "vornisa_api.h"
+
+namespace {
+
+using namespace kep::api::streaming;
+using common::frame_t;
+
+/** Sizes that divide without rest: the line that a short block writes is no part of what is measured. */
+struct Sizes {
+    const char* name;
+    int frame;
+    int block;
+};
+
+constexpr Sizes kSizes[] = {{"20 ms of 16 kHz mono, whole", 640, 640},
+                            {"20 ms of 48 kHz stereo, whole", 3840, 3840},
+                            {"20 ms of 48 kHz stereo, in quarters", 3840, 960},
+                            {"64 KiB, in blocks of 4 KiB", 65536, 4096}};
+
+constexpr int kCapacity = 131072;
+/** More than a level-2 cache holds: a frame comes from another core. */
+constexpr int kSourceBytes = 8 << 20;
+
+class Source : public IPcmSource {
+  public:
+    kep::State CurrentState() override { return kep::State::play; }
+    bool ChangeUp(kep::State) override { return true; }
+    bool ChangeDown(kep::State) override { return true; }
+    bool RegisterMessageCallback(const std::function<bool(const char*)>&) override { return true; }
+    bool IsSupportedPullFrame() override { return true; }
+    bool PullFrame(std::shared_ptr<frame_t>& frame, bool) override {
+        if (next_ + frameBytes > kSourceBytes) next_ = 0;
+        frame = std::make_shared<frame_t>();
+        frame->data = &data_[static_cast<std::size_t>(next_)];
+        frame->size = frameBytes;
+        frame->release = [this](frame_t*) { ++released_; };
+        next_ += frameBytes;
+        return true;
+    }
+    void SetSampleRate(int) override {}
+    void SetChannels(int) override {}
+
+    int frameBytes = 0;
+
+  private:
+    std::vector<unsigned char> data_ = std::vector<unsigned char>(kSourceBytes, 0x5a);
+    int next_ = 0;
+    std::size_t released_ = 0;
+};
+
+Source* source = nullptr;
+int handle = 0;
+unsigned char store[kCapacity];
+unsigned char block[kCapacity];
+
+void copyTwice(benchmark::State& state, const Sizes& sizes) {
+    source->frameBytes = sizes.frame;
+    common::IStreamOutput* output = source;
+    benchmark::DoNotOptimize(output);
+    for (auto _ : state) {
+        std::shared_ptr<frame_t> frame;
+        if (!output->PullFrame(frame, true)) state.SkipWithError("pull failed");
+        std::memcpy(store, frame->data, static_cast<std::size_t>(frame->size));
+        benchmark::ClobberMemory();
+        for (int at = 0; at < sizes.frame; at += sizes.block) {
+            std::memcpy(block, store + at, static_cast<std::size_t>(sizes.block));
+            benchmark::ClobberMemory();
+        }
+    }
+    state.SetBytesProcessed(state.iterations() * sizes.frame);
+}
+
+void readPcm(benchmark::State& state, const Sizes& sizes) {
+    source->frameBytes = sizes.frame;
+    for (auto _ : state) {
+        for (int at = 0; at < sizes.frame; at += sizes.block) {
+            int length = 0;
+            if (VNReadPcm(handle, block, sizes.block, &length) != VNRES_SUCCEED || length != sizes.block)
+                state.SkipWithError("VNReadPcm failed");
+            benchmark::ClobberMemory();
+        }
+    }
+    state.SetBytesProcessed(state.iterations() * sizes.frame);
+}
+
+}  // namespace
+
+// The plug-in's calls of the factory end here.
+IPcmSource* IPcmSource::CreateNew(const char*) {
+    return source = new Source;
+}
+
+int main(int argc, char** argv) {
+    for (const Sizes& sizes : kSizes) {
+        const std::string name = sizes.name;
+        benchmark::RegisterBenchmark(("two copies: " + name).c_str(), copyTwice, sizes);
+        benchmark::RegisterBenchmark(("VNReadPcm: " + name).c_str(), readPcm, sizes);
+    }
+    benchmark::Initialize(&argc, argv);
+    if (VNAcquire(VNRES_PCM_SOURCE, &handle) != VNRES_SUCCEED || !source) return 1;
+
+    MedianReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    auto& medians = reporter.medians;
+    if (medians.size() != 2 * std::size(kSizes)) return 1;
+    std::printf("VNReadPcm, throughput in percent of two plain copies (asked: at least 80):\n");
+    for (const Sizes& sizes : kSizes) {
+        const std::string name = sizes.name;
+        std::printf("  %s: %.1f\n", sizes.name,
+                    100 * medians["two copies: " + name] / medians["VNReadPcm: " + name]);
+    }
+    return VNRelease(handle) == VNRES_SUCCEED ? 0 : 1;
+}
