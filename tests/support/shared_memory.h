@@ -1,0 +1,27 @@
+#ifndef VORNISA_TESTS_SHARED_MEMORY_H
+#define VORNISA_TESTS_SHARED_MEMORY_H
+
+#include <array>
+#include <cstddef>
+
+namespace scripted {
+
+constexpr std::size_t kRecordSize = 396;
+constexpr std::size_t kSlots = 3;
+
+/** What every segment attached is, whatever its name; and what lies before and behind it. */
+struct Memory {
+    std::array<unsigned char, kRecordSize> before;
+    std::array<unsigned char, kRecordSize * kSlots> segment;
+    std::array<unsigned char, kRecordSize> behind;
+};
+
+/** The one of the process. */
+Memory& memory();
+
+/** The slot that is current when a segment is attached. */
+void setSlot(int slot);
+
+}  // namespace scripted
+
+#endif
