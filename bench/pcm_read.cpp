@@ -1,7 +1,6 @@
 /** What VNReadPcm costs beside two plain copies of the same frames. */
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <vector>
@@ -22,10 +21,11 @@ struct Sizes {
     int block;
 };
 
-constexpr Sizes kSizes[] = {{"20 ms of 16 kHz mono, whole", 640, 640},
-                            {"20 ms of 48 kHz stereo, whole", 3840, 3840},
-                            {"20 ms of 48 kHz stereo, in quarters", 3840, 960},
-                            {"64 KiB, in blocks of 4 KiB", 65536, 4096}};
+/** 20 ms of 16 kHz mono, of 48 kHz stereo whole and in quarters, and the sizes of a bulk reader. */
+constexpr Sizes kSizes[] = {{"frames_640_blocks_640", 640, 640},
+                            {"frames_3840_blocks_3840", 3840, 3840},
+                            {"frames_3840_blocks_960", 3840, 960},
+                            {"frames_65536_blocks_4096", 65536, 4096}};
 
 constexpr int kCapacity = 131072;
 /** More than a level-2 cache holds: a frame comes from another core. */
@@ -103,8 +103,8 @@ IPcmSource* IPcmSource::CreateNew(const char*) {
 int main(int argc, char** argv) {
     for (const Sizes& sizes : kSizes) {
         const std::string name = sizes.name;
-        benchmark::RegisterBenchmark(("two copies: " + name).c_str(), copyTwice, sizes);
-        benchmark::RegisterBenchmark(("VNReadPcm: " + name).c_str(), readPcm, sizes);
+        benchmark::RegisterBenchmark(("two_copies_" + name).c_str(), copyTwice, sizes);
+        benchmark::RegisterBenchmark(("VNReadPcm_" + name).c_str(), readPcm, sizes);
     }
     benchmark::Initialize(&argc, argv);
     if (VNAcquire(VNRES_PCM_SOURCE, &handle) != VNRES_SUCCEED || !source) return 1;
@@ -113,11 +113,10 @@ int main(int argc, char** argv) {
     benchmark::RunSpecifiedBenchmarks(&reporter);
     auto& medians = reporter.medians;
     if (medians.size() != 2 * std::size(kSizes)) return 1;
-    std::printf("VNReadPcm, throughput in percent of two plain copies (asked: at least 80):\n");
     for (const Sizes& sizes : kSizes) {
         const std::string name = sizes.name;
-        std::printf("  %s: %.1f\n", sizes.name,
-                    100 * medians["two copies: " + name] / medians["VNReadPcm: " + name]);
+        std::printf("pcm_percent_%s %.1f\n", sizes.name,
+                    100 * medians["two_copies_" + name] / medians["VNReadPcm_" + name]);
     }
     return VNRelease(handle) == VNRES_SUCCEED ? 0 : 1;
 }
