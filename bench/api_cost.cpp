@@ -1,6 +1,6 @@
 /**
- * What the C face costs: each call beside the framework call that it makes, done directly. The last lines give
- * the ratio and the difference of the medians.
+ * What the C face costs: each call beside the framework call that it makes, done directly. The last lines
+ * give the ratio and the difference of the medians.
  */
 #include <benchmark/benchmark.h>
 
@@ -21,7 +21,8 @@ using namespace kep::api::streaming;
 using common::frame_t;
 
 constexpr int kFrameBytes = 16 * 1024;
-/** More than a level-2 cache holds: a frame comes from another core's encoder, not from the reader's cache. */
+/** More than a level-2 cache holds: a frame comes from another core's encoder, not from the reader's cache.
+ */
 constexpr std::size_t kFrames = 512;
 
 class Source : public virtual common::IStreamControl, public kep::stream::IStatus, public IH264Source {
@@ -97,7 +98,9 @@ void setByApi(benchmark::State& state) {
 }  // namespace
 
 // The plug-in's calls of the factory end here.
-IH264Source* IH264Source::CreateNew(const char*) { return source = new Source; }
+IH264Source* IH264Source::CreateNew(const char*) {
+    return source = new Source;
+}
 
 int main(int argc, char** argv) {
     benchmark::RegisterBenchmark("read_directly", readDirectly);

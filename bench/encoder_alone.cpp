@@ -19,8 +19,8 @@ struct Deleter {
 
 }  // namespace
 
-std::vector<double> encodeAlone(const std::vector<std::vector<char>>& pictures, int width, int height, int fps,
-                                int bitRate, int gop) {
+std::vector<double> encodeAlone(const std::vector<std::vector<char>>& pictures, int width, int height,
+                                int fps, int bitRate, int gop) {
     using Clock = std::chrono::steady_clock;
     const AVCodec* x264 = avcodec_find_encoder_by_name("libx264");
     if (!x264) return {};

@@ -10,7 +10,7 @@
  * @param pictures planar YUV 4:2:0, each width * height * 3 / 2 bytes
  * @return milliseconds per picture; empty when there is no encoder
  */
-std::vector<double> encodeAlone(const std::vector<std::vector<char>>& pictures, int width, int height, int fps,
-                                int bitRate, int gop);
+std::vector<double> encodeAlone(const std::vector<std::vector<char>>& pictures, int width, int height,
+                                int fps, int bitRate, int gop);
 
 #endif

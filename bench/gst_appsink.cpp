@@ -19,7 +19,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 const char* const kPipeline =
-    "videotestsrc is-live=true pattern=smpte ! video/x-raw,format=I420,width=1920,height=1080,framerate=30/1 ! "
+    "videotestsrc is-live=true pattern=smpte ! video/x-raw,format=I420,width=1920,height=1080,framerate=30/1 "
+    "! "
     "queue max-size-buffers=4 ! "
     "x264enc speed-preset=ultrafast tune=zerolatency threads=1 bitrate=2000 key-int-max=15 ! "
     "video/x-h264,stream-format=byte-stream ! appsink name=sink sync=false";
@@ -50,7 +51,8 @@ double age(const Pipeline& pipeline, GstSample* sample) {
     gst_object_unref(clock);
     const GstBuffer* buffer = gst_sample_get_buffer(sample);
     const GstSegment* segment = gst_sample_get_segment(sample);
-    const GstClockTime captured = gst_segment_to_running_time(segment, GST_FORMAT_TIME, GST_BUFFER_PTS(buffer));
+    const GstClockTime captured =
+        gst_segment_to_running_time(segment, GST_FORMAT_TIME, GST_BUFFER_PTS(buffer));
     return static_cast<double>(static_cast<GstClockTimeDiff>(now - captured)) / 1e6;
 }
 

@@ -42,7 +42,9 @@ double percentile(std::vector<double> values, double share) {
     return values[static_cast<std::size_t>(share * static_cast<double>(values.size() - 1))];
 }
 
-double median(const std::vector<double>& values) { return percentile(values, 0.5); }
+double median(const std::vector<double>& values) {
+    return percentile(values, 0.5);
+}
 
 void must(int code, const char* call) {
     if (code == VNRES_SUCCEED) return;
@@ -96,7 +98,9 @@ double startToFirstFrame() {
     return ms;
 }
 
-void cold() { std::printf("cold_start_ms %.2f\n", startToFirstFrame()); }
+void cold() {
+    std::printf("cold_start_ms %.2f\n", startToFirstFrame());
+}
 
 void warm() {
     Stream camera(VNRES_YUV_SOURCE, {640, 360});
@@ -111,7 +115,8 @@ void warm() {
     std::printf("warm_start_ms %.2f\nwarm_start_p90_ms %.2f\n", median(times), percentile(times, 0.9));
 }
 
-/** The test picture is captured on whole frame times of the steady clock, so the clock itself tells the age. */
+/** The test picture is captured on whole frame times of the steady clock, so the clock itself tells the age.
+ */
 double sinceCapture() {
     const auto now = Clock::now().time_since_epoch();
     const double ms = std::chrono::duration<double, std::milli>(now % std::chrono::seconds(1)).count();

@@ -14,5 +14,6 @@ long residentKiB() {
 
 std::size_t openDescriptors() {
     namespace fs = std::filesystem;
-    return static_cast<std::size_t>(std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator{}));
+    return static_cast<std::size_t>(
+        std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator{}));
 }

@@ -35,8 +35,9 @@ bool numberIn(const AVFrame& picture, std::uint32_t& number) {
         for (int column = 0; column < FrameCode::columns; ++column) {
             const int x = FrameCode::left + column * FrameCode::blockWidth + FrameCode::blockWidth / 2;
             const int y = FrameCode::top + row * FrameCode::blockHeight + FrameCode::blockHeight / 2;
-            const int luma = picture.data[0][y * picture.height / FrameCode::pictureHeight * picture.linesize[0] +
-                                             x * picture.width / FrameCode::pictureWidth];
+            const int luma =
+                picture.data[0][y * picture.height / FrameCode::pictureHeight * picture.linesize[0] +
+                                x * picture.width / FrameCode::pictureWidth];
             code = code << 1 | (luma > 127 ? 1 : 0);
         }
     }
@@ -106,8 +107,11 @@ int main(int argc, char** argv) {
     avcodec_send_packet(codec.get(), nullptr);
     take();
     if (tally.frames == 0) return 1;
-    std::printf("stream_frames %ld\nstream_unread %ld\nstream_lost %ld\nstream_doubled %ld\nstream_wrong_groups %ld\n",
-                tally.frames, tally.unread, tally.lost, tally.doubled, tally.wrongGroups);
-    std::printf("stream_bps %.0f\n", 8.0 * static_cast<double>(bytes * fps) / static_cast<double>(tally.frames));
+    std::printf(
+        "stream_frames %ld\nstream_unread %ld\nstream_lost %ld\nstream_doubled %ld\nstream_wrong_groups "
+        "%ld\n",
+        tally.frames, tally.unread, tally.lost, tally.doubled, tally.wrongGroups);
+    std::printf("stream_bps %.0f\n",
+                8.0 * static_cast<double>(bytes * fps) / static_cast<double>(tally.frames));
     return 0;
 }

@@ -1,0 +1,33 @@
+#include "media/pipeline/media_packet.h"
+
+#include "kep/attr_set.h"
+
+namespace kep::host {
+
+void Media::toString(std::string& text) const {
+    base::AttrSet attributes;
+    attributes.Add("type", kind == Kind::video ? "video" : "audio");
+    attributes.Add("codec", avcodec_get_name(codec));
+    if (kind == Kind::video) {
+        attributes.Add<int>("width", width);
+        attributes.Add<int>("height", height);
+        if (frameRate.num > 0) {
+            std::string rate = std::to_string(frameRate.num);
+            if (frameRate.den != 1) rate += "/" + std::to_string(frameRate.den);
+            attributes.Add("framerate", rate.c_str());
+        }
+    } else {
+        attributes.Add<int>("samplerate", sampleRate);
+        attributes.Add<int>("channels", channels);
+    }
+    if (bitRate > 0) attributes.Add<int>("bitrate", bitRate);
+    text = attributes.ToString(false);
+}
+
+std::size_t MediaPacket::weight() const {
+    if (!picture) return static_cast<std::size_t>(size);
+    return static_cast<std::size_t>(picture->frame->width) *
+           static_cast<std::size_t>(picture->frame->height) * 3 / 2;
+}
+
+}  // namespace kep::host

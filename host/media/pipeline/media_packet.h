@@ -1,0 +1,71 @@
+#ifndef KEP_HOST_MEDIA_PACKET_H
+#define KEP_HOST_MEDIA_PACKET_H
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "kep/packet.h"
+#include "media/audio/audio_block.h"
+#include "media/common/ffmpeg.h"
+#include "media/video/picture.h"
+
+namespace kep::host {
+
+/** What the packets of a stream are made of. Shared by all of them and never changed: a stream that changes
+ * points to another one from then on. */
+class Media final : public stream::IMedia {
+  public:
+    enum class Kind { video, audio };
+
+    Kind kind = Kind::video;
+    AVCodecID codec = AV_CODEC_ID_NONE; /**< AV_CODEC_ID_RAWVIDEO and AV_CODEC_ID_PCM_S16LE for raw media */
+    int width = 0;
+    int height = 0;
+    AVRational frameRate = {0, 1};
+    int sampleRate = 0;
+    int channels = 0;
+    int bitRate = 0;
+    std::vector<std::uint8_t>
+        parameters; /**< of the codec, as the FFmpeg libraries keep them; empty if in-band */
+
+    virtual ~Media() = default;
+    int Codec() const override { return codec; }
+    void toString(std::string& text) const override;
+    /** A description cannot be changed by text. */
+    bool fromString(const char*) override { return false; }
+};
+
+using MediaPtr = std::shared_ptr<const Media>;
+
+/** One picture, block of samples or access unit on its way through a pipeline. Whoever holds it only reads
+ * it. */
+class MediaPacket final : public stream::Packet {
+  public:
+    MediaPtr media;
+    SteadyTime stamp;                     /**< capture time of the picture or of the first sample */
+    std::chrono::nanoseconds duration{0}; /**< 0 when it is not known */
+    bool key = true;
+    PicturePtr picture; /**< of raw video; the bytes below are then those of no one */
+    std::shared_ptr<const std::uint8_t> bytes;
+    int size = 0;
+
+    virtual ~MediaPacket() = default;
+    const void* Data() const override { return bytes.get(); }
+    int Size() const override { return size; }
+    std::int64_t PlayTime() const override { return stamp.time_since_epoch() / std::chrono::nanoseconds(1); }
+    bool IsKey() const override { return key; }
+    stream::IMedia* Media() const override { return const_cast<host::Media*>(media.get()); }
+
+    bool isVideo() const { return media->kind == host::Media::Kind::video; }
+    /** What the packet costs a queue that is bounded in bytes. */
+    std::size_t weight() const;
+};
+
+using SharedPacket = std::shared_ptr<const MediaPacket>;
+
+}  // namespace kep::host
+
+#endif
