@@ -1,0 +1,103 @@
+#ifndef KEP_HOST_PROPERTIES_H
+#define KEP_HOST_PROPERTIES_H
+
+#include <concepts>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <typeinfo>
+#include <utility>
+#include <vector>
+
+#include "kep/attr_set.h"
+#include "kep/param.h"
+#include "kep/visibility.h"
+
+namespace kep::host {
+
+/** How an access to a property went. */
+enum class Access {
+    done,
+    unknown,   /**< there is no property of that name */
+    wrongType, /**< it is of another type, or the text is none of its type */
+    oneWay,    /**< it cannot be read, or cannot be written */
+    refused    /**< its owner refused the value, and has said why */
+};
+
+/**
+ * The named values of an object, each of one type. Integers of all widths and booleans have a text form and
+ * can be exchanged for each other where a TypeCompatible allows it; std::string is text; any other type is
+ * handed over as is. Filled while the owner is built and not changed after that; access is as thread-safe as
+ * the functions given.
+ */
+class KEP_API Properties {
+  public:
+    template <class T>
+    using Getter = std::function<T()>;
+    /** False refuses the value. */
+    template <class T>
+    using Setter = std::function<bool(const T&)>;
+
+    /** Adds a property; a null function leaves that direction out. */
+    template <class T>
+    void add(std::string name, Getter<T> get, Setter<T> set) {
+        Property property;
+        property.name = std::move(name);
+        property.type = &typeid(T);
+        if (get) property.get = [get](void* value) { *static_cast<T*>(value) = get(); };
+        if (set) property.set = [set](const void* value) { return set(*static_cast<const T*>(value)); };
+        if constexpr (std::integral<T>) {
+            if (get) property.getInteger = [get] { return static_cast<std::int64_t>(get()); };
+            if (set) {
+                property.setInteger = [set](std::int64_t value) {
+                    if (!std::in_range<Wide<T>>(value)) return Access::wrongType;
+                    if (std::same_as<T, bool> && value != 0 && value != 1) return Access::wrongType;
+                    return set(static_cast<T>(value)) ? Access::done : Access::refused;
+                };
+            }
+        }
+        properties_.push_back(std::move(property));
+    }
+
+    bool has(std::string_view name) const { return find(name) != nullptr; }
+
+    /** Takes the value at `value`, which is of type `type`. A null `compatible` allows the declared type
+     * alone. */
+    Access set(std::string_view name, const void* value, const std::type_info& type,
+               base::TypeCompatible compatible) const;
+    /** Stores the value at `value`, which is of type `type`. */
+    Access get(std::string_view name, void* value, const std::type_info& type,
+               base::TypeCompatible compatible) const;
+
+    Access setText(std::string_view name, const char* text) const;
+    /** The value as text; none when it cannot be read or has no text form. */
+    std::optional<std::string> text(std::string_view name) const;
+
+    /** Adds every property that has a text to `attributes`. */
+    void toAttrSet(base::AttrSet& attributes) const;
+
+  private:
+    // std::in_range takes no bool.
+    template <class T>
+    using Wide = std::conditional_t<std::same_as<T, bool>, unsigned char, T>;
+
+    struct Property {
+        std::string name;
+        const std::type_info* type = nullptr;
+        std::function<void(void*)> get;
+        std::function<bool(const void*)> set;
+        std::function<std::int64_t()> getInteger;
+        std::function<Access(std::int64_t)> setInteger;
+    };
+
+    const Property* find(std::string_view name) const;
+    static std::optional<std::string> textOf(const Property& property);
+
+    std::vector<Property> properties_;
+};
+
+}  // namespace kep::host
+
+#endif
