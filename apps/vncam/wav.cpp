@@ -51,12 +51,10 @@ std::vector<char> WavReader::read(std::size_t frames) {
     if (!endless_) wanted = std::min(wanted, dataBytes_ - readBytes_);
     std::vector<char> samples(wanted);
     const std::size_t got = std::fread(samples.data(), 1, wanted, file_.get());
-    if (std::ferror(file_.get())) {
-        // A read that a stop signal interrupted is the end of the playing.
-        if (errno == EINTR) return {};
-        fail(std::string("cannot read: ") + std::strerror(errno));
-    }
-    if (got < wanted && !endless_) failCutShort(readBytes_ + got);
+    // A read that a stop signal interrupted is the end of the playing.
+    const bool stopped = std::ferror(file_.get()) && errno == EINTR;
+    if (std::ferror(file_.get()) && !stopped) fail(std::string("cannot read: ") + std::strerror(errno));
+    if (got < wanted && !endless_ && !stopped) failCutShort(readBytes_ + got);
     readBytes_ += got;
     samples.resize(got - got % frameBytes());
     return samples;

@@ -63,14 +63,16 @@ std::string Shell::probe(const std::string& file, const std::string& entries) co
 }
 
 std::string Shell::decodeErrors(const std::string& file) const {
-    const Result result = run("ffmpeg -nostdin -v warning -xerror -i " + file + " -f null -");
+    const Result result =
+        run("ffmpeg -nostdin -v error -xerror -err_detect explode -i " + file + " -f null -");
     return (result.exit == 0 ? "" : "exit " + std::to_string(result.exit) + ": ") + result.err;
 }
 
 std::string Shell::pictureRuns(const std::string& file) const {
     return run("ffprobe -v error -select_streams v:0 -show_entries frame=width,height -of csv=p=0:s=x " +
                file +
-               " | sed 's/x*$//' | uniq -c | awk '{printf \"%s%s of %s\", (NR > 1 ? \", \" : \"\"), $1, $2}'")
+               " | sed -n 's/x*$//; /./p' | uniq -c | awk '{printf \"%s%s of %s\", (NR > 1 ? \", \" : \"\"), "
+               "$1, $2}'")
         .out;
 }
 
