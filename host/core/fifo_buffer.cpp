@@ -3,9 +3,23 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <new>
 
 namespace kep::base {
 namespace {
+
+/** Of a cache line, so that few copies straddle two. */
+constexpr std::align_val_t kAlignment{64};
+
+struct AlignedDelete {
+    void operator()(unsigned char* bytes) const { ::operator delete[](bytes, kAlignment); }
+};
+typedef std::unique_ptr<unsigned char[], AlignedDelete> Bytes;
+
+Bytes allocate(int capacity) {
+    const auto size = static_cast<std::size_t>(std::max(capacity, 0));
+    return Bytes(new (kAlignment) unsigned char[size]);
+}
 
 void plainCopy(void* target, const void* source, int size) {
     std::memcpy(target, source, static_cast<std::size_t>(size));
@@ -15,7 +29,7 @@ void plainCopy(void* target, const void* source, int size) {
 
 /** A ring: `size` bytes from `first` on, going on at the start when the end is reached. */
 struct FifoBuffer::Store {
-    std::unique_ptr<unsigned char[]> bytes;
+    Bytes bytes;
     int capacity;
     int first;
     int size;
@@ -30,9 +44,8 @@ struct FifoBuffer::Store {
 
 // The name is for a debugger alone: nothing here can go wrong that a line would have to tell.
 FifoBuffer::FifoBuffer(const char*, int capacity, Copy copyIn, Copy copyOut)
-    : store_(new Store{
-          std::make_unique_for_overwrite<unsigned char[]>(static_cast<std::size_t>(std::max(capacity, 0))),
-          std::max(capacity, 0), 0, 0, copyIn ? copyIn : plainCopy, copyOut ? copyOut : plainCopy}) {}
+    : store_(new Store{allocate(capacity), std::max(capacity, 0), 0, 0, copyIn ? copyIn : plainCopy,
+                       copyOut ? copyOut : plainCopy}) {}
 
 FifoBuffer::~FifoBuffer() {
     delete store_;
