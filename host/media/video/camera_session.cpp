@@ -97,6 +97,7 @@ void CameraSession::run() {
         }
     }
     camera_.reset();
+    encoders_.close();
     const std::lock_guard lock(mutex_);
     newest_.reset();
     deviceFree_ = true;

@@ -6,6 +6,7 @@
 #include <mutex>
 #include <vector>
 
+#include "media/video/h264_encoder.h"
 #include "media/video/video_tap.h"
 
 namespace kep::host {
@@ -38,6 +39,9 @@ class CameraSession : public std::enable_shared_from_this<CameraSession> {
     void setRate(VideoTap& tap, int rate);
     AVRational rateOf(const VideoTap& tap) const;
 
+    /** Encoders wait here for their next stream as long as the camera runs. */
+    EncoderShelf& encoders() { return encoders_; }
+
     /** Gives the device up when it has kept the capture thread waiting for longer than `limit`. */
     void loseIfStalled(std::chrono::milliseconds limit);
 
@@ -55,6 +59,7 @@ class CameraSession : public std::enable_shared_from_this<CameraSession> {
     AVRational cameraRate() const;
 
     const DeviceSpec device_;
+    EncoderShelf encoders_;
     std::unique_ptr<Camera> camera_; /**< of the capture thread */
     CameraFormat format_;            /**< fixed once the phase is running */
 

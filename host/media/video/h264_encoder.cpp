@@ -1,5 +1,6 @@
 #include "media/video/h264_encoder.h"
 
+#include <algorithm>
 #include <limits>
 
 extern "C" {
@@ -10,11 +11,13 @@ namespace kep::host {
 
 namespace {
 
+constexpr std::size_t shelfRoom = 3;
+
 void setRate(AVCodecContext& codec, int bitsPerSecond) {
-    // As much again as a second holds may be in flight: key frames are large, and the mean is still kept.
     codec.bit_rate = bitsPerSecond;
     codec.rc_max_rate = bitsPerSecond;
-    codec.rc_buffer_size = bitsPerSecond;
+    // Half a second holds a key frame and still keeps the mean of a short piece close to what is set.
+    codec.rc_buffer_size = bitsPerSecond / 2;
 }
 
 }  // namespace
@@ -58,7 +61,12 @@ std::unique_ptr<H264Encoder> H264Encoder::open(const H264Settings& settings, std
         reason = std::string("encoder ") + encoder + ": " + ffmpegError(opened);
         return nullptr;
     }
-    return std::unique_ptr<H264Encoder>(new H264Encoder(std::move(codec)));
+    return std::unique_ptr<H264Encoder>(new H264Encoder(std::move(codec), settings));
+}
+
+bool H264Encoder::fits(const H264Settings& settings) const {
+    return settings.width == settings_.width && settings.height == settings_.height &&
+           av_cmp_q(settings.rate, settings_.rate) == 0 && settings.colours == settings_.colours;
 }
 
 void H264Encoder::setBitRate(int bitsPerSecond) {
@@ -81,6 +89,36 @@ PacketPtr H264Encoder::encode(const AVFrame& picture, bool key, std::string& rea
         return nullptr;
     }
     return packet;
+}
+
+std::unique_ptr<H264Encoder> EncoderShelf::take(const H264Settings& settings) {
+    std::unique_ptr<H264Encoder> taken;
+    const std::lock_guard lock(mutex_);
+    const auto found = std::find_if(encoders_.begin(), encoders_.end(),
+                                    [&](const auto& one) { return one->fits(settings); });
+    if (found != encoders_.end()) {
+        taken = std::move(*found);
+        encoders_.erase(found);
+        taken->setBitRate(settings.bitRate);
+    }
+    return taken;
+}
+
+void EncoderShelf::put(std::unique_ptr<H264Encoder> encoder) {
+    std::unique_ptr<H264Encoder> oldest;
+    const std::lock_guard lock(mutex_);
+    if (!open_) return;
+    if (encoders_.size() == shelfRoom) {
+        oldest = std::move(encoders_.front());
+        encoders_.erase(encoders_.begin());
+    }
+    encoders_.push_back(std::move(encoder));
+}
+
+void EncoderShelf::close() {
+    const std::lock_guard lock(mutex_);
+    encoders_.clear();
+    open_ = false;
 }
 
 }  // namespace kep::host

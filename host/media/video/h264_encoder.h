@@ -2,7 +2,9 @@
 #define KEP_HOST_H264_ENCODER_H
 
 #include <memory>
+#include <mutex>
 #include <string>
+#include <vector>
 
 #include "media/common/ffmpeg.h"
 
@@ -26,6 +28,9 @@ class H264Encoder {
     static std::unique_ptr<H264Encoder> open(const H264Settings& settings, std::string& reason,
                                              const char* encoder = defaultEncoder);
 
+    /** Whether it makes what the settings say; the bit rate can be set. */
+    bool fits(const H264Settings& settings) const;
+
     /** Takes effect with the next picture. */
     void setBitRate(int bitsPerSecond);
 
@@ -33,11 +38,31 @@ class H264Encoder {
     PacketPtr encode(const AVFrame& picture, bool key, std::string& reason);
 
   private:
-    explicit H264Encoder(CodecPtr codec) : codec_(std::move(codec)), frame_(av_frame_alloc()) {}
+    H264Encoder(CodecPtr codec, const H264Settings& settings)
+        : settings_(settings), codec_(std::move(codec)), frame_(av_frame_alloc()) {}
 
+    const H264Settings settings_;
     CodecPtr codec_;
     FramePtr frame_;
     std::int64_t count_ = 0;
+};
+
+/**
+ * Encoders of streams that have stopped, for the next ones: to set one up takes longer than to encode a
+ * picture. It holds one each for the sizes that a stream is usually switched between.
+ */
+class EncoderShelf {
+  public:
+    /** An encoder that fits the settings, set to their bit rate; null when there is none. */
+    std::unique_ptr<H264Encoder> take(const H264Settings& settings);
+    void put(std::unique_ptr<H264Encoder> encoder);
+    /** Frees what is there and what is put from here on. */
+    void close();
+
+  private:
+    std::mutex mutex_;
+    std::vector<std::unique_ptr<H264Encoder>> encoders_;
+    bool open_ = true;
 };
 
 }  // namespace kep::host

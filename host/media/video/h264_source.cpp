@@ -45,18 +45,21 @@ bool H264Source::start() {
 }
 
 void H264Source::stop() {
+    const std::shared_ptr<Run> last = run();
     closeRun();
     if (thread_.joinable()) thread_.join();
     queue_.close();
-    encoder_.reset();
+    if (last && encoder_) last->tap->encoders().put(std::move(encoder_));
 }
 
-bool H264Source::openEncoder(const Run& run, AVRational rate, std::string& reason) {
+bool H264Source::openEncoder(Run& run, AVRational rate, std::string& reason) {
     encoderBitRate_ = bitRate_;
     encoderRate_ = rate;
     inGroup_ = 0;
-    encoder_ =
-        H264Encoder::open({run.width, run.height, rate, encoderBitRate_, run.tap->format().colours}, reason);
+    const H264Settings settings = {run.width, run.height, rate, encoderBitRate_, run.tap->format().colours};
+    if (encoder_) run.tap->encoders().put(std::move(encoder_));
+    encoder_ = run.tap->encoders().take(settings);
+    if (!encoder_) encoder_ = H264Encoder::open(settings, reason);
     return encoder_ != nullptr;
 }
 
@@ -66,6 +69,7 @@ void H264Source::encodeAll(Run& run) {
         std::string reason;
         if (!encode(run, *picture, reason)) {
             KEP_HOST_ERROR(reason);
+            encoder_.reset();
             ended("name=failed,media=video");
             break;
         }

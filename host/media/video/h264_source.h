@@ -30,7 +30,7 @@ class H264Source final : public api::streaming::IH264Source, public VideoSource 
     }
 
   private:
-    bool openEncoder(const Run& run, AVRational rate, std::string& reason);
+    bool openEncoder(Run& run, AVRational rate, std::string& reason);
     void encodeAll(Run& run);
     bool encode(Run& run, const Picture& picture, std::string& reason);
     /** Whether the next picture begins a group. */

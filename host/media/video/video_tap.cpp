@@ -28,6 +28,10 @@ const CameraFormat& VideoTap::format() const {
     return camera_->format();
 }
 
+EncoderShelf& VideoTap::encoders() {
+    return camera_->encoders();
+}
+
 void VideoTap::setRate(int rate) {
     camera_->setRate(*this, rate);
 }

@@ -11,6 +11,7 @@
 namespace kep::host {
 
 class CameraSession;
+class EncoderShelf;
 
 /** Told by the capture thread, under the camera's lock: it only notes or posts. */
 class TapListener {
@@ -39,6 +40,7 @@ class VideoTap {
     VideoTap& operator=(const VideoTap&) = delete;
 
     const CameraFormat& format() const;
+    EncoderShelf& encoders();
 
     /** Changes the rate from the next picture on. */
     void setRate(int rate);
@@ -53,7 +55,6 @@ class VideoTap {
 
   private:
     friend class CameraSession;
-
     /** Whether a picture falls to this consumer when the camera is faster than wanted. */
     bool wants(const Picture& picture, AVRational cameraRate);
     void deliver(const PicturePtr& picture);
