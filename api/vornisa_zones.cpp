@@ -20,18 +20,14 @@ static constexpr int gridWidth = 1935;
 static constexpr int gridHeight = 1095;
 static constexpr int gridCells = 16;
 
-/** Attaches the table, which must have a zone `idx`; null after an error line. */
-static shm_rects_t* attach(const char* caller, ZoneMemory& shm, int idx) {
-    const char* failed = "!shm.ShmName(\"vornisa_shm_rects\")";
-    if (shm.ShmName("vornisa_shm_rects")) {
-        failed = "!rects";
-        if (shm_rects_t* rects = shm.Record()) {
-            failed = "idx<0||idx>=16";
-            if (idx >= 0 && idx < 16) return rects;
-        }
-    }
-    VnLog::refuse(__LINE__, caller, failed, VNRES_FAIL);
-    return nullptr;
+/** Attaches the table, which must have a zone `idx`: what comes before it and after it is not the zones'. */
+static int attach(const char* caller, ZoneMemory& shm, int idx, shm_rects_t*& rects) {
+    VN_FAIL_IF_OF(caller, !shm.ShmName("vornisa_shm_rects"), "!shm.ShmName(\"vornisa_shm_rects\")",
+                  VNRES_FAIL);
+    rects = shm.Record();
+    VN_FAIL_IF_OF(caller, !rects, "!rects", VNRES_FAIL);
+    VN_FAIL_IF_OF(caller, idx < 0 || idx >= 16, "idx<0||idx>=16", VNRES_FAIL);
+    return VNRES_SUCCEED;
 }
 
 std::uint32_t vnColorConvert(VNRes_Color rgb) {
@@ -46,8 +42,8 @@ std::uint32_t vnColorConvert(VNRes_Color rgb) {
 
 int VNZonesEnable(int idx, int enable) try {
     ZoneMemory shm(1);
-    shm_rects_t* rects = attach(__func__, shm, idx);
-    if (!rects) return VNRES_FAIL;
+    shm_rects_t* rects = nullptr;
+    if (attach(__func__, shm, idx, rects) != VNRES_SUCCEED) return VNRES_FAIL;
     rects->rects[idx].draw = enable != 0;
     rects->width = frameWidth;
     rects->height = frameHeight;
@@ -61,8 +57,8 @@ VN_END
 
 int VNZonesSet(int idx, int x, int y, int w, int h, VNRes_Color color) try {
     ZoneMemory shm(1);
-    shm_rects_t* rects = attach(__func__, shm, idx);
-    if (!rects) return VNRES_FAIL;
+    shm_rects_t* rects = nullptr;
+    if (attach(__func__, shm, idx, rects) != VNRES_SUCCEED) return VNRES_FAIL;
     rects->rects[idx].x = x;
     rects->rects[idx].y = y;
     rects->rects[idx].w = w;
