@@ -8,7 +8,7 @@ static int VNFlick(bool enable) {
     kep::base::AttrSet ap;
     ap.Add("cmd", "aeflick");
     ap.Add("aeflick", enable);
-    return vornisa::sendCommand<VnLog>(__func__, ap);
+    return vornisa::sendCommand<VnLog>(__LINE__, __func__, ap);
 }
 
 int VNAeFlick(int enable) try { return VNFlick(enable != 0); }

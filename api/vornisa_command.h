@@ -10,10 +10,10 @@ namespace vornisa {
  * Sends a command to the camera's image pipeline. VNRES_FAIL when it cannot be delivered, with an error line
  * of the caller's, and when the pipeline refuses it, without one.
  */
-template <class VnLog>
-int sendCommand(const char* caller, kep::base::AttrSet& ap) {
-    VN_FAIL_IF_OF(caller, !kep::base::Factory::Globle().Run("shm0_cmd", ap),
-                  "!Factory::Globle().Run(\"shm0_cmd\",ap)", VNRES_FAIL);
+template <class Log>
+int sendCommand(int line, const char* caller, kep::base::AttrSet& ap) {
+    if (!kep::base::Factory::Globle().Run("shm0_cmd", ap))
+        return Log::refuse(line, caller, "!Factory::Globle().Run(\"shm0_cmd\",ap)", VNRES_FAIL);
     // The pipeline's word is inverted: "ret" is true when it refuses.
     return ap.GetOrDef("ret", false) ? VNRES_FAIL : VNRES_SUCCEED;
 }

@@ -12,14 +12,14 @@ static int VNVideoVFlip(bool vflip) {
     ap.Add("cmd", "cdspUpdate");
     ap.Add("vflip", vflip);
     ap.Add("yuvid", -1);
-    return vornisa::sendCommand<VnLog>(__func__, ap);
+    return vornisa::sendCommand<VnLog>(__LINE__, __func__, ap);
 }
 
 static int VNVideoHFlip(bool hflip) {
     AttrSet ap;
     ap.Add("cmd", "hflipUpdate");
     ap.Add("hflip", hflip);
-    return vornisa::sendCommand<VnLog>(__func__, ap);
+    return vornisa::sendCommand<VnLog>(__LINE__, __func__, ap);
 }
 
 static int VNVideoMDFlip(bool hflip, bool vflip) {
@@ -27,7 +27,7 @@ static int VNVideoMDFlip(bool hflip, bool vflip) {
     ap.Add("cmd", "mdflipUpdate");
     ap.Add("hflip", hflip);
     ap.Add("vflip", vflip);
-    return vornisa::sendCommand<VnLog>(__func__, ap);
+    return vornisa::sendCommand<VnLog>(__LINE__, __func__, ap);
 }
 
 int VNTurnVideo(int mode) try {
