@@ -1,6 +1,8 @@
 #include "media/video/camera.h"
 
+#include "media/video/file_camera.h"
 #include "media/video/test_camera.h"
+#include "media/video/v4l2_camera.h"
 
 namespace kep::host {
 
@@ -10,8 +12,8 @@ std::optional<DeviceSpec> chosenCamera() {
 
 std::unique_ptr<Camera> openCamera(const DeviceSpec& spec, std::string& reason) {
     if (spec.kind == "test") return std::make_unique<TestCamera>();
-    reason = "unknown kind of camera";
-    return nullptr;
+    return spec.kind == "v4l2" ? V4l2Camera::open(spec.argument, reason)
+                               : FileCamera::open(spec.argument, reason);
 }
 
 }  // namespace kep::host

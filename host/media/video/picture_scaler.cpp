@@ -3,19 +3,55 @@
 #include <map>
 #include <utility>
 
+extern "C" {
+#include <libavutil/pixdesc.h>
+}
+
 namespace kep::host {
+
+namespace {
+
+/** The format without the full range that some formats have in their name. */
+AVPixelFormat withoutRange(AVPixelFormat format) {
+    switch (format) {
+        case AV_PIX_FMT_YUVJ420P:
+            return AV_PIX_FMT_YUV420P;
+        case AV_PIX_FMT_YUVJ422P:
+            return AV_PIX_FMT_YUV422P;
+        case AV_PIX_FMT_YUVJ444P:
+            return AV_PIX_FMT_YUV444P;
+        case AV_PIX_FMT_YUVJ440P:
+            return AV_PIX_FMT_YUV440P;
+        default:
+            return format;
+    }
+}
+
+}  // namespace
+
+bool isRgb(AVPixelFormat format) {
+    const AVPixFmtDescriptor* descriptor = av_pix_fmt_desc_get(format);
+    return descriptor && (descriptor->flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL));
+}
+
+bool PictureScaler::prepare(const Job& job) {
+    if (context_ && job == job_) return true;
+    job_ = job;
+    context_.reset(sws_getContext(job.fromWidth, job.fromHeight, withoutRange(job.format), job.width,
+                                  job.height, AV_PIX_FMT_YUV420P, SWS_BILINEAR, nullptr, nullptr, nullptr));
+    if (!context_) return false;
+    const int* matrix = sws_getCoefficients(isRgb(job.format) ? SWS_CS_ITU709 : SWS_CS_DEFAULT);
+    sws_setColorspaceDetails(context_.get(), matrix, job.fullRange, matrix, 0, 0, 1 << 16, 1 << 16);
+    return true;
+}
 
 FramePtr PictureScaler::scale(const AVFrame& from, int width, int height) {
     const auto format = static_cast<AVPixelFormat>(from.format);
-    context_.reset(sws_getCachedContext(context_.release(), from.width, from.height, format, width, height,
-                                        AV_PIX_FMT_YUV420P, SWS_BILINEAR, nullptr, nullptr, nullptr));
+    const bool fullRange =
+        from.color_range == AVCOL_RANGE_JPEG || format != withoutRange(format) || isRgb(format);
     FramePtr to = pool_.get(width, height);
-    if (!context_ || !to) return nullptr;
-    to->colorspace = from.colorspace;
-    if (from.color_range == AVCOL_RANGE_JPEG) {
-        const int* matrix = sws_getCoefficients(SWS_CS_DEFAULT);
-        sws_setColorspaceDetails(context_.get(), matrix, 1, matrix, 0, 0, 1 << 16, 1 << 16);
-    }
+    if (!to || !prepare({from.width, from.height, format, fullRange, width, height})) return nullptr;
+    to->colorspace = isRgb(format) ? AVCOL_SPC_BT709 : from.colorspace;
     const int rows =
         sws_scale(context_.get(), from.data, from.linesize, 0, from.height, to->data, to->linesize);
     return rows > 0 ? std::move(to) : nullptr;

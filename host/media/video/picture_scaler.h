@@ -8,6 +8,9 @@
 
 namespace kep::host {
 
+/** Whether a format is one of colours rather than of brightness and colour differences. */
+bool isRgb(AVPixelFormat format);
+
 /** Brings pictures of any format and size to planar YUV 4:2:0 of limited range. */
 class PictureScaler {
   public:
@@ -15,6 +18,18 @@ class PictureScaler {
     FramePtr scale(const AVFrame& from, int width, int height);
 
   private:
+    struct Job {
+        int fromWidth;
+        int fromHeight;
+        AVPixelFormat format;
+        bool fullRange;
+        int width;
+        int height;
+        bool operator==(const Job&) const = default;
+    };
+    bool prepare(const Job& job);
+
+    Job job_{};
     ScalerPtr context_;
     PicturePool pool_;
 };
