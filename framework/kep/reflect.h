@@ -33,8 +33,12 @@ class KEP_API IClass {
     template <class T>
     T* New(AttrSet& attributes) {
         object_base* made = create(attributes);
-        T* typed = made ? dynamic_cast<T*>(made) : nullptr;
-        if (!typed || !initObject(made, attributes) || !initAttrSet(made, attributes)) return nullptr;
+        T* typed = dynamic_cast<T*>(made);
+        if (!typed) {
+            delete made;
+            return nullptr;
+        }
+        if (!initObject(made, attributes) || !initAttrSet(made, attributes)) return nullptr;
         return typed;
     }
 

@@ -1,0 +1,98 @@
+/** The framework's entry points and factories, as the plug-in is linked to them. */
+#include "kep/entry_points.h"
+
+#include "kep/reflect.h"
+#include "kep/streaming.h"
+#include "objects.h"
+#include "script.h"
+
+namespace {
+
+using scripted::Script;
+using scripted::step;
+
+/** The offered object, which must be a T, or else one of the usual kind. */
+template <class T, class Usual>
+T* create(const std::string& name, const std::string& arguments) {
+    if (!step(name, arguments)) return nullptr;
+    if (kep::object_base* const offered = Script::instance().takeOffer()) return dynamic_cast<T*>(offered);
+    return new Usual;
+}
+
+using namespace scripted;
+
+}  // namespace
+
+namespace kep {
+
+object_base::~object_base() = default;
+
+void* object_base::operator new(std::size_t size) {
+    return ::operator new(size);
+}
+
+void object_base::operator delete(void* memory, std::size_t) {
+    ::operator delete(memory);
+}
+
+namespace api::streaming {
+
+IYuvSource* IYuvSource::CreateNew(const char* device) {
+    using Usual = Stream<ControlPart, OutputPart, VideoPart, BitRateControlPart, IYuvSource>;
+    return create<IYuvSource, Usual>("IYuvSource::CreateNew", device);
+}
+
+IH264Source* IH264Source::CreateNew(const char* device) {
+    using Usual =
+        Stream<ControlPart, OutputPart, VideoPart, EncoderPart, BitRateControlPart, H264Part, IH264Source>;
+    return create<IH264Source, Usual>("IH264Source::CreateNew", device);
+}
+
+IPcmSource* IPcmSource::CreateNew(const char* device) {
+    using Usual = Stream<ControlPart, OutputPart, AudioPart, IPcmSource>;
+    return create<IPcmSource, Usual>("IPcmSource::CreateNew", device);
+}
+
+IAacSource* IAacSource::CreateNew(const char* device) {
+    using Usual = Stream<ControlPart, OutputPart, AudioPart, EncoderPart, IAacSource>;
+    return create<IAacSource, Usual>("IAacSource::CreateNew", device);
+}
+
+IPcmPlayer* IPcmPlayer::CreateNew(const char* device) {
+    using Usual = Stream<ControlPart, InputPart, AudioPart, IPcmPlayer>;
+    return create<IPcmPlayer, Usual>("IPcmPlayer::CreateNew", device);
+}
+
+IPhotography* IPhotography::CreateNew(const char* device) {
+    struct Usual : public Stream<ControlPart, IPhotography> {
+        bool Snap(const char*, bool) override { return step("IPhotography::Snap to"); }
+        bool Snap(bool) override { return step("IPhotography::Snap"); }
+        void SetWidth(int) override { step("IPhotography::SetWidth"); }
+        void SetHeight(int) override { step("IPhotography::SetHeight"); }
+        void SetQuality(int) override { step("IPhotography::SetQuality"); }
+        void SetSourceIndex(int) override { step("IPhotography::SetSourceIndex"); }
+        void SetUrl(const char*) override { step("IPhotography::SetUrl"); }
+    };
+    return create<IPhotography, Usual>("IPhotography::CreateNew", device);
+}
+
+}  // namespace api::streaming
+}  // namespace kep
+
+kep::object_base* kepCreate(const char* text) {
+    return create<kep::object_base, Plain<StatusPart, MessagePart>>("kepCreate", text);
+}
+
+kep::object_base* kepCreateApp(const char* text) {
+    return create<kep::object_base, Plain<StatusPart, MessagePart>>("kepCreateApp", text);
+}
+
+kep::object_base* kepCreateAttrSet(const char* text) {
+    return create<kep::object_base, PlainObject>("kepCreateAttrSet", text);
+}
+
+int ReflectAdd(void (*callback)(const char*), int priority, const char* name, const char* version) {
+    callback("a text of the framework");
+    step("ReflectAdd", std::to_string(priority) + "," + name + "," + version);
+    return 4242;
+}

@@ -1,0 +1,33 @@
+#ifndef VORNISA_TESTS_STREAMS_H
+#define VORNISA_TESTS_STREAMS_H
+
+#include <string>
+
+namespace scripted {
+
+/** Forgets unfinished lines and cuts the source's root off paths again. */
+void resetStreams();
+
+/** Records what was written without the end of a line. */
+void noteUnfinishedLines();
+
+/** Whether debug streams keep what is written; for tests of many threads, which have no order of lines. */
+void keepLines(bool keep);
+
+/** From now on debug streams throw at every insertion, until reset. */
+void throwFromStreams();
+
+/** Everything written to a debug stream since the last reset. */
+std::string rawText(int stream);
+
+/**
+ * A log line as it is among the events, for comparison.
+ *
+ * @param file below the source's root
+ */
+std::string line(int stream, const std::string& colour, const std::string& file, const std::string& function,
+                 const std::string& text);
+
+}  // namespace scripted
+
+#endif

@@ -1,0 +1,16 @@
+# Fails unless LIBRARY defines exactly the symbols listed in EXPORTS.
+execute_process(COMMAND ${NM} --dynamic --defined-only --format=posix ${LIBRARY}
+    OUTPUT_VARIABLE lines COMMAND_ERROR_IS_FATAL ANY)
+string(REGEX MATCHALL "[^\n]+" symbols "${lines}")
+list(TRANSFORM symbols REPLACE " .*" "")
+list(SORT symbols)
+file(STRINGS ${EXPORTS} expected)
+list(SORT expected)
+if(NOT symbols STREQUAL expected)
+  set(surplus ${symbols})
+  list(REMOVE_ITEM surplus ${expected})
+  list(REMOVE_ITEM expected ${symbols})
+  message(FATAL_ERROR "exported but not listed: ${surplus}; listed but not exported: ${expected}")
+endif()
+list(LENGTH symbols count)
+message(STATUS "${count} symbols, as listed")

@@ -1,0 +1,139 @@
+/** What a call takes from the heap. The program's allocation functions are replaced by counting ones. */
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+#include "fixture.h"
+#include "quiet_stream.h"
+#include "vornisa_handle.h"
+
+namespace {
+
+std::atomic<std::size_t> allocations{0};
+std::atomic<bool> refusing{false};
+/** Only what can go on without: the growth of the handle table. */
+std::atomic<bool> refusingGrowth{false};
+
+void* counted(std::size_t size) noexcept {
+    ++allocations;
+    return refusing ? nullptr : std::malloc(size ? size : 1);
+}
+
+void* countedOrThrown(std::size_t size) {
+    if (void* const memory = counted(size)) return memory;
+    throw std::bad_alloc();
+}
+
+std::size_t countAllocations() {
+    return allocations;
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+    return countedOrThrown(size);
+}
+void* operator new[](std::size_t size) {
+    return countedOrThrown(size);
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return counted(size);
+}
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+    return refusingGrowth ? nullptr : counted(size);
+}
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, const std::nothrow_t&) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory, const std::nothrow_t&) noexcept {
+    std::free(memory);
+}
+
+namespace unit {
+namespace {
+
+constexpr int kFrameBytes = 16384;
+
+class AllocationTest : public PluginTest {
+  protected:
+    AllocationTest() : stream(new QuietStream(kFrameBytes)), id(handleOf(stream)) {
+        keepLines(false);
+        stream->countAllocations = countAllocations;
+    }
+
+    /** Allocations of the library in a call: all but those of the framework's pull. */
+    template <class Call>
+    std::size_t allocationsOf(Call call) {
+        stream->pullAllocations = 0;
+        const std::size_t before = allocations;
+        EXPECT_EQ(call(), VNRES_SUCCEED);
+        return allocations - before - stream->pullAllocations;
+    }
+
+    QuietStream* stream;
+    int id;
+    char buffer[4 * kFrameBytes];
+};
+
+TEST_F(AllocationTest, ReadTakesNothing) {
+    int length = 0;
+    EXPECT_EQ(allocationsOf([&] { return VNRead(id, buffer, sizeof buffer, 4, &length); }), 0u);
+    EXPECT_EQ(length, 4 * kFrameBytes);
+    EXPECT_EQ(stream->pullAllocations, 4u);
+}
+
+TEST_F(AllocationTest, FeedTakesTheFrameAlone) {
+    EXPECT_EQ(allocationsOf([&] { return VNFeed(id, buffer, kFrameBytes); }), 1u);
+}
+
+TEST_F(AllocationTest, ASettingTakesNothing) {
+    EXPECT_EQ(allocationsOf([&] { return VNSetBps(id, 2000000); }), 0u);
+}
+
+TEST_F(AllocationTest, WithoutMemoryForTheFrameFeedFailsAndTheNextCallWorks) {
+    refusing = true;
+    const int result = VNFeed(id, buffer, 1);
+    refusing = false;
+    EXPECT_EQ(result, VNRES_FAIL);
+    EXPECT_EQ(VNFeed(id, buffer, 1), VNRES_SUCCEED);
+}
+
+#if UINTPTR_MAX > UINT_MAX
+
+TEST_F(AllocationTest, WithoutMemoryForAHandleTheObjectIsDestroyed) {
+    keepLines(true);
+    PlainObject object;
+    std::vector<int> handles;
+    refusingGrowth = true;
+    while (handles.size() < 10000) {
+        const int handle = vornisa::newHandle(&object);
+        if (handle == 0) break;
+        handles.push_back(handle);
+    }
+    script.offer(new Stream<>);
+    int other = 17;
+    EXPECT_EQ(VNAcquire(VNRES_SHARED_MEMORY, &other), VNRES_FAIL);
+    refusingGrowth = false;
+    EXPECT_EQ(other, 17);
+    EXPECT_EQ(happened(), (Events{trace("VNAcquire", "(int)type=75"),
+                                  "kepCreate(type=VornisaSharedMemory,name=shm,free=false)",
+                                  error("VNAcquire", "!handle"), "delete stream"}));
+    for (const int given : handles) EXPECT_EQ(vornisa::endHandle(given), &object);
+}
+
+#endif
+
+}  // namespace
+}  // namespace unit

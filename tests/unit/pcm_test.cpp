@@ -1,0 +1,405 @@
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <random>
+
+#include "fixture.h"
+#include "kep/fifo_buffer.h"
+#include "never_acquired.h"
+
+namespace unit {
+namespace {
+
+using common::frame_t;
+using kep::base::FifoBuffer;
+using Output = Stream<OutputPart>;
+using Bytes = std::vector<unsigned char>;
+
+constexpr int kCapacity = 131072;
+
+const std::string pull = "IStreamOutput::PullFrame(no frame,true)";
+const std::string canPull = "IStreamOutput::IsSupportedPullFrame()";
+
+std::string refused(const std::string& text) {
+    return line(8, red, "api/vornisa_pcmsrc.cpp", "VNReadPcm", text);
+}
+
+std::string released(int size) {
+    return "release frame of " + std::to_string(size);
+}
+
+std::string shortBlock(int copied, int wanted) {
+    return refused("len!=buf_size," + std::to_string(copied) + "<>" + std::to_string(wanted));
+}
+
+Bytes frameOf(std::size_t size, unsigned char first) {
+    Bytes bytes(size);
+    for (unsigned char& byte : bytes) byte = first++;
+    return bytes;
+}
+
+class ReadPcmTest : public PluginTest {
+  protected:
+    ReadPcmTest()
+        : output(new Output), id(handleOf(output)), text(std::to_string(id)), buffer(kCapacity + 1, '.') {}
+
+    int read(int size) { return VNReadPcm(id, buffer.data(), size, &length); }
+
+    std::string inBuffer(std::size_t size) { return std::string(buffer.begin(), buffer.begin() + size); }
+
+    FifoBuffer* store() {
+        const auto entry = _vornisa_maps.find(id);
+        return entry == _vornisa_maps.end() ? nullptr : dynamic_cast<FifoBuffer*>(entry->second);
+    }
+
+    /** What the handle's next reads give before they ask the source. */
+    int kept() { return store() ? store()->Size() : -1; }
+
+    Output* output;
+    int id;
+    std::string text;
+    std::vector<char> buffer;
+    int length = 17;
+};
+
+TEST_F(ReadPcmTest, RefusesNoHandle) {
+    EXPECT_EQ(VNReadPcm(0, buffer.data(), 4, &length), VNRES_INVALID_ARG);
+    EXPECT_EQ(happened(), Events{refused("!id")});
+    EXPECT_EQ(length, 17);
+    EXPECT_TRUE(_vornisa_maps.empty());
+}
+
+TEST_F(ReadPcmTest, GivesAFrameAsOneBlock) {
+    output->frames = {Bytes{'a', 'b', 'c', 'd'}, Bytes{'e'}};
+    EXPECT_EQ(read(4), VNRES_SUCCEED);
+    EXPECT_EQ(length, 4);
+    EXPECT_EQ(inBuffer(5), "abcd.");
+    EXPECT_EQ(happened(), (Events{canPull, pull, released(4)}));
+    EXPECT_EQ(output->frames.size(), 1u);
+}
+
+TEST_F(ReadPcmTest, KeepsAStoreOf128KibWithTheHandle) {
+    output->frames = {Bytes{'a', 'b', 'c'}};
+    EXPECT_EQ(read(1), VNRES_SUCCEED);
+    ASSERT_EQ(_vornisa_maps.size(), 1u);
+    ASSERT_TRUE(store());
+    EXPECT_EQ(store()->Max(), kCapacity);
+    EXPECT_EQ(kept(), 2);
+}
+
+TEST_F(ReadPcmTest, UsesTheStoreThatIsThere) {
+    _vornisa_maps[id] = new FifoBuffer("test", 8, nullptr, nullptr);
+    ASSERT_TRUE(store()->Push("abc", 3, true));
+    EXPECT_EQ(read(9), VNRES_INVALID_ARG);
+    EXPECT_EQ(happened(), Events{refused("buf_size>buff->Max(),9>8")});
+    EXPECT_EQ(read(3), VNRES_SUCCEED);
+    EXPECT_EQ(inBuffer(4), "abc.");
+    EXPECT_EQ(happened(), Events{});
+}
+
+TEST_F(ReadPcmTest, FillsAnEntryThatHasNoStore) {
+    _vornisa_maps[id] = nullptr;
+    output->frames = {Bytes{'a'}};
+    EXPECT_EQ(read(1), VNRES_SUCCEED);
+    EXPECT_TRUE(store());
+}
+
+TEST_F(ReadPcmTest, ServesWhatIsLeftOfAFrameWithoutTheSource) {
+    output->frames = {frameOf(2048, 0), frameOf(2048, 0)};
+    EXPECT_EQ(read(1024), VNRES_SUCCEED);
+    EXPECT_EQ(length, 1024);
+    EXPECT_EQ(happened(), (Events{canPull, pull, released(2048)}));
+    EXPECT_EQ(read(1024), VNRES_SUCCEED);
+    EXPECT_EQ(length, 1024);
+    EXPECT_EQ(happened(), Events{});
+    EXPECT_EQ(static_cast<unsigned char>(buffer[1]), 1);
+    EXPECT_EQ(output->frames.size(), 1u);
+}
+
+TEST_F(ReadPcmTest, ABlockEndsWithTheFrameAndOnlyALineSaysSo) {
+    output->frames = {frameOf(1024, 0), frameOf(1024, 0)};
+    EXPECT_EQ(read(1600), VNRES_SUCCEED);
+    EXPECT_EQ(length, 1024);
+    EXPECT_EQ(buffer[1024], '.');
+    EXPECT_EQ(happened(), (Events{canPull, pull, released(1024), shortBlock(1024, 1600)}));
+}
+
+TEST_F(ReadPcmTest, ABlockOfWhatWasKeptIsNotToppedUpFromTheSource) {
+    output->frames = {Bytes{'a', 'b', 'c'}, Bytes{'d', 'e'}};
+    EXPECT_EQ(read(2), VNRES_SUCCEED);
+    happened();
+    EXPECT_EQ(read(2), VNRES_SUCCEED);
+    EXPECT_EQ(length, 1);
+    EXPECT_EQ(inBuffer(2), "cb");
+    EXPECT_EQ(happened(), Events{shortBlock(1, 2)});
+}
+
+TEST_F(ReadPcmTest, NeedsNoPlaceForTheLength) {
+    output->frames = {Bytes{'a', 'b', 'c'}};
+    EXPECT_EQ(VNReadPcm(id, buffer.data(), 4, nullptr), VNRES_SUCCEED);
+    EXPECT_EQ(inBuffer(4), "abc.");
+    EXPECT_EQ(happened(), (Events{canPull, pull, released(3), shortBlock(3, 4)}));
+}
+
+TEST_F(ReadPcmTest, GivesAsMuchAsTheStoreHolds) {
+    output->frames = {frameOf(kCapacity, 7)};
+    EXPECT_EQ(read(kCapacity), VNRES_SUCCEED);
+    EXPECT_EQ(length, kCapacity);
+    EXPECT_EQ(std::memcmp(buffer.data(), frameOf(kCapacity, 7).data(), kCapacity), 0);
+    EXPECT_EQ(happened(), (Events{canPull, pull, released(kCapacity)}));
+}
+
+TEST_F(ReadPcmTest, RefusesToGiveMoreThanTheStoreHolds) {
+    output->frames = {Bytes{'a'}};
+    EXPECT_EQ(read(kCapacity + 1), VNRES_INVALID_ARG);
+    EXPECT_EQ(length, 17);
+    EXPECT_EQ(happened(), Events{refused("buf_size>buff->Max(),131073>131072")});
+    EXPECT_EQ(kept(), 0);
+}
+
+TEST_F(ReadPcmTest, PullsPastEmptyFrames) {
+    output->frames = {Bytes{}, Bytes{}, Bytes{'a', 'b'}};
+    EXPECT_EQ(read(2), VNRES_SUCCEED);
+    EXPECT_EQ(inBuffer(3), "ab.");
+    EXPECT_EQ(happened(), (Events{canPull, pull, released(0), pull, released(0), pull, released(2)}));
+}
+
+TEST_F(ReadPcmTest, FailsWhenAPullIsRefused) {
+    script.refuse("IStreamOutput::PullFrame");
+    EXPECT_EQ(read(4), VNRES_FAIL);
+    EXPECT_EQ(length, 17);
+    EXPECT_EQ(happened(),
+              (Events{canPull, pull, refused("!output->PullFrame(frm)," + text + ":pull frame fail!")}));
+}
+
+TEST_F(ReadPcmTest, APullWithoutAFrameHasFailed) {
+    output->givesNoFrame = true;
+    EXPECT_EQ(read(4), VNRES_FAIL);
+    EXPECT_EQ(length, 17);
+    EXPECT_EQ(happened(),
+              (Events{canPull, pull, refused("!output->PullFrame(frm)," + text + ":pull frame fail!")}));
+}
+
+TEST_F(ReadPcmTest, FailsWhenASourceEndsAfterAnEmptyFrame) {
+    output->frames = {Bytes{}};
+    EXPECT_EQ(read(4), VNRES_FAIL);
+    EXPECT_EQ(happened(), (Events{canPull, pull, released(0), pull,
+                                  refused("!output->PullFrame(frm)," + text + ":pull frame fail!")}));
+}
+
+TEST_F(ReadPcmTest, IsUnsupportedWhereFramesCannotBePulled) {
+    script.refuse("IStreamOutput::IsSupportedPullFrame");
+    EXPECT_EQ(read(4), VNRES_UNSUPPORTED);
+    EXPECT_EQ(length, 17);
+    EXPECT_EQ(happened(), (Events{canPull, refused("!output->IsSupportedPullFrame()," + text +
+                                                   ":this dev is not supported pull frame!")}));
+}
+
+TEST_F(ReadPcmTest, RefusesWhatGivesNoFrames) {
+    const int other = handleOf(new Stream<ControlPart, InputPart>);
+    EXPECT_EQ(VNReadPcm(other, buffer.data(), 4, &length), VNRES_WRONG_DEVICE);
+    EXPECT_EQ(length, 17);
+    EXPECT_EQ(happened(),
+              Events{refused("!output," + std::to_string(other) + ":this dev can not output frame!")});
+}
+
+TEST_F(ReadPcmTest, GivesWhatIsKeptEvenWhereFramesCanNoLongerBePulled) {
+    output->frames = {Bytes{'a', 'b'}};
+    EXPECT_EQ(read(1), VNRES_SUCCEED);
+    happened();
+    script.refuse("IStreamOutput::IsSupportedPullFrame");
+    EXPECT_EQ(read(1), VNRES_SUCCEED);
+    EXPECT_EQ(inBuffer(1), "b");
+    EXPECT_EQ(happened(), Events{});
+}
+
+TEST_F(ReadPcmTest, DropsAFrameThatTheStoreCannotHold) {
+    output->frames = {frameOf(kCapacity + 1, 0), Bytes{'a'}};
+    EXPECT_EQ(read(4), VNRES_BUF_TOO_SMALL);
+    EXPECT_EQ(length, 17);
+    EXPECT_EQ(happened(), (Events{canPull, pull,
+                                  refused("buff->Max() - buff->Size() < frm->size," + text +
+                                          "buf size is not enough.131072,0+131073"),
+                                  released(kCapacity + 1)}));
+    EXPECT_EQ(read(1), VNRES_SUCCEED);
+    EXPECT_EQ(inBuffer(1), "a");
+}
+
+TEST_F(ReadPcmTest, ABlockOfNothingTakesFramesUntilTheStoreIsFull) {
+    output->frames = {Bytes{'a', 'b', 'c', 'd'}, frameOf(kCapacity - 3, 0)};
+    EXPECT_EQ(read(0), VNRES_BUF_TOO_SMALL);
+    EXPECT_EQ(length, 17);
+    EXPECT_EQ(happened(), (Events{canPull, pull, released(4), pull,
+                                  refused("buff->Max() - buff->Size() < frm->size," + text +
+                                          "buf size is not enough.131072,4+131069"),
+                                  released(kCapacity - 3)}));
+    EXPECT_EQ(inBuffer(1), ".");
+    EXPECT_EQ(read(4), VNRES_SUCCEED) << "what was kept before the failure is still there";
+    EXPECT_EQ(inBuffer(5), "abcd.");
+    EXPECT_EQ(happened(), Events{});
+}
+
+TEST_F(ReadPcmTest, AFrameMayFillTheStoreToItsLastByte) {
+    output->frames = {Bytes{'a', 'b'}, frameOf(kCapacity - 2, 0)};
+    EXPECT_EQ(read(0), VNRES_FAIL) << "there is no third frame";
+    EXPECT_EQ(kept(), kCapacity);
+}
+
+TEST_F(ReadPcmTest, ANegativeSizeTakesFramesUntilThereAreNone) {
+    output->frames = {Bytes{'a'}, Bytes{'b'}};
+    EXPECT_EQ(read(-1), VNRES_FAIL);
+    EXPECT_EQ(inBuffer(1), ".");
+    EXPECT_EQ(kept(), 2);
+}
+
+/** A source whose frames have the sizes that it is told, whatever data there is. */
+class OddSource : public Root, public virtual common::IStreamOutput {
+  public:
+    bool IsSupportedPullFrame() override { return true; }
+    bool PullFrame(std::shared_ptr<frame_t>& frame, bool) override {
+        frame = std::make_shared<frame_t>();
+        frame->data = bytes;
+        frame->size = size;
+        return true;
+    }
+    unsigned char bytes[4] = {'a', 'b', 'c', 'd'};
+    int size = -1;
+};
+
+TEST_F(ReadPcmTest, TheStoreRefusesAFrameOfNegativeSize) {
+    auto* const source = new OddSource;
+    const int odd = handleOf(source);
+    EXPECT_EQ(VNReadPcm(odd, buffer.data(), 4, &length), VNRES_BUFFER_ERROR);
+    EXPECT_EQ(length, 17);
+    EXPECT_EQ(happened(), Events{refused("!buff->Push((uint8 *) frm->data, frm->size, true)")});
+    source->size = 4;
+    EXPECT_EQ(VNReadPcm(odd, buffer.data(), 4, &length), VNRES_SUCCEED);
+    EXPECT_EQ(inBuffer(4), "abcd");
+}
+
+TEST_F(ReadPcmTest, EachHandleHasItsOwnStore) {
+    auto* const otherOutput = new Output;
+    const int other = handleOf(otherOutput);
+    output->frames = {Bytes{'a', 'b'}};
+    otherOutput->frames = {Bytes{'x', 'y'}};
+    EXPECT_EQ(read(1), VNRES_SUCCEED);
+    EXPECT_EQ(VNReadPcm(other, buffer.data(), 2, &length), VNRES_SUCCEED);
+    EXPECT_EQ(inBuffer(2), "xy");
+    EXPECT_EQ(read(1), VNRES_SUCCEED);
+    EXPECT_EQ(inBuffer(1), "b");
+}
+
+TEST_F(ReadPcmTest, TheStoreEndsWithTheHandle) {
+    script.offer(new Output);
+    int other = 0;
+    ASSERT_EQ(VNAcquire(VNRES_STAMP, &other), VNRES_SUCCEED);
+    EXPECT_EQ(VNReadPcm(other, buffer.data(), 1, &length), VNRES_FAIL);
+    ASSERT_EQ(_vornisa_maps.count(other), 1u);
+    EXPECT_EQ(VNRelease(other), VNRES_SUCCEED);
+    EXPECT_EQ(_vornisa_maps.count(other), 0u);
+}
+
+TEST_F(ReadPcmTest, AHandleThatWasNeverAcquiredGetsAStoreToo) {
+    const int other = neverAcquired(new Stream<ControlPart>);
+    EXPECT_EQ(VNReadPcm(other, buffer.data(), 4, &length), VNRES_WRONG_DEVICE);
+    EXPECT_EQ(happened(),
+              Events{refused("!output," + std::to_string(other) + ":this dev can not output frame!")});
+    ASSERT_EQ(_vornisa_maps.count(other), 1u);
+    EXPECT_TRUE(dynamic_cast<FifoBuffer*>(_vornisa_maps[other]));
+    EXPECT_EQ(VNRelease(other), VNRES_SUCCEED);
+    EXPECT_TRUE(_vornisa_maps.empty());
+}
+
+TEST_F(ReadPcmTest, AnExceptionOfTheSourceEndsInALine) {
+    output->frames = {Bytes{'a', 'b'}};
+    EXPECT_EQ(read(1), VNRES_SUCCEED);
+    EXPECT_EQ(read(1), VNRES_SUCCEED);
+    happened();
+    script.throwAt("IStreamOutput::PullFrame");
+    EXPECT_EQ(read(1), VNRES_FAIL);
+    EXPECT_EQ(happened(), (Events{canPull, pull, refused("exception:std::bad_alloc")}));
+}
+
+/** Endless: the byte at a position of the stream depends on that position alone. Frames are of random sizes.
+ */
+class EndlessSource : public Root, public virtual common::IStreamOutput {
+  public:
+    explicit EndlessSource(int longest) : longest_(longest), data_(static_cast<std::size_t>(longest)) {}
+
+    static unsigned char byteAt(std::uint64_t position) {
+        return static_cast<unsigned char>((position * 0x9e3779b97f4a7c15u) >> 56);
+    }
+
+    bool IsSupportedPullFrame() override { return true; }
+    bool PullFrame(std::shared_ptr<frame_t>& frame, bool) override {
+        // Lengths of all magnitudes, none at all among them.
+        const int bound = 1 << random_() % 18;
+        size = static_cast<int>(random_() % static_cast<unsigned>(std::min(bound, longest_) + 1));
+        for (int i = 0; i < size; ++i) data_[static_cast<std::size_t>(i)] = byteAt(position_++);
+        frame = std::make_shared<frame_t>();
+        frame->data = data_.data();
+        frame->size = size;
+        frame->release = [this](frame_t*) {
+            std::fill(data_.begin(), data_.end(), static_cast<unsigned char>(0));
+        };
+        return true;
+    }
+
+    int size = 0; /**< of the frame that was pulled last */
+
+  private:
+    int longest_;
+    std::vector<unsigned char> data_;
+    std::uint64_t position_ = 0;
+    std::mt19937 random_{20240};
+};
+
+/** Reads `count` blocks of sizes given by `nextSize` and compares each with a model of what it must be. */
+template <class NextSize>
+void readInBlocks(int id, EndlessSource& source, int count, NextSize nextSize) {
+    std::vector<unsigned char> block(kCapacity + 1);
+    std::uint64_t position = 0;
+    int left = 0;
+    for (int i = 0; i < count; ++i) {
+        const int wanted = nextSize();
+        block[static_cast<std::size_t>(wanted)] = 0xee;
+        int length = -1;
+        ASSERT_EQ(VNReadPcm(id, block.data(), wanted, &length), VNRES_SUCCEED) << "block " << i;
+        if (left == 0) left = source.size;
+        ASSERT_EQ(length, std::min(wanted, left)) << "block " << i;
+        left -= length;
+        for (int k = 0; k < length; ++k)
+            ASSERT_EQ(block[static_cast<std::size_t>(k)], EndlessSource::byteAt(position++))
+                << "byte " << k << " of block " << i;
+        ASSERT_EQ(block[static_cast<std::size_t>(wanted)], 0xee) << "written behind block " << i;
+    }
+}
+
+class ReadPcmModelTest : public PluginTest {
+  protected:
+    ReadPcmModelTest() : source(new EndlessSource(kCapacity)), id(handleOf(source)) { keepLines(false); }
+
+    EndlessSource* source;
+    int id;
+};
+
+class ReadPcmBlocksTest : public ReadPcmModelTest, public ::testing::WithParamInterface<int> {};
+
+TEST_P(ReadPcmBlocksTest, LosesDoublesAndMovesNoByteInBlocksOfOneSize) {
+    readInBlocks(id, *source, 1500, [] { return GetParam(); });
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, ReadPcmBlocksTest,
+                         ::testing::Values(1, 2, 3, 160, 1024, 1600, 4096, 44099, 65536, 131071, 131072),
+                         ::testing::PrintToStringParamName());
+
+TEST_F(ReadPcmModelTest, LosesDoublesAndMovesNoByteInBlocksOfAnySize) {
+    std::mt19937 random(7);
+    readInBlocks(id, *source, 8000, [&random] {
+        const int bound = 1 << random() % 18;
+        return 1 + static_cast<int>(random() % static_cast<unsigned>(bound));
+    });
+}
+
+}  // namespace
+}  // namespace unit

@@ -1,0 +1,2 @@
+/* The same source as C++. */
+#include "public_header.c"  // NOLINT
