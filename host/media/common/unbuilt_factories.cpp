@@ -1,5 +1,8 @@
 #include "core/log.h"
+#include "kep/device.h"
 #include "kep/streaming.h"
+
+// What the framework's interface has and this framework does not: refused with a line that says so.
 
 namespace kep::api::streaming {
 
@@ -9,3 +12,17 @@ IPhotography* IPhotography::CreateNew(const char*) {
 }
 
 }  // namespace kep::api::streaming
+
+namespace kep::dev {
+
+IMicrophone* IMicrophone::Microphone(const char*) {
+    KEP_HOST_ERROR("IMicrophone is not built into this framework");
+    return nullptr;
+}
+
+ISpeaker* ISpeaker::Speaker(const char*) {
+    KEP_HOST_ERROR("ISpeaker is not built into this framework");
+    return nullptr;
+}
+
+}  // namespace kep::dev

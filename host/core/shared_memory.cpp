@@ -1,0 +1,157 @@
+#include "kep/shared_memory.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "core/log.h"
+#include "core/object_impl.h"
+
+namespace kep::stream {
+namespace {
+
+/** The object part of a segment, which is a base class beside it. */
+class SegmentObject final : public host::ObjectImpl {};
+
+std::string reasonOf(int error) {
+    return std::string(": ") + std::strerror(error);
+}
+
+}  // namespace
+
+struct ISharedMemory::Segment {
+    explicit Segment(int bytes) : size(static_cast<std::size_t>(bytes)) {}
+    ~Segment() { detach(); }
+
+    bool attach(const std::string& name) {
+        const int file = shm_open(("/" + name).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0660);
+        if (file < 0) {
+            KEP_HOST_ERROR("shared memory " + name + reasonOf(errno));
+            return false;
+        }
+        const bool mapped = map(file, name);
+        close(file);
+        return mapped;
+    }
+
+    bool map(int file, const std::string& name) {
+        struct stat status {};
+        // A new segment has no size and is all zero once it gets one; what is there is never cut or cleared.
+        const bool sized = fstat(file, &status) == 0 && (static_cast<std::size_t>(status.st_size) >= size ||
+                                                         ftruncate(file, static_cast<off_t>(size)) == 0);
+        void* memory = sized ? mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0) : MAP_FAILED;
+        if (memory == MAP_FAILED) {
+            KEP_HOST_ERROR("shared memory " + name + " of " + std::to_string(size) + " bytes" +
+                           reasonOf(errno));
+            return false;
+        }
+        detach();
+        address = memory;
+        return true;
+    }
+
+    void detach() {
+        if (address) munmap(address, size);
+        address = nullptr;
+    }
+
+    const std::size_t size;
+    void* address = nullptr;
+    SegmentObject object;
+};
+
+ISharedMemory::ISharedMemory(int size) : segment_(new Segment(size)) {}
+
+ISharedMemory::~ISharedMemory() {
+    delete segment_;
+}
+
+bool ISharedMemory::ShmName(const char* name) {
+    if (!name || !*name || std::strchr(name, '/')) {
+        KEP_HOST_ERROR(std::string("shared memory: no segment can have the name \"") + (name ? name : "") +
+                       "\"");
+        return false;
+    }
+    return segment_->attach(name);
+}
+
+void* ISharedMemory::Address() const {
+    return segment_->address;
+}
+
+int ISharedMemory::Slot() const {
+    return 0;
+}
+
+void ISharedMemory::toString(std::string& text) const {
+    segment_->object.toString(text);
+}
+
+bool ISharedMemory::fromString(const char* text) {
+    return segment_->object.fromString(text);
+}
+
+bool ISharedMemory::Set(const char* key, void* value, const std::type_info* type) {
+    return segment_->object.Set(key, value, type);
+}
+
+bool ISharedMemory::Get(const char* key, void* value, const std::type_info* type) const {
+    return segment_->object.Get(key, value, type);
+}
+
+bool ISharedMemory::SetStr(const char* key, const char* value) {
+    return segment_->object.SetStr(key, value);
+}
+
+bool ISharedMemory::SetWithType(const char* key, void* value, const std::type_info* type,
+                                base::TypeCompatible compatible) {
+    return segment_->object.SetWithType(key, value, type, compatible);
+}
+
+bool ISharedMemory::GetWithType(const char* key, void* value, const std::type_info* type,
+                                base::TypeCompatible compatible) const {
+    return segment_->object.GetWithType(key, value, type, compatible);
+}
+
+bool ISharedMemory::Enable(bool enable) {
+    return segment_->object.Enable(enable);
+}
+
+bool ISharedMemory::Configure(base::AttrSet& attributes) {
+    return segment_->object.Configure(attributes);
+}
+
+bool ISharedMemory::addChild(base::object* child) {
+    return segment_->object.addChild(child);
+}
+
+bool ISharedMemory::fromAttrSet(base::AttrSet& attributes) {
+    return segment_->object.fromAttrSet(attributes);
+}
+
+bool ISharedMemory::toAttrSet(base::AttrSet& attributes) const {
+    return segment_->object.toAttrSet(attributes);
+}
+
+bool ISharedMemory::sendMessage(base::Message& message) {
+    return segment_->object.sendMessage(message);
+}
+
+bool ISharedMemory::receiveMessage(base::Message& message) {
+    return segment_->object.receiveMessage(message);
+}
+
+std::uint32_t ISharedMemory::NameId() const {
+    return segment_->object.NameId();
+}
+
+base::object* ISharedMemory::FindChild(const std::function<bool(const base::object&)>& matches,
+                                       bool recursive) {
+    return segment_->object.FindChild(matches, recursive);
+}
+
+}  // namespace kep::stream
