@@ -2,7 +2,6 @@
 
 #include <iostream>
 #include <mutex>
-#include <regex>
 #include <streambuf>
 
 #include "script.h"
@@ -15,20 +14,25 @@ const std::string root = SOURCE_ROOT "/";
 
 /** A flushed text, taken apart; what does not have the form of one line is recorded as it is. */
 std::string described(const std::string& raw) {
-    std::smatch part;
-    static const std::regex form("([^:\n]*)/([0-9]+):([A-Za-z0-9]+):([^\n]*)\n");
-    if (!std::regex_match(raw, part, form)) return "malformed text on standard output: " + raw;
-    const std::string path = part[1];
+    const std::string malformed = "malformed text on standard output: " + raw;
+    const auto colon = raw.find(':');
+    const auto slash = raw.rfind('/', colon);
+    const auto second = raw.find(':', colon + 1);
+    if (second == std::string::npos || slash > colon || raw.find('\n') != raw.size() - 1) return malformed;
+    const std::string path = raw.substr(0, slash);
+    const std::string digits = raw.substr(slash + 1, colon - slash - 1);
+    const std::string function = raw.substr(colon + 1, second - colon - 1);
+    const std::string text = raw.substr(second + 1, raw.size() - second - 2);
+    if (digits.empty() || digits.find_first_not_of("0123456789") != std::string::npos) return malformed;
     if (path.rfind(root, 0) != 0) return "cut path on standard output: " + raw;
     const std::string file = path.substr(root.size());
-    const std::string function = part[3];
-    const int number = std::stoi(part[2]);
+    const int number = std::stoi(digits);
     // The name of a file is made on behalf of the function that is called, whose line it is.
     const bool right = function == "createFileName"
                            ? isLineOf(file, number, "VNRecordEventTrigger") ||
                                  isLineOf(file, number, "VNRecordEventServiceTrigger")
                            : isLineOf(file, number, function);
-    return right ? StandardOutput::line(file, function, part[4]) : "wrong line number: " + raw;
+    return right ? StandardOutput::line(file, function, text) : "wrong line number: " + raw;
 }
 
 }  // namespace

@@ -9,8 +9,12 @@ const char source[] = "api/vornisa_record2.cpp";
 const char video[] = "codec=h265,framerate=15,bitrate=1500000,goptype=ibbp,gop=50,clock=300000";
 const char audio[] = "codec=pcm,channels=1,bitrate=64000";
 
-std::string said(const std::string& text) { return line(29, "\033[36m", source, "VNRecMan2", text); }
-std::string refusal(const std::string& text) { return line(8, red, source, "VNRecMan2", text); }
+std::string said(const std::string& text) {
+    return line(29, "\033[36m", source, "VNRecMan2", text);
+}
+std::string refusal(const std::string& text) {
+    return line(8, red, source, "VNRecMan2", text);
+}
 
 Events joined(std::initializer_list<Events> parts) {
     Events all;
@@ -29,13 +33,15 @@ Events optionLines(const std::string& protection, const std::string& dbg, const 
 }
 
 Events audioLines(const std::string& codec, const std::string& channels, const std::string& bitrate) {
-    return {said("_audio_codec=" + codec), said("_audio_channels=" + channels), said("_audio_bitrate=" + bitrate)};
+    return {said("_audio_codec=" + codec), said("_audio_channels=" + channels),
+            said("_audio_bitrate=" + bitrate)};
 }
 
 Events videoLines(const std::string& codec, const std::string& framerate, const std::string& bitrate,
                   const std::string& goptype, const std::string& gop, const std::string& clock) {
-    return {said("_video_codec=" + codec),      said("_framerate=" + framerate), said("_video_bitrate=" + bitrate),
-            said("_h264_gop_type=" + goptype), said("_h264_gop=" + gop),       said("_h264_clock=" + clock)};
+    return {said("_video_codec=" + codec),     said("_framerate=" + framerate),
+            said("_video_bitrate=" + bitrate), said("_h264_gop_type=" + goptype),
+            said("_h264_gop=" + gop),          said("_h264_clock=" + clock)};
 }
 
 const Events usualArguments = argumentLines("921600", video, audio, "60", "/mnt/sd", "a.mp4");
@@ -46,14 +52,19 @@ const char usualUrl[] = "IUrl::Parse(file:///mnt/sd/a.mp4)";
 /** What is created of `video`, with a muxer, its flushing and its tracing. */
 std::string described(const std::string& muxer, const std::string& flush, const std::string& dbg,
                       const std::string& url = "file:///mnt/sd/a.mp4") {
-    return "type=application,name=appVornisaRecMan,layout={type=pipeline,layout={ShmSource:connect={type=pipeline,"
-           "name=plAacSource},name=asrc+FifoFilter:name=afifo,max=64+ShmSource:connect={type=pipeline,layout={"
-           "pv-yuv-src-adv:w=1280,h=720+FrameDroper:name=frdrop,dr=15/30+encoder-h265:goptype=ibbp,gop=50,br=1500000,"
-           "fr=15,clock=300000+FifoSink:max=2},name=plPvH264Src<unique>},name=vsrc,link=null+FifoFilter:name=vfifo,"
+    return "type=application,name=appVornisaRecMan,layout={type=pipeline,layout={ShmSource:connect={type="
+           "pipeline,"
+           "name=plAacSource},name=asrc+FifoFilter:name=afifo,max=64+ShmSource:connect={type=pipeline,layout="
+           "{"
+           "pv-yuv-src-adv:w=1280,h=720+FrameDroper:name=frdrop,dr=15/"
+           "30+encoder-h265:goptype=ibbp,gop=50,br=1500000,"
+           "fr=15,clock=300000+FifoSink:max=2},name=plPvH264Src<unique>},name=vsrc,link=null+FifoFilter:name="
+           "vfifo,"
            "max=64+Sync:name=sync,link={afifo,vfifo}+VornisaSeamless:name=seamless,duration=60s+muxer-" +
            muxer + ":name=muxer,flush=" + flush + ",url={" + url +
            ",creater=ntp,temp_ext_name=part},sendmsg={recordStart={oper=AfterOpen,send={upward}},"
-           "recordStop={oper=AfterClose,send={upward}}},dbg=" + dbg + "}}";
+           "recordStop={oper=AfterClose,send={upward}}},dbg=" +
+           dbg + "}}";
 }
 
 class RecMan2Test : public PluginTest {
@@ -85,7 +96,8 @@ class RecMan2Test : public PluginTest {
 
     /** The calls that make an object of a description, up to the class's own. */
     static Events creation(const std::string& description) {
-        return {"Object::NewPreProcessAttrSet()", "IClass::Find(application)", "IClass::FindBeforeNew(application)",
+        return {"Object::NewPreProcessAttrSet()", "IClass::Find(application)",
+                "IClass::FindBeforeNew(application)",
                 "IClass::create(" + kep::base::AttrSet(description.c_str()).ToString(false) + ")"};
     }
 
@@ -187,8 +199,8 @@ TEST_F(RecMan2Test, CountsTheFramesToDropOutOf30) {
         EXPECT_EQ(created(), with(with(described("mp4", "false", "false"), "dr=15/30",
                                        "dr=" + std::string(rate.dropped) + "/30"),
                                   "encoder-h265:goptype=ibbp,gop=50,br=1500000,fr=15,clock=300000",
-                                  "encoder-h264:goptype=ippp,gop=15,br=2000000,fr=" + std::string(rate.framerate) +
-                                      ",clock=400000"));
+                                  "encoder-h264:goptype=ippp,gop=15,br=2000000,fr=" +
+                                      std::string(rate.framerate) + ",clock=400000"));
     }
 }
 
@@ -230,14 +242,19 @@ TEST_F(RecMan2Test, HandsOnNullSettings) {
 TEST_F(RecMan2Test, RefusesAUrlThatTheFrameworkDoes) {
     script.refuse("IUrl::Parse");
     EXPECT_EQ(record("a.mp4", nullptr), VNRES_INVALID_ARG);
-    EXPECT_EQ(happened(), joined({usualArguments, optionLines("false", "false", ""), usualAudio, usualVideo,
+    EXPECT_EQ(happened(), joined({usualArguments,
+                                  optionLines("false", "false", ""),
+                                  usualAudio,
+                                  usualVideo,
                                   {usualUrl, refusal("!IUrl::Parse(url.c_str(),apurl)")}}));
 }
 
 TEST_F(RecMan2Test, RefusesANameWithoutExtension) {
     EXPECT_EQ(record("clip", nullptr), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), joined({argumentLines("921600", video, audio, "60", "/mnt/sd", "clip"),
-                                  optionLines("false", "false", ""), usualAudio, usualVideo,
+                                  optionLines("false", "false", ""),
+                                  usualAudio,
+                                  usualVideo,
                                   {"IUrl::Parse(file:///mnt/sd/clip)",
                                    refusal("!muxer,clip:this file name is not extern name.")}}));
 }
@@ -269,12 +286,14 @@ TEST_F(RecMan2Test, ChoosesTheContainerByTheExtension) {
         const char* name;
         const char* param;
         const char* muxer;
-    } rows[] = {{"a.mp4", nullptr, "mp4"},        {"a.mp4", "mp4=fragment", "fmp4"}, {"a.MP4", "mp4=FRAGMENT", "fmp4"},
-                {"a.MP4", "mp4=whole", "MP4"},    {"a.ts", nullptr, "ts"},           {"a.ts", "mp4=fragment", "ts"},
+    } rows[] = {{"a.mp4", nullptr, "mp4"},         {"a.mp4", "mp4=fragment", "fmp4"},
+                {"a.MP4", "mp4=FRAGMENT", "fmp4"}, {"a.MP4", "mp4=whole", "MP4"},
+                {"a.ts", nullptr, "ts"},           {"a.ts", "mp4=fragment", "ts"},
                 {"a.mp4", "mp4=fragments", "mp4"}, {"a.b.mp4", nullptr, "mp4"}};
     for (const auto& row : rows) {
         EXPECT_EQ(record(row.name, row.param), VNRES_SUCCEED);
-        EXPECT_EQ(created(), described(row.muxer, "false", "false", "file:///mnt/sd/" + std::string(row.name)));
+        EXPECT_EQ(created(),
+                  described(row.muxer, "false", "false", "file:///mnt/sd/" + std::string(row.name)));
     }
 }
 
@@ -282,8 +301,12 @@ TEST_F(RecMan2Test, FailsWhenTheApplicationIsNotCreated) {
     script.refuse("IClass::create");
     EXPECT_EQ(record("a.mp4", nullptr), VNRES_FAIL);
     const Events events = happened();
-    EXPECT_EQ(events, joined({usualArguments, optionLines("false", "false", ""), usualAudio, usualVideo,
-                              {usualUrl, "UniqueString()"}, creation(described("mp4", "false", "false")),
+    EXPECT_EQ(events, joined({usualArguments,
+                              optionLines("false", "false", ""),
+                              usualAudio,
+                              usualVideo,
+                              {usualUrl, "UniqueString()"},
+                              creation(described("mp4", "false", "false")),
                               {refusal("!app")}}));
 }
 
@@ -292,9 +315,15 @@ TEST_F(RecMan2Test, FailsWhenTheApplicationDoesNotStartAndLeavesIt) {
     script.refuse("IParam::SetStr");
     EXPECT_EQ(record("a.mp4", nullptr), VNRES_FAIL);
     const Events events = happened();
-    EXPECT_EQ(events, joined({usualArguments, optionLines("false", "false", ""), usualAudio, usualVideo,
-                              {usualUrl, "UniqueString()"}, creation(described("mp4", "false", "false")), initialised,
-                              {"IParam::SetStr('status','play')", refusal("!app->Set(\"status\",\"play\")")}}));
+    EXPECT_EQ(events,
+              joined({usualArguments,
+                      optionLines("false", "false", ""),
+                      usualAudio,
+                      usualVideo,
+                      {usualUrl, "UniqueString()"},
+                      creation(described("mp4", "false", "false")),
+                      initialised,
+                      {"IParam::SetStr('status','play')", refusal("!app->Set(\"status\",\"play\")")}}));
 }
 
 TEST_F(RecMan2Test, TakesTextsOfAnyLengthAsTheyAre) {
