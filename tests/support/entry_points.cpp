@@ -4,6 +4,7 @@
 #include "kep/reflect.h"
 #include "kep/streaming.h"
 #include "objects.h"
+#include "photography.h"
 #include "script.h"
 
 namespace {
@@ -64,16 +65,7 @@ IPcmPlayer* IPcmPlayer::CreateNew(const char* device) {
 }
 
 IPhotography* IPhotography::CreateNew(const char* device) {
-    struct Usual : public Stream<ControlPart, IPhotography> {
-        bool Snap(const char*, bool) override { return step("IPhotography::Snap to"); }
-        bool Snap(bool) override { return step("IPhotography::Snap"); }
-        void SetWidth(int) override { step("IPhotography::SetWidth"); }
-        void SetHeight(int) override { step("IPhotography::SetHeight"); }
-        void SetQuality(int) override { step("IPhotography::SetQuality"); }
-        void SetSourceIndex(int) override { step("IPhotography::SetSourceIndex"); }
-        void SetUrl(const char*) override { step("IPhotography::SetUrl"); }
-    };
-    return create<IPhotography, Usual>("IPhotography::CreateNew", device);
+    return create<IPhotography, Photography>("IPhotography::CreateNew", device);
 }
 
 }  // namespace api::streaming
@@ -85,10 +77,6 @@ kep::object_base* kepCreate(const char* text) {
 
 kep::object_base* kepCreateApp(const char* text) {
     return create<kep::object_base, Plain<StatusPart, MessagePart>>("kepCreateApp", text);
-}
-
-kep::object_base* kepCreateAttrSet(const char* text) {
-    return create<kep::object_base, PlainObject>("kepCreateAttrSet", text);
 }
 
 int ReflectAdd(void (*callback)(const char*), int priority, const char* name, const char* version) {

@@ -19,25 +19,6 @@ const char resetColour[] = "\033[0m";
 std::atomic<bool> keeping{true};
 std::atomic<bool> throwing{false};
 
-/**
- * Whether line `number` of a source file lies in the body of `function`, or in one that exported functions
- * share. A function begins in the first column.
- */
-bool isLineOf(const std::string& path, int number, const std::string& function) {
-    if (path.size() < 4 || path.compare(path.size() - 4, 4, ".cpp") != 0) return number > 0;
-    std::ifstream file(root + path);
-    std::string text;
-    std::string current;
-    for (int i = 1; i <= number && std::getline(file, text); ++i) {
-        const auto parenthesis = text.find('(');
-        if (parenthesis == std::string::npos || text[0] == ' ' || text[0] == '#' || text[0] == '}') continue;
-        const auto name = text.rfind(' ', parenthesis);
-        const std::string found = text.substr(name + 1, parenthesis - name - 1);
-        if (found != "VN_END_WITH") current = found;
-    }
-    return !file.fail() && (current == function || current.rfind("VN", 0) != 0);
-}
-
 /** A whole line, taken apart at its separators; what does not have the form is recorded as it is. */
 std::string described(int stream, const std::string& raw) {
     const std::string malformed = "malformed line on " + std::to_string(stream) + ": " + raw;
@@ -119,6 +100,21 @@ int DebugStream::index() const {
 }
 
 }  // namespace
+
+bool isLineOf(const std::string& path, int number, const std::string& function) {
+    if (path.size() < 4 || path.compare(path.size() - 4, 4, ".cpp") != 0) return number > 0;
+    std::ifstream file(root + path);
+    std::string text;
+    std::string current;
+    for (int i = 1; i <= number && std::getline(file, text); ++i) {
+        const auto parenthesis = text.find('(');
+        if (parenthesis == std::string::npos || text[0] == ' ' || text[0] == '#' || text[0] == '}') continue;
+        const auto name = text.rfind(' ', parenthesis);
+        const std::string found = text.substr(name + 1, parenthesis - name - 1);
+        if (found != "VN_END_WITH") current = found;
+    }
+    return !file.fail() && (current == function || current.rfind("VN", 0) != 0);
+}
 
 void resetStreams() {
     keeping = true;

@@ -17,6 +17,12 @@ void keepLines(bool keep);
 /** From now on debug streams throw at every insertion, until reset. */
 void throwFromStreams();
 
+/**
+ * Whether line `number` of a source file, named below the source's root, lies in the body of `function`, or
+ * in one that exported functions share. A function begins in the first column.
+ */
+bool isLineOf(const std::string& file, int number, const std::string& function);
+
 /** Everything written to a debug stream since the last reset. */
 std::string rawText(int stream);
 
