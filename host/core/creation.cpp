@@ -55,6 +55,14 @@ CreationScope::CreationScope(std::string_view text) : text_(text), outer_(curren
     current = this;
 }
 
+CreationScope::CreationScope(const CreationScope& outer, std::size_t offset, std::size_t length)
+    : text_(outer.text_.substr(offset, length)),
+      outer_(&outer),
+      root_(outer.root_),
+      offset_(outer.offset_ + offset) {
+    current = this;
+}
+
 CreationScope::~CreationScope() {
     current = outer_;
 }
@@ -123,7 +131,7 @@ bool Offspring::make(const char* layout) {
     }
     for (std::size_t i = 0; i < elements.size(); ++i) {
         const std::size_t end = i + 1 < elements.size() ? elements[i + 1].offset : text.size();
-        const CreationScope element(text.substr(elements[i].offset, end - elements[i].offset));
+        const CreationScope element(scope, elements[i].offset, end - elements[i].offset);
         base::AttrSet& attributes = elements[i].attributes;
         attributes.Add("type", elements[i].type.c_str());
         if (!take(makeObject(attributes))) return false;

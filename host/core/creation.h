@@ -18,6 +18,8 @@ namespace kep::host {
 class KEP_API CreationScope {
   public:
     explicit CreationScope(std::string_view text);
+    /** For a part of the text of `outer`, the calling thread's innermost scope. */
+    CreationScope(const CreationScope& outer, std::size_t offset, std::size_t length);
     CreationScope(const CreationScope&) = delete;
     CreationScope& operator=(const CreationScope&) = delete;
     ~CreationScope();

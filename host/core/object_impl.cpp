@@ -43,7 +43,7 @@ std::string ObjectImpl::className() const {
 }
 
 std::uint32_t ObjectImpl::NameId() const {
-    return Hash(name_.c_str());
+    return name_.empty() ? 0 : Hash(name_.c_str());
 }
 
 std::string ObjectImpl::label() const {

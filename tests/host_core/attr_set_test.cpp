@@ -1,0 +1,195 @@
+#include "kep/attr_set.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "core/attr_text.h"
+
+namespace {
+
+using kep::base::AttrSet;
+
+std::vector<std::string> items(const AttrSet& set) {
+    std::vector<std::string> all;
+    for (int i = 0; set.Key(i); ++i) all.push_back(std::string(set.Key(i)) + "=" + set.Value(i));
+    return all;
+}
+
+using Texts = std::vector<std::string>;
+
+TEST(AttrSet, KeepsItemsInTheirOrder) {
+    AttrSet set;
+    ASSERT_TRUE(set.Parse("w=640,h=360,codec=h264"));
+    EXPECT_EQ(items(set), (Texts{"w=640", "h=360", "codec=h264"}));
+    EXPECT_EQ(set.Key(3), nullptr);
+    EXPECT_EQ(set.Value(3), nullptr);
+    EXPECT_EQ(set.Key(-1), nullptr);
+}
+
+TEST(AttrSet, TakesTheBracesOffAValueAndKeepsWhatIsInside) {
+    const AttrSet set("layout={A:name=a,link={x,y}+B:m={k={v=1}}},after=1");
+    EXPECT_STREQ(set.Get("layout"), "A:name=a,link={x,y}+B:m={k={v=1}}");
+    EXPECT_STREQ(set.Get("after"), "1");
+}
+
+TEST(AttrSet, TakesValuesAsTheyAre) {
+    AttrSet set;
+    ASSERT_TRUE(set.Parse("url=file:///mnt/sd/a=b/c.mp4,dr=15/30,pre=5s,tp=12 ms,f=%Y-%m-%d_%H-%M-%S,p=a+b"));
+    EXPECT_STREQ(set.Get("url"), "file:///mnt/sd/a=b/c.mp4");
+    EXPECT_STREQ(set.Get("dr"), "15/30");
+    EXPECT_STREQ(set.Get("pre"), "5s");
+    EXPECT_STREQ(set.Get("tp"), "12 ms");
+    EXPECT_STREQ(set.Get("f"), "%Y-%m-%d_%H-%M-%S");
+    EXPECT_STREQ(set.Get("p"), "a+b");
+}
+
+TEST(AttrSet, EmptyTextsAreEmptySets) {
+    for (const char* text : {"", "  ", "{}", " { } "}) {
+        AttrSet set("a=1");
+        EXPECT_TRUE(set.Parse(text)) << text;
+        EXPECT_EQ(items(set), Texts{}) << text;
+    }
+}
+
+TEST(AttrSet, BracesMayStandAroundTheWhole) {
+    EXPECT_EQ(items(AttrSet("{a=1,b={c}}")), (Texts{"a=1", "b=c"}));
+}
+
+TEST(AttrSet, BlanksAroundKeysAreLeftOut) {
+    EXPECT_EQ(items(AttrSet(" a = 1,\n b= {c} ,d=2 ")), (Texts{"a= 1", "b=c", "d=2"}));
+}
+
+TEST(AttrSet, EmptyValuesAreValues) {
+    const AttrSet set("a=,b={},c=");
+    EXPECT_EQ(items(set), (Texts{"a=", "b=", "c="}));
+}
+
+TEST(AttrSet, TheLastOfEqualKeysCounts) {
+    EXPECT_EQ(items(AttrSet("a=1,b=2,a=3")), (Texts{"a=3", "b=2"}));
+}
+
+TEST(AttrSet, KeysDifferByCase) {
+    const AttrSet set("PowerFailProtection=true");
+    EXPECT_EQ(set.Get("powerFailProtection"), nullptr);
+    EXPECT_STREQ(set.Get("PowerFailProtection"), "true");
+}
+
+TEST(AttrSet, RefusalLeavesItEmpty) {
+    for (const char* text :
+         {"a", "a=1,", ",a=1", "=1", "a={1", "a=1}", "a={1}x", "a=x{1}", "{a=1}b", "+a=1"}) {
+        AttrSet set("z=1");
+        EXPECT_FALSE(set.Parse(text)) << text;
+        EXPECT_EQ(items(set), Texts{}) << text;
+    }
+    AttrSet set("z=1");
+    EXPECT_FALSE(set.Parse(nullptr));
+    EXPECT_EQ(items(set), Texts{});
+}
+
+TEST(AttrSet, ParsesOneOfItsOwnValues) {
+    AttrSet set("inner={a=1,b=2}");
+    ASSERT_TRUE(set.Parse(set.Get("inner")));
+    EXPECT_EQ(items(set), (Texts{"a=1", "b=2"}));
+}
+
+TEST(AttrSet, AddReplacesInPlaceAndAppendsAtTheEnd) {
+    AttrSet set("a=1,b=2");
+    EXPECT_TRUE(set.Add("a", "9"));
+    EXPECT_TRUE(set.Add("id", 42));
+    EXPECT_TRUE(set.Add("on", true));
+    EXPECT_EQ(items(set), (Texts{"a=9", "b=2", "id=42", "on=true"}));
+}
+
+TEST(AttrSet, AddTakesAValueOfItsOwn) {
+    AttrSet set("a=1,b=2");
+    EXPECT_TRUE(set.Add("a", set.Get("b")));
+    EXPECT_EQ(items(set), (Texts{"a=2", "b=2"}));
+}
+
+TEST(AttrSet, AddRefusesWhatCannotStandInText) {
+    AttrSet set("a=1");
+    for (const char* key : {"", " k", "k ", "k=", "k,", "k{", "k}", "k+"})
+        EXPECT_FALSE(set.Add(key, "v")) << key;
+    for (const char* value : {"{", "}", "}{", "{}}"}) EXPECT_FALSE(set.Add("k", value)) << value;
+    const char* const none = nullptr;
+    EXPECT_FALSE(set.Add("k", none));
+    EXPECT_FALSE(set.Add(none, "v"));
+    EXPECT_EQ(items(set), (Texts{"a=1"}));
+}
+
+TEST(AttrSet, DefaultsStandInForAbsentAndUnreadableValues) {
+    const AttrSet set("n=15,t=abc,f=on");
+    EXPECT_EQ(set.GetOrDef<int>("n", 1), 15);
+    EXPECT_EQ(set.GetOrDef<int>("absent", 7), 7);
+    EXPECT_EQ(set.GetOrDef<int>("t", 7), 7);
+    EXPECT_TRUE(set.GetOrDef<bool>("f", false));
+    EXPECT_STREQ(set.GetOrDef("t", "x"), "abc");
+    EXPECT_STREQ(set.GetOrDef("absent", "x"), "x");
+    EXPECT_EQ(set.Get(nullptr), nullptr);
+}
+
+TEST(AttrSet, TextPutsBracesWhereTheyAreNeeded) {
+    AttrSet set;
+    set.Add("plain", "a b");
+    set.Add("list", "a,b");
+    set.Add("chain", "a+b");
+    set.Add("pair", "a=b");
+    set.Add("inner", "a{b}");
+    set.Add("blank", " x");
+    set.Add("none", "");
+    EXPECT_EQ(set.ToString(false),
+              "plain=a b,list={a,b},chain={a+b},pair={a=b},inner={a{b}},blank={ x},none=");
+    EXPECT_EQ(AttrSet("a=1").ToString(true), "{a=1}");
+    EXPECT_EQ(AttrSet().ToString(false), "");
+    EXPECT_EQ(AttrSet().ToString(true), "{}");
+    for (const bool braced : {false, true}) {
+        EXPECT_EQ(items(AttrSet(set.ToString(braced).c_str())), items(set));
+    }
+}
+
+TEST(AttrSet, CopiesStandAlone) {
+    AttrSet first("a=1");
+    AttrSet second(first);
+    first.Add("a", "2");
+    EXPECT_EQ(items(second), (Texts{"a=1"}));
+    second = first;
+    AttrSet& same = second;
+    second = same;
+    first.Add("b", "3");
+    EXPECT_EQ(items(second), (Texts{"a=2"}));
+}
+
+TEST(AttrSet, NestsAsDeepAsAllowedAndNoDeeper) {
+    const auto nested = [](int depth) {
+        return "a=" + std::string(static_cast<std::size_t>(depth), '{') +
+               std::string(static_cast<std::size_t>(depth), '}');
+    };
+    AttrSet set;
+    EXPECT_TRUE(set.Parse(nested(kep::host::kMaxNesting).c_str()));
+    AttrSet again;
+    EXPECT_TRUE(again.Parse(set.ToString(true).c_str()));
+    EXPECT_EQ(items(again), items(set));
+    EXPECT_FALSE(set.Parse(nested(kep::host::kMaxNesting + 1).c_str()));
+    EXPECT_FALSE(set.Parse(nested(1000000).c_str()));
+    EXPECT_FALSE(set.Parse(std::string(1000000, '{').c_str()));
+}
+
+std::string told;
+
+TEST(AttrSet, TellsTheHookOfARefusal) {
+    told.clear();
+    kep::host::setTextErrorHook([](std::string_view text, const kep::host::TextError& error) {
+        told += std::string(text) + "|" + std::to_string(error.offset) + "|" + error.message + ";";
+    });
+    AttrSet set;
+    set.Parse("a=1,b");
+    set.Parse("a=1");
+    set.Parse(nullptr);
+    kep::host::setTextErrorHook(nullptr);
+    set.Parse("c");
+    EXPECT_EQ(told, "a=1,b|5|'=' is missing after \"b\";|0|there is no text;");
+}
+
+}  // namespace

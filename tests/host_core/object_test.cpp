@@ -1,0 +1,176 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <future>
+#include <initializer_list>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "core/message_port.h"
+#include "error_lines.h"
+#include "kep/entry_points.h"
+#include "kep/hash.h"
+#include "parts.h"
+
+namespace {
+
+using kep::base::object;
+using Texts = std::vector<std::string>;
+
+std::unique_ptr<Part> make(const std::string& name) {
+    return std::unique_ptr<Part>(kepCreate(("type=TestPart,name=" + name).c_str())->AsType<Part>());
+}
+
+std::unique_ptr<Part> make(const std::string& name, std::initializer_list<Part*> children) {
+    auto made = make(name);
+    for (Part* const child : children) EXPECT_TRUE(made->addChild(child));
+    return made;
+}
+
+/** Waits until the messages posted so far have been delivered. */
+void drain() {
+    kep::host::MessagePort port;
+    std::promise<void> reached;
+    port.setCallback([&](const std::string&) { reached.set_value(); });
+    port.post("end");
+    ASSERT_EQ(reached.get_future().wait_for(std::chrono::seconds(30)), std::future_status::ready);
+}
+
+TEST(Object, IsReachedFromItsRootByACheckedCast) {
+    kep::object_base* const base = kepCreate("type=TestPart,name=Demux");
+    ASSERT_NE(base, nullptr);
+    object* const plain = base->AsType<object>();
+    ASSERT_NE(plain, nullptr);
+    EXPECT_NE(base->AsType<kep::base::IParam>(), nullptr);
+    EXPECT_NE(base->AsType<kep::base::IMessageProcesser>(), nullptr);
+    EXPECT_NE(base->AsType<kep::stream::IStatus>(), nullptr);
+    EXPECT_EQ(plain->NameId(), kep::Hash("demux"));
+    EXPECT_EQ(Part().NameId(), 0u);
+    delete base;
+    EXPECT_EQ(partsAlive, 0);
+}
+
+TEST(Object, FindsChildrenByNameAndDepth) {
+    const auto root = make("root", {make("a", {make("inner").release()}).release(), make("b").release()});
+    EXPECT_EQ(root->findChild("B", false), root->children()[1]);
+    EXPECT_EQ(root->findChild("inner", false), nullptr);
+    ASSERT_NE(root->findChild("INNER", true), nullptr);
+    EXPECT_EQ(root->findChild("INNER", true)->NameId(), kep::Hash("inner"));
+    EXPECT_EQ(root->findChild("root", true), nullptr);
+    EXPECT_EQ(root->findChild("", true), nullptr);
+    EXPECT_EQ(root->findChild(nullptr, true), nullptr);
+    Texts visited;
+    EXPECT_EQ(root->FindChild(
+                  [&](const object& child) {
+                      visited.push_back(dynamic_cast<const Part&>(child).name());
+                      return false;
+                  },
+                  true),
+              nullptr);
+    EXPECT_EQ(visited, (Texts{"a", "inner", "b"}));
+}
+
+TEST(Object, OwnsItsChildren) {
+    auto root = make("root", {make("a", {make("inner").release()}).release(), make("b").release()});
+    EXPECT_EQ(partsAlive, 4);
+    delete root->children()[1];
+    EXPECT_EQ(root->children().size(), 1u);
+    root.reset();
+    EXPECT_EQ(partsAlive, 0);
+}
+
+TEST(Object, RefusesChildrenThatWouldNotMakeATree) {
+    const ErrorLines lines;
+    const auto root = make("root", {make("a").release()});
+    ASSERT_EQ(root->children().size(), 1u);
+    const auto other = make("other");
+    EXPECT_FALSE(root->addChild(nullptr));
+    EXPECT_FALSE(root->addChild(root.get()));
+    EXPECT_FALSE(root->children()[0]->addChild(root.get()));
+    EXPECT_FALSE(other->addChild(root->children()[0]));
+    EXPECT_EQ(lines.messages(), (Texts{"TestPart \"root\" is given no object as its child",
+                                       "TestPart \"root\" cannot be placed inside itself",
+                                       "TestPart \"root\" cannot be placed inside itself",
+                                       "TestPart \"a\" belongs to TestPart \"root\" already"}));
+}
+
+TEST(Object, MessagesGoUpToEveryCallback) {
+    Part* const inner = make("inner").release();
+    Part* const middle = make("middle", {inner}).release();
+    const auto root = make("root", {middle});
+    Texts atMiddle;
+    Texts atRoot;
+    const std::thread::id here = std::this_thread::get_id();
+    middle->RegisterMessageProcessCallback([&](kep::base::Message& message) {
+        EXPECT_NE(std::this_thread::get_id(), here);
+        message.Attributes().Add("id", 7);
+        atMiddle.push_back(message.ToString());
+        return true;
+    });
+    root->RegisterMessageProcessCallback([&](kep::base::Message& message) {
+        atRoot.push_back(message.ToString());
+        return false;
+    });
+    EXPECT_TRUE(inner->send("name=recordStop,url={file:///a,b.mp4}"));
+    drain();
+    EXPECT_EQ(atMiddle, (Texts{"name=recordStop,url={file:///a,b.mp4},id=7"}));
+    EXPECT_EQ(atRoot, (Texts{"name=recordStop,url={file:///a,b.mp4}"}));
+    root->RegisterMessageProcessCallback(nullptr);
+    EXPECT_TRUE(inner->send("name=again"));
+    drain();
+    EXPECT_EQ(atMiddle.size(), 2u);
+    EXPECT_EQ(atRoot.size(), 1u);
+}
+
+TEST(Object, TheTopOfATreeTellsThatItStartedAndStopped) {
+    const auto root = make("root", {make("a").release()});
+    Texts seen;
+    for (kep::host::ObjectImpl* object :
+         {static_cast<kep::host::ObjectImpl*>(root.get()), root->children()[0]}) {
+        object->RegisterMessageProcessCallback([&](kep::base::Message& message) {
+            seen.push_back(message.ToString());
+            return true;
+        });
+    }
+    EXPECT_TRUE(root->changeUp(kep::State::ready));
+    drain();
+    EXPECT_EQ(seen, Texts{});
+    EXPECT_TRUE(root->changeUp(kep::State::play));
+    EXPECT_TRUE(root->changeDown(kep::State::null));
+    drain();
+    EXPECT_EQ(seen, (Texts{"name=started", "name=stopped"}));
+}
+
+TEST(Object, MessagesOfManyThreadsArrive) {
+    const auto root = make("root");
+    std::vector<Part*> children;
+    for (int i = 0; i < 4; ++i)
+        root->addChild(children.emplace_back(make("c" + std::to_string(i)).release()));
+    int seen = 0;
+    root->RegisterMessageProcessCallback([&](kep::base::Message&) { return ++seen, true; });
+    std::vector<std::thread> senders;
+    for (Part* const child : children) {
+        senders.emplace_back([child] {
+            for (int i = 0; i < 200; ++i) child->send("name=x");
+        });
+    }
+    for (std::thread& sender : senders) sender.join();
+    drain();
+    EXPECT_EQ(seen, 800);
+}
+
+TEST(Object, NoMessageArrivesOnceItIsDeleted) {
+    for (int round = 0; round < 100; ++round) {
+        auto count = std::make_unique<int>(0);
+        auto part = make("p");
+        part->RegisterMessageProcessCallback([&count](kep::base::Message&) { return ++*count, true; });
+        for (int i = 0; i < 5; ++i) part->send("name=x");
+        part.reset();
+        count.reset();
+    }
+    drain();
+}
+
+}  // namespace
