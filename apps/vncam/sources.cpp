@@ -44,7 +44,9 @@ std::string tryType(VNRes_Type type) {
         VNRelease(id);
         return "available";
     }
-    const std::string reason = capture.firstMessage();
+    const std::string message = capture.firstMessage();
+    // Where in a description that the user has not written it went wrong tells him nothing.
+    const std::string reason = message.substr(0, message.find(" at position "));
     return reason.empty() ? "refused" : "refused: " + reason;
 }
 
