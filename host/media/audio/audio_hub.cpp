@@ -18,7 +18,7 @@ std::optional<AudioFormat> AudioHub::attach(AudioTap& tap) {
     const std::lock_guard control(control_);
     {
         const std::lock_guard lock(mutex_);
-        if (alive_) {
+        if (input_) {
             tap.queue.open();
             taps_.push_back(&tap);
             return input_->format();
@@ -26,11 +26,11 @@ std::optional<AudioFormat> AudioHub::attach(AudioTap& tap) {
     }
     closeMicrophone();
     if (!openMicrophone()) return std::nullopt;
+    const AudioFormat format = input_->format();
     tap.queue.open();
     taps_.push_back(&tap);
-    alive_ = true;
-    thread_ = std::thread(&AudioHub::capture, this);
-    return input_->format();
+    thread_ = std::thread([this, &input = *input_] { capture(input); });
+    return format;
 }
 
 void AudioHub::detach(AudioTap& tap) {
@@ -54,19 +54,27 @@ bool AudioHub::openMicrophone() {
 }
 
 void AudioHub::closeMicrophone() {
-    if (input_) input_->interrupt();
+    {
+        const std::lock_guard lock(mutex_);
+        if (input_) input_->interrupt();
+    }
     if (thread_.joinable()) thread_.join();
-    input_.reset();
 }
 
-void AudioHub::capture() {
+void AudioHub::capture(AudioInput& input) {
     pthread_setname_np(pthread_self(), "microphone");
-    BlockBuilder builder(input_->format());
-    AudioBlock captured{input_->format(), {}, {}};
-    while (input_->read(captured)) {
+    BlockBuilder builder(input.format());
+    AudioBlock captured{input.format(), {}, {}};
+    while (input.read(captured)) {
         builder.add(captured);
         while (const SharedBlock block = builder.take()) deliver(block);
     }
+    std::unique_ptr<AudioInput> closing;
+    {
+        const std::lock_guard lock(mutex_);
+        closing = std::move(input_);
+    }
+    closing.reset();  // before anyone is told, who may want to open it anew
     tellDeviceLost();
 }
 
@@ -81,7 +89,6 @@ void AudioHub::deliver(const SharedBlock& block) {
 
 void AudioHub::tellDeviceLost() {
     const std::lock_guard lock(mutex_);
-    alive_ = false;
     for (AudioTap* tap : taps_) {
         tap->onDeviceLost(device_);
         tap->queue.finish();

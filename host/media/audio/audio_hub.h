@@ -40,18 +40,17 @@ class AudioHub {
     AudioHub() = default;
     bool openMicrophone();
     void closeMicrophone();
-    void capture();
+    void capture(AudioInput& input);
     void deliver(const SharedBlock& block);
     void tellDeviceLost();
 
-    std::mutex control_;  // one attach or detach at a time; taken before taps_'s
-    std::unique_ptr<AudioInput> input_;
+    std::mutex control_;  // one attach or detach at a time; taken before mutex_
     std::string device_;
     std::thread thread_;
 
-    std::mutex mutex_;
+    std::mutex mutex_;                   // what follows, while the capture thread runs
+    std::unique_ptr<AudioInput> input_;  // none once the microphone has come to its end
     std::vector<AudioTap*> taps_;
-    bool alive_ = false;  // the capture thread still brings something
 };
 
 }  // namespace kep::host

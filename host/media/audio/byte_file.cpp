@@ -61,11 +61,15 @@ void ByteFile::interrupt() {
 
 int ByteFile::read(unsigned char* buffer, int size) {
     for (;;) {
+        if (timedOut_) return AVERROR(ETIMEDOUT);
         pollfd waiting[] = {{file_, POLLIN, 0}, {wake_, POLLIN, 0}};
         const int ready = poll(waiting, 2, waitLimit_);
         if (ready < 0 && errno == EINTR) continue;
         if (ready < 0) return AVERROR(errno);
-        if (ready == 0) return AVERROR(ETIMEDOUT);
+        if (ready == 0) {
+            timedOut_ = true;
+            return AVERROR(ETIMEDOUT);
+        }
         if (waiting[1].revents) return AVERROR_EXIT;
         const ssize_t got = ::read(file_, buffer, static_cast<std::size_t>(size));
         if (got > 0) return static_cast<int>(got);

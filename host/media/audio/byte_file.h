@@ -1,7 +1,6 @@
 #ifndef KEP_HOST_BYTE_FILE_H
 #define KEP_HOST_BYTE_FILE_H
 
-#include <chrono>
 #include <memory>
 #include <string>
 
@@ -19,9 +18,10 @@ class ByteFile {
 
     AVIOContext* io() { return io_; }
     bool seekable() const { return seekable_; }
-    /** How long one read may wait; without a limit at first. */
-    void limitWait(std::chrono::milliseconds limit) { waitLimit_ = static_cast<int>(limit.count()); }
-    void dropWaitLimit() { waitLimit_ = -1; }
+    /** How long one read may wait, -1 without a limit as at first; the one that waited longer fails, and all
+     * after it. */
+    void limitWait(int milliseconds) { waitLimit_ = milliseconds; }
+    bool timedOut() const { return timedOut_; }
     /** Makes the read under way and every later one fail. Safe on any thread. */
     void interrupt();
 
@@ -34,6 +34,7 @@ class ByteFile {
     const int wake_;  // an event counter that becomes readable on interrupt()
     const bool seekable_;
     int waitLimit_ = -1;
+    bool timedOut_ = false;
     AVIOContext* io_;
 };
 

@@ -6,9 +6,19 @@ namespace kep::host {
 
 namespace {
 
-constexpr std::chrono::seconds kOpenLimit{5};
+constexpr int kOpenLimitMilliseconds = 5000;
 // A source that is later than this was held up: its time goes on from now instead of being caught up with.
 constexpr std::chrono::milliseconds kHeldUp{200};
+
+bool isDescribed(const AVFormatContext& input) {
+    for (unsigned index = 0; index < input.nb_streams; ++index) {
+        const AVCodecParameters& stream = *input.streams[index]->codecpar;
+        if (stream.codec_id == AV_CODEC_ID_NONE || stream.sample_rate <= 0 ||
+            stream.ch_layout.nb_channels <= 0)
+            return false;
+    }
+    return input.nb_streams > 0;
+}
 
 }  // namespace
 
@@ -19,18 +29,24 @@ bool FileInput::open() {
         KEP_HOST_ERROR("cannot open audio file " + path_ + ": " + reason);
         return false;
     }
-    file_->limitWait(kOpenLimit);
+    file_->limitWait(kOpenLimitMilliseconds);
     AVFormatContext* raw = avformat_alloc_context();
     raw->pb = file_->io();
     int result = avformat_open_input(&raw, path_.c_str(), nullptr, nullptr);
     InputPtr input(raw);
-    if (result >= 0) result = avformat_find_stream_info(input.get(), nullptr);
+    // To look further than a header that says everything would hold back the first seconds of a pipe.
+    if (result >= 0 && isDescribed(*input))
+        input->probesize = 32;
+    else if (result >= 0)
+        result = avformat_find_stream_info(input.get(), nullptr);
     if (result < 0) reason = ffmpegError(result);
-    if (result < 0 || !decoder_.open(std::move(input), reason)) {
+    const bool decodable = result >= 0 && decoder_.open(std::move(input), reason);
+    if (file_->timedOut()) reason = "nothing comes out of it";
+    if (!decodable || file_->timedOut()) {
         KEP_HOST_ERROR("cannot play audio file " + path_ + ": " + reason);
         return false;
     }
-    file_->dropWaitLimit();
+    file_->limitWait(-1);
     next_ = std::chrono::steady_clock::now();
     return true;
 }

@@ -18,7 +18,7 @@ namespace kep::host {
  */
 class SampleFramer {
   public:
-    /** @param frameSamples samples of each channel in a frame */
+    /** Channels are one or two. @param frameSamples samples of each channel in a frame */
     SampleFramer(AudioFormat from, AudioFormat to, AVSampleFormat samples, int frameSamples);
 
     void add(const AudioBlock& block);
