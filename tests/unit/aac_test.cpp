@@ -32,9 +32,10 @@ TEST_F(AacCodecSetTest, SetsFivePropertiesInOrder) {
 
 TEST_F(AacCodecSetTest, PassesAnyValueOn) {
     EXPECT_EQ(VNAacCodecSet(id, -1, 0, 0, INT_MIN, INT_MAX), VNRES_SUCCEED);
-    EXPECT_EQ(happened(), (Events{"codec.SetWithType rate(int64 -1,integers)", "codec.SetWithType ch(int64 0,integers)",
-                                  "codec.Set adts(bool 0)", "codec.SetWithType br(int64 -2147483648,integers)",
-                                  "codec.SetWithType bw(int64 2147483647,integers)"}));
+    EXPECT_EQ(happened(),
+              (Events{"codec.SetWithType rate(int64 -1,integers)", "codec.SetWithType ch(int64 0,integers)",
+                      "codec.Set adts(bool 0)", "codec.SetWithType br(int64 -2147483648,integers)",
+                      "codec.SetWithType bw(int64 2147483647,integers)"}));
 }
 
 TEST_F(AacCodecSetTest, AnyAdtsButNoneIsTrue) {
@@ -119,7 +120,8 @@ bool convert(kep::object_base* codec, const void* in, int& in_len, void* out, in
 }
 
 /**
- * What is looked up stays for the whole process, so every body that reaches the look-up runs in a process of its own.
+ * What is looked up stays for the whole process, so every body that reaches the look-up runs in a process of
+ * its own.
  */
 class AacBlockTest : public PluginTest, public ::testing::WithParamInterface<int> {
   protected:

@@ -94,6 +94,13 @@ TEST_F(AllocationTest, ReadTakesNothing) {
     EXPECT_EQ(stream->pullAllocations, 4u);
 }
 
+TEST_F(AllocationTest, ReadPcmTakesNothingOnceItHasItsStore) {
+    int length = 0;
+    ASSERT_EQ(VNReadPcm(id, buffer, 1, &length), VNRES_SUCCEED);
+    for (int block = 0; block < 1000; ++block)
+        ASSERT_EQ(allocationsOf([&] { return VNReadPcm(id, buffer, 1 + 37 * block, &length); }), 0u) << block;
+}
+
 TEST_F(AllocationTest, FeedTakesTheFrameAlone) {
     EXPECT_EQ(allocationsOf([&] { return VNFeed(id, buffer, kFrameBytes); }), 1u);
 }

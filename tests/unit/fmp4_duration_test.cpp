@@ -46,8 +46,9 @@ TEST_F(FMp4DurationTest, GivesWhatTheFrameworkSaysOfAFileWithoutADuration) {
 }
 
 TEST_F(FMp4DurationTest, PutsAnyNameIntoTheTextAsItIs) {
-    for (const std::string filename : {std::string(), std::string("/a,b={c}+d%s#1.mp4"), std::string("/ä ö.mp4"),
-                                       std::string(983, 'x'), std::string(984, 'y'), std::string(1 << 20, 'z')}) {
+    for (const std::string& filename :
+         {std::string(), std::string("/a,b={c}+d%s#1.mp4"), std::string("/ä ö.mp4"), std::string(983, 'x'),
+          std::string(984, 'y'), std::string(1 << 20, 'z')}) {
         offerFile("duration=5");
         EXPECT_EQ(VNGetFMp4Duration(filename.c_str(), &duration), VNRES_SUCCEED);
         EXPECT_EQ(happened(), (Events{created(filename), asked, destroyed})) << filename.size();
