@@ -138,6 +138,27 @@ TEST_F(HandleTest, OneObjectMayHaveSeveral) {
 
 #endif
 
+TEST_F(HandleTest, TheInterfaceFoundIsThatOfTheHandlesObject) {
+    // Of different layouts, and more than have their own place among what was found before.
+    std::vector<int> handles;
+    std::vector<kep::object_base*> objects;
+    for (int i = 0; i < 40; ++i) {
+        kep::object_base* object = nullptr;
+        if (i % 3 == 0) object = new Stream<VideoPart>;
+        if (i % 3 == 1) object = new Stream<ControlPart, StatusPart, OutputPart, VideoPart>;
+        if (i % 3 == 2) object = new Stream<AudioPart>;
+        objects.push_back(object);
+        handles.push_back(handleOf(object));
+    }
+    for (int round = 0; round < 3; ++round)
+        for (std::size_t i = 0; i < handles.size(); ++i) {
+            ASSERT_EQ(vornisa::objectAs<common::IVideo>(handles[i]),
+                      dynamic_cast<common::IVideo*>(objects[i]));
+            ASSERT_EQ(vornisa::objectAs<common::IAudio>(handles[i]),
+                      dynamic_cast<common::IAudio*>(objects[i]));
+        }
+}
+
 TEST_F(HandleTest, ZeroIsNone) {
     EXPECT_EQ(vornisa::objectOf(0), nullptr);
     EXPECT_EQ(vornisa::endHandle(0), nullptr);
