@@ -66,7 +66,8 @@ std::unique_ptr<H264Encoder> H264Encoder::open(const H264Settings& settings, std
 
 bool H264Encoder::fits(const H264Settings& settings) const {
     return settings.width == settings_.width && settings.height == settings_.height &&
-           av_cmp_q(settings.rate, settings_.rate) == 0 && settings.colours == settings_.colours;
+           av_cmp_q(settings.rate, settings_.rate) == 0 && settings.bitRate == settings_.bitRate &&
+           settings.colours == settings_.colours;
 }
 
 void H264Encoder::setBitRate(int bitsPerSecond) {
@@ -99,7 +100,6 @@ std::unique_ptr<H264Encoder> EncoderShelf::take(const H264Settings& settings) {
     if (found != encoders_.end()) {
         taken = std::move(*found);
         encoders_.erase(found);
-        taken->setBitRate(settings.bitRate);
     }
     return taken;
 }

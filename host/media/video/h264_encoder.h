@@ -28,7 +28,8 @@ class H264Encoder {
     static std::unique_ptr<H264Encoder> open(const H264Settings& settings, std::string& reason,
                                              const char* encoder = defaultEncoder);
 
-    /** Whether it makes what the settings say; the bit rate can be set. */
+    /** Whether it makes what the settings say. At another bit rate the past would weigh on the first seconds.
+     */
     bool fits(const H264Settings& settings) const;
 
     /** Takes effect with the next picture. */
@@ -41,7 +42,7 @@ class H264Encoder {
     H264Encoder(CodecPtr codec, const H264Settings& settings)
         : settings_(settings), codec_(std::move(codec)), frame_(av_frame_alloc()) {}
 
-    const H264Settings settings_;
+    H264Settings settings_;
     CodecPtr codec_;
     FramePtr frame_;
     std::int64_t count_ = 0;
@@ -53,7 +54,7 @@ class H264Encoder {
  */
 class EncoderShelf {
   public:
-    /** An encoder that fits the settings, set to their bit rate; null when there is none. */
+    /** An encoder that fits the settings; null when there is none. */
     std::unique_ptr<H264Encoder> take(const H264Settings& settings);
     void put(std::unique_ptr<H264Encoder> encoder);
     /** Frees what is there and what is put from here on. */

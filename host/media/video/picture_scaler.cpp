@@ -4,6 +4,7 @@
 #include <utility>
 
 extern "C" {
+#include <libavutil/opt.h>
 #include <libavutil/pixdesc.h>
 }
 
@@ -37,11 +38,30 @@ bool isRgb(AVPixelFormat format) {
 bool PictureScaler::prepare(const Job& job) {
     if (context_ && job == job_) return true;
     job_ = job;
-    context_.reset(sws_getContext(job.fromWidth, job.fromHeight, withoutRange(job.format), job.width,
-                                  job.height, AV_PIX_FMT_YUV420P, SWS_BILINEAR, nullptr, nullptr, nullptr));
+    context_.reset(sws_alloc_context());
     if (!context_) return false;
-    const int* matrix = sws_getCoefficients(isRgb(job.format) ? SWS_CS_ITU709 : SWS_CS_DEFAULT);
-    sws_setColorspaceDetails(context_.get(), matrix, job.fullRange, matrix, 0, 0, 1 << 16, 1 << 16);
+    // The ranges decide which routines are chosen, so they must be known from the beginning.
+    const struct {
+        const char* name;
+        std::int64_t value;
+    } options[] = {{"srcw", job.fromWidth},
+                   {"srch", job.fromHeight},
+                   {"src_format", withoutRange(job.format)},
+                   {"src_range", job.fullRange},
+                   {"dstw", job.width},
+                   {"dsth", job.height},
+                   {"dst_format", AV_PIX_FMT_YUV420P},
+                   {"dst_range", 0},
+                   {"sws_flags", SWS_BILINEAR}};
+    for (const auto& option : options) av_opt_set_int(context_.get(), option.name, option.value, 0);
+    if (sws_init_context(context_.get(), nullptr, nullptr) < 0) {
+        context_.reset();
+        return false;
+    }
+    if (isRgb(job.format)) {
+        const int* matrix = sws_getCoefficients(SWS_CS_ITU709);
+        sws_setColorspaceDetails(context_.get(), matrix, 1, matrix, 0, 0, 1 << 16, 1 << 16);
+    }
     return true;
 }
 

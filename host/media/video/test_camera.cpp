@@ -7,7 +7,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 // Like a driver's ring of buffers: pictures this far behind are delivered late, older ones are missed.
-constexpr int ring = 8;
+constexpr std::chrono::seconds ring(1);
 constexpr std::int64_t second = 1'000'000'000;
 
 /** Index of the last point of the grid of `rate` at or before `time`; the exact reverse of gridTime(). */
@@ -23,11 +23,12 @@ Clock::time_point gridTime(std::int64_t index, int rate) {
 }  // namespace
 
 bool TestCamera::next(int wanted, Picture& picture, std::string& reason) {
-    const std::int64_t current = gridIndex(Clock::now(), wanted);
+    const Clock::time_point now = Clock::now();
+    const std::int64_t current = gridIndex(now, wanted);
     std::int64_t due = current;
     if (last_ != Clock::time_point{}) {
         due = gridIndex(last_, wanted) + 1;
-        if (current - due > ring) {
+        if (now - gridTime(due, wanted) > ring) {
             picture.number += current - due;
             due = current;
         }

@@ -5,8 +5,8 @@
 namespace kep::host {
 
 namespace {
-// Room for a burst of what the camera had to deliver late, about 30 MiB of 1080p.
-constexpr GroupQueue<PicturePtr>::Limits queueLimits = {10, 256U << 20};
+// A second of 1080p: as much as the camera delivers in one burst after the machine has stalled.
+constexpr GroupQueue<PicturePtr>::Limits queueLimits = {64, 96U << 20};
 constexpr std::chrono::seconds patience(5);
 }  // namespace
 
@@ -64,7 +64,9 @@ bool VideoTap::wants(const Picture& picture, AVRational cameraRate) {
 
 void VideoTap::deliver(const PicturePtr& picture) {
     after_ = picture->number;
-    const std::size_t lost = queue_.push(picture, true, 0).lost;
+    const std::size_t bytes = static_cast<std::size_t>(picture->frame->width) *
+                              static_cast<std::size_t>(picture->frame->height) * 3 / 2;
+    const std::size_t lost = queue_.push(picture, true, bytes).lost;
     if (lost) listener_.picturesLost(lost);
 }
 

@@ -1,0 +1,260 @@
+#include <gmock/gmock.h>
+
+#include <fstream>
+
+#include "media/video/h264_encoder.h"
+#include "stream_fixture.h"
+
+namespace kep::host {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+class H264Test : public VideoTest {
+  protected:
+    static double bitRateOf(const std::vector<Frame>& units, int rate) {
+        double bits = 0;
+        for (const Frame& unit : units) bits += unit->size * 8.0;
+        return bits * rate / static_cast<double>(units.size());
+    }
+};
+
+TEST_F(H264Test, PicturesRunOnWithoutGapOrDouble) {
+    const auto source = newH264(1920, 1080, 30);
+    ASSERT_TRUE(source->ChangeUp(State::play));
+    const std::vector<Frame> units = pull(*source, 60);
+    ASSERT_EQ(units.size(), 60U);
+    expectRunningOn(numbersOf(units));
+}
+
+TEST_F(H264Test, NumbersOutliveTheSmallestRateAndSize) {
+    const auto source = newH264(640, 360);
+    source->SetBitRate(150'000);
+    ASSERT_TRUE(source->ChangeUp(State::play));
+    expectRunningOn(numbersOf(pull(*source, 45)));
+}
+
+TEST_F(H264Test, GroupsHaveTheLengthThatIsSet) {
+    const auto source = newH264();
+    source->SetGop(7);
+    ASSERT_TRUE(source->ChangeUp(State::play));
+    EXPECT_THAT(keysOf(pull(*source, 30)), ElementsAre(0, 7, 14, 21, 28));
+}
+
+TEST_F(H264Test, GroupLengthIsFifteenIfNotSet) {
+    const auto source = newH264();
+    ASSERT_TRUE(source->ChangeUp(State::play));
+    EXPECT_THAT(keysOf(pull(*source, 32)), ElementsAre(0, 15, 30));
+}
+
+TEST_F(H264Test, GroupLengthChangesWhileRunning) {
+    const auto source = newH264();
+    source->SetGop(12);
+    ASSERT_TRUE(source->ChangeUp(State::play));
+    std::vector<Frame> units = pull(*source, 14);
+    source->SetGop(5);
+    std::vector<Frame> more = pull(*source, 40);
+    units.insert(units.end(), more.begin(), more.end());
+    const std::vector<std::size_t> keys = keysOf(units);
+    // The group under way ends at the new length or, if it is longer than that already, at once.
+    ASSERT_GE(keys.size(), 6U);
+    EXPECT_EQ(keys[1], 12U);
+    EXPECT_GE(keys[2], 14U);
+    EXPECT_LE(keys[2], 24U);
+    for (std::size_t i = 3; i < keys.size(); ++i) EXPECT_EQ(keys[i] - keys[i - 1], 5U);
+}
+
+TEST_F(H264Test, WithoutAGroupLengthOnlyTheFirstFrameIsKey) {
+    const auto source = newH264();
+    source->SetGop(0);
+    ASSERT_TRUE(source->ChangeUp(State::play));
+    EXPECT_THAT(keysOf(pull(*source, 40)), ElementsAre(0));
+}
+
+TEST_F(H264Test, RequestedKeyFrameBeginsANewGroup) {
+    const auto source = newH264();
+    source->SetGop(10);
+    ASSERT_TRUE(source->ChangeUp(State::play));
+    Frame frame;
+    for (int i = 0; i < 14; ++i) ASSERT_TRUE(source->PullFrame(frame, true));
+    // What has been encoded so far is read; the request concerns what comes.
+    while (source->PullFrame(frame, false)) {
+    }
+    source->RequestKeyFrame();
+    const std::vector<std::size_t> keys = keysOf(pull(*source, 24));
+    ASSERT_GE(keys.size(), 2U);
+    EXPECT_LE(keys[0], 1U);
+    EXPECT_EQ(keys[1] - keys[0], 10U);
+}
+
+TEST_F(H264Test, KeyFramesBringTheirParameterSets) {
+    const auto source = newH264();
+    source->SetGop(4);
+    ASSERT_TRUE(source->ChangeUp(State::play));
+    for (const Frame& unit : pull(*source, 12)) {
+        std::vector<int> kinds;
+        for (int at = 0; at + 3 < unit->size; ++at) {
+            if (unit->data[at] == 0 && unit->data[at + 1] == 0 && unit->data[at + 2] == 1) {
+                kinds.push_back(unit->data[at + 3] & 0x1f);
+            }
+        }
+        std::erase(kinds, 6);
+        if (unit->key) {
+            EXPECT_THAT(kinds, ElementsAre(7, 8, 5));
+        } else {
+            EXPECT_THAT(kinds, ElementsAre(1));
+        }
+    }
+}
+
+class BitRateTest : public H264Test, public testing::WithParamInterface<std::tuple<int, int, int>> {};
+
+TEST_P(BitRateTest, IsWithinATenthOfWhatIsSet) {
+    const auto [width, height, wanted] = GetParam();
+    const auto source = newH264(width, height, 60);
+    source->SetBitRate(wanted);
+    ASSERT_TRUE(source->ChangeUp(State::play));
+    EXPECT_NEAR(bitRateOf(pull(*source, 150), 60), wanted, wanted * 0.1);
+}
+
+INSTANTIATE_TEST_SUITE_P(SizesAndRates, BitRateTest,
+                         testing::Values(std::tuple(1280, 720, 500'000), std::tuple(1280, 720, 8'000'000),
+                                         std::tuple(640, 360, 500'000), std::tuple(640, 360, 8'000'000)));
+
+TEST_F(H264Test, BitRateChangesWhileRunning) {
+    const auto source = newH264(640, 360, 60);
+    source->SetBitRate(1'000'000);
+    ASSERT_TRUE(source->ChangeUp(State::play));
+    pull(*source, 60);
+    for (const int wanted : {3'000'000, 600'000}) {
+        source->SetBitRate(wanted);
+        pull(*source, 30);
+        EXPECT_NEAR(bitRateOf(pull(*source, 90), 60), wanted, wanted * 0.1);
+    }
+}
+
+TEST_F(H264Test, RateChangesWhileRunning) {
+    const auto source = newH264();
+    ASSERT_TRUE(source->ChangeUp(State::play));
+    pull(*source, 10);
+    for (const int rate : {60, 25, 15}) {
+        source->SetFrameRate(rate);
+        std::vector<Frame> units = pull(*source, 40);
+        const auto begin =
+            std::find_if(units.begin() + 5, units.end(), [](const Frame& one) { return one->key; });
+        std::vector<Frame> after(begin, units.end());
+        ASSERT_GE(after.size(), 5U);
+        const std::chrono::nanoseconds period = std::chrono::nanoseconds(std::chrono::seconds(1)) / rate;
+        for (std::size_t i = 1; i < after.size(); ++i) {
+            EXPECT_NEAR((after[i]->stamp - after[i - 1]->stamp).count(), period.count(), 2) << rate;
+        }
+    }
+}
+
+TEST_F(H264Test, AnotherProgramReadsSizeAndRate) {
+    for (const auto& [width, height, rate] :
+         {std::tuple(1280, 720, 30), std::tuple(640, 360, 25), std::tuple(320, 240, 60)}) {
+        const auto source = newH264(width, height, rate);
+        ASSERT_TRUE(source->ChangeUp(State::play));
+        std::ofstream file(path("stream.h264"), std::ios::binary);
+        for (const Frame& unit : pull(*source, 20)) {
+            file.write(reinterpret_cast<const char*>(unit->data), unit->size);
+        }
+        file.close();
+        const std::string probed = outputOf(
+            "ffprobe -v error -count_frames -show_entries "
+            "stream=codec_name,width,height,r_frame_rate,nb_read_frames -of default=nw=1:nk=1 " +
+            path("stream.h264").string());
+        EXPECT_EQ(probed, "h264\n" + std::to_string(width) + "\n" + std::to_string(height) + "\n" +
+                              std::to_string(rate) + "/1\n20\n");
+    }
+}
+
+TEST_F(H264Test, SizeTakesEffectAtTheNextStart) {
+    const auto source = newH264(640, 360);
+    ASSERT_TRUE(source->ChangeUp(State::play));
+    source->SetWidth(320);
+    source->SetHeight(180);
+    Decoder decoder;
+    for (const Frame& unit : pull(*source, 3)) EXPECT_EQ(decoder.decode(*unit)->width, 640);
+    ASSERT_TRUE(source->ChangeDown(State::null));
+    ASSERT_TRUE(source->ChangeUp(State::play));
+    const AVFrame* picture = decoder.decode(*pull(*source, 1).at(0));
+    ASSERT_TRUE(picture);
+    EXPECT_EQ(picture->width, 320);
+    EXPECT_EQ(picture->height, 180);
+}
+
+TEST_F(H264Test, SizeIsThatOfTheCameraIfNotSet) {
+    const Owned<IH264Source> source(IH264Source::CreateNew("vornisa"));
+    ASSERT_TRUE(source->ChangeUp(State::play));
+    Decoder decoder;
+    const AVFrame* picture = decoder.decode(*pull(*source, 1).at(0));
+    ASSERT_TRUE(picture);
+    EXPECT_EQ(picture->width, 1920);
+    EXPECT_EQ(picture->height, 1080);
+}
+
+TEST_F(H264Test, SenselessSettingsAreRefusedAtStartByName) {
+    const struct {
+        int width, height, rate, bitRate;
+        const char* named;
+    } cases[] = {{0, 360, 30, 500'000, "width 0"},       {-2, 360, 30, 500'000, "width -2"},
+                 {641, 360, 30, 500'000, "width 641"},   {640, 8194, 30, 500'000, "height 8194"},
+                 {640, 360, 0, 500'000, "frame rate 0"}, {640, 360, -1, 500'000, "frame rate -1"},
+                 {640, 360, 30, 0, "bit rate 0"},        {640, 360, 30, -7, "bit rate -7"}};
+    for (const auto& one : cases) {
+        const auto source = newH264(one.width, one.height, one.rate);
+        source->SetBitRate(one.bitRate);
+        testing::internal::CaptureStderr();
+        EXPECT_FALSE(source->ChangeUp(State::play));
+        const std::string line = testing::internal::GetCapturedStderr();
+        EXPECT_THAT(line, HasSubstr(one.named));
+        EXPECT_EQ(std::count(line.begin(), line.end(), '\n'), 1) << line;
+        EXPECT_FALSE(isPlaying(*source));
+    }
+}
+
+TEST_F(H264Test, SenselessSettingsLeaveARunningStreamAsItIs) {
+    const auto source = newH264();
+    source->SetGop(5);
+    ASSERT_TRUE(source->ChangeUp(State::play));
+    pull(*source, 2);
+    testing::internal::CaptureStderr();
+    source->SetFrameRate(0);
+    source->SetBitRate(-1);
+    const std::string lines = testing::internal::GetCapturedStderr();
+    EXPECT_THAT(lines, HasSubstr("frame rate 0"));
+    EXPECT_THAT(lines, HasSubstr("bit rate -1"));
+    EXPECT_EQ(pull(*source, 10).size(), 10U);
+    // They are not kept for the next start either.
+    ASSERT_TRUE(source->ChangeDown(State::null));
+    EXPECT_TRUE(source->ChangeUp(State::play));
+}
+
+TEST(H264Encoder, MissingEncoderIsNamed) {
+    std::string reason;
+    EXPECT_FALSE(
+        H264Encoder::open({640, 360, {30, 1}, 500'000, AVCOL_SPC_BT709}, reason, "libx264-not-here"));
+    EXPECT_EQ(reason, "encoder libx264-not-here is missing");
+}
+
+TEST(H264Encoder, ShelfKeepsTheNewestThatFit) {
+    EncoderShelf shelf;
+    std::string reason;
+    const H264Settings sizes[] = {{64, 64, {30, 1}, 500'000, AVCOL_SPC_BT709},
+                                  {96, 64, {30, 1}, 500'000, AVCOL_SPC_BT709},
+                                  {128, 64, {30, 1}, 500'000, AVCOL_SPC_BT709},
+                                  {160, 64, {30, 1}, 500'000, AVCOL_SPC_BT709}};
+    for (const H264Settings& size : sizes) shelf.put(H264Encoder::open(size, reason));
+    EXPECT_FALSE(shelf.take(sizes[0]));
+    EXPECT_TRUE(shelf.take(sizes[1]));
+    EXPECT_FALSE(shelf.take(sizes[1]));
+    EXPECT_TRUE(shelf.take(sizes[3]));
+    shelf.close();
+    EXPECT_FALSE(shelf.take(sizes[2]));
+}
+
+}  // namespace
+}  // namespace kep::host

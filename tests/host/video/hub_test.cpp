@@ -1,0 +1,265 @@
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "stream_fixture.h"
+
+namespace kep::host {
+namespace {
+
+using testing::HasSubstr;
+
+using HubTest = VideoTest;
+
+std::size_t openDescriptors() {
+    const std::filesystem::directory_iterator folder("/proc/self/fd");
+    return static_cast<std::size_t>(std::distance(begin(folder), end(folder)));
+}
+
+long residentKiB() {
+    std::ifstream status("/proc/self/statm");
+    long total = 0;
+    long resident = 0;
+    status >> total >> resident;
+    return resident * 4;
+}
+
+TEST_F(HubTest, SourcesOfDifferentSizesShowTheSamePictures) {
+    const auto large = newYuv(1280, 720);
+    const auto small = newYuv(320, 180);
+    const auto coded = newH264(640, 360);
+    ASSERT_TRUE(large->ChangeUp(State::play));
+    ASSERT_TRUE(small->ChangeUp(State::play));
+    ASSERT_TRUE(coded->ChangeUp(State::play));
+    std::vector<Frame> a;
+    std::vector<Frame> b;
+    std::thread readLarge([&] { a = pull(*large, 30); });
+    std::thread readSmall([&] { b = pull(*small, 30); });
+    const std::vector<std::int64_t> shown = numbersOf(pull(*coded, 30));
+    readLarge.join();
+    readSmall.join();
+    const std::vector<std::int64_t> shownLarge = numbersOf(a, 1280, 720);
+    expectRunningOn(shown);
+    expectRunningOn(shownLarge);
+    // 320x180 is below what the blocks are made for and still readable while nothing is compressed.
+    expectRunningOn(numbersOf(b, 320, 180));
+    for (std::size_t i = 0; i < a.size(); ++i) EXPECT_EQ(a[i]->index, shownLarge[i]);
+}
+
+TEST_F(HubTest, RawPicturesAreOneBlockOfTheSizeThatIsSet) {
+    const struct { int width, height; } sizes[] = {{1920, 1080}, {1280, 720}, {642, 362}};
+    for (const auto& size : sizes) {
+        const auto source = newYuv(size.width, size.height);
+        ASSERT_TRUE(source->ChangeUp(State::play));
+        const Frame frame = pull(*source, 1).at(0);
+        ASSERT_EQ(frame->size, size.width * size.height * 3 / 2);
+        // The second bar is yellow: bright, with little blue and a little more than grey in red.
+        const int x = size.width * 3 / 16;
+        const int y = size.height / 4;
+        const unsigned char* u = frame->data + size.width * size.height;
+        const unsigned char* v = u + size.width * size.height / 4;
+        const int chroma = y / 2 * (size.width / 2) + x / 2;
+        EXPECT_NEAR(frame->data[y * size.width + x], 168, 3);
+        EXPECT_NEAR(u[chroma], 44, 3);
+        EXPECT_NEAR(v[chroma], 136, 3);
+    }
+}
+
+TEST_F(HubTest, StampsLieOnTheGridOfTheRateAndTheFlashOnTheSecond) {
+    for (const int rate : {30, 25}) {
+        const auto source = newYuv(640, 360, rate);
+        ASSERT_TRUE(source->ChangeUp(State::play));
+        int lit = 0;
+        // The newest picture of the rate before comes first.
+        pull(*source, 3);
+        for (const Frame& frame : pull(*source, static_cast<std::size_t>(rate) + 5)) {
+            const auto intoSecond = frame->stamp.time_since_epoch() % std::chrono::seconds(1);
+            const double place = std::chrono::duration<double>(intoSecond).count() * rate;
+            EXPECT_NEAR(place, std::round(place), 1e-6);
+            const bool flash = isFlashLit(lumaOf(*frame, 640, 360));
+            EXPECT_EQ(flash, intoSecond < std::chrono::milliseconds(100));
+            lit += flash;
+        }
+        EXPECT_GE(lit, 2);
+    }
+}
+
+TEST_F(HubTest, ARestartedSourceNeverShowsAPictureTwice) {
+    const auto source = newYuv();
+    std::int64_t last = -1;
+    for (int i = 0; i < 20; ++i) {
+        ASSERT_TRUE(source->ChangeUp(State::play));
+        const std::vector<std::int64_t> numbers = numbersOf(pull(*source, 2), 640, 360);
+        EXPECT_GT(numbers.at(0), last);
+        expectRunningOn(numbers);
+        last = numbers.at(1);
+        ASSERT_TRUE(source->ChangeDown(State::null));
+    }
+}
+
+TEST_F(HubTest, ANewConsumerGetsTheNewestPictureAtOnce) {
+    const auto slow = newYuv(640, 360, 1);
+    ASSERT_TRUE(slow->ChangeUp(State::play));
+    const Frame first = pull(*slow, 1).at(0);
+    const auto late = newYuv(640, 360, 1);
+    ASSERT_TRUE(late->ChangeUp(State::play));
+    const Frame joined = pull(*late, 1).at(0);
+    // At one picture a second, to wait for the next one would show in the number.
+    EXPECT_EQ(joined->index, first->index);
+}
+
+TEST_F(HubTest, SwitchingShowsAKeyFrameAtTheNextPicture) {
+    const auto source = newH264(1280, 720);
+    ASSERT_TRUE(source->ChangeUp(State::play));
+    std::vector<long> gaps;
+    std::int64_t last = pull(*source, 1).at(0)->index;
+    const int sizes[][2] = {{1280, 720}, {640, 360}, {320, 180}};
+    for (int i = 1; i <= 30; ++i) {
+        ASSERT_TRUE(source->ChangeDown(State::null));
+        source->SetWidth(sizes[i % 3][0]);
+        source->SetHeight(sizes[i % 3][1]);
+        ASSERT_TRUE(source->ChangeUp(State::play));
+        const Frame first = pull(*source, 1).at(0);
+        EXPECT_TRUE(first->key);
+        EXPECT_GT(first->index, last);
+        gaps.push_back(first->index - last);
+        Decoder decoder;
+        EXPECT_EQ(decoder.decode(*first)->width, sizes[i % 3][0]);
+        last = first->index;
+    }
+    std::nth_element(gaps.begin(), gaps.begin() + 15, gaps.end());
+    EXPECT_LE(gaps[15], 2);
+}
+
+TEST_F(HubTest, SwitchingLeavesNothingBehind) {
+    const auto source = newH264(320, 180, 120);
+    const int sizes[][2] = {{320, 180}, {160, 96}, {192, 112}};
+    const auto switchOver = [&](int times) {
+        for (int i = 0; i < times; ++i) {
+            source->SetWidth(sizes[i % 3][0]);
+            source->SetHeight(sizes[i % 3][1]);
+            ASSERT_TRUE(source->ChangeUp(State::play));
+            ASSERT_EQ(pull(*source, 1).size(), 1U);
+            ASSERT_TRUE(source->ChangeDown(State::null));
+        }
+    };
+    switchOver(60);
+    const std::size_t descriptors = openDescriptors();
+    const long memory = residentKiB();
+    switchOver(240);
+    EXPECT_LE(openDescriptors(), descriptors);
+    EXPECT_LE(residentKiB(), memory + 4096);
+}
+
+TEST_F(HubTest, AReaderThatStopsReadingLosesWholeGroupsAndHearsOfIt) {
+    const auto idle = newH264(160, 96, 120);
+    idle->SetGop(10);
+    Messages messages(*idle);
+    const auto lively = newYuv(160, 96, 120);
+    ASSERT_TRUE(idle->ChangeUp(State::play));
+    ASSERT_TRUE(lively->ChangeUp(State::play));
+    const Frame first = pull(*idle, 1).at(0);
+    // The one that does read sees every picture, however long the other sleeps.
+    const std::vector<Frame> seen = pull(*lively, 300);
+    ASSERT_EQ(seen.size(), 300U);
+    for (std::size_t i = 1; i < seen.size(); ++i) EXPECT_EQ(seen[i]->index, seen[i - 1]->index + 1);
+
+    const std::string message = messages.waitFor("name=frameLost,media=video,lost=");
+    EXPECT_THAT(message, HasSubstr(",total="));
+    // What is left begins with a key frame and has no gap but the one before it.
+    const std::vector<Frame> rest = pull(*idle, 60);
+    EXPECT_TRUE(rest.at(0)->key);
+    EXPECT_GT(rest.at(0)->index, first->index + 1);
+    for (std::size_t i = 1; i < rest.size(); ++i) EXPECT_EQ(rest[i]->index, rest[i - 1]->index + 1);
+    const auto lost = static_cast<std::size_t>(rest.at(0)->index - first->index - 1);
+    EXPECT_NE(messages.waitFor("name=frameLost", ",total=" + std::to_string(lost)), "");
+    bool begun = false;
+    for (const std::string& text : messages.all()) {
+        if (!text.starts_with("name=frameLost")) continue;
+        // Of the first group one frame had been read.
+        EXPECT_THAT(text, HasSubstr(begun ? ",lost=10,total=" : ",lost=9,total="));
+        begun = true;
+    }
+}
+
+TEST_F(HubTest, AnIdleReaderOfRawPicturesIsBoundedToo) {
+    const auto idle = newYuv(160, 96, 120);
+    Messages messages(*idle);
+    const auto lively = newYuv(160, 96, 120);
+    ASSERT_TRUE(idle->ChangeUp(State::play));
+    ASSERT_TRUE(lively->ChangeUp(State::play));
+    ASSERT_EQ(pull(*lively, 120).size(), 120U);
+    EXPECT_NE(messages.waitFor("name=frameLost,media=video,lost=1,total="), "");
+    Frame frame;
+    int left = 0;
+    while (left < 120 && idle->PullFrame(frame, false)) ++left;
+    EXPECT_LT(left, 70);
+}
+
+TEST_F(HubTest, ALowerRateTakesEvenlySpacedPicturesOfAFasterCamera) {
+    const auto fast = newYuv(160, 96, 60);
+    const auto slow = newYuv(160, 96, 15);
+    ASSERT_TRUE(fast->ChangeUp(State::play));
+    ASSERT_TRUE(slow->ChangeUp(State::play));
+    std::thread drain([&] { pull(*fast, 60); });
+    const std::vector<Frame> frames = pull(*slow, 12);
+    drain.join();
+    // The first may have been taken before the camera had its final rate.
+    for (std::size_t i = 2; i < frames.size(); ++i) {
+        EXPECT_EQ(frames[i]->index - frames[i - 1]->index, 4) << i;
+    }
+}
+
+TEST_F(HubTest, StateAndMessagesFollowTheStream) {
+    const auto source = newH264();
+    Messages messages(*source);
+    EXPECT_EQ(source->CurrentState(), State::null);
+    EXPECT_FALSE(isPlaying(*source));
+    ASSERT_TRUE(source->ChangeUp(State::play));
+    EXPECT_EQ(source->CurrentState(), State::play);
+    EXPECT_TRUE(isPlaying(*source));
+    EXPECT_NE(messages.waitFor("name=started"), "");
+    ASSERT_TRUE(source->ChangeDown(State::null));
+    EXPECT_FALSE(isPlaying(*source));
+    EXPECT_NE(messages.waitFor("name=stopped"), "");
+    EXPECT_THAT(messages.all(), testing::ElementsAre("name=started", "name=stopped"));
+}
+
+TEST_F(HubTest, PullFailsAtOnceWhenNothingPlaysAndWakesWhenItStops) {
+    for (const bool raw : {false, true}) {
+        object_base* made = raw ? static_cast<object_base*>(newYuv(160, 96, 1).release())
+                                : static_cast<object_base*>(newH264(160, 96, 1).release());
+        const std::unique_ptr<object_base> owner(made);
+        auto* output = made->AsType<api::streaming::common::IStreamOutput>();
+        auto* control = made->AsType<api::streaming::common::IStreamControl>();
+        Frame frame;
+        testing::internal::CaptureStderr();
+        EXPECT_FALSE(output->PullFrame(frame, true));
+        EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("not playing"));
+        ASSERT_TRUE(control->ChangeUp(State::play));
+        std::thread reader([&] {
+            Frame got;
+            while (output->PullFrame(got, true)) {
+            }
+        });
+        ASSERT_TRUE(control->ChangeDown(State::null));
+        reader.join();
+    }
+}
+
+TEST_F(HubTest, OnlyTheCamerasOwnNameMakesASource) {
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(IH264Source::CreateNew("webcam"), nullptr);
+    EXPECT_EQ(IYuvSource::CreateNew(nullptr), nullptr);
+    EXPECT_EQ(api::streaming::IPhotography::CreateNew("vornisa"), nullptr);
+    const std::string lines = testing::internal::GetCapturedStderr();
+    EXPECT_THAT(lines, HasSubstr("webcam"));
+    EXPECT_THAT(lines, HasSubstr("IYuvSource"));
+    EXPECT_THAT(lines, HasSubstr("IPhotography"));
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 3);
+}
+
+}  // namespace
+}  // namespace kep::host

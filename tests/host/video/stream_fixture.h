@@ -1,0 +1,106 @@
+#ifndef VORNISA_STREAM_FIXTURE_H
+#define VORNISA_STREAM_FIXTURE_H
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "kep/status.h"
+#include "kep/streaming.h"
+#include "media/common/ffmpeg.h"
+#include "picture_probe.h"
+
+namespace kep::host {
+
+using api::streaming::IH264Source;
+using api::streaming::IYuvSource;
+using api::streaming::common::frame_t;
+using Frame = std::shared_ptr<frame_t>;
+using Clock = std::chrono::steady_clock;
+
+inline constexpr std::chrono::seconds patience(20);
+
+/** A source that is stopped and destroyed with its owner. */
+template <class Source>
+struct Deleter {
+    void operator()(Source* source) const { delete static_cast<object_base*>(source); }
+};
+template <class Source>
+using Owned = std::unique_ptr<Source, Deleter<Source>>;
+
+Owned<IH264Source> newH264(int width = 640, int height = 360, int rate = 60);
+Owned<IYuvSource> newYuv(int width = 640, int height = 360, int rate = 60);
+
+/** Pulls so many frames; fewer if the stream ends. */
+std::vector<Frame> pull(api::streaming::common::IStreamOutput& source, std::size_t count);
+
+bool isPlaying(object_base& source);
+
+/** Collects the messages of a source. */
+class Messages {
+  public:
+    explicit Messages(api::streaming::common::IStreamControl& source);
+    /** Waits for a message with this beginning and end; empty when none has come in time. */
+    std::string waitFor(const std::string& beginning, const std::string& end = "");
+    std::vector<std::string> all();
+
+  private:
+    struct Box {
+        std::mutex mutex;
+        std::condition_variable arrived;
+        std::vector<std::string> texts;
+    };
+    std::shared_ptr<Box> box_ = std::make_shared<Box>();
+};
+
+/** Decodes access units to pictures, one for one. */
+class Decoder {
+  public:
+    Decoder();
+    /** The picture of an access unit; null, with a failed expectation, when it does not decode. */
+    const AVFrame* decode(const frame_t& unit);
+
+  private:
+    CodecPtr codec_;
+    PacketPtr packet_{av_packet_alloc()};
+    FramePtr frame_{av_frame_alloc()};
+};
+
+LumaPlane lumaOf(const AVFrame& frame);
+LumaPlane lumaOf(const frame_t& raw, int width, int height);
+
+/** The numbers shown in the pictures of a stream that begins with a key frame. */
+std::vector<std::int64_t> numbersOf(const std::vector<Frame>& units);
+std::vector<std::int64_t> numbersOf(const std::vector<Frame>& pictures, int width, int height);
+/** Expects each number to be one above the last. */
+void expectRunningOn(const std::vector<std::int64_t>& numbers);
+/** Where the key frames are. */
+std::vector<std::size_t> keysOf(const std::vector<Frame>& units);
+
+/** Chooses the camera for as long as it lives, and keeps a folder for the test's files. */
+class VideoTest : public testing::Test {
+  protected:
+    VideoTest();
+    ~VideoTest() override;
+    void choose(const std::string& camera);
+    std::filesystem::path path(const std::string& name) const { return folder_ / name; }
+    /** Makes a file with `ffmpeg` out of arguments that follow the options every call has. */
+    void makeFile(const std::string& arguments) const;
+    /** Writes a stream of the test picture to a file. */
+    std::filesystem::path film(const std::string& name, std::size_t frames);
+
+  private:
+    std::filesystem::path folder_;
+};
+
+std::string outputOf(const std::string& command);
+
+}  // namespace kep::host
+
+#endif
