@@ -16,7 +16,10 @@ add_compile_options("$<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-restrict>")
 
 # Comma-separated sanitizers, as -fsanitize takes them. Everything of the build is instrumented.
 set(VORNISA_SANITIZE "" CACHE STRING "Sanitizers to build with, for example address,undefined")
+# The list has commas, so generator expressions need this instead.
+set(VORNISA_SANITIZED OFF)
 if(VORNISA_SANITIZE)
+  set(VORNISA_SANITIZED ON)
   add_compile_options(-fsanitize=${VORNISA_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${VORNISA_SANITIZE})
 endif()
