@@ -83,9 +83,11 @@ int main(int argc, char** argv) {
     } else if (what == "unfinished") {
         *kep::stream::__dbg_couts[8] << "no end";
     } else if (what == "blocked-callback") {
-        startCallback(*new MessagePort, [](const std::string&) { blockForEver(); });
+        static MessagePort* const neverDestroyed = new MessagePort;
+        startCallback(*neverDestroyed, [](const std::string&) { blockForEver(); });
     } else if (what == "exit-in-callback") {
-        startCallback(*new MessagePort, [](const std::string&) { std::exit(3); });
+        static MessagePort* const neverDestroyed = new MessagePort;
+        startCallback(*neverDestroyed, [](const std::string&) { std::exit(3); });
         blockForEver();
     } else if (what == "late-post") {
         latePoster.port.setCallback([](const std::string&) {});
