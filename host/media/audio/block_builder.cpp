@@ -1,5 +1,7 @@
 #include "media/audio/block_builder.h"
 
+#include <algorithm>
+
 namespace kep::host {
 
 namespace {
@@ -16,7 +18,8 @@ void BlockBuilder::add(const AudioBlock& captured) {
     else
         end_ += deviation / kSmoothing;
     started_ = true;
-    end_ += format_.duration(captured.frames());
+    // Nothing is captured later than it is delivered: a stamp that says so was late itself.
+    end_ = std::min(end_ + format_.duration(captured.frames()), std::chrono::steady_clock::now());
     pending_.insert(pending_.end(), captured.samples.begin(), captured.samples.end());
 }
 

@@ -65,10 +65,11 @@ bool DeviceSpeaker::write(const std::int16_t* samples, std::int64_t frames) {
     const AVRational unit{1, format_.rate};
     const AVRational base = output_->streams[0]->time_base;
     const SteadyTime begin = std::chrono::steady_clock::now();
-    for (;;) {
+    for (std::int64_t attempt = 0;; ++attempt) {
         packet_->data = reinterpret_cast<std::uint8_t*>(const_cast<std::int16_t*>(samples));
         packet_->size = static_cast<int>(static_cast<std::size_t>(frames) * format_.frameBytes());
-        packet_->pts = packet_->dts = av_rescale_q(written_, unit, base);
+        packet_->pts = packet_->dts =
+            av_rescale_q(written_, unit, base) + attempt;  // libavformat wants it to rise
         packet_->duration = av_rescale_q(frames, unit, base);
         int result = av_write_frame(output_, packet_.get());
         packet_->data = nullptr;

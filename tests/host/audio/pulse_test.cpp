@@ -1,0 +1,165 @@
+// PulseAudio, through a server of the test's own with a sink that nobody hears and its monitor.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstring>
+#include <numbers>
+#include <thread>
+
+#include "support.h"
+
+namespace audio_test {
+namespace {
+
+using kep::State;
+using kep::api::streaming::IPcmPlayer;
+using kep::api::streaming::IPcmSource;
+
+/** A PulseAudio server that lives as long as the object. */
+class Server {
+  public:
+    explicit Server(const ScopedFolder& folder) : socket_(folder.file("native")) {
+        unlink(socket_.c_str());
+        const std::string sink = "module-null-sink sink_name=quiet rate=48000 channels=2 format=s16le";
+        const std::string protocol = "module-native-protocol-unix auth-anonymous=1 socket=" + socket_;
+        const char* const arguments[] = {"pulseaudio",        "-n",   "--daemonize=no", "--exit-idle-time=-1",
+                                         "--use-pid-file=no", "-L",   sink.c_str(),     "-L",
+                                         protocol.c_str(),    nullptr};
+        if (posix_spawnp(&process_, arguments[0], nullptr, nullptr, const_cast<char* const*>(arguments),
+                         environ) != 0)
+            process_ = -1;
+    }
+    ~Server() { end(); }
+
+    bool answers() const {
+        return process_ > 0 && waitFor([this] {
+                   const int client = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+                   sockaddr_un address{};
+                   address.sun_family = AF_UNIX;
+                   socket_.copy(address.sun_path, sizeof address.sun_path - 1);
+                   const bool connected =
+                       connect(client, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+                   close(client);
+                   return connected;
+               });
+    }
+
+    void end() {
+        if (process_ <= 0) return;
+        kill(process_, SIGKILL);
+        waitpid(process_, nullptr, 0);
+        process_ = -1;
+    }
+
+  private:
+    const std::string socket_;
+    pid_t process_ = -1;
+};
+
+class Pulse : public ::testing::Test {
+  protected:
+    void SetUp() override { ASSERT_TRUE(server_->answers()) << "pulseaudio does not run"; }
+
+    static std::string sine(double hertz, int samples) {
+        std::string bytes;
+        for (int index = 0; index < samples; ++index) {
+            const auto value = static_cast<std::int16_t>(
+                std::lround(9000 * std::sin(2 * std::numbers::pi * hertz * index / 48000 + 1)));
+            for (int channel = 0; channel < 2; ++channel)
+                bytes.append(reinterpret_cast<const char*>(&value), 2);
+        }
+        return bytes;
+    }
+
+    static bool push(IPcmPlayer& player, std::string bytes) {
+        auto frame = std::make_shared<kep::api::streaming::common::frame_t>();
+        frame->data = reinterpret_cast<unsigned char*>(bytes.data());
+        frame->size = static_cast<int>(bytes.size());
+        return player.PushFrame(frame);
+    }
+
+    ScopedFolder folder_;
+    ScopedEnv runtime_{"PULSE_RUNTIME_PATH", folder_.file("runtime")};
+    ScopedEnv state_{"PULSE_STATE_PATH", folder_.file("state")};
+    ScopedEnv home_{"HOME", folder_.path()};
+    ScopedEnv address_{"PULSE_SERVER", "unix:" + folder_.file("native")};
+    ScopedEnv audio_{"KEP_HOST_AUDIO", "pulse:quiet.monitor"};
+    ScopedEnv speaker_{"KEP_HOST_SPEAKER", "pulse:quiet"};
+    ErrorLines errors_;
+    std::unique_ptr<Server> server_ = std::make_unique<Server>(folder_);
+    std::unique_ptr<IPcmSource> source_{IPcmSource::CreateNew("vornisa")};
+    std::unique_ptr<IPcmPlayer> player_{IPcmPlayer::CreateNew("vornisa")};
+};
+
+TEST_F(Pulse, TheMicrophoneHearsAllThatTheSpeakerPlays) {
+    ASSERT_TRUE(source_->ChangeUp(State::play)) << errors_.text();
+    ASSERT_EQ(pullFrames(*source_, 3).size(), 3u);  // now it listens
+    ASSERT_TRUE(player_->ChangeUp(State::play)) << errors_.text();
+    std::thread feeder([&] {
+        // A sink that wakes up leaves out a moment in what its monitor hears.
+        EXPECT_TRUE(push(*player_, std::string(24000 * 4, '\0')));
+        EXPECT_TRUE(push(*player_, sine(600, 48000)));
+        EXPECT_TRUE(player_->ChangeDown(State::null));
+    });
+
+    // One second of sound, the last of it too, among the silence of an idle sink.
+    int sounding = 0;
+    int pure = 0;
+    Clock::time_point before{};
+    const Clock::time_point end = Clock::now() + kLimit;
+    for (Frame frame; sounding < 48000 && Clock::now() < end && source_->PullFrame(frame, true);) {
+        EXPECT_EQ(frame->size, 3840);
+        EXPECT_GT(frame->stamp, before);
+        EXPECT_LE(frame->stamp, Clock::now());
+        before = frame->stamp;
+        const std::vector<std::int16_t> samples = samplesOf({frame});
+        int loud = 0;
+        for (std::size_t index = 0; index < samples.size(); index += 2) loud += samples[index] != 0;
+        sounding += loud;
+        pure += loud > 950 && std::abs(pitchOf(samples.data(), 960, 2, 48000, 600, 0).amplitude - 9000) < 200;
+    }
+    feeder.join();
+    EXPECT_GE(sounding, 48000);
+    EXPECT_GE(pure, 40);
+    EXPECT_TRUE(source_->ChangeDown(State::null));
+    EXPECT_EQ(errors_.count("lost"), 0) << errors_.text();
+}
+
+TEST_F(Pulse, AServerThatDiesIsALostDevice) {
+    Messages heard(*source_);
+    Messages played(*player_);
+    ASSERT_TRUE(source_->ChangeUp(State::play));
+    ASSERT_TRUE(player_->ChangeUp(State::play));
+    ASSERT_EQ(pullFrames(*source_, 3).size(), 3u);
+    std::thread feeder([&] {
+        while (push(*player_, sine(600, 4800))) continue;
+    });
+    server_->end();
+    pullFrames(*source_, 1000000);  // ends
+    feeder.join();
+    EXPECT_TRUE(heard.waitForOne("name=deviceLost,media=audio,device=pulse:quiet.monitor"));
+    EXPECT_TRUE(played.waitForOne("name=deviceLost,media=audio,device=pulse:quiet"));
+    EXPECT_EQ(errors_.count("microphone pulse:quiet.monitor is lost: "), 1);
+    EXPECT_EQ(errors_.count("speaker pulse:quiet is lost: "), 1);
+
+    EXPECT_FALSE(source_->ChangeUp(State::play));
+    EXPECT_EQ(errors_.count("cannot open microphone pulse:quiet.monitor: "), 1);
+    EXPECT_FALSE(player_->ChangeUp(State::play));
+    EXPECT_EQ(errors_.count("cannot open speaker pulse:quiet for 48000 Hz"), 1);
+
+    server_ = std::make_unique<Server>(folder_);
+    ASSERT_TRUE(server_->answers());
+    ASSERT_TRUE(waitFor([&] { return source_->ChangeUp(State::play); }));
+    EXPECT_EQ(pullFrames(*source_, 3).size(), 3u);
+    ASSERT_TRUE(player_->ChangeUp(State::play));
+    EXPECT_TRUE(push(*player_, sine(600, 4800)));
+}
+
+}  // namespace
+}  // namespace audio_test
