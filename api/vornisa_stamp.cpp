@@ -91,7 +91,7 @@ int VNStampEnable0(int id, int enable) try {
 }
 VN_END
 
-/** Calls `function` for the library's own stamp, acquired if there is none yet. */
+/** Calls `function`, which throws nothing, for the library's own stamp, acquired if there is none yet. */
 template <class... Parameters, class... Arguments>
 static int forward(const char* caller, int (*function)(int, Parameters...), Arguments... arguments) {
     VN_FAIL_IF_OF(caller, !_stamp && VNAcquire(VNRES_STAMP, &_stamp) != VNRES_SUCCEED,
@@ -100,24 +100,23 @@ static int forward(const char* caller, int (*function)(int, Parameters...), Argu
     return function(_stamp, arguments...);
 }
 
-int VNStampInit(int w, int h, const char* font) try {
+int VNStampInit(int w, int h, const char* font) {
     VN_FAIL_IF(_stamp, VNRES_FAIL, ",stamp is inited!");
     return forward(__func__, VNStampInit0, w, h, font);
 }
-VN_END
 
-int VNStampSet(int x, int y, VNRes_Color color, const char* pattern) try {
+int VNStampSet(int x, int y, VNRes_Color color, const char* pattern) {
     return forward(__func__, VNStampSet0, x, y, color, pattern);
 }
-VN_END
 
-int VNStampSet1(int x, int y, unsigned int color, const char* pattern) try {
+int VNStampSet1(int x, int y, unsigned int color, const char* pattern) {
     return forward(__func__, VNStampSet11, x, y, color, pattern);
 }
-VN_END
 
-int VNStampBgColorSet(unsigned int color) try { return forward(__func__, VNStampBgColorSet1, color); }
-VN_END
+int VNStampBgColorSet(unsigned int color) {
+    return forward(__func__, VNStampBgColorSet1, color);
+}
 
-int VNStampEnable(int enable) try { return forward(__func__, VNStampEnable0, enable); }
-VN_END
+int VNStampEnable(int enable) {
+    return forward(__func__, VNStampEnable0, enable);
+}

@@ -4,6 +4,7 @@
 #include <typeinfo>
 #include <vector>
 
+#include "acquisition.h"
 #include "fixture.h"
 #include "fresh_process.h"
 #include "kep/attr_set.h"
@@ -267,6 +268,14 @@ TEST_P(OwnStampTest, AStampThatCannotBeHadIsAskedForAgain) {
         script.reset();
         offerStamp();
         EXPECT_EQ(GetParam().make(), VNRES_SUCCEED);
+    });
+}
+
+TEST_P(OwnStampTest, AnAcquisitionWithoutAHandleIsAFailure) {
+    inFreshProcess([this] {
+        acquireNothing();
+        EXPECT_EQ(GetParam().make(), VNRES_FAIL);
+        EXPECT_EQ(happened(), (Events{refused(GetParam().function, "!_stamp")}));
     });
 }
 
