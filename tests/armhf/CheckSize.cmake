@@ -1,7 +1,7 @@
 # Prints what LIBRARY takes on the board, stripped, and fails above the limits: all that is mapped without being
 # writable counts as code, all that is mapped writable as static data.
-set(code_limit 32768)
-set(data_limit 2048)
+set(code_limit 65536)
+set(data_limit 4096)
 execute_process(COMMAND ${STRIP} -o ${STRIPPED} ${LIBRARY} COMMAND_ERROR_IS_FATAL ANY)
 execute_process(COMMAND ${OBJDUMP} --section-headers --wide ${STRIPPED}
     OUTPUT_VARIABLE text COMMAND_ERROR_IS_FATAL ANY)
