@@ -1,4 +1,6 @@
 /* The public header as a C application sees it: compiled as strict C, linked and called. */
+#include <stddef.h>
+
 #include "vornisa_api.h"
 
 #define HOLDS_AT_COMPILE_TIME(name, condition) typedef char name[(condition) ? 1 : -1]
@@ -51,5 +53,27 @@ int main(void) {
     EXPECT(VNSwitchResolution(id, 640, 360) == VNRES_SUCCEED);
     EXPECT(VNStop(id) == VNRES_SUCCEED);
     EXPECT(VNRelease(id) == VNRES_SUCCEED);
+
+    EXPECT(VNZonesEnable(0, 1) == VNRES_SUCCEED);
+    EXPECT(VNZonesSet(0, 1, 2, 3, 4, VNRES_COLOR_ORANGE) == VNRES_SUCCEED);
+    EXPECT(VNZonesSet2(0, 0x00000F0Fu, 0x123456) == VNRES_SUCCEED);
+    EXPECT(VNStampInit0(0, 16, 32, "sans") == VNRES_FAIL);
+    EXPECT(VNStampSet0(0, 1, 2, VNRES_COLOR_WHITE, "text") == VNRES_FAIL);
+    EXPECT(VNStampSet11(0, 1, 2, 0xFF000000u, "text") == VNRES_FAIL);
+    EXPECT(VNStampBgColorSet1(0, 0xFF000000u) == VNRES_FAIL);
+    EXPECT(VNStampEnable0(0, 1) == VNRES_FAIL);
+    EXPECT(VNStampInit(0, 32, "sans") == VNRES_INVALID_ARG);
+    EXPECT(VNStampInit(16, 32, "sans") == VNRES_FAIL);
+    EXPECT(VNStampSet(1, 2, VNRES_COLOR_WHITE, "text") == VNRES_SUCCEED);
+    EXPECT(VNStampSet1(1, 2, 0xFF000000u, NULL) == VNRES_SUCCEED);
+    EXPECT(VNStampBgColorSet(0xFF000000u) == VNRES_SUCCEED);
+    EXPECT(VNStampEnable(1) == VNRES_SUCCEED);
+    EXPECT(VNTurnVideo(4) == VNRES_UNSUPPORTED);
+    EXPECT(VNAeFlick(1) == VNRES_SUCCEED);
+    EXPECT(VNHumanDetect(0, 360, 5) == VNRES_INVALID_ARG);
+    EXPECT(VNSetMicVol(50) == VNRES_SUCCEED);
+    EXPECT(VNSetMicMute(1) == VNRES_SUCCEED);
+    EXPECT(VNSetSpeakerVol(50) == VNRES_SUCCEED);
+    EXPECT(VNSetSpeakerMute(1) == VNRES_SUCCEED);
     return 0;
 }
