@@ -135,7 +135,6 @@ TEST_F(CameraTest, ASlowerCameraIsNotMadeFaster) {
     ASSERT_TRUE(source->ChangeUp(State::play));
     const std::vector<Frame> units = pull(*source, 12);
     ASSERT_EQ(units.size(), 12U);
-    for (std::size_t i = 1; i < units.size(); ++i) EXPECT_EQ(units[i]->index, units[i - 1]->index + 1);
     const double span = std::chrono::duration<double>(units[11]->stamp - units[0]->stamp).count();
     EXPECT_GT(span, 1.0);
 }

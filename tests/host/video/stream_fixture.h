@@ -46,8 +46,10 @@ bool isPlaying(object_base& source);
 class Messages {
   public:
     explicit Messages(api::streaming::common::IStreamControl& source);
-    /** Waits for a message with this beginning and end; empty when none has come in time. */
-    std::string waitFor(const std::string& beginning, const std::string& end = "");
+    /** Waits for a message that begins so and returns it whole; empty when none has come in time. */
+    std::string waitFor(const std::string& beginning);
+    /** Waits until so many pictures at least have been reported as lost. */
+    bool waitForLost(std::int64_t count);
     std::vector<std::string> all();
 
   private:
@@ -78,8 +80,12 @@ LumaPlane lumaOf(const frame_t& raw, int width, int height);
 /** The numbers shown in the pictures of a stream that begins with a key frame. */
 std::vector<std::int64_t> numbersOf(const std::vector<Frame>& units);
 std::vector<std::int64_t> numbersOf(const std::vector<Frame>& pictures, int width, int height);
-/** Expects each number to be one above the last. */
-void expectRunningOn(const std::vector<std::int64_t>& numbers);
+/**
+ * Expects each number to be one above the last. A machine that stalls can make a camera miss pictures: those,
+ * and no others, may lack that the stream has reported as lost.
+ */
+void expectRunningOn(const std::vector<std::int64_t>& numbers, Messages& messages);
+std::vector<std::int64_t> indicesOf(const std::vector<Frame>& frames);
 /** Where the key frames are. */
 std::vector<std::size_t> keysOf(const std::vector<Frame>& units);
 
