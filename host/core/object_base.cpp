@@ -10,8 +10,8 @@ void* object_base::operator new(std::size_t size) {
     return ::operator new(size);
 }
 
-void object_base::operator delete(void* memory, std::size_t size) {
-    ::operator delete(memory, size);
+void object_base::operator delete(void* memory, std::size_t) {
+    ::operator delete(memory);
 }
 
 }  // namespace kep
