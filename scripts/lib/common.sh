@@ -28,8 +28,11 @@ run_logged() {
   return "$status"
 }
 
+# installed PACKAGE[:ARCHITECTURE]: of this machine's architecture when none is given.
 installed() {
-  [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]
+  local wanted="${1##*:}"
+  [[ $1 == *:* ]] || wanted=$(dpkg --print-architecture)
+  dpkg-query -W -f '${Architecture} ${db:Status-Status}\n' "$1" 2>/dev/null | grep -Eqx "($wanted|all) installed"
 }
 
 as_root() {
