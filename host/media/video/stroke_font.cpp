@@ -42,16 +42,18 @@ constexpr float rowsOfCell = 7.6F;
 constexpr float margin = 0.8F;
 constexpr float pen = 0.42F;
 
-float distanceToSegment(float x, float y, float ax, float ay, float bx, float by) {
+float squareToSegment(float x, float y, float ax, float ay, float bx, float by) {
     const float dx = bx - ax;
     const float dy = by - ay;
     const float length = dx * dx + dy * dy;
     const float along = length > 0 ? std::clamp(((x - ax) * dx + (y - ay) * dy) / length, 0.0F, 1.0F) : 0.0F;
-    return std::hypot(x - (ax + along * dx), y - (ay + along * dy));
+    const float awayX = x - (ax + along * dx);
+    const float awayY = y - (ay + along * dy);
+    return awayX * awayX + awayY * awayY;
 }
 
 float distanceToStrokes(float x, float y, std::string_view points) {
-    float nearest = rowsOfCell;
+    float nearest = rowsOfCell * rowsOfCell;
     bool down = false;
     float fromX = 0;
     float fromY = 0;
@@ -63,12 +65,12 @@ float distanceToStrokes(float x, float y, std::string_view points) {
         }
         const auto toX = static_cast<float>(points[at] - '0');
         const auto toY = static_cast<float>(points[at + 1] - '0');
-        if (down) nearest = std::min(nearest, distanceToSegment(x, y, fromX, fromY, toX, toY));
+        if (down) nearest = std::min(nearest, squareToSegment(x, y, fromX, fromY, toX, toY));
         down = true;
         fromX = toX;
         fromY = toY;
     }
-    return nearest;
+    return std::sqrt(nearest);
 }
 
 }  // namespace

@@ -128,6 +128,17 @@ TEST_F(CameraTest, ACameraThatDisappearsEndsItsStreamsAndCanComeBack) {
     EXPECT_EQ(pull(*coded, 3).size(), 3U);
 }
 
+TEST_F(CameraTest, ACameraThatNeverAnswersIsLeftBehind) {
+    const std::string pipe = path("silent").string();
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    choose("file:" + pipe);
+    const auto source = newH264();
+    EXPECT_THAT(refusal(*source), HasSubstr("file:" + pipe + ": does not answer"));
+    choose("test");
+    ASSERT_TRUE(source->ChangeUp(State::play));
+    EXPECT_EQ(pull(*source, 3).size(), 3U);
+}
+
 TEST_F(CameraTest, ASlowerCameraIsNotMadeFaster) {
     makeFile("-f lavfi -i testsrc2=s=320x240:r=10:d=2 -c:v libx264 -pix_fmt yuv420p ten.mp4");
     choose("file:" + path("ten.mp4").string());
