@@ -25,14 +25,14 @@ void* operator new(std::size_t size) {
     return memory;
 }
 
-void operator delete(void* memory) noexcept {
+static void release(void* memory) noexcept {
     if (memory) --liveAllocations;
     std::free(memory);
 }
 
-void operator delete(void* memory, std::size_t) noexcept {
-    operator delete(memory);
-}
+void operator delete(void* memory) noexcept { release(memory); }
+
+void operator delete(void* memory, std::size_t) noexcept { release(memory); }
 
 namespace unit {
 namespace {
