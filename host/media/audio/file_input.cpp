@@ -6,7 +6,7 @@ namespace kep::host {
 
 namespace {
 
-constexpr int kOpenLimitMilliseconds = 5000;
+constexpr int kOpenLimitMilliseconds = 3000;
 // A source that is later than this was held up: its time goes on from now instead of being caught up with.
 constexpr std::chrono::milliseconds kHeldUp{200};
 

@@ -1,6 +1,7 @@
 // AAC streams, judged by ffprobe and by what a decoder makes of them.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <numbers>
 #include <random>
@@ -31,7 +32,7 @@ class Aac : public ::testing::Test {
     }
 
     std::vector<std::int16_t> decode(const std::string& file) const {
-        outputOf("ffmpeg -v error -xerror -i " + file + " -f s16le -y " + folder_.file("out.raw"));
+        outputOf("ffmpeg -v error -xerror -f aac -i " + file + " -f s16le -y " + folder_.file("out.raw"));
         const std::string bytes = readFile(folder_.file("out.raw"));
         std::vector<std::int16_t> samples(bytes.size() / 2);
         std::memcpy(samples.data(), bytes.data(), samples.size() * 2);
@@ -74,7 +75,7 @@ TEST_P(AacFormat, IsReadAndDecodesToTheSamplesOfItsStamps) {
     source->SetSampleRate(rate);
     source->SetChannels(channels);
     ASSERT_TRUE(source->ChangeUp(State::play));
-    const auto count = static_cast<int>(rate * 0.7 / 1024);
+    const int count = std::max(10, static_cast<int>(rate * 0.7 / 1024));
     const std::vector<Frame> frames = pullFrames(*source, count);
     ASSERT_EQ(frames.size(), static_cast<std::size_t>(count));
     ASSERT_TRUE(source->ChangeDown(State::null));
@@ -123,6 +124,7 @@ TEST_F(Aac, TheFirstUnitIsTheEncodersOwnRunUp) {
     const std::chrono::duration<double> early = begin - frames[0]->stamp;
     EXPECT_GE(early.count(), 1024.0 / 48000 - 0.0201);
     const std::vector<std::int16_t> samples = decode(write(frames));
+    ASSERT_EQ(samples.size(), 2u * 2048);
     for (int index = 0; index < 512; ++index) ASSERT_NEAR(samples[static_cast<std::size_t>(index)], 0, 300);
 }
 
@@ -132,7 +134,7 @@ TEST_F(Aac, KeepsTheBitRate) {
         const auto source = create();
         source->SetBitRate(wanted);
         ASSERT_TRUE(source->ChangeUp(State::play));
-        EXPECT_NEAR(bitRate(pullFrames(*source, 60), 10, 48000), wanted, wanted * 0.1);
+        EXPECT_NEAR(bitRate(pullFrames(*source, 45), 10, 48000), wanted, wanted * 0.1);
     }
     const auto source = create();
     ASSERT_TRUE(source->ChangeUp(State::play));
@@ -162,6 +164,7 @@ TEST_F(Aac, AChangeOfBitRateLosesNoSample) {
     }
     ASSERT_EQ(frames.size(), 48u);
     const std::vector<std::int16_t> samples = decode(write(frames));
+    ASSERT_EQ(samples.size(), 48u * 2048);
     int judged = 0;
     for (std::size_t index = 2; index < frames.size(); ++index) {
         const double start = secondsOf(frames[index]->stamp);
@@ -191,8 +194,8 @@ TEST_F(Aac, TakesTheMostThatAacCanForAnyLargerBitRate) {
     const auto source = create();
     source->SetBitRate(2000000000);
     ASSERT_TRUE(source->ChangeUp(State::play));
-    const std::vector<Frame> frames = pullFrames(*source, 10);
-    ASSERT_EQ(frames.size(), 10u);
+    const std::vector<Frame> frames = pullFrames(*source, 15);
+    ASSERT_EQ(frames.size(), 15u);
     EXPECT_EQ(probe(write(frames)), "aac,LC,48000,2\n");
 }
 
@@ -209,7 +212,7 @@ TEST_F(Aac, RefusesARateThatAacHasNot) {
     EXPECT_EQ(errors_.count("channels 3 "), 1);
     source->SetChannels(1);
     ASSERT_TRUE(source->ChangeUp(State::play));
-    EXPECT_EQ(probe(write(pullFrames(*source, 5))), "aac,LC,44100,1\n");
+    EXPECT_EQ(probe(write(pullFrames(*source, 15))), "aac,LC,44100,1\n");
 }
 
 TEST_F(Aac, KnowsOneDevice) {
