@@ -294,6 +294,12 @@ TEST_P(AacBlockTest, AnExceptionOfTheCodecEndsInALine) {
 }
 
 #if UINTPTR_MAX > UINT_MAX
+
+TEST_P(AacBlockTest, OnAWorkstationAHandleThatIsNotLiveHasNoFunction) {
+    EXPECT_EQ(call(madeUpHandle), VNRES_INVALID_ARG);
+    EXPECT_EQ(happened(), Events{refusal("!obj0")});
+}
+
 TEST_P(AacBlockTest, OnAWorkstationAHandleThatIsNotLiveDoesNotReachTheCodec) {
     inFreshProcess([this] {
         PropertyObject* codec = nullptr;
@@ -303,6 +309,7 @@ TEST_P(AacBlockTest, OnAWorkstationAHandleThatIsNotLiveDoesNotReachTheCodec) {
         EXPECT_EQ(happened(), Events{refusal("!obj0")});
     });
 }
+
 #endif
 
 INSTANTIATE_TEST_SUITE_P(Directions, AacBlockTest, ::testing::Range(0, 2),
