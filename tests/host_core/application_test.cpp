@@ -132,6 +132,15 @@ TEST(Application, CannotTakeTheContentOfAnother) {
     EXPECT_EQ(partsAlive, 1);
 }
 
+TEST(Application, ARefusedLayoutDoesNotDeleteWhatExistedBefore) {
+    const auto before = make("type=TestShared,name=s,rate=1");
+    const ErrorLines lines;
+    EXPECT_EQ(make("type=Application,layout={TestShared:name=s,rate=2+NoSuchElement}"), nullptr);
+    EXPECT_EQ(partsAlive, 1);
+    EXPECT_EQ(dynamic_cast<Part&>(*before).rate, 2);
+    EXPECT_EQ(before->parent(), nullptr);
+}
+
 TEST(Application, CannotContainItself) {
     const ErrorLines lines;
     EXPECT_EQ(make("type=Application,name=app,layout={type=application,name=APP,layout={TestPart}}"),

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
+#include <future>
 #include <memory>
 #include <string>
 #include <thread>
@@ -139,6 +142,34 @@ TEST(Creation, OneNameFromManyThreadsIsOneObject) {
     for (auto* object : made) EXPECT_EQ(object, made[0]);
     EXPECT_EQ(partsAlive, 1);
     delete made[0];
+}
+
+/** Lingers in its making until another one is made, or for long enough that it would have been. */
+class Lingering : public kep::host::ObjectImpl {
+  public:
+    Lingering() { ++made; }
+
+    bool Configure(kep::base::AttrSet&) override {
+        entered.set_value();
+        for (int wait = 0; wait < 100 && made < 2; ++wait)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        return true;
+    }
+
+    static inline std::atomic<int> made{0};
+    static inline std::promise<void> entered;
+};
+
+TEST(Creation, ASecondThreadWaitsForTheOneThatMakesTheName) {
+    const kep::host::ClassRegistration<Lingering> lingering("TestLingering", kep::host::Naming::shared);
+    kep::host::ObjectImpl* first = nullptr;
+    std::thread maker([&] { first = makeObject("type=TestLingering,name=one").object; });
+    Lingering::entered.get_future().wait();
+    const std::unique_ptr<kep::host::ObjectImpl> second(
+        makeObject("type=TestLingering,name=one,noconfigure=true").object);
+    maker.join();
+    EXPECT_EQ(second.get(), first);
+    EXPECT_EQ(Lingering::made, 1);
 }
 
 }  // namespace
