@@ -119,6 +119,16 @@ TEST_F(AllocationTest, WithoutMemoryForTheFrameFeedFailsAndTheNextCallWorks) {
 
 #if UINTPTR_MAX > UINT_MAX
 
+TEST_F(AllocationTest, HandlesTakeThePlacesOfThoseThatEnded) {
+    PlainObject object;
+    const std::size_t before = allocations;
+    for (int i = 0; i < 100000; ++i) {
+        const int handle = vornisa::newHandle(&object);
+        ASSERT_EQ(vornisa::endHandle(handle), &object);
+    }
+    EXPECT_EQ(allocations, before);
+}
+
 TEST_F(AllocationTest, WithoutMemoryForAHandleTheObjectIsDestroyed) {
     keepLines(true);
     PlainObject object;
