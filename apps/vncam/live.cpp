@@ -41,12 +41,11 @@ std::unique_ptr<Track> openAudio(const LiveSettings& settings) {
 }
 
 /** Changes the size between two frames, on the thread that reads them. */
-Track::BeforeFrame sizeSwitcher(int id, std::deque<SizeSwitch> switches) {
-    return [id, switches = std::move(switches)](double second) mutable {
+Track::BeforeFrame sizeSwitcher(Track& track, std::deque<SizeSwitch> switches) {
+    return [&track, switches = std::move(switches)](double second) mutable {
         if (switches.empty() || second < switches.front().second) return;
-        const Size size = switches.front().size;
+        track.switchSize(switches.front().size);
         switches.pop_front();
-        check(VNSwitchResolution(id, size.width, size.height), "VNSwitchResolution to " + size.text());
     };
 }
 
@@ -57,7 +56,7 @@ Tracks startTracks(const LiveSettings& settings) {
     auto next = tracks.begin();
     if (!settings.video.empty()) {
         Track& video = **next++;
-        video.start(settings.fps, settings.seconds, sizeSwitcher(video.id(), settings.switches));
+        video.start(settings.fps, settings.seconds, sizeSwitcher(video, settings.switches));
     }
     if (!settings.audio.empty()) (*next)->start(settings.rate / samplesPerAacFrame, settings.seconds);
     return tracks;

@@ -16,6 +16,11 @@ std::string_view takeItem(std::string_view& text) {
     return item;
 }
 
+std::string withoutBraces(std::string_view value) {
+    const bool braced = value.size() >= 2 && value.front() == '{' && value.back() == '}';
+    return std::string(braced ? value.substr(1, value.size() - 2) : value);
+}
+
 }  // namespace
 
 std::string messageValue(std::string_view message, std::string_view key) {
@@ -23,7 +28,7 @@ std::string messageValue(std::string_view message, std::string_view key) {
         const std::string_view item = takeItem(message);
         const std::size_t equals = item.find('=');
         if (equals != std::string_view::npos && item.substr(0, equals) == key)
-            return std::string(item.substr(equals + 1));
+            return withoutBraces(item.substr(equals + 1));
     }
     return {};
 }

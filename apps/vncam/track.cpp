@@ -1,6 +1,8 @@
 #include "track.h"
 
 #include <cstdio>
+#include <cstdlib>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -20,13 +22,22 @@ constexpr int frameBytes = 8 << 20;
 
 // A message callback of a stream brings nothing along by which to find its track.
 std::atomic<std::uint64_t> lostFrames[2];
+std::atomic<int> stopsTold[2];
+
+/** Messages come on a thread of their own, a little after what they tell. */
+constexpr auto messagePatience = std::chrono::seconds(1);
 
 template <Track::Kind kind>
 void onMessage(const char* message) {
     const std::string name = messageValue(message, "name");
     if (name == "frameLost")
         lostFrames[kind] += std::strtoull(messageValue(message, "lost").c_str(), nullptr, 10);
-    else if (name != "started" && name != "stopped")
+    else if (name == "deviceLost")
+        report("live", "the " + messageValue(message, "media") + " device " +
+                           messageValue(message, "device") + " is lost");
+    else if (name == "stopped")
+        ++stopsTold[kind];
+    else if (name != "started")
         report("live", message);
 }
 
@@ -35,6 +46,7 @@ void onMessage(const char* message) {
 Track::Track(Kind kind, const std::string& path)
     : kind_(kind), output_(path), source_(kind == video ? VNRES_H264_SOURCE : VNRES_AAC_SOURCE) {
     lostFrames[kind] = 0;
+    stopsTold[kind] = 0;
     check(VNRegisterMessageCallback(id(), kind == video ? onMessage<video> : onMessage<audio>),
           "VNRegisterMessageCallback");
 }
@@ -48,6 +60,7 @@ Track::~Track() {
 void Track::start(double framesPerSecond, double seconds, BeforeFrame beforeFrame) {
     framesPerSecond_ = framesPerSecond;
     source_.start();
+    ++starts_;
     reading_ = std::async(std::launch::async, [this, seconds, beforeFrame = std::move(beforeFrame)] {
         try {
             readAll(seconds, beforeFrame);
@@ -56,6 +69,11 @@ void Track::start(double framesPerSecond, double seconds, BeforeFrame beforeFram
             throw;
         }
     });
+}
+
+void Track::switchSize(Size size) {
+    check(VNSwitchResolution(id(), size.width, size.height), "VNSwitchResolution to " + size.text());
+    ++starts_;
 }
 
 void Track::end() {
@@ -76,6 +94,15 @@ steady_clock::duration Track::waiting() const {
 
 bool Track::finished() const {
     return reading_.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+}
+
+void Track::join() {
+    reading_.wait();
+    VNStop(id());
+    const auto limit = steady_clock::now() + messagePatience;
+    while (stopsTold[kind_] < starts_ && steady_clock::now() < limit)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    reading_.get();
 }
 
 std::uint64_t Track::lost() const {

@@ -11,6 +11,7 @@
 
 #include "output.h"
 #include "resource.h"
+#include "values.h"
 
 namespace vncam {
 
@@ -35,6 +36,8 @@ class Track {
 
     /** Starts the source and reads until `seconds` have been written, or for ever when that is 0. */
     void start(double framesPerSecond, double seconds, BeforeFrame beforeFrame = {});
+    /** For BeforeFrame: changes the picture size from this frame on. */
+    void switchSize(Size size);
     /** Asks the reading to end after the frame at hand. */
     void end();
     /** Ends the reading even while it waits for a frame, which is a failure unless an end was asked for. */
@@ -45,8 +48,8 @@ class Track {
     bool finished() const;
     /** Whether something other than the plan or a request ended the reading. */
     bool broken() const { return broken_; }
-    /** Waits for the end of reading; throws what broke it. */
-    void join() { reading_.get(); }
+    /** Waits for the end of reading and of the messages about it; throws what broke it. */
+    void join();
     /** Closes the output. */
     void close() { output_.close(); }
 
@@ -66,6 +69,7 @@ class Track {
     Output output_;
     Resource source_;
     double framesPerSecond_ = 1;
+    std::atomic<int> starts_{0};
     std::atomic<std::uint64_t> frames_{0};
     std::atomic<bool> ending_{false};
     std::atomic<bool> cut_{false};

@@ -9,12 +9,13 @@ using Install = Shell;
 TEST_F(Install, AnApplicationIsBuiltAndRunsFromTheInstalledTree) {
     const Result install = run("cmake --install " BUILD_FOLDER " --prefix \"$PWD/first\" && mv first moved");
     ASSERT_EQ(install.exit, 0) << install.err;
-    const Result build = run("sed 's/300/30/' " PROJECT_FOLDER
-                             "/apps/example/ten_seconds.c >app.c\n"
-                             "export PKG_CONFIG_PATH=\"$(dirname \"$(find \"$PWD/moved\" -name vornisa-api.pc)\")\"\n"
-                             "cc -std=c99 " SANITIZER_OPTIONS
-                             " app.c -o app $(pkg-config --cflags --libs vornisa-api) "
-                             "-Wl,-rpath,\"$(pkg-config --variable=libdir vornisa-api)\"");
+    const Result build =
+        run("sed 's/300/30/' " PROJECT_FOLDER
+            "/apps/example/ten_seconds.c >app.c\n"
+            "export PKG_CONFIG_PATH=\"$(dirname \"$(find \"$PWD/moved\" -name vornisa-api.pc)\")\"\n"
+            "cc -std=c99 " SANITIZER_OPTIONS
+            " app.c -o app $(pkg-config --cflags --libs vornisa-api) "
+            "-Wl,-rpath,\"$(pkg-config --variable=libdir vornisa-api)\"");
     ASSERT_EQ(build.exit, 0) << build.err;
     const Result film = run("./app");
     EXPECT_EQ(film.exit, 0) << film.err;

@@ -160,5 +160,18 @@ TEST_F(Live, ACameraThatIsNotThereIsNamed) {
         << film.err;
 }
 
+TEST_F(Live, AMicrophoneThatDisappearsIsNamedAndItsSoundKept) {
+    const Result film =
+        run("mkfifo mic\n"
+            "ffmpeg -nostdin -v error -f lavfi -i sine -t 1 -f wav - >mic &\n"
+            "KEP_HOST_AUDIO=file:mic vncam live --audio a.aac --seconds 100");
+    EXPECT_EQ(film.exit, 1);
+    EXPECT_NE(film.err.find("vncam live: the audio device file:mic is lost\n"), std::string::npos)
+        << film.err;
+    EXPECT_NE(film.err.find("vncam live: VNRead of audio: "), std::string::npos) << film.err;
+    EXPECT_GT(std::stoi("0" + probe("a.aac", "stream=nb_read_packets")), 30) << "most of the second";
+    EXPECT_EQ(decodeErrors("a.aac"), "");
+}
+
 }  // namespace
 }  // namespace vncam_test

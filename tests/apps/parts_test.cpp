@@ -45,6 +45,7 @@ TEST(MessageValue, IsFoundByItsKeyAlone) {
     EXPECT_EQ(vncam::messageValue("name=frameLost,media=video,lost=3,total=14", "total"), "14");
     EXPECT_EQ(vncam::messageValue("name=frameLost", "lost"), "");
     EXPECT_EQ(vncam::messageValue("a={lost=1,b=2},lost=3", "lost"), "3");
+    EXPECT_EQ(vncam::messageValue("device={file:a,b.mp4},lost=1", "device"), "file:a,b.mp4");
     EXPECT_EQ(vncam::messageValue("lost", "lost"), "");
     EXPECT_EQ(vncam::messageValue("", "lost"), "");
 }
