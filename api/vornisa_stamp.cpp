@@ -14,11 +14,12 @@ VN_LOG_SINK(debugStreams);
 /** The library's own stamp, for the functions without a handle; 0 until one of them needs it. */
 static int _stamp;
 
-/** The object of a stamp's handle; null after an error line. */
-static object* stampOf(const char* caller, int id) {
-    object* obj = vornisa::objectAs<object>(id);
-    if (!obj) VnLog::refuse(__LINE__, caller, id ? "!obj" : "!id", VNRES_FAIL);
-    return obj;
+/** Finds the object of a stamp's handle. */
+static int find(const char* caller, int id, object*& obj) {
+    VN_FAIL_IF_OF(caller, !id, "!id", VNRES_FAIL);
+    obj = vornisa::objectAs<object>(id);
+    VN_FAIL_IF_OF(caller, !obj, "!obj", VNRES_FAIL);
+    return VNRES_SUCCEED;
 }
 
 static int set(const char* caller, object& obj, const char* property, AttrSet& ap) {
@@ -34,8 +35,8 @@ static void addReferenceFrame(AttrSet& ap) {
 }
 
 int VNStampInit0(int id, int w, int h, const char* font) try {
-    object* obj = stampOf(__func__, id);
-    if (!obj) return VNRES_FAIL;
+    object* obj = nullptr;
+    if (const int failed = find(__func__, id, obj)) return failed;
     VN_FAIL_IF(!w, VNRES_INVALID_ARG);
     VN_FAIL_IF(!h, VNRES_INVALID_ARG);
     VN_FAIL_IF(!font, VNRES_INVALID_ARG);
@@ -50,8 +51,8 @@ VN_END
 
 /** What differs between the two functions that set a stamp is which bits of the colour they send. */
 static int change(const char* caller, int id, int x, int y, unsigned int color, const char* pattern) {
-    object* obj = stampOf(caller, id);
-    if (!obj) return VNRES_FAIL;
+    object* obj = nullptr;
+    if (const int failed = find(caller, id, obj)) return failed;
     AttrSet ap;
     if (pattern) ap.Add("pattern", pattern);
     addReferenceFrame(ap);
@@ -73,8 +74,8 @@ int VNStampSet11(int id, int x, int y, unsigned int color, const char* pattern) 
 VN_END
 
 int VNStampBgColorSet1(int id, unsigned int color) try {
-    object* obj = stampOf(__func__, id);
-    if (!obj) return VNRES_FAIL;
+    object* obj = nullptr;
+    if (const int failed = find(__func__, id, obj)) return failed;
     AttrSet ap;
     ap.Add("bgcolor", color & 0xffffff);
     ap.Add("alpha", color >> 24);
@@ -83,8 +84,8 @@ int VNStampBgColorSet1(int id, unsigned int color) try {
 VN_END
 
 int VNStampEnable0(int id, int enable) try {
-    object* obj = stampOf(__func__, id);
-    if (!obj) return VNRES_FAIL;
+    object* obj = nullptr;
+    if (const int failed = find(__func__, id, obj)) return failed;
     AttrSet ap;
     ap.Add("draw", enable != 0);
     return set(__func__, *obj, "draw0", ap);

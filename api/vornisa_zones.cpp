@@ -43,7 +43,7 @@ std::uint32_t vnColorConvert(VNRes_Color rgb) {
 int VNZonesEnable(int idx, int enable) try {
     ZoneMemory shm(1);
     shm_rects_t* rects = nullptr;
-    if (attach(__func__, shm, idx, rects) != VNRES_SUCCEED) return VNRES_FAIL;
+    if (const int failed = attach(__func__, shm, idx, rects)) return failed;
     rects->rects[idx].draw = enable != 0;
     rects->width = frameWidth;
     rects->height = frameHeight;
@@ -58,7 +58,7 @@ VN_END
 int VNZonesSet(int idx, int x, int y, int w, int h, VNRes_Color color) try {
     ZoneMemory shm(1);
     shm_rects_t* rects = nullptr;
-    if (attach(__func__, shm, idx, rects) != VNRES_SUCCEED) return VNRES_FAIL;
+    if (const int failed = attach(__func__, shm, idx, rects)) return failed;
     rects->rects[idx].x = x;
     rects->rects[idx].y = y;
     rects->rects[idx].w = w;

@@ -238,6 +238,13 @@ TEST_P(ZonesRefusalTest, OfWhatIsNoZone) {
         expectRefusal(idx, attaching, "idx<0||idx>=16");
 }
 
+TEST_P(ZonesRefusalTest, OfWhatIsNoZoneComesLast) {
+    script.refuse("ISharedMemory::Address");
+    expectRefusal(16, {attaching[0], attaching[1], attaching[2]}, "!rects");
+    script.refuse("ISharedMemory::ShmName");
+    expectRefusal(16, {attaching[0], attaching[1]}, "!shm.ShmName(\"vornisa_shm_rects\")");
+}
+
 TEST_P(ZonesRefusalTest, LeavesTheNextCallUnharmed) {
     script.refuse("ISharedMemory::ShmName");
     EXPECT_EQ(GetParam().of(0), VNRES_FAIL);
@@ -263,6 +270,13 @@ TEST(ColorConvert, KnownColours) {
     EXPECT_EQ(vnColorConvert(VNRES_COLOR_RED), 0x00FF4C54u);
     EXPECT_EQ(vnColorConvert(VNRES_COLOR_GREEN), 0x0015952Bu);
     EXPECT_EQ(vnColorConvert(VNRES_COLOR_BLUE), 0x006B1DFFu);
+}
+
+// One step of a colour to the next value of Y, or just short of one of U and of V.
+TEST(ColorConvert, FractionsAreCutOff) {
+    EXPECT_EQ(vnColorConvert(0x0002D1), 0x006E19E7u);
+    EXPECT_EQ(vnColorConvert(0xF60001), 0x00FA4956u);
+    EXPECT_EQ(vnColorConvert(0x007C01), 0x004B4857u);
 }
 
 TEST(ColorConvert, TheHighestByteDoesNotCount) {
