@@ -45,7 +45,8 @@ class DebugStream final : public kep::base::ostream {
     kep::base::ostream& operator<<(int value) override { return add(value); }
     kep::base::ostream& operator<<(std::int64_t value) override { return add(value); }
     kep::base::ostream& operator<<(const void* pointer) override { return add(pointer); }
-    kep::base::ostream& operator<<(const char* text) override { return add(text); }
+    // A framework need not take a null text.
+    kep::base::ostream& operator<<(const char* text) override { return add(text ? text : "<null text>"); }
 
     void forget() {
         const std::lock_guard<std::mutex> lock(mutex_);
