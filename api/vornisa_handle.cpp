@@ -59,12 +59,17 @@ class Table {
         return object;
     }
 
+    /** Ends a handle, and with it every other one of the same object: the object ends too. */
     kep::object_base* take(int handle) noexcept {
         kep::object_base* object = nullptr;
         Slot* slot = slotOf(handle, object);
-        if (!slot || !slot->handle.compare_exchange_strong(handle, kBusy)) return nullptr;
-        slot->object.store(nullptr);
-        slot->handle.store(0);
+        if (!slot || !clear(*slot, handle)) return nullptr;
+        for (int level = 0; level < kLevels; ++level) {
+            Slot* slots = levelAt(level, false);
+            if (!slots) break;
+            for (Slot* other = slots; other != slots + (kFirstSlots << level); ++other)
+                if (other->object.load(std::memory_order_relaxed) == object) clear(*other, other->handle.load());
+        }
         return object;
     }
 
@@ -78,6 +83,14 @@ class Table {
         if (!slot.handle.compare_exchange_strong(free, kBusy)) return false;
         slot.object.store(object);
         slot.handle.store(handle);
+        return true;
+    }
+
+    /** Makes the slot of a live handle free; false when it was no longer that handle's. */
+    static bool clear(Slot& slot, int handle) {
+        if (handle <= 0 || !slot.handle.compare_exchange_strong(handle, kBusy)) return false;
+        slot.object.store(nullptr);
+        slot.handle.store(0);
         return true;
     }
 

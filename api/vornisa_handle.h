@@ -34,7 +34,10 @@ int newHandle(kep::object_base* object) noexcept;
 /** The object of a handle; null when the handle is not live. */
 kep::object_base* objectOf(int handle) noexcept;
 
-/** Ends a handle and gives its object to the one caller that ended it; null when the handle is not live. */
+/**
+ * Ends a handle, and every other one of the same object, and gives the object to the one caller that ended
+ * it; null when the handle is not live.
+ */
 kep::object_base* endHandle(int handle) noexcept;
 
 #endif

@@ -125,15 +125,19 @@ TEST_F(HandleTest, ThereMayBeManyAtATime) {
         ASSERT_EQ(vornisa::endHandle(handles[i]), &objects[i]);
 }
 
-TEST_F(HandleTest, OneObjectMayHaveSeveral) {
+TEST_F(HandleTest, AllHandlesOfAnObjectEndWithIt) {
     PlainObject object;
+    PlainObject other;
     const int first = vornisa::newHandle(&object);
     const int second = vornisa::newHandle(&object);
+    const int apart = vornisa::newHandle(&other);
     EXPECT_NE(first, second);
-    EXPECT_EQ(vornisa::endHandle(first), &object);
-    EXPECT_EQ(vornisa::endHandle(first), nullptr);
     EXPECT_EQ(vornisa::objectOf(second), &object);
-    EXPECT_EQ(vornisa::endHandle(second), &object);
+    EXPECT_EQ(vornisa::endHandle(first), &object);
+    EXPECT_EQ(vornisa::objectOf(second), nullptr);
+    EXPECT_EQ(vornisa::endHandle(second), nullptr);
+    EXPECT_EQ(vornisa::objectOf(apart), &other);
+    EXPECT_EQ(vornisa::endHandle(apart), &other);
 }
 
 #endif
