@@ -50,6 +50,8 @@ class Server {
                });
     }
 
+    void freeze() { kill(process_, SIGSTOP); }
+
     void end() {
         if (process_ <= 0) return;
         kill(process_, SIGKILL);
@@ -159,6 +161,23 @@ TEST_F(Pulse, AServerThatDiesIsALostDevice) {
     EXPECT_EQ(pullFrames(*source_, 3).size(), 3u);
     ASSERT_TRUE(player_->ChangeUp(State::play));
     EXPECT_TRUE(push(*player_, sine(600, 4800)));
+}
+
+TEST_F(Pulse, AServerThatHangsIsLeftBehind) {
+    ASSERT_TRUE(source_->ChangeUp(State::play));
+    ASSERT_EQ(pullFrames(*source_, 3).size(), 3u);
+    server_->freeze();
+    Clock::time_point last = Clock::now();
+    EXPECT_TRUE(waitFor([&] {  // nothing is on its way any more
+        for (Frame frame; source_->PullFrame(frame, false);) last = Clock::now();
+        return Clock::now() - last > std::chrono::milliseconds(500);
+    }));
+    ASSERT_TRUE(source_->ChangeDown(State::null));
+    EXPECT_EQ(errors_.count("microphone pulse:quiet.monitor hangs and is left behind"), 1);
+
+    const ScopedEnv test("KEP_HOST_AUDIO", "test");
+    ASSERT_TRUE(source_->ChangeUp(State::play));
+    EXPECT_EQ(pullFrames(*source_, 3).size(), 3u);
 }
 
 }  // namespace
