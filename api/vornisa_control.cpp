@@ -44,6 +44,7 @@ int VNRelease(int id) try {
     VN_LOG(trace, id);
     VN_FAIL_IF(!id, VNRES_INVALID_ARG);
     std::unique_ptr<kep::object_base> obj(vornisa::endHandle(id));
+    if (obj) vornisa::endHandlesOf(obj.get());
     const auto entry = _vornisa_maps.find(id);
     if (entry != _vornisa_maps.end()) {
         delete entry->second;

@@ -59,18 +59,19 @@ class Table {
         return object;
     }
 
-    /** Ends a handle, and with it every other one of the same object: the object ends too. */
     kep::object_base* take(int handle) noexcept {
         kep::object_base* object = nullptr;
         Slot* slot = slotOf(handle, object);
-        if (!slot || !clear(*slot, handle)) return nullptr;
+        return slot && clear(*slot, handle) ? object : nullptr;
+    }
+
+    void takeAll(const kep::object_base* object) noexcept {
         for (int level = 0; level < kLevels; ++level) {
             Slot* slots = levelAt(level, false);
-            if (!slots) break;
-            for (Slot* other = slots; other != slots + (kFirstSlots << level); ++other)
-                if (other->object.load(std::memory_order_relaxed) == object) clear(*other, other->handle.load());
+            if (!slots) return;
+            for (Slot* slot = slots; slot != slots + (kFirstSlots << level); ++slot)
+                if (slot->object.load(std::memory_order_relaxed) == object) clear(*slot, slot->handle.load());
         }
-        return object;
     }
 
   private:
@@ -150,6 +151,10 @@ kep::object_base* objectOf(int handle) noexcept {
 
 kep::object_base* endHandle(int handle) noexcept {
     return table.take(handle);
+}
+
+void endHandlesOf(const kep::object_base* object) noexcept {
+    table.takeAll(object);
 }
 
 }  // namespace vornisa

@@ -22,6 +22,7 @@ inline kep::object_base* objectOf(int handle) {
 inline kep::object_base* endHandle(int handle) {
     return objectOf(handle);
 }
+inline void endHandlesOf(const kep::object_base*) {}
 
 #else
 
@@ -34,11 +35,11 @@ int newHandle(kep::object_base* object) noexcept;
 /** The object of a handle; null when the handle is not live. */
 kep::object_base* objectOf(int handle) noexcept;
 
-/**
- * Ends a handle, and every other one of the same object, and gives the object to the one caller that ended
- * it; null when the handle is not live.
- */
+/** Ends a handle and gives its object to the one caller that ended it; null when the handle is not live. */
 kep::object_base* endHandle(int handle) noexcept;
+
+/** Ends the handles that are left of an object, which has several when it was acquired by its name more than once. */
+void endHandlesOf(const kep::object_base* object) noexcept;
 
 #endif
 
