@@ -37,6 +37,15 @@ class GroupQueue {
         awaitsKey_ = true;
     }
 
+    /** The same with other limits from now on. */
+    void open(Limits limits) {
+        {
+            const std::lock_guard lock(mutex_);
+            limits_ = limits;
+        }
+        open();
+    }
+
     /** Drops what is queued and makes every pull fail until the queue is opened again. */
     void close() {
         {
@@ -45,6 +54,7 @@ class GroupQueue {
             open_ = false;
         }
         filled_.notify_all();
+        emptied_.notify_all();
     }
 
     /** Lets the reader take what is queued, then makes every pull fail. */
@@ -54,6 +64,13 @@ class GroupQueue {
             open_ = false;
         }
         filled_.notify_all();
+        emptied_.notify_all();
+    }
+
+    /** Blocks until an item of so many bytes has room, the queue is empty, or it is open no longer. */
+    void waitForRoom(std::size_t bytes) {
+        std::unique_lock lock(mutex_);
+        emptied_.wait(lock, [&] { return !open_ || items_.empty() || !isFullFor(bytes); });
     }
 
     PushResult push(Item item, bool key, std::size_t bytes) {
@@ -61,7 +78,7 @@ class GroupQueue {
         {
             const std::lock_guard lock(mutex_);
             if (!open_) return {0, false};
-            while (!items_.empty() && (items_.size() >= limits_.items || bytes_ + bytes > limits_.bytes)) {
+            while (!items_.empty() && isFullFor(bytes)) {
                 lost += dropOldestGroup();
                 if (items_.empty()) awaitsKey_ = true;
             }
@@ -102,11 +119,16 @@ class GroupQueue {
         std::size_t bytes;
     };
 
+    bool isFullFor(std::size_t bytes) const {
+        return items_.size() >= limits_.items || bytes_ + bytes > limits_.bytes;
+    }
+
     bool take(Item& item) {
         if (items_.empty()) return false;
         item = std::move(items_.front().item);
         bytes_ -= items_.front().bytes;
         items_.pop_front();
+        emptied_.notify_all();
         return true;
     }
 
@@ -125,9 +147,10 @@ class GroupQueue {
         bytes_ = 0;
     }
 
-    const Limits limits_;
+    Limits limits_;
     std::mutex mutex_;
     std::condition_variable filled_;
+    std::condition_variable emptied_;
     std::deque<Entry> items_;
     std::size_t bytes_ = 0;
     bool open_ = false;

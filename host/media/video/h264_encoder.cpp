@@ -55,6 +55,8 @@ std::unique_ptr<H264Encoder> H264Encoder::open(const H264Settings& settings, std
     av_opt_set(codec->priv_data, "preset", "ultrafast", 0);
     av_opt_set(codec->priv_data, "tune", "zerolatency", 0);
     av_opt_set(codec->priv_data, "forced-idr", "1", 0);
+    // Of one that writes its own lines, past the libraries' log; others have no such option.
+    av_opt_set(codec->priv_data, "x265-params", "log-level=none", 0);
 
     const int opened = avcodec_open2(codec.get(), found, nullptr);
     if (opened < 0) {
