@@ -1,6 +1,8 @@
 #include "media/pipeline/element.h"
 
 #include "core/log.h"
+#include "core/text_message.h"
+#include "media/pipeline/outlet.h"
 
 namespace kep::host {
 
@@ -16,19 +18,31 @@ Element::Element() {
             return true;
         });
     properties().add<bool>(
-        "dbg", [this] { return traced_; },
+        "dbg", [this] { return traced_.load(); },
         [this](bool traced) {
             traced_ = traced;
             return true;
         });
 }
 
+Element::~Element() {
+    unlink();
+    for (Element* const before : previous_) std::erase(before->next_, this);
+}
+
+bool Element::Configure(base::AttrSet& attributes) {
+    const char* const traced = attributes.Get("dbg");
+    return (!traced || SetStr("dbg", traced)) && ObjectImpl::Configure(attributes);
+}
+
 bool Element::link(Element& next) {
     next_.push_back(&next);
+    next.previous_.push_back(this);
     return true;
 }
 
 void Element::unlink() {
+    for (Element* const after : next_) std::erase(after->previous_, this);
     next_.clear();
 }
 
@@ -36,10 +50,24 @@ void Element::give(const SharedPacket& packet) const {
     const char* kind = packet->isVideo() ? "video" : "audio";
     for (Element* next : next_)
         if (next->caps_.empty() || next->caps_ == kind) next->take(packet, *this);
+    if (outlet_) outlet_->give(packet);
 }
 
 void Element::giveCut() const {
     for (Element* next : next_) next->takeCut(*this);
+}
+
+void Element::tell(const char* name, const std::string& attributes) {
+    TextMessage message(("name=" + std::string(name) + "," + attributes).c_str());
+    sendMessage(message);
+}
+
+void Element::tellLost(Media::Kind kind, std::size_t lost) {
+    if (!lost) return;
+    const bool video = kind == Media::Kind::video;
+    const std::size_t total = lost_[video ? 0 : 1] += lost;
+    tell("frameLost", std::string("media=") + (video ? "video" : "audio") + ",lost=" + std::to_string(lost) +
+                          ",total=" + std::to_string(total));
 }
 
 void Element::trace(std::string_view text) const {

@@ -1,6 +1,9 @@
 #ifndef KEP_HOST_ELEMENT_H
 #define KEP_HOST_ELEMENT_H
 
+#include <array>
+#include <atomic>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -10,15 +13,22 @@
 
 namespace kep::host {
 
+class Outlet;
+
 /**
  * A part of a pipeline: takes packets from the elements linked before it and gives packets to those linked
  * after it, on the thread that brought them. A source and a queue bring a thread of their own.
  *
  * A pipeline goes up from its end and down from its start, so an element is ready before anything reaches it,
  * and in down() it still passes on what it holds: nothing comes to it any more, and those after it still run.
+ * A class with a thread calls retire() in its destructor.
  */
-class Element : public ObjectImpl {
+class KEP_API Element : public ObjectImpl {
   public:
+    ~Element() override;
+
+    bool Configure(base::AttrSet& attributes) override;
+
     /** Takes a packet that `from` gives. May be called by several elements before it, each on its own thread.
      */
     virtual void take(const SharedPacket& packet, const Element& from) = 0;
@@ -26,9 +36,15 @@ class Element : public ObjectImpl {
     /** The stream is cut here: what follows belongs to another file. As it stands here it is passed on. */
     virtual void takeCut(const Element&) { giveCut(); }
 
+    /** Whether anything can be linked before this element; nothing can before a source. */
+    virtual bool isFed() const { return true; }
+
     /** Links `next` after this element. Only while both are down. */
     virtual bool link(Element& next);
+    /** Parts the element from those after it. Only while both are down. */
     void unlink();
+    /** Where others can listen to what this element gives; null for nowhere. Only while it is down. */
+    void setOutlet(std::shared_ptr<Outlet> outlet) { outlet_ = std::move(outlet); }
 
     /** Which media this element takes: "video", "audio", or empty for both. */
     const std::string& caps() const { return caps_; }
@@ -41,14 +57,30 @@ class Element : public ObjectImpl {
     void giveCut() const;
 
     const std::vector<Element*>& next() const { return next_; }
+    const std::vector<Element*>& previous() const { return previous_; }
+
+    /** Sends `name=NAME,TEXT` upward. */
+    void tell(const char* name, const std::string& attributes);
+    /** Counts packets that this element had to drop, and sends `name=frameLost` upward; nothing for none. */
+    void tellLost(Media::Kind kind, std::size_t lost);
 
     /** Writes an information line when the element's "dbg" is on. */
     void trace(std::string_view text) const;
 
   private:
     std::string caps_;
-    bool traced_ = false;
+    std::atomic<bool> traced_{false};
     std::vector<Element*> next_;
+    std::vector<Element*> previous_;
+    std::shared_ptr<Outlet> outlet_;
+    std::array<std::atomic<std::size_t>, 2> lost_{};
+};
+
+/** An element at which a stream begins. */
+class KEP_API SourceElement : public Element {
+  public:
+    bool isFed() const final { return false; }
+    void take(const SharedPacket&, const Element&) final {}
 };
 
 }  // namespace kep::host

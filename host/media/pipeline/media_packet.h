@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "kep/packet.h"
+#include "kep/visibility.h"
 #include "media/audio/audio_block.h"
 #include "media/common/ffmpeg.h"
 #include "media/video/picture.h"
@@ -16,7 +17,7 @@ namespace kep::host {
 
 /** What the packets of a stream are made of. Shared by all of them and never changed: a stream that changes
  * points to another one from then on. */
-class Media final : public stream::IMedia {
+class KEP_API Media final : public stream::IMedia {
   public:
     enum class Kind { video, audio };
 
@@ -25,6 +26,7 @@ class Media final : public stream::IMedia {
     int width = 0;
     int height = 0;
     AVRational frameRate = {0, 1};
+    AVColorSpace colours = AVCOL_SPC_UNSPECIFIED;
     int sampleRate = 0;
     int channels = 0;
     int bitRate = 0;
@@ -42,7 +44,7 @@ using MediaPtr = std::shared_ptr<const Media>;
 
 /** One picture, block of samples or access unit on its way through a pipeline. Whoever holds it only reads
  * it. */
-class MediaPacket final : public stream::Packet {
+class KEP_API MediaPacket final : public stream::Packet {
   public:
     MediaPtr media;
     SteadyTime stamp;                     /**< capture time of the picture or of the first sample */
@@ -65,6 +67,18 @@ class MediaPacket final : public stream::Packet {
 };
 
 using SharedPacket = std::shared_ptr<const MediaPacket>;
+
+/** Finds where a stream may be cut. Where there is video, sound alone begins no group. */
+class GroupSense {
+  public:
+    bool begins(const MediaPacket& packet) {
+        if (packet.isVideo()) video_ = true;
+        return packet.key && packet.isVideo() == video_;
+    }
+
+  private:
+    bool video_ = false;
+};
 
 }  // namespace kep::host
 

@@ -1,0 +1,76 @@
+#include "media/pipeline/board_pipelines.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <string_view>
+
+#include "core/creation.h"
+#include "core/log.h"
+#include "media/pipeline/pipeline.h"
+#include "media/video/video_hub.h"
+
+namespace kep::host {
+namespace {
+
+constexpr const char* kAac =
+    "type=pipeline,name=plAacSource,ondemand=true,layout={MicSrc+encoder-aac:name=aac}";
+// Encoded once for both: of the same microphone nobody needs two streams.
+constexpr const char* kPreRecordAac =
+    "type=pipeline,name=plPreRecordAac,ondemand=true,past=12000,"
+    "layout={ShmSource:connect={type=pipeline,name=plAacSource},name=src}";
+constexpr const char* kPreRecordH264 =
+    "type=pipeline,name=plPreRecordH264,ondemand=true,past=12000,"
+    "layout={pv-yuv-src-adv:name=src+encoder-h264:name=enc,goptype=ippp,gop=15,br=4000000,fr=30}";
+
+std::atomic<bool> used{false};
+
+/** Whether pre-recording is to run although nobody is attached. */
+bool runsAlways() {
+    const char* const set = std::getenv("KEP_HOST_PRERECORD");
+    const std::string_view choice = set ? set : "";
+    if (choice == "always") return true;
+    if (!choice.empty() && choice != "attached")
+        KEP_HOST_ERROR("KEP_HOST_PRERECORD=" + std::string(choice) + " is none of attached, always");
+    return false;
+}
+
+}  // namespace
+
+BoardPipelines& BoardPipelines::instance() {
+    static BoardPipelines pipelines;
+    return pipelines;
+}
+
+void BoardPipelines::firstUse() {
+    if (!used.exchange(true) && runsAlways()) instance();
+}
+
+BoardPipelines::BoardPipelines() {
+    used = true;
+    // So that it outlives them when the process ends.
+    VideoHub::instance();
+    make(kAac);
+    std::vector<std::shared_ptr<Outlet>> preRecorded = {make(kPreRecordAac), make(kPreRecordH264)};
+    if (runsAlways()) starting_ = std::thread([this, preRecorded] { keepRunning(preRecorded); });
+}
+
+BoardPipelines::~BoardPipelines() {
+    if (starting_.joinable()) starting_.join();
+    // The last first: they listen to those before them.
+    while (!pipelines_.empty()) pipelines_.pop_back();
+}
+
+std::shared_ptr<Outlet> BoardPipelines::make(const char* text) {
+    auto* const made = dynamic_cast<Pipeline*>(makeObject(text).object);
+    if (!made) return nullptr;
+    pipelines_.emplace_back(made);
+    return made->outlet();
+}
+
+void BoardPipelines::keepRunning(std::vector<std::shared_ptr<Outlet>> outlets) {
+    for (const std::shared_ptr<Outlet>& outlet : outlets) {
+        if (outlet) outlet->hold();
+    }
+}
+
+}  // namespace kep::host

@@ -1,0 +1,60 @@
+#include <algorithm>
+#include <condition_variable>
+
+#include "core/class_registry.h"
+#include "media/pipeline/element.h"
+
+namespace kep::host {
+namespace {
+
+constexpr std::chrono::seconds kLongestHold(1);
+
+/** The end of a chain whose result is elsewhere. With `live=true` it takes each packet when it is due. */
+class FakeSink final : public Element {
+  public:
+    FakeSink() {
+        properties().add<bool>(
+            "live", [this] { return live_.load(); },
+            [this](bool live) {
+                live_ = live;
+                return true;
+            });
+        properties().add<std::int64_t>(
+            "count", [this] { return count_.load(); }, nullptr);
+    }
+    ~FakeSink() override { retire(); }
+
+    void take(const SharedPacket& packet, const Element&) override {
+        if (live_) {
+            std::unique_lock lock(mutex_);
+            const SteadyTime latest = std::chrono::steady_clock::now() + kLongestHold;
+            stopping_.wait_until(lock, std::min(packet->stamp, latest), [this] { return stopped_; });
+        }
+        ++count_;
+    }
+
+  protected:
+    bool up(State) override { return stop(false); }
+    bool down(State) override { return stop(true); }
+
+  private:
+    bool stop(bool stopped) {
+        {
+            const std::lock_guard lock(mutex_);
+            stopped_ = stopped;
+        }
+        stopping_.notify_all();
+        return true;
+    }
+
+    std::atomic<bool> live_{false};
+    std::atomic<std::int64_t> count_{0};
+    std::mutex mutex_;
+    std::condition_variable stopping_;
+    bool stopped_ = false;
+};
+
+const ClassRegistration<FakeSink> registration("FakeSink");
+
+}  // namespace
+}  // namespace kep::host

@@ -1,0 +1,88 @@
+#include <pthread.h>
+
+#include <mutex>
+#include <thread>
+
+#include "core/class_registry.h"
+#include "media/common/group_queue.h"
+#include "media/pipeline/element.h"
+#include "media/pipeline/limits.h"
+
+namespace kep::host {
+namespace {
+
+/**
+ * A bounded queue and the thread behind it. When it is full it makes the element before it wait, so that what
+ * is lost is lost at the source, whose queue is bounded too; with `leaky=true` it drops whole groups itself,
+ * oldest first. On the way down it hands on all that it holds.
+ */
+class Fifo final : public Element {
+  public:
+    Fifo() {
+        addWholeNumber(properties(), *this, "max", max_, 1, 100'000);
+        addWholeNumber(properties(), *this, "bytes", bytes_, 1, 1 << 30);
+        properties().add<bool>(
+            "leaky", [this] { return leaky_.load(); },
+            [this](bool leaky) {
+                leaky_ = leaky;
+                return true;
+            });
+    }
+    ~Fifo() override { retire(); }
+
+    void take(const SharedPacket& packet, const Element&) override {
+        const std::size_t weight = packet->weight();
+        const std::lock_guard lock(entry_);
+        if (!leaky_) queue_.waitForRoom(weight);
+        tellLost(packet->media->kind, queue_.push(packet, groups_.begins(*packet), weight).lost);
+    }
+
+    void takeCut(const Element&) override {
+        const std::lock_guard lock(entry_);
+        if (!leaky_) queue_.waitForRoom(0);
+        queue_.push({}, false, 0);
+    }
+
+  protected:
+    bool up(State target) override {
+        if (target != State::play) return true;
+        groups_ = {};
+        queue_.open({static_cast<std::size_t>(max_), static_cast<std::size_t>(bytes_)});
+        thread_ = std::thread([this] { work(); });
+        return true;
+    }
+
+    bool down(State) override {
+        if (!thread_.joinable()) return true;
+        queue_.finish();
+        thread_.join();
+        return true;
+    }
+
+  private:
+    void work() {
+        pthread_setname_np(pthread_self(), "fifo");
+        for (SharedPacket packet; queue_.pull(packet, true);) {
+            if (packet) {
+                give(packet);
+            } else {
+                giveCut();
+            }
+            packet.reset();
+        }
+    }
+
+    std::atomic<int> max_{64};
+    std::atomic<int> bytes_{64 << 20};
+    std::atomic<bool> leaky_{false};
+    GroupQueue<SharedPacket> queue_{{1, 1}};
+    std::mutex entry_; /**< one packet after the other, of however many elements before it */
+    GroupSense groups_;
+    std::thread thread_;
+};
+
+const ClassRegistration<Fifo> filter("FifoFilter");
+const ClassRegistration<Fifo> sink("FifoSink");
+
+}  // namespace
+}  // namespace kep::host

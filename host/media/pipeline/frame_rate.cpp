@@ -1,0 +1,100 @@
+#include <algorithm>
+#include <charconv>
+
+#include "core/class_registry.h"
+#include "media/pipeline/element.h"
+#include "media/pipeline/limits.h"
+
+namespace kep::host {
+namespace {
+
+using std::chrono::nanoseconds;
+
+/** Lets no more than `fr` pictures of a second pass. Sound passes. */
+class FrameRateCtrl final : public Element {
+  public:
+    FrameRateCtrl() { addWholeNumber(properties(), *this, "fr", rate_, 1, 1000); }
+
+    void take(const SharedPacket& packet, const Element&) override {
+        if (!packet->isVideo() || isDue(packet->stamp)) give(packet);
+    }
+
+  protected:
+    bool up(State) override {
+        due_ = last_ = {};
+        return true;
+    }
+
+  private:
+    bool isDue(SteadyTime stamp) {
+        const nanoseconds period = nanoseconds(1'000'000'000) / rate_.load();
+        const nanoseconds interval = stamp - last_;
+        last_ = stamp;
+        // Of the pictures about a due time the nearest is taken; a rate about that of the source takes them
+        // all, whatever their jitter.
+        if (stamp + std::clamp(interval, nanoseconds(0), period) / 2 < due_) return false;
+        due_ += period;
+        if (due_ <= stamp) due_ = stamp + period;
+        return true;
+    }
+
+    std::atomic<int> rate_{30};
+    SteadyTime due_;
+    SteadyTime last_;
+};
+
+/** Drops `a` of every `b` pictures, evenly: `dr=a/b`. A count of 0 or less drops none. Sound passes. */
+class FrameDroper final : public Element {
+  public:
+    FrameDroper() {
+        properties().add<std::string>(
+            "dr",
+            [this] {
+                const std::lock_guard lock(mutex_);
+                return std::to_string(drops_) + "/" + std::to_string(of_);
+            },
+            [this](const std::string& text) { return setRatio(text); });
+    }
+
+    void take(const SharedPacket& packet, const Element&) override {
+        if (!packet->isVideo() || passes()) give(packet);
+    }
+
+  private:
+    bool setRatio(const std::string& text) {
+        int drops = 0;
+        int of = 0;
+        const char* const end = text.data() + text.size();
+        const auto first = std::from_chars(text.data(), end, drops);
+        const bool split = first.ec == std::errc() && first.ptr != end && *first.ptr == '/';
+        const auto second = split ? std::from_chars(first.ptr + 1, end, of) : first;
+        if (!split || second.ec != std::errc() || second.ptr != end || of < 1 || drops >= of) {
+            KEP_HOST_ERROR(label() + ": dr=" + text + " is no number of pictures out of a larger one");
+            return false;
+        }
+        const std::lock_guard lock(mutex_);
+        drops_ = drops;
+        of_ = of;
+        sum_ = 0;
+        return true;
+    }
+
+    bool passes() {
+        const std::lock_guard lock(mutex_);
+        sum_ += std::max(drops_, 0);
+        if (sum_ < of_) return true;
+        sum_ -= of_;
+        return false;
+    }
+
+    std::mutex mutex_;
+    int drops_ = 0;
+    int of_ = 1;
+    int sum_ = 0;
+};
+
+const ClassRegistration<FrameRateCtrl> rateControl("FrameRateCtrl");
+const ClassRegistration<FrameDroper> dropper("FrameDroper");
+
+}  // namespace
+}  // namespace kep::host

@@ -1,0 +1,30 @@
+#ifndef KEP_HOST_LIMITS_H
+#define KEP_HOST_LIMITS_H
+
+#include <atomic>
+#include <string>
+
+#include "core/log.h"
+#include "core/object_impl.h"
+
+namespace kep::host {
+
+/** Adds a property of whole numbers from `low` to `high`; others are refused with a line. */
+inline void addWholeNumber(Properties& properties, const ObjectImpl& owner, const char* name,
+                           std::atomic<int>& value, int low, int high) {
+    properties.add<int>(
+        name, [&value] { return value.load(); },
+        [&owner, &value, name, low, high](int wanted) {
+            if (wanted < low || wanted > high) {
+                KEP_HOST_ERROR(owner.label() + ": " + name + "=" + std::to_string(wanted) + " is not from " +
+                               std::to_string(low) + " to " + std::to_string(high));
+                return false;
+            }
+            value = wanted;
+            return true;
+        });
+}
+
+}  // namespace kep::host
+
+#endif

@@ -1,0 +1,100 @@
+#include <pthread.h>
+
+#include <algorithm>
+#include <condition_variable>
+#include <thread>
+
+#include "core/class_registry.h"
+#include "media/audio/audio_hub.h"
+#include "media/pipeline/element.h"
+
+namespace kep::host {
+namespace {
+
+constexpr std::chrono::seconds kFirstRetry(1);
+constexpr std::chrono::seconds kLastRetry(8);
+
+/**
+ * What the microphone hears, in its own format. It starts whether or not there is a microphone, and looks for
+ * one again while there is none: nothing that also has pictures is to depend on it.
+ */
+class MicrophoneElement final : public SourceElement {
+  public:
+    MicrophoneElement() {
+        tap_.onLost = [this](std::size_t blocks) { tellLost(host::Media::Kind::audio, blocks); };
+        tap_.onDeviceLost = [this](const std::string& device) {
+            tell("deviceLost", "media=audio,device={" + device + "}");
+        };
+    }
+    ~MicrophoneElement() override { retire(); }
+
+  protected:
+    bool up(State target) override {
+        if (target != State::play) return true;
+        stopping_ = false;
+        thread_ = std::thread([this] { work(); });
+        return true;
+    }
+
+    bool down(State) override {
+        {
+            const std::lock_guard lock(mutex_);
+            stopping_ = true;
+        }
+        changed_.notify_all();
+        tap_.queue.finish();
+        if (thread_.joinable()) thread_.join();
+        return true;
+    }
+
+  private:
+    void work() {
+        pthread_setname_np(pthread_self(), "mic-element");
+        auto pause = kFirstRetry;
+        do {
+            const std::optional<AudioFormat> format = AudioHub::instance().attach(tap_);
+            if (format) {
+                pause = kFirstRetry;
+                // Asked to stop meanwhile, it has opened the queue again and would wait for ever.
+                if (!waitToStop(std::chrono::seconds(0))) giveAll(*format);
+                AudioHub::instance().detach(tap_);
+            } else {
+                pause = std::min(pause * 2, kLastRetry);
+            }
+        } while (!waitToStop(pause));
+    }
+
+    bool waitToStop(std::chrono::seconds limit) {
+        std::unique_lock lock(mutex_);
+        return changed_.wait_until(lock, std::chrono::steady_clock::now() + limit,
+                                   [this] { return stopping_; });
+    }
+
+    void giveAll(AudioFormat format) {
+        auto media = std::make_shared<host::Media>();
+        media->kind = host::Media::Kind::audio;
+        media->codec = AV_CODEC_ID_PCM_S16LE;
+        media->sampleRate = format.rate;
+        media->channels = format.channels;
+        for (SharedBlock block; tap_.queue.pull(block, true);) {
+            auto packet = std::make_shared<MediaPacket>();
+            packet->media = media;
+            packet->stamp = block->stamp;
+            packet->duration = format.duration(block->frames());
+            packet->size = static_cast<int>(block->samples.size() * sizeof(std::int16_t));
+            packet->bytes = {block, reinterpret_cast<const std::uint8_t*>(block->samples.data())};
+            give(packet);
+        }
+    }
+
+    AudioTap tap_;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    bool stopping_ = false;
+    std::thread thread_;
+};
+
+const ClassRegistration<MicrophoneElement> registration("MicSrc");
+
+}  // namespace
+}  // namespace kep::host

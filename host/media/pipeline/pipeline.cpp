@@ -1,0 +1,130 @@
+#include "media/pipeline/pipeline.h"
+
+#include <algorithm>
+
+#include "core/class_registry.h"
+#include "core/creation.h"
+#include "core/description.h"
+#include "core/log.h"
+#include "core/names.h"
+#include "media/pipeline/board_pipelines.h"
+
+namespace kep::host {
+namespace {
+
+const ClassRegistration<Pipeline> registration("Pipeline");
+
+constexpr int kLongestPast = 60'000;
+
+/** The element before position `end` that has this name; null when there is none. */
+Element* findBefore(const std::vector<ObjectImpl*>& objects, std::size_t end, const std::string& name) {
+    for (std::size_t i = 0; i < end; ++i) {
+        if (foldedName(objects[i]->name()) == foldedName(name)) return dynamic_cast<Element*>(objects[i]);
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+Pipeline::Pipeline() {
+    properties().add<bool>(
+        "ondemand", [this] { return onDemand_; }, [this](bool wanted) { return setOnDemand(wanted); });
+    properties().add<int>(
+        "past", [this] { return past_; },
+        [this](int milliseconds) {
+            if (milliseconds < 0 || milliseconds > kLongestPast) {
+                KEP_HOST_ERROR(label() + ": past=" + std::to_string(milliseconds) + " is not from 0 to " +
+                               std::to_string(kLongestPast));
+                return false;
+            }
+            past_ = milliseconds;
+            outlet_->keepPast(std::chrono::milliseconds(milliseconds));
+            return true;
+        });
+}
+
+Pipeline::~Pipeline() {
+    OutletNames::instance().remove(outlet_.get());
+    outlet_->end();
+    retire();
+}
+
+bool Pipeline::setOnDemand(bool wanted) {
+    onDemand_ = wanted;
+    outlet_->setDemand(
+        wanted ? [this](bool raise) { return raise ? changeUp(State::play) : changeDown(State::null); }
+               : Outlet::Demand());
+    return true;
+}
+
+bool Pipeline::plan(const char* chain, const std::vector<ObjectImpl*>& objects, std::vector<Joint>& joints) {
+    std::vector<ElementText> texts;
+    TextError error;
+    // Made from it, the objects show that it parses; a description in its place is a single element.
+    if (isChain(chain)) parseChain(chain, texts, error);
+    for (std::size_t i = 0; i < objects.size(); ++i) {
+        const auto place = [&] {
+            return CreationScope::place(chain, i < texts.size() ? texts[i].offset : 0);
+        };
+        Joint joint{dynamic_cast<Element*>(objects[i]), {}};
+        if (!joint.element) {
+            KEP_HOST_ERROR(objects[i]->label() + " is no element of a pipeline" + place());
+            return false;
+        }
+        const char* const link = i < texts.size() ? texts[i].attributes.Get("link") : nullptr;
+        if (!link && i > 0) joint.feeders.push_back(joints.back().element);
+        std::vector<std::string> names;
+        if (link && foldedName(link) != "null" && !parseList(link, names, error)) {
+            KEP_HOST_ERROR(objects[i]->label() + ": link={" + link + "}: " + error.message + place());
+            return false;
+        }
+        for (const std::string& name : names) {
+            Element* const feeder = findBefore(objects, i, name);
+            if (!feeder) {
+                KEP_HOST_ERROR("there is no element \"" + name + "\" before " + objects[i]->label() +
+                               " to link it with" + place());
+                return false;
+            }
+            if (std::find(joint.feeders.begin(), joint.feeders.end(), feeder) == joint.feeders.end())
+                joint.feeders.push_back(feeder);
+        }
+        if (!joint.feeders.empty() && !joint.element->isFed()) {
+            KEP_HOST_ERROR(objects[i]->label() + " is a source and takes nothing from " +
+                           joint.feeders.front()->label() + place());
+            return false;
+        }
+        joints.push_back(std::move(joint));
+    }
+    return true;
+}
+
+bool Pipeline::Configure(base::AttrSet& attributes) {
+    BoardPipelines::firstUse();
+    const char* const chain =
+        attributes.Get("layout") ? attributes.Get("layout") : attributes.Get("serialize");
+    base::AttrSet own;
+    for (int i = 0; const char* const key = attributes.Key(i); ++i) {
+        if (std::string_view(key) != "layout" && std::string_view(key) != "serialize")
+            own.Add(key, attributes.Value(i));
+    }
+    Offspring content;
+    std::vector<Joint> joints;
+    if (!knowsAll(own)) return false;
+    if (chain) {
+        if (!content.make(chain) || !plan(chain, content.objects(), joints)) return false;
+        changeDown(State::null);
+        if (!replaceChildren(content.objects())) return false;
+        for (const Joint& joint : joints) {
+            for (Element* const feeder : joint.feeders) {
+                if (!feeder->link(*joint.element)) return false;
+            }
+        }
+        if (!joints.empty()) joints.back().element->setOutlet(outlet_);
+    }
+    if (!ObjectImpl::Configure(own)) return false;
+    if (!name().empty() && !named_) OutletNames::instance().add(name(), outlet_);
+    named_ = true;
+    return true;
+}
+
+}  // namespace kep::host

@@ -1,0 +1,49 @@
+#ifndef KEP_HOST_PIPELINE_H
+#define KEP_HOST_PIPELINE_H
+
+#include <memory>
+
+#include "media/pipeline/element.h"
+#include "media/pipeline/outlet.h"
+
+namespace kep::host {
+
+/**
+ * A chain of elements, given as `layout` or `serialize`. Each is fed by the one written before it, or by
+ * those that its `link` names; `link=null` is fed by none. A new chain takes the place of the old one once it
+ * is made whole. What the last element gives can be listened to by others; a pipeline with a name is found by
+ * it.
+ *
+ * `past` milliseconds of what it gave are kept for those who attach later. With `ondemand=true` it runs while
+ * somebody is attached.
+ */
+class Pipeline final : public ObjectImpl {
+  public:
+    Pipeline();
+    ~Pipeline() override;
+
+    bool Configure(base::AttrSet& attributes) override;
+    const std::shared_ptr<Outlet>& outlet() const { return outlet_; }
+
+  protected:
+    bool asksChildren() const override { return true; }
+
+  private:
+    /** An element and those that feed it. */
+    struct Joint {
+        Element* element;
+        std::vector<Element*> feeders;
+    };
+
+    static bool plan(const char* chain, const std::vector<ObjectImpl*>& objects, std::vector<Joint>& joints);
+    bool setOnDemand(bool wanted);
+
+    const std::shared_ptr<Outlet> outlet_ = std::make_shared<Outlet>();
+    bool onDemand_ = false;
+    int past_ = 0;
+    bool named_ = false;
+};
+
+}  // namespace kep::host
+
+#endif

@@ -1,0 +1,124 @@
+#include <pthread.h>
+
+#include <thread>
+
+#include "core/class_registry.h"
+#include "core/creation.h"
+#include "core/log.h"
+#include "core/names.h"
+#include "media/pipeline/board_pipelines.h"
+#include "media/pipeline/pipeline.h"
+
+namespace kep::host {
+namespace {
+
+/**
+ * Brings in what another pipeline gives at its end: `connect={type=pipeline,name=X}` attaches to the one of
+ * that name, `connect={type=pipeline,layout={...},name=Y}` makes one of its own, which it starts and stops.
+ * Between the two is a queue bounded in bytes; a chain that does not keep up loses whole groups, oldest
+ * first.
+ */
+class ShmSource final : public SourceElement {
+  public:
+    ShmSource() {
+        inlet_.onLost = [this](host::Media::Kind kind, std::size_t lost) { tellLost(kind, lost); };
+        inlet_.onEnd = [this] { tell("pipelineLost", "pipeline={" + partner_ + "}"); };
+    }
+    ~ShmSource() override { retire(); }
+
+    bool Configure(base::AttrSet& attributes) override {
+        base::AttrSet own;
+        for (int i = 0; const char* const key = attributes.Key(i); ++i) {
+            if (std::string_view(key) != "connect") own.Add(key, attributes.Value(i));
+        }
+        const char* const text = attributes.Get("connect");
+        if (!knowsAll(own) || (text && !connect(text))) return false;
+        return SourceElement::Configure(own);
+    }
+
+  protected:
+    bool asksChildren() const override { return true; }
+
+    bool up(State target) override {
+        if (target != State::play) return ObjectImpl::up(target);
+        std::shared_ptr<Outlet> outlet = outlet_;
+        if (outlet && outlet->hasEnded()) outlet = findPipeline(partner_);
+        if (!outlet) {
+            KEP_HOST_ERROR(label() + ": there is no pipeline \"" + partner_ + "\"");
+            return false;
+        }
+        outlet_ = outlet;
+        // Before the own pipeline starts, so that its first picture is not missed.
+        if (!outlet->attach(inlet_)) return false;
+        thread_ = std::thread([this] { work(); });
+        if (ObjectImpl::up(target)) return true;
+        leave();
+        return false;
+    }
+
+    bool down(State target) override {
+        const bool clean = ObjectImpl::down(target);
+        leave();
+        return clean;
+    }
+
+  private:
+    bool connect(const char* text) {
+        base::AttrSet partner;
+        if (!partner.Parse(text)) return false;
+        if (foldedClassName(partner.GetOrDef("type", "")) != "pipeline") {
+            KEP_HOST_ERROR(label() + ": connect={" + text + "} describes no pipeline" +
+                           CreationScope::place(text, 0));
+            return false;
+        }
+        const char* const name = partner.GetOrDef("name", "");
+        std::shared_ptr<Outlet> outlet;
+        Offspring content;
+        if (partner.Get("layout") || partner.Get("serialize")) {
+            if (!content.make(text)) return false;
+            auto* const own = dynamic_cast<Pipeline*>(content.objects().front());
+            if (!own) return false;
+            outlet = own->outlet();
+        } else {
+            outlet = findPipeline(name);
+        }
+        if (!outlet) {
+            KEP_HOST_ERROR(label() + ": there is no pipeline \"" + name + "\"" +
+                           CreationScope::place(text, 0));
+            return false;
+        }
+        changeDown(State::null);
+        outlet_ = std::move(outlet);
+        partner_ = name;
+        return replaceChildren(content.objects());
+    }
+
+    static std::shared_ptr<Outlet> findPipeline(const std::string& name) {
+        if (auto found = OutletNames::instance().find(name)) return found;
+        BoardPipelines::instance();
+        return OutletNames::instance().find(name);
+    }
+
+    void work() {
+        pthread_setname_np(pthread_self(), "shm-source");
+        for (SharedPacket packet; inlet_.queue.pull(packet, true); packet.reset()) give(packet);
+    }
+
+    /** Hands on what has come, and ends. */
+    void leave() {
+        if (!thread_.joinable()) return;
+        outlet_->detach(inlet_);
+        inlet_.queue.finish();
+        thread_.join();
+    }
+
+    Inlet inlet_;
+    std::string partner_;
+    std::shared_ptr<Outlet> outlet_;
+    std::thread thread_;
+};
+
+const ClassRegistration<ShmSource> registration("ShmSource");
+
+}  // namespace
+}  // namespace kep::host

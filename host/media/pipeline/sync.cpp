@@ -1,0 +1,203 @@
+#include <pthread.h>
+
+#include <array>
+#include <condition_variable>
+#include <deque>
+#include <thread>
+
+#include "core/class_registry.h"
+#include "media/pipeline/element.h"
+#include "media/pipeline/limits.h"
+
+namespace kep::host {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::nanoseconds;
+
+constexpr std::size_t kMostHeld = 512;
+/** How far a stamp may lie ahead of the clock, and after the one before it once it has been shifted. */
+constexpr std::chrono::seconds kSlack(1);
+
+/**
+ * Keeps the stamps of one stream rising and on the clock. A stamp that jumps back, or ahead of the present,
+ * is replaced by the one that was due, and those that follow are shifted by as much until they fit again.
+ */
+class StampGuard {
+  public:
+    /** What to add to the stamp; `jumped` tells that it begins to be something else than before. */
+    nanoseconds correction(const MediaPacket& packet, bool& jumped) {
+        const SteadyTime latest = Clock::now() + kSlack;
+        const auto fits = [&](SteadyTime stamp) { return stamp <= latest && (!begun_ || stamp > last_); };
+        jumped = false;
+        if (fits(packet.stamp)) {
+            shift_ = {};
+        } else if (const SteadyTime shifted = packet.stamp + shift_;
+                   shift_.count() == 0 || !fits(shifted) || shifted - last_ > kSlack) {
+            const nanoseconds usual = packet.duration.count() > 0 ? packet.duration : interval_;
+            shift_ = (begun_ ? last_ + usual : Clock::now()) - packet.stamp;
+            jumped = true;
+        }
+        const SteadyTime stamp = packet.stamp + shift_;
+        if (begun_ && stamp - last_ < kSlack) interval_ = stamp - last_;
+        last_ = stamp;
+        begun_ = true;
+        return shift_;
+    }
+
+    /** Whether nothing up to `stamp` can come any more. */
+    bool hasPassed(SteadyTime stamp) const { return begun_ && last_ >= stamp; }
+
+  private:
+    bool begun_ = false;
+    SteadyTime last_;
+    nanoseconds shift_{0};
+    nanoseconds interval_{1'000'000};
+};
+
+/**
+ * Merges sound and pictures on one thread, in the order of their stamps. It begins with the first key frame:
+ * what is heard before is left out. A packet waits for the other stream no longer than `wait` milliseconds,
+ * so that a silent microphone holds up nothing; sound that comes later than that keeps its own time.
+ */
+class Sync final : public Element {
+  public:
+    Sync() { addWholeNumber(properties(), *this, "wait", wait_, 0, 60'000); }
+    ~Sync() override { retire(); }
+
+    void take(const SharedPacket& packet, const Element&) override {
+        std::unique_lock lock(mutex_);
+        Input& input = inputOf(*packet);
+        // Sound that waits for the first picture is no use when it is old; all else waits for room.
+        if (!started_ && !packet->isVideo() && input.held.size() >= kMostHeld) input.held.pop_front();
+        room_.wait(lock, [&] { return !open_ || input.held.size() < kMostHeld; });
+        if (!open_) return;
+        input.held.push_back({onClock(input, packet), Clock::now()});
+        arrived_.notify_one();
+    }
+
+  protected:
+    bool up(State target) override {
+        if (target != State::play) return true;
+        inputs_ = {};
+        started_ = false;
+        open_ = true;
+        thread_ = std::thread([this] { work(); });
+        return true;
+    }
+
+    bool down(State) override {
+        if (!thread_.joinable()) return true;
+        {
+            const std::lock_guard lock(mutex_);
+            open_ = false;
+        }
+        room_.notify_all();
+        arrived_.notify_all();
+        thread_.join();
+        return true;
+    }
+
+  private:
+    struct Held {
+        SharedPacket packet;
+        SteadyTime arrival;
+    };
+    struct Input {
+        std::deque<Held> held;
+        StampGuard guard;
+        std::size_t jumps = 0;
+    };
+
+    Input& inputOf(const MediaPacket& packet) { return packet.isVideo() ? video() : audio(); }
+    Input& video() { return inputs_[0]; }
+    Input& audio() { return inputs_[1]; }
+    /** With a single element before it there is nothing to wait for. */
+    bool mergesTwo() const { return previous().size() > 1; }
+
+    SharedPacket onClock(Input& input, const SharedPacket& packet) {
+        bool jumped = false;
+        const nanoseconds correction = input.guard.correction(*packet, jumped);
+        if (jumped) {
+            const auto by = std::chrono::duration_cast<std::chrono::milliseconds>(-correction).count();
+            tell("timeJump", std::string("media=") + (packet->isVideo() ? "video" : "audio") +
+                                 ",by=" + std::to_string(by) + ",total=" + std::to_string(++input.jumps));
+        }
+        if (correction.count() == 0) return packet;
+        auto moved = std::make_shared<MediaPacket>(*packet);
+        moved->stamp += correction;
+        return moved;
+    }
+
+    void work() {
+        pthread_setname_np(pthread_self(), "sync");
+        std::unique_lock lock(mutex_);
+        for (SharedPacket packet; choose(lock, packet); packet.reset()) {
+            room_.notify_all();
+            lock.unlock();
+            give(packet);
+            lock.lock();
+        }
+    }
+
+    /** Takes the packet that is next; false when there will be none. */
+    bool choose(std::unique_lock<std::mutex>& lock, SharedPacket& packet) {
+        for (;;) {
+            start();
+            Input* const first = started_ ? earliest() : nullptr;
+            if (!first) {
+                if (!open_) return false;
+                arrived_.wait(lock);
+                continue;
+            }
+            const Held& head = first->held.front();
+            const Input& other = first == &video() ? audio() : video();
+            const SteadyTime until = head.arrival + std::chrono::milliseconds(wait_.load());
+            if (mergesTwo() && open_ && other.held.empty() && !other.guard.hasPassed(head.packet->stamp) &&
+                Clock::now() < until) {
+                arrived_.wait_until(lock, until);
+                continue;
+            }
+            packet = head.packet;
+            first->held.pop_front();
+            return true;
+        }
+    }
+
+    /** Leaves out what comes before the beginning. */
+    void start() {
+        if (!started_ && !mergesTwo()) {
+            started_ = !video().held.empty() || !audio().held.empty();
+            start_ = {};
+        }
+        while (!started_ && !video().held.empty()) {
+            const MediaPacket& head = *video().held.front().packet;
+            started_ = head.key;
+            start_ = head.stamp;
+            if (!started_) video().held.pop_front();
+        }
+        if (!started_) return;
+        while (!audio().held.empty() && audio().held.front().packet->stamp < start_) audio().held.pop_front();
+    }
+
+    Input* earliest() {
+        if (video().held.empty()) return audio().held.empty() ? nullptr : &audio();
+        if (audio().held.empty()) return &video();
+        return audio().held.front().packet->stamp < video().held.front().packet->stamp ? &audio() : &video();
+    }
+
+    std::atomic<int> wait_{500};
+    std::mutex mutex_;
+    std::condition_variable arrived_;
+    std::condition_variable room_;
+    bool open_ = false;
+    bool started_ = false;
+    SteadyTime start_;
+    std::array<Input, 2> inputs_;
+    std::thread thread_;
+};
+
+const ClassRegistration<Sync> registration("Sync");
+
+}  // namespace
+}  // namespace kep::host

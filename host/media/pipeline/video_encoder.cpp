@@ -1,0 +1,149 @@
+#include <memory>
+
+#include "core/class_registry.h"
+#include "core/log.h"
+#include "media/pipeline/element.h"
+#include "media/pipeline/limits.h"
+#include "media/video/h264_encoder.h"
+
+namespace kep::host {
+namespace {
+
+/**
+ * Encodes pictures one in, one access unit out, with parameter sets before each key frame. Bit rate, frame
+ * rate and group length act on the running stream. `clock` is of encoders in hardware and is kept as it is.
+ */
+class VideoEncoder : public Element {
+  public:
+    VideoEncoder(const char* encoder, AVCodecID codec) : encoderName_(encoder), codec_(codec) {
+        addWholeNumber(properties(), *this, "br", bitRate_, 10'000, 200'000'000);
+        addWholeNumber(properties(), *this, "fr", rate_, 1, 120);
+        addWholeNumber(properties(), *this, "gop", gop_, -1, 100'000);
+        addWholeNumber(properties(), *this, "clock", clock_, 0, 2'000'000'000);
+        properties().add<std::string>(
+            "goptype", [] { return std::string("ippp"); },
+            [this](const std::string& type) {
+                if (type == "ippp" || type.empty()) return true;
+                KEP_HOST_ERROR(label() + ": goptype=" + type + " is not ippp, the only one there is");
+                return false;
+            });
+    }
+
+    void take(const SharedPacket& packet, const Element&) override {
+        if (!packet->picture) {
+            if (!refused_) KEP_HOST_ERROR(label() + " is given something else than pictures");
+            refused_ = true;
+            return;
+        }
+        std::string reason;
+        if (prepare(*packet, reason) && encode(*packet, reason)) return;
+        tellLost(host::Media::Kind::video, 1);
+        encoder_.reset();
+        // One line for one trouble, and another attempt with each picture.
+        if (!failing_) {
+            KEP_HOST_ERROR(label() + ": " + reason);
+            tell("failed", "media=video");
+        }
+        failing_ = true;
+    }
+
+  protected:
+    bool up(State) override {
+        encoder_.reset();
+        failing_ = refused_ = false;
+        return true;
+    }
+    bool down(State) override {
+        encoder_.reset();
+        return true;
+    }
+
+  private:
+    bool prepare(const MediaPacket& packet, std::string& reason) {
+        const AVFrame& frame = *packet.picture->frame;
+        const int rate = rate_;
+        const int bitRate = bitRate_;
+        const bool fits = encoder_ && frame.width == media_->width && frame.height == media_->height &&
+                          rate == media_->frameRate.num;
+        const bool changed = encoder_ && bitRate != media_->bitRate;
+        if (fits && !changed) return true;
+        // The libraries change the bit rate of a running encoder for H.264 alone.
+        if (fits && codec_ == AV_CODEC_ID_H264) {
+            encoder_->setBitRate(bitRate);
+            setMedia(frame, rate, bitRate);
+            return true;
+        }
+        encoder_ = H264Encoder::open({frame.width, frame.height, {rate, 1}, bitRate, packet.media->colours},
+                                     reason, encoderName_);
+        inGroup_ = 0;
+        setMedia(frame, rate, bitRate);
+        return encoder_ != nullptr;
+    }
+
+    void setMedia(const AVFrame& frame, int rate, int bitRate) {
+        auto media = std::make_shared<host::Media>();
+        media->codec = codec_;
+        media->width = frame.width;
+        media->height = frame.height;
+        media->frameRate = {rate, 1};
+        media->bitRate = bitRate;
+        media_ = std::move(media);
+    }
+
+    bool encode(const MediaPacket& raw, std::string& reason) {
+        const int gop = gop_;
+        const bool begins = inGroup_ == 0 || (gop > 0 && inGroup_ >= gop);
+        PacketPtr unit = encoder_->encode(*raw.picture->frame, begins, reason);
+        if (!unit) return false;
+        inGroup_ = begins ? 1 : inGroup_ + 1;
+        failing_ = false;
+        auto packet = std::make_shared<MediaPacket>();
+        packet->media = media_;
+        packet->stamp = raw.stamp;
+        packet->duration = std::chrono::nanoseconds(1'000'000'000) / media_->frameRate.num;
+        packet->key = unit->flags & AV_PKT_FLAG_KEY;
+        packet->size = unit->size;
+        const std::shared_ptr<AVPacket> owner = std::move(unit);
+        packet->bytes = {owner, owner->data};
+        give(packet);
+        return true;
+    }
+
+    const char* const encoderName_;
+    const AVCodecID codec_;
+    std::atomic<int> bitRate_{2'000'000};
+    std::atomic<int> rate_{30};
+    std::atomic<int> gop_{15};
+    std::atomic<int> clock_{400'000};
+
+    // Of the thread that brings the pictures.
+    std::unique_ptr<H264Encoder> encoder_;
+    std::shared_ptr<const host::Media> media_;
+    int inGroup_ = 0;
+    bool failing_ = false;
+    bool refused_ = false;
+};
+
+class EncoderH264 final : public VideoEncoder {
+  public:
+    EncoderH264() : VideoEncoder(H264Encoder::defaultEncoder, AV_CODEC_ID_H264) {}
+    ~EncoderH264() override { retire(); }
+};
+
+constexpr const char* kHevcEncoder = "libx265";
+
+class EncoderH265 final : public VideoEncoder {
+  public:
+    EncoderH265() : VideoEncoder(kHevcEncoder, AV_CODEC_ID_HEVC) {}
+    ~EncoderH265() override { retire(); }
+};
+
+const ClassRegistration<EncoderH264> h264("encoder-h264");
+/** Only where the encoder is installed: elsewhere the class is as unknown as any other. */
+const std::unique_ptr<ClassRegistration<EncoderH265>> h265 =
+    avcodec_find_encoder_by_name(kHevcEncoder)
+        ? std::make_unique<ClassRegistration<EncoderH265>>("encoder-h265")
+        : nullptr;
+
+}  // namespace
+}  // namespace kep::host

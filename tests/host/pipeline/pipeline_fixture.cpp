@@ -1,0 +1,153 @@
+#include "pipeline_fixture.h"
+
+#include "core/class_registry.h"
+#include "kep/entry_points.h"
+
+namespace kep::host {
+
+namespace {
+
+const ClassRegistration<TestSource> source("TestSource");
+const ClassRegistration<TestSink> sink("TestSink");
+const ClassRegistration<TestWitness> witness("TestWitness");
+
+std::shared_ptr<MediaPacket> packetOf(Media::Kind kind, SteadyTime stamp, int size) {
+    auto media = std::make_shared<Media>();
+    media->kind = kind;
+    media->codec = kind == Media::Kind::video ? AV_CODEC_ID_H264 : AV_CODEC_ID_AAC;
+    auto packet = std::make_shared<MediaPacket>();
+    packet->media = media;
+    packet->stamp = stamp;
+    packet->size = size;
+    const auto bytes = std::make_shared<std::vector<std::uint8_t>>(static_cast<std::size_t>(size));
+    packet->bytes = {bytes, bytes->data()};
+    return packet;
+}
+
+}  // namespace
+
+bool waitUntil(const std::function<bool()>& met) {
+    const auto limit = Clock::now() + patience;
+    while (!met()) {
+        if (Clock::now() > limit) return false;
+        std::this_thread::sleep_for(milliseconds(1));
+    }
+    return true;
+}
+
+SharedPacket videoPacket(SteadyTime stamp, bool key, int size) {
+    auto packet = packetOf(Media::Kind::video, stamp, size);
+    packet->key = key;
+    return packet;
+}
+
+SharedPacket audioPacket(SteadyTime stamp, int size) {
+    return packetOf(Media::Kind::audio, stamp, size);
+}
+
+void TestSink::take(const SharedPacket& packet, const Element&) {
+    std::unique_lock lock(mutex_);
+    thread_ = std::this_thread::get_id();
+    changed_.wait(lock, [this] { return open_; });
+    packets_.push_back(packet);
+    changed_.notify_all();
+}
+
+void TestSink::takeCut(const Element&) {
+    const std::lock_guard lock(mutex_);
+    cutAfter_ = static_cast<int>(packets_.size());
+}
+
+std::vector<SharedPacket> TestSink::packets() {
+    const std::lock_guard lock(mutex_);
+    return packets_;
+}
+
+std::vector<std::int64_t> TestSink::stamps(SteadyTime origin) {
+    std::vector<std::int64_t> stamps;
+    for (const SharedPacket& packet : packets())
+        stamps.push_back(std::chrono::round<milliseconds>(packet->stamp - origin).count());
+    return stamps;
+}
+
+bool TestSink::waitFor(std::size_t count) {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_until(lock, Clock::now() + patience, [&] { return packets_.size() >= count; });
+}
+
+int TestSink::cutAfter() {
+    const std::lock_guard lock(mutex_);
+    return cutAfter_;
+}
+
+void TestSink::setOpen(bool open) {
+    {
+        const std::lock_guard lock(mutex_);
+        open_ = open;
+    }
+    changed_.notify_all();
+}
+
+std::thread::id TestSink::thread() {
+    const std::lock_guard lock(mutex_);
+    return thread_;
+}
+
+std::vector<std::string> TestWitness::events;
+
+void TestWitness::note(const char* what, State target) const {
+    events.push_back(name() + what +
+                     (target == State::play    ? "play"
+                      : target == State::ready ? "ready"
+                                               : "null"));
+}
+
+bool TestWitness::up(State target) {
+    note(" up to ", target);
+    return true;
+}
+
+bool TestWitness::down(State target) {
+    note(" down to ", target);
+    return true;
+}
+
+Described::Described(const std::string& text) : object_(dynamic_cast<ObjectImpl*>(kepCreate(text.c_str()))) {
+    if (!object_) return;
+    object_->RegisterMessageProcessCallback([box = box_](base::Message& message) {
+        {
+            const std::lock_guard lock(box->mutex);
+            box->texts.push_back(message.ToString());
+        }
+        box->arrived.notify_all();
+        return true;
+    });
+}
+
+void Described::reset() {
+    if (object_) kepDestroy(object_);
+    object_ = nullptr;
+}
+
+std::string Described::waitForMessage(const std::string& beginning, const std::string& part) {
+    std::unique_lock lock(box_->mutex);
+    std::string found;
+    box_->arrived.wait_until(lock, Clock::now() + patience, [&] {
+        for (const std::string& text : box_->texts) {
+            if (text.starts_with(beginning) && text.find(part) != std::string::npos) found = text;
+        }
+        return !found.empty();
+    });
+    return found;
+}
+
+std::string refusalOf(const std::string& text) {
+    const ErrorLines lines;
+    const Described refused(text);
+    EXPECT_FALSE(refused) << text;
+    const std::vector<std::string> messages = lines.messages();
+    EXPECT_EQ(messages.size(), 1U) << testing::PrintToString(messages);
+    return messages.empty() ? std::string() : messages.front();
+}
+
+}  // namespace kep::host

@@ -1,0 +1,195 @@
+#include "pipeline_fixture.h"
+
+namespace kep::host {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+const SteadyTime origin = Clock::now();
+
+std::string reader(const std::string& name) {
+    return "type=application,layout={type=pipeline,layout={ShmSource:connect={type=pipeline,name=" + name +
+           "},name=src+TestSink:name=z}}";
+}
+
+/** A pipeline of that name in an application of its own. */
+std::string giver(const std::string& name, const std::string& attributes = "") {
+    return "type=application,layout={type=pipeline,name=" + name + attributes +
+           ",layout={TestSource:name=a}}";
+}
+
+TEST(ShmSource, ListensToANamedPipelineOfAnotherApplication) {
+    Described given(giver("plGiven"));
+    ASSERT_TRUE(given);
+    ASSERT_TRUE(given.play());
+    Described first(reader("PLGIVEN"));
+    Described second(reader("plGiven"));
+    ASSERT_TRUE(first && second);
+    ASSERT_TRUE(first.play());
+    ASSERT_TRUE(second.play());
+    for (int i = 0; i < 200; ++i)
+        given.child<TestSource>("a").push(videoPacket(origin + milliseconds(i), i % 10 == 0));
+    for (Described* app : {&first, &second}) {
+        ASSERT_TRUE(app->child<TestSink>("z").waitFor(200));
+        const std::vector<std::int64_t> stamps = app->child<TestSink>("z").stamps(origin);
+        for (std::size_t i = 0; i < stamps.size(); ++i) ASSERT_EQ(stamps[i], static_cast<std::int64_t>(i));
+    }
+}
+
+TEST(ShmSource, BeginsWithAKeyFrameAndDrainsOnTheWayDown) {
+    Described given(giver("plGiven"));
+    Described reading(reader("plGiven"));
+    ASSERT_TRUE(given && reading);
+    ASSERT_TRUE(given.play());
+    ASSERT_TRUE(reading.play());
+    TestSink& sink = reading.child<TestSink>("z");
+    sink.setOpen(false);
+    for (int i = 0; i < 30; ++i)
+        given.child<TestSource>("a").push(videoPacket(origin + milliseconds(i), i % 10 == 4));
+    std::thread stopper([&] { reading.stop(); });
+    sink.setOpen(true);
+    stopper.join();
+    EXPECT_EQ(sink.packets().size(), 26U);
+    EXPECT_EQ(sink.stamps(origin).front(), 4);
+    given.child<TestSource>("a").push(videoPacket(origin, true));
+    EXPECT_EQ(sink.packets().size(), 26U);
+}
+
+TEST(ShmSource, ASlowListenerLosesItsOwnGroupsAndHoldsBackNobody) {
+    Described given(giver("plGiven"));
+    Described slow(reader("plGiven"));
+    Described quick(reader("plGiven"));
+    ASSERT_TRUE(given && slow && quick);
+    ASSERT_TRUE(given.play() && slow.play() && quick.play());
+    slow.child<TestSink>("z").setOpen(false);
+    constexpr int count = 400;
+    constexpr int bytes = 100'000;
+    for (int i = 0; i < count; ++i) {
+        given.child<TestSource>("a").push(videoPacket(origin + milliseconds(i), i % 10 == 0, bytes));
+        ASSERT_TRUE(quick.child<TestSink>("z").waitFor(static_cast<std::size_t>(i) + 1));
+    }
+    slow.child<TestSink>("z").setOpen(true);
+    slow.stop();
+    const std::vector<std::int64_t> stamps = slow.child<TestSink>("z").stamps(origin);
+    EXPECT_LE(stamps.size(), (16U << 20) / bytes + 1);
+    EXPECT_NE(
+        slow.waitForMessage("name=frameLost,media=video", ",total=" + std::to_string(count - stamps.size())),
+        "");
+    for (std::size_t i = 1; i < stamps.size(); ++i) {
+        if (stamps[i] != stamps[i - 1] + 1) {
+            EXPECT_EQ(stamps[i] % 10, 0);
+        }
+    }
+}
+
+TEST(ShmSource, RunsAPipelineOfItsOwn) {
+    Described app(
+        "type=application,layout={type=pipeline,layout={ShmSource:connect={type=pipeline,layout={TestSource:"
+        "name=a"
+        "+TestWitness:name=w+FifoSink:max=2},name=plOwn},name=src+FifoFilter:max=8+TestSink:name=z}}");
+    ASSERT_TRUE(app);
+    TestWitness::events.clear();
+    ASSERT_TRUE(app.play());
+    EXPECT_THAT(TestWitness::events, ElementsAre("w up to ready", "w up to play"));
+    for (int i = 0; i < 300; ++i)
+        app.child<TestSource>("a").push(videoPacket(origin + milliseconds(i), i % 10 == 0));
+    ASSERT_TRUE(app.stop());
+    EXPECT_EQ(app.child<TestSink>("z").packets().size(), 300U) << "something was left in a queue";
+    // Its name is known to others.
+    const Described other(reader("plOwn"));
+    EXPECT_TRUE(other);
+}
+
+TEST(ShmSource, GetsThePastOfAPipelineThatKeepsOne) {
+    Described given(giver("plPast", ",past=100"));
+    ASSERT_TRUE(given);
+    ASSERT_TRUE(given.play());
+    for (int i = 0; i < 1000; i += 10)
+        given.child<TestSource>("a").push(videoPacket(origin + milliseconds(i), i % 50 == 0));
+    Described reading(reader("plPast"));
+    ASSERT_TRUE(reading);
+    ASSERT_TRUE(reading.play());
+    given.child<TestSource>("a").push(videoPacket(origin + milliseconds(1000), true));
+    reading.stop();
+    const std::vector<std::int64_t> stamps = reading.child<TestSink>("z").stamps(origin);
+    // From the last key frame that is a tenth of a second old, without a gap to the present.
+    EXPECT_EQ(stamps.front(), 850);
+    EXPECT_EQ(stamps.back(), 1000);
+    EXPECT_EQ(stamps.size(), 16U);
+}
+
+TEST(ShmSource, RaisesAPipelineOnDemandAndLowersItAfterTheLast) {
+    Described given(
+        "type=application,layout={type=pipeline,name=plDemand,ondemand=true,layout={TestSource:name=a"
+        "+TestWitness:name=w}}");
+    Described first(reader("plDemand"));
+    Described second(reader("plDemand"));
+    ASSERT_TRUE(given && first && second);
+    TestWitness& witness = given.child<TestWitness>("w");
+    EXPECT_FALSE(witness.StatusIsPlay());
+    for (int round = 0; round < 3; ++round) {
+        ASSERT_TRUE(first.play());
+        ASSERT_TRUE(second.play());
+        EXPECT_TRUE(witness.StatusIsPlay());
+        first.stop();
+        EXPECT_TRUE(witness.StatusIsPlay());
+        second.stop();
+        EXPECT_FALSE(witness.StatusIsPlay());
+    }
+}
+
+TEST(ShmSource, ComesAndGoesWhileTheOtherRuns) {
+    Described given(giver("plGiven"));
+    ASSERT_TRUE(given);
+    ASSERT_TRUE(given.play());
+    std::atomic<bool> enough{false};
+    std::thread pusher([&] {
+        for (int i = 0; !enough; ++i)
+            given.child<TestSource>("a").push(videoPacket(origin + milliseconds(i), i % 5 == 0));
+    });
+    for (int round = 0; round < 20; ++round) {
+        Described reading(reader("plGiven"));
+        ASSERT_TRUE(reading);
+        ASSERT_TRUE(reading.play());
+        ASSERT_TRUE(reading.child<TestSink>("z").waitFor(20));
+    }
+    enough = true;
+    pusher.join();
+}
+
+TEST(ShmSource, IsToldWhenThePipelineGoes) {
+    Described given(giver("plGoes"));
+    Described reading(reader("plGoes"));
+    ASSERT_TRUE(given && reading);
+    ASSERT_TRUE(given.play() && reading.play());
+    given.reset();
+    EXPECT_EQ(reading.waitForMessage("name=pipelineLost"), "name=pipelineLost,pipeline=plGoes");
+    ASSERT_TRUE(reading.stop());
+    const ErrorLines lines;
+    EXPECT_FALSE(reading.play());
+    EXPECT_THAT(lines.messages(),
+                ElementsAre(HasSubstr("ShmSource \"src\": there is no pipeline \"plGoes\"")));
+}
+
+TEST(ShmSource, RefusesWhatItCannotConnectWith) {
+    EXPECT_THAT(refusalOf(reader("plNowhere")),
+                HasSubstr("ShmSource \"src\": there is no pipeline \"plNowhere\" at position "));
+    EXPECT_THAT(
+        refusalOf("type=pipeline,layout={ShmSource:name=s,connect={type=application,name=x}}"),
+        HasSubstr("ShmSource \"s\": connect={type=application,name=x} describes no pipeline at position "));
+    EXPECT_THAT(
+        refusalOf(
+            "type=pipeline,layout={ShmSource:name=s,connect={type=pipeline,layout={Nonsense:a=b},name=x}}"),
+        HasSubstr("unknown class Nonsense at position 71 of"));
+    EXPECT_THAT(refusalOf("type=pipeline,layout={ShmSource:name=s,connect={type=pipeline,name}}"),
+                HasSubstr("name"));
+    Described unconnected("type=pipeline,layout={ShmSource:name=s}");
+    ASSERT_TRUE(unconnected);
+    const ErrorLines lines;
+    EXPECT_FALSE(unconnected.play());
+    EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr("ShmSource \"s\": there is no pipeline \"\"")));
+}
+
+}  // namespace
+}  // namespace kep::host

@@ -1,0 +1,148 @@
+#include "pipeline_fixture.h"
+
+namespace kep::host {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class SyncTest : public testing::Test {
+  protected:
+    explicit SyncTest(int wait = 10'000)
+        : app_(
+              "type=application,layout={type=pipeline,layout={TestSource:name=a+TestSource:name=v,link=null"
+              "+Sync:name=sync,link={a,v},wait=" +
+              std::to_string(wait) + "+TestSink:name=z}}") {}
+
+    void SetUp() override {
+        ASSERT_TRUE(app_);
+        ASSERT_TRUE(app_.play());
+    }
+
+    void sound(int at) { app_.child<TestSource>("a").push(audioPacket(origin_ + milliseconds(at))); }
+    void picture(int at, bool key = true) {
+        app_.child<TestSource>("v").push(videoPacket(origin_ + milliseconds(at), key));
+    }
+    TestSink& sink() { return app_.child<TestSink>("z"); }
+
+    Described app_;
+    const SteadyTime origin_ = Clock::now() - std::chrono::seconds(30);
+};
+
+/** With a wait so short that it is over at once. */
+class ImpatientSyncTest : public SyncTest {
+  protected:
+    ImpatientSyncTest() : SyncTest(1) {}
+};
+
+TEST_F(SyncTest, GivesBothInTheOrderOfTheirStampsOnOneThread) {
+    std::thread voices([this] {
+        for (int i = 0; i < 300; ++i) sound(i * 21);
+    });
+    for (int i = 0; i < 190; ++i) picture(i * 33, i % 15 == 0);
+    voices.join();
+    app_.stop();
+    const std::vector<std::int64_t> stamps = sink().stamps(origin_);
+    EXPECT_EQ(stamps.size(), 490U);
+    EXPECT_TRUE(std::is_sorted(stamps.begin(), stamps.end()));
+    EXPECT_NE(sink().thread(), std::this_thread::get_id());
+}
+
+TEST_F(SyncTest, BeginsWithTheFirstKeyFrame) {
+    for (int i = 0; i < 10; ++i) sound(i * 20);
+    picture(50, false);
+    picture(90, true);
+    picture(130, false);
+    app_.stop();
+    EXPECT_THAT(sink().stamps(origin_), ElementsAre(90, 100, 120, 130, 140, 160, 180));
+    EXPECT_TRUE(sink().packets().front()->isVideo());
+}
+
+TEST_F(SyncTest, WithoutAPictureThereIsNothing) {
+    for (int i = 0; i < 2000; ++i) sound(i * 10);
+    app_.stop();
+    EXPECT_THAT(sink().packets(), IsEmpty());
+}
+
+TEST_F(ImpatientSyncTest, ASilentMicrophoneHoldsNothingBack) {
+    for (int i = 0; i < 20; ++i) picture(i * 33);
+    EXPECT_TRUE(sink().waitFor(20));
+}
+
+TEST_F(ImpatientSyncTest, SoundThatReturnsKeepsItsTime) {
+    for (int i = 0; i < 20; ++i) picture(i * 33);
+    ASSERT_TRUE(sink().waitFor(20));
+    sound(700);
+    picture(710);
+    sound(720);
+    ASSERT_TRUE(sink().waitFor(23));
+    app_.stop();
+    const std::vector<std::int64_t> stamps = sink().stamps(origin_);
+    EXPECT_THAT(std::vector(stamps.end() - 3, stamps.end()), ElementsAre(700, 710, 720));
+}
+
+TEST_F(ImpatientSyncTest, ACameraThatIsLostHoldsNoSoundBack) {
+    picture(0);
+    for (int i = 0; i < 20; ++i) sound(i * 20);
+    EXPECT_TRUE(sink().waitFor(21));
+}
+
+TEST_F(SyncTest, AStampThatJumpsBackIsReplacedCountedAndReported) {
+    for (int i = 0; i < 5; ++i) picture(i * 40);
+    for (int i = 0; i < 5; ++i) picture(i * 40 - 10'000);
+    picture(400);
+    app_.stop();
+    EXPECT_THAT(sink().stamps(origin_), ElementsAre(0, 40, 80, 120, 160, 200, 240, 280, 320, 360, 400));
+    EXPECT_EQ(app_.waitForMessage("name=timeJump"), "name=timeJump,media=video,by=-10200,total=1");
+}
+
+TEST_F(SyncTest, AStampAheadOfThePresentIsReplacedToo) {
+    constexpr int hour = 3'600'000;
+    for (int i = 0; i < 3; ++i) picture(i * 40);
+    for (int i = 3; i < 6; ++i) picture(i * 40 + hour);
+    for (int i = 6; i < 8; ++i) picture(i * 40);
+    picture(8 * 40 + 2 * hour);
+    app_.stop();
+    EXPECT_THAT(sink().stamps(origin_), ElementsAre(0, 40, 80, 120, 160, 200, 240, 280, 320));
+    EXPECT_NE(app_.waitForMessage("name=timeJump,media=video,by=7200000,", "total=2"), "");
+}
+
+TEST_F(SyncTest, AGapIsNoJump) {
+    picture(0);
+    picture(40);
+    picture(20'000);
+    app_.stop();
+    EXPECT_THAT(sink().stamps(origin_), ElementsAre(0, 40, 20'000));
+}
+
+TEST_F(SyncTest, WhatComesAfterASlowSinkWaitsInBoundedRoom) {
+    sink().setOpen(false);
+    std::atomic<int> pushed{0};
+    std::thread pusher([&] {
+        for (int i = 0; i < 2000; ++i, ++pushed) picture(i * 10);
+    });
+    std::thread voices([this] {
+        for (int i = 0; i < 2000; ++i) sound(i * 10);
+    });
+    EXPECT_TRUE(waitUntil([&] { return pushed >= 512; }));
+    EXPECT_LE(pushed, 513);
+    sink().setOpen(true);
+    pusher.join();
+    voices.join();
+    app_.stop();
+    EXPECT_GE(sink().packets().size(), 2000U);
+}
+
+TEST(Sync, WithASingleElementBeforeItWaitsForNothing) {
+    Described chain("type=pipeline,layout={TestSource:name=a+Sync:wait=60000+TestSink:name=z}");
+    ASSERT_TRUE(chain);
+    ASSERT_TRUE(chain.play());
+    chain.child<TestSource>("a").push(audioPacket(Clock::now()));
+    EXPECT_TRUE(chain.child<TestSink>("z").waitFor(1));
+    EXPECT_THAT(refusalOf("type=pipeline,layout={TestSource+Sync:name=s,wait=-1}"),
+                HasSubstr("Sync \"s\": wait=-1"));
+}
+
+}  // namespace
+}  // namespace kep::host
