@@ -1,6 +1,7 @@
 /** A clip around an event, recorded by a pipeline of its own. */
 #include <atomic>
 #include <chrono>
+#include <memory>
 #include <string>
 #include <thread>
 
@@ -16,11 +17,16 @@ VN_LOG_SINK(standardOutput);
 // Cleared by the first clip that is closed, and never set again: a later call no longer waits for its clip.
 static std::atomic<bool> recording(true);
 
+struct Destroyer {
+    void operator()(kep::object_base* set) const { kepDestroy(set); }
+};
+using AttrSetPtr = std::unique_ptr<kep::object_base, Destroyer>;
+
 /** Receives the messages of the application; 1 means that the message is dealt with. */
 static int MessageProcess(const char* message) try {
     VN_LOG(information, message);
-    kep::object_base* const set = kepCreateAttrSet(message);
-    const std::uint32_t name = kep::Hash(set ? kepAttrGetStr(set, "name") : nullptr);
+    const AttrSetPtr set(kepCreateAttrSet(message));
+    const std::uint32_t name = kep::Hash(set ? kepAttrGetStr(set.get(), "name") : nullptr);
     if (name == kep::Hash("recordStop")) {
         VN_LOG(information, "Record Stop");
         recording = false;
@@ -29,7 +35,6 @@ static int MessageProcess(const char* message) try {
     } else {
         VN_LOG(information, "");
     }
-    if (set) kepDestroy(set);
     return 1;
 }
 VN_END_WITH(1)

@@ -18,6 +18,12 @@ std::size_t openDescriptors() {
     return static_cast<std::size_t>(std::distance(begin(folder), end(folder)));
 }
 
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kFreedIsKept = true;
+#else
+constexpr bool kFreedIsKept = false;
+#endif
+
 long residentKiB() {
     std::ifstream status("/proc/self/statm");
     long total = 0;
@@ -159,7 +165,8 @@ TEST_F(HubTest, SwitchingLeavesNothingBehind) {
     const long memory = residentKiB();
     switchOver(240);
     EXPECT_LE(openDescriptors(), descriptors);
-    EXPECT_LE(residentKiB(), memory + 4096);
+    // The address sanitizer keeps what was freed, and finds itself what was not.
+    EXPECT_TRUE(kFreedIsKept || residentKiB() <= memory + 4096) << residentKiB() - memory;
 }
 
 TEST_F(HubTest, AReaderThatStopsReadingLosesWholeGroupsAndHearsOfIt) {
