@@ -109,8 +109,6 @@ void Outlet::lower() {
 }
 
 void Outlet::end() {
-    const std::lock_guard demandLock(demandMutex_);
-    demand_ = nullptr;
     const std::lock_guard lock(mutex_);
     ended_ = true;
     for (Inlet* const inlet : inlets_) {

@@ -36,7 +36,7 @@ class Outlet {
     /** Raises (true) or lowers what feeds the outlet; false when it cannot be raised. */
     using Demand = std::function<bool(bool wanted)>;
 
-    /** Has `demand` called for the first and after the last who holds the outlet. Only while nobody does. */
+    /** Has `demand` called for the first and after the last who holds the outlet; null for nobody. */
     void setDemand(Demand demand);
     /** How much of what was given is kept for those who come later; 0 for nothing. */
     void keepPast(std::chrono::milliseconds past);

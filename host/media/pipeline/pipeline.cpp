@@ -45,8 +45,10 @@ Pipeline::Pipeline() {
 
 Pipeline::~Pipeline() {
     OutletNames::instance().remove(outlet_.get());
-    outlet_->end();
+    // Nobody raises it any more, and those who listen get what it still holds.
+    outlet_->setDemand(nullptr);
     retire();
+    outlet_->end();
 }
 
 bool Pipeline::setOnDemand(bool wanted) {

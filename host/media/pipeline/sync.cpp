@@ -186,7 +186,7 @@ class Sync final : public Element {
         return audio().held.front().packet->stamp < video().held.front().packet->stamp ? &audio() : &video();
     }
 
-    std::atomic<int> wait_{500};
+    std::atomic<int> wait_{1000};
     std::mutex mutex_;
     std::condition_variable arrived_;
     std::condition_variable room_;

@@ -1,5 +1,8 @@
 #include <cstdlib>
+#include <filesystem>
 
+#include "kep/entry_points.h"
+#include "kep/streaming.h"
 #include "pipeline_fixture.h"
 
 namespace kep::host {
@@ -64,6 +67,80 @@ TEST_F(BoardTest, APastIsThereWhileSomebodyKeepsItRunning) {
     ASSERT_TRUE(late.play());
     ASSERT_TRUE(late.child<TestSink>("z").waitFor(40));
     EXPECT_LT(late.child<TestSink>("z").packets().front()->stamp, then - milliseconds(500));
+}
+
+/** Leaves with 0 when an event that comes after the first stream finds a past, and the process then ends. */
+[[noreturn]] void expectPastWithoutListener(const std::string& readerText) {
+    setenv("KEP_HOST_PRERECORD", "always", 1);
+    auto* const stream = api::streaming::IYuvSource::CreateNew("vornisa");
+    // Nobody has listened when the first reader comes: what it gets from before is the past.
+    const bool past =
+        stream && waitUntil([&] {
+            Described late(readerText);
+            const SteadyTime then = Clock::now();
+            return late && late.play() && late.child<TestSink>("z").waitFor(1) &&
+                   late.child<TestSink>("z").packets().front()->stamp < then - milliseconds(300);
+        });
+    delete static_cast<object_base*>(stream);
+    std::exit(past ? 0 : 1);
+}
+
+TEST_F(BoardTest, WhatIsKeptRunningHasAPastAndEndsWithTheProcess) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_EXIT(expectPastWithoutListener(reader("plPreRecordH264")), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(expectPastWithoutListener(reader("plPreRecordAac")), testing::ExitedWithCode(0), "");
+}
+
+TEST_F(BoardTest, AChoiceThatIsNoneIsToldOf) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    const auto describe = [] {
+        setenv("KEP_HOST_PRERECORD", "often", 1);
+        const Described any("type=pipeline,layout={TestSink}");
+        std::exit(any ? 0 : 1);
+    };
+    EXPECT_EXIT(describe(), testing::ExitedWithCode(0),
+                "KEP_HOST_PRERECORD=often is none of attached, always");
+}
+
+TEST_F(BoardTest, ARecordingThatIsLeftRunningHoldsUpNoProcessEnd) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    const auto leave = [] {
+        auto* const app = dynamic_cast<ObjectImpl*>(kepCreate(
+            "type=application,layout={type=pipeline,layout={ShmSource:connect={type=pipeline,name="
+            "plAacSource}"
+            "+FifoFilter:name=afifo+ShmSource:connect={type=pipeline,layout={pv-yuv-src-adv:w=320,h=180"
+            "+encoder-h264+FifoSink:max=2},name=plLeft},link=null+FifoFilter:name=vfifo+Sync:link={afifo,"
+            "vfifo}"
+            "+TestSink:name=z}}"));
+        const bool runs = app && app->SetStr("status", "play") &&
+                          dynamic_cast<TestSink&>(*app->findChild("z", true)).waitFor(10);
+        std::exit(runs ? 0 : 1);
+    };
+    EXPECT_EXIT(leave(), testing::ExitedWithCode(0), "");
+}
+
+TEST_F(BoardTest, StartingAndStoppingLeavesNothingBehind) {
+    const auto threads = [] {
+        const std::filesystem::directory_iterator tasks("/proc/self/task");
+        return std::distance(begin(tasks), end(tasks));
+    };
+    Described app(
+        "type=application,layout={type=pipeline,layout={ShmSource:connect={type=pipeline,name=plAacSource}"
+        "+FifoFilter:name=afifo+ShmSource:connect={type=pipeline,layout={pv-yuv-src-adv:w=320,h=180"
+        "+encoder-h264+FifoSink:max=2},name=plAgain},link=null+FifoFilter:name=vfifo+Sync:link={afifo,vfifo}"
+        "+FakeSink:name=z}}");
+    ASSERT_TRUE(app);
+    ASSERT_TRUE(app.play());
+    // By then both devices and their threads are there.
+    ASSERT_TRUE(waitUntil([&] { return std::stoi(*app.child<ObjectImpl>("z").text("count")) >= 20; }));
+    const auto running = threads();
+    for (int round = 0; round < 10; ++round) {
+        ASSERT_TRUE(app.stop());
+        ASSERT_TRUE(app.play());
+    }
+    EXPECT_TRUE(waitUntil([&] { return threads() <= running; }))
+        << threads() << " threads, before " << running;
+    ASSERT_TRUE(app.stop());
 }
 
 }  // namespace

@@ -1,3 +1,4 @@
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -164,6 +165,36 @@ TEST(CameraElement, DoesNotStartWithoutACamera) {
     EXPECT_THAT(lines.messages(), testing::ElementsAre(HasSubstr("/nowhere/film.mp4")));
     setenv("KEP_HOST_VIDEO", "test", 1);
     EXPECT_TRUE(app.play());
+}
+
+TEST(CameraElement, IsLookedForAgainWhenItIsLost) {
+    const std::filesystem::path folder =
+        std::filesystem::temp_directory_path() / ("pipeline-camera-" + std::to_string(getpid()));
+    std::filesystem::create_directory(folder);
+    const std::string film = (folder / "film.h264").string();
+    const std::string pipe = (folder / "camera").string();
+    const std::string command =
+        "ffmpeg -nostdin -loglevel error -y -f lavfi -i testsrc=s=320x180:r=30 -frames:v 10 " +
+        ("-c:v libx264 '" + film + "'");
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    setenv("KEP_HOST_VIDEO", ("file:" + pipe).c_str(), 1);
+    std::thread writer([&] {
+        for (int round = 0; round < 2; ++round)
+            EXPECT_EQ(std::system(("cat '" + film + "' > '" + pipe + "'").c_str()), 0);
+    });
+    Described app(
+        "type=application,layout={type=pipeline,layout={PvYuvSrcAdv+encoder-h264+TestSink:name=z}}");
+    ASSERT_TRUE(app);
+    const ErrorLines lines;
+    EXPECT_TRUE(app.play());
+    EXPECT_TRUE(app.child<TestSink>("z").waitFor(20));
+    writer.join();
+    EXPECT_EQ(app.waitForMessage("name=deviceLost"), "name=deviceLost,media=video,device=file:" + pipe);
+    EXPECT_THAT(lines.messages().front(), HasSubstr("camera file:" + pipe + ": has ended"));
+    app.stop();
+    setenv("KEP_HOST_VIDEO", "test", 1);
+    std::filesystem::remove_all(folder);
 }
 
 TEST(Microphone, IsEncodedWithoutAGap) {

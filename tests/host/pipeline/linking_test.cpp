@@ -1,3 +1,4 @@
+#include "kep/entry_points.h"
 #include "pipeline_fixture.h"
 
 namespace kep::host {
@@ -104,6 +105,27 @@ TEST(Linking, ANewLayoutTakesThePlaceOfTheOldOne) {
     ASSERT_TRUE(chain.play());
     chain.child<TestSource>("b").push(videoPacket(origin, true));
     EXPECT_EQ(chain.child<TestSink>("y").packets().size(), 1U);
+}
+
+std::atomic<int> told{0};
+
+int noteLost(const char* message) {
+    if (std::string(message).starts_with("name=frameLost,")) ++told;
+    return 1;
+}
+
+TEST(Linking, APipelineAloneBecomesAnApplicationOfTheFlatCalls) {
+    told = 0;
+    object_base* const app =
+        kepCreateApp("type=pipeline,serialize={TestSource:name=a+FifoFilter:leaky=true+TestSink:name=z}");
+    ASSERT_NE(app, nullptr);
+    ASSERT_TRUE(kepRegisterMessageProcess(app, noteLost));
+    ASSERT_TRUE(kepStatusUp(app, "play"));
+    auto& source = dynamic_cast<TestSource&>(*dynamic_cast<ObjectImpl*>(app)->findChild("a", true));
+    source.push(videoPacket(origin, false));
+    EXPECT_TRUE(waitUntil([] { return told == 1; }));
+    EXPECT_TRUE(kepStatusDown(app, "null"));
+    EXPECT_TRUE(kepDestroy(app));
 }
 
 }  // namespace
