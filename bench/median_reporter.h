@@ -10,6 +10,8 @@
 /** Keeps the median CPU times for the comparison at the end. */
 class MedianReporter : public benchmark::ConsoleReporter {
   public:
+    MedianReporter() : benchmark::ConsoleReporter(OO_None) {}
+
     void ReportRuns(const std::vector<Run>& runs) override {
         for (const Run& run : runs)
             if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median" && !run.error_occurred)
