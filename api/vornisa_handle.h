@@ -38,7 +38,8 @@ kep::object_base* objectOf(int handle) noexcept;
 /** Ends a handle and gives its object to the one caller that ended it; null when the handle is not live. */
 kep::object_base* endHandle(int handle) noexcept;
 
-/** Ends the handles that are left of an object, which has several when it was acquired by its name more than once. */
+/** Ends the handles that are left of an object, which has several when it was acquired by its name more than
+ * once. */
 void endHandlesOf(const kep::object_base* object) noexcept;
 
 #endif

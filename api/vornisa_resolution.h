@@ -14,7 +14,8 @@ struct resolution_t {
 /** A table of the sizes that recordings may have, by their number of pixels. */
 std::map<int, resolution_t> newResolutionTable();
 
-/** The table of the whole process. It gains a row for every other number that is looked up for a recording. */
+/** The table of the whole process. It gains a row for every other number that is looked up for a recording.
+ */
 extern std::map<int, resolution_t> resolutions;
 
 }  // namespace vornisa

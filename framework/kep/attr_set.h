@@ -47,7 +47,8 @@ class KEP_API AttrSet {
     AttrSet& operator=(const AttrSet& other);
     ~AttrSet();
 
-    /** Replaces the contents by those of `text`. False on a syntax error or a null text: the set is then empty. */
+    /** Replaces the contents by those of `text`. False on a syntax error or a null text: the set is then
+     * empty. */
     bool Parse(const char* text);
 
     /** Sets `key` to `value`, at the end if it is new, in its place if it is not. */

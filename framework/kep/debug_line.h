@@ -23,7 +23,9 @@ inline base::ostream& BeginDebugLine(int index, const char* colour, const char* 
 }
 
 /** Closes a line. The colour is reset after the newline, at the start of whatever is written next. */
-inline void EndDebugLine(base::ostream& out) { out << '\n' << "\033[0m"; }
+inline void EndDebugLine(base::ostream& out) {
+    out << '\n' << "\033[0m";
+}
 
 }  // namespace stream
 }  // namespace kep

@@ -30,7 +30,8 @@ KEP_API bool kepStatusUp(kep::object_base* object, const char* state);
 /** Lowers an object to a state named "ready" or "null". */
 KEP_API bool kepStatusDown(kep::object_base* object, const char* state);
 
-/** Gives `handler` every message of an application as attribute text; it returns 1 when it has dealt with it. */
+/** Gives `handler` every message of an application as attribute text; it returns 1 when it has dealt with it.
+ */
 KEP_API bool kepRegisterMessageProcess(kep::object_base* app, int (*handler)(const char* message));
 
 /** Destroys an object that one of these calls created. */

@@ -29,7 +29,8 @@ class KEP_API IClass {
     /** Like Find, for a class that a library not yet consulted may bring. */
     static IClass* FindBeforeNew(const char* type);
 
-    /** Makes an object from a whole description; null when the class refuses it, which then has cleaned up. */
+    /** Makes an object from a whole description; null when the class refuses it, which then has cleaned up.
+     */
     template <class T>
     T* New(AttrSet& attributes) {
         object_base* made = create(attributes);

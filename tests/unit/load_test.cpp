@@ -30,9 +30,13 @@ static void release(void* memory) noexcept {
     std::free(memory);
 }
 
-void operator delete(void* memory) noexcept { release(memory); }
+void operator delete(void* memory) noexcept {
+    release(memory);
+}
 
-void operator delete(void* memory, std::size_t) noexcept { release(memory); }
+void operator delete(void* memory, std::size_t) noexcept {
+    release(memory);
+}
 
 namespace unit {
 namespace {
