@@ -78,8 +78,9 @@ FramePtr PictureScaler::scale(const AVFrame& from, int width, int height) {
 }
 
 std::shared_ptr<SharedScaler> SharedScaler::forSize(int width, int height) {
-    static std::mutex mutex;
-    static std::map<std::pair<int, int>, std::weak_ptr<SharedScaler>> scalers;
+    // Never destroyed: a process may end while a capture thread still scales.
+    static auto& mutex = *new std::mutex;
+    static auto& scalers = *new std::map<std::pair<int, int>, std::weak_ptr<SharedScaler>>;
     const std::lock_guard lock(mutex);
     std::erase_if(scalers, [](const auto& entry) { return entry.second.expired(); });
     std::weak_ptr<SharedScaler>& slot = scalers[{width, height}];
