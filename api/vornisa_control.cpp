@@ -40,7 +40,8 @@ int VNAcquire(int type, int* id) try {
 }
 VN_END
 
-int VNRelease(int id) try {
+// Nothing in it throws: what it calls are destructors.
+int VNRelease(int id) {
     VN_LOG(trace, id);
     VN_FAIL_IF(!id, VNRES_INVALID_ARG);
     std::unique_ptr<kep::object_base> obj(vornisa::endHandle(id));
@@ -52,7 +53,6 @@ int VNRelease(int id) try {
     }
     return VNRES_SUCCEED;
 }
-VN_END
 
 int VNStart(int id) try {
     VN_LOG(trace, id);
@@ -262,7 +262,8 @@ int VNFeed(int id, char* buf, int size) try {
 }
 VN_END
 
-int VNSwitchResolution(int id, int width, int height) try {
+// Nothing in it throws: what it calls are functions of this interface.
+int VNSwitchResolution(int id, int width, int height) {
     VN_LOG(timing, steady_clock::now() << width << "," << height);
     VN_FAIL_IF(!id, VNRES_INVALID_ARG);
     VN_FAIL_IF_SAYING(VNStop(id) != VNRES_SUCCEED, "VNRES_SUCCEED!=VNStop(id)", VNRES_INVALID_ARG);
@@ -272,4 +273,3 @@ int VNSwitchResolution(int id, int width, int height) try {
     VN_LOG(timing, steady_clock::now());
     return VNRES_SUCCEED;
 }
-VN_END

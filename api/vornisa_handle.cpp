@@ -17,8 +17,9 @@ struct Slot {
 /** In a slot whose object is being put in or taken out. No handle is negative. */
 constexpr int kBusy = -1;
 
+// More than sixty thousand places, in 1 MiB once all are needed.
 constexpr unsigned kFirstSlots = 256;
-constexpr int kLevels = 16;
+constexpr int kLevels = 8;
 
 /** How many handles in a row may find their slots taken before the table grows. */
 constexpr int kTries = 8;

@@ -13,6 +13,9 @@ std::atomic<std::size_t> allocations{0};
 std::atomic<bool> refusing{false};
 /** Only what can go on without: the growth of the handle table. */
 std::atomic<bool> refusingGrowth{false};
+std::atomic<int> growths{0};
+/** What happens while the handle table grows for the first time from here on. */
+std::atomic<void (*)()> duringGrowth{nullptr};
 
 void* counted(std::size_t size) noexcept {
     ++allocations;
@@ -40,7 +43,11 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     return counted(size);
 }
 void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-    return refusingGrowth ? nullptr : counted(size);
+    if (refusingGrowth) return nullptr;
+    ++growths;
+    void* const memory = counted(size);
+    if (auto* const meanwhile = duringGrowth.exchange(nullptr)) meanwhile();
+    return memory;
 }
 void operator delete(void* memory) noexcept {
     std::free(memory);
@@ -117,6 +124,14 @@ TEST_F(AllocationTest, WithoutMemoryForTheFrameFeedFailsAndTheNextCallWorks) {
     EXPECT_EQ(VNFeed(id, buffer, 1), VNRES_SUCCEED);
 }
 
+TEST_F(AllocationTest, WithoutMemoryForTheTextAnEventIsNotTriggeredAndTheNextIs) {
+    const std::string url = "file:///" + std::string(1000, 'a') + ".mp4";
+    refusing = true;
+    const int result = VNRecordEventServiceTrigger(id, url.c_str(), 1, 2);
+    refusing = false;
+    EXPECT_EQ(result, VNRES_FAIL);
+}
+
 #if UINTPTR_MAX > UINT_MAX
 
 TEST_F(AllocationTest, HandlesTakeThePlacesOfThoseThatEnded) {
@@ -148,6 +163,46 @@ TEST_F(AllocationTest, WithoutMemoryForAHandleTheObjectIsDestroyed) {
                                   "kepCreate(type=VornisaSharedMemory,name=shm,free=false)",
                                   error("VNAcquire", "!handle"), "delete stream"}));
     for (const int given : handles) EXPECT_EQ(vornisa::endHandle(given), &object);
+}
+
+PlainObject* growing;
+std::vector<int>* grownMeanwhile;
+
+TEST_F(AllocationTest, AThreadThatGrowsTheTableTooLateTakesTheOthersPlaces) {
+    PlainObject own;
+    PlainObject others;
+    std::vector<int> handles;
+    std::vector<int> meanwhile;
+    handles.reserve(1 << 16);
+    meanwhile.reserve(1 << 16);
+    growing = &others;
+    grownMeanwhile = &meanwhile;
+    const int before = growths;
+    duringGrowth = [] {
+        const int begun = growths;
+        while (growths == begun) grownMeanwhile->push_back(vornisa::newHandle(growing));
+    };
+    while (growths == before) handles.push_back(vornisa::newHandle(&own));
+    EXPECT_EQ(growths, before + 2);
+    for (const int handle : handles) ASSERT_EQ(vornisa::objectOf(handle), &own);
+    for (const int handle : meanwhile) ASSERT_EQ(vornisa::objectOf(handle), &others);
+    for (const int handle : handles) ASSERT_EQ(vornisa::endHandle(handle), &own);
+    for (const int handle : meanwhile) ASSERT_EQ(vornisa::endHandle(handle), &others);
+}
+
+// The last: a table that has grown that far stays so.
+TEST_F(AllocationTest, WithEveryPlaceTakenThereIsNoHandleUntilOneEnds) {
+    PlainObject object;
+    std::vector<int> handles;
+    while (const int handle = vornisa::newHandle(&object)) handles.push_back(handle);
+    EXPECT_GT(handles.size(), 60000u);
+    std::size_t found = 0;
+    for (const int handle : handles) found += vornisa::objectOf(handle) == &object;
+    EXPECT_EQ(found, handles.size());
+    for (const int handle : handles) ASSERT_EQ(vornisa::endHandle(handle), &object);
+    const int next = vornisa::newHandle(&object);
+    EXPECT_GT(next, 0);
+    EXPECT_EQ(vornisa::endHandle(next), &object);
 }
 
 #endif

@@ -88,6 +88,23 @@ TEST_F(ReadTest, TakesAnEmptyFrame) {
     EXPECT_EQ(inBuffer(), "a.......");
 }
 
+/** A framework gone wrong. */
+class NegativeFrames : public Stream<OutputPart> {
+  public:
+    bool PullFrame(std::shared_ptr<common::frame_t>& frame, bool) override {
+        frame = std::make_shared<common::frame_t>();
+        frame->size = -4;
+        return true;
+    }
+};
+
+TEST_F(ReadTest, AFrameOfLessThanNothingIsNotCopied) {
+    const int other = handleOf(new NegativeFrames);
+    EXPECT_EQ(VNRead(other, buffer, sizeof buffer, 2, &length), VNRES_SUCCEED);
+    EXPECT_EQ(length, 0);
+    EXPECT_EQ(inBuffer(), std::string(sizeof buffer, '.'));
+}
+
 TEST_F(ReadTest, PullsNothingForACountOfZero) {
     EXPECT_EQ(VNRead(id, nullptr, 8, 0, &length), VNRES_SUCCEED);
     EXPECT_EQ(length, 0);
@@ -172,8 +189,8 @@ TEST_F(FeedTest, PushesTheBufferAsOneFrame) {
     EXPECT_EQ(input->pushed->index, 0);
     EXPECT_TRUE(input->pushed->key);
     EXPECT_FALSE(input->pushed->release);
-    EXPECT_GE(input->pushed->stamp, before);
-    EXPECT_LE(input->pushed->stamp, after);
+    EXPECT_GE(input->stampWhenPushed, before);
+    EXPECT_LE(input->stampWhenPushed, after);
     EXPECT_EQ(input->pushed.use_count(), 1);
     EXPECT_EQ(std::string(buffer, sizeof buffer), "abcde");
 }

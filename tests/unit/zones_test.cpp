@@ -279,6 +279,21 @@ TEST(ColorConvert, FractionsAreCutOff) {
     EXPECT_EQ(vnColorConvert(0x007C01), 0x004B4857u);
 }
 
+// The numbers are part of the interface: an application may have been built with them.
+TEST(NamedColours, AreRedGreenBlue) {
+    EXPECT_EQ(VNRES_COLOR_BLACK, 0);
+    EXPECT_EQ(VNRES_COLOR_WHITE, 0xffffff);
+    EXPECT_EQ(VNRES_COLOR_GRAY, 0x808080);
+    EXPECT_EQ(VNRES_COLOR_SILVER, 0xc0c0c0);
+    EXPECT_EQ(VNRES_COLOR_RED, 0xff0000);
+    EXPECT_EQ(VNRES_COLOR_GREEN, 0xff00);
+    EXPECT_EQ(VNRES_COLOR_BLUE, 0xff);
+    EXPECT_EQ(VNRES_COLOR_YELLOW, 0xffff00);
+    EXPECT_EQ(VNRES_COLOR_CYAN, 0xffff);
+    EXPECT_EQ(VNRES_COLOR_MAGENTA, 0xff00ff);
+    EXPECT_EQ(VNRES_COLOR_ORANGE, 0xffa500);
+}
+
 TEST(ColorConvert, TheHighestByteDoesNotCount) {
     EXPECT_EQ(vnColorConvert(0xFF123456), vnColorConvert(0x00123456));
     EXPECT_EQ(vnColorConvert(0x80000000), 0x00800080u);
