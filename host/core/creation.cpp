@@ -1,6 +1,7 @@
 #include "core/creation.h"
 
 #include <algorithm>
+#include <atomic>
 
 #include "core/attr_text.h"
 #include "core/description.h"
@@ -15,6 +16,8 @@ constexpr std::size_t npos = std::string_view::npos;
 constexpr std::size_t kShown = 60;
 
 thread_local const CreationScope* current = nullptr;
+
+std::atomic<CreationHook> creationHook{nullptr};
 
 /** Where `inner` stands in `outer`: as a value in braces, or else anywhere. */
 std::size_t findWithin(std::string_view outer, std::string_view inner) {
@@ -89,6 +92,10 @@ std::string CreationScope::placeOfType() {
     return describePlace(current->root_->text_, current->offset_ + offset);
 }
 
+void setCreationHook(CreationHook hook) {
+    creationHook = hook;
+}
+
 Made makeObject(const char* text) {
     const CreationScope scope(text ? text : "");
     base::AttrSet attributes;
@@ -96,6 +103,7 @@ Made makeObject(const char* text) {
 }
 
 Made makeObject(base::AttrSet& attributes) {
+    if (const CreationHook hook = creationHook) hook();
     if (!base::Object::NewPreProcessAttrSet(attributes)) return {};
     const char* const type = attributes.Get("type");
     if (!type) {

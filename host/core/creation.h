@@ -37,6 +37,12 @@ class KEP_API CreationScope {
     std::size_t offset_ = 0;    /**< in the root's text */
 };
 
+/** Told at the beginning of each making of an object. */
+using CreationHook = void (*)();
+
+/** Replaces the hook; null takes it away. */
+KEP_API void setCreationHook(CreationHook hook);
+
 /** Makes what a description names; none, and an error line, when it is refused. */
 KEP_API Made makeObject(const char* text);
 KEP_API Made makeObject(base::AttrSet& attributes);

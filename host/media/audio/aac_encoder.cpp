@@ -12,14 +12,13 @@ namespace {
 
 constexpr int kUnitSamples = 1024;
 constexpr std::size_t kHeaderBytes = 7;
-// In the order of the index by which ADTS names them.
+// In the order of their index.
 constexpr std::array kRates = {96000, 88200, 64000, 48000, 44100, 32000, 24000,
                                22050, 16000, 12000, 11025, 8000,  7350};
 
 void writeAdtsHeader(unsigned char* header, AudioFormat format, std::size_t payload) {
     constexpr unsigned kProfileLc = 1;
-    const auto rate =
-        static_cast<unsigned>(std::find(kRates.begin(), kRates.end(), format.rate) - kRates.begin());
+    const auto rate = static_cast<unsigned>(aacRateIndex(format.rate));
     const auto channels = static_cast<unsigned>(format.channels);
     const auto size = static_cast<unsigned>(payload + kHeaderBytes);
     header[0] = 0xff;
@@ -34,8 +33,9 @@ void writeAdtsHeader(unsigned char* header, AudioFormat format, std::size_t payl
 
 }  // namespace
 
-bool isAacRate(int hertz) {
-    return std::find(kRates.begin(), kRates.end(), hertz) != kRates.end();
+int aacRateIndex(int hertz) {
+    const auto found = std::find(kRates.begin(), kRates.end(), hertz);
+    return found == kRates.end() ? -1 : static_cast<int>(found - kRates.begin());
 }
 
 AacEncoder::AacEncoder(AudioFormat from, AudioFormat to, const std::atomic<int>& bitRate)

@@ -9,8 +9,12 @@
 
 namespace kep::host {
 
+/** The index by which AAC's headers name a sample rate; -1 for one that AAC does not know. */
+int aacRateIndex(int hertz);
 /** Whether AAC knows this sample rate. */
-bool isAacRate(int hertz);
+inline bool isAacRate(int hertz) {
+    return aacRateIndex(hertz) >= 0;
+}
 
 /**
  * AAC-LC access units with ADTS headers. The stamp of each is the capture time of the first sample that a

@@ -16,22 +16,27 @@ constexpr const char* kAac =
     "type=pipeline,name=plAacSource,ondemand=true,layout={MicSrc+encoder-aac:name=aac}";
 // Encoded once for both: of the same microphone nobody needs two streams.
 constexpr const char* kPreRecordAac =
-    "type=pipeline,name=plPreRecordAac,ondemand=true,past=12000,"
+    "type=pipeline,name=plPreRecordAac,ondemand=true,past=30000,"
     "layout={ShmSource:connect={type=pipeline,name=plAacSource},name=src}";
 constexpr const char* kPreRecordH264 =
-    "type=pipeline,name=plPreRecordH264,ondemand=true,past=12000,"
+    "type=pipeline,name=plPreRecordH264,ondemand=true,past=30000,"
     "layout={pv-yuv-src-adv:name=src+encoder-h264:name=enc,goptype=ippp,gop=15,br=4000000,fr=30}";
 
 std::atomic<bool> used{false};
+
+const struct FirstObject {
+    FirstObject() { setCreationHook(&BoardPipelines::firstUse); }
+    ~FirstObject() { setCreationHook(nullptr); }
+} firstObject;
 
 /** Whether pre-recording is to run although nobody is attached. */
 bool runsAlways() {
     const char* const set = std::getenv("KEP_HOST_PRERECORD");
     const std::string_view choice = set ? set : "";
-    if (choice == "always") return true;
-    if (!choice.empty() && choice != "attached")
-        KEP_HOST_ERROR("KEP_HOST_PRERECORD=" + std::string(choice) + " is none of attached, always");
-    return false;
+    if (choice == "attached") return false;
+    if (!choice.empty() && choice != "always")
+        KEP_HOST_ERROR("KEP_HOST_PRERECORD=" + std::string(choice) + " is none of always, attached");
+    return true;
 }
 
 }  // namespace

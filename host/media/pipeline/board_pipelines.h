@@ -12,14 +12,15 @@ namespace kep::host {
 
 /**
  * The pipelines that a board has by itself: `plAacSource`, and `plPreRecordAac` and `plPreRecordH264`, which
- * keep a past. Each captures and encodes while somebody is attached; with KEP_HOST_PRERECORD=always those
- * with a past do so from the first use of the framework to the end of the process.
+ * keep a past. Those capture and encode from the first object of the process to its end, as an event may come
+ * that needs what was before it; `plAacSource`, and with KEP_HOST_PRERECORD=attached all of them, while
+ * somebody is attached.
  */
 class BoardPipelines {
   public:
     static BoardPipelines& instance();
 
-    /** To be called by whatever uses the framework's media first: starts what KEP_HOST_PRERECORD says. */
+    /** To be called whenever an object is made; the first time starts what KEP_HOST_PRERECORD says. */
     static void firstUse();
 
     ~BoardPipelines();

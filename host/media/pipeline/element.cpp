@@ -2,6 +2,7 @@
 
 #include "core/log.h"
 #include "core/text_message.h"
+#include "media/pipeline/limits.h"
 #include "media/pipeline/outlet.h"
 
 namespace kep::host {
@@ -17,12 +18,7 @@ Element::Element() {
             caps_ = caps;
             return true;
         });
-    properties().add<bool>(
-        "dbg", [this] { return traced_.load(); },
-        [this](bool traced) {
-            traced_ = traced;
-            return true;
-        });
+    addFlag(properties(), "dbg", traced_);
 }
 
 Element::~Element() {

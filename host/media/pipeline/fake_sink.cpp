@@ -3,6 +3,7 @@
 
 #include "core/class_registry.h"
 #include "media/pipeline/element.h"
+#include "media/pipeline/limits.h"
 
 namespace kep::host {
 namespace {
@@ -13,12 +14,7 @@ constexpr std::chrono::seconds kLongestHold(1);
 class FakeSink final : public Element {
   public:
     FakeSink() {
-        properties().add<bool>(
-            "live", [this] { return live_.load(); },
-            [this](bool live) {
-                live_ = live;
-                return true;
-            });
+        addFlag(properties(), "live", live_);
         properties().add<std::int64_t>(
             "count", [this] { return count_.load(); }, nullptr);
     }

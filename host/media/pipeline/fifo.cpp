@@ -21,12 +21,7 @@ class Fifo final : public Element {
     Fifo() {
         addWholeNumber(properties(), *this, "max", max_, 1, 100'000);
         addWholeNumber(properties(), *this, "bytes", bytes_, 1, 1 << 30);
-        properties().add<bool>(
-            "leaky", [this] { return leaky_.load(); },
-            [this](bool leaky) {
-                leaky_ = leaky;
-                return true;
-            });
+        addFlag(properties(), "leaky", leaky_);
     }
     ~Fifo() override { retire(); }
 

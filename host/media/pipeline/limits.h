@@ -25,6 +25,16 @@ inline void addWholeNumber(Properties& properties, const ObjectImpl& owner, cons
         });
 }
 
+/** Adds a property that is on or off, and may be changed while others read it. */
+inline void addFlag(Properties& properties, const char* name, std::atomic<bool>& flag) {
+    properties.add<bool>(
+        name, [&flag] { return flag.load(); },
+        [&flag](bool wanted) {
+            flag = wanted;
+            return true;
+        });
+}
+
 }  // namespace kep::host
 
 #endif

@@ -6,10 +6,6 @@
 
 namespace kep::host {
 
-namespace {
-constexpr std::size_t kMostPastBytes = 12U << 20;
-}  // namespace
-
 void Outlet::setDemand(Demand demand) {
     const std::lock_guard demandLock(demandMutex_);
     demand_ = std::move(demand);
@@ -17,14 +13,13 @@ void Outlet::setDemand(Demand demand) {
 
 void Outlet::keepPast(std::chrono::milliseconds past) {
     const std::lock_guard lock(mutex_);
-    past_ = past;
-    kept_.clear();
-    keptBytes_ = 0;
+    past_.setLength(past);
+    past_.clear();
 }
 
 void Outlet::give(const SharedPacket& packet) {
     const std::lock_guard lock(mutex_);
-    if (past_.count() > 0) remember(packet);
+    if (past_.length().count() > 0) past_.push(packet);
     for (Inlet* const inlet : inlets_) hand(*inlet, packet);
 }
 
@@ -37,26 +32,6 @@ void Outlet::hand(Inlet& inlet, const SharedPacket& packet) {
     if (lost && inlet.onLost) inlet.onLost(packet->media->kind, lost);
 }
 
-void Outlet::remember(const SharedPacket& packet) {
-    kept_.push_back({packet, groups_.begins(*packet)});
-    keptBytes_ += packet->weight();
-    const auto dropFirst = [this] {
-        keptBytes_ -= kept_.front().packet->weight();
-        kept_.pop_front();
-    };
-    // A group goes when the one after it reaches back far enough.
-    for (;;) {
-        const auto second =
-            std::find_if(kept_.begin() + 1, kept_.end(), [](const Kept& kept) { return kept.begins; });
-        const bool tooLong = second != kept_.end() && packet->stamp - second->packet->stamp >= past_;
-        if (!tooLong && keptBytes_ <= kMostPastBytes && kept_.front().begins) return;
-        do {
-            dropFirst();
-        } while (!kept_.empty() && !kept_.front().begins);
-        if (kept_.empty()) return;
-    }
-}
-
 bool Outlet::attach(Inlet& inlet) {
     const std::lock_guard demandLock(demandMutex_);
     {
@@ -65,7 +40,7 @@ bool Outlet::attach(Inlet& inlet) {
         inlet.queue.open();
         inlet.groups_ = {};
         inlet.begun_ = false;
-        for (const Kept& kept : kept_) hand(inlet, kept.packet);
+        for (std::uint64_t i = past_.first(); i < past_.end(); ++i) hand(inlet, past_.at(i).packet);
         inlets_.push_back(&inlet);
     }
     if (raise()) return true;
@@ -104,8 +79,7 @@ void Outlet::lower() {
     demand_(false);
     // What comes when it is raised again does not follow on it.
     const std::lock_guard lock(mutex_);
-    kept_.clear();
-    keptBytes_ = 0;
+    past_.clear();
 }
 
 void Outlet::end() {
@@ -115,8 +89,7 @@ void Outlet::end() {
         if (inlet->onEnd) inlet->onEnd();
         inlet->queue.finish();
     }
-    kept_.clear();
-    keptBytes_ = 0;
+    past_.clear();
 }
 
 bool Outlet::hasEnded() const {

@@ -2,7 +2,6 @@
 #define KEP_HOST_OUTLET_H
 
 #include <chrono>
-#include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -10,13 +9,15 @@
 #include <vector>
 
 #include "media/common/group_queue.h"
-#include "media/pipeline/media_packet.h"
+#include "media/pipeline/packet_ring.h"
 
 namespace kep::host {
 
 /** A listener's end: its own bounded queue, and what it wants to be told on the giver's thread. */
 struct Inlet {
-    GroupQueue<SharedPacket> queue{{4096, 16U << 20}};
+    static constexpr std::size_t mostBytes = 32U << 20;
+
+    GroupQueue<SharedPacket> queue{{8192, mostBytes}};
     std::function<void(Media::Kind, std::size_t)>
         onLost;                  /**< the listener was too slow for so many packets */
     std::function<void()> onEnd; /**< nothing more will come */
@@ -31,7 +32,7 @@ struct Inlet {
  * The end of a pipeline, to which others attach while it runs. Each has a queue of its own: a slow one loses
  * its own oldest groups and holds back nobody. It outlives its pipeline for as long as somebody holds it.
  */
-class Outlet {
+class KEP_API Outlet {
   public:
     /** Raises (true) or lowers what feeds the outlet; false when it cannot be raised. */
     using Demand = std::function<bool(bool wanted)>;
@@ -60,7 +61,6 @@ class Outlet {
 
   private:
     void hand(Inlet& inlet, const SharedPacket& packet);
-    void remember(const SharedPacket& packet);
     bool withdraw(Inlet& inlet);
     bool raise();
     void lower();
@@ -72,18 +72,12 @@ class Outlet {
     mutable std::mutex mutex_;
     std::vector<Inlet*> inlets_;
     bool ended_ = false;
-    std::chrono::milliseconds past_{0};
-    struct Kept {
-        SharedPacket packet;
-        bool begins;
-    };
-    std::deque<Kept> kept_;
-    std::size_t keptBytes_ = 0;
-    GroupSense groups_;
+    // Less than an inlet takes, so that nobody loses of the past that he is handed.
+    PacketRing past_{std::chrono::nanoseconds(0), 24U << 20};
 };
 
 /** The ends of the pipelines that have a name, for all applications of the process. */
-class OutletNames {
+class KEP_API OutletNames {
   public:
     static OutletNames& instance();
 

@@ -7,7 +7,6 @@
 #include "core/description.h"
 #include "core/log.h"
 #include "core/names.h"
-#include "media/pipeline/board_pipelines.h"
 
 namespace kep::host {
 namespace {
@@ -101,7 +100,6 @@ bool Pipeline::plan(const char* chain, const std::vector<ObjectImpl*>& objects, 
 }
 
 bool Pipeline::Configure(base::AttrSet& attributes) {
-    BoardPipelines::firstUse();
     const char* const chain =
         attributes.Get("layout") ? attributes.Get("layout") : attributes.Get("serialize");
     base::AttrSet own;

@@ -15,7 +15,9 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::nanoseconds;
 
+/** What may wait of one stream. */
 constexpr std::size_t kMostHeld = 512;
+constexpr std::size_t kMostBytesHeld = 64 << 20;
 /** How far a stamp may lie ahead of the clock, and after the one before it once it has been shifted. */
 constexpr std::chrono::seconds kSlack(1);
 
@@ -69,10 +71,10 @@ class Sync final : public Element {
         std::unique_lock lock(mutex_);
         Input& input = inputOf(*packet);
         // Sound that waits for the first picture is no use when it is old; all else waits for room.
-        if (!started_ && !packet->isVideo() && input.held.size() >= kMostHeld) input.held.pop_front();
-        room_.wait(lock, [&] { return !open_ || input.held.size() < kMostHeld; });
+        if (!started_ && !packet->isVideo() && input.held.size() >= kMostHeld) input.pop();
+        room_.wait(lock, [&] { return !open_ || input.hasRoom(); });
         if (!open_) return;
-        input.held.push_back({onClock(input, packet), Clock::now()});
+        input.push({onClock(input, packet), Clock::now()});
         arrived_.notify_one();
     }
 
@@ -105,8 +107,19 @@ class Sync final : public Element {
     };
     struct Input {
         std::deque<Held> held;
+        std::size_t bytes = 0;
         StampGuard guard;
         std::size_t jumps = 0;
+
+        bool hasRoom() const { return held.size() < kMostHeld && bytes < kMostBytesHeld; }
+        void push(Held item) {
+            bytes += item.packet->weight();
+            held.push_back(std::move(item));
+        }
+        void pop() {
+            bytes -= held.front().packet->weight();
+            held.pop_front();
+        }
     };
 
     Input& inputOf(const MediaPacket& packet) { return packet.isVideo() ? video() : audio(); }
@@ -159,7 +172,7 @@ class Sync final : public Element {
                 continue;
             }
             packet = head.packet;
-            first->held.pop_front();
+            first->pop();
             return true;
         }
     }
@@ -174,10 +187,10 @@ class Sync final : public Element {
             const MediaPacket& head = *video().held.front().packet;
             started_ = head.key;
             start_ = head.stamp;
-            if (!started_) video().held.pop_front();
+            if (!started_) video().pop();
         }
         if (!started_) return;
-        while (!audio().held.empty() && audio().held.front().packet->stamp < start_) audio().held.pop_front();
+        while (!audio().held.empty() && audio().held.front().packet->stamp < start_) audio().pop();
     }
 
     Input* earliest() {

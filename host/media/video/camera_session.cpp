@@ -22,7 +22,11 @@ std::shared_ptr<CameraSession> CameraSession::launch(DeviceSpec device, int rate
 }
 
 CameraSession::CameraSession(DeviceSpec device, int rate, std::int64_t number)
-    : device_(std::move(device)), wantedRate_(rate), lastUse_(Clock::now()), number_(number) {}
+    : device_(std::move(device)),
+      wantedRate_(rate),
+      lastUse_(Clock::now()),
+      first_(number),
+      number_(number) {}
 
 bool CameraSession::waitOpened(std::chrono::milliseconds limit) {
     std::unique_lock lock(mutex_);
@@ -136,6 +140,7 @@ bool CameraSession::captureNext() {
     }
     if (changed_.wait_until(lock, picture->stamp, [this] { return phase_ != Phase::running; })) return false;
     publish(std::move(picture));
+    prepareEncoder();
     if (taps_.empty() && Clock::now() - lastUse_ > linger) phase_ = Phase::ended;
     return phase_ == Phase::running;
 }
@@ -149,6 +154,17 @@ void CameraSession::publish(PicturePtr picture) {
         if (tap->wants(*picture, rate)) tap->deliver(picture);
     }
     newest_ = std::move(picture);
+}
+
+void CameraSession::prepareEncoder() {
+    constexpr std::int64_t settled =
+        5;  // pictures; a stream that has just opened the camera is at work itself
+    constexpr int usualBitRate = 2'000'000;
+    if (number_ - first_ != settled) return;
+    const AVFrame& frame = *newest_->frame;
+    if (frame.format != AV_PIX_FMT_YUV420P) return;
+    encoders_.prepare({frame.width, frame.height, cameraRate(), usualBitRate, format_.colours},
+                      {newest_, &frame});
 }
 
 void CameraSession::lose(const std::string& reason) {

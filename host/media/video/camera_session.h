@@ -52,6 +52,8 @@ class CameraSession : public std::enable_shared_from_this<CameraSession> {
     void run();
     bool open();
     bool captureNext();
+    /** Has an encoder ready before the first stream asks for one, when it has not asked at once. */
+    void prepareEncoder();
     /** The one place through which every picture passes on its way to every consumer. */
     void publish(PicturePtr picture);
     void lose(const std::string& reason);
@@ -72,7 +74,8 @@ class CameraSession : public std::enable_shared_from_this<CameraSession> {
     int wantedRate_;
     std::chrono::steady_clock::time_point lastUse_;
     std::chrono::steady_clock::time_point
-        waitingSince_; /**< for the device; zero while it is not waited for */
+        waitingSince_;         /**< for the device; zero while it is not waited for */
+    const std::int64_t first_; /**< number of the last picture before this run */
     std::atomic<std::int64_t> number_;
 };
 

@@ -1,6 +1,7 @@
 #include "core/log.h"
 #include "media/pipeline/board_pipelines.h"
 #include "media/video/h264_source.h"
+#include "media/video/photography.h"
 #include "media/video/yuv_source.h"
 
 namespace kep::api::streaming {
@@ -24,6 +25,10 @@ IYuvSource* IYuvSource::CreateNew(const char* device) {
 
 IH264Source* IH264Source::CreateNew(const char* device) {
     return newSource<host::H264Source>("IH264Source", device);
+}
+
+IPhotography* IPhotography::CreateNew(const char* device) {
+    return newSource<host::Photography>("IPhotography", device);
 }
 
 }  // namespace kep::api::streaming

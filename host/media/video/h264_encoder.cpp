@@ -68,11 +68,12 @@ std::unique_ptr<H264Encoder> H264Encoder::open(const H264Settings& settings, std
 
 bool H264Encoder::fits(const H264Settings& settings) const {
     return settings.width == settings_.width && settings.height == settings_.height &&
-           av_cmp_q(settings.rate, settings_.rate) == 0 && settings.bitRate == settings_.bitRate &&
-           settings.colours == settings_.colours;
+           av_cmp_q(settings.rate, settings_.rate) == 0 && settings.colours == settings_.colours &&
+           (settings.bitRate == settings_.bitRate || count_ <= 1);
 }
 
 void H264Encoder::setBitRate(int bitsPerSecond) {
+    settings_.bitRate = bitsPerSecond;
     setRate(*codec_, bitsPerSecond);
 }
 
@@ -97,11 +98,13 @@ PacketPtr H264Encoder::encode(const AVFrame& picture, bool key, std::string& rea
 std::unique_ptr<H264Encoder> EncoderShelf::take(const H264Settings& settings) {
     std::unique_ptr<H264Encoder> taken;
     const std::lock_guard lock(mutex_);
+    asked_ = true;
     const auto found = std::find_if(encoders_.begin(), encoders_.end(),
                                     [&](const auto& one) { return one->fits(settings); });
     if (found != encoders_.end()) {
         taken = std::move(*found);
         encoders_.erase(found);
+        taken->setBitRate(settings.bitRate);
     }
     return taken;
 }
@@ -117,10 +120,36 @@ void EncoderShelf::put(std::unique_ptr<H264Encoder> encoder) {
     encoders_.push_back(std::move(encoder));
 }
 
-void EncoderShelf::close() {
+void EncoderShelf::prepare(const H264Settings& settings, std::shared_ptr<const AVFrame> picture) {
     const std::lock_guard lock(mutex_);
-    encoders_.clear();
-    open_ = false;
+    if (!open_ || asked_) return;
+    asked_ = true;
+    preparing_ = std::thread([this, settings, picture = std::move(picture)] {
+        // Whoever starts a stream in the meantime sets up its own, and tells why when that cannot be done.
+        std::string reason;
+        auto encoder = H264Encoder::open(settings, reason);
+        if (encoder && encoder->encode(*picture, true, reason)) put(std::move(encoder));
+    });
+}
+
+bool EncoderShelf::isPreparing() {
+    const std::lock_guard lock(mutex_);
+    return preparing_.joinable();
+}
+
+void EncoderShelf::close() {
+    std::thread preparing;
+    {
+        const std::lock_guard lock(mutex_);
+        encoders_.clear();
+        open_ = false;
+        preparing.swap(preparing_);
+    }
+    if (preparing.joinable()) preparing.join();
+}
+
+EncoderShelf::~EncoderShelf() {
+    close();
 }
 
 }  // namespace kep::host

@@ -4,6 +4,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "media/common/ffmpeg.h"
@@ -28,8 +29,8 @@ class H264Encoder {
     static std::unique_ptr<H264Encoder> open(const H264Settings& settings, std::string& reason,
                                              const char* encoder = defaultEncoder);
 
-    /** Whether it makes what the settings say. At another bit rate the past would weigh on the first seconds.
-     */
+    /** Whether it makes what the settings say. At another bit rate the past would weigh on the first seconds,
+     * unless there is hardly any. */
     bool fits(const H264Settings& settings) const;
 
     /** Takes effect with the next picture. */
@@ -54,9 +55,15 @@ class H264Encoder {
  */
 class EncoderShelf {
   public:
-    /** An encoder that fits the settings; null when there is none. */
+    ~EncoderShelf();
+
+    /** An encoder that fits the settings, set to their bit rate; null when there is none. */
     std::unique_ptr<H264Encoder> take(const H264Settings& settings);
     void put(std::unique_ptr<H264Encoder> encoder);
+    /** Has an encoder set up and tried on a picture, on a thread of its own, unless one has been asked for or
+     * prepared before. */
+    void prepare(const H264Settings& settings, std::shared_ptr<const AVFrame> picture);
+    bool isPreparing();
     /** Frees what is there and what is put from here on. */
     void close();
 
@@ -64,6 +71,8 @@ class EncoderShelf {
     std::mutex mutex_;
     std::vector<std::unique_ptr<H264Encoder>> encoders_;
     bool open_ = true;
+    bool asked_ = false;
+    std::thread preparing_;
 };
 
 }  // namespace kep::host

@@ -18,12 +18,13 @@ VideoHub::~VideoHub() {
     if (session_) session_->end(closingTime);
 }
 
-std::unique_ptr<VideoTap> VideoHub::open(int rate, std::int64_t after, TapListener& listener) {
+std::unique_ptr<VideoTap> VideoHub::open(int rate, std::int64_t after, TapListener& listener,
+                                         std::size_t depth) {
     const std::lock_guard lock(mutex_);
     const std::optional<DeviceSpec> chosen = chosenCamera();
     if (!chosen) return nullptr;
     if (session_ && (session_->device().text == chosen->text || session_->isInUse())) {
-        if (auto tap = join(rate, after, listener)) return tap;
+        if (auto tap = join(rate, after, listener, depth)) return tap;
     }
     std::int64_t number = 0;
     if (session_) {
@@ -32,11 +33,12 @@ std::unique_ptr<VideoTap> VideoHub::open(int rate, std::int64_t after, TapListen
         number = session_->lastNumber();
     }
     session_ = CameraSession::launch(*chosen, rate, number);
-    return session_->waitOpened(openingTime) ? join(rate, after, listener) : nullptr;
+    return session_->waitOpened(openingTime) ? join(rate, after, listener, depth) : nullptr;
 }
 
-std::unique_ptr<VideoTap> VideoHub::join(int rate, std::int64_t after, TapListener& listener) {
-    auto tap = std::make_unique<VideoTap>(session_, rate, after, listener);
+std::unique_ptr<VideoTap> VideoHub::join(int rate, std::int64_t after, TapListener& listener,
+                                         std::size_t depth) {
+    auto tap = std::make_unique<VideoTap>(session_, rate, after, listener, depth);
     return session_->attach(*tap) ? std::move(tap) : nullptr;
 }
 

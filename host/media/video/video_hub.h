@@ -22,15 +22,17 @@ class VideoHub {
      * @param rate     pictures wanted in a second
      * @param after    number of the newest picture that this consumer has had before
      * @param listener outlives the tap
+     * @param depth    pictures that may wait to be pulled
      * @return null, with a line written, when there is no camera
      */
-    std::unique_ptr<VideoTap> open(int rate, std::int64_t after, TapListener& listener);
+    std::unique_ptr<VideoTap> open(int rate, std::int64_t after, TapListener& listener,
+                                   std::size_t depth = VideoTap::usualDepth);
 
     ~VideoHub();
 
   private:
     VideoHub() = default;
-    std::unique_ptr<VideoTap> join(int rate, std::int64_t after, TapListener& listener);
+    std::unique_ptr<VideoTap> join(int rate, std::int64_t after, TapListener& listener, std::size_t depth);
 
     std::mutex mutex_;
     std::shared_ptr<CameraSession> session_;

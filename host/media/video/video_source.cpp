@@ -1,21 +1,13 @@
 #include "media/video/video_source.h"
 
 #include "core/log.h"
+#include "media/video/picture_size.h"
 
 namespace kep::host {
 
 namespace {
 
-constexpr int smallest = 16;
-constexpr int largest = 8192;
 constexpr int highestRate = 120;
-
-bool isSide(const char* name, int pixels) {
-    if (pixels >= smallest && pixels <= largest && pixels % 2 == 0) return true;
-    KEP_HOST_ERROR(std::string(name) + " " + std::to_string(pixels) + " is not an even number from " +
-                   std::to_string(smallest) + " to " + std::to_string(largest));
-    return false;
-}
 
 bool isRate(int framesPerSecond) {
     if (framesPerSecond >= 1 && framesPerSecond <= highestRate) return true;

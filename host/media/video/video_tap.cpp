@@ -5,13 +5,17 @@
 namespace kep::host {
 
 namespace {
-// A second of 1080p: as much as the camera delivers in one burst after the machine has stalled.
-constexpr GroupQueue<PicturePtr>::Limits queueLimits = {64, 96U << 20};
+constexpr std::size_t mostBytes = 96U << 20;
 constexpr std::chrono::seconds patience(5);
 }  // namespace
 
-VideoTap::VideoTap(std::shared_ptr<CameraSession> camera, int rate, std::int64_t after, TapListener& listener)
-    : camera_(std::move(camera)), listener_(listener), queue_(queueLimits), rate_(rate), after_(after) {
+VideoTap::VideoTap(std::shared_ptr<CameraSession> camera, int rate, std::int64_t after, TapListener& listener,
+                   std::size_t depth)
+    : camera_(std::move(camera)),
+      listener_(listener),
+      queue_({depth, mostBytes}),
+      rate_(rate),
+      after_(after) {
     queue_.open();
 }
 

@@ -28,13 +28,18 @@ class TapListener {
 /** One consumer's share of the camera: its own rate and its own bounded queue. */
 class VideoTap {
   public:
+    /** A second of 1080p: as much as the camera delivers in one burst after the machine has stalled. */
+    static constexpr std::size_t usualDepth = 64;
+
     /**
      * @param rate     pictures wanted in a second
      * @param after    number of the newest picture that this consumer has had before; none up to it is
      * delivered
      * @param listener outlives the tap
+     * @param depth    pictures that may wait to be pulled; the oldest are dropped for newer ones
      */
-    VideoTap(std::shared_ptr<CameraSession> camera, int rate, std::int64_t after, TapListener& listener);
+    VideoTap(std::shared_ptr<CameraSession> camera, int rate, std::int64_t after, TapListener& listener,
+             std::size_t depth);
     ~VideoTap();
     VideoTap(const VideoTap&) = delete;
     VideoTap& operator=(const VideoTap&) = delete;

@@ -1,0 +1,66 @@
+#ifndef KEP_HOST_PACKET_RING_H
+#define KEP_HOST_PACKET_RING_H
+
+#include <cstdint>
+#include <deque>
+#include <optional>
+
+#include "media/pipeline/media_packet.h"
+
+namespace kep::host {
+
+/**
+ * The newest packets of a stream, bounded in time and in bytes by whole groups. Each has a number, counted
+ * from the first that was ever put in, so that a reader can go on where it was. Used by one thread at a time.
+ */
+class KEP_API PacketRing {
+  public:
+    struct Entry {
+        SharedPacket packet;
+        bool begins;            /**< a group begins here */
+        std::uint64_t pictures; /**< put in before it */
+    };
+
+    /** Keeps what the time needs and a group at most more, but never more than the bytes. */
+    PacketRing(std::chrono::nanoseconds length, std::size_t bytes) : length_(length), mostBytes_(bytes) {}
+
+    std::chrono::nanoseconds length() const { return length_; }
+    void setLength(std::chrono::nanoseconds length) { length_ = length; }
+
+    void push(const SharedPacket& packet);
+    /** Drops all; numbers go on. */
+    void clear();
+
+    /** Number of the oldest packet; that of the next to come when there is none. */
+    std::uint64_t first() const { return end_ - entries_.size(); }
+    std::uint64_t end() const { return end_; }
+    const Entry& at(std::uint64_t number) const { return entries_[number - first()]; }
+    /** How many pictures have come before a packet that is kept or is the next. */
+    std::uint64_t picturesBefore(std::uint64_t number) const {
+        return number == end_ ? pictures_ : at(number).pictures;
+    }
+
+    /** The newest key frame that is not later than `time`. */
+    std::optional<std::uint64_t> keyAtOrBefore(SteadyTime time) const;
+    /** The oldest key frame that is later than `time`. */
+    std::optional<std::uint64_t> keyAfter(SteadyTime time) const;
+    /** When the newest picture was taken that is not later than `time`. */
+    std::optional<SteadyTime> pictureAtOrBefore(SteadyTime time) const;
+    /** Whether there is a picture of `time` or later. */
+    bool hasReached(SteadyTime time) const;
+
+  private:
+    void dropGroup();
+
+    std::chrono::nanoseconds length_;
+    const std::size_t mostBytes_;
+    std::deque<Entry> entries_;
+    std::uint64_t end_ = 0;
+    std::uint64_t pictures_ = 0;
+    std::size_t bytes_ = 0;
+    GroupSense groups_;
+};
+
+}  // namespace kep::host
+
+#endif
