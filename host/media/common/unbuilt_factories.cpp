@@ -1,17 +1,7 @@
 #include "core/log.h"
 #include "kep/device.h"
-#include "kep/streaming.h"
 
 // What the framework's interface has and this framework does not: refused with a line that says so.
-
-namespace kep::api::streaming {
-
-IPhotography* IPhotography::CreateNew(const char*) {
-    KEP_HOST_ERROR("IPhotography is not built into this framework");
-    return nullptr;
-}
-
-}  // namespace kep::api::streaming
 
 namespace kep::dev {
 

@@ -1,0 +1,144 @@
+#include "media/recording/file_output.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <new>
+
+namespace kep::host {
+namespace {
+
+constexpr int kBufferBytes = 32 << 10;
+constexpr std::size_t kBoxHeader = 8;
+/** The smallest piece that every disk writes whole. */
+constexpr std::uint64_t kSector = 512;
+
+using BoxHeader = std::array<std::uint8_t, kBoxHeader>;
+
+BoxHeader freeBox(std::size_t size) {
+    return {static_cast<std::uint8_t>(size >> 24),
+            static_cast<std::uint8_t>(size >> 16),
+            static_cast<std::uint8_t>(size >> 8),
+            static_cast<std::uint8_t>(size),
+            'f',
+            'r',
+            'e',
+            'e'};
+}
+
+}  // namespace
+
+FileOutput::FileOutput(std::unique_ptr<FileLayer::File> file, std::size_t spill)
+    : file_(std::move(file)), spill_(spill) {
+    auto* const buffer = static_cast<std::uint8_t*>(av_malloc(kBufferBytes));
+    context_ = avio_alloc_context(buffer, kBufferBytes, 1, this, nullptr, &onWrite, &onSeek);
+    if (!buffer || !context_) throw std::bad_alloc();
+}
+
+FileOutput::~FileOutput() {
+    av_freep(&context_->buffer);
+    avio_context_free(&context_);
+}
+
+std::unique_ptr<FileOutput> FileOutput::create(const std::string& path, std::size_t spill,
+                                               std::string& reason) {
+    auto file = FileLayer::current().create(path, reason);
+    if (!file) return nullptr;
+    return std::unique_ptr<FileOutput>(new FileOutput(std::move(file), spill));
+}
+
+int FileOutput::onWrite(void* self, std::uint8_t* bytes, int size) {
+    auto& output = *static_cast<FileOutput*>(self);
+    return output.put(bytes, static_cast<std::size_t>(size)) ? size : AVERROR(EIO);
+}
+
+std::int64_t FileOutput::onSeek(void* self, std::int64_t offset, int whence) {
+    auto& output = *static_cast<FileOutput*>(self);
+    const auto end = static_cast<std::int64_t>(output.written_ + output.kept_.size());
+    switch (whence) {
+        case AVSEEK_SIZE:
+            return end;
+        case SEEK_CUR:
+            offset += static_cast<std::int64_t>(output.position_);
+            break;
+        case SEEK_END:
+            offset += end;
+            break;
+        default:
+            break;
+    }
+    if (offset < 0 || offset > end) return AVERROR(EINVAL);
+    output.position_ = static_cast<std::uint64_t>(offset);
+    return offset;
+}
+
+bool FileOutput::put(const std::uint8_t* bytes, std::size_t size) {
+    if (failed_) return false;
+    if (position_ < written_) {
+        const auto past = static_cast<std::size_t>(std::min<std::uint64_t>(size, written_ - position_));
+        if (!noted(file_->write(position_, bytes, past, reason_), reason_)) return false;
+        bytes += past;
+        size -= past;
+        position_ += past;
+    }
+    const auto at = static_cast<std::size_t>(position_ - written_);
+    if (size > 0 && kept_.size() < at + size) kept_.resize(at + size);
+    if (size > 0) std::memcpy(kept_.data() + at, bytes, size);
+    position_ += size;
+    return !spill_ || kept_.size() < spill_ || writeKept();
+}
+
+bool FileOutput::writeKept() {
+    if (kept_.empty()) return true;
+    if (!noted(file_->write(written_, kept_.data(), kept_.size(), reason_), reason_)) return false;
+    written_ += kept_.size();
+    kept_.clear();
+    return true;
+}
+
+bool FileOutput::write(std::string& reason) {
+    avio_flush(context_);
+    return noted(!failed_ && writeKept(), reason);
+}
+
+bool FileOutput::writeFragment(bool sync, std::string& reason) {
+    avio_flush(context_);
+    if (failed_) return noted(false, reason);
+    if (kept_.size() < kBoxHeader) return write(reason);
+    // The header of what comes next must not lie in two sectors: half of it could reach the disk.
+    if ((written_ + kept_.size()) % kSector > kSector - kBoxHeader) {
+        avio_write(context_, freeBox(kBoxHeader).data(), kBoxHeader);
+        avio_flush(context_);
+    }
+    const std::uint64_t start = written_;
+    BoxHeader header;
+    std::copy_n(kept_.begin(), kBoxHeader, header.begin());
+    const BoxHeader passedOver = freeBox(kept_.size());
+    std::copy(passedOver.begin(), passedOver.end(), kept_.begin());
+    return noted(writeKept(), reason) && (!sync || this->sync(reason)) &&
+           noted(file_->write(start, header.data(), header.size(), reason_), reason) &&
+           (!sync || this->sync(reason));
+}
+
+bool FileOutput::dropRest() {
+    std::string ignored;
+    return file_->truncate(written_, ignored);
+}
+
+bool FileOutput::sync(std::string& reason) {
+    return file_->sync(reason);
+}
+
+bool FileOutput::close(std::string& reason) {
+    return file_->close(reason);
+}
+
+bool FileOutput::noted(bool done, std::string& reason) {
+    if (done) return true;
+    failed_ = true;
+    reason = reason_;
+    return false;
+}
+
+}  // namespace kep::host

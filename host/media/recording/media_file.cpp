@@ -1,0 +1,280 @@
+#include "media/recording/media_file.h"
+
+#include <algorithm>
+#include <array>
+#include <deque>
+#include <optional>
+
+#include "media/recording/file_output.h"
+#include "media/recording/track.h"
+#include "media/recording/wall_time.h"
+
+extern "C" {
+#include <libavutil/opt.h>
+}
+
+namespace kep::host {
+namespace {
+
+using Container = MediaFileSettings::Container;
+using std::chrono::milliseconds;
+
+/** How long a fragment is before it ends at a key frame, less what capture times differ by, and before it
+ * ends anywhere. */
+constexpr milliseconds kFragment(950);
+constexpr milliseconds kLongestFragment(1250);
+/** A file whose index comes last is written in pieces of so many bytes. */
+constexpr std::size_t kPiece = 256 << 10;
+/** Sound that waits for the first picture. */
+constexpr std::size_t kMostEarly = 512;
+
+struct ContextDeleter {
+    void operator()(AVFormatContext* context) const { avformat_free_context(context); }
+};
+using OutputPtr = std::unique_ptr<AVFormatContext, ContextDeleter>;
+
+/** A time of capture as the files have it. */
+std::string wallClockText(SteadyTime stamp) {
+    const std::time_t time = wallTime(stamp);
+    std::tm utc{};
+    gmtime_r(&time, &utc);
+    std::array<char, 32> text{};
+    std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &utc);
+    return text.data();
+}
+
+class LibavFile final : public MediaFile {
+  public:
+    LibavFile(const std::string& path, const MediaFileSettings& settings, std::unique_ptr<FileOutput> output,
+              const MediaPtr& video, const MediaPtr& audio)
+        : path_(path),
+          openPath_(openPathOf(path, settings)),
+          container_(settings.container),
+          flush_(settings.flush),
+          output_(std::move(output)) {
+        if (video) video_.emplace(video);
+        if (audio) audio_.emplace(audio);
+    }
+
+    ~LibavFile() override {
+        context_.reset();
+        std::string ignored;
+        output_->close(ignored);
+    }
+
+    static std::string openPathOf(const std::string& path, const MediaFileSettings& settings) {
+        return settings.openExtension.empty() ? path : path + "." + settings.openExtension;
+    }
+
+    bool write(const MediaPacket& packet, std::string& reason) override {
+        reason = reason_;
+        if (!reason_.empty()) return false;
+        if (!(packet.isVideo() ? video_ : audio_)) return true;
+        const bool leads = packet.isVideo() == video_.has_value();
+        if (context_) return noted(add(packet, leads && packet.key, reason), reason);
+        if (leads) return !packet.key || noted(begin(packet, reason), reason);
+        if (early_.size() == kMostEarly) early_.pop_front();
+        early_.push_back(packet);
+        return true;
+    }
+
+    bool finish(std::string& reason) override;
+
+    const std::string& path() const override { return path_; }
+    const std::string& location() const override { return location_; }
+    bool isSafe() const override { return safe_; }
+    std::uint64_t bytes() const override { return output_->written(); }
+
+  private:
+    using Tracks = std::array<std::optional<Track>*, 2>;
+
+    bool begin(const MediaPacket& first, std::string& reason);
+    bool writeHeader(std::string& reason);
+    bool add(const MediaPacket& packet, bool key, std::string& reason);
+    bool endFragment(std::string& reason);
+    bool complete(std::string& reason);
+    bool isFragmented() const { return container_ == Container::fragmentedMp4; }
+    Tracks tracks() { return {&video_, &audio_}; }
+
+    /** Has the file end here when something has failed. */
+    bool noted(bool done, std::string& reason) {
+        if (done) return true;
+        // What libavformat calls an I/O error is known better here.
+        if (output_->failed()) reason = output_->reason();
+        if (reason.rfind(openPath_, 0) != 0) reason = openPath_ + ": " + reason;
+        reason_ = reason;
+        return false;
+    }
+
+    const std::string path_;
+    const std::string openPath_;
+    std::string location_ = openPath_;
+    const Container container_;
+    const bool flush_;
+    std::unique_ptr<FileOutput> output_;
+    OutputPtr context_;
+    std::optional<Track> video_;
+    std::optional<Track> audio_;
+    std::deque<MediaPacket> early_;
+    SteadyTime zero_;
+    SteadyTime fragment_;   /**< when the fragment begins */
+    bool named_ = false;    /**< the open name is on the disk */
+    bool safe_ = false;     /**< what has been written can be played */
+    bool unsynced_ = false; /**< nobody knows what of it is on the disk */
+    std::string reason_;    /**< what has failed */
+};
+
+bool LibavFile::begin(const MediaPacket& first, std::string& reason) {
+    zero_ = fragment_ = early_.empty() ? first.stamp : std::min(first.stamp, early_.front().stamp);
+    const char* const format = container_ == Container::mpegTs ? "mpegts" : "mp4";
+    AVFormatContext* made = nullptr;
+    if (avformat_alloc_output_context2(&made, nullptr, format, nullptr) < 0) {
+        reason = std::string("the FFmpeg libraries cannot make ") + format;
+        return false;
+    }
+    context_.reset(made);
+    context_->pb = output_->context();
+    av_dict_set(&context_->metadata, "creation_time", wallClockText(first.stamp).c_str(), 0);
+    context_->flags |= AVFMT_FLAG_CUSTOM_IO;
+    for (std::optional<Track>* track : tracks()) {
+        const bool leads = track == &video_ || !video_;
+        if (*track && !(*track)->addTo(*context_, leads ? &first : nullptr, reason)) return false;
+    }
+    if (!writeHeader(reason)) return false;
+    for (const MediaPacket& early : early_) {
+        if (!add(early, false, reason)) return false;
+    }
+    early_.clear();
+    return add(first, true, reason);
+}
+
+bool LibavFile::writeHeader(std::string& reason) {
+    AVDictionary* options = nullptr;
+    av_dict_set(&options, "avoid_negative_ts", "disabled", 0);
+    switch (container_) {
+        case Container::fragmentedMp4:
+            // Each fragment's decode times carry its place; there is no edit list to be read.
+            av_dict_set(&options, "movflags", "frag_custom+frag_discont+empty_moov+default_base_moof", 0);
+            av_dict_set(&options, "use_editlist", "0", 0);
+            break;
+        case Container::mp4:
+            // An edit list counts in these units.
+            av_dict_set(&options, "movie_timescale", "90000", 0);
+            break;
+        case Container::mpegTs:
+            context_->max_delay = 700'000;
+            // Every packet of sound has a time stamp of its own.
+            av_dict_set(&options, "pes_payload_size", "0", 0);
+            break;
+    }
+    const int result = avformat_write_header(context_.get(), &options);
+    av_dict_free(&options);
+    if (result >= 0) return !isFragmented() || output_->write(reason);
+    reason = ffmpegError(result);
+    return false;
+}
+
+bool LibavFile::add(const MediaPacket& packet, bool key, std::string& reason) {
+    // Behind the beginning there is no place for it.
+    if (packet.stamp < zero_) return true;
+    Track& track = packet.isVideo() ? *video_ : *audio_;
+    const auto age = packet.stamp - fragment_;
+    const bool ends = age >= (key ? kFragment : kLongestFragment);
+    // The one before it belongs to the fragment that ends here.
+    if (!track.take(packet, zero_, reason)) return false;
+    if (!ends) return true;
+    Track* const other = packet.isVideo() ? (audio_ ? &*audio_ : nullptr) : (video_ ? &*video_ : nullptr);
+    if (other && !other->flushBefore(packet.stamp, reason)) return false;
+    fragment_ = packet.stamp;
+    return endFragment(reason);
+}
+
+bool LibavFile::endFragment(std::string& reason) {
+    FileLayer& layer = FileLayer::current();
+    if (!layer.exists(openPath_)) {
+        reason = "the file has been removed";
+        return false;
+    }
+    if (container_ == Container::mp4) return true;
+    if (av_write_frame(context_.get(), nullptr) < 0) {
+        reason = output_->reason();
+        return false;
+    }
+    // Each time the place of the fragment is told anew, whatever the durations before it sum up to.
+    if (isFragmented()) av_opt_set(context_->priv_data, "movflags", "+frag_discont", 0);
+    if (isFragmented() ? !output_->writeFragment(flush_, reason) : !output_->write(reason)) {
+        unsynced_ = unsynced_ || !output_->failed();
+        return false;
+    }
+    if (flush_ && !isFragmented() && !output_->sync(reason)) {
+        unsynced_ = true;
+        return false;
+    }
+    safe_ = true;
+    if (flush_ && !named_ && !layer.syncFolder(FileLayer::folderOf(openPath_), reason)) return false;
+    named_ = true;
+    return true;
+}
+
+bool LibavFile::complete(std::string& reason) {
+    if (!context_) {
+        reason = "there was nothing to write";
+        return false;
+    }
+    for (std::optional<Track>* track : tracks()) {
+        if (*track && !(*track)->flush(reason)) return false;
+    }
+    if (!endFragment(reason)) return false;
+    const int result = av_write_trailer(context_.get());
+    if (result < 0) {
+        reason = ffmpegError(result);
+        return false;
+    }
+    if (!output_->write(reason)) return false;
+    if (flush_ && !output_->sync(reason)) {
+        unsynced_ = true;
+        return false;
+    }
+    safe_ = true;
+    return true;
+}
+
+bool LibavFile::finish(std::string& reason) {
+    const bool whole = reason_.empty() && noted(complete(reason), reason);
+    context_.reset();
+    std::string trouble;
+    // A box that is passed over may be cut short, a packet of a transport stream may not.
+    const bool clean = whole || !output_->failed() || output_->dropRest() || isFragmented();
+    if (!output_->close(trouble) && reason_.empty()) reason_ = trouble;
+    reason = reason_;
+    FileLayer& layer = FileLayer::current();
+    // Nothing of it can be played, and nothing was written that might be saved.
+    if (!whole && !safe_ && (container_ != Container::mp4 || output_->written() == 0)) {
+        if (layer.remove(openPath_, trouble)) location_.clear();
+        return false;
+    }
+    // What was complete before plays by itself, except where the index is missing.
+    if (!safe_ || unsynced_ || !clean) return false;
+    if (openPath_ != path_ && !layer.rename(openPath_, path_, reason)) return false;
+    location_ = path_;
+    if (flush_ && !layer.syncFolder(FileLayer::folderOf(path_), trouble) && reason.empty()) reason = trouble;
+    return true;
+}
+
+}  // namespace
+
+std::unique_ptr<MediaFile> MediaFile::open(const std::string& path, const MediaFileSettings& settings,
+                                           const MediaPtr& video, const MediaPtr& audio,
+                                           std::string& reason) {
+    initFfmpeg();
+    if (!video && !audio) {
+        reason = path + ": a file holds pictures or sound";
+        return nullptr;
+    }
+    const std::size_t piece = settings.container == Container::mp4 ? kPiece : 0;
+    auto output = FileOutput::create(LibavFile::openPathOf(path, settings), piece, reason);
+    if (!output) return nullptr;
+    return std::make_unique<LibavFile>(path, settings, std::move(output), video, audio);
+}
+
+}  // namespace kep::host

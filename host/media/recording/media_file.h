@@ -1,0 +1,60 @@
+#ifndef KEP_HOST_MEDIA_FILE_H
+#define KEP_HOST_MEDIA_FILE_H
+
+#include <memory>
+#include <string>
+
+#include "media/files/file_layer.h"
+#include "media/pipeline/media_packet.h"
+
+namespace kep::host {
+
+/** How a file is written. */
+struct MediaFileSettings {
+    enum class Container { mp4, fragmentedMp4, mpegTs };
+
+    Container container = Container::fragmentedMp4;
+    bool flush = false;        /**< sync every fragment to the disk, and the folder after the renaming */
+    std::string openExtension; /**< added to the name while the file is open; empty for none */
+};
+
+/**
+ * One recording on the disk, from its first key frame to its final name. libavformat muxes, the file layer
+ * writes. It is used by one thread, which waits for the disk.
+ *
+ * The streams are those whose media are given at the opening; sound and picture keep their distance by the
+ * packets' stamps. A fragment holds a second, and somewhat more where that takes it to the end of a group of
+ * pictures. It becomes part of the file in one step: killed or cut from its power at any moment, a file of
+ * fragments plays as far as it was complete.
+ */
+class KEP_API MediaFile {
+  public:
+    /**
+     * Makes the file under its open name. `video` or `audio` may be null for a file without it. Null, with
+     * `reason` filled, when the folder, the name or a stream is refused.
+     */
+    static std::unique_ptr<MediaFile> open(const std::string& path, const MediaFileSettings& settings,
+                                           const MediaPtr& video, const MediaPtr& audio, std::string& reason);
+
+    /** Closes the file under its open name when finish() has not been called. */
+    virtual ~MediaFile() = default;
+
+    /** Adds a packet, in the order of decoding. False, with `reason` filled, when it cannot be written: the
+     * file ends with what was complete before. */
+    virtual bool write(const MediaPacket& packet, std::string& reason) = 0;
+    /**
+     * Completes the file and gives it its final name. When the end of it could not be written it is named all
+     * the same, with `reason` filled, if it plays as far as it goes. False, with `reason` filled, leaves it
+     * under its open name, or removes it when nothing of it plays. To be called once, and last.
+     */
+    virtual bool finish(std::string& reason) = 0;
+
+    virtual const std::string& path() const = 0;     /**< the final name */
+    virtual const std::string& location() const = 0; /**< where it lies now; empty once it is removed */
+    virtual bool isSafe() const = 0;                 /**< something of it plays as it lies on the disk */
+    virtual std::uint64_t bytes() const = 0;         /**< written so far */
+};
+
+}  // namespace kep::host
+
+#endif

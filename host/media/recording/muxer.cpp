@@ -1,0 +1,278 @@
+#include "media/recording/muxer.h"
+
+#include <algorithm>
+#include <array>
+#include <mutex>
+#include <utility>
+
+#include "core/attr_text.h"
+#include "core/class_registry.h"
+#include "core/log.h"
+#include "media/pipeline/element.h"
+#include "media/pipeline/limits.h"
+#include "media/recording/muxer_settings.h"
+#include "media/recording/recording.h"
+
+namespace kep::host {
+namespace {
+
+using Container = MediaFileSettings::Container;
+
+constexpr const char* kClipExtension = "part";
+constexpr std::chrono::seconds kFirstRetry(1);
+constexpr std::chrono::seconds kLastRetry(8);
+
+/**
+ * Writes what it is given to a file, and begins another one at every cut, when a stream changes and when one
+ * appears that the file has no place for. A file that cannot be written costs what comes until the next
+ * attempt: at a key frame, and ever more seconds later as long as none succeeds. One line tells of one
+ * trouble, however many attempts are made.
+ */
+class Muxer : public Element, public ClipWriter {
+  public:
+    explicit Muxer(Container container) : container_(container) {
+        properties().add<std::string>(
+            "url", [this] { return urlText(); }, [this](const std::string& text) { return setUrl(text); });
+        addFlag(properties(), "flush", flush_);
+        properties().add<std::string>("sendmsg", nullptr, [this](const std::string& text) {
+            MuxerMessages asked;
+            if (!MuxerMessages::read(text.c_str(), label(), asked)) return false;
+            segments_.sendsStart = asked.start;
+            segments_.sendsStop = asked.stop;
+            return true;
+        });
+    }
+
+    void take(const SharedPacket& packet, const Element&) override;
+    void takeCut(const Element&) override {
+        const std::lock_guard lock(entry_);
+        finishSegment();
+    }
+    std::unique_ptr<Clip> beginClip(const std::string& url) override;
+
+  protected:
+    bool up(State target) override;
+    bool down(State target) override;
+
+  private:
+    /** Tells of recordings in the muxer's messages. */
+    class Teller final : public RecordingWitness {
+      public:
+        Teller(Muxer& muxer, bool sends) : sendsStart(sends), sendsStop(sends), muxer_(muxer) {}
+
+        void opened(const std::string& path) override {
+            muxer_.trace("opened " + path);
+            if (sendsStart) muxer_.tell("recordStart", urlOf(path));
+        }
+        void closed(const std::string& path) override {
+            muxer_.trace("closed " + path);
+            if (sendsStop) muxer_.tell("recordStop", urlOf(path));
+        }
+        void failed(const std::string& path, const std::string& reason) override {
+            if (inTrouble.exchange(true)) return;
+            KEP_HOST_ERROR(muxer_.label() + ": " + reason);
+            std::string attributes = "media=file," + urlOf(path) + ",reason=";
+            appendValue(attributes, reason);
+            muxer_.tell("failed", attributes);
+        }
+        void lost(Media::Kind kind, std::size_t packets) override { muxer_.tellLost(kind, packets); }
+
+        std::atomic<bool> sendsStart;
+        std::atomic<bool> sendsStop;
+        std::atomic<bool> inTrouble{false};
+
+      private:
+        static std::string urlOf(const std::string& path) { return "url={" + fileUrl(path) + "}"; }
+        Muxer& muxer_;
+    };
+
+    /** A clip with names and messages of its own. */
+    class OwnClip final : public Clip {
+      public:
+        OwnClip(Muxer& muxer, MuxerUrl url, MediaFileSettings settings, KnownStreams known)
+            : names_(url.path, url.openExtension),
+              teller_(muxer, true),
+              recording_(names_, std::move(settings), std::move(known), teller_) {}
+        bool write(const SharedPacket& packet) override { return recording_.write(packet); }
+        bool finish() override { return recording_.finish(); }
+
+      private:
+        FileNames names_;
+        Teller teller_;
+        Recording recording_;
+    };
+
+    std::string urlText();
+    bool setUrl(const std::string& text);
+    MediaFileSettings settings(const MuxerUrl& url) const { return {container_, flush_, url.openExtension}; }
+    KnownStreams known();
+    bool begin();
+    void tellDropped();
+    void finishSegment();
+    void retryLater();
+    void endTrouble();
+
+    const Container container_;
+    std::atomic<bool> flush_{false};
+    Teller segments_{*this, false};
+
+    std::mutex mutex_; /**< for what the thread that writes shares with others */
+    std::string urlText_;
+    MuxerUrl url_;
+    KnownStreams known_;
+
+    std::mutex entry_; /**< one packet after the other, of however many elements before it */
+    std::unique_ptr<FileNames> names_;
+    MuxerUrl namedBy_; /**< what the names are made of */
+    std::unique_ptr<Recording> recording_;
+    GroupSense groups_;
+    bool cutAtKey_ = false;
+    SteadyTime retry_;
+    std::chrono::seconds pause_ = kFirstRetry;
+    std::array<std::size_t, 2> dropped_{}; /**< pictures and sounds that nobody has been told of */
+};
+
+std::string Muxer::urlText() {
+    const std::lock_guard lock(mutex_);
+    return urlText_;
+}
+
+bool Muxer::setUrl(const std::string& text) {
+    MuxerUrl url;
+    if (!MuxerUrl::read(text, label(), url)) return false;
+    const std::lock_guard lock(mutex_);
+    urlText_ = text;
+    url_ = std::move(url);
+    return true;
+}
+
+KnownStreams Muxer::known() {
+    const std::lock_guard lock(mutex_);
+    return known_;
+}
+
+bool Muxer::up(State target) {
+    if (target != State::play) return true;
+    const std::lock_guard lock(entry_);
+    {
+        const std::lock_guard shared(mutex_);
+        known_ = {};
+    }
+    names_.reset();
+    groups_ = {};
+    cutAtKey_ = false;
+    endTrouble();
+    return true;
+}
+
+bool Muxer::down(State) {
+    const std::lock_guard lock(entry_);
+    finishSegment();
+    tellDropped();
+    return true;
+}
+
+void Muxer::take(const SharedPacket& packet, const Element&) {
+    const std::lock_guard lock(entry_);
+    {
+        const std::lock_guard shared(mutex_);
+        (packet->isVideo() ? known_.video : known_.audio) = packet->media;
+    }
+    const bool begins = groups_.begins(*packet);
+    if (recording_ && !recording_->hasPlaceFor(*packet->media)) cutAtKey_ = true;
+    if (cutAtKey_ && begins) finishSegment();
+    if (!recording_ && (!begins || std::chrono::steady_clock::now() < retry_ || !begin())) {
+        if (retry_ == SteadyTime() && !begins) return;
+        ++dropped_[packet->isVideo() ? 0 : 1];
+        if (begins) tellDropped();
+        return;
+    }
+    if (!recording_->write(packet)) {
+        retryLater();
+        return;
+    }
+    if (!recording_->isOpen()) return;
+    if (recording_->isSafe()) {
+        endTrouble();
+    }
+    const std::lock_guard shared(mutex_);
+    known_.complete = true;
+}
+
+void Muxer::tellDropped() {
+    tellLost(Media::Kind::video, std::exchange(dropped_[0], 0));
+    tellLost(Media::Kind::audio, std::exchange(dropped_[1], 0));
+}
+
+bool Muxer::begin() {
+    MuxerUrl url;
+    {
+        const std::lock_guard lock(mutex_);
+        url = url_;
+    }
+    if (url.path.empty()) {
+        segments_.failed("", "there is no url to write to");
+        retryLater();
+        return false;
+    }
+    if (!names_ || url != namedBy_) names_ = std::make_unique<FileNames>(url.path, url.openExtension);
+    namedBy_ = url;
+    recording_ = std::make_unique<Recording>(*names_, settings(url), known(), segments_);
+    return true;
+}
+
+void Muxer::finishSegment() {
+    cutAtKey_ = false;
+    if (!recording_) return;
+    recording_->finish();
+    if (recording_->hasFailed()) {
+        retryLater();
+    } else if (recording_->isSafe()) {
+        endTrouble();
+    }
+    recording_.reset();
+}
+
+void Muxer::endTrouble() {
+    segments_.inTrouble = false;
+    pause_ = kFirstRetry;
+    retry_ = {};
+}
+
+void Muxer::retryLater() {
+    recording_.reset();
+    retry_ = std::chrono::steady_clock::now() + pause_;
+    pause_ = std::min(pause_ * 2, kLastRetry);
+}
+
+std::unique_ptr<Clip> Muxer::beginClip(const std::string& url) {
+    MuxerUrl where;
+    {
+        const std::lock_guard lock(mutex_);
+        where = url_;
+    }
+    if (!url.empty() && !MuxerUrl::read(url, label(), where)) return nullptr;
+    if (where.path.empty()) {
+        KEP_HOST_ERROR(label() + ": there is no url for a clip");
+        return nullptr;
+    }
+    // A clip that bears its name is complete, and one that a power cut has left is found and finished as
+    // others.
+    if (where.openExtension.empty()) where.openExtension = kClipExtension;
+    const MediaFileSettings how = settings(where);
+    return std::make_unique<OwnClip>(*this, std::move(where), how, known());
+}
+
+template <Container container>
+class MuxerOf final : public Muxer {
+  public:
+    MuxerOf() : Muxer(container) {}
+    ~MuxerOf() override { retire(); }
+};
+
+const ClassRegistration<MuxerOf<Container::fragmentedMp4>> fragmented("muxer-fmp4");
+const ClassRegistration<MuxerOf<Container::mp4>> mp4("muxer-mp4");
+const ClassRegistration<MuxerOf<Container::mpegTs>> mpegTs("muxer-ts");
+
+}  // namespace
+}  // namespace kep::host

@@ -1,0 +1,74 @@
+#include "media/recording/muxer_settings.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "core/log.h"
+#include "core/names.h"
+#include "kep/attr_set.h"
+#include "kep/url.h"
+
+namespace kep::host {
+namespace {
+
+constexpr std::string_view kOptions[] = {",creater=", ",temp_ext_name="};
+
+bool refuse(const std::string& owner, std::string_view text, const std::string& reason) {
+    KEP_HOST_ERROR(owner + ": " + std::string(text) + " " + reason);
+    return false;
+}
+
+}  // namespace
+
+std::string fileUrl(const std::string& path) {
+    return "file://" + path;
+}
+
+bool MuxerUrl::read(std::string_view text, const std::string& owner, MuxerUrl& url) {
+    // The name of a file may have a comma in it.
+    std::size_t end = text.size();
+    for (const std::string_view option : kOptions) end = std::min(end, text.find(option));
+    base::AttrSet parts;
+    const std::string address(text.substr(0, end));
+    if (!base::IUrl::Parse(address.c_str(), parts)) return false;
+    if (foldedName(parts.GetOrDef("scheme", "")) != "file")
+        return refuse(owner, "url={" + address + "}", "is no URL of a file");
+    base::AttrSet options;
+    if (end < text.size() && !options.Parse(std::string(text.substr(end + 1)).c_str())) return false;
+    for (int i = 0; const char* const key = options.Key(i); ++i) {
+        const std::string_view value = options.Value(i);
+        if (std::string_view(key) == "creater") {
+            if (value != "ntp") return refuse(owner, "creater=" + std::string(value), "is not ntp");
+        } else if (std::string_view(key) != "temp_ext_name") {
+            return refuse(owner, "url", "has no \"" + std::string(key) + "\"");
+        } else if (value.find('/') != value.npos) {
+            return refuse(owner, "temp_ext_name=" + std::string(value), "is no extension");
+        }
+    }
+    url = {parts.GetOrDef("path", ""), options.GetOrDef("temp_ext_name", "")};
+    return true;
+}
+
+bool MuxerMessages::read(const char* text, const std::string& owner, MuxerMessages& messages) {
+    base::AttrSet set;
+    if (!set.Parse(text)) return false;
+    MuxerMessages asked;
+    for (int i = 0; const char* const key = set.Key(i); ++i) {
+        const bool start = std::string_view(key) == "recordStart";
+        if (!start && std::string_view(key) != "recordStop")
+            return refuse(owner, "sendmsg={" + std::string(text) + "}",
+                          "asks for a message \"" + std::string(key) + "\" that there is not");
+        base::AttrSet how;
+        if (!how.Parse(set.Value(i))) return false;
+        if (std::string_view(how.GetOrDef("oper", "")) != (start ? "AfterOpen" : "AfterClose") ||
+            std::string_view(how.GetOrDef("send", "")) != "upward")
+            return refuse(
+                owner, std::string(key) + "={" + set.Value(i) + "}",
+                start ? "is not oper=AfterOpen,send={upward}" : "is not oper=AfterClose,send={upward}");
+        (start ? asked.start : asked.stop) = true;
+    }
+    messages = asked;
+    return true;
+}
+
+}  // namespace kep::host

@@ -1,0 +1,83 @@
+#include <mutex>
+
+#include "core/class_registry.h"
+#include "core/log.h"
+#include "media/common/time_span.h"
+#include "media/pipeline/element.h"
+
+namespace kep::host {
+namespace {
+
+/** Of pictures that do not say how long they last. */
+constexpr std::chrono::milliseconds kUsualPicture(33);
+
+/**
+ * Cuts a stream into segments of `duration`, each before the first key frame at or after its time. The times
+ * are multiples of the duration after the first key frame, so that no segment makes those after it late.
+ * Sound that comes in the order of its stamps then lies in the segment in which it begins.
+ */
+class Seamless final : public Element {
+  public:
+    Seamless() {
+        properties().add<std::string>(
+            "duration", [this] { return std::to_string(duration_.load().count()) + "ms"; },
+            [this](const std::string& text) { return setDuration(text); });
+    }
+
+    void take(const SharedPacket& packet, const Element&) override {
+        const std::lock_guard lock(entry_);
+        if (groups_.begins(*packet) && isDue(*packet)) giveCut();
+        give(packet);
+    }
+
+  protected:
+    bool up(State) override {
+        groups_ = {};
+        begun_ = false;
+        return true;
+    }
+
+  private:
+    bool setDuration(const std::string& text) {
+        std::chrono::milliseconds span{};
+        std::string reason;
+        const bool read = readTimeSpan(text, span, reason);
+        if (read && span.count() == 0) reason = "is no time at all";
+        if (!reason.empty()) {
+            KEP_HOST_ERROR(label() + ": duration=" + text + " " + reason);
+            return false;
+        }
+        duration_ = span;
+        return true;
+    }
+
+    bool isDue(const MediaPacket& packet) {
+        // When sound came first the times are those of the pictures after all.
+        if (!begun_ || packet.isVideo() != video_) {
+            const bool cut = begun_;
+            begun_ = true;
+            video_ = packet.isVideo();
+            next_ = packet.stamp + duration_.load();
+            return cut;
+        }
+        const auto picture = packet.duration.count() > 0 ? packet.duration : kUsualPicture;
+        const SteadyTime stamp = packet.stamp + picture / 2;
+        if (stamp < next_) return false;
+        const std::chrono::nanoseconds span = duration_.load();
+        next_ += (1 + (stamp - next_) / span) * span;
+        return true;
+    }
+
+    std::atomic<std::chrono::milliseconds> duration_{std::chrono::milliseconds(60'000)};
+
+    std::mutex entry_; /**< one packet after the other, of however many elements before it */
+    GroupSense groups_;
+    bool begun_ = false;
+    bool video_ = false;
+    SteadyTime next_;
+};
+
+const ClassRegistration<Seamless> registration("VornisaSeamless");
+
+}  // namespace
+}  // namespace kep::host
