@@ -1,0 +1,236 @@
+#include "media/event/event_element.h"
+
+#include <pthread.h>
+
+#include <algorithm>
+
+#include "core/log.h"
+
+namespace kep::host {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+constexpr seconds kUsuallyKept(30);
+constexpr seconds kLongestKept(600);
+constexpr std::size_t kMostBytesKept = 64U << 20;
+/** More than what is asked for, as a trigger may come late and finds its key frame a group earlier. */
+constexpr seconds kMargin(5);
+constexpr std::size_t kMostRecordings = 64;
+/** After so long without pictures the camera has been away, and what was before shows nothing of an event. */
+constexpr seconds kLongestGap(2);
+/** Without pictures for so long, and so long after its end, a clip awaits none any more. */
+constexpr seconds kPatience(5);
+
+/** The first element after `element` that writes clips. */
+ClipWriter* findWriter(const std::vector<Element*>& next) {
+    for (Element* const element : next) {
+        if (auto* const writer = dynamic_cast<ClipWriter*>(element)) return writer;
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+EventElement::EventElement() : ring_(kUsuallyKept, kMostBytesKept) {}
+
+bool EventElement::up(State target) {
+    if (!Element::up(target)) return false;
+    if (target != State::play) return true;
+    writer_ = findWriter(next());
+    if (!writer_) {
+        KEP_HOST_ERROR(label() + " has no muxer behind it");
+        return false;
+    }
+    {
+        const std::lock_guard lock(ringMutex_);
+        ring_.clear();
+        lastPicture_ = Clock::now();
+    }
+    {
+        const std::lock_guard lock(postMutex_);
+        running_ = true;
+    }
+    ending_ = false;
+    thread_ = std::thread([this] { work(); });
+    return true;
+}
+
+bool EventElement::down(State target) {
+    if (thread_.joinable()) {
+        {
+            const std::lock_guard lock(postMutex_);
+            running_ = false;
+        }
+        wake();
+        thread_.join();
+        const std::lock_guard lock(ringMutex_);
+        ring_.clear();
+    }
+    return Element::down(target);
+}
+
+void EventElement::take(const SharedPacket& packet, const Element&) {
+    {
+        const std::lock_guard lock(ringMutex_);
+        ring_.push(packet);
+        if (packet->isVideo()) lastPicture_ = Clock::now();
+    }
+    wake();
+}
+
+bool EventElement::post(const EventTrigger& trigger) {
+    {
+        const std::lock_guard lock(postMutex_);
+        if (!running_ || asked_ >= kMostRecordings) {
+            KEP_HOST_ERROR(label() + ": no clip " + trigger.url +
+                           (running_ ? ": " + std::to_string(asked_) + " are being made"
+                                     : " of a service that does not play"));
+            return false;
+        }
+        ++asked_;
+        posted_.push_back(trigger);
+    }
+    wake();
+    return true;
+}
+
+void EventElement::wake() {
+    {
+        const std::lock_guard lock(postMutex_);
+        if (running_ && asked_ == 0) return;
+        wakes_ = true;
+    }
+    woken_.notify_one();
+}
+
+void EventElement::work() {
+    pthread_setname_np(pthread_self(), "event");
+    // Whoever wakes it goes on before it does.
+    const sched_param same{};
+    pthread_setschedparam(pthread_self(), SCHED_BATCH, &same);
+    bool waits = true;
+    SteadyTime first = SteadyTime::max();
+    while (collect(first, waits)) {
+        waits = true;
+        first = SteadyTime::max();
+        for (auto at = recordings_.begin(); at != recordings_.end();) {
+            const Step step = advance(*at);
+            waits = waits && step == Step::waits;
+            first = std::min(first, deadline(*at));
+            const auto current = at++;
+            if (step != Step::complete && step != Step::failed) continue;
+            close(*current, step);
+            recordings_.erase(current);
+        }
+    }
+}
+
+/** Takes over what has been posted. False when nothing more will be, and all clips are made. */
+bool EventElement::collect(SteadyTime until, bool wait) {
+    std::vector<EventTrigger> fresh;
+    {
+        std::unique_lock lock(postMutex_);
+        const auto isWoken = [this] { return wakes_ || !running_; };
+        if (wait && until == SteadyTime::max()) {
+            woken_.wait(lock, isWoken);
+        } else if (wait) {
+            woken_.wait_until(lock, until, isWoken);
+        }
+        wakes_ = false;
+        fresh.swap(posted_);
+        ending_ = !running_;
+    }
+    const std::lock_guard lock(ringMutex_);
+    for (const EventTrigger& trigger : fresh) {
+        const SteadyTime::duration reach =
+            std::max<SteadyTime::duration>(trigger.pre, Clock::now() - trigger.begin());
+        const SteadyTime::duration wanted = std::min<SteadyTime::duration>(reach + kMargin, kLongestKept);
+        if (wanted > ring_.length()) ring_.setLength(wanted);
+        recordings_.push_back({trigger, nullptr, {}});
+    }
+    return !ending_ || !recordings_.empty();
+}
+
+SteadyTime EventElement::deadline(const Recording& recording) {
+    const std::lock_guard lock(ringMutex_);
+    return std::max(recording.trigger.end(), lastPicture_) + kPatience;
+}
+
+/** One step of a recording: to its beginning, or by one packet. */
+EventElement::Step EventElement::advance(Recording& recording) {
+    if (!recording.clip) return begin(recording);
+    const SharedPacket packet = nextPacket(recording);
+    if (!packet) return ending_ || Clock::now() >= deadline(recording) ? Step::complete : Step::waits;
+    if (packet->stamp > recording.trigger.end()) return packet->isVideo() ? Step::complete : Step::goesOn;
+    if (packet->stamp < recording.from) return Step::goesOn;
+    return recording.clip->write(packet) ? Step::goesOn : Step::failed;
+}
+
+EventElement::Step EventElement::begin(Recording& recording) {
+    const EventTrigger& trigger = recording.trigger;
+    bool late = false;
+    {
+        std::unique_lock lock(ringMutex_);
+        const std::optional<SteadyTime> shown = ring_.pictureAtOrBefore(trigger.begin());
+        late = !shown || trigger.begin() - *shown > kLongestGap;
+        const std::optional<std::uint64_t> key =
+            late ? ring_.keyAfter(trigger.begin()) : ring_.keyAtOrBefore(trigger.begin());
+        if (!key || !ring_.hasReached(trigger.begin())) {
+            lock.unlock();
+            const bool waits = !ending_ && Clock::now() < deadline(recording);
+            return waits ? Step::waits : refuse(recording, "no picture has come");
+        }
+        recording.from = ring_.at(*key).packet->stamp;
+        recording.next = *key;
+        recording.pictures = ring_.picturesBefore(*key);
+    }
+    if (recording.from > trigger.end()) return refuse(recording, "nothing of its time is kept any more");
+    if (late) {
+        const auto by = std::chrono::ceil<milliseconds>(recording.from - trigger.begin());
+        KEP_HOST_ERROR(label() + ": clip " + trigger.url + " begins " + std::to_string(by.count()) +
+                       " ms late: there are no pictures of before");
+    }
+    recording.clip = writer_->beginClip(trigger.url);
+    return recording.clip ? Step::goesOn : Step::failed;
+}
+
+EventElement::Step EventElement::refuse(const Recording& recording, const std::string& reason) const {
+    KEP_HOST_ERROR(label() + ": no clip " + recording.trigger.url + ": " + reason);
+    return Step::failed;
+}
+
+/** Null when there is none yet. When the disk was so slow that packets are kept no longer, the next group's.
+ */
+SharedPacket EventElement::nextPacket(Recording& recording) {
+    std::uint64_t pictures = 0;
+    std::uint64_t sounds = 0;
+    SharedPacket packet;
+    {
+        const std::lock_guard lock(ringMutex_);
+        const std::uint64_t first = ring_.first();
+        if (recording.next < first) {
+            pictures = ring_.picturesBefore(first) - recording.pictures;
+            sounds = first - recording.next - pictures;
+            recording.next = first;
+        }
+        if (recording.next < ring_.end()) packet = ring_.at(recording.next++).packet;
+        recording.pictures = ring_.picturesBefore(recording.next);
+    }
+    tellLost(Media::Kind::video, pictures);
+    tellLost(Media::Kind::audio, sounds);
+    return packet;
+}
+
+void EventElement::close(Recording& recording, Step how) {
+    if (how == Step::complete && !recording.clip->finish()) how = Step::failed;
+    recording.clip.reset();
+    trace("clip " + recording.trigger.url + (how == Step::complete ? " is complete" : " is given up"));
+    if (how == Step::failed) clipFailed(recording.trigger);
+    const std::lock_guard lock(postMutex_);
+    --asked_;
+}
+
+}  // namespace kep::host

@@ -1,0 +1,96 @@
+#ifndef KEP_HOST_EVENT_ELEMENT_H
+#define KEP_HOST_EVENT_ELEMENT_H
+
+#include <condition_variable>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "media/pipeline/element.h"
+#include "media/pipeline/packet_ring.h"
+#include "media/recording/muxer.h"
+
+namespace kep::host {
+
+/** A clip that somebody wants: of what time, and where. */
+struct EventTrigger {
+    SteadyTime point;
+    std::chrono::milliseconds pre{0};
+    std::chrono::milliseconds post{0};
+    std::string url; /**< empty for the muxer's own */
+
+    SteadyTime begin() const { return point - pre; }
+    SteadyTime end() const { return point + post; }
+};
+
+/**
+ * Keeps the newest packets and makes clips of them through the muxer behind it, which gets nothing else.
+ *
+ * A clip runs from the last key frame at or before its beginning to the last picture at or before its end,
+ * with the sound from its first picture on. Each reads the kept packets at its own pace on one thread that
+ * waits for the disk, so clips may overlap, and neither the stream nor whoever triggers ever waits. What is
+ * kept follows the longest time that was asked for, up to a bound; a clip that falls back behind it loses
+ * whole groups. When the stream ends, open clips end with what there is.
+ */
+class EventElement : public Element {
+  public:
+    void take(const SharedPacket& packet, const Element&) override;
+
+  protected:
+    EventElement();
+
+    bool up(State target) override;
+    bool down(State target) override;
+
+    /** Asks for a clip, and returns at once. False, with a line, when none can be made. */
+    bool post(const EventTrigger& trigger);
+    /** A clip that was asked for is not made, or has failed; a line has said why. Called on the clips'
+     * thread.
+     */
+    virtual void clipFailed(const EventTrigger&) {}
+
+  private:
+    struct Recording {
+        EventTrigger trigger;
+        std::unique_ptr<Clip> clip;
+        SteadyTime from;
+        std::uint64_t next = 0;     /**< number of the packet to be read */
+        std::uint64_t pictures = 0; /**< that came before it */
+    };
+    enum class Step { waits, goesOn, complete, failed };
+
+    void wake();
+    void work();
+    bool collect(SteadyTime until, bool wait);
+    Step advance(Recording& recording);
+    Step begin(Recording& recording);
+    SharedPacket nextPacket(Recording& recording);
+    void close(Recording& recording, Step how);
+    Step refuse(const Recording& recording, const std::string& reason) const;
+    SteadyTime deadline(const Recording& recording);
+
+    std::mutex ringMutex_;
+    PacketRing ring_;
+    SteadyTime lastPicture_; /**< when it came */
+
+    // Held for moments only, as whoever triggers is not to wait.
+    std::mutex postMutex_;
+    std::condition_variable woken_;
+    std::vector<EventTrigger> posted_;
+    std::size_t asked_ = 0; /**< clips that are posted or being made */
+    bool wakes_ = false;
+    bool running_ = false;
+
+    // The clips' thread's own.
+    std::list<Recording> recordings_;
+    bool ending_ = false;
+    ClipWriter* writer_ = nullptr;
+    std::thread thread_;
+};
+
+}  // namespace kep::host
+
+#endif
