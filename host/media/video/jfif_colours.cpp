@@ -1,0 +1,126 @@
+#include "media/video/jfif_colours.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace kep::host {
+
+namespace {
+
+constexpr int fractionBits = 13;
+
+// Brightness is reckoned in unsigned numbers of 16 bits: 7 for the fraction, and an offset that keeps them
+// above 0.
+constexpr int lumaBits = 7;
+constexpr int lumaOffset = 64;
+constexpr int lumaScale = 149;  // 255 / 219
+constexpr int lumaBias = (lumaOffset << lumaBits) + (1 << (lumaBits - 1)) - 16 * lumaScale;
+
+/** Shares of red and blue in brightness. */
+struct Shares {
+    double red, blue;
+    double green() const { return 1 - red - blue; }
+};
+
+constexpr Shares ofStandardTelevision = {0.299, 0.114};
+constexpr Shares ofHighDefinition = {0.2126, 0.0722};
+
+Shares sharesOf(AVColorSpace colours, int height) {
+    // Players, too, go by the size of a video that does not say.
+    if (colours == AVCOL_SPC_UNSPECIFIED) return height > 576 ? ofHighDefinition : ofStandardTelevision;
+    return colours == AVCOL_SPC_BT709 ? ofHighDefinition : ofStandardTelevision;
+}
+
+std::int16_t fraction(double value) {
+    return static_cast<std::int16_t>(std::lround(value * (1 << fractionBits)));
+}
+
+template <class Number>
+std::uint8_t clipped(Number value) {
+    return static_cast<std::uint8_t>(std::clamp<Number>(value, 0, 255));
+}
+
+constexpr std::size_t roundedUp(int width) {
+    return (static_cast<std::size_t>(width) + 15) / 16 * 16;
+}
+
+void repeatLast(std::uint8_t* row, std::size_t used, std::size_t all) {
+    std::fill(row + used, row + all, row[used - 1]);
+}
+
+}  // namespace
+
+JfifColours::JfifColours(const AVFrame& like)
+    : width_(like.width),
+      colours_(like.colorspace),
+      stride_(roundedUp(like.width)),
+      luma_(stride_ * stripRows),
+      blue_(stride_ / 2 * chromaRows),
+      red_(stride_ / 2 * chromaRows),
+      shift_(stride_) {
+    const Shares from = sharesOf(like.colorspace, like.height);
+    const Shares to = ofStandardTelevision;
+    // What one unit of each colour difference adds to red, green and blue, all brightness taken away.
+    const double redByRed = 2 * (1 - from.red);
+    const double blueByBlue = 2 * (1 - from.blue);
+    const double greenByRed = -redByRed * from.red / from.green();
+    const double greenByBlue = -blueByBlue * from.blue / from.green();
+    const double lumaByBlue = to.green() * greenByBlue + to.blue * blueByBlue;
+    const double lumaByRed = to.red * redByRed + to.green() * greenByRed;
+    const double ofChroma = 255.0 / 224;
+    toLuma_ = {fraction(ofChroma * lumaByBlue), fraction(ofChroma * lumaByRed)};
+    const double blueScale = ofChroma / (2 * (1 - to.blue));
+    const double redScale = ofChroma / (2 * (1 - to.red));
+    toBlue_ = {fraction(blueScale * (blueByBlue - lumaByBlue)), fraction(blueScale * -lumaByRed)};
+    toRed_ = {fraction(redScale * -lumaByBlue), fraction(redScale * (redByRed - lumaByRed))};
+}
+
+bool JfifColours::fits(const AVFrame& frame) const {
+    return frame.width == width_ && frame.colorspace == colours_;
+}
+
+void JfifColours::convert(const AVFrame& frame, int firstRow) {
+    const auto rowOf = [&frame](int plane, int row, int last) {
+        return frame.data[plane] + static_cast<std::ptrdiff_t>(std::min(row, last)) * frame.linesize[plane];
+    };
+    for (int row = 0; row < chromaRows; ++row) {
+        const int from = firstRow / 2 + row;
+        const int last = frame.height / 2 - 1;
+        convertChroma(rowOf(1, from, last), rowOf(2, from, last), row);
+        for (int half = 0; half < 2; ++half) {
+            const int line = 2 * row + half;
+            convertLuma(rowOf(0, firstRow + line, frame.height - 1), luma(line));
+        }
+    }
+}
+
+void JfifColours::convertChroma(const std::uint8_t* blueFrom, const std::uint8_t* redFrom, int row) {
+    constexpr int half = 1 << (fractionBits - 1);
+    std::uint8_t* const blueTo = blue(row);
+    std::uint8_t* const redTo = red(row);
+    std::uint16_t* const shift = shift_.data();
+    const std::size_t count = static_cast<std::size_t>(width_) / 2;
+    const Weights toLuma = toLuma_, toBlue = toBlue_, toRed = toRed_;
+    for (std::size_t i = 0; i < count; ++i) {
+        const auto b = static_cast<std::int16_t>(blueFrom[i] - 128);
+        const auto r = static_cast<std::int16_t>(redFrom[i] - 128);
+        blueTo[i] = clipped(((b * toBlue.blue + r * toBlue.red + half) >> fractionBits) + 128);
+        redTo[i] = clipped(((b * toRed.blue + r * toRed.red + half) >> fractionBits) + 128);
+        shift[2 * i] = shift[2 * i + 1] = static_cast<std::uint16_t>(
+            lumaBias + ((b * toLuma.blue + r * toLuma.red) >> (fractionBits - lumaBits)));
+    }
+    repeatLast(blueTo, count, stride_ / 2);
+    repeatLast(redTo, count, stride_ / 2);
+}
+
+void JfifColours::convertLuma(const std::uint8_t* from, std::uint8_t* to) const {
+    const std::uint16_t* const shift = shift_.data();
+    const auto count = static_cast<std::size_t>(width_);
+    for (std::size_t i = 0; i < count; ++i) {
+        const auto sum = static_cast<std::uint16_t>(from[i] * lumaScale + shift[i]);
+        to[i] = clipped(static_cast<std::int16_t>((sum >> lumaBits) - lumaOffset));
+    }
+    repeatLast(to, count, stride_);
+}
+
+}  // namespace kep::host
