@@ -25,8 +25,12 @@ struct Command {
     int (*run)(int argc, char** argv);
 };
 
+int runEvent(int argc, char** argv);
 int runLive(int argc, char** argv);
 int runPlay(int argc, char** argv);
+int runRecord(int argc, char** argv);
+int runRecover(int argc, char** argv);
+int runSnap(int argc, char** argv);
 int runSources(int argc, char** argv);
 
 }  // namespace vncam

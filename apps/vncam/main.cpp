@@ -1,5 +1,6 @@
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <string>
@@ -15,6 +16,10 @@ namespace {
 constexpr Command commands[] = {
     {"live", "film: write live H.264 and AAC to files or a pipe", runLive},
     {"play", "play a WAV file on the loudspeaker", runPlay},
+    {"record", "record picture and sound into files of some seconds each", runRecord},
+    {"event", "make a clip that begins before its event", runEvent},
+    {"snap", "take a still picture", runSnap},
+    {"recover", "finish the recordings that a power cut has left unfinished", runRecover},
     {"sources", "list what can be acquired and what this workstation offers", runSources},
 };
 
@@ -46,6 +51,8 @@ int wrongCommandLine(const std::string& who, const std::string& what) {
 
 int runCommand(const Command& command, int argc, char** argv) {
     const std::string who = std::string("vncam ") + command.name;
+    // What is filmed ahead for events costs an encoder, which only they need.
+    if (std::strcmp(command.name, "event") != 0) setenv("KEP_HOST_PRERECORD", "attached", 0);
     try {
         installStopSignals();
         return command.run(argc, argv);

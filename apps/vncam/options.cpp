@@ -30,7 +30,8 @@ void printHelp(const Usage& usage, const std::vector<Option>& options) {
                 *usage.arguments ? " " : "", usage.arguments, usage.about);
     std::vector<std::pair<std::string, std::string>> rows;
     for (const Option& own : options)
-        rows.emplace_back(std::string("--") + own.name + (own.value ? std::string(" ") + own.value : ""),
+        rows.emplace_back((own.letter ? std::string("-") + own.letter + ", --" : std::string("--")) +
+                              own.name + (own.value ? std::string(" ") + own.value : ""),
                           own.help);
     rows.emplace_back("--help", "show this help");
     rows.emplace_back("--version", "show the version");
@@ -54,6 +55,22 @@ std::string writtenOption(char** argv) {
     throw UsageError("unknown option '" + writtenOption(argv) + "'");
 }
 
+/** The letters that getopt_long knows, each with a colon behind it if it takes a value. */
+std::string shortForms(const std::vector<Option>& options) {
+    std::string letters = ":h";
+    for (const Option& own : options) {
+        if (own.letter) letters.append(1, own.letter).append(own.value ? ":" : "");
+    }
+    return letters;
+}
+
+const Option& optionOf(int found, const std::vector<Option>& options, char** argv) {
+    if (found >= firstOwnOption) return options[static_cast<std::size_t>(found - firstOwnOption)];
+    const auto own = std::ranges::find_if(options, [&](const Option& one) { return one.letter == found; });
+    if (own == options.end()) refuseOption(argv);
+    return *own;
+}
+
 }  // namespace
 
 void printVersion() {
@@ -63,10 +80,11 @@ void printVersion() {
 bool parseOptions(int argc, char** argv, const Usage& usage, const std::vector<Option>& options,
                   std::vector<std::string>& operands) {
     const std::vector<option> table = getoptTable(options);
+    const std::string letters = shortForms(options);
     opterr = 0;
     optind = 1;
     for (;;) {
-        const int found = getopt_long(argc, argv, ":h", table.data(), nullptr);
+        const int found = getopt_long(argc, argv, letters.c_str(), table.data(), nullptr);
         if (found == -1) break;
         if (found == helpOption) {
             printHelp(usage, options);
@@ -77,8 +95,7 @@ bool parseOptions(int argc, char** argv, const Usage& usage, const std::vector<O
             return false;
         }
         if (found == ':') throw UsageError("option '" + writtenOption(argv) + "' needs a value");
-        if (found < firstOwnOption) refuseOption(argv);
-        options[static_cast<std::size_t>(found - firstOwnOption)].apply(optarg ? optarg : "");
+        optionOf(found, options, argv).apply(optarg ? optarg : "");
     }
     operands.assign(argv + optind, argv + argc);
     return true;

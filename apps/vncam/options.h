@@ -13,6 +13,7 @@ struct Option {
     const char* value; /**< what its value is called in the help; null for a switch */
     std::string help;
     std::function<void(const std::string& value)> apply; /**< throws UsageError for a bad value */
+    char letter = 0;                                     /**< of its short form, if it has one */
 };
 
 /** What a command's help says around its list of options. */

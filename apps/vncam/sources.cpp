@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -6,8 +8,8 @@
 
 #include "command.h"
 #include "devices.h"
-#include "error_capture.h"
 #include "options.h"
+#include "output_capture.h"
 #include "vornisa_api.h"
 
 namespace vncam {
@@ -38,7 +40,7 @@ constexpr TypeRow types[] = {
 /** Acquires and releases one resource; says how that went. */
 std::string tryType(VNRes_Type type) {
     // The lines of a refusal are for a developer at work on it; here its reason belongs into the table.
-    const ErrorCapture capture;
+    const OutputCapture capture(STDERR_FILENO);
     int id = 0;
     if (VNAcquire(type, &id) == VNRES_SUCCEED) {
         VNRelease(id);

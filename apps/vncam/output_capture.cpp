@@ -1,4 +1,4 @@
-#include "error_capture.h"
+#include "output_capture.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -9,22 +9,23 @@
 
 namespace vncam {
 
-ErrorCapture::ErrorCapture() : saved_(dup(STDERR_FILENO)), kept_(memfd_create("stderr", MFD_CLOEXEC)) {
-    std::fflush(stderr);
-    if (saved_ >= 0 && kept_ >= 0) dup2(kept_, STDERR_FILENO);
+OutputCapture::OutputCapture(int descriptor)
+    : descriptor_(descriptor), saved_(dup(descriptor)), kept_(memfd_create("output", MFD_CLOEXEC)) {
+    std::fflush(nullptr);
+    if (saved_ >= 0 && kept_ >= 0) dup2(kept_, descriptor_);
 }
 
-ErrorCapture::~ErrorCapture() {
-    std::fflush(stderr);
+OutputCapture::~OutputCapture() {
+    std::fflush(nullptr);
     if (saved_ >= 0) {
-        dup2(saved_, STDERR_FILENO);
+        dup2(saved_, descriptor_);
         close(saved_);
     }
     if (kept_ >= 0) close(kept_);
 }
 
-std::string ErrorCapture::firstMessage() const {
-    std::fflush(stderr);
+std::string OutputCapture::firstMessage() const {
+    std::fflush(nullptr);
     std::string text(4096, '\0');
     const ssize_t size = pread(kept_, text.data(), text.size(), 0);
     text.resize(size > 0 ? static_cast<std::size_t>(size) : 0);

@@ -1,22 +1,23 @@
-#ifndef VNCAM_ERROR_CAPTURE_H
-#define VNCAM_ERROR_CAPTURE_H
+#ifndef VNCAM_OUTPUT_CAPTURE_H
+#define VNCAM_OUTPUT_CAPTURE_H
 
 #include <string>
 
 namespace vncam {
 
-/** Keeps what is written to standard error during its life, instead of showing it. */
-class ErrorCapture {
+/** Keeps what is written to standard output or standard error during its life, instead of showing it. */
+class OutputCapture {
   public:
-    ErrorCapture();
-    ~ErrorCapture();
-    ErrorCapture(const ErrorCapture&) = delete;
-    ErrorCapture& operator=(const ErrorCapture&) = delete;
+    explicit OutputCapture(int descriptor);
+    ~OutputCapture();
+    OutputCapture(const OutputCapture&) = delete;
+    OutputCapture& operator=(const OutputCapture&) = delete;
 
     /** The message of the first line of the framework's format; empty when there was none. */
     std::string firstMessage() const;
 
   private:
+    const int descriptor_;
     int saved_;
     int kept_;
 };

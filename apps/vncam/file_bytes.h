@@ -1,0 +1,38 @@
+#ifndef VNCAM_FILE_BYTES_H
+#define VNCAM_FILE_BYTES_H
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace vncam {
+
+using Bytes = std::vector<std::uint8_t>;
+using ByteSpan = std::span<const std::uint8_t>;
+
+/** A file to read from, wherever in it. */
+class FileBytes {
+  public:
+    /** Throws Failure when the file cannot be opened. */
+    explicit FileBytes(std::string path);
+    ~FileBytes();
+    FileBytes(const FileBytes&) = delete;
+    FileBytes& operator=(const FileBytes&) = delete;
+
+    std::uint64_t size() const { return size_; }
+    /** So many bytes, fewer at the end of the file. Throws Failure when they cannot be read. */
+    Bytes read(std::uint64_t offset, std::uint64_t count) const;
+
+  private:
+    const std::string path_;
+    int descriptor_;
+    std::uint64_t size_ = 0;
+};
+
+/** A number of so many bytes, most significant first. */
+std::uint64_t bigEndian(ByteSpan bytes, std::size_t at, std::size_t count);
+
+}  // namespace vncam
+
+#endif

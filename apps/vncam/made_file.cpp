@@ -1,0 +1,46 @@
+#include "made_file.h"
+
+#include <cstdio>
+#include <filesystem>
+
+#include "command.h"
+#include "recording_check.h"
+#include "recovery.h"
+
+namespace vncam {
+
+namespace {
+constexpr std::string_view scheme = "file://";
+}
+
+std::string pathOfUrl(const std::string& url) {
+    return url.starts_with(scheme) ? url.substr(scheme.size()) : url;
+}
+
+std::string urlOfPath(const std::string& path) {
+    return path.find("://") == std::string::npos ? std::string(scheme) + path : path;
+}
+
+std::uint64_t bytesOf(const std::string& path) {
+    std::error_code missing;
+    for (const std::string& name : {path + openExtension, path}) {
+        const auto size = std::filesystem::file_size(name, missing);
+        if (!missing) return size;
+    }
+    return 0;
+}
+
+std::string lengthAndSize(const std::string& path) {
+    double seconds = 0;
+    try {
+        seconds = checkRecording(path).seconds;
+    } catch (const Failure&) {
+        return path + ": gone";
+    }
+    char text[64];
+    std::snprintf(text, sizeof text, ": %.1f s, %llu bytes", seconds,
+                  static_cast<unsigned long long>(bytesOf(path)));
+    return path + text;
+}
+
+}  // namespace vncam

@@ -1,0 +1,22 @@
+#ifndef VNCAM_MADE_FILE_H
+#define VNCAM_MADE_FILE_H
+
+#include <cstdint>
+#include <string>
+
+namespace vncam {
+
+/** The path in a file URL. */
+std::string pathOfUrl(const std::string& url);
+/** The file URL of a path; a URL stays as it is. */
+std::string urlOfPath(const std::string& path);
+
+/** Bytes of a recording so far, under its temporary name or its final one; 0 before there are any. */
+std::uint64_t bytesOf(const std::string& path);
+
+/** "a.mp4: 10.0 s, 1234567 bytes". */
+std::string lengthAndSize(const std::string& path);
+
+}  // namespace vncam
+
+#endif

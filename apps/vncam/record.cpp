@@ -1,0 +1,148 @@
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "command.h"
+#include "inbox.h"
+#include "interrupt.h"
+#include "made_file.h"
+#include "message.h"
+#include "record_settings.h"
+#include "resource.h"
+#include "terminal.h"
+
+namespace vncam {
+namespace {
+
+using namespace std::chrono_literals;
+using std::chrono::steady_clock;
+
+constexpr auto tick = 100ms;
+/** A camera that has to be found and an encoder that has to be set up. */
+constexpr auto patienceAtStart = 20s;
+/** A slow disk with a queue before it. */
+constexpr auto patienceAtEnd = 30s;
+
+double secondsSince(steady_clock::time_point time) {
+    return std::chrono::duration<double>(steady_clock::now() - time).count();
+}
+
+/** Starts a recording, which the framework then holds under a resource type of its own. */
+Resource startRecording(const RecordSettings& settings) {
+    if (access(settings.folder.c_str(), W_OK | X_OK) != 0)
+        throw Failure("cannot write to folder " + settings.folder + ": " + std::strerror(errno));
+    const std::string video = "codec=h264,framerate=" + std::to_string(settings.fps) +
+                              ",bitrate=" + std::to_string(settings.bps) +
+                              ",gop=" + std::to_string(settings.gop);
+    check(VNRecMan2(settings.size.width * settings.size.height, video.c_str(), "codec=aac", settings.segment,
+                    settings.folder.c_str(), settings.name.c_str(),
+                    settings.powerFailProtection ? "PowerFailProtection=true" : nullptr),
+          "VNRecMan2");
+    return Resource(VNRES_REC_MAN);
+}
+
+/** What the messages of a recording tell. */
+class Recording {
+  public:
+    explicit Recording(const RecordSettings& settings)
+        : settings_(settings), resource_(startRecording(settings)), inbox_(resource_.id()) {}
+
+    void watch() {
+        const auto start = steady_clock::now();
+        while (!stopRequested() && !isOver()) {
+            listen();
+            if (opened_ == 0 && steady_clock::now() - start > patienceAtStart)
+                throw Failure("nothing is recorded: there is no picture");
+            if (!settings_.quiet) showProgress(progress());
+        }
+    }
+
+    /** Ends the recording and waits until its last file has its name. */
+    void finish() {
+        resource_.stop();
+        const auto asked = steady_clock::now();
+        while (closed_ < opened_ && steady_clock::now() - asked < patienceAtEnd) listen();
+        clearProgress();
+        if (closed_ < opened_) throw Failure(current_ + " has not been finished");
+        if (!trouble_.empty()) throw Failure("not all has been recorded: " + trouble_);
+    }
+
+    void sumUp() const {
+        report("record", std::to_string(closed_) + (closed_ == 1 ? " file" : " files") + ", " +
+                             std::to_string(bytes_) + " bytes, " + std::to_string(lost_) + " frames lost");
+    }
+
+  private:
+    bool isOver() const {
+        return settings_.seconds > 0 && opened_ > 0 && secondsSince(firstOpened_) >= settings_.seconds;
+    }
+
+    void listen() {
+        for (auto limit = tick; const auto message = inbox_.next(limit); limit = 0ms) take(*message);
+    }
+
+    void take(const std::string& message) {
+        const std::string name = messageValue(message, "name");
+        const std::string path = pathOfUrl(messageValue(message, "url"));
+        if (name == "recordStart") {
+            current_ = path;
+            fileOpened_ = steady_clock::now();
+            if (opened_++ == 0) firstOpened_ = fileOpened_;
+        } else if (name == "recordStop") {
+            if (++closed_ > opened_) opened_ = closed_;
+            bytes_ += bytesOf(path);
+            clearProgress();
+            std::puts(path.c_str());
+            std::fflush(stdout);
+            if (!settings_.quiet) report("record", lengthAndSize(path));
+        } else if (name == "failed") {
+            trouble_ = messageValue(message, "reason");
+            if (opened_ == 0) throw Failure(trouble_);
+            report("record", trouble_);
+        } else if (name == "frameLost") {
+            lost_ += std::stoull("0" + messageValue(message, "lost"));
+            report("record", messageValue(message, "lost") + " " + messageValue(message, "media") +
+                                 " frames were lost");
+        } else if (name == "deviceLost") {
+            report("record", "the " + messageValue(message, "media") + " device " +
+                                 messageValue(message, "device") + " is lost");
+        }
+    }
+
+    std::string progress() const {
+        if (opened_ == 0) return "vncam record  starting";
+        std::string text = "vncam record  " + clockText(secondsSince(firstOpened_));
+        if (settings_.seconds > 0) text += " / " + clockText(settings_.seconds);
+        return text + "  segment " + std::to_string(opened_) + "  " + current_ + "  " +
+               clockText(secondsSince(fileOpened_)) + "  " + std::to_string(bytesOf(current_) / 1000) + " kB";
+    }
+
+    const RecordSettings& settings_;
+    const Resource resource_;
+    Inbox inbox_;
+    int opened_ = 0;
+    int closed_ = 0;
+    std::uint64_t bytes_ = 0;
+    std::uint64_t lost_ = 0;
+    std::string current_;
+    std::string trouble_;
+    steady_clock::time_point firstOpened_{}, fileOpened_{};
+};
+
+}  // namespace
+
+int runRecord(int argc, char** argv) {
+    const auto settings = parseRecord(argc, argv);
+    if (!settings) return exitOk;
+    Recording recording(*settings);
+    recording.watch();
+    recording.finish();
+    if (!settings->quiet) recording.sumUp();
+    return exitOk;
+}
+
+}  // namespace vncam

@@ -1,0 +1,91 @@
+#include "record_settings.h"
+
+#include <algorithm>
+#include <array>
+#include <vector>
+
+#include "command.h"
+#include "options.h"
+
+namespace vncam {
+namespace {
+
+/** The sizes that a recording can have. */
+constexpr std::array<Size, 3> sizes{{{1920, 1080}, {1280, 720}, {640, 360}}};
+
+constexpr Usage usage{
+    "record", "", "Records picture and sound into files of --segment seconds each.",
+    "NAME may have the fields of strftime, filled in when a file is opened: rec_%H-%M-%S.mp4. A name that "
+    "is\n"
+    "taken gets a number: a.mp4, a-1.mp4. It ends in .mp4 or .ts. A file that is being written is called\n"
+    "NAME.part. With --power-fail-protection each second is on the disk before the next, and `vncam "
+    "recover`\n"
+    "finishes what a power cut has left; without it an .mp4 that is cut short is lost.\n"
+    "The recording ends after --seconds or by Ctrl-C; the names of the files go to standard output."};
+
+Size recordedSize(const std::string& text) {
+    const Size size = parseSize("--size", text);
+    const auto same = [&](const Size& known) {
+        return known.width == size.width && known.height == size.height;
+    };
+    if (std::ranges::none_of(sizes, same))
+        throw UsageError("--size " + text + ": recordings are 1920x1080, 1280x720 or 640x360");
+    return size;
+}
+
+/** A part of the path. What separates the settings of a recording cannot stand in it. */
+std::string namePart(const char* option, const std::string& text) {
+    if (text.empty()) throw UsageError(std::string(option) + " needs a name");
+    if (text.find_first_of(",{}") != std::string::npos)
+        throw UsageError(std::string(option) + " '" + text + "': no name with one of , { }");
+    return text;
+}
+
+std::vector<Option> recordOptions(RecordSettings& settings) {
+    const auto integer = [](int& target, const char* option, int least, int most) {
+        return [&target, option, least, most](const std::string& text) {
+            target = parseInteger(option, text, least, most);
+        };
+    };
+    return {
+        {"size", "WxH", "picture size: 1920x1080, 1280x720 or 640x360 (1920x1080)",
+         [&](const std::string& text) { settings.size = recordedSize(text); }},
+        {"fps", "N", "frames per second, 1 to 30 (30)", integer(settings.fps, "--fps", 1, 30)},
+        {"bps", "N", "video bits per second (2000000)", integer(settings.bps, "--bps", 10000, 200000000)},
+        {"gop", "N", "frames from one key frame to the next (15)", integer(settings.gop, "--gop", 1, 100000)},
+        {"segment", "S", "seconds in a file (60)", integer(settings.segment, "--segment", 1, 86400)},
+        {"power-fail-protection", nullptr, "lose no more than the last second in a power cut",
+         [&](const std::string&) { settings.powerFailProtection = true; }},
+        {"dir", "DIR", "folder for the files (.)",
+         [&](const std::string& text) { settings.folder = namePart("--dir", text); }},
+        {"name", "NAME", "name of the files (rec_%Y-%m-%d_%H-%M-%S.mp4)",
+         [&](const std::string& text) { settings.name = namePart("--name", text); }},
+        {"seconds", "S", "length of the recording; 0 for no end (0)",
+         [&](const std::string& text) { settings.seconds = parseSeconds("--seconds", text); }},
+        {"quiet", nullptr, "no progress and no summary", [&](const std::string&) { settings.quiet = true; }},
+    };
+}
+
+void checkName(const RecordSettings& settings) {
+    const std::string& name = settings.name;
+    if (name.find('/') != std::string::npos)
+        throw UsageError("--name '" + name + "': the folder belongs into --dir");
+    const bool isMp4 = name.size() > 4 && name.ends_with(".mp4");
+    if (!isMp4 && !(name.size() > 3 && name.ends_with(".ts")))
+        throw UsageError("--name '" + name + "' ends neither in .mp4 nor in .ts");
+    if (settings.powerFailProtection && !isMp4)
+        throw UsageError("--name '" + name + "': power-fail protection is for .mp4");
+}
+
+}  // namespace
+
+std::optional<RecordSettings> parseRecord(int argc, char** argv) {
+    RecordSettings settings;
+    std::vector<std::string> operands;
+    if (!parseOptions(argc, argv, usage, recordOptions(settings), operands)) return std::nullopt;
+    if (!operands.empty()) throw UsageError("unexpected argument '" + operands.front() + "'");
+    checkName(settings);
+    return settings;
+}
+
+}  // namespace vncam
