@@ -1,7 +1,9 @@
 // Parts of the application that a run of the whole reaches only with hardware.
+#include <unistd.h>
+
 #include "devices.h"
-#include "error_capture.h"
 #include "message.h"
+#include "output_capture.h"
 #include "shell.h"
 #include "terminal.h"
 
@@ -56,10 +58,10 @@ TEST(ClockText, HasHoursOnlyWhenThereAreAny) {
     EXPECT_EQ(vncam::clockText(3723), "1:02:03");
 }
 
-TEST(ErrorCapture, KeepsTheFirstMessageAndGivesTheStreamBack) {
+TEST(OutputCapture, KeepsTheFirstMessageAndGivesTheStreamBack) {
     testing::internal::CaptureStderr();
     {
-        const vncam::ErrorCapture capture;
+        const vncam::OutputCapture capture(STDERR_FILENO);
         std::fputs("\033[31mapi/x.cpp/12/VNAcquire:\tno such class: Thing\n\033[0m\033[31mb/3/f:\t!obj\n",
                    stderr);
         EXPECT_EQ(capture.firstMessage(), "no such class: Thing");

@@ -82,6 +82,7 @@ bool InputPart::IsSupportedPushFrame() {
 
 bool InputPart::PushFrame(std::shared_ptr<common::frame_t> frame) {
     pushed = frame;
+    stampWhenPushed = frame->stamp;
     return step("IStreamInput::PushFrame", std::to_string(frame->size));
 }
 

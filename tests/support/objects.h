@@ -56,6 +56,7 @@ class InputPart : public virtual common::IStreamInput, public virtual StatePart 
     bool IsSupportedPushFrame() override;
     bool PushFrame(std::shared_ptr<common::frame_t> frame) override;
     std::shared_ptr<common::frame_t> pushed;
+    std::chrono::steady_clock::time_point stampWhenPushed;
 };
 
 class EncoderPart : public virtual common::IEncoder {

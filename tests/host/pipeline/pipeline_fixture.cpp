@@ -141,6 +141,15 @@ std::string Described::waitForMessage(const std::string& beginning, const std::s
     return found;
 }
 
+std::vector<std::string> Described::messages(const std::string& beginning) {
+    const std::lock_guard lock(box_->mutex);
+    std::vector<std::string> found;
+    for (const std::string& text : box_->texts) {
+        if (text.starts_with(beginning)) found.push_back(text);
+    }
+    return found;
+}
+
 std::string refusalOf(const std::string& text) {
     const ErrorLines lines;
     const Described refused(text);

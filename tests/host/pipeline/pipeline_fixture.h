@@ -102,6 +102,8 @@ class Described {
     /** Waits for a message that begins so and has `part` in it, and gives it whole; empty when none has come
      * in time. */
     std::string waitForMessage(const std::string& beginning, const std::string& part = "");
+    /** The messages so far that begin so. */
+    std::vector<std::string> messages(const std::string& beginning);
 
   private:
     struct Box {

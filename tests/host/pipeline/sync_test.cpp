@@ -1,3 +1,5 @@
+#include <atomic>
+
 #include "pipeline_fixture.h"
 
 namespace kep::host {
@@ -63,6 +65,27 @@ TEST_F(SyncTest, WithoutAPictureThereIsNothing) {
     for (int i = 0; i < 2000; ++i) sound(i * 10);
     app_.stop();
     EXPECT_THAT(sink().packets(), IsEmpty());
+}
+
+TEST_F(SyncTest, WhatWaitsIsBoundedInBytesToo) {
+    constexpr int kCount = 40;
+    const SharedPacket heavy = videoPacket(origin_, true, 10 << 20);
+    std::atomic<int> pushed{0};
+    std::thread camera([&] {
+        for (int i = 0; i < kCount; ++i) {
+            auto packet = std::make_shared<MediaPacket>(*heavy);
+            packet->stamp = origin_ + milliseconds(i * 33);
+            app_.child<TestSource>("v").push(packet);
+            ++pushed;
+        }
+    });
+    EXPECT_TRUE(waitUntil([&] { return pushed >= 7; }));
+    // A camera that nothing holds up would be through by now.
+    for (int i = 0; i < 100; ++i) std::this_thread::yield();
+    EXPECT_EQ(pushed, 7);
+    sound(kCount * 33);
+    EXPECT_TRUE(sink().waitFor(kCount));
+    camera.join();
 }
 
 TEST_F(ImpatientSyncTest, ASilentMicrophoneHoldsNothingBack) {

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <fstream>
+#include <thread>
 
 #include "media/video/h264_encoder.h"
 #include "stream_fixture.h"
@@ -268,6 +269,47 @@ TEST(H264Encoder, ShelfKeepsTheNewestThatFit) {
     EXPECT_TRUE(shelf.take(sizes[3]));
     shelf.close();
     EXPECT_FALSE(shelf.take(sizes[2]));
+}
+
+FramePtr greyPicture(int width, int height) {
+    FramePtr frame(av_frame_alloc());
+    frame->format = AV_PIX_FMT_YUV420P;
+    frame->width = width;
+    frame->height = height;
+    av_frame_get_buffer(frame.get(), 0);
+    for (int plane = 0; plane < 3; ++plane)
+        std::fill_n(frame->data[plane], frame->linesize[plane] * (plane ? height / 2 : height), 128);
+    return frame;
+}
+
+TEST(H264Encoder, OneThatIsPreparedServesTheFirstStreamAtAnyBitRate) {
+    EncoderShelf shelf;
+    const H264Settings prepared = {64, 64, {30, 1}, 500'000, AVCOL_SPC_BT709};
+    H264Settings wanted = prepared;
+    wanted.bitRate = 900'000;
+    shelf.prepare(prepared, greyPicture(64, 64));
+    std::unique_ptr<H264Encoder> found;
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (!(found = shelf.take(wanted)) && std::chrono::steady_clock::now() < limit)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    ASSERT_TRUE(found);
+    EXPECT_TRUE(found->fits(wanted));
+    std::string reason;
+    const PacketPtr unit = found->encode(*greyPicture(64, 64), true, reason);
+    ASSERT_TRUE(unit) << reason;
+    EXPECT_TRUE(unit->flags & AV_PKT_FLAG_KEY);
+    // By now it has a past, and serves its own bit rate alone.
+    ASSERT_TRUE(found->encode(*greyPicture(64, 64), false, reason)) << reason;
+    EXPECT_TRUE(found->fits(wanted));
+    EXPECT_FALSE(found->fits(prepared));
+}
+
+TEST(H264Encoder, NoneIsPreparedOnceOneHasBeenAskedFor) {
+    const H264Settings settings = {64, 64, {30, 1}, 500'000, AVCOL_SPC_BT709};
+    EncoderShelf shelf;
+    EXPECT_FALSE(shelf.take(settings));
+    shelf.prepare(settings, greyPicture(64, 64));
+    EXPECT_FALSE(shelf.isPreparing());
 }
 
 }  // namespace

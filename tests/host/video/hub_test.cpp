@@ -265,7 +265,7 @@ TEST_F(HubTest, OnlyTheCamerasOwnNameMakesASource) {
     testing::internal::CaptureStderr();
     EXPECT_EQ(IH264Source::CreateNew("webcam"), nullptr);
     EXPECT_EQ(IYuvSource::CreateNew(nullptr), nullptr);
-    EXPECT_EQ(api::streaming::IPhotography::CreateNew("vornisa"), nullptr);
+    EXPECT_EQ(api::streaming::IPhotography::CreateNew("webcam"), nullptr);
     const std::string lines = testing::internal::GetCapturedStderr();
     EXPECT_THAT(lines, HasSubstr("webcam"));
     EXPECT_THAT(lines, HasSubstr("IYuvSource"));

@@ -1,0 +1,186 @@
+// `vncam recover` on what a power cut leaves; the files come from another program and are judged by it.
+#include <gmock/gmock.h>
+
+#include <fstream>
+#include <random>
+
+#include "command.h"
+#include "recovery.h"
+#include "shell.h"
+
+namespace vncam_test {
+namespace {
+
+using testing::HasSubstr;
+using vncam::checkRecording;
+using vncam::RecordingCheck;
+
+class Recover : public Shell {
+  protected:
+    /** Makes a recording of six seconds, in groups of half a second. */
+    void film(const std::string& name, const std::string& options = "") {
+        const Result made = run(
+            "ffmpeg -nostdin -v error -y -f lavfi -i testsrc2=s=320x180:r=30 -f lavfi -i sine=r=48000 -t 6"
+            " -c:v libx264 -preset ultrafast -g 15 -c:a aac " +
+            options + " " + name);
+        ASSERT_EQ(made.exit, 0) << made.err;
+    }
+    void filmFragments(const std::string& name) {
+        film(name, "-movflags frag_keyframe+empty_moov+default_base_moof -f mp4");
+    }
+    std::uintmax_t sizeOf(const std::string& name) const { return std::filesystem::file_size(path(name)); }
+    void cut(const std::string& name, std::uintmax_t size) const {
+        std::filesystem::resize_file(path(name), size);
+    }
+    void overwrite(const std::string& name, std::uintmax_t at, const std::string& bytes) const {
+        std::fstream file(path(name), std::ios::in | std::ios::out | std::ios::binary);
+        file.seekp(static_cast<std::streamoff>(at));
+        file << bytes;
+    }
+    std::string pictures(const std::string& name) const {
+        return run("ffprobe -v error -count_packets -select_streams v -show_entries stream=nb_read_packets"
+                   " -of csv=p=0 " +
+                   name + " | head -1")
+            .out;
+    }
+};
+
+TEST_F(Recover, AWholeRecordingGetsItsName) {
+    filmFragments("a.mp4.part");
+    const std::string before = readFile(path("a.mp4.part"));
+    const Result result = run("vncam recover .");
+    EXPECT_EQ(result.exit, 0);
+    EXPECT_EQ(result.out, "./a.mp4.part -> ./a.mp4: 6.0 s\n");
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(readFile(path("a.mp4")), before);
+    EXPECT_FALSE(std::filesystem::exists(path("a.mp4.part")));
+}
+
+TEST_F(Recover, ATornTailIsCutOff) {
+    filmFragments("a.mp4.part");
+    const std::uintmax_t size = sizeOf("a.mp4.part") * 2 / 3;
+    cut("a.mp4.part", size);
+    const Result result = run("vncam recover .");
+    EXPECT_EQ(result.exit, 0);
+    EXPECT_EQ(result.out, "./a.mp4.part -> ./a.mp4: 4.0 s, " + std::to_string(size - sizeOf("a.mp4")) +
+                              " bytes cut off\n");
+    EXPECT_EQ(pictures("a.mp4"), "120\n");
+    EXPECT_EQ(decodeErrors("a.mp4"), "");
+}
+
+TEST_F(Recover, SoIsWhatWasNeverWrittenToTheDisk) {
+    // The length of a file can reach the disk before its contents, which then are zeros.
+    filmFragments("whole.mp4");
+    for (const int part : {4, 5, 6, 7}) {
+        std::filesystem::copy_file(path("whole.mp4"), path("a.mp4.part"));
+        overwrite("a.mp4.part", sizeOf("whole.mp4") / 8 * static_cast<std::uintmax_t>(part) / 512 * 512,
+                  std::string(1024, '\0'));
+        const Result result = run("vncam recover .");
+        EXPECT_EQ(result.exit, 0);
+        EXPECT_THAT(result.out, HasSubstr(" bytes cut off\n"));
+        EXPECT_EQ(decodeErrors("a.mp4"), "") << part;
+        EXPECT_GE(std::stoi(pictures("a.mp4")), 15 * part) << part;
+        std::filesystem::remove(path("a.mp4"));
+    }
+}
+
+TEST_F(Recover, FragmentsMayCountFromTheBeginningOfTheFile) {
+    film("a.mp4.part", "-movflags frag_keyframe+empty_moov -f mp4");
+    cut("a.mp4.part", sizeOf("a.mp4.part") / 2);
+    EXPECT_EQ(run("vncam recover .").exit, 0);
+    EXPECT_EQ(decodeErrors("a.mp4"), "");
+    EXPECT_GE(std::stoi(pictures("a.mp4")), 75);
+}
+
+TEST_F(Recover, ATransportStreamKeepsItsWholePictures) {
+    film("a.ts.part", "-f mpegts");
+    cut("a.ts.part", sizeOf("a.ts.part") / 2);
+    const Result result = run("vncam recover .");
+    EXPECT_THAT(result.out, HasSubstr("./a.ts.part -> ./a.ts: "));
+    EXPECT_EQ(decodeErrors("a.ts"), "");
+    EXPECT_GE(std::stoi(pictures("a.ts")), 75);
+}
+
+TEST_F(Recover, WhatCannotBePlayedIsToldAndLeft) {
+    filmFragments("a.mp4.part");
+    cut("a.mp4.part", 3000);
+    film("b.mp4.part", "-f mp4");
+    cut("b.mp4.part", sizeOf("b.mp4.part") / 2);
+    writeFile(path("c.mp4.part"), "");
+    writeFile(path("d.mp4.part"), "no film");
+    const Result result = run("vncam recover .");
+    EXPECT_EQ(result.exit, 0);
+    EXPECT_EQ(result.out,
+              "./a.mp4.part: left as it is: nothing was complete yet\n"
+              "./b.mp4.part: left as it is: a plain MP4 without its index, which cannot be recovered\n"
+              "./c.mp4.part: left as it is: it is empty\n"
+              "./d.mp4.part: left as it is: it is neither MP4 nor MPEG-TS\n");
+    EXPECT_EQ(sizeOf("a.mp4.part"), 3000U);
+    EXPECT_EQ(readFile(path("d.mp4.part")), "no film");
+}
+
+TEST_F(Recover, APlainFileWithItsIndexIsWhole) {
+    film("a.mp4.part", "-f mp4");
+    EXPECT_EQ(run("vncam recover .").out, "./a.mp4.part -> ./a.mp4: 6.0 s\n");
+    EXPECT_EQ(pictures("a.mp4"), "180\n");
+}
+
+TEST_F(Recover, NothingIsOverwritten) {
+    filmFragments("a.mp4.part");
+    writeFile(path("a.mp4"), "one");
+    writeFile(path("a-1.mp4"), "two");
+    EXPECT_EQ(run("vncam recover .").out, "./a.mp4.part -> ./a-2.mp4: 6.0 s\n");
+    EXPECT_EQ(readFile(path("a.mp4")), "one");
+    EXPECT_EQ(readFile(path("a-1.mp4")), "two");
+}
+
+TEST_F(Recover, AFileThatIsBeingWrittenIsLeft) {
+    filmFragments("a.mp4.part");
+    const Result result = run("exec 5>>a.mp4.part; vncam recover .");
+    EXPECT_EQ(result.out, "./a.mp4.part: left as it is: something is still written to it\n");
+    EXPECT_TRUE(std::filesystem::exists(path("a.mp4.part")));
+}
+
+TEST_F(Recover, OtherFilesAreNotTouched) {
+    filmFragments("a.mp4");
+    filmFragments(".picture_1.part");
+    std::filesystem::create_directory(path("b.part"));
+    const Result result = run("vncam recover .");
+    EXPECT_EQ(result.exit, 0);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "vncam recover: .: no unfinished recordings\n");
+    EXPECT_TRUE(std::filesystem::exists(path(".picture_1.part")));
+}
+
+TEST_F(Recover, RefusalsNameTheThing) {
+    EXPECT_EQ(run("vncam recover").exit, 2);
+    EXPECT_EQ(run("vncam recover . .").exit, 2);
+    const Result none = run("vncam recover no");
+    EXPECT_EQ(none.exit, 1);
+    EXPECT_EQ(none.err, "vncam recover: cannot read folder no: No such file or directory\n");
+    writeFile(path("a.mp4"), "");
+    EXPECT_THROW(vncam::recoverFile(path("a.mp4")), vncam::Failure);
+}
+
+TEST_F(Recover, NoDamageBringsItDown) {
+    filmFragments("a.mp4");
+    film("a.ts", "-f mpegts");
+    std::minstd_rand random(7);
+    for (const char* name : {"a.mp4", "a.ts"}) {
+        const std::string whole = readFile(path(name));
+        for (int round = 0; round < 150; ++round) {
+            std::string damaged = whole.substr(0, random() % whole.size());
+            for (int i = 0; i < round % 7 && !damaged.empty(); ++i)
+                damaged[random() % std::min<std::size_t>(damaged.size(), 4000)] = static_cast<char>(random());
+            writeFile(path("damaged"), damaged);
+            const RecordingCheck check = checkRecording(path("damaged"));
+            EXPECT_LE(check.end, damaged.size());
+            if (check.state == RecordingCheck::State::torn) {
+                EXPECT_GT(check.end, 0U);
+            }
+        }
+    }
+}
+
+}  // namespace
+}  // namespace vncam_test

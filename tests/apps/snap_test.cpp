@@ -1,0 +1,57 @@
+// `vncam snap` as a user runs it.
+#include <gmock/gmock.h>
+
+#include "shell.h"
+
+namespace vncam_test {
+namespace {
+
+using Snap = Shell;
+using testing::HasSubstr;
+
+TEST_F(Snap, WritesAPictureOfTheSizeAsked) {
+    for (const char* option : {"-o a.jpg", "--output a.jpg"}) {
+        const Result taken = run(std::string("vncam snap --size 640x360 ") + option);
+        ASSERT_EQ(taken.exit, 0) << taken.err;
+        EXPECT_EQ(taken.out + taken.err, "");
+        EXPECT_EQ(probe("a.jpg", "stream=codec_name"), "mjpeg");
+        EXPECT_EQ(probe("a.jpg", "stream=width"), "640");
+        EXPECT_EQ(probe("a.jpg", "stream=height"), "360");
+        EXPECT_EQ(decodeErrors("a.jpg"), "");
+    }
+    ASSERT_EQ(run("vncam snap -o b.jpg").exit, 0);
+    EXPECT_EQ(probe("b.jpg", "stream=width"), "1920");
+}
+
+TEST_F(Snap, WrongCommandLinesAreRefused) {
+    const struct {
+        const char* options;
+        const char* told;
+    } all[] = {{"", "which file? Give -o FILE"},
+               {"-o", "option '-o' needs a value"},
+               {"-x", "unknown option '-x'"},
+               {"-o a.jpg --size 641x360",
+                "--size '641x360': not WIDTHxHEIGHT; width and height are even numbers from 16 to 8192"},
+               {"-o a.jpg b.jpg", "unexpected argument 'b.jpg'"}};
+    for (const auto& one : all) {
+        const Result refused = run(std::string("vncam snap ") + one.options);
+        EXPECT_EQ(refused.exit, 2) << one.options;
+        EXPECT_EQ(refused.err, std::string("vncam snap: ") + one.told + "\nTry 'vncam snap --help'.\n");
+    }
+}
+
+TEST_F(Snap, WhatCannotBeWrittenIsNamed) {
+    const Result refused = run("vncam snap --size 640x360 -o no/a.jpg");
+    EXPECT_EQ(refused.exit, 1);
+    EXPECT_THAT(refused.err, HasSubstr("picture no/a.jpg: "));
+    EXPECT_THAT(refused.err, HasSubstr("vncam snap: no/a.jpg: VNTakePic: "));
+}
+
+TEST_F(Snap, HelpShowsBothForms) {
+    const Result help = run("vncam snap --help");
+    EXPECT_EQ(help.exit, 0);
+    EXPECT_THAT(help.out, HasSubstr("  -o, --output FILE"));
+}
+
+}  // namespace
+}  // namespace vncam_test

@@ -1,0 +1,269 @@
+#include "event_fixture.h"
+#include "kep/entry_points.h"
+
+namespace kep::host {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class EventServiceTest : public testing::Test {
+  protected:
+    EventServiceTest() : stream(service.source()) {}
+
+    /** What a clip should be made of, from one place to another in milliseconds of the stream. */
+    std::vector<SharedPacket> clipFrom(int begin, int end) {
+        const SteadyTime origin = stream.given().front()->stamp;
+        return clipOf(stream.given(), origin + milliseconds(begin), origin + milliseconds(end));
+    }
+
+    Service service;
+    SyntheticStream stream;
+};
+
+TEST_F(EventServiceTest, AClipBeginsAtAKeyFrameAndEndsAtItsTime) {
+    stream.run(10'000);
+    ASSERT_TRUE(service.trigger("2s", "1500ms", stream.at(9'500), "file:///a.mp4"));
+    stream.run(2'000);
+    ASSERT_TRUE(service.clips().waitForFinished(1));
+    const auto clip = service.clips().clips().front();
+    EXPECT_EQ(clip.url, "file:///a.mp4");
+    EXPECT_TRUE(clip.packets == clipFrom(7'500, 11'000));
+    EXPECT_TRUE(clip.packets.front()->key);
+    EXPECT_EQ(clip.packets.front()->stamp - stream.given().front()->stamp, milliseconds(7'000));
+    EXPECT_EQ(clip.packets.back()->stamp - stream.given().front()->stamp, milliseconds(11'000));
+    EXPECT_EQ(service.clips().streamed(), 0U);
+}
+
+TEST_F(EventServiceTest, ATimeToComeIsAwaited) {
+    stream.run(1'000);
+    ASSERT_TRUE(service.trigger("0s", "1s", stream.at(3'010), "file:///a.mp4"));
+    stream.run(3'000);
+    ASSERT_TRUE(waitUntil([&] { return !service.clips().clips().empty(); }));
+    stream.run(1'000);
+    ASSERT_TRUE(service.clips().waitForFinished(1));
+    EXPECT_TRUE(service.clips().clips().front().packets == clipFrom(3'010, 4'010));
+}
+
+TEST_F(EventServiceTest, ClipsOverlapAndEachIsComplete) {
+    stream.run(10'000);
+    ASSERT_TRUE(service.trigger("5s", "4s", stream.at(10'000), "file:///a.mp4"));
+    stream.run(1'000);
+    ASSERT_TRUE(service.trigger("5s", "1s", stream.at(11'000), "file:///b.mp4"));
+    ASSERT_TRUE(service.trigger("0s", "5s", stream.at(11'000), "file:///c.mp4"));
+    stream.run(6'000);
+    ASSERT_TRUE(service.clips().waitForFinished(3));
+    const auto clips = service.clips().clips();
+    EXPECT_TRUE(clips[0].packets == clipFrom(5'000, 14'000));
+    EXPECT_TRUE(clips[1].packets == clipFrom(6'000, 12'000));
+    EXPECT_TRUE(clips[2].packets == clipFrom(11'000, 16'000));
+}
+
+TEST_F(EventServiceTest, WhatIsNotKeptIsToldAndTheRestRecorded) {
+    stream.run(5'000);
+    const ErrorLines lines;
+    ASSERT_TRUE(service.trigger("2147483647s", "0s", stream.at(5'000), "file:///a.mp4"));
+    stream.run(1'000);
+    ASSERT_TRUE(service.clips().waitForFinished(1));
+    EXPECT_TRUE(service.clips().clips().front().packets == clipFrom(0, 5'000));
+    EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr("clip file:///a.mp4 begins 2147483")));
+}
+
+TEST_F(EventServiceTest, WhatIsKeptFollowsTheLongestTimeAskedFor) {
+    stream.run(40'000);
+    {
+        const ErrorLines lines;
+        ASSERT_TRUE(service.trigger("39s", "0s", stream.at(40'000), "file:///a.mp4"));
+        // It begins in what is kept now.
+        ASSERT_TRUE(waitUntil([&] { return !service.clips().clips().empty(); }));
+        stream.run(1'000);
+        ASSERT_TRUE(service.clips().waitForFinished(1));
+        EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr("begins 8000 ms late")));
+        EXPECT_TRUE(service.clips().clips().front().packets == clipFrom(9'000, 40'000));
+    }
+    stream.run(40'000);
+    const ErrorLines lines;
+    ASSERT_TRUE(service.trigger("39s", "0s", stream.at(80'000), "file:///b.mp4"));
+    stream.run(1'000);
+    ASSERT_TRUE(service.clips().waitForFinished(2));
+    EXPECT_TRUE(service.clips().clips().back().packets == clipFrom(41'000, 80'000));
+    EXPECT_THAT(lines.messages(), IsEmpty());
+}
+
+TEST_F(EventServiceTest, OfATimeThatIsGoneThereIsNoClip) {
+    stream.run(50'000);
+    const ErrorLines lines;
+    ASSERT_TRUE(service.trigger("1s", "1s", stream.at(5'000), "file:///a.mp4"));
+    ASSERT_TRUE(waitUntil([&] { return !lines.messages().empty(); }));
+    EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr("no clip file:///a.mp4: nothing of its time")));
+    EXPECT_THAT(service.clips().clips(), IsEmpty());
+}
+
+TEST_F(EventServiceTest, OpenClipsEndWithTheStream) {
+    stream.run(5'000);
+    ASSERT_TRUE(service.trigger("1s", "60s", stream.at(5'000), "file:///a.mp4"));
+    ASSERT_TRUE(service.trigger("0s", "1s", stream.at(20'000), "file:///never.mp4"));
+    stream.run(1'000);
+    const ErrorLines lines;
+    ASSERT_TRUE(service.app().stop());
+    const auto clips = service.clips().clips();
+    ASSERT_EQ(clips.size(), 1U);
+    EXPECT_TRUE(clips.front().finished);
+    EXPECT_TRUE(clips.front().packets == clipFrom(4'000, 65'000));
+    EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr("no clip file:///never.mp4: no picture has come")));
+}
+
+TEST_F(EventServiceTest, ItStartsAgainWithNothingKept) {
+    stream.run(5'000);
+    ASSERT_TRUE(service.app().stop());
+    ASSERT_TRUE(service.app().play());
+    SyntheticStream second(service.source());
+    second.run(3'000);
+    ASSERT_TRUE(service.trigger("1s", "1s", second.at(2'000), "file:///a.mp4"));
+    second.run(1'000);
+    ASSERT_TRUE(service.clips().waitForFinished(1));
+    EXPECT_EQ(service.clips().clips().front().packets.front()->stamp - second.given().front()->stamp,
+              seconds(1));
+}
+
+TEST_F(EventServiceTest, AClipOfALostCameraEnds) {
+    stream.run(5'000);
+    ASSERT_TRUE(service.trigger("1s", "0s", stream.at(5'500), "file:///a.mp4"));
+    ASSERT_TRUE(service.trigger("0s", "1s", stream.at(7'000), "file:///never.mp4"));
+    const ErrorLines lines;
+    ASSERT_TRUE(service.clips().waitForFinished(1));
+    EXPECT_TRUE(service.clips().clips().front().packets == clipFrom(4'500, 5'500));
+    ASSERT_TRUE(waitUntil([&] { return !lines.messages().empty(); }));
+    EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr("no clip file:///never.mp4: no picture has come")));
+}
+
+TEST_F(EventServiceTest, AClipReachesNotBackBeyondTheCamerasAbsence) {
+    stream.run(5'000);
+    stream.pause(10'000);
+    stream.run(2'000);
+    const ErrorLines lines;
+    ASSERT_TRUE(service.trigger("4s", "0s", stream.at(16'500), "file:///a.mp4"));
+    ASSERT_TRUE(service.trigger("10s", "3s", stream.at(14'000), "file:///b.mp4"));
+    stream.run(1'000);
+    ASSERT_TRUE(service.clips().waitForFinished(2));
+    const auto clips = service.clips().clips();
+    EXPECT_TRUE(clips[0].packets == clipFrom(15'000, 16'500));
+    // It begins in what was before, and has what there is of the rest.
+    EXPECT_TRUE(clips[1].packets == clipFrom(4'000, 17'000));
+    EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr("clip file:///a.mp4 begins 2500 ms late")));
+}
+
+TEST_F(EventServiceTest, AClipThatFailsDisturbsNoOther) {
+    stream.run(5'000);
+    service.clips().refuse("ftp://refused.mp4");
+    service.clips().failAfter("file:///fails.mp4", 10);
+    ASSERT_TRUE(service.trigger("2s", "2s", stream.at(5'000), "ftp://refused.mp4"));
+    ASSERT_TRUE(service.trigger("2s", "2s", stream.at(5'000), "file:///fails.mp4"));
+    ASSERT_TRUE(service.trigger("2s", "2s", stream.at(5'000), "file:///a.mp4"));
+    stream.run(3'000);
+    ASSERT_TRUE(service.clips().waitForFinished(2));
+    const auto clips = service.clips().clips();
+    ASSERT_EQ(clips.size(), 2U);
+    EXPECT_EQ(clips[0].packets.size(), 10U);
+    EXPECT_EQ(clips[1].url, "file:///a.mp4");
+    EXPECT_TRUE(clips[1].packets == clipFrom(3'000, 7'000));
+}
+
+TEST_F(EventServiceTest, ASlowDiskHoldsUpNobodyAndCostsWholeGroups) {
+    stream.run(5'000);
+    service.clips().setOpen(false);
+    ASSERT_TRUE(service.trigger("1s", "100s", stream.at(5'000), "file:///a.mp4"));
+    ASSERT_TRUE(waitUntil([&] { return service.clips().isSomebodyWaiting(); }));
+    // All of it is taken although not one packet can be written.
+    stream.run(60'000);
+    ASSERT_TRUE(service.trigger("1s", "0s", stream.at(64'000), "file:///b.mp4"));
+    service.clips().setOpen(true);
+    ASSERT_TRUE(service.clips().waitForFinished(1));
+    const std::string lost = service.app().waitForMessage("name=frameLost,media=video");
+    EXPECT_THAT(lost, HasSubstr("media=video,lost=" + std::to_string(30 * 25 - 1)));
+    ASSERT_TRUE(service.app().stop());
+    const auto clips = service.clips().clips();
+    EXPECT_TRUE(clips[1].packets == clipFrom(63'000, 64'000));
+    // The packet that was being written, then what is still kept, from a key frame on.
+    const auto& packets = clips[0].packets;
+    EXPECT_EQ(packets.front(), clipFrom(4'000, 5'000).front());
+    EXPECT_TRUE(std::vector<SharedPacket>(packets.begin() + 1, packets.end()) == clipFrom(34'000, 65'000));
+}
+
+TEST_F(EventServiceTest, NoMoreClipsThanItCanHold) {
+    stream.run(2'000);
+    for (int i = 0; i < 64; ++i)
+        ASSERT_TRUE(service.trigger("1s", "10s", stream.at(2'000), "file:///a" + std::to_string(i) + ".mp4"));
+    const ErrorLines lines;
+    EXPECT_FALSE(service.trigger("1s", "10s", stream.at(2'000), "file:///b.mp4"));
+    EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr("no clip file:///b.mp4: 64 are being made")));
+    ASSERT_TRUE(service.app().stop());
+    EXPECT_TRUE(service.clips().waitForFinished(64));
+}
+
+TEST_F(EventServiceTest, AWrongTriggerIsRefusedWithOneLineAndTheNextWorks) {
+    stream.run(5'000);
+    const std::string tp = stream.at(5'000);
+    const std::string ahead =
+        std::to_string(Clock::now().time_since_epoch() / milliseconds(1) + 120'000) + "ms";
+    const std::pair<std::string, std::string> wrong[] = {
+        {"pre=-5s,post=1s,tp=" + tp + ",url=file:///a.mp4", "pre=-5s is less than nothing"},
+        {"pre=5,post=1s,tp=" + tp + ",url=file:///a.mp4", "pre=5 is no time"},
+        {"pre=5s,post=soon,tp=" + tp + ",url=file:///a.mp4", "post=soon is no time"},
+        {"pre=5s,post=1s,tp=now,url=file:///a.mp4", "tp=now is no time"},
+        {"pre=5s,post=1s,tp=" + ahead + ",url=file:///a.mp4", "s ahead of the monotonic clock"},
+        {"pre=5s,post=1s,url=file:///a.mp4", "lacks tp"},
+        {"pre=5s,post=1s,tp=" + tp, "lacks url"},
+        {"pre=5s,post=1s,tp=" + tp + ",url=", "lacks url"},
+        {"post=1s,tp=" + tp + ",url=file:///a.mp4", "lacks pre"},
+        {"pre=5s,tp=" + tp + ",url=file:///a.mp4", "lacks post"},
+        {"pre=5s,post=1s,tp=" + tp + ",url=file:///a.mp4,size=3", "has no use for \"size\""},
+        {"pre=5s,post=1s,tp=" + tp + ",url=file:///a,b.mp4", "b.mp4"},
+        {"", "lacks pre"},
+    };
+    for (const auto& [text, message] : wrong) {
+        const ErrorLines lines;
+        EXPECT_FALSE(service.app()->fromString(("trigger={" + text + "}").c_str())) << text;
+        EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr(message))) << text;
+    }
+    ASSERT_TRUE(service.trigger("1s", "0s", tp, "file:///a.mp4"));
+    stream.run(1'000);
+    ASSERT_TRUE(service.clips().waitForFinished(1));
+    EXPECT_EQ(service.clips().clips().size(), 1U);
+}
+
+TEST_F(EventServiceTest, AServiceThatDoesNotPlayRefuses) {
+    ASSERT_TRUE(service.app().stop());
+    const ErrorLines lines;
+    EXPECT_FALSE(service.trigger("1s", "1s", stream.at(0), "file:///a.mp4"));
+    EXPECT_THAT(lines.messages(),
+                ElementsAre(HasSubstr("no clip file:///a.mp4 of a service that does not play")));
+}
+
+TEST(EventDescriptionTest, TheServiceMakesItsSharedMemory) {
+    Service service;
+    EXPECT_EQ(service.app().child<ObjectImpl>("shm").className(), "VornisaSharedMemory");
+    EXPECT_EQ(*service.app().child<ObjectImpl>("shm").text("free"), "true");
+    const Described alone("type=VornisaSharedMemory,name=shm,free=false");
+    ASSERT_TRUE(alone);
+    EXPECT_EQ(*alone->text("free"), "false");
+    EXPECT_NE(&*alone, &service.app().child<ObjectImpl>("shm"));
+}
+
+TEST(EventDescriptionTest, WhatCannotWorkIsRefused) {
+    EXPECT_THAT(refusalOf("type=RecordEventServiceTriggerShm,shmCreater={type=Application}"),
+                HasSubstr("shmCreater={type=Application} describes no shared memory"));
+    EXPECT_THAT(refusalOf("type=RecordEventServiceTriggerShm,shmCreater={type=NoClass}"),
+                HasSubstr("NoClass"));
+    EXPECT_THAT(refusalOf("type=RecordEventServiceTriggerShm,pre=3s"), HasSubstr("no property \"pre\""));
+    Described lonely("type=pipeline,layout={TestSource:name=in+RecordEventServiceTriggerShm:name=ctrl}");
+    ASSERT_TRUE(lonely);
+    const ErrorLines lines;
+    EXPECT_FALSE(lonely.play());
+    EXPECT_THAT(lines.messages(),
+                ElementsAre(HasSubstr("RecordEventServiceTriggerShm \"ctrl\" has no muxer behind it")));
+}
+
+}  // namespace
+}  // namespace kep::host

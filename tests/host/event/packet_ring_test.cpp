@@ -1,0 +1,125 @@
+#include "media/pipeline/packet_ring.h"
+
+#include "pipeline_fixture.h"
+
+namespace kep::host {
+namespace {
+
+using std::chrono::seconds;
+
+const SteadyTime origin = SteadyTime(seconds(1000));
+
+SteadyTime at(int ms) {
+    return origin + milliseconds(ms);
+}
+
+/** The stamps of what is kept, in milliseconds after the origin. */
+std::vector<int> kept(const PacketRing& ring) {
+    std::vector<int> stamps;
+    for (auto number = ring.first(); number < ring.end(); ++number)
+        stamps.push_back(static_cast<int>((ring.at(number).packet->stamp - origin) / milliseconds(1)));
+    return stamps;
+}
+
+TEST(PacketRingTest, KeepsItsLengthByWholeGroups) {
+    PacketRing ring(milliseconds(500), 1000);
+    for (int ms = 0; ms < 1000; ms += 100) ring.push(videoPacket(at(ms), ms % 300 == 0));
+    // The group from 300 must stay: the one after it does not reach back 500 ms from 900.
+    EXPECT_EQ(kept(ring), (std::vector<int>{300, 400, 500, 600, 700, 800, 900}));
+    ring.push(videoPacket(at(1000), false));
+    EXPECT_EQ(kept(ring).front(), 300);
+    ring.push(videoPacket(at(1100), false));
+    EXPECT_EQ(kept(ring), (std::vector<int>{600, 700, 800, 900, 1000, 1100}));
+}
+
+TEST(PacketRingTest, KeepsWhatALongerTimeNeedsFromThenOn) {
+    PacketRing ring(milliseconds(200), 1000);
+    for (int ms = 0; ms < 500; ms += 100) ring.push(videoPacket(at(ms), true));
+    EXPECT_EQ(kept(ring).front(), 200);
+    ring.setLength(milliseconds(400));
+    EXPECT_EQ(ring.length(), milliseconds(400));
+    for (int ms = 500; ms < 1000; ms += 100) ring.push(videoPacket(at(ms), true));
+    EXPECT_EQ(kept(ring).front(), 500);
+}
+
+TEST(PacketRingTest, NeverKeepsMoreThanItsBytes) {
+    PacketRing ring(seconds(60), 100);
+    for (int ms = 0; ms < 900; ms += 100) ring.push(videoPacket(at(ms), ms % 300 == 0, 20));
+    EXPECT_EQ(kept(ring), (std::vector<int>{600, 700, 800}));
+    // A group that is too large by itself goes as a whole, and what is left of it is not kept either.
+    ring.push(videoPacket(at(900), false, 20));
+    ring.push(videoPacket(at(1000), false, 20));
+    EXPECT_EQ(kept(ring).size(), 5U);
+    ring.push(videoPacket(at(1100), false, 20));
+    EXPECT_TRUE(kept(ring).empty());
+    ring.push(videoPacket(at(1200), false, 20));
+    EXPECT_TRUE(kept(ring).empty());
+    EXPECT_FALSE(ring.keyAtOrBefore(at(1200)));
+    EXPECT_FALSE(ring.hasReached(at(0)));
+    ring.push(videoPacket(at(1300), true, 20));
+    EXPECT_EQ(kept(ring), (std::vector<int>{1300}));
+}
+
+TEST(PacketRingTest, BeginsWithAKeyFrame) {
+    PacketRing ring(seconds(60), 1000);
+    ring.push(videoPacket(at(0), false));
+    ring.push(audioPacket(at(10)));
+    ring.push(videoPacket(at(100), true));
+    EXPECT_EQ(kept(ring), (std::vector<int>{100}));
+}
+
+TEST(PacketRingTest, SoundAloneHasAGroupInEachPacket) {
+    PacketRing ring(milliseconds(100), 1000);
+    for (int ms = 0; ms < 300; ms += 20) ring.push(audioPacket(at(ms)));
+    EXPECT_EQ(kept(ring).front(), 180);
+    EXPECT_FALSE(ring.keyAfter(at(-1)));
+    EXPECT_FALSE(ring.pictureAtOrBefore(at(300)));
+    EXPECT_FALSE(ring.keyAtOrBefore(at(300)));
+    EXPECT_FALSE(ring.hasReached(at(0)));
+}
+
+TEST(PacketRingTest, FindsTheLastKeyFrameAtOrBeforeATime) {
+    PacketRing ring(seconds(60), 1000);
+    for (int ms = 0; ms < 1000; ms += 100) {
+        ring.push(videoPacket(at(ms), ms % 400 == 0));
+        ring.push(audioPacket(at(ms)));
+    }
+    const auto stampOf = [&](std::optional<std::uint64_t> number) {
+        return number ? (ring.at(*number).packet->stamp - origin) / milliseconds(1) : -1;
+    };
+    EXPECT_EQ(stampOf(ring.keyAtOrBefore(at(-1))), -1);
+    EXPECT_EQ(stampOf(ring.keyAtOrBefore(at(0))), 0);
+    EXPECT_EQ(stampOf(ring.keyAtOrBefore(at(399))), 0);
+    EXPECT_EQ(stampOf(ring.keyAtOrBefore(at(400))), 400);
+    EXPECT_EQ(stampOf(ring.keyAtOrBefore(at(799))), 400);
+    EXPECT_EQ(stampOf(ring.keyAtOrBefore(at(5000))), 800);
+    EXPECT_EQ(stampOf(ring.keyAfter(at(-1))), 0);
+    EXPECT_EQ(stampOf(ring.keyAfter(at(0))), 400);
+    EXPECT_EQ(stampOf(ring.keyAfter(at(800))), -1);
+    EXPECT_EQ(ring.pictureAtOrBefore(at(499)), at(400));
+    EXPECT_EQ(ring.pictureAtOrBefore(at(500)), at(500));
+    EXPECT_FALSE(ring.pictureAtOrBefore(at(-1)));
+    EXPECT_TRUE(ring.hasReached(at(900)));
+    EXPECT_FALSE(ring.hasReached(at(901)));
+}
+
+TEST(PacketRingTest, NumbersGoOnWhateverIsDropped) {
+    PacketRing ring(milliseconds(200), 1000);
+    for (int ms = 0; ms < 1000; ms += 100) {
+        ring.push(videoPacket(at(ms), true));
+        ring.push(audioPacket(at(ms)));
+    }
+    EXPECT_EQ(ring.end(), 20U);
+    EXPECT_EQ(ring.first(), 14U);
+    EXPECT_EQ(ring.picturesBefore(14), 7U);
+    EXPECT_EQ(ring.picturesBefore(20), 10U);
+    ring.clear();
+    EXPECT_EQ(ring.first(), 20U);
+    EXPECT_EQ(ring.end(), 20U);
+    ring.push(videoPacket(at(1000), true));
+    EXPECT_EQ(ring.first(), 20U);
+    EXPECT_EQ(kept(ring), (std::vector<int>{1000}));
+}
+
+}  // namespace
+}  // namespace kep::host

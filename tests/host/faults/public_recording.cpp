@@ -1,0 +1,84 @@
+#include "public_recording.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <mutex>
+
+#include "pipeline_fixture.h"
+#include "vornisa_api.h"
+
+namespace kep::host {
+namespace {
+
+constexpr int k360p = 230400;
+
+std::mutex mutex;
+std::vector<std::string> texts;
+
+void keep(const char* message) {
+    const std::lock_guard lock(mutex);
+    texts.emplace_back(message);
+}
+
+}  // namespace
+
+PublicRecording::PublicRecording() {
+    std::string pattern = std::filesystem::temp_directory_path() / "faultsXXXXXX";
+    folder_ = mkdtemp(pattern.data());
+    setenv("KEP_HOST_VIDEO", "test", 1);
+    setenv("KEP_HOST_AUDIO", "test", 1);
+    const std::lock_guard lock(mutex);
+    texts.clear();
+}
+
+PublicRecording::~PublicRecording() {
+    if (id_) {
+        VNStop(id_);
+        VNRelease(id_);
+    }
+    std::error_code ignored;
+    std::filesystem::remove_all(folder_, ignored);
+}
+
+int PublicRecording::record(int secondsOfFile, const std::string& options) {
+    const int result =
+        VNRecMan2(k360p, "bitrate=500000", "", secondsOfFile, folder_.c_str(), "rec.mp4", options.c_str());
+    if (result != VNRES_SUCCEED) return result;
+    const int acquired = VNAcquire(VNRES_REC_MAN, &id_);
+    if (acquired != VNRES_SUCCEED) return acquired;
+    return VNRegisterMessageCallback(id_, keep);
+}
+
+bool PublicRecording::stop() const {
+    return VNStop(id_) == VNRES_SUCCEED;
+}
+
+bool PublicRecording::start() const {
+    return VNStart(id_) == VNRES_SUCCEED;
+}
+
+std::vector<std::string> PublicRecording::messages(const std::string& name) {
+    const std::lock_guard lock(mutex);
+    std::vector<std::string> found;
+    for (const std::string& text : texts) {
+        if (text.rfind("name=" + name + ",", 0) == 0) found.push_back(text);
+    }
+    return found;
+}
+
+bool PublicRecording::waitForMessage(const std::string& name, std::size_t before) {
+    return waitUntil([&] { return messages(name).size() > before; });
+}
+
+std::vector<std::filesystem::path> PublicRecording::finished() const {
+    std::vector<std::filesystem::path> found;
+    for (const auto& entry : std::filesystem::directory_iterator(folder_)) {
+        if (entry.path().extension() == ".mp4") found.push_back(entry.path());
+    }
+    std::sort(found.begin(), found.end(), [](const auto& one, const auto& other) {
+        return std::filesystem::last_write_time(one) < std::filesystem::last_write_time(other);
+    });
+    return found;
+}
+
+}  // namespace kep::host

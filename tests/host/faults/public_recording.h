@@ -1,0 +1,40 @@
+#ifndef VORNISA_PUBLIC_RECORDING_H
+#define VORNISA_PUBLIC_RECORDING_H
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace kep::host {
+
+/** Recordings of 640 by 360 through the public header, in a folder of the test's own. */
+class PublicRecording : public testing::Test {
+  protected:
+    PublicRecording();
+    ~PublicRecording() override;
+
+    const std::filesystem::path& folder() const { return folder_; }
+    /** Starts a recording and listens to its messages. */
+    int record(int secondsOfFile, const std::string& options = "PowerFailProtection=true");
+    /** Stops and starts it again, as an application does after trouble. */
+    bool stop() const;
+    bool start() const;
+
+    /** The recording's messages of a name, the oldest first. */
+    static std::vector<std::string> messages(const std::string& name);
+    /** Waits until there are more than `before` of them. */
+    static bool waitForMessage(const std::string& name, std::size_t before = 0);
+
+    /** Its files with their final names, the first picture first. */
+    std::vector<std::filesystem::path> finished() const;
+
+  private:
+    std::filesystem::path folder_;
+    int id_ = 0;
+};
+
+}  // namespace kep::host
+
+#endif

@@ -1,0 +1,131 @@
+/**
+ * Kills recordings at random moments and looks at what they leave:
+ *
+ *   kill_recordings FOLDER RECORDER RUNS [JOBS [SECONDS]]
+ *
+ * RECORDER is ours, ffmpeg or gstreamer; JOBS recordings run at a time (1), each for up to SECONDS (8). What
+ * is left of ours is then recovered and looked at again. Prints a line of figures, and a line for each
+ * damaged file. The result is 1 when a recording of ours is damaged or lost more than a fragment of one
+ * second and the second that was not complete yet.
+ */
+#include <signal.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <mutex>
+#include <random>
+
+#include "killed_files.h"
+#include "recorder_process.h"
+#include "recovery.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using std::chrono::milliseconds;
+
+constexpr int kSecondsOfFile = 3;
+constexpr double kFps = 30;
+
+/** A fragment of one second; what the encoder and the threads between have in hand is part of the second that
+ * is being gathered. */
+constexpr double kMostLost = 2;
+
+struct Tally {
+    std::mutex mutex;
+    std::vector<double> lost;
+    int finished = 0;
+    int open = 0;
+    int empty = 0;
+    std::vector<std::string> faults;
+};
+
+/** Finishes the files that are open, and adds to `before` what is wrong then. */
+void recover(const std::string& folder, KilledFiles& before) {
+    for (const std::string& path : vncam::unfinishedIn(folder)) vncam::recoverFile(path);
+    KilledFiles after(folder, 0);
+    for (const std::string& fault : after.faults) before.faults.push_back("recovered: " + fault);
+    if (after.last != before.last || after.open != before.empty)
+        before.faults.push_back("recovered: not all that plays has been finished");
+}
+
+void runOnce(Recorder recorder, const std::string& folder, milliseconds life, Tally& tally) {
+    fs::remove_all(folder);
+    fs::create_directories(folder);
+    RecorderProcess process(recorder, folder, kSecondsOfFile);
+    const bool began = process.waitForFirst(std::chrono::seconds(60));
+    if (began) std::this_thread::sleep_for(life);
+    const auto newest = process.kill();
+    KilledFiles files(folder, recorder == Recorder::ours ? kSecondsOfFile : 0);
+    if (recorder == Recorder::ours) recover(folder, files);
+    const std::lock_guard lock(tally.mutex);
+    for (const std::string& fault : files.faults) tally.faults.push_back(folder + "/" + fault);
+    tally.finished += files.finished;
+    tally.open += files.open;
+    tally.empty += files.empty;
+    if (!newest) {
+        tally.faults.push_back(folder + ": the recorder ended by itself");
+        return;
+    }
+    // Before its first fragment a recording has lost what there was of it.
+    const double lost = (static_cast<double>(*newest) - static_cast<double>(files.last)) / kFps;
+    tally.lost.push_back(lost);
+    if (files.faults.empty() && lost <= kMostLost) fs::remove_all(folder);
+}
+
+int report(const char* name, Tally& tally) {
+    std::sort(tally.lost.begin(), tally.lost.end());
+    const auto at = [&](double share) {
+        if (tally.lost.empty()) return 0.0;
+        return tally.lost[static_cast<std::size_t>(share * static_cast<double>(tally.lost.size() - 1))];
+    };
+    std::printf(
+        "%-10s %5zu runs, %5d finished files, %5d open, %4d without a picture yet, %4zu damaged; "
+        "lost: median %.2f s, 99%% %.2f s, most %.2f s\n",
+        name, tally.lost.size(), tally.finished, tally.open, tally.empty, tally.faults.size(), at(0.5),
+        at(0.99), at(1));
+    for (const std::string& fault : tally.faults) std::fprintf(stderr, "%s\n", fault.c_str());
+    return tally.faults.empty() && !tally.lost.empty() && at(1) <= kMostLost ? 0 : 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const char* const name = argc > 2 ? argv[2] : "";
+    const int runs = argc > 3 ? std::atoi(argv[3]) : 0;
+    const int jobs = argc > 4 ? std::atoi(argv[4]) : 1;
+    const int seconds = argc > 5 ? std::atoi(argv[5]) : 8;
+    const bool ours = std::strcmp(name, "ours") == 0;
+    const bool ffmpeg = std::strcmp(name, "ffmpeg") == 0;
+    if ((!ours && !ffmpeg && std::strcmp(name, "gstreamer") != 0) || runs < 1 || jobs < 1 || seconds < 1) {
+        std::fprintf(stderr, "usage: kill_recordings FOLDER ours|ffmpeg|gstreamer RUNS [JOBS [SECONDS]]\n");
+        return 2;
+    }
+    const Recorder recorder = ours ? Recorder::ours : ffmpeg ? Recorder::ffmpeg : Recorder::gstreamer;
+    // The peers end with their pipe in the middle of a picture.
+    signal(SIGPIPE, SIG_IGN);
+    setenv("KEP_HOST_LOG", "none", 0);
+    // Nobody asks these for a past.
+    setenv("KEP_HOST_PRERECORD", "attached", 0);
+    std::random_device seed;
+    std::mt19937 random(seed());
+    std::vector<milliseconds> lives;
+    for (int run = 0; run < runs; ++run) lives.emplace_back(random() % static_cast<unsigned>(seconds * 1000));
+    Tally tally;
+    std::atomic<int> next{0};
+    std::vector<std::thread> workers;
+    for (int job = 0; job < std::min(jobs, runs); ++job) {
+        workers.emplace_back([&] {
+            for (int run = next++; run < runs; run = next++)
+                runOnce(recorder, std::string(argv[1]) + "/" + name + std::to_string(run),
+                        lives[static_cast<std::size_t>(run)], tally);
+        });
+    }
+    for (std::thread& worker : workers) worker.join();
+    const int result = report(name, tally);
+    return ours ? result : 0;
+}

@@ -1,0 +1,45 @@
+#ifndef VORNISA_RECORDER_PROCESS_H
+#define VORNISA_RECORDER_PROCESS_H
+
+#include <sys/types.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+/** Who records. The peers are given the pictures through a pipe, in real time. */
+enum class Recorder { ours, ffmpeg, gstreamer };
+
+/** A process that records numbered pictures of 640 by 360, 30 a second, into fragments of one second. */
+class RecorderProcess {
+  public:
+    /** @param secondsOfFile length of a file of ours; the peers make one */
+    RecorderProcess(Recorder recorder, const std::string& folder, int secondsOfFile);
+    ~RecorderProcess();
+    RecorderProcess(const RecorderProcess&) = delete;
+    RecorderProcess& operator=(const RecorderProcess&) = delete;
+
+    /** Waits until the first picture has been captured; false when the process cannot do that. */
+    bool waitForFirst(std::chrono::seconds limit);
+    /** Kills it, and gives the number of the newest picture that it had. */
+    std::optional<std::uint32_t> kill();
+
+  private:
+    void start(const std::vector<std::string>& command, bool feeds);
+    void feed();
+    bool takeNumbers(bool wait, std::chrono::milliseconds limit);
+
+    pid_t process_ = -1;
+    int pipe_ = -1;
+    bool feeds_ = false;
+    std::atomic<bool> stopping_{false};
+    std::atomic<std::int64_t> newest_{-1};
+    std::thread feeder_;
+    std::string rest_;
+};
+
+#endif

@@ -1,0 +1,295 @@
+#include "media/recording/media_file.h"
+
+#include <gmock/gmock.h>
+
+#include <cstring>
+#include <optional>
+
+#include "faulty_layer.h"
+#include "recorded_file.h"
+#include "recorder.h"
+#include "sample_stream.h"
+
+namespace kep::host {
+namespace {
+
+using Container = MediaFileSettings::Container;
+using std::chrono::microseconds;
+using std::chrono::milliseconds;
+using std::chrono::nanoseconds;
+
+constexpr int kSeconds = 4;
+constexpr double kTenthOfMillisecond = 0.0001;
+constexpr int kWidth = 96;
+constexpr int kHeight = 64;
+
+const SampleStream& sample() {
+    static const SampleStream stream(kSeconds);
+    return stream;
+}
+
+SharedPacket shifted(const SharedPacket& packet, nanoseconds by) {
+    auto moved = std::make_shared<MediaPacket>(*packet);
+    moved->stamp += by;
+    return moved;
+}
+
+class MediaFiles : public recording_test::RecordingTest, public testing::WithParamInterface<Container> {
+  protected:
+    std::string path(const char* name = "a.mp4") const { return (folder() / name).string(); }
+    MediaFileSettings settings(bool flush = false) const { return {GetParam(), flush, "part"}; }
+
+    std::unique_ptr<MediaFile> open(bool flush = false) {
+        auto file = MediaFile::open(path(), settings(flush), sample().video, sample().audio, reason_);
+        EXPECT_TRUE(file) << reason_;
+        return file;
+    }
+
+    /** Writes the sample, its sound as late as `late` tells, and without what `leftOut` names. */
+    RecordedFile write(nanoseconds late, const std::function<bool(const MediaPacket&)>& leftOut = nullptr) {
+        const auto file = open();
+        for (const SharedPacket& packet : sample().packets) {
+            if (leftOut && leftOut(*packet)) continue;
+            const SharedPacket given = packet->isVideo() ? packet : shifted(packet, late);
+            EXPECT_TRUE(file->write(*given, reason_)) << reason_;
+        }
+        EXPECT_TRUE(file->finish(reason_)) << reason_;
+        EXPECT_EQ(reason_, "");
+        return RecordedFile(path(), kWidth, kHeight, false);
+    }
+
+    static double lateOf(const RecordedFile& file) {
+        return file.audio().front().time - file.video().front().time;
+    }
+    static double lateOfSample() {
+        for (const SharedPacket& packet : sample().packets) {
+            if (!packet->isVideo())
+                return std::chrono::duration<double>(packet->stamp - sample().packets.front()->stamp).count();
+        }
+        return 0;
+    }
+
+    std::string reason_;
+};
+
+TEST_P(MediaFiles, HoldEveryPacketAndPlay) {
+    const RecordedFile file = write(nanoseconds(0));
+    EXPECT_EQ(file.video().size() + file.audio().size(), sample().packets.size());
+    EXPECT_NEAR(file.length(), kSeconds, 0.001);
+    EXPECT_GT(file.parameterBytes(), 10);
+    EXPECT_THAT(unfinished(), testing::IsEmpty());
+}
+
+TEST_P(MediaFiles, KeepSoundThatBeginsAfterThePicture) {
+    const RecordedFile file = write(microseconds(12'300));
+    EXPECT_NEAR(lateOf(file), lateOfSample() + 0.0123, kTenthOfMillisecond);
+}
+
+TEST_P(MediaFiles, KeepSoundThatBeginsBeforeThePicture) {
+    const auto early = nanoseconds(static_cast<std::int64_t>((lateOfSample() + 0.0077) * 1e9));
+    const auto file = open();
+    std::vector<SharedPacket> packets;
+    for (const SharedPacket& packet : sample().packets)
+        packets.push_back(packet->isVideo() ? packet : shifted(packet, -early));
+    std::stable_sort(packets.begin(), packets.end(),
+                     [](const auto& one, const auto& other) { return one->stamp < other->stamp; });
+    ASSERT_FALSE(packets.front()->isVideo());
+    for (const SharedPacket& packet : packets) ASSERT_TRUE(file->write(*packet, reason_)) << reason_;
+    ASSERT_TRUE(file->finish(reason_)) << reason_;
+    const RecordedFile played(path(), kWidth, kHeight, false);
+    EXPECT_NEAR(lateOf(played), -0.0077, kTenthOfMillisecond);
+    EXPECT_EQ(played.audio().size() + played.video().size(), packets.size());
+}
+
+TEST_P(MediaFiles, HaveSoundInStepAfterASilence) {
+    const SteadyTime begin = sample().packets.front()->stamp;
+    const auto isSilent = [&](const MediaPacket& packet) {
+        const auto time = packet.stamp - begin;
+        return !packet.isVideo() && time > milliseconds(500) && time < milliseconds(2700);
+    };
+    const RecordedFile file = write(nanoseconds(0), isSilent);
+    double expected = 0;
+    for (const SharedPacket& packet : sample().packets) {
+        const auto time = packet->stamp - begin;
+        if (!packet->isVideo() && time >= milliseconds(2700)) {
+            expected = std::chrono::duration<double>(time).count();
+            break;
+        }
+    }
+    double resumed = 0;
+    for (const RecordedFile::Packet& packet : file.audio()) {
+        const double time = packet.time - file.video().front().time;
+        if (time > 1 && resumed == 0) resumed = time;
+    }
+    EXPECT_NEAR(resumed, expected, kTenthOfMillisecond);
+}
+
+TEST_P(MediaFiles, ClampStampsThatDoNotRise) {
+    const auto file = open();
+    for (const SharedPacket& packet : sample().packets) {
+        const auto time = packet->stamp - sample().packets.front()->stamp;
+        const bool jumps = time > milliseconds(1500) && time < milliseconds(1800);
+        ASSERT_TRUE(file->write(*(jumps ? shifted(packet, -milliseconds(800)) : packet), reason_)) << reason_;
+    }
+    ASSERT_TRUE(file->finish(reason_)) << reason_;
+    const RecordedFile played(path(), kWidth, kHeight, false);
+    EXPECT_EQ(played.video().size() + played.audio().size(), sample().packets.size());
+    EXPECT_NEAR(played.length(), kSeconds, 0.001);
+    for (std::size_t i = 1; i < played.video().size(); ++i)
+        EXPECT_GT(played.video()[i].time, played.video()[i - 1].time);
+}
+
+TEST_P(MediaFiles, BeginWithAKeyFrame) {
+    bool sawKey = false;
+    const RecordedFile file = write(nanoseconds(0), [&](const MediaPacket& packet) {
+        const bool left = !sawKey && packet.isVideo() && packet.key;
+        sawKey = sawKey || left;
+        return left;
+    });
+    EXPECT_TRUE(file.video().front().key);
+    EXPECT_EQ(file.video().size(), static_cast<std::size_t>((kSeconds - 1) * SampleStream::rate));
+}
+
+TEST_P(MediaFiles, MayHaveNoSoundOrNoPictures) {
+    for (const bool video : {true, false}) {
+        const std::string name = path(video ? "v.mp4" : "s.mp4");
+        const auto file = MediaFile::open(name, settings(), video ? sample().video : nullptr,
+                                          video ? nullptr : sample().audio, reason_);
+        ASSERT_TRUE(file) << reason_;
+        for (const SharedPacket& packet : sample().packets) ASSERT_TRUE(file->write(*packet, reason_));
+        ASSERT_TRUE(file->finish(reason_)) << reason_;
+        const RecordedFile played(name, kWidth, kHeight, false);
+        EXPECT_EQ(played.video().empty(), !video);
+        EXPECT_EQ(played.audio().empty(), video);
+    }
+}
+
+TEST_P(MediaFiles, AreRefusedWhereTheyCannotBeMade) {
+    EXPECT_FALSE(MediaFile::open(path("none/a.mp4"), settings(), sample().video, nullptr, reason_));
+    EXPECT_EQ(reason_, path("none/a.mp4.part") + ": No such file or directory");
+    EXPECT_FALSE(MediaFile::open(path(), settings(), nullptr, nullptr, reason_));
+    EXPECT_EQ(reason_, path() + ": a file holds pictures or sound");
+}
+
+TEST_P(MediaFiles, AreNeverPutInThePlaceOfAnother) {
+    const auto file = open();
+    for (const SharedPacket& packet : sample().packets) ASSERT_TRUE(file->write(*packet, reason_));
+    std::filesystem::create_directory(path());
+    EXPECT_FALSE(file->finish(reason_));
+    EXPECT_EQ(reason_, path() + ": File exists");
+    EXPECT_EQ(file->location(), path() + ".part");
+    EXPECT_EQ(RecordedFile(path() + ".part", kWidth, kHeight, false).video().size(),
+              static_cast<std::size_t>(kSeconds * SampleStream::rate));
+}
+
+TEST_P(MediaFiles, AreRemovedWhenNothingWasWritten) {
+    {
+        const auto file = open();
+        EXPECT_FALSE(file->finish(reason_));
+        EXPECT_EQ(reason_, path() + ".part: there was nothing to write");
+    }
+    EXPECT_THAT(filesIn(folder()), testing::IsEmpty());
+}
+
+TEST_P(MediaFiles, EndWhereTheyAreRemovedWhileOpen) {
+    const auto file = open();
+    bool written = true;
+    for (const SharedPacket& packet : sample().packets) {
+        written = file->write(*packet, reason_);
+        if (!written) break;
+        std::filesystem::remove(path() + ".part");
+    }
+    EXPECT_FALSE(written);
+    EXPECT_EQ(reason_, path() + ".part: the file has been removed");
+    EXPECT_FALSE(file->finish(reason_));
+    EXPECT_THAT(filesIn(folder()), testing::IsEmpty());
+}
+
+/** Wherever it fails, what bears its final name plays. */
+TEST_P(MediaFiles, PlayAsFarAsTheyGoWhereverAWriteFails) {
+    using Step = FaultyLayer::Step;
+    int named = 0;
+    bool failedOnce = true;
+    for (int nth = 1; failedOnce; ++nth) {
+        FaultyLayer layer([nth](Step step, int count) {
+            return step == Step::write && count >= nth ? "No space left on device" : nullptr;
+        });
+        const std::string name = path(std::to_string(nth).append(".mp4").c_str());
+        const auto file = MediaFile::open(name, settings(true), sample().video, sample().audio, reason_);
+        ASSERT_TRUE(file) << reason_;
+        failedOnce = false;
+        for (const SharedPacket& packet : sample().packets) {
+            failedOnce = !file->write(*packet, reason_);
+            if (failedOnce) break;
+        }
+        EXPECT_EQ(failedOnce ? reason_ : "", failedOnce ? name + ".part: No space left on device" : "");
+        const bool finished = file->finish(reason_);
+        failedOnce = failedOnce || !reason_.empty();
+        EXPECT_EQ(finished, file->location() == name);
+        EXPECT_EQ(finished, std::filesystem::exists(name));
+        if (!finished) continue;
+        ++named;
+        EXPECT_GT(RecordedFile(name, kWidth, kHeight, false).video().size(), 0U);
+    }
+    EXPECT_GE(named, GetParam() == Container::mp4 ? 1 : kSeconds - 1);
+}
+
+TEST_P(MediaFiles, HaveNoFinalNameWhenADiskDoesNotSync) {
+    using Step = FaultyLayer::Step;
+    FaultyLayer layer([](Step step, int) { return step == Step::sync ? "Input/output error" : nullptr; });
+    const auto file = open(true);
+    bool written = true;
+    for (const SharedPacket& packet : sample().packets) written = written && file->write(*packet, reason_);
+    EXPECT_EQ(written, GetParam() == Container::mp4);
+    EXPECT_FALSE(file->finish(reason_));
+    EXPECT_EQ(reason_, path() + ".part: Input/output error");
+    EXPECT_THAT(finished(), testing::IsEmpty());
+}
+
+TEST_P(MediaFiles, AreSyncedWhenAskedAndNotElse) {
+    using Step = FaultyLayer::Step;
+    for (const bool flush : {false, true}) {
+        FaultyLayer layer([](Step, int) { return nullptr; });
+        const std::string name = path(flush ? "f.mp4" : "n.mp4");
+        const auto file = MediaFile::open(name, settings(flush), sample().video, sample().audio, reason_);
+        for (const SharedPacket& packet : sample().packets) ASSERT_TRUE(file->write(*packet, reason_));
+        ASSERT_TRUE(file->finish(reason_)) << reason_;
+        if (flush) {
+            EXPECT_GE(layer.count(Step::sync), GetParam() == Container::mp4 ? 1 : kSeconds);
+            EXPECT_GE(layer.count(Step::syncFolder), 1);
+        } else {
+            EXPECT_EQ(layer.count(Step::sync), 0);
+            EXPECT_EQ(layer.count(Step::syncFolder), 0);
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, MediaFiles,
+                         testing::Values(Container::mp4, Container::fragmentedMp4, Container::mpegTs),
+                         [](const auto& made) {
+                             return made.param == Container::mp4             ? "Mp4"
+                                    : made.param == Container::fragmentedMp4 ? "FragmentedMp4"
+                                                                             : "MpegTs";
+                         });
+
+class FragmentedFiles : public MediaFiles {};
+
+TEST_P(FragmentedFiles, PlayWhileTheyAreWritten) {
+    const auto file = open();
+    std::size_t given = 0;
+    for (const SharedPacket& packet : sample().packets) {
+        ASSERT_TRUE(file->write(*packet, reason_));
+        if (packet->isVideo()) ++given;
+        // Just after a fragment has ended, and just before the next one does.
+        if (packet->isVideo() && given > SampleStream::group &&
+            (given % SampleStream::group == 1 || given % SampleStream::group == 0)) {
+            const RecordedFile played(path() + ".part", kWidth, kHeight, false);
+            EXPECT_GE(played.video().size() + SampleStream::group, given);
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, FragmentedFiles, testing::Values(Container::fragmentedMp4, Container::mpegTs));
+
+}  // namespace
+}  // namespace kep::host

@@ -1,0 +1,165 @@
+#include "recorded_file.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <numbers>
+#include <sstream>
+
+#include "picture_probe.h"
+
+namespace {
+
+constexpr int kRate = 48000;
+constexpr int kUnitSamples = 1024;
+
+constexpr int kSide = kRate / 50;
+
+/** The test tone about the beginning of a beep: at a whole second both pitches begin anew. */
+const std::array<float, 2 * kSide>& beepBeginning() {
+    static const auto made = [] {
+        std::array<float, 2 * kSide> samples{};
+        for (int n = -kSide; n < kSide; ++n) {
+            const double hertz = n < 0 ? 440 : 1000;
+            samples[static_cast<std::size_t>(n + kSide)] =
+                static_cast<float>(std::sin(2 * std::numbers::pi * hertz * n / kRate));
+        }
+        return samples;
+    }();
+    return made;
+}
+
+/** How much the samples about `at` are like those about the beginning of a beep, from -1 to 1. */
+float likeness(const std::vector<float>& samples, std::size_t at) {
+    if (at < kSide || at + kSide > samples.size()) return -1;
+    const float* const expected = beepBeginning().data();
+    const float* const heard = samples.data() + at - kSide;
+    float product = 0;
+    float energy = 1e-9F;
+    for (int n = 0; n < 2 * kSide; ++n) {
+        product += expected[n] * heard[n];
+        energy += heard[n] * heard[n];
+    }
+    return product / std::sqrt(energy * kSide);
+}
+
+}  // namespace
+
+std::string outputOfCommand(const std::string& command) {
+    std::string output;
+    FILE* const pipe = popen((command + " 2>&1").c_str(), "r");
+    char part[1 << 16];
+    while (const std::size_t got = pipe ? std::fread(part, 1, sizeof part, pipe) : 0)
+        output.append(part, got);
+    EXPECT_EQ(pipe ? pclose(pipe) : -1, 0) << command << "\n" << output.substr(0, 500);
+    return output;
+}
+
+std::vector<std::filesystem::path> filesIn(const std::filesystem::path& folder) {
+    std::vector<std::filesystem::path> files;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) files.push_back(entry.path());
+    std::sort(files.begin(), files.end(), [](const auto& one, const auto& other) {
+        return std::filesystem::last_write_time(one) < std::filesystem::last_write_time(other);
+    });
+    return files;
+}
+
+RecordedFile::RecordedFile(const std::filesystem::path& path, int width, int height, bool ofTestSources)
+    : path_(path) {
+    EXPECT_EQ(outputOfCommand("ffmpeg -v warning -xerror -i '" + path.string() + "' -fps_mode vfr -f null -"),
+              "")
+        << path;
+    video_ = readPackets("v:0");
+    audio_ = readPackets("a:0");
+    if (!ofTestSources) return;
+    readPictures(width, height);
+    readSound();
+}
+
+std::vector<RecordedFile::Packet> RecordedFile::readPackets(const char* stream) const {
+    std::istringstream lines(
+        outputOfCommand("ffprobe -v error -select_streams " + std::string(stream) +
+                        " -show_entries packet=pts_time,duration_time,size,flags -of compact=p=0:nk=1 '" +
+                        path_.string() + "'"));
+    std::vector<Packet> packets;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.empty()) continue;
+        // A first packet has none for this program, whatever the file says.
+        if (const std::size_t none = line.find("N/A"); none != line.npos) line.replace(none, 3, "0");
+        Packet packet{};
+        char flags[8] = "";
+        EXPECT_EQ(
+            std::sscanf(line.c_str(), "%lf|%lf|%d|%7s", &packet.time, &packet.duration, &packet.size, flags),
+            4)
+            << line;
+        packet.key = flags[0] == 'K';
+        packets.push_back(packet);
+    }
+    return packets;
+}
+
+void RecordedFile::readPictures(int width, int height) {
+    const std::string raw = outputOfCommand("ffmpeg -v quiet -i '" + path_.string() +
+                                            "' -map 0:v -fps_mode passthrough -f rawvideo -pix_fmt gray -");
+    const auto size = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+    EXPECT_EQ(raw.size(), size * video_.size());
+    for (std::size_t i = 0; i < video_.size() && (i + 1) * size <= raw.size(); ++i) {
+        const LumaPlane luma{reinterpret_cast<const std::uint8_t*>(raw.data() + i * size), width, width,
+                             height};
+        const auto number = readPictureNumber(luma);
+        EXPECT_TRUE(number) << "picture " << i << " of " << path_;
+        pictures_.push_back({video_[i].time, number ? *number : -1, isFlashLit(luma)});
+    }
+}
+
+void RecordedFile::readSound() {
+    if (audio_.empty()) return;
+    const std::string raw =
+        outputOfCommand("ffmpeg -v quiet -i '" + path_.string() + "' -map 0:a -ac 1 -f f32le -");
+    samples_.resize(raw.size() / sizeof(float));
+    std::memcpy(samples_.data(), raw.data(), samples_.size() * sizeof(float));
+    EXPECT_EQ(samples_.size(), audio_.size() * kUnitSamples);
+}
+
+std::vector<double> RecordedFile::flashes() const {
+    std::vector<double> found;
+    for (std::size_t i = 1; i < pictures_.size(); ++i) {
+        if (pictures_[i].flash && !pictures_[i - 1].flash) found.push_back(pictures_[i].time);
+    }
+    return found;
+}
+
+std::vector<double> RecordedFile::beeps() const {
+    constexpr float kLike = 0.85F;
+    constexpr std::size_t kStep = 4;
+    std::vector<double> found;
+    for (std::size_t at = 0; at < samples_.size(); at += kStep) {
+        if (likeness(samples_, at) < kLike) continue;
+        std::size_t best = at;
+        for (std::size_t next = at; next < at + kSide; ++next) {
+            if (likeness(samples_, next) > likeness(samples_, best)) best = next;
+        }
+        // Packets need not follow one another without a gap.
+        const Packet& packet = audio_[best / kUnitSamples];
+        found.push_back(packet.time + static_cast<double>(best % kUnitSamples) / kRate);
+        at += kRate / 2;
+    }
+    return found;
+}
+
+double RecordedFile::length() const {
+    return video_.empty() ? 0 : video_.back().time + video_.back().duration - video_.front().time;
+}
+
+int RecordedFile::parameterBytes() const {
+    return std::atoi(
+        outputOfCommand("ffprobe -v error -select_streams v:0 -show_entries stream=extradata_size "
+                        "-of default=nk=1:nw=1 '" +
+                        path_.string() + "'")
+            .c_str());
+}

@@ -1,0 +1,63 @@
+#ifndef VORNISA_RECORDED_FILE_H
+#define VORNISA_RECORDED_FILE_H
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+/** A recording as other programs see it. */
+class RecordedFile {
+  public:
+    struct Packet {
+        double time;
+        double duration;
+        bool key;
+        int size;
+    };
+    struct Picture {
+        double time;
+        std::int64_t number;
+        bool flash;
+    };
+
+    /**
+     * Fails the test when the file does not open, or does not decode without a complaint. Its pictures are
+     * looked at in the size given, and its sound, when they are those of the test sources.
+     */
+    explicit RecordedFile(const std::filesystem::path& path, int width = 640, int height = 360,
+                          bool ofTestSources = true);
+
+    const std::filesystem::path& path() const { return path_; }
+    const std::vector<Packet>& video() const { return video_; }
+    const std::vector<Packet>& audio() const { return audio_; }
+    /** All pictures, decoded. */
+    const std::vector<Picture>& pictures() const { return pictures_; }
+    /** When pictures begin to flash that were dark before. */
+    std::vector<double> flashes() const;
+    /** When the test tone changes to its beep, exact to a sample or two. */
+    std::vector<double> beeps() const;
+    /** From the first picture to the end of the last. */
+    double length() const;
+    /** What a decoder of the pictures is told beforehand. */
+    int parameterBytes() const;
+
+  private:
+    std::vector<Packet> readPackets(const char* stream) const;
+    void readPictures(int width, int height);
+    void readSound();
+
+    std::filesystem::path path_;
+    std::vector<Packet> video_;
+    std::vector<Packet> audio_;
+    std::vector<Picture> pictures_;
+    std::vector<float> samples_; /**< one channel of what the packets of sound decode to */
+};
+
+/** What a shell command writes to standard output and standard error; fails the test when it fails. */
+std::string outputOfCommand(const std::string& command);
+
+/** The files of a folder, the first made first. */
+std::vector<std::filesystem::path> filesIn(const std::filesystem::path& folder);
+
+#endif

@@ -1,0 +1,62 @@
+#ifndef VORNISA_RECORDER_H
+#define VORNISA_RECORDER_H
+
+#include <gtest/gtest.h>
+
+#include <condition_variable>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace recording_test {
+
+/** Waits until `met`; false when that has not come about within a minute. */
+bool waitUntil(const std::function<bool()>& met);
+
+/** A folder of its own for each test. */
+class RecordingTest : public testing::Test {
+  protected:
+    RecordingTest();
+    ~RecordingTest() override;
+
+    const std::filesystem::path& folder() const { return folder_; }
+    /** Starts a recording of 640x360 through the public header. */
+    int record(int seconds, const std::string& name, const char* options, const char* video = "") const;
+    /** Ends it as an application does; the result of VNStop. */
+    static int end();
+    /** Waits until so many files bear their final names. */
+    bool waitForFiles(std::size_t count) const;
+    std::vector<std::filesystem::path> finished() const;
+    std::vector<std::filesystem::path> unfinished() const;
+
+  private:
+    std::vector<std::filesystem::path> files(bool open) const;
+    std::filesystem::path folder_;
+};
+
+/** Hears the messages of the recording application while it lives. */
+class RecordingMessages {
+  public:
+    RecordingMessages();
+    ~RecordingMessages();
+
+    /** The messages of that name so far. */
+    std::vector<std::string> all(const std::string& name) const;
+    bool waitFor(const std::string& name, std::size_t count) const;
+    /** Packets that were reported as lost. */
+    int lost() const;
+
+  private:
+    struct Box {
+        std::mutex mutex;
+        std::vector<std::string> texts;
+    };
+    std::shared_ptr<Box> box_ = std::make_shared<Box>();
+};
+
+}  // namespace recording_test
+
+#endif
