@@ -72,5 +72,5 @@ need_packages() {
 
 build_packages=(
   cmake ninja-build g++ pkg-config ffmpeg
-  libavcodec-dev libavformat-dev libavdevice-dev libswscale-dev libswresample-dev
+  libavcodec-dev libavformat-dev libavdevice-dev libswscale-dev libswresample-dev libjpeg62-turbo-dev
 )

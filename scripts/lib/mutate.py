@@ -85,7 +85,9 @@ class Worker:
         self.limit = 120.0
         os.makedirs(self.folder, exist_ok=True)
         for name in COPIED:
-            subprocess.run(["rsync", "-a", "--delete", "--relative", name, self.source + "/"], cwd=root, check=True)
+            # By content and with the time of copying: what the last run has built of a change is not up to date.
+            subprocess.run(["rsync", "-rlp", "--checksum", "--delete", "--relative", name, self.source + "/"],
+                           cwd=root, check=True)
         linker = " -fuse-ld=gold" if shutil.which("ld.gold") else ""
         self.must(["cmake", "-G", "Ninja", "-S", self.source, "-B", self.build, "-DVORNISA_HOST=OFF",
                    "-DCMAKE_BUILD_TYPE=None", "-DCMAKE_CXX_FLAGS=-w -O0", "-DCMAKE_C_FLAGS=-w -O0",
