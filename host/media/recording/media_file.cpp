@@ -20,9 +20,10 @@ using Container = MediaFileSettings::Container;
 using std::chrono::milliseconds;
 
 /** How long a fragment is before it ends at a key frame, less what capture times differ by, and before it
- * ends anywhere. */
-constexpr milliseconds kFragment(950);
-constexpr milliseconds kLongestFragment(1250);
+ * ends anywhere: with the pictures that are on their way behind it, what a power cut takes is below a second.
+ */
+constexpr milliseconds kFragment(450);
+constexpr milliseconds kLongestFragment(800);
 /** A file whose index comes last is written in pieces of so many bytes. */
 constexpr std::size_t kPiece = 256 << 10;
 /** Sound that waits for the first picture. */

@@ -23,9 +23,9 @@ struct MediaFileSettings {
  * writes. It is used by one thread, which waits for the disk.
  *
  * The streams are those whose media are given at the opening; sound and picture keep their distance by the
- * packets' stamps. A fragment holds a second, and somewhat more where that takes it to the end of a group of
- * pictures. It becomes part of the file in one step: killed or cut from its power at any moment, a file of
- * fragments plays as far as it was complete.
+ * packets' stamps. A fragment ends with the group of pictures in which half a second is full, and after 0.8
+ * seconds at the latest. It becomes part of the file in one step: killed or cut from its power at any moment,
+ * a file of fragments plays as far as it was complete.
  */
 class KEP_API MediaFile {
   public:

@@ -5,8 +5,7 @@
  *
  * RECORDER is ours, ffmpeg or gstreamer; JOBS recordings run at a time (1), each for up to SECONDS (8). What
  * is left of ours is then recovered and looked at again. Prints a line of figures, and a line for each
- * damaged file. The result is 1 when a recording of ours is damaged or lost more than a fragment of one
- * second and the second that was not complete yet.
+ * damaged file. The result is 1 when a recording of ours is damaged or lost more than a second.
  */
 #include <signal.h>
 
@@ -31,9 +30,9 @@ using std::chrono::milliseconds;
 constexpr int kSecondsOfFile = 3;
 constexpr double kFps = 30;
 
-/** A fragment of one second; what the encoder and the threads between have in hand is part of the second that
- * is being gathered. */
-constexpr double kMostLost = 2;
+/** Of pictures that have been captured, in seconds: the fragment that is being gathered, and what the encoder
+ * and the threads between have in hand. */
+constexpr double kMostLost = 1;
 
 struct Tally {
     std::mutex mutex;

@@ -8,8 +8,8 @@
 namespace kep::host {
 namespace {
 
-constexpr double kFragment = 1;
-constexpr double kSecondBefore = 1;
+/** Of what was captured, in seconds. */
+constexpr double kMostLost = 1;
 constexpr std::size_t kAdtsHeader = 7;
 
 bool isSlice(std::uint8_t unitHeader) {
@@ -105,10 +105,9 @@ std::string DiskJudge::faultOf(const Disk& disk, std::size_t captured) {
         }
         const double lost = (given ? ends[given - 1] : 0) - (next ? ends[next - 1] : 0);
         worstLoss_ = std::max(worstLoss_, lost);
-        // The packet whose coming ended the second is not in it yet.
+        // The packet whose coming ended the fragment is not in it yet.
         const double packet = given ? ends[1] - ends[0] : 0;
-        if (lost > kFragment + kSecondBefore + packet + 1e-9)
-            return std::to_string(lost) + " s of " + what + " are lost";
+        if (lost > kMostLost + packet + 1e-9) return std::to_string(lost) + " s of " + what + " are lost";
         return std::string();
     };
     const std::size_t givenPictures = picturesBefore_[captured];

@@ -16,8 +16,7 @@ namespace kep::host {
 /**
  * Says whether a disk is as good as it must be after a power cut: files with their final name are whole to
  * the last byte; what the others give, once they have been recovered, decodes and is byte for byte what was
- * captured; from the first picture on nothing is missing but at the end, and there no more than one fragment
- * and the second before it.
+ * captured; from the first picture on nothing is missing but at the end, and there no more than a second.
  */
 class DiskJudge {
   public:

@@ -132,7 +132,7 @@ TEST(ReplayTest, EveryOutcomePlaysAsItIs) {
     const Replay replay(recording().steps, judge, draws());
     EXPECT_TRUE(replay.faults.empty()) << replay.text();
     EXPECT_GT(replay.disks, 1000U);
-    EXPECT_GT(judge.worstLoss(), 0.9) << "nothing was ever lost: nothing was tried";
+    EXPECT_GT(judge.worstLoss(), 0.75) << "nothing was ever lost: nothing was tried";
     std::printf("%zu steps, %zu outcomes, %zu different files, most lost %.2f s\n", recording().steps.size(),
                 replay.disks, judge.filesSeen(), judge.worstLoss());
 }

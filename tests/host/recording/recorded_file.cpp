@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <numbers>
 #include <sstream>
 
@@ -61,11 +62,15 @@ std::string outputOfCommand(const std::string& command) {
 }
 
 std::vector<std::filesystem::path> filesIn(const std::filesystem::path& folder) {
+    std::multimap<std::filesystem::file_time_type, std::filesystem::path> byTime;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        // One that is renamed at this moment is there under its other name the next time.
+        std::error_code gone;
+        const auto time = std::filesystem::last_write_time(entry.path(), gone);
+        if (!gone) byTime.emplace(time, entry.path());
+    }
     std::vector<std::filesystem::path> files;
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) files.push_back(entry.path());
-    std::sort(files.begin(), files.end(), [](const auto& one, const auto& other) {
-        return std::filesystem::last_write_time(one) < std::filesystem::last_write_time(other);
-    });
+    for (const auto& [time, path] : byTime) files.push_back(path);
     return files;
 }
 
