@@ -1,11 +1,11 @@
 #include <pthread.h>
 
-#include <algorithm>
 #include <condition_variable>
 #include <thread>
 
 #include "core/class_registry.h"
 #include "core/log.h"
+#include "media/common/retry_pause.h"
 #include "media/pipeline/element.h"
 #include "media/pipeline/limits.h"
 #include "media/video/picture_scaler.h"
@@ -16,8 +16,6 @@ namespace {
 
 constexpr int kSmallest = 16;
 constexpr int kLargest = 8192;
-constexpr std::chrono::seconds kFirstRetry(1);
-constexpr std::chrono::seconds kLastRetry(8);
 
 /**
  * The camera's pictures in a size of their own, that of the camera where none is set. A camera that is lost
@@ -114,10 +112,10 @@ class CameraElement final : public SourceElement, private TapListener {
 
     /** Waits until the camera is there again; false when the element is to stop. */
     bool reopen() {
-        for (auto pause = kFirstRetry;; pause = std::min(pause * 2, kLastRetry)) {
+        for (RetryPause pause;;) {
             {
                 std::unique_lock lock(mutex_);
-                const auto until = std::chrono::steady_clock::now() + pause;
+                const auto until = std::chrono::steady_clock::now() + pause.next();
                 if (changed_.wait_until(lock, until, [this] { return stopping_; })) return false;
             }
             auto tap = VideoHub::instance().open(rate_, delivered_, *this);

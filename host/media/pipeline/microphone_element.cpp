@@ -1,18 +1,15 @@
 #include <pthread.h>
 
-#include <algorithm>
 #include <condition_variable>
 #include <thread>
 
 #include "core/class_registry.h"
 #include "media/audio/audio_hub.h"
+#include "media/common/retry_pause.h"
 #include "media/pipeline/element.h"
 
 namespace kep::host {
 namespace {
-
-constexpr std::chrono::seconds kFirstRetry(1);
-constexpr std::chrono::seconds kLastRetry(8);
 
 /**
  * What the microphone hears, in its own format. It starts whether or not there is a microphone, and looks for
@@ -50,18 +47,15 @@ class MicrophoneElement final : public SourceElement {
   private:
     void work() {
         pthread_setname_np(pthread_self(), "mic-element");
-        auto pause = kFirstRetry;
+        RetryPause pause;
         do {
             const std::optional<AudioFormat> format = AudioHub::instance().attach(tap_);
-            if (format) {
-                pause = kFirstRetry;
-                // Asked to stop meanwhile, it has opened the queue again and would wait for ever.
-                if (!waitToStop(std::chrono::seconds(0))) giveAll(*format);
-                AudioHub::instance().detach(tap_);
-            } else {
-                pause = std::min(pause * 2, kLastRetry);
-            }
-        } while (!waitToStop(pause));
+            if (!format) continue;
+            pause.reset();
+            // Asked to stop meanwhile, it has opened the queue again and would wait for ever.
+            if (!waitToStop(std::chrono::seconds(0))) giveAll(*format);
+            AudioHub::instance().detach(tap_);
+        } while (!waitToStop(pause.next()));
     }
 
     bool waitToStop(std::chrono::seconds limit) {

@@ -1,6 +1,5 @@
 #include "media/recording/muxer.h"
 
-#include <algorithm>
 #include <array>
 #include <mutex>
 #include <utility>
@@ -8,6 +7,7 @@
 #include "core/attr_text.h"
 #include "core/class_registry.h"
 #include "core/log.h"
+#include "media/common/retry_pause.h"
 #include "media/pipeline/element.h"
 #include "media/pipeline/limits.h"
 #include "media/recording/muxer_settings.h"
@@ -19,8 +19,6 @@ namespace {
 using Container = MediaFileSettings::Container;
 
 constexpr const char* kClipExtension = "part";
-constexpr std::chrono::seconds kFirstRetry(1);
-constexpr std::chrono::seconds kLastRetry(8);
 
 /**
  * Writes what it is given to a file, and begins another one at every cut, when a stream changes and when one
@@ -128,7 +126,7 @@ class Muxer : public Element, public ClipWriter {
     GroupSense groups_;
     bool cutAtKey_ = false;
     SteadyTime retry_;
-    std::chrono::seconds pause_ = kFirstRetry;
+    RetryPause pause_;
     std::array<std::size_t, 2> dropped_{}; /**< pictures and sounds that nobody has been told of */
 };
 
@@ -235,14 +233,13 @@ void Muxer::finishSegment() {
 
 void Muxer::endTrouble() {
     segments_.inTrouble = false;
-    pause_ = kFirstRetry;
+    pause_.reset();
     retry_ = {};
 }
 
 void Muxer::retryLater() {
     recording_.reset();
-    retry_ = std::chrono::steady_clock::now() + pause_;
-    pause_ = std::min(pause_ * 2, kLastRetry);
+    retry_ = std::chrono::steady_clock::now() + pause_.next();
 }
 
 std::unique_ptr<Clip> Muxer::beginClip(const std::string& url) {
