@@ -6,6 +6,7 @@
 
 #include "core/creation.h"
 #include "core/log.h"
+#include "media/common/retry_pause.h"
 #include "media/pipeline/pipeline.h"
 #include "media/video/video_hub.h"
 
@@ -29,14 +30,19 @@ const struct FirstObject {
     ~FirstObject() { setCreationHook(nullptr); }
 } firstObject;
 
-/** Whether pre-recording is to run although nobody is attached. */
-bool runsAlways() {
+bool chosenAlways() {
     const char* const set = std::getenv("KEP_HOST_PRERECORD");
     const std::string_view choice = set ? set : "";
     if (choice == "attached") return false;
     if (!choice.empty() && choice != "always")
         KEP_HOST_ERROR("KEP_HOST_PRERECORD=" + std::string(choice) + " is none of always, attached");
     return true;
+}
+
+/** Whether pre-recording is to run although nobody is attached. Chosen once in a process. */
+bool runsAlways() {
+    static const bool always = chosenAlways();
+    return always;
 }
 
 }  // namespace
@@ -56,11 +62,16 @@ BoardPipelines::BoardPipelines() {
     VideoHub::instance();
     make(kAac);
     std::vector<std::shared_ptr<Outlet>> preRecorded = {make(kPreRecordAac), make(kPreRecordH264)};
-    if (runsAlways()) starting_ = std::thread([this, preRecorded] { keepRunning(preRecorded); });
+    if (runsAlways()) holding_ = std::thread([this, preRecorded] { keepRunning(preRecorded); });
 }
 
 BoardPipelines::~BoardPipelines() {
-    if (starting_.joinable()) starting_.join();
+    {
+        const std::lock_guard lock(mutex_);
+        ending_ = true;
+    }
+    changed_.notify_all();
+    if (holding_.joinable()) holding_.join();
     // The last first: they listen to those before them.
     while (!pipelines_.empty()) pipelines_.pop_back();
 }
@@ -73,8 +84,12 @@ std::shared_ptr<Outlet> BoardPipelines::make(const char* text) {
 }
 
 void BoardPipelines::keepRunning(std::vector<std::shared_ptr<Outlet>> outlets) {
-    for (const std::shared_ptr<Outlet>& outlet : outlets) {
-        if (outlet) outlet->hold();
+    for (RetryPause pause;;) {
+        std::erase_if(outlets, [](const auto& outlet) { return !outlet || outlet->hold(); });
+        if (outlets.empty()) return;
+        std::unique_lock lock(mutex_);
+        const auto until = std::chrono::steady_clock::now() + pause.next();
+        if (changed_.wait_until(lock, until, [this] { return ending_; })) return;
     }
 }
 

@@ -1,7 +1,9 @@
 #ifndef KEP_HOST_BOARD_PIPELINES_H
 #define KEP_HOST_BOARD_PIPELINES_H
 
+#include <condition_variable>
 #include <memory>
+#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -13,8 +15,8 @@ namespace kep::host {
 /**
  * The pipelines that a board has by itself: `plAacSource`, and `plPreRecordAac` and `plPreRecordH264`, which
  * keep a past. Those capture and encode from the first object of the process to its end, as an event may come
- * that needs what was before it; `plAacSource`, and with KEP_HOST_PRERECORD=attached all of them, while
- * somebody is attached.
+ * that needs what was before it, and as soon as their devices are there; `plAacSource`, and with
+ * KEP_HOST_PRERECORD=attached all of them, while somebody is attached.
  */
 class BoardPipelines {
   public:
@@ -28,10 +30,14 @@ class BoardPipelines {
   private:
     BoardPipelines();
     std::shared_ptr<Outlet> make(const char* text);
+    /** Holds the outlets; what cannot run yet, as its device is missing, is tried again until it does. */
     void keepRunning(std::vector<std::shared_ptr<Outlet>> outlets);
 
     std::vector<std::unique_ptr<ObjectImpl>> pipelines_;
-    std::thread starting_;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    bool ending_ = false;
+    std::thread holding_;
 };
 
 }  // namespace kep::host

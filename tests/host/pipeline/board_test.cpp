@@ -1,3 +1,6 @@
+#include <unistd.h>
+
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 
@@ -77,18 +80,20 @@ object_base* firstDescription() {
     return kepCreate("type=Application,name=appFirst,noconfigure=true");
 }
 
+/** Whether a listener gets what was before it. As nobody else listens, that is what the board itself keeps.
+ */
+bool hasPast(const std::string& readerText) {
+    Described late(readerText);
+    const SteadyTime then = Clock::now();
+    return late && late.play() && late.child<TestSink>("z").waitFor(1) &&
+           late.child<TestSink>("z").packets().front()->stamp < then - milliseconds(300);
+}
+
 /** Leaves with 0 when an event that comes after the first object finds a past, and the process then ends. */
 [[noreturn]] void expectPastWithoutListener(object_base* (*makeFirst)(), const std::string& readerText) {
     unsetenv("KEP_HOST_PRERECORD");
     object_base* const first = makeFirst();
-    // Nobody has listened when the first reader comes: what it gets from before is the past.
-    const bool past =
-        first && waitUntil([&] {
-            Described late(readerText);
-            const SteadyTime then = Clock::now();
-            return late && late.play() && late.child<TestSink>("z").waitFor(1) &&
-                   late.child<TestSink>("z").packets().front()->stamp < then - milliseconds(300);
-        });
+    const bool past = first && waitUntil([&] { return hasPast(readerText); });
     delete first;
     std::exit(past ? 0 : 1);
 }
@@ -111,7 +116,80 @@ TEST_F(BoardTest, AChoiceThatIsNoneIsToldOf) {
         std::exit(any ? 0 : 1);
     };
     EXPECT_EXIT(describe(), testing::ExitedWithCode(0),
-                "KEP_HOST_PRERECORD=often is none of always, attached");
+                "^[^\n]*KEP_HOST_PRERECORD=often is none of always, attached\n[^\n]*$");
+}
+
+/** A camera that is not there until a film is put in its place. */
+class MissingCamera {
+  public:
+    MissingCamera() {
+        std::filesystem::create_directory(folder_);
+        setenv("KEP_HOST_VIDEO", ("file:" + film().string()).c_str(), 1);
+        unsetenv("KEP_HOST_PRERECORD");
+    }
+    ~MissingCamera() { std::filesystem::remove_all(folder_); }
+
+    bool appear() const {
+        const std::filesystem::path made = folder_ / "made.h264";
+        const std::string command =
+            "ffmpeg -nostdin -loglevel error -y -f lavfi -i testsrc=s=320x180:r=30 -frames:v 10 -c:v libx264 "
+            "'" +
+            made.string() + "'";
+        if (std::system(command.c_str()) != 0) return false;
+        std::filesystem::rename(made, film());
+        return true;
+    }
+    /** How often it has been looked for. */
+    int attempts() const {
+        const std::vector<std::string> all = lines_.messages();
+        return static_cast<int>(std::count_if(all.begin(), all.end(), [this](const std::string& line) {
+            return line.find(film().string()) != std::string::npos;
+        }));
+    }
+
+  private:
+    std::filesystem::path film() const { return folder_ / "film.h264"; }
+
+    const std::filesystem::path folder_ =
+        std::filesystem::temp_directory_path() / ("board-camera-" + std::to_string(getpid()));
+    const ErrorLines lines_;
+};
+
+/** Leaves with 0 when what is filmed from then on finds itself kept, although nobody has listened. */
+[[noreturn]] void expectPastOnceThereIsACamera(const std::string& readerText) {
+    bool past = false;
+    {
+        const MissingCamera camera;
+        object_base* const first = firstDescription();
+        past = first && waitUntil([&] { return camera.attempts() > 0; }) && camera.appear() &&
+               waitUntil([&] { return hasPast(readerText); });
+        delete first;
+    }
+    std::exit(past ? 0 : 1);
+}
+
+TEST_F(BoardTest, ACameraThatComesLaterIsFilmedFromThenOn) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_EXIT(expectPastOnceThereIsACamera(reader("plPreRecordH264")), testing::ExitedWithCode(0), "");
+}
+
+/** The pause that begins with the third attempt is to last four seconds. */
+Clock::time_point thirdAttempt;
+
+[[noreturn]] void expectEndWithinAPause() {
+    // Runs after the board's pipelines have gone, which are made later than this is registered.
+    std::atexit([] { std::_Exit(Clock::now() < thirdAttempt + std::chrono::seconds(3) ? 0 : 1); });
+    {
+        const MissingCamera camera;
+        if (!firstDescription() || !waitUntil([&] { return camera.attempts() == 3; })) std::_Exit(2);
+        thirdAttempt = Clock::now();
+    }
+    std::exit(3);
+}
+
+TEST_F(BoardTest, WaitingForACameraHoldsUpNoProcessEnd) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_EXIT(expectEndWithinAPause(), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(BoardTest, ARecordingThatIsLeftRunningHoldsUpNoProcessEnd) {
