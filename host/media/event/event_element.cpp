@@ -82,19 +82,24 @@ void EventElement::take(const SharedPacket& packet, const Element&) {
 }
 
 bool EventElement::post(const EventTrigger& trigger) {
+    std::string refusal;
     {
         const std::lock_guard lock(postMutex_);
-        if (!running_ || asked_ >= kMostRecordings) {
-            KEP_HOST_ERROR(label() + ": no clip " + trigger.url +
-                           (running_ ? ": " + std::to_string(asked_) + " are being made"
-                                     : " of a service that does not play"));
-            return false;
+        if (!running_) {
+            refusal = "the service does not play";
+        } else if (asked_ >= kMostRecordings) {
+            refusal = std::to_string(asked_) + " are being made";
+        } else {
+            ++asked_;
+            posted_.push_back(trigger);
         }
-        ++asked_;
-        posted_.push_back(trigger);
     }
-    wake();
-    return true;
+    if (refusal.empty()) {
+        wake();
+    } else {
+        tellRefusal(trigger, refusal);
+    }
+    return refusal.empty();
 }
 
 void EventElement::wake() {
@@ -197,9 +202,14 @@ EventElement::Step EventElement::begin(Recording& recording) {
     return recording.clip ? Step::goesOn : Step::failed;
 }
 
-EventElement::Step EventElement::refuse(const Recording& recording, const std::string& reason) const {
-    KEP_HOST_ERROR(label() + ": no clip " + recording.trigger.url + ": " + reason);
+EventElement::Step EventElement::refuse(const Recording& recording, const std::string& reason) {
+    tellRefusal(recording.trigger, reason);
     return Step::failed;
+}
+
+void EventElement::tellRefusal(const EventTrigger& trigger, const std::string& reason) {
+    KEP_HOST_ERROR(label() + ": no clip " + trigger.url + ": " + reason);
+    tellFailed(trigger.url, reason);
 }
 
 /** Null when there is none yet. When the disk was so slow that packets are kept no longer, the next group's.

@@ -33,7 +33,8 @@ struct EventTrigger {
  * with the sound from its first picture on. Each reads the kept packets at its own pace on one thread that
  * waits for the disk, so clips may overlap, and neither the stream nor whoever triggers ever waits. What is
  * kept follows the longest time that was asked for, up to a bound; a clip that falls back behind it loses
- * whole groups. When the stream ends, open clips end with what there is.
+ * whole groups. When the stream ends, open clips end with what there is. Of a clip that is not made, `failed`
+ * tells once: whoever asked for it may be waiting.
  */
 class EventElement : public Element {
   public:
@@ -45,11 +46,10 @@ class EventElement : public Element {
     bool up(State target) override;
     bool down(State target) override;
 
-    /** Asks for a clip, and returns at once. False, with a line, when none can be made. */
+    /** Asks for a clip, and returns at once. False, with a line and `failed`, when none can be made. */
     bool post(const EventTrigger& trigger);
-    /** A clip that was asked for is not made, or has failed; a line has said why. Called on the clips'
-     * thread.
-     */
+    /** A clip that was asked for is not made, or has failed; a line and `failed` have said why. Called on the
+     * clips' thread. */
     virtual void clipFailed(const EventTrigger&) {}
 
   private:
@@ -69,7 +69,8 @@ class EventElement : public Element {
     Step begin(Recording& recording);
     SharedPacket nextPacket(Recording& recording);
     void close(Recording& recording, Step how);
-    Step refuse(const Recording& recording, const std::string& reason) const;
+    Step refuse(const Recording& recording, const std::string& reason);
+    void tellRefusal(const EventTrigger& trigger, const std::string& reason);
     SteadyTime deadline(const Recording& recording);
 
     std::mutex ringMutex_;

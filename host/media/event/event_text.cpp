@@ -42,29 +42,28 @@ std::optional<SteadyTime> readPoint(const std::string& owner, const std::string&
     return std::nullopt;
 }
 
-std::optional<EventTrigger> readTrigger(const std::string& owner, const std::string& text) {
+bool readTrigger(const std::string& owner, const std::string& text, EventTrigger& trigger) {
     constexpr std::array<const char*, 4> names = {"pre", "post", "tp", "url"};
     base::AttrSet attributes;
-    if (!attributes.Parse(text.c_str())) return std::nullopt;
+    if (!attributes.Parse(text.c_str())) return false;
+    trigger.url = attributes.GetOrDef("url", "");
     if (const char* const unknown = findUnknown(attributes, names)) {
         KEP_HOST_ERROR(owner + ": trigger={" + text + "} has no use for \"" + unknown + "\"");
-        return std::nullopt;
+        return false;
     }
     for (const char* const name : names) {
         const char* const value = attributes.Get(name);
         if (value && *value) continue;
         KEP_HOST_ERROR(owner + ": trigger={" + text + "} lacks " + name);
-        return std::nullopt;
+        return false;
     }
-    EventTrigger trigger;
-    trigger.url = attributes.Get("url");
     if (!readSpan(owner, "pre", attributes.Get("pre"), trigger.pre) ||
         !readSpan(owner, "post", attributes.Get("post"), trigger.post))
-        return std::nullopt;
+        return false;
     const std::optional<SteadyTime> point = readPoint(owner, attributes.Get("tp"));
-    if (!point) return std::nullopt;
+    if (!point) return false;
     trigger.point = *point;
-    return trigger;
+    return true;
 }
 
 void addDeletion(Properties& properties, const ObjectImpl& owner) {

@@ -16,8 +16,9 @@ bool readSpan(const std::string& owner, const char* name, const std::string& tex
  */
 std::optional<SteadyTime> readPoint(const std::string& owner, const std::string& text);
 
-/** Reads `pre=,post=,tp=,url=`, all of which must be there; none, with a line, when one is wrong. */
-std::optional<EventTrigger> readTrigger(const std::string& owner, const std::string& text);
+/** Reads `pre=,post=,tp=,url=`, all of which must be there; false, with a line, when one is wrong. The URL is
+ * then read nevertheless, if there is one. */
+bool readTrigger(const std::string& owner, const std::string& text, EventTrigger& trigger);
 
 /** Adds `delApp`, whether the element deletes its application, which only its maker does here: a line says so
  * of `true`. */

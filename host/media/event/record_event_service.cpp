@@ -22,14 +22,17 @@ class VornisaSharedMemory final : public ObjectImpl {
 
 /**
  * Makes a clip for each text that is set as its `trigger`, `pre=5s,post=10s,tp=123ms,url=file:///a.mp4`,
- * while it plays. `shmCreater` describes the shared memory that it makes for itself.
+ * while it plays. Of a text that it refuses `failed` tells, too, as what sets it may have no other answer.
+ * `shmCreater` describes the shared memory that it makes for itself.
  */
 class RecordEventServiceTriggerShm final : public EventElement {
   public:
     RecordEventServiceTriggerShm() {
         properties().add<std::string>("trigger", nullptr, [this](const std::string& text) {
-            const std::optional<EventTrigger> trigger = readTrigger(label(), text);
-            return trigger && post(*trigger);
+            EventTrigger trigger;
+            if (readTrigger(label(), text, trigger)) return post(trigger);
+            tellFailed(trigger.url, "the trigger cannot be read");
+            return false;
         });
         addDeletion(properties(), *this);
     }

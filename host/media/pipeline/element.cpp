@@ -1,5 +1,6 @@
 #include "media/pipeline/element.h"
 
+#include "core/attr_text.h"
 #include "core/log.h"
 #include "core/text_message.h"
 #include "media/pipeline/limits.h"
@@ -64,6 +65,14 @@ void Element::tellLost(Media::Kind kind, std::size_t lost) {
     const std::size_t total = lost_[video ? 0 : 1] += lost;
     tell("frameLost", std::string("media=") + (video ? "video" : "audio") + ",lost=" + std::to_string(lost) +
                           ",total=" + std::to_string(total));
+}
+
+void Element::tellFailed(const std::string& url, const std::string& reason) {
+    std::string attributes = "media=file,";
+    if (!url.empty()) attributes += "url={" + url + "},";
+    attributes += "reason=";
+    appendValue(attributes, reason);
+    tell("failed", attributes);
 }
 
 void Element::trace(std::string_view text) const {

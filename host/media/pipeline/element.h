@@ -64,6 +64,10 @@ class KEP_API Element : public ObjectImpl {
     /** Counts packets that this element had to drop, and sends `name=frameLost` upward; nothing for none. */
     void tellLost(Media::Kind kind, std::size_t lost);
 
+    /** Sends `name=failed,media=file` upward, of a file that cannot be written. `url` is empty when it has
+     * none. */
+    void tellFailed(const std::string& url, const std::string& reason);
+
     /** Writes an information line when the element's "dbg" is on. */
     void trace(std::string_view text) const;
 

@@ -4,7 +4,6 @@
 #include <mutex>
 #include <utility>
 
-#include "core/attr_text.h"
 #include "core/class_registry.h"
 #include "core/log.h"
 #include "media/common/retry_pause.h"
@@ -69,9 +68,7 @@ class Muxer : public Element, public ClipWriter {
         void failed(const std::string& path, const std::string& reason) override {
             if (inTrouble.exchange(true)) return;
             KEP_HOST_ERROR(muxer_.label() + ": " + reason);
-            std::string attributes = "media=file," + urlOf(path) + ",reason=";
-            appendValue(attributes, reason);
-            muxer_.tell("failed", attributes);
+            muxer_.tellFailed(path.empty() ? "" : fileUrl(path), reason);
         }
         void lost(Media::Kind kind, std::size_t packets) override { muxer_.tellLost(kind, packets); }
 
@@ -88,13 +85,19 @@ class Muxer : public Element, public ClipWriter {
     class OwnClip final : public Clip {
       public:
         OwnClip(Muxer& muxer, MuxerUrl url, MediaFileSettings settings, KnownStreams known)
-            : names_(url.path, url.openExtension),
+            : path_(url.path),
+              names_(url.path, url.openExtension),
               teller_(muxer, true),
               recording_(names_, std::move(settings), std::move(known), teller_) {}
         bool write(const SharedPacket& packet) override { return recording_.write(packet); }
-        bool finish() override { return recording_.finish(); }
+        bool finish() override {
+            if (recording_.finish()) return true;
+            teller_.failed(path_, path_ + ": nothing has come that it could be made of");
+            return false;
+        }
 
       private:
+        const std::string path_;
         FileNames names_;
         Teller teller_;
         Recording recording_;
@@ -248,9 +251,13 @@ std::unique_ptr<Clip> Muxer::beginClip(const std::string& url) {
         const std::lock_guard lock(mutex_);
         where = url_;
     }
-    if (!url.empty() && !MuxerUrl::read(url, label(), where)) return nullptr;
+    if (!url.empty() && !MuxerUrl::read(url, label(), where)) {
+        tellFailed(url, "it is no URL that a clip can have");
+        return nullptr;
+    }
     if (where.path.empty()) {
         KEP_HOST_ERROR(label() + ": there is no url for a clip");
+        tellFailed("", "there is no url for a clip");
         return nullptr;
     }
     // A clip that bears its name is complete, and one that a power cut has left is found and finished as

@@ -30,8 +30,8 @@ class KEP_API ClipWriter {
   public:
     virtual ~ClipWriter() = default;
     /**
-     * Begins a clip under `url`, or under the muxer's own when it is empty. Null, with an error line written,
-     * for a URL that is none of a file.
+     * Begins a clip under `url`, or under the muxer's own when it is empty. Null for a URL that is none of a
+     * file, of which an error line and `failed` have told.
      */
     virtual std::unique_ptr<Clip> beginClip(const std::string& url) = 0;
 };

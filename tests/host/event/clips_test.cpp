@@ -369,6 +369,14 @@ TEST_F(ClipsTest, WrongTriggersAreToldAndHarmNothing) {
     for (const char* const part : {"pre=-1s is less than nothing", "ftp://camera/a.mp4",
                                    "\"a.mp4\" is no URL", "lacks url", "b.mp4", "none/a.mp4"})
         EXPECT_THAT(lines, HasSubstr(part));
+    // And each by one message, which is all that an application hears of it.
+    ASSERT_EQ(VNStop(service_), VNRES_SUCCEED);
+    ASSERT_TRUE(waitUntil([] { return Messages::instance().count("name=stopped") == 1; }));
+    EXPECT_EQ(Messages::instance().count("name=failed,media=file"), 6);
+    EXPECT_EQ(Messages::instance().count("url=" + url("a.mp4") + ",reason=the trigger cannot be read"), 1);
+    EXPECT_EQ(Messages::instance().count("url=ftp://camera/a.mp4,reason=it is no URL"), 1);
+    EXPECT_EQ(Messages::instance().count("url=a.mp4,reason=it is no URL"), 1);
+    EXPECT_EQ(Messages::instance().count("url=" + url("none/a.mp4") + ","), 1);
     EXPECT_THAT(files(), ElementsAre("good.mp4"));
 }
 

@@ -18,9 +18,20 @@ class EventServiceTest : public testing::Test {
         return clipOf(stream.given(), origin + milliseconds(begin), origin + milliseconds(end));
     }
 
+    /** Stops the service and gives what it has told of clips that are not made. */
+    std::vector<std::string> failures() {
+        EXPECT_TRUE(service.app().stop());
+        EXPECT_NE(service.app().waitForMessage("name=stopped"), "");
+        return service.app().messages("name=failed");
+    }
+
     Service service;
     SyntheticStream stream;
 };
+
+std::string failure(const std::string& url, const std::string& reason) {
+    return "name=failed,media=file,url=" + url + ",reason=" + reason;
+}
 
 TEST_F(EventServiceTest, AClipBeginsAtAKeyFrameAndEndsAtItsTime) {
     stream.run(10'000);
@@ -98,6 +109,7 @@ TEST_F(EventServiceTest, OfATimeThatIsGoneThereIsNoClip) {
     ASSERT_TRUE(waitUntil([&] { return !lines.messages().empty(); }));
     EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr("no clip file:///a.mp4: nothing of its time")));
     EXPECT_THAT(service.clips().clips(), IsEmpty());
+    EXPECT_THAT(failures(), ElementsAre(failure("file:///a.mp4", "nothing of its time is kept any more")));
 }
 
 TEST_F(EventServiceTest, OpenClipsEndWithTheStream) {
@@ -106,7 +118,7 @@ TEST_F(EventServiceTest, OpenClipsEndWithTheStream) {
     ASSERT_TRUE(service.trigger("0s", "1s", stream.at(20'000), "file:///never.mp4"));
     stream.run(1'000);
     const ErrorLines lines;
-    ASSERT_TRUE(service.app().stop());
+    EXPECT_THAT(failures(), ElementsAre(failure("file:///never.mp4", "no picture has come")));
     const auto clips = service.clips().clips();
     ASSERT_EQ(clips.size(), 1U);
     EXPECT_TRUE(clips.front().finished);
@@ -134,7 +146,9 @@ TEST_F(EventServiceTest, AClipOfALostCameraEnds) {
     const ErrorLines lines;
     ASSERT_TRUE(service.clips().waitForFinished(1));
     EXPECT_TRUE(service.clips().clips().front().packets == clipFrom(4'500, 5'500));
-    ASSERT_TRUE(waitUntil([&] { return !lines.messages().empty(); }));
+    // Told as soon as it is known, while the service plays on.
+    EXPECT_EQ(service.app().waitForMessage("name=failed"),
+              failure("file:///never.mp4", "no picture has come"));
     EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr("no clip file:///never.mp4: no picture has come")));
 }
 
@@ -168,6 +182,8 @@ TEST_F(EventServiceTest, AClipThatFailsDisturbsNoOther) {
     EXPECT_EQ(clips[0].packets.size(), 10U);
     EXPECT_EQ(clips[1].url, "file:///a.mp4");
     EXPECT_TRUE(clips[1].packets == clipFrom(3'000, 7'000));
+    // Of what it refuses and what it cannot write, the muxer tells.
+    EXPECT_THAT(failures(), IsEmpty());
 }
 
 TEST_F(EventServiceTest, ASlowDiskHoldsUpNobodyAndCostsWholeGroups) {
@@ -198,7 +214,7 @@ TEST_F(EventServiceTest, NoMoreClipsThanItCanHold) {
     const ErrorLines lines;
     EXPECT_FALSE(service.trigger("1s", "10s", stream.at(2'000), "file:///b.mp4"));
     EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr("no clip file:///b.mp4: 64 are being made")));
-    ASSERT_TRUE(service.app().stop());
+    EXPECT_THAT(failures(), ElementsAre(failure("file:///b.mp4", "64 are being made")));
     EXPECT_TRUE(service.clips().waitForFinished(64));
 }
 
@@ -219,11 +235,15 @@ TEST_F(EventServiceTest, AWrongTriggerIsRefusedWithOneLineAndTheNextWorks) {
         {"post=1s,tp=" + tp + ",url=file:///a.mp4", "lacks pre"},
         {"pre=5s,tp=" + tp + ",url=file:///a.mp4", "lacks post"},
         {"pre=5s,post=1s,tp=" + tp + ",url=file:///a.mp4,size=3", "has no use for \"size\""},
-        {"pre=5s,post=1s,tp=" + tp + ",url=file:///a,b.mp4", "b.mp4"},
+        {"pre=5s,post=1s,tp=" + tp + ",url=file:///b,c.mp4", "c.mp4"},
         {"", "lacks pre"},
     };
+    std::vector<std::string> expected;
     for (const auto& [text, message] : wrong) {
         const ErrorLines lines;
+        const bool named = text.find("a.mp4") != text.npos;
+        expected.push_back(named ? failure("file:///a.mp4", "the trigger cannot be read")
+                                 : "name=failed,media=file,reason=the trigger cannot be read");
         EXPECT_FALSE(service.app()->fromString(("trigger={" + text + "}").c_str())) << text;
         EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr(message))) << text;
     }
@@ -231,14 +251,16 @@ TEST_F(EventServiceTest, AWrongTriggerIsRefusedWithOneLineAndTheNextWorks) {
     stream.run(1'000);
     ASSERT_TRUE(service.clips().waitForFinished(1));
     EXPECT_EQ(service.clips().clips().size(), 1U);
+    EXPECT_EQ(failures(), expected);
 }
 
 TEST_F(EventServiceTest, AServiceThatDoesNotPlayRefuses) {
     ASSERT_TRUE(service.app().stop());
     const ErrorLines lines;
     EXPECT_FALSE(service.trigger("1s", "1s", stream.at(0), "file:///a.mp4"));
-    EXPECT_THAT(lines.messages(),
-                ElementsAre(HasSubstr("no clip file:///a.mp4 of a service that does not play")));
+    EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr("no clip file:///a.mp4: the service does not play")));
+    EXPECT_EQ(service.app().waitForMessage("name=failed"),
+              failure("file:///a.mp4", "the service does not play"));
 }
 
 TEST(EventDescriptionTest, TheServiceMakesItsSharedMemory) {

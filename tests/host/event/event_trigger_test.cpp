@@ -60,28 +60,40 @@ TEST(EventTriggerTest, StoppedBeforeAnythingCameItMakesNothingAndSaysThatItHasEn
     ASSERT_TRUE(app.stop());
     EXPECT_THAT(app.child<TestClips>("clips").clips(), IsEmpty());
     EXPECT_EQ(app.waitForMessage("name=recordStop"), "name=recordStop,failed=true");
+    EXPECT_THAT(app.messages("name=failed"),
+                ElementsAre("name=failed,media=file,reason=no picture has come"));
     EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr("no picture has come")));
 }
 
-TEST(EventTriggerTest, AClipThatCannotBeMadeKeepsNobodyWaiting) {
+/** How a clip fails. */
+struct Failure {
+    const char* name;
+    void (*arrange)(TestClips&);
+};
+
+void PrintTo(const Failure& failure, std::ostream* out) {
+    *out << failure.name;
+}
+
+class EventFailureTest : public testing::TestWithParam<Failure> {};
+
+TEST_P(EventFailureTest, KeepsNobodyWaiting) {
     Described app(oneShot("pre=1s,post=1s,tp=" + nowText() + ","));
     ASSERT_TRUE(app);
-    app.child<TestClips>("clips").refuse("");
+    GetParam().arrange(app.child<TestClips>("clips"));
     ASSERT_TRUE(app.play());
     SyntheticStream(app.child<TestSource>("in")).run(25'000);
     EXPECT_EQ(app.waitForMessage("name=recordStop"), "name=recordStop,failed=true");
     ASSERT_TRUE(app.stop());
 }
 
-TEST(EventTriggerTest, AClipThatCannotBeFinishedKeepsNobodyWaiting) {
-    Described app(oneShot("pre=1s,post=1s,tp=" + nowText() + ","));
-    ASSERT_TRUE(app);
-    app.child<TestClips>("clips").leaveNothingOf("");
-    ASSERT_TRUE(app.play());
-    SyntheticStream(app.child<TestSource>("in")).run(25'000);
-    EXPECT_EQ(app.waitForMessage("name=recordStop"), "name=recordStop,failed=true");
-    ASSERT_TRUE(app.stop());
-}
+constexpr Failure kFailures[] = {
+    {"NotBegun", [](TestClips& clips) { clips.refuse(""); }},
+    {"NotWritten", [](TestClips& clips) { clips.failAfter("", 10); }},
+    {"NotFinished", [](TestClips& clips) { clips.leaveNothingOf(""); }},
+};
+INSTANTIATE_TEST_SUITE_P(Clips, EventFailureTest, testing::ValuesIn(kFailures),
+                         [](const auto& param) { return std::string(param.param.name); });
 
 TEST(EventTriggerTest, ItsTimesAreReadAndWrongOnesRefused) {
     Described app(oneShot("pre=3s,post=2m,tp=5ms,"));

@@ -203,6 +203,27 @@ TEST_F(MuxerTest, RefusesClipsOfWhatIsNoFile) {
     EXPECT_EQ(clips().beginClip("http://host/a.mp4"), nullptr);
     EXPECT_THAT(lines.messages(),
                 ElementsAre("muxer-fmp4 \"out\": url={http://host/a.mp4} is no URL of a file"));
+    EXPECT_EQ(pipeline_->waitForMessage("name=failed"),
+              "name=failed,media=file,url=http://host/a.mp4,reason=it is no URL that a clip can have");
+}
+
+TEST_F(MuxerTest, TellsOnceOfAClipThatNothingHasComeFor) {
+    make("");
+    const ErrorLines lines;
+    {
+        const auto clip = clips().beginClip(url("never.mp4"));
+        ASSERT_TRUE(clip);
+        EXPECT_FALSE(clip->finish());
+        EXPECT_FALSE(clip->finish());
+    }
+    ASSERT_TRUE(pipeline_->stop());
+    ASSERT_NE(pipeline_->waitForMessage("name=stopped"), "");
+    const std::string reason =
+        (folder() / "never.mp4").string() + ": nothing has come that it could be made of";
+    EXPECT_THAT(pipeline_->messages("name=failed"),
+                ElementsAre("name=failed,media=file,url=" + url("never.mp4") + ",reason=" + reason));
+    EXPECT_THAT(lines.messages(), ElementsAre("muxer-fmp4 \"out\": " + reason));
+    EXPECT_THAT(names(), testing::IsEmpty());
 }
 
 TEST_F(MuxerTest, TellsOnceOfAFolderThatIsMissingAndGoesOnWhenItIsThere) {
