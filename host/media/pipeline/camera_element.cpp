@@ -9,13 +9,11 @@
 #include "media/pipeline/element.h"
 #include "media/pipeline/limits.h"
 #include "media/video/picture_scaler.h"
+#include "media/video/picture_size.h"
 #include "media/video/video_hub.h"
 
 namespace kep::host {
 namespace {
-
-constexpr int kSmallest = 16;
-constexpr int kLargest = 8192;
 
 /**
  * The camera's pictures in a size of their own, that of the camera where none is set. A camera that is lost
@@ -67,16 +65,13 @@ class CameraElement final : public SourceElement, private TapListener {
   private:
     /** Both sides set to sizes a picture can have, or neither set. */
     bool isSize() const {
-        const auto isSide = [](int pixels) {
-            return pixels >= kSmallest && pixels <= kLargest && pixels % 2 == 0;
-        };
         const int width = width_;
         const int height = height_;
         if ((width == kUnset && height == kUnset) || (isSide(width) && isSide(height))) return true;
         const auto text = [](int pixels) { return pixels == kUnset ? "?" : std::to_string(pixels); };
         KEP_HOST_ERROR(label() + ": size " + text(width) + "x" + text(height) +
-                       " is not of even numbers from " + std::to_string(kSmallest) + " to " +
-                       std::to_string(kLargest));
+                       " is not of even numbers from " + std::to_string(kSmallestSide) + " to " +
+                       std::to_string(kLargestSide));
         return false;
     }
 

@@ -3,7 +3,15 @@
 
 namespace kep::host {
 
-/** Whether a picture can have a side of so many pixels; if not, a line says so, with the side's name. */
+/** The sides that a picture can have: even numbers of pixels from the smallest to the largest. */
+constexpr int kSmallestSide = 16;
+constexpr int kLargestSide = 8192;
+
+constexpr bool isSide(int pixels) {
+    return pixels >= kSmallestSide && pixels <= kLargestSide && pixels % 2 == 0;
+}
+
+/** The same; if it is none, a line says so, with the side's name. */
 bool isSide(const char* name, int pixels);
 
 }  // namespace kep::host
