@@ -1,6 +1,7 @@
 #include "media/audio/audio_input.h"
 
 #include "media/audio/device_input.h"
+#include "media/audio/faulty_tone.h"
 #include "media/audio/file_input.h"
 #include "media/audio/tone_input.h"
 
@@ -18,13 +19,15 @@ std::unique_ptr<AudioInput> opened(Arguments&&... arguments) {
 }  // namespace
 
 std::optional<DeviceSpec> microphoneFromEnvironment() {
-    return deviceFromEnvironment("KEP_HOST_AUDIO", "test",
-                                 {{"test", false}, {"alsa", true}, {"pulse", true}, {"file", true}});
+    return deviceFromEnvironment(
+        "KEP_HOST_AUDIO", "test",
+        {{"test", false}, {"test", true}, {"alsa", true}, {"pulse", true}, {"file", true}});
 }
 
 std::unique_ptr<AudioInput> openAudioInput(const DeviceSpec& spec) {
     initFfmpeg();
-    if (spec.kind == "test") return std::make_unique<ToneInput>();
+    if (spec.kind == "test" && spec.argument.empty()) return std::make_unique<ToneInput>();
+    if (spec.kind == "test") return opened<FaultyTone>(spec);
     if (spec.kind == "file") return opened<FileInput>(spec.argument);
     return opened<DeviceInput>(spec);
 }
