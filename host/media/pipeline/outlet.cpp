@@ -23,6 +23,13 @@ void Outlet::give(const SharedPacket& packet) {
     for (Inlet* const inlet : inlets_) hand(*inlet, packet);
 }
 
+void Outlet::tell(const std::string& message) {
+    const std::lock_guard lock(mutex_);
+    for (const Inlet* const inlet : inlets_) {
+        if (inlet->onMessage) inlet->onMessage(message);
+    }
+}
+
 void Outlet::hand(Inlet& inlet, const SharedPacket& packet) {
     const bool begins = inlet.groups_.begins(*packet);
     // What comes before the first group is nothing that this listener has lost.

@@ -19,8 +19,9 @@ struct Inlet {
 
     GroupQueue<SharedPacket> queue{{8192, mostBytes}};
     std::function<void(Media::Kind, std::size_t)>
-        onLost;                  /**< the listener was too slow for so many packets */
-    std::function<void()> onEnd; /**< nothing more will come */
+        onLost; /**< the listener was too slow for so many packets */
+    std::function<void(const std::string& message)> onMessage; /**< what the pipeline's elements tell */
+    std::function<void()> onEnd;                               /**< nothing more will come */
 
   private:
     friend class Outlet;
@@ -44,6 +45,8 @@ class KEP_API Outlet {
 
     /** Hands a packet to all listeners. Never waits for one of them. */
     void give(const SharedPacket& packet);
+    /** Hands all listeners a message. */
+    void tell(const std::string& message);
 
     /** Opens the inlet's queue and lets it have the past, then all that comes. False when what feeds
      * the outlet cannot be raised, of which it has told the reason, or when it has ended. */

@@ -58,6 +58,11 @@ bool Pipeline::setOnDemand(bool wanted) {
     return true;
 }
 
+bool Pipeline::receiveMessage(base::Message& message) {
+    if (!parent()) outlet_->tell(message.ToString());
+    return ObjectImpl::receiveMessage(message);
+}
+
 bool Pipeline::plan(const char* chain, const std::vector<ObjectImpl*>& objects, std::vector<Joint>& joints) {
     std::vector<ElementText> texts;
     TextError error;

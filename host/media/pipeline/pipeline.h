@@ -12,7 +12,7 @@ namespace kep::host {
  * A chain of elements, given as `layout` or `serialize`. Each is fed by the one written before it, or by
  * those that its `link` names; `link=null` is fed by none. A new chain takes the place of the old one once it
  * is made whole. What the last element gives can be listened to by others; a pipeline with a name is found by
- * it.
+ * it. What its elements have to tell goes to those listeners where the pipeline is part of nothing else.
  *
  * `past` milliseconds of what it gave are kept for those who attach later. With `ondemand=true` it runs while
  * somebody is attached.
@@ -23,6 +23,7 @@ class Pipeline final : public ObjectImpl {
     ~Pipeline() override;
 
     bool Configure(base::AttrSet& attributes) override;
+    bool receiveMessage(base::Message& message) override;
     const std::shared_ptr<Outlet>& outlet() const { return outlet_; }
 
   protected:

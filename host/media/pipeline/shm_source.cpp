@@ -6,6 +6,7 @@
 #include "core/creation.h"
 #include "core/log.h"
 #include "core/names.h"
+#include "core/text_message.h"
 #include "media/pipeline/board_pipelines.h"
 #include "media/pipeline/pipeline.h"
 
@@ -22,6 +23,10 @@ class ShmSource final : public SourceElement {
   public:
     ShmSource() {
         inlet_.onLost = [this](host::Media::Kind kind, std::size_t lost) { tellLost(kind, lost); };
+        inlet_.onMessage = [this](const std::string& text) {
+            TextMessage message(text.c_str());
+            sendMessage(message);
+        };
         inlet_.onEnd = [this] { tell("pipelineLost", "pipeline={" + partner_ + "}"); };
     }
     ~ShmSource() override { retire(); }

@@ -1,3 +1,4 @@
+#include "core/text_message.h"
 #include "media/pipeline/outlet.h"
 #include "pipeline_fixture.h"
 
@@ -171,6 +172,33 @@ TEST(ShmSource, IsToldWhenThePipelineGoes) {
     EXPECT_FALSE(reading.play());
     EXPECT_THAT(lines.messages(),
                 ElementsAre(HasSubstr("ShmSource \"src\": there is no pipeline \"plGoes\"")));
+}
+
+/** Has the element "a" below `giver` say so, and hears it once through `reading`. */
+void expectToHear(Described& giver, Described& reading) {
+    TextMessage message("name=deviceLost,media=audio");
+    giver.child<ObjectImpl>("a").sendMessage(message);
+    TextMessage last("name=last");
+    reading->sendMessage(last);
+    ASSERT_NE(reading.waitForMessage("name=last"), "");
+    EXPECT_THAT(reading.messages("name=deviceLost"), ElementsAre("name=deviceLost,media=audio"));
+}
+
+TEST(ShmSource, IsToldWhatAPipelineOfNobodyTells) {
+    Described given("type=pipeline,name=plGiven,layout={TestSource:name=a}");
+    Described reading(reader("plGiven"));
+    ASSERT_TRUE(given && reading);
+    ASSERT_TRUE(given.play() && reading.play());
+    expectToHear(given, reading);
+}
+
+TEST(ShmSource, PassesOnOnceWhatItsOwnPipelineTells) {
+    Described reading(
+        "type=application,layout={type=pipeline,layout={ShmSource:connect={type=pipeline,name=plOwn,layout={"
+        "TestSource:name=a}}+TestSink}}");
+    ASSERT_TRUE(reading);
+    ASSERT_TRUE(reading.play());
+    expectToHear(reading, reading);
 }
 
 TEST(ShmSource, RefusesWhatItCannotConnectWith) {
