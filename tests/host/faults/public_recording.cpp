@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cstdlib>
 #include <mutex>
+#include <string_view>
 
+#include "kep/attr_set.h"
 #include "pipeline_fixture.h"
 #include "vornisa_api.h"
 
@@ -27,6 +29,8 @@ PublicRecording::PublicRecording() {
     folder_ = mkdtemp(pattern.data());
     setenv("KEP_HOST_VIDEO", "test", 1);
     setenv("KEP_HOST_AUDIO", "test", 1);
+    // Nothing but the recording is to keep the camera and the microphone.
+    setenv("KEP_HOST_PRERECORD", "attached", 1);
     const std::lock_guard lock(mutex);
     texts.clear();
 }
@@ -40,9 +44,9 @@ PublicRecording::~PublicRecording() {
     std::filesystem::remove_all(folder_, ignored);
 }
 
-int PublicRecording::record(int secondsOfFile, const std::string& options) {
-    const int result =
-        VNRecMan2(k360p, "bitrate=500000", "", secondsOfFile, folder_.c_str(), "rec.mp4", options.c_str());
+int PublicRecording::record(int secondsOfFile, const std::string& name) {
+    const int result = VNRecMan2(k360p, "bitrate=500000", "", secondsOfFile, folder_.c_str(), name.c_str(),
+                                 "PowerFailProtection=true");
     if (result != VNRES_SUCCEED) return result;
     const int acquired = VNAcquire(VNRES_REC_MAN, &id_);
     if (acquired != VNRES_SUCCEED) return acquired;
@@ -68,6 +72,27 @@ std::vector<std::string> PublicRecording::messages(const std::string& name) {
 
 bool PublicRecording::waitForMessage(const std::string& name, std::size_t before) {
     return waitUntil([&] { return messages(name).size() > before; });
+}
+
+int PublicRecording::lostPictures() {
+    int lost = 0;
+    for (const std::string& message : messages("frameLost")) {
+        const base::AttrSet attributes(message.c_str());
+        if (attributes.GetOrDef("media", "") == std::string("video"))
+            lost += attributes.GetOrDef<int>("lost", 0);
+    }
+    return lost;
+}
+
+std::vector<std::filesystem::path> PublicRecording::begun() {
+    constexpr std::string_view scheme = "file://";
+    std::vector<std::filesystem::path> found;
+    for (const std::string& message : messages("recordStart")) {
+        const std::string url = base::AttrSet(message.c_str()).GetOrDef("url", "");
+        EXPECT_TRUE(url.starts_with(scheme)) << message;
+        found.emplace_back(url.substr(scheme.size()));
+    }
+    return found;
 }
 
 std::vector<std::filesystem::path> PublicRecording::finished() const {

@@ -17,7 +17,7 @@ class PublicRecording : public testing::Test {
 
     const std::filesystem::path& folder() const { return folder_; }
     /** Starts a recording and listens to its messages. */
-    int record(int secondsOfFile, const std::string& options = "PowerFailProtection=true");
+    int record(int secondsOfFile, const std::string& name = "rec.mp4");
     /** Stops and starts it again, as an application does after trouble. */
     bool stop() const;
     bool start() const;
@@ -27,6 +27,11 @@ class PublicRecording : public testing::Test {
     /** Waits until there are more than `before` of them. */
     static bool waitForMessage(const std::string& name, std::size_t before = 0);
 
+    /** Pictures that were told of as lost. */
+    static int lostPictures();
+
+    /** The paths of its files, as they were told of when they were begun. */
+    static std::vector<std::filesystem::path> begun();
     /** Its files with their final names, the first picture first. */
     std::vector<std::filesystem::path> finished() const;
 

@@ -1,0 +1,69 @@
+#include "segment.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace kep::host {
+namespace {
+
+constexpr double kPicture = 1.0 / 30;
+constexpr double kGroup = 15 * kPicture;
+constexpr double kMillisecond = 0.001;
+
+}  // namespace
+
+Segment::Segment(const std::filesystem::path& where)
+    : path(where), file(where.string()), pictures(file.decodePictures()), sound(file.decodeSound()) {
+    EXPECT_TRUE(file.errors().empty()) << path << ": " << file.errors().front();
+    EXPECT_FALSE(pictures.empty()) << path;
+}
+
+bool Segment::isHeardThroughout() const {
+    constexpr double kUnit = 1024.0 / 48000;
+    double time = file.video().begin();
+    for (const auto& packet : file.audio().packets) {
+        const double next = file.audio().seconds(packet->pts);
+        if (next > time + kUnit + kMillisecond) return false;
+        time = next;
+    }
+    return time + 2 * kUnit > file.video().end();
+}
+
+void expectToFollow(const std::vector<Segment>& segments, double length, int lost) {
+    ASSERT_FALSE(segments.empty());
+    std::int64_t last = -1;
+    std::int64_t missing = 0;
+    for (const Segment& segment : segments) {
+        for (const RecordedPicture& picture : segment.pictures) {
+            ASSERT_TRUE(picture.number) << segment.path;
+            ASSERT_GT(*picture.number, last) << segment.path;
+            if (last >= 0) missing += *picture.number - last - 1;
+            last = *picture.number;
+        }
+        if (&segment == &segments.back()) continue;
+        // A group that lacks pictures lasts as much longer.
+        EXPECT_NEAR(segment.length(), length, lost > 0 ? kGroup + lost * kPicture : 2 * kMillisecond)
+            << segment.path;
+    }
+    EXPECT_LE(missing, lost);
+}
+
+int expectInStep(const Segment& segment) {
+    int compared = 0;
+    const std::vector<double> beeps = beepsOf(segment.sound);
+    for (std::size_t i = 1; i < segment.pictures.size(); ++i) {
+        const RecordedPicture& before = segment.pictures[i - 1];
+        const RecordedPicture& picture = segment.pictures[i];
+        // A flash whose first picture is missing says nothing.
+        if (before.lit || !picture.lit || *picture.number != *before.number + 1) continue;
+        for (const double beep : beeps) {
+            if (std::abs(picture.time - beep) > 0.5) continue;
+            EXPECT_NEAR(picture.time, beep, kMillisecond) << segment.path;
+            ++compared;
+        }
+    }
+    return compared;
+}
+
+}  // namespace kep::host
