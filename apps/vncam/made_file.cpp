@@ -30,6 +30,14 @@ std::uint64_t bytesOf(const std::string& path) {
     return 0;
 }
 
+double secondsOf(const std::string& path) {
+    try {
+        return checkRecording(path).seconds;
+    } catch (const Failure&) {
+        return 0;
+    }
+}
+
 std::string lengthAndSize(const std::string& path) {
     double seconds = 0;
     try {

@@ -14,6 +14,9 @@ std::string urlOfPath(const std::string& path);
 /** Bytes of a recording so far, under its temporary name or its final one; 0 before there are any. */
 std::uint64_t bytesOf(const std::string& path);
 
+/** Length of a recording; 0 when it is gone. */
+double secondsOf(const std::string& path);
+
 /** "a.mp4: 10.0 s, 1234567 bytes". */
 std::string lengthAndSize(const std::string& path);
 

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <string>
 
 #include "command.h"
@@ -12,6 +13,7 @@
 #include "made_file.h"
 #include "message.h"
 #include "record_settings.h"
+#include "recording_length.h"
 #include "resource.h"
 #include "terminal.h"
 
@@ -49,11 +51,14 @@ Resource startRecording(const RecordSettings& settings) {
 class Recording {
   public:
     explicit Recording(const RecordSettings& settings)
-        : settings_(settings), resource_(startRecording(settings)), inbox_(resource_.id()) {}
+        : settings_(settings),
+          length_(settings),
+          resource_(startRecording(settings)),
+          inbox_(resource_.id()) {}
 
     void watch() {
         const auto start = steady_clock::now();
-        while (!stopRequested() && !isOver()) {
+        while (!stopRequested() && !length_.isOver(steady_clock::now())) {
             listen();
             if (opened_ == 0 && steady_clock::now() - start > patienceAtStart)
                 throw Failure("nothing is recorded: there is no picture");
@@ -72,15 +77,11 @@ class Recording {
     }
 
     void sumUp() const {
-        report("record", std::to_string(closed_) + (closed_ == 1 ? " file" : " files") + ", " +
+        report("record", std::to_string(files_) + (files_ == 1 ? " file" : " files") + ", " +
                              std::to_string(bytes_) + " bytes, " + std::to_string(lost_) + " frames lost");
     }
 
   private:
-    bool isOver() const {
-        return settings_.seconds > 0 && opened_ > 0 && secondsSince(firstOpened_) >= settings_.seconds;
-    }
-
     void listen() {
         for (auto limit = tick; const auto message = inbox_.next(limit); limit = 0ms) take(*message);
     }
@@ -92,25 +93,44 @@ class Recording {
             current_ = path;
             fileOpened_ = steady_clock::now();
             if (opened_++ == 0) firstOpened_ = fileOpened_;
+            length_.fileOpened(fileOpened_);
         } else if (name == "recordStop") {
             if (++closed_ > opened_) opened_ = closed_;
-            bytes_ += bytesOf(path);
-            clearProgress();
-            std::puts(path.c_str());
-            std::fflush(stdout);
-            if (!settings_.quiet) report("record", lengthAndSize(path));
+            if (length_.isComplete()) {
+                // Begun before the recording could be stopped.
+                std::error_code left;
+                std::filesystem::remove(path, left);
+            } else {
+                takeFile(path);
+            }
+        } else if (length_.isComplete()) {
+            // Of what is not kept.
         } else if (name == "failed") {
             trouble_ = messageValue(message, "reason");
             if (opened_ == 0) throw Failure(trouble_);
             report("record", trouble_);
+            length_.disturbed();
         } else if (name == "frameLost") {
-            lost_ += std::stoull("0" + messageValue(message, "lost"));
+            const std::uint64_t lost = std::stoull("0" + messageValue(message, "lost"));
+            lost_ += lost;
+            if (messageValue(message, "media") == "video") length_.picturesLost(lost);
             report("record", messageValue(message, "lost") + " " + messageValue(message, "media") +
                                  " frames were lost");
         } else if (name == "deviceLost") {
             report("record", "the " + messageValue(message, "media") + " device " +
                                  messageValue(message, "device") + " is lost");
+            if (messageValue(message, "media") == "video") length_.disturbed();
         }
+    }
+
+    void takeFile(const std::string& path) {
+        ++files_;
+        bytes_ += bytesOf(path);
+        if (settings_.seconds > 0) length_.fileClosed(secondsOf(path));
+        clearProgress();
+        std::puts(path.c_str());
+        std::fflush(stdout);
+        if (!settings_.quiet) report("record", lengthAndSize(path));
     }
 
     std::string progress() const {
@@ -122,10 +142,12 @@ class Recording {
     }
 
     const RecordSettings& settings_;
+    RecordingLength length_;
     const Resource resource_;
     Inbox inbox_;
     int opened_ = 0;
     int closed_ = 0;
+    int files_ = 0; /**< closed and kept */
     std::uint64_t bytes_ = 0;
     std::uint64_t lost_ = 0;
     std::string current_;

@@ -45,7 +45,7 @@ TEST_F(Record, MakesSegmentsOfTheLengthAsked) {
     const Result made = record("--segment 1 --seconds 3.5 --name a.mp4 --dir . --power-fail-protection");
     ASSERT_EQ(made.exit, 0) << made.err;
     const std::vector<std::string> files = lines(made.out);
-    ASSERT_GE(files.size(), 3U) << made.out;
+    ASSERT_EQ(files.size(), 4U) << made.out;
     EXPECT_EQ(files[0], "./a.mp4");
     EXPECT_EQ(files[1], "./a-1.mp4");
     for (const std::string& file : files) expectPlayable(file);
@@ -56,6 +56,18 @@ TEST_F(Record, MakesSegmentsOfTheLengthAsked) {
     EXPECT_TRUE(std::regex_search(made.err, std::regex("vncam record: " + std::to_string(files.size()) +
                                                        " files, [0-9]+ bytes, [0-9]+ frames lost\n")))
         << made.err;
+}
+
+TEST_F(Record, AWholeNumberOfSegmentsGivesJustSoManyFiles) {
+    const Result made = record("--segment 2 --seconds 4 --name a.mp4 --power-fail-protection");
+    ASSERT_EQ(made.exit, 0) << made.err;
+    EXPECT_EQ(made.out, "./a.mp4\n./a-1.mp4\n");
+    EXPECT_THAT(made.err, HasSubstr("vncam record: 2 files, "));
+    EXPECT_EQ(run("ls").out, "a-1.mp4\na.mp4\n");
+    for (const char* const file : {"a.mp4", "a-1.mp4"}) {
+        expectPlayable(file);
+        EXPECT_NEAR(seconds(file), 2, 0.5) << file;
+    }
 }
 
 TEST_F(Record, HasTheSettingsAsked) {

@@ -1,0 +1,53 @@
+#include "recording_length.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace vncam {
+namespace {
+
+/** A machine that is behind with its work has the end of a segment told so much later. */
+constexpr double patience = 10;
+
+double between(RecordingLength::Time from, RecordingLength::Time to) {
+    return std::chrono::duration<double>(to - from).count();
+}
+
+}  // namespace
+
+// A segment is cut at a key frame. Where these are farther from each other than segments are long, no length
+// is to be relied on.
+RecordingLength::RecordingLength(const RecordSettings& settings)
+    : seconds_(settings.seconds),
+      segment_(settings.segment),
+      picture_(1. / settings.fps),
+      accuracy_(std::min(0.1 + 1.5 * picture_, segment_ / 2)),
+      byClock_(settings.gop * picture_ > segment_) {}
+
+void RecordingLength::fileOpened(Time now) {
+    if (begin_ == Time()) begin_ = now;
+    fileBegin_ = now;
+    open_ = true;
+}
+
+void RecordingLength::fileClosed(double seconds) {
+    open_ = false;
+    ++closed_;
+    // Of whole segments, so that many small errors do not add up.
+    const double whole = std::round(seconds / segment_) * segment_;
+    recorded_ += std::abs(seconds - whole) <= accuracy_ ? whole : seconds;
+    if (seconds_ <= 0) return;
+    // Pictures that were lost between two files are in the length of neither.
+    const bool isLast = closed_ >= std::ceil((seconds_ - accuracy_) / segment_);
+    complete_ = missing() <= accuracy_ + (isLast ? static_cast<double>(lost_) * picture_ : 0);
+}
+
+bool RecordingLength::isOver(Time now) const {
+    if (complete_) return true;
+    if (seconds_ <= 0 || begin_ == Time()) return false;
+    if (between(begin_, now) >= seconds_ + (byClock_ ? 0 : patience)) return true;
+    const bool endsWithSegment = missing() > segment_ - accuracy_;
+    return !byClock_ && open_ && !endsWithSegment && between(fileBegin_, now) >= missing();
+}
+
+}  // namespace vncam
