@@ -117,7 +117,9 @@ std::string byService(const EventSettings& settings) {
         if (!message) continue;
         const std::string name = messageValue(*message, "name");
         if (name == "recordStop") return pathOfUrl(messageValue(*message, "url"));
-        if (name == "failed") throw Failure(messageValue(*message, "reason"));
+        // An encoder that fails is set up anew, and the clip goes on.
+        if (name == "failed" && messageValue(*message, "media") == "file")
+            throw Failure("no clip: " + messageValue(*message, "reason"));
     }
     throw Failure("no clip has come");
 }

@@ -213,6 +213,18 @@ TEST_F(Event, AnInterruptBeforeTheEventEndsWithoutAClip) {
     EXPECT_FALSE(std::filesystem::exists(path("clip.mp4")));
 }
 
+TEST_F(Event, AnEventWithoutPicturesEndsWithoutAClip) {
+    // The camera delivers a third of a second, which is over when the event comes.
+    const Result made = run(
+        "ffmpeg -nostdin -v error -f lavfi -i testsrc=s=320x180:r=30 -frames:v 10 -c:v libx264 film.h264\n"
+        "mkfifo camera; { cat film.h264 >camera; rm camera; } &\n"
+        "KEP_HOST_VIDEO=file:camera vncam event --pre 0 --post 0 --url clip.mp4");
+    EXPECT_EQ(made.exit, 1);
+    EXPECT_EQ(made.out, "");
+    EXPECT_THAT(made.err, HasSubstr("vncam event: no clip: no picture has come\n"));
+    EXPECT_FALSE(std::filesystem::exists(path("clip.mp4")));
+}
+
 TEST_F(Event, RefusalsNameTheThing) {
     const struct {
         const char* options;
