@@ -77,6 +77,12 @@ class LivePictures {
 
 class DiskTest : public PublicRecording {
   protected:
+    ~DiskTest() override {
+        // Before the disk that its files are on is gone.
+        disk_.stall(false);
+        end();
+    }
+
     /** Stops a recording that had trouble and has it go on; true when it makes a file that plays. */
     void expectToRecordAgain() {
         const std::size_t begun = messages("recordStart").size();

@@ -3,15 +3,14 @@
 
 #include <cerrno>
 #include <condition_variable>
-#include <memory>
 #include <mutex>
 
-#include "media/files/file_layer.h"
+#include "watched_disk.h"
 
 namespace kep::host {
 
 /** The operating system's file layer, but it stalls and fails as a test says. It is in use while it lives. */
-class FaultyLayer final : public FileLayer {
+class FaultyLayer final : public WatchedDisk {
   public:
     FaultyLayer() { use(this); }
     ~FaultyLayer() override;
@@ -25,17 +24,9 @@ class FaultyLayer final : public FileLayer {
     void failWrites(int error);
     void failCreations(int error);
 
-    std::unique_ptr<File> create(const std::string& path, std::string& reason) override;
-    bool rename(const std::string& from, const std::string& to, std::string& reason) override;
-    bool replace(const std::string& from, const std::string& to, std::string& reason) override;
-    bool syncFolder(const std::string& folder, std::string& reason) override;
-    bool remove(const std::string& path, std::string& reason) override;
-    bool exists(const std::string& path) override { return system().exists(path); }
-
   private:
-    class FaultyFile;
-    /** Waits while the disk stalls; false, with `reason` filled, when `error` says that it is to fail. */
-    bool pass(const std::string& path, const int& error, std::string& reason);
+    /** Waits while the disk stalls. */
+    bool pass(Step step, const std::string& path, std::string& reason) override;
 
     std::mutex mutex_;
     std::condition_variable goesOn_;
@@ -43,7 +34,6 @@ class FaultyLayer final : public FileLayer {
     int waiting_ = 0;
     int writeError_ = 0;
     int creationError_ = 0;
-    const int none_ = 0;
 };
 
 }  // namespace kep::host

@@ -36,10 +36,7 @@ PublicRecording::PublicRecording() {
 }
 
 PublicRecording::~PublicRecording() {
-    if (id_) {
-        VNStop(id_);
-        VNRelease(id_);
-    }
+    end();
     std::error_code ignored;
     std::filesystem::remove_all(folder_, ignored);
 }
@@ -51,6 +48,13 @@ int PublicRecording::record(int secondsOfFile, const std::string& name) {
     const int acquired = VNAcquire(VNRES_REC_MAN, &id_);
     if (acquired != VNRES_SUCCEED) return acquired;
     return VNRegisterMessageCallback(id_, keep);
+}
+
+void PublicRecording::end() {
+    if (!id_) return;
+    VNStop(id_);
+    VNRelease(id_);
+    id_ = 0;
 }
 
 bool PublicRecording::stop() const {

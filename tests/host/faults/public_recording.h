@@ -22,6 +22,9 @@ class PublicRecording : public testing::Test {
     bool stop() const;
     bool start() const;
 
+    /** Ends it for good, as the test's end does. */
+    void end();
+
     /** The recording's messages of a name, the oldest first. */
     static std::vector<std::string> messages(const std::string& name);
     /** Waits until there are more than `before` of them. */

@@ -159,7 +159,7 @@ TEST_F(TakingTest, TakesThePlaceOfAnOlderPicture) {
 
 TEST_F(TakingTest, IsOnTheDiskBeforeItHasItsName) {
     using Step = FaultyFiles::Step;
-    const FaultyFiles files(Step::none);
+    const FaultyFiles files;
     ASSERT_EQ(take("a.jpg", 320, 180), VNRES_SUCCEED);
     EXPECT_THAT(files.steps(),
                 ElementsAre(Step::create, Step::write, Step::sync, Step::close, Step::replace));
