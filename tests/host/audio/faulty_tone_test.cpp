@@ -32,7 +32,7 @@ TEST_F(FaultyTone, IsLostWhileTheFileIsThere) {
     ASSERT_TRUE(source_->ChangeUp(State::play));
     EXPECT_EQ(pullFrames(*source_, 3).size(), 3u);
     writeFile(sign_, "");
-    pullFrames(*source_, 100'000);
+    pullFrames(*source_, 1500);
     EXPECT_EQ(errors_.count("microphone test:lost=" + sign_ + " is lost"), 1);
     EXPECT_TRUE(messages.waitForOne("name=deviceLost,media=audio,device={test:lost=" + sign_ + "}"));
     EXPECT_TRUE(messages.waitForOne("name=stopped"));
