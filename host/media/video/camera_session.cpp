@@ -121,11 +121,12 @@ bool CameraSession::open() {
 
 bool CameraSession::captureNext() {
     int wanted = 0;
+    Clock::time_point asked;
     {
-        const std::lock_guard lock(mutex_);
-        if (phase_ != Phase::running) return false;
+        std::unique_lock lock(mutex_);
+        if (changed_.wait_until(lock, begin_, [this] { return phase_ != Phase::running; })) return false;
         wanted = wantedRate_;
-        waitingSince_ = Clock::now();
+        waitingSince_ = asked = Clock::now();
     }
     auto picture = std::make_shared<Picture>();
     picture->number = number_ + 1;
@@ -138,11 +139,21 @@ bool CameraSession::captureNext() {
         lose(reason);
         return false;
     }
+    begin_ = nextBegin(*picture, Clock::now() - asked);
     if (changed_.wait_until(lock, picture->stamp, [this] { return phase_ != Phase::running; })) return false;
     publish(std::move(picture));
     prepareEncoder();
     if (taps_.empty() && Clock::now() - lastUse_ > linger) phase_ = Phase::ended;
     return phase_ == Phase::running;
+}
+
+Clock::time_point CameraSession::nextBegin(const Picture& picture, std::chrono::nanoseconds made) const {
+    // A device sets its own pace.
+    if (picture.stamp <= Clock::now()) return {};
+    // A picture that is made here leaves the processor to those who work on the one before, and to itself
+    // twice the time that it needs.
+    const std::chrono::nanoseconds period(static_cast<std::int64_t>(1e9 / av_q2d(cameraRate())));
+    return picture.stamp + std::clamp(period - 2 * made, std::chrono::nanoseconds(0), period / 2);
 }
 
 void CameraSession::publish(PicturePtr picture) {

@@ -52,6 +52,9 @@ class CameraSession : public std::enable_shared_from_this<CameraSession> {
     void run();
     bool open();
     bool captureNext();
+    /** When to begin with the next picture; `made` is how long this one took. */
+    std::chrono::steady_clock::time_point nextBegin(const Picture& picture,
+                                                    std::chrono::nanoseconds made) const;
     /** Has an encoder ready before the first stream asks for one, when it has not asked at once. */
     void prepareEncoder();
     /** The one place through which every picture passes on its way to every consumer. */
@@ -74,8 +77,9 @@ class CameraSession : public std::enable_shared_from_this<CameraSession> {
     int wantedRate_;
     std::chrono::steady_clock::time_point lastUse_;
     std::chrono::steady_clock::time_point
-        waitingSince_;         /**< for the device; zero while it is not waited for */
-    const std::int64_t first_; /**< number of the last picture before this run */
+        waitingSince_;                            /**< for the device; zero while it is not waited for */
+    std::chrono::steady_clock::time_point begin_; /**< when the next picture is begun with */
+    const std::int64_t first_;                    /**< number of the last picture before this run */
     std::atomic<std::int64_t> number_;
 };
 
