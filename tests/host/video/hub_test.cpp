@@ -23,6 +23,12 @@ constexpr bool kFreedIsKept = true;
 #else
 constexpr bool kFreedIsKept = false;
 #endif
+/** What a byte takes: the thread sanitizer keeps four of its own for each that has been touched. */
+#if defined(__SANITIZE_THREAD__)
+constexpr long kByte = 5;
+#else
+constexpr long kByte = 1;
+#endif
 
 long residentKiB() {
     std::ifstream status("/proc/self/statm");
@@ -166,7 +172,8 @@ TEST_F(HubTest, SwitchingLeavesNothingBehind) {
     switchOver(240);
     EXPECT_LE(openDescriptors(), descriptors);
     // The address sanitizer keeps what was freed, and finds itself what was not.
-    EXPECT_TRUE(kFreedIsKept || residentKiB() <= memory + 4096) << residentKiB() - memory;
+    // A camera's picture more may be on its way than at any time before.
+    EXPECT_TRUE(kFreedIsKept || residentKiB() <= memory + 4096 * kByte) << residentKiB() - memory;
 }
 
 TEST_F(HubTest, AReaderThatStopsReadingLosesWholeGroupsAndHearsOfIt) {
