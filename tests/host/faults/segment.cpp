@@ -1,7 +1,5 @@
 #include "segment.h"
 
-#include <gtest/gtest.h>
-
 #include <cmath>
 
 namespace kep::host {
@@ -19,15 +17,20 @@ Segment::Segment(const std::filesystem::path& where)
     EXPECT_FALSE(pictures.empty()) << path;
 }
 
-bool Segment::isHeardThroughout() const {
+testing::AssertionResult Segment::isHeardThroughout() const {
     constexpr double kUnit = 1024.0 / 48000;
     double time = file.video().begin();
+    const auto silence = [&](double next) {
+        return testing::AssertionFailure() << path << " has no sound from " << time << " to " << next << " s";
+    };
     for (const auto& packet : file.audio().packets) {
         const double next = file.audio().seconds(packet->pts);
-        if (next > time + kUnit + kMillisecond) return false;
+        if (next > time + kUnit + kMillisecond) return silence(next);
         time = next;
     }
-    return time + 2 * kUnit > file.video().end();
+    const double end = file.video().end();
+    if (time + 2 * kUnit > end) return testing::AssertionSuccess();
+    return silence(end);
 }
 
 void expectToFollow(const std::vector<Segment>& segments, double length, int lost) {

@@ -1,6 +1,8 @@
 #ifndef VORNISA_SEGMENT_H
 #define VORNISA_SEGMENT_H
 
+#include <gtest/gtest.h>
+
 #include <filesystem>
 #include <vector>
 
@@ -15,7 +17,7 @@ struct Segment {
     /** From its first picture to the end of the last. */
     double length() const { return file.video().end() - file.video().begin(); }
     /** Whether there is sound with its pictures from the first to the last, without a gap. */
-    bool isHeardThroughout() const;
+    testing::AssertionResult isHeardThroughout() const;
 
     std::filesystem::path path;
     RecordedFile file;
