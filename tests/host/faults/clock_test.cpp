@@ -52,7 +52,8 @@ class ClockTest : public PublicRecording {
         EXPECT_EQ(finished().size(), paths.size());
         for (const fs::path& path : paths) segments_.emplace_back(path);
         expectToFollow(segments_, 1, lostPictures());
-        for (std::size_t i = 0; i + 1 < segments_.size() && messages("frameLost").empty(); ++i)
+        // The first picture may be there before the microphone is.
+        for (std::size_t i = 1; i + 1 < segments_.size() && messages("frameLost").empty(); ++i)
             EXPECT_TRUE(segments_[i].isHeardThroughout());
         EXPECT_TRUE(messages("timeJump").empty()) << messages("timeJump").front();
     }

@@ -6,7 +6,7 @@
 #include <optional>
 
 #include "faulty_layer.h"
-#include "recorded_file.h"
+#include "judged_file.h"
 #include "recorder.h"
 #include "sample_stream.h"
 
@@ -46,7 +46,7 @@ class MediaFiles : public recording_test::RecordingTest, public testing::WithPar
     }
 
     /** Writes the sample, its sound as late as `late` tells, and without what `leftOut` names. */
-    RecordedFile write(nanoseconds late, const std::function<bool(const MediaPacket&)>& leftOut = nullptr) {
+    JudgedFile write(nanoseconds late, const std::function<bool(const MediaPacket&)>& leftOut = nullptr) {
         const auto file = open();
         for (const SharedPacket& packet : sample().packets) {
             if (leftOut && leftOut(*packet)) continue;
@@ -55,10 +55,10 @@ class MediaFiles : public recording_test::RecordingTest, public testing::WithPar
         }
         EXPECT_TRUE(file->finish(reason_)) << reason_;
         EXPECT_EQ(reason_, "");
-        return RecordedFile(path(), kWidth, kHeight, false);
+        return JudgedFile(path(), kWidth, kHeight, false);
     }
 
-    static double lateOf(const RecordedFile& file) {
+    static double lateOf(const JudgedFile& file) {
         return file.audio().front().time - file.video().front().time;
     }
     static double lateOfSample() {
@@ -73,7 +73,7 @@ class MediaFiles : public recording_test::RecordingTest, public testing::WithPar
 };
 
 TEST_P(MediaFiles, HoldEveryPacketAndPlay) {
-    const RecordedFile file = write(nanoseconds(0));
+    const JudgedFile file = write(nanoseconds(0));
     EXPECT_EQ(file.video().size() + file.audio().size(), sample().packets.size());
     EXPECT_NEAR(file.length(), kSeconds, 0.001);
     EXPECT_GT(file.parameterBytes(), 10);
@@ -81,7 +81,7 @@ TEST_P(MediaFiles, HoldEveryPacketAndPlay) {
 }
 
 TEST_P(MediaFiles, KeepSoundThatBeginsAfterThePicture) {
-    const RecordedFile file = write(microseconds(12'300));
+    const JudgedFile file = write(microseconds(12'300));
     EXPECT_NEAR(lateOf(file), lateOfSample() + 0.0123, kTenthOfMillisecond);
 }
 
@@ -96,7 +96,7 @@ TEST_P(MediaFiles, KeepSoundThatBeginsBeforeThePicture) {
     ASSERT_FALSE(packets.front()->isVideo());
     for (const SharedPacket& packet : packets) ASSERT_TRUE(file->write(*packet, reason_)) << reason_;
     ASSERT_TRUE(file->finish(reason_)) << reason_;
-    const RecordedFile played(path(), kWidth, kHeight, false);
+    const JudgedFile played(path(), kWidth, kHeight, false);
     EXPECT_NEAR(lateOf(played), -0.0077, kTenthOfMillisecond);
     EXPECT_EQ(played.audio().size() + played.video().size(), packets.size());
 }
@@ -107,7 +107,7 @@ TEST_P(MediaFiles, HaveSoundInStepAfterASilence) {
         const auto time = packet.stamp - begin;
         return !packet.isVideo() && time > milliseconds(500) && time < milliseconds(2700);
     };
-    const RecordedFile file = write(nanoseconds(0), isSilent);
+    const JudgedFile file = write(nanoseconds(0), isSilent);
     double expected = 0;
     for (const SharedPacket& packet : sample().packets) {
         const auto time = packet->stamp - begin;
@@ -117,7 +117,7 @@ TEST_P(MediaFiles, HaveSoundInStepAfterASilence) {
         }
     }
     double resumed = 0;
-    for (const RecordedFile::Packet& packet : file.audio()) {
+    for (const JudgedFile::Packet& packet : file.audio()) {
         const double time = packet.time - file.video().front().time;
         if (time > 1 && resumed == 0) resumed = time;
     }
@@ -132,7 +132,7 @@ TEST_P(MediaFiles, ClampStampsThatDoNotRise) {
         ASSERT_TRUE(file->write(*(jumps ? shifted(packet, -milliseconds(800)) : packet), reason_)) << reason_;
     }
     ASSERT_TRUE(file->finish(reason_)) << reason_;
-    const RecordedFile played(path(), kWidth, kHeight, false);
+    const JudgedFile played(path(), kWidth, kHeight, false);
     EXPECT_EQ(played.video().size() + played.audio().size(), sample().packets.size());
     EXPECT_NEAR(played.length(), kSeconds, 0.001);
     for (std::size_t i = 1; i < played.video().size(); ++i)
@@ -141,7 +141,7 @@ TEST_P(MediaFiles, ClampStampsThatDoNotRise) {
 
 TEST_P(MediaFiles, BeginWithAKeyFrame) {
     bool sawKey = false;
-    const RecordedFile file = write(nanoseconds(0), [&](const MediaPacket& packet) {
+    const JudgedFile file = write(nanoseconds(0), [&](const MediaPacket& packet) {
         const bool left = !sawKey && packet.isVideo() && packet.key;
         sawKey = sawKey || left;
         return left;
@@ -158,7 +158,7 @@ TEST_P(MediaFiles, MayHaveNoSoundOrNoPictures) {
         ASSERT_TRUE(file) << reason_;
         for (const SharedPacket& packet : sample().packets) ASSERT_TRUE(file->write(*packet, reason_));
         ASSERT_TRUE(file->finish(reason_)) << reason_;
-        const RecordedFile played(name, kWidth, kHeight, false);
+        const JudgedFile played(name, kWidth, kHeight, false);
         EXPECT_EQ(played.video().empty(), !video);
         EXPECT_EQ(played.audio().empty(), video);
     }
@@ -178,7 +178,7 @@ TEST_P(MediaFiles, AreNeverPutInThePlaceOfAnother) {
     EXPECT_FALSE(file->finish(reason_));
     EXPECT_EQ(reason_, path() + ": File exists");
     EXPECT_EQ(file->location(), path() + ".part");
-    EXPECT_EQ(RecordedFile(path() + ".part", kWidth, kHeight, false).video().size(),
+    EXPECT_EQ(JudgedFile(path() + ".part", kWidth, kHeight, false).video().size(),
               static_cast<std::size_t>(kSeconds * SampleStream::rate));
 }
 
@@ -229,7 +229,7 @@ TEST_P(MediaFiles, PlayAsFarAsTheyGoWhereverAWriteFails) {
         EXPECT_EQ(finished, std::filesystem::exists(name));
         if (!finished) continue;
         ++named;
-        EXPECT_GT(RecordedFile(name, kWidth, kHeight, false).video().size(), 0U);
+        EXPECT_GT(JudgedFile(name, kWidth, kHeight, false).video().size(), 0U);
     }
     EXPECT_GE(named, GetParam() == Container::mp4 ? 1 : kSeconds - 1);
 }
@@ -283,7 +283,7 @@ TEST_P(FragmentedFiles, PlayWhileTheyAreWritten) {
         // Just after a fragment has ended, and just before the next one does.
         if (packet->isVideo() && given > SampleStream::group &&
             (given % SampleStream::group == 1 || given % SampleStream::group == 0)) {
-            const RecordedFile played(path() + ".part", kWidth, kHeight, false);
+            const JudgedFile played(path() + ".part", kWidth, kHeight, false);
             EXPECT_GE(played.video().size() + SampleStream::group, given);
         }
     }

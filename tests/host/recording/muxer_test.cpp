@@ -4,7 +4,7 @@
 
 #include "faulty_layer.h"
 #include "pipeline_fixture.h"
-#include "recorded_file.h"
+#include "judged_file.h"
 #include "recorder.h"
 #include "sample_stream.h"
 
@@ -42,8 +42,8 @@ class MuxerTest : public recording_test::RecordingTest {
         std::sort(found.begin(), found.end());
         return found;
     }
-    RecordedFile played(const std::string& name) const {
-        return RecordedFile(folder() / name, kWidth, kHeight, false);
+    JudgedFile played(const std::string& name) const {
+        return JudgedFile(folder() / name, kWidth, kHeight, false);
     }
 
     void push(const SharedPacket& packet) { pipeline_->child<TestSource>("in").push(packet); }
@@ -110,7 +110,7 @@ TEST_F(MuxerTest, HasATrackForSoundThatItHasHeardBefore) {
         },
         std::chrono::seconds(4));
     ASSERT_TRUE(pipeline_->stop());
-    const RecordedFile second = played("a-1.mp4");
+    const JudgedFile second = played("a-1.mp4");
     ASSERT_FALSE(second.audio().empty());
     EXPECT_NEAR(second.audio().front().time, 2, 0.03);
     EXPECT_THAT(names(), ElementsAre("a-1.mp4", "a.mp4"));
@@ -124,10 +124,10 @@ TEST_F(MuxerTest, BeginsAnotherFileWhenSoundComesThatWasNeverHeard) {
     });
     ASSERT_TRUE(pipeline_->stop());
     EXPECT_THAT(names(), ElementsAre("a-1.mp4", "a.mp4"));
-    const RecordedFile silent = played("a.mp4");
+    const JudgedFile silent = played("a.mp4");
     EXPECT_THAT(silent.audio(), IsEmpty());
     EXPECT_NEAR(silent.length(), 2, 0.01);
-    const RecordedFile heard = played("a-1.mp4");
+    const JudgedFile heard = played("a-1.mp4");
     EXPECT_NEAR(heard.length(), 2, 0.01);
     ASSERT_FALSE(heard.audio().empty());
     EXPECT_NEAR(heard.audio().front().time, 0, 0.03);
@@ -250,7 +250,7 @@ TEST_F(MuxerTest, TellsOnceOfAFolderThatIsMissingAndGoesOnWhenItIsThere) {
         return std::filesystem::exists(later / "a.mp4.part") || std::filesystem::exists(later / "a.mp4");
     }));
     ASSERT_TRUE(pipeline_->stop());
-    EXPECT_FALSE(RecordedFile(later / "a.mp4", kWidth, kHeight, false).video().empty());
+    EXPECT_FALSE(JudgedFile(later / "a.mp4", kWidth, kHeight, false).video().empty());
 }
 
 TEST_F(MuxerTest, TellsOfAFullDiskAndOfTheFileThatItClosed) {

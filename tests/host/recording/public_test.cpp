@@ -5,7 +5,7 @@
 #include <ctime>
 
 #include "error_lines.h"
-#include "recorded_file.h"
+#include "judged_file.h"
 #include "recorder.h"
 #include "vornisa_api.h"
 
@@ -35,7 +35,7 @@ TEST_F(PublicRecording, OfTheFirstKindIsFragmentedWhateverItsExtension) {
     ASSERT_TRUE(waitForOpenFile());
     ASSERT_EQ(end(), VNRES_SUCCEED);
     EXPECT_THAT(names(), testing::ElementsAre("a.ts"));
-    const RecordedFile file(folder() / "a.ts");
+    const JudgedFile file(folder() / "a.ts");
     EXPECT_FALSE(file.audio().empty());
     EXPECT_NE(outputOfCommand("ffprobe -v error -show_entries format=format_name " + file.path().string())
                   .find("mp4"),
@@ -49,7 +49,7 @@ TEST_F(PublicRecording, EndsByReleaseToo) {
     ASSERT_EQ(VNAcquire(31, &id), VNRES_SUCCEED);
     ASSERT_EQ(VNRelease(id), VNRES_SUCCEED);
     EXPECT_THAT(names(), testing::ElementsAre("a.mp4"));
-    EXPECT_FALSE(RecordedFile(folder() / "a.mp4").video().empty());
+    EXPECT_FALSE(JudgedFile(folder() / "a.mp4").video().empty());
 }
 
 TEST_F(PublicRecording, TakesThePlaceOfTheOneThatRuns) {
@@ -60,7 +60,7 @@ TEST_F(PublicRecording, TakesThePlaceOfTheOneThatRuns) {
     ASSERT_TRUE(waitForOpenFile());
     ASSERT_EQ(end(), VNRES_SUCCEED);
     EXPECT_THAT(names(), testing::ElementsAre("a.mp4", "b.mp4"));
-    EXPECT_FALSE(RecordedFile(folder() / "b.mp4").video().empty());
+    EXPECT_FALSE(JudgedFile(folder() / "b.mp4").video().empty());
 }
 
 TEST_F(PublicRecording, IsNeverWrittenOverAnother) {
@@ -113,10 +113,10 @@ TEST_F(PublicRecording, GoesOnWithoutAMicrophoneAndHasSoundWhenThereIsOne) {
     std::filesystem::remove(sound);
     ASSERT_GE(checked, 1U);
     const auto files = finished();
-    const RecordedFile silent(files.front());
+    const JudgedFile silent(files.front());
     EXPECT_NEAR(silent.length(), 2, 0.5);
     EXPECT_THAT(silent.audio(), testing::IsEmpty());
-    const RecordedFile heard(files[checked], 640, 360, false);
+    const JudgedFile heard(files[checked], 640, 360, false);
     EXPECT_FALSE(heard.audio().empty());
     EXPECT_TRUE(heard.video().front().key);
 }
@@ -125,7 +125,7 @@ TEST_F(PublicRecording, HoldsH265WhereThereIsAnEncoder) {
     ASSERT_EQ(record(60, "a.mp4", kProtected, "codec=h265,framerate=15,bitrate=500000"), VNRES_SUCCEED);
     ASSERT_TRUE(waitForOpenFile());
     ASSERT_EQ(end(), VNRES_SUCCEED);
-    const RecordedFile file(folder() / "a.mp4");
+    const JudgedFile file(folder() / "a.mp4");
     EXPECT_TRUE(file.video().front().key);
     EXPECT_EQ(outputOfCommand("ffprobe -v error -select_streams v -show_entries "
                               "stream=codec_name,codec_tag_string -of default=nk=1:nw=1 " +

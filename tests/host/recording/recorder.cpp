@@ -9,7 +9,7 @@
 #include "kep/entry_points.h"
 #include "kep/message.h"
 #include "kep/object.h"
-#include "recorded_file.h"
+#include "judged_file.h"
 #include "vornisa_api.h"
 
 namespace recording_test {

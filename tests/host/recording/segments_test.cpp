@@ -3,7 +3,7 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "recorded_file.h"
+#include "judged_file.h"
 #include "recorder.h"
 #include "vornisa_api.h"
 
@@ -15,7 +15,7 @@ constexpr double kGroup = 15 * kPicture;
 constexpr double kSoundUnit = 1024.0 / 48000;
 constexpr double kMillisecond = 0.001;
 
-void expectPlayableAlone(const RecordedFile& file) {
+void expectPlayableAlone(const JudgedFile& file) {
     ASSERT_FALSE(file.video().empty()) << file.path();
     ASSERT_FALSE(file.audio().empty()) << file.path();
     EXPECT_TRUE(file.video().front().key) << file.path();
@@ -24,7 +24,7 @@ void expectPlayableAlone(const RecordedFile& file) {
     EXPECT_GE(file.audio().front().time, file.video().front().time - 1e-6) << file.path();
 }
 
-void expectInStep(const RecordedFile& file) {
+void expectInStep(const JudgedFile& file) {
     const std::vector<double> flashes = file.flashes();
     const std::vector<double> beeps = file.beeps();
     int compared = 0;
@@ -41,13 +41,13 @@ void expectInStep(const RecordedFile& file) {
 
 /** Nothing is lost or doubled where one file ends and the next begins; all files but the last are of
  * `length`. */
-void expectSeamless(const std::vector<RecordedFile>& files, double length, int lost) {
+void expectSeamless(const std::vector<JudgedFile>& files, double length, int lost) {
     std::int64_t last = files.front().pictures().front().number - 1;
     std::int64_t missing = 0;
     double soundEnd = 0;
     double start = 0;
-    for (const RecordedFile& file : files) {
-        for (const RecordedFile::Picture& picture : file.pictures()) {
+    for (const JudgedFile& file : files) {
+        for (const JudgedFile::Picture& picture : file.pictures()) {
             EXPECT_GT(picture.number, last) << file.path();
             missing += picture.number - last - 1;
             last = picture.number;
@@ -84,10 +84,10 @@ class Segments : public RecordingTest {
         ASSERT_TRUE(waitUntil([&] { return !unfinished().empty() || finished().size() > segments(); }));
         ASSERT_EQ(end(), VNRES_SUCCEED);
         EXPECT_THAT(unfinished(), testing::IsEmpty());
-        std::vector<RecordedFile> files;
+        std::vector<JudgedFile> files;
         for (const auto& path : finished()) files.emplace_back(path);
         ASSERT_GE(files.size(), segments());
-        for (const RecordedFile& file : files) {
+        for (const JudgedFile& file : files) {
             expectPlayableAlone(file);
             if (&file != &files.back()) expectInStep(file);
         }

@@ -1,4 +1,4 @@
-#include "recorded_file.h"
+#include "judged_file.h"
 
 #include <gtest/gtest.h>
 
@@ -74,7 +74,7 @@ std::vector<std::filesystem::path> filesIn(const std::filesystem::path& folder) 
     return files;
 }
 
-RecordedFile::RecordedFile(const std::filesystem::path& path, int width, int height, bool ofTestSources)
+JudgedFile::JudgedFile(const std::filesystem::path& path, int width, int height, bool ofTestSources)
     : path_(path) {
     EXPECT_EQ(outputOfCommand("ffmpeg -v warning -xerror -i '" + path.string() + "' -fps_mode vfr -f null -"),
               "")
@@ -86,7 +86,7 @@ RecordedFile::RecordedFile(const std::filesystem::path& path, int width, int hei
     readSound();
 }
 
-std::vector<RecordedFile::Packet> RecordedFile::readPackets(const char* stream) const {
+std::vector<JudgedFile::Packet> JudgedFile::readPackets(const char* stream) const {
     std::istringstream lines(
         outputOfCommand("ffprobe -v error -select_streams " + std::string(stream) +
                         " -show_entries packet=pts_time,duration_time,size,flags -of compact=p=0:nk=1 '" +
@@ -108,7 +108,7 @@ std::vector<RecordedFile::Packet> RecordedFile::readPackets(const char* stream) 
     return packets;
 }
 
-void RecordedFile::readPictures(int width, int height) {
+void JudgedFile::readPictures(int width, int height) {
     const std::string raw = outputOfCommand("ffmpeg -v quiet -i '" + path_.string() +
                                             "' -map 0:v -fps_mode passthrough -f rawvideo -pix_fmt gray -");
     const auto size = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
@@ -122,7 +122,7 @@ void RecordedFile::readPictures(int width, int height) {
     }
 }
 
-void RecordedFile::readSound() {
+void JudgedFile::readSound() {
     if (audio_.empty()) return;
     const std::string raw =
         outputOfCommand("ffmpeg -v quiet -i '" + path_.string() + "' -map 0:a -ac 1 -f f32le -");
@@ -131,7 +131,7 @@ void RecordedFile::readSound() {
     EXPECT_EQ(samples_.size(), audio_.size() * kUnitSamples);
 }
 
-std::vector<double> RecordedFile::flashes() const {
+std::vector<double> JudgedFile::flashes() const {
     std::vector<double> found;
     for (std::size_t i = 1; i < pictures_.size(); ++i) {
         if (pictures_[i].flash && !pictures_[i - 1].flash) found.push_back(pictures_[i].time);
@@ -139,7 +139,7 @@ std::vector<double> RecordedFile::flashes() const {
     return found;
 }
 
-std::vector<double> RecordedFile::beeps() const {
+std::vector<double> JudgedFile::beeps() const {
     constexpr float kLike = 0.85F;
     constexpr std::size_t kStep = 4;
     std::vector<double> found;
@@ -157,11 +157,11 @@ std::vector<double> RecordedFile::beeps() const {
     return found;
 }
 
-double RecordedFile::length() const {
+double JudgedFile::length() const {
     return video_.empty() ? 0 : video_.back().time + video_.back().duration - video_.front().time;
 }
 
-int RecordedFile::parameterBytes() const {
+int JudgedFile::parameterBytes() const {
     return std::atoi(
         outputOfCommand("ffprobe -v error -select_streams v:0 -show_entries stream=extradata_size "
                         "-of default=nk=1:nw=1 '" +

@@ -1,5 +1,5 @@
-#ifndef VORNISA_RECORDED_FILE_H
-#define VORNISA_RECORDED_FILE_H
+#ifndef VORNISA_JUDGED_FILE_H
+#define VORNISA_JUDGED_FILE_H
 
 #include <cstdint>
 #include <filesystem>
@@ -7,7 +7,7 @@
 #include <vector>
 
 /** A recording as other programs see it. */
-class RecordedFile {
+class JudgedFile {
   public:
     struct Packet {
         double time;
@@ -25,8 +25,8 @@ class RecordedFile {
      * Fails the test when the file does not open, or does not decode without a complaint. Its pictures are
      * looked at in the size given, and its sound, when they are those of the test sources.
      */
-    explicit RecordedFile(const std::filesystem::path& path, int width = 640, int height = 360,
-                          bool ofTestSources = true);
+    explicit JudgedFile(const std::filesystem::path& path, int width = 640, int height = 360,
+                        bool ofTestSources = true);
 
     const std::filesystem::path& path() const { return path_; }
     const std::vector<Packet>& video() const { return video_; }
