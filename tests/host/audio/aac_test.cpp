@@ -33,7 +33,7 @@ class Aac : public ::testing::Test {
 
     std::vector<std::int16_t> decode(const std::string& file) const {
         outputOf("ffmpeg -v error -xerror -f aac -i " + file + " -f s16le -y " + folder_.file("out.raw"));
-        const std::string bytes = readFile(folder_.file("out.raw"));
+        const std::string bytes = contentsOf(folder_.file("out.raw"));
         std::vector<std::int16_t> samples(bytes.size() / 2);
         std::memcpy(samples.data(), bytes.data(), samples.size() * 2);
         return samples;

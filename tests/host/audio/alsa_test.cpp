@@ -42,7 +42,7 @@ TEST_F(Alsa, PlaysWhatWasPushed) {
     frame->size = static_cast<int>(sound.size());
     for (int count = 0; count < 3; ++count) ASSERT_TRUE(player->PushFrame(frame));
     ASSERT_TRUE(player->ChangeDown(State::null));
-    EXPECT_TRUE(readFile(folder_.file("played.raw")) == sound + sound + sound);
+    EXPECT_TRUE(contentsOf(folder_.file("played.raw")) == sound + sound + sound);
 }
 
 TEST_F(Alsa, HearsWhatIsThere) {

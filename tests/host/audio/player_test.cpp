@@ -63,7 +63,7 @@ TEST_F(Player, TheFileHoldsWhatWasPushed) {
     }
     ASSERT_TRUE(player->ChangeDown(State::null));
 
-    const std::string written = readFile(wav_);
+    const std::string written = contentsOf(wav_);
     ASSERT_EQ(written.size(), 44 + fed.size());
     EXPECT_TRUE(written.substr(44) == fed);
     EXPECT_EQ(
@@ -79,7 +79,7 @@ TEST_F(Player, AnIncompleteLastSampleIsNotPlayed) {
     ASSERT_TRUE(player->ChangeUp(State::play));
     ASSERT_TRUE(push(*player, sound(1003)));
     ASSERT_TRUE(player->ChangeDown(State::null));
-    EXPECT_TRUE(readFile(wav_).substr(44) == sound(1000));
+    EXPECT_TRUE(contentsOf(wav_).substr(44) == sound(1000));
 }
 
 TEST_F(Player, TheFileIsReadableWhileItGrows) {
@@ -88,7 +88,7 @@ TEST_F(Player, TheFileIsReadableWhileItGrows) {
     for (const std::uint32_t sum : {2000u, 4000u, 6000u}) {
         ASSERT_TRUE(push(*player, sound(2000)));
         EXPECT_TRUE(waitFor([&] {
-            const std::string now = readFile(wav_);
+            const std::string now = contentsOf(wav_);
             return now.size() == 44 + sum && number(now, 40) == sum && number(now, 4) == sum + 36;
         }));
     }
@@ -100,13 +100,13 @@ TEST_F(Player, ARestartBeginsTheFileAnew) {
         ASSERT_TRUE(player->ChangeUp(State::play));
         ASSERT_TRUE(push(*player, sound(bytes)));
         ASSERT_TRUE(player->ChangeDown(State::null));
-        EXPECT_TRUE(readFile(wav_).substr(44) == sound(bytes));
+        EXPECT_TRUE(contentsOf(wav_).substr(44) == sound(bytes));
     }
     player->SetSampleRate(16000);
     ASSERT_TRUE(player->ChangeUp(State::play));
     ASSERT_TRUE(player->ChangeDown(State::null));
-    EXPECT_EQ(number(readFile(wav_), 24), 16000u);
-    EXPECT_EQ(readFile(wav_).size(), 44u);
+    EXPECT_EQ(number(contentsOf(wav_), 24), 16000u);
+    EXPECT_EQ(contentsOf(wav_).size(), 44u);
 }
 
 TEST_F(Player, AReleaseWhilePlayingPlaysOut) {
@@ -114,7 +114,7 @@ TEST_F(Player, AReleaseWhilePlayingPlaysOut) {
     ASSERT_TRUE(player->ChangeUp(State::play));
     ASSERT_TRUE(push(*player, sound(4000)));
     player.reset();
-    EXPECT_TRUE(readFile(wav_).substr(44) == sound(4000));
+    EXPECT_TRUE(contentsOf(wav_).substr(44) == sound(4000));
 }
 
 TEST_F(Player, PushesOfSeveralThreadsStayWhole) {
@@ -127,7 +127,7 @@ TEST_F(Player, PushesOfSeveralThreadsStayWhole) {
         });
     for (std::thread& feeder : feeders) feeder.join();
     ASSERT_TRUE(player->ChangeDown(State::null));
-    const std::string written = readFile(wav_).substr(44);
+    const std::string written = contentsOf(wav_).substr(44);
     ASSERT_EQ(written.size(), 1000000u);
     for (std::size_t index = 0; index < written.size(); ++index)
         ASSERT_EQ(written[index], written[index - index % 100000]);
@@ -161,7 +161,7 @@ TEST_F(Player, AFileThatFillsUpIsALostDevice) {
     ASSERT_TRUE(player->ChangeUp(State::play));
     EXPECT_TRUE(push(*player, sound(100)));
     ASSERT_TRUE(player->ChangeDown(State::null));
-    EXPECT_TRUE(readFile(wav_).substr(44) == sound(100));
+    EXPECT_TRUE(contentsOf(wav_).substr(44) == sound(100));
 }
 
 TEST_F(Player, APushWithoutAStartFailsWithALine) {

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "file_contents.h"
 #include "kep/streaming.h"
 
 namespace audio_test {
@@ -102,7 +103,6 @@ Signal signalAt(double start, double seconds);
 
 std::string wavOf(const std::vector<std::int16_t>& samples, int rate, int channels);
 void writeFile(const std::string& path, const std::string& bytes);
-std::string readFile(const std::string& path);
 
 /** Standard output of a shell command; fails the test when the command fails. */
 std::string outputOf(const std::string& command);

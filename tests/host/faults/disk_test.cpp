@@ -2,11 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 
 #include "error_lines.h"
 #include "faulty_layer.h"
+#include "file_contents.h"
 #include "picture_probe.h"
 #include "pipeline_fixture.h"
 #include "public_recording.h"
@@ -21,11 +20,6 @@ using testing::HasSubstr;
 
 constexpr int kWidth = 640;
 constexpr int kHeight = 360;
-
-std::string contentOf(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 /** The numbers of a file's pictures; fails the test when it does not play. */
 std::vector<std::uint32_t> numbersOf(const fs::path& path) {
@@ -127,7 +121,7 @@ TEST_F(DiskTest, AFullDiskIsToldOfAndLeavesWhatWasFinished) {
     ASSERT_EQ(record(1), VNRES_SUCCEED);
     ASSERT_TRUE(waitForMessage("recordStop"));
     const fs::path first = finished().front();
-    const std::string before = contentOf(first);
+    const std::string before = contentsOf(first);
     disk_.failWrites(ENOSPC);
     ASSERT_TRUE(waitForMessage("failed"));
     EXPECT_THAT(messages("failed").front(), HasSubstr("No space left on device"));
@@ -137,10 +131,10 @@ TEST_F(DiskTest, AFullDiskIsToldOfAndLeavesWhatWasFinished) {
         std::count_if(told.begin(), told.end(),
                       [](const auto& line) { return line.find("No space left on device") != line.npos; }),
         1);
-    EXPECT_EQ(contentOf(first), before);
+    EXPECT_EQ(contentsOf(first), before);
     disk_.failWrites(0);
     expectToRecordAgain();
-    EXPECT_EQ(contentOf(first), before);
+    EXPECT_EQ(contentsOf(first), before);
 }
 
 TEST_F(DiskTest, WhatWasClosedBeforeTheDiskWasFullIsToldOf) {

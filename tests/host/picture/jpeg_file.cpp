@@ -3,9 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 
+#include "file_contents.h"
 #include "stream_fixture.h"
 
 namespace kep::host {
@@ -46,11 +45,6 @@ QuantTable scaled(const QuantTable& standard, int quality) {
     return table;
 }
 
-std::vector<std::uint8_t> bytesOf(const std::filesystem::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
 }  // namespace
 
 QuantTable lumaTable(int quality) {
@@ -61,7 +55,7 @@ QuantTable chromaTable(int quality) {
 }
 
 std::map<int, QuantTable> quantTables(const std::filesystem::path& file) {
-    const std::vector<std::uint8_t> bytes = bytesOf(file);
+    const std::vector<std::uint8_t> bytes = contentsOf<std::vector<std::uint8_t>>(file);
     std::map<int, QuantTable> tables;
     // Segments of a marker, a length and their contents, up to the scan.
     for (std::size_t at = 2; at + 4 <= bytes.size() && bytes[at + 1] != 0xda;) {
@@ -78,7 +72,7 @@ std::map<int, QuantTable> quantTables(const std::filesystem::path& file) {
 }
 
 FramePtr decodeJpeg(const std::filesystem::path& file) {
-    const std::vector<std::uint8_t> bytes = bytesOf(file);
+    const std::vector<std::uint8_t> bytes = contentsOf<std::vector<std::uint8_t>>(file);
     EXPECT_FALSE(bytes.empty()) << file;
     if (bytes.empty()) return nullptr;
     const CodecPtr codec(avcodec_alloc_context3(avcodec_find_decoder(AV_CODEC_ID_MJPEG)));

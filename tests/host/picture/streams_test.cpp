@@ -16,27 +16,29 @@ TEST_F(BesideStreamsTest, AHundredPicturesTakeNoFrameFromALiveStream) {
     Messages messages(*stream);
     ASSERT_TRUE(stream->ChangeUp(State::play));
     std::atomic<bool> done{false};
+    std::atomic<std::size_t> read{0};
     std::vector<Frame> frames;
     std::thread reader([&] {
         Frame frame;
-        while (!done && stream->PullFrame(frame, true)) frames.push_back(std::move(frame));
+        for (; !done && stream->PullFrame(frame, true); ++read) frames.push_back(std::move(frame));
     });
     int id = 0;
     EXPECT_EQ(VNAcquire(VNRES_PHOTOGRAPHY, &id), VNRES_SUCCEED);
     int taken = 0;
     std::uint32_t last = 0;
-    for (int i = 0; i < 100; ++i) {
+    int asked = 0;
+    // A hundred, and as many more as a second of the stream has time for.
+    for (; asked < 100 || read < 30; ++asked) {
         if (VNTakePic2(id, path("a.jpg").c_str()) == VNRES_SUCCEED) ++taken;
         const auto number = numberIn(path("a.jpg"));
-        EXPECT_TRUE(number && *number >= last) << i;
+        EXPECT_TRUE(number && *number >= last) << asked;
         last = number.value_or(last);
     }
     done = true;
     reader.join();
     EXPECT_EQ(VNRelease(id), VNRES_SUCCEED);
     ASSERT_TRUE(stream->ChangeDown(State::null));
-    EXPECT_EQ(taken, 100);
-    EXPECT_GT(frames.size(), 30U);
+    EXPECT_EQ(taken, asked);
     // What a machine under load cannot encode in time is told; nothing else is missing.
     expectRunningOn(numbersOf(frames), messages);
 }

@@ -4,10 +4,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <set>
 
 #include "disk_judge.h"
+#include "file_contents.h"
 #include "recovery.h"
 
 namespace kep::host {
@@ -71,8 +71,7 @@ class Recovering {
         EXPECT_EQ(fs::exists(final), recovered);
         EXPECT_EQ(fs::exists(open), !recovered);
         if (!recovered) return std::nullopt;
-        std::ifstream file(final, std::ios::binary);
-        return Bytes{std::istreambuf_iterator<char>(file), {}};
+        return contentsOf<Bytes>(final);
     }
 
   private:

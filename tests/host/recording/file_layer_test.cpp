@@ -2,9 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 
+#include "file_contents.h"
 #include "recorder.h"
 
 namespace kep::host {
@@ -21,11 +20,6 @@ class SystemFiles : public recording_test::RecordingTest {
         EXPECT_TRUE(file->close(reason_)) << reason_;
     }
 
-    static std::string contentOf(const std::string& path) {
-        std::ifstream file(path, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-
     FileLayer& layer_ = FileLayer::system();
     std::string reason_;
 };
@@ -37,7 +31,7 @@ TEST_F(SystemFiles, WriteWhereTheyAreToldTo) {
     EXPECT_TRUE(file->write(0, "abcd", 4, reason_));
     EXPECT_TRUE(file->sync(reason_)) << reason_;
     EXPECT_TRUE(file->close(reason_)) << reason_;
-    EXPECT_EQ(contentOf(path("a")), "abcdefgh");
+    EXPECT_EQ(contentsOf(path("a")), "abcdefgh");
 }
 
 TEST_F(SystemFiles, AreShortened) {
@@ -45,14 +39,14 @@ TEST_F(SystemFiles, AreShortened) {
     ASSERT_TRUE(file) << reason_;
     EXPECT_TRUE(file->write(0, "abcdefgh", 8, reason_));
     EXPECT_TRUE(file->truncate(3, reason_)) << reason_;
-    EXPECT_EQ(contentOf(path("a")), "abc");
+    EXPECT_EQ(contentsOf(path("a")), "abc");
 }
 
 TEST_F(SystemFiles, AreNeverMadeOverAnother) {
     make(path("a"), "first");
     EXPECT_FALSE(layer_.create(path("a"), reason_));
     EXPECT_EQ(reason_, path("a") + ": File exists");
-    EXPECT_EQ(contentOf(path("a")), "first");
+    EXPECT_EQ(contentsOf(path("a")), "first");
 }
 
 TEST_F(SystemFiles, AreNotMadeInAFolderThatIsMissing) {
@@ -65,11 +59,11 @@ TEST_F(SystemFiles, AreRenamedUnlessTheNameIsTaken) {
     make(path("b"), "second");
     EXPECT_FALSE(layer_.rename(path("b"), path("a"), reason_));
     EXPECT_EQ(reason_, path("a") + ": File exists");
-    EXPECT_EQ(contentOf(path("a")), "first");
-    EXPECT_EQ(contentOf(path("b")), "second");
+    EXPECT_EQ(contentsOf(path("a")), "first");
+    EXPECT_EQ(contentsOf(path("b")), "second");
     EXPECT_TRUE(layer_.rename(path("b"), path("c"), reason_)) << reason_;
     EXPECT_FALSE(layer_.exists(path("b")));
-    EXPECT_EQ(contentOf(path("c")), "second");
+    EXPECT_EQ(contentsOf(path("c")), "second");
     EXPECT_FALSE(layer_.rename(path("b"), path("d"), reason_));
     EXPECT_EQ(reason_, path("b") + " to " + path("d") + ": No such file or directory");
 }
@@ -78,7 +72,7 @@ TEST_F(SystemFiles, TakeThePlaceOfAnotherWhenAsked) {
     make(path("a"), "first");
     make(path("b"), "second");
     EXPECT_TRUE(layer_.replace(path("b"), path("a"), reason_)) << reason_;
-    EXPECT_EQ(contentOf(path("a")), "second");
+    EXPECT_EQ(contentsOf(path("a")), "second");
     EXPECT_FALSE(layer_.exists(path("b")));
 }
 
