@@ -77,7 +77,6 @@ void CameraSession::setRate(VideoTap& tap, int rate) {
 }
 
 AVRational CameraSession::rateOf(const VideoTap& tap) const {
-    const std::lock_guard lock(mutex_);
     const AVRational wanted = {tap.rate_, 1};
     const AVRational given = cameraRate();
     return av_cmp_q(wanted, given) < 0 ? wanted : given;
@@ -85,8 +84,8 @@ AVRational CameraSession::rateOf(const VideoTap& tap) const {
 
 int CameraSession::highestRate() const {
     int highest = 0;
-    for (const VideoTap* tap : taps_) highest = std::max(highest, tap->rate_);
-    return highest ? highest : wantedRate_;
+    for (const VideoTap* tap : taps_) highest = std::max<int>(highest, tap->rate_);
+    return highest ? highest : wantedRate_.load();
 }
 
 AVRational CameraSession::cameraRate() const {

@@ -37,6 +37,7 @@ class CameraSession : public std::enable_shared_from_this<CameraSession> {
 
     const CameraFormat& format() const { return format_; }
     void setRate(VideoTap& tap, int rate);
+    /** Takes no lock: an encoder asks it for each picture, while the capture thread still has the camera's. */
     AVRational rateOf(const VideoTap& tap) const;
 
     /** Encoders wait here for their next stream as long as the camera runs. */
@@ -74,7 +75,7 @@ class CameraSession : public std::enable_shared_from_this<CameraSession> {
     bool deviceFree_ = false;
     std::vector<VideoTap*> taps_;
     PicturePtr newest_;
-    int wantedRate_;
+    std::atomic<int> wantedRate_;
     std::chrono::steady_clock::time_point lastUse_;
     std::chrono::steady_clock::time_point
         waitingSince_;                            /**< for the device; zero while it is not waited for */

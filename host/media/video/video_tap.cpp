@@ -58,7 +58,7 @@ bool VideoTap::wants(const Picture& picture, AVRational cameraRate) {
     if (picture.number <= after_) return false;
     // A rate about that of the camera takes all its pictures, whatever their jitter.
     if (static_cast<double>(rate_) > av_q2d(cameraRate) * 0.99) return true;
-    const nanoseconds period = nanoseconds(seconds(1)) / rate_;
+    const nanoseconds period = nanoseconds(seconds(1)) / rate_.load();
     const nanoseconds half(static_cast<std::int64_t>(0.5e9 / av_q2d(cameraRate)));
     if (picture.stamp + half < due_) return false;
     due_ += period;

@@ -1,6 +1,7 @@
 #ifndef KEP_HOST_VIDEO_TAP_H
 #define KEP_HOST_VIDEO_TAP_H
 
+#include <atomic>
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -68,8 +69,8 @@ class VideoTap {
     TapListener& listener_;
     GroupQueue<PicturePtr> queue_;
 
+    std::atomic<int> rate_;
     // Guarded by the camera's lock.
-    int rate_;
     std::int64_t after_;
     std::chrono::steady_clock::time_point due_{};
 };
