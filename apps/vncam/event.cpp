@@ -154,7 +154,7 @@ int runEvent(int argc, char** argv) {
     clearProgress();
     if (access(path.c_str(), F_OK) != 0) throw Failure(path + " has not been made");
     std::puts(path.c_str());
-    if (!settings.quiet) report("event", lengthAndSize(path));
+    if (!settings.quiet) report("event", lengthAndSize(path, secondsOf(path)));
     return exitOk;
 }
 

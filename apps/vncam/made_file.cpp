@@ -30,23 +30,18 @@ std::uint64_t bytesOf(const std::string& path) {
     return 0;
 }
 
-double secondsOf(const std::string& path) {
+std::optional<double> secondsOf(const std::string& path) {
     try {
         return checkRecording(path).seconds;
     } catch (const Failure&) {
-        return 0;
+        return std::nullopt;
     }
 }
 
-std::string lengthAndSize(const std::string& path) {
-    double seconds = 0;
-    try {
-        seconds = checkRecording(path).seconds;
-    } catch (const Failure&) {
-        return path + ": gone";
-    }
+std::string lengthAndSize(const std::string& path, std::optional<double> seconds) {
+    if (!seconds) return path + ": gone";
     char text[64];
-    std::snprintf(text, sizeof text, ": %.1f s, %llu bytes", seconds,
+    std::snprintf(text, sizeof text, ": %.1f s, %llu bytes", *seconds,
                   static_cast<unsigned long long>(bytesOf(path)));
     return path + text;
 }

@@ -2,6 +2,7 @@
 #define VNCAM_MADE_FILE_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace vncam {
@@ -14,11 +15,11 @@ std::string urlOfPath(const std::string& path);
 /** Bytes of a recording so far, under its temporary name or its final one; 0 before there are any. */
 std::uint64_t bytesOf(const std::string& path);
 
-/** Length of a recording; 0 when it is gone. */
-double secondsOf(const std::string& path);
+/** Length of a recording, for which the file is looked through; nothing when it is gone. */
+std::optional<double> secondsOf(const std::string& path);
 
-/** "a.mp4: 10.0 s, 1234567 bytes". */
-std::string lengthAndSize(const std::string& path);
+/** "a.mp4: 10.0 s, 1234567 bytes", or that it is gone, by what secondsOf() has said. */
+std::string lengthAndSize(const std::string& path, std::optional<double> seconds);
 
 }  // namespace vncam
 

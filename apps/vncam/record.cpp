@@ -126,11 +126,13 @@ class Recording {
     void takeFile(const std::string& path) {
         ++files_;
         bytes_ += bytesOf(path);
-        if (settings_.seconds > 0) length_.fileClosed(secondsOf(path));
+        const bool isCounted = settings_.seconds > 0;
+        const auto seconds = isCounted || !settings_.quiet ? secondsOf(path) : std::nullopt;
+        if (isCounted) length_.fileClosed(seconds.value_or(0));
         clearProgress();
         std::puts(path.c_str());
         std::fflush(stdout);
-        if (!settings_.quiet) report("record", lengthAndSize(path));
+        if (!settings_.quiet) report("record", lengthAndSize(path, seconds));
     }
 
     std::string progress() const {

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-
 #include "file_contents.h"
 #include "recorder.h"
 

@@ -3,8 +3,8 @@
 #include <gmock/gmock.h>
 
 #include "faulty_layer.h"
-#include "pipeline_fixture.h"
 #include "judged_file.h"
+#include "pipeline_fixture.h"
 #include "recorder.h"
 #include "sample_stream.h"
 
