@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <memory>
+#include <thread>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -32,7 +33,7 @@ std::vector<double> encodeAlone(const std::vector<std::vector<char>>& pictures, 
     codec->framerate = {fps, 1};
     codec->bit_rate = bitRate;
     codec->rc_max_rate = bitRate;
-    codec->rc_buffer_size = bitRate;
+    codec->rc_buffer_size = bitRate / 2;
     codec->gop_size = gop;
     codec->thread_count = 1;
     av_opt_set(codec->priv_data, "preset", "ultrafast", 0);
@@ -45,10 +46,13 @@ std::vector<double> encodeAlone(const std::vector<std::vector<char>>& pictures, 
     frame->width = width;
     frame->height = height;
     std::vector<double> times;
+    auto due = Clock::now();
     for (const auto& picture : pictures) {
         av_image_fill_arrays(frame->data, frame->linesize, reinterpret_cast<const uint8_t*>(picture.data()),
                              AV_PIX_FMT_YUV420P, width, height, 1);
         frame->pts = static_cast<int64_t>(times.size());
+        due += std::chrono::nanoseconds(std::chrono::seconds(1)) / fps;
+        std::this_thread::sleep_until(due);
         const auto begin = Clock::now();
         if (avcodec_send_frame(codec.get(), frame.get()) < 0) return {};
         if (avcodec_receive_packet(codec.get(), packet.get()) < 0) return {};

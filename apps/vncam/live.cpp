@@ -3,7 +3,6 @@
 #include <exception>
 #include <memory>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -18,7 +17,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto tick = 100ms;
+constexpr auto tick = 250ms;
 constexpr auto patience = 2s;
 constexpr double samplesPerAacFrame = 1024;
 
@@ -75,9 +74,11 @@ std::string progressText(const Tracks& tracks, double seconds) {
 /** Sees all tracks to their end. The end of one is near the end of all, whatever brought it about. */
 void awaitEnd(const Tracks& tracks, const LiveSettings& settings) {
     const auto finished = [](const auto& track) { return track->finished(); };
-    while (!std::ranges::all_of(tracks, finished)) {
+    for (;;) {
+        const auto unfinished = std::ranges::find_if_not(tracks, finished);
+        if (unfinished == tracks.end()) break;
         if (!settings.quiet) showProgress(progressText(tracks, settings.seconds));
-        std::this_thread::sleep_for(tick);
+        (*unfinished)->finished(tick);
         const bool broken = std::ranges::any_of(tracks, [](const auto& track) { return track->broken(); });
         const bool ending = broken || stopRequested() || std::ranges::any_of(tracks, finished);
         for (const auto& track : tracks) {

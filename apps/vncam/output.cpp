@@ -19,6 +19,7 @@ namespace {
 
 constexpr int pollMilliseconds = 100;
 constexpr int pollsAtEnd = 10;
+constexpr std::size_t piece = 64 << 10;
 
 }  // namespace
 
@@ -37,10 +38,25 @@ Output::Output(std::string path) : name_(std::move(path)) {
 }
 
 Output::~Output() {
+    try {
+        writeGathered();
+    } catch (...) {
+        // Whatever broke the stream off has been told already.
+    }
     if (descriptor_ > STDERR_FILENO) ::close(descriptor_);
 }
 
 void Output::write(const char* data, std::size_t size) {
+    if (regular_) {
+        if (gathered_.size() + size > piece) writeGathered();
+        gathered_.insert(gathered_.end(), data, data + size);
+    } else {
+        writeOut(data, size);
+    }
+    bytes_ += size;
+}
+
+void Output::writeOut(const char* data, std::size_t size) {
     // A pipe that is said to be writable takes this much without blocking.
     const std::size_t most = regular_ ? size : static_cast<std::size_t>(PIPE_BUF);
     while (size > 0) {
@@ -53,11 +69,20 @@ void Output::write(const char* data, std::size_t size) {
         }
         data += written;
         size -= static_cast<std::size_t>(written);
-        bytes_ += static_cast<std::uint64_t>(written);
     }
 }
 
+void Output::writeGathered() {
+    // What cannot be written is not tried again.
+    std::vector<char> pending;
+    pending.swap(gathered_);
+    writeOut(pending.data(), pending.size());
+    pending.clear();
+    gathered_.swap(pending);
+}
+
 void Output::close() {
+    writeGathered();
     const int descriptor = std::exchange(descriptor_, -1);
     if (::close(descriptor) != 0 && errno != EINTR) fail("cannot finish", errno);
 }

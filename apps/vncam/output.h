@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace vncam {
 
@@ -21,7 +22,8 @@ class Output {
     Output& operator=(const Output&) = delete;
 
     /**
-     * Writes all bytes. Throws ClosedPipe, or Failure naming the file. Once a stop has been asked for or the
+     * Writes all bytes: to a pipe at once, to a file in large pieces, the last of them at its end. Throws
+     * ClosedPipe, or Failure naming the file. Once a stop has been asked for or the
      * output is abandoned, a pipe whose reader does not read is given up after a second.
      */
     void write(const char* data, std::size_t size);
@@ -35,12 +37,15 @@ class Output {
     std::uint64_t bytes() const { return bytes_; }
 
   private:
+    void writeOut(const char* data, std::size_t size);
+    void writeGathered();
     bool waitWritable() const;
     [[noreturn]] void fail(const char* what, int error) const;
 
     std::string name_;
     int descriptor_ = -1;
     bool regular_ = false;
+    std::vector<char> gathered_; /**< for a file, not yet written */
     std::atomic<bool> abandoned_{false};
     std::atomic<std::uint64_t> bytes_{0};
 };

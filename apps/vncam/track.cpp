@@ -2,9 +2,9 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <thread>
 #include <utility>
-#include <vector>
 
 #include "command.h"
 #include "interrupt.h"
@@ -92,8 +92,8 @@ steady_clock::duration Track::waiting() const {
                       : steady_clock::now().time_since_epoch() - steady_clock::duration(since);
 }
 
-bool Track::finished() const {
-    return reading_.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+bool Track::finished(std::chrono::milliseconds limit) const {
+    return reading_.wait_for(limit) == std::future_status::ready;
 }
 
 void Track::join() {
@@ -121,21 +121,22 @@ std::string Track::summary() const {
 }
 
 void Track::readAll(double seconds, const BeforeFrame& beforeFrame) {
-    std::vector<char> frame(frameBytes);
+    // Not filled: few streams ever touch more than its beginning.
+    const auto frame = std::make_unique_for_overwrite<char[]>(frameBytes);
     while (!ending_ && !cut_ && !stopRequested() && (seconds == 0 || second() < seconds)) {
         if (beforeFrame) beforeFrame(second());
-        const int length = readFrame(frame);
+        const int length = readFrame(frame.get());
         if (cut_) return;
-        output_.write(frame.data(), static_cast<std::size_t>(length));
+        output_.write(frame.get(), static_cast<std::size_t>(length));
         ++frames_;
     }
     source_.stop();
 }
 
-int Track::readFrame(std::vector<char>& frame) {
+int Track::readFrame(char* frame) {
     int length = 0;
     waitingSince_ = steady_clock::now().time_since_epoch().count();
-    const int result = VNRead(id(), frame.data(), static_cast<int>(frame.size()), 1, &length);
+    const int result = VNRead(id(), frame, frameBytes, 1, &length);
     waitingSince_ = 0;
     if (cut_ && !ending_ && !stopRequested())
         throw Failure(std::string("no ") + media() + " frame came any more");

@@ -7,7 +7,6 @@
 #include <functional>
 #include <future>
 #include <string>
-#include <vector>
 
 #include "output.h"
 #include "resource.h"
@@ -45,7 +44,8 @@ class Track {
 
     /** How long the source has been waited for. */
     std::chrono::steady_clock::duration waiting() const;
-    bool finished() const;
+    /** Whether the reading has ended, waiting for it no longer than `limit`. */
+    bool finished(std::chrono::milliseconds limit = std::chrono::milliseconds(0)) const;
     /** Whether something other than the plan or a request ended the reading. */
     bool broken() const { return broken_; }
     /** Waits for the end of reading and of the messages about it; throws what broke it. */
@@ -63,7 +63,7 @@ class Track {
 
   private:
     void readAll(double seconds, const BeforeFrame& beforeFrame);
-    int readFrame(std::vector<char>& frame);
+    int readFrame(char* frame);
 
     const Kind kind_;
     Output output_;
