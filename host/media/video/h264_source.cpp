@@ -64,16 +64,17 @@ bool H264Source::openEncoder(Run& run, AVRational rate, std::string& reason) {
 }
 
 void H264Source::encodeAll(Run& run) {
-    const auto encodeOne = [&](const PicturePtr& given) {
-        const PicturePtr picture = scaled(run, given);
+    PicturePtr picture;
+    while (pullPicture(run, picture, true)) {
         std::string reason;
-        if (!picture || encode(run, *picture, reason)) return picture != nullptr;
-        KEP_HOST_ERROR(reason);
-        encoder_.reset();
-        ended("name=failed,media=video");
-        return false;
-    };
-    run.tap->serve(encodeOne, [] { return true; });
+        if (!encode(run, *picture, reason)) {
+            KEP_HOST_ERROR(reason);
+            encoder_.reset();
+            ended("name=failed,media=video");
+            break;
+        }
+        picture.reset();
+    }
     queue_.finish();
 }
 
