@@ -47,13 +47,9 @@ Output::~Output() {
 }
 
 void Output::write(const char* data, std::size_t size) {
-    if (regular_) {
-        if (gathered_.size() + size > piece) writeGathered();
-        gathered_.insert(gathered_.end(), data, data + size);
-    } else {
-        writeOut(data, size);
-    }
+    gathered_.insert(gathered_.end(), data, data + size);
     bytes_ += size;
+    if (!regular_ || gathered_.size() >= piece) writeGathered();
 }
 
 void Output::writeOut(const char* data, std::size_t size) {
@@ -74,11 +70,8 @@ void Output::writeOut(const char* data, std::size_t size) {
 
 void Output::writeGathered() {
     // What cannot be written is not tried again.
-    std::vector<char> pending;
-    pending.swap(gathered_);
+    const std::vector<char> pending = std::exchange(gathered_, {});
     writeOut(pending.data(), pending.size());
-    pending.clear();
-    gathered_.swap(pending);
 }
 
 void Output::close() {

@@ -23,8 +23,8 @@ class Output {
 
     /**
      * Writes all bytes: to a pipe at once, to a file in large pieces, the last of them at its end. Throws
-     * ClosedPipe, or Failure naming the file. Once a stop has been asked for or the
-     * output is abandoned, a pipe whose reader does not read is given up after a second.
+     * ClosedPipe, or Failure naming the file. Once a stop has been asked for or the output is abandoned, a pipe
+     * whose reader does not read is given up after a second.
      */
     void write(const char* data, std::size_t size);
     void abandon() { abandoned_ = true; }
@@ -45,7 +45,7 @@ class Output {
     std::string name_;
     int descriptor_ = -1;
     bool regular_ = false;
-    std::vector<char> gathered_; /**< for a file, not yet written */
+    std::vector<char> gathered_; /**< not yet written */
     std::atomic<bool> abandoned_{false};
     std::atomic<std::uint64_t> bytes_{0};
 };

@@ -32,7 +32,7 @@ TEST_F(OutputTest, AFileHoldsAllThatWasWrittenOnceItIsClosed) {
         writeText(output, piece(i));
         whole += piece(i);
     }
-    // More than is ever gathered.
+    // More than is left to be written later.
     const std::string large(300'000, 'z');
     writeText(output, large);
     writeText(output, "end");
