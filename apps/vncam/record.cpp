@@ -28,6 +28,8 @@ constexpr auto tick = 100ms;
 constexpr auto patienceAtStart = 20s;
 /** A slow disk with a queue before it. */
 constexpr auto patienceAtEnd = 30s;
+/** For the message that all has ended, where the files that are known of have. */
+constexpr auto patienceForWord = 1s;
 
 double secondsSince(steady_clock::time_point time) {
     return std::chrono::duration<double>(steady_clock::now() - time).count();
@@ -70,7 +72,11 @@ class Recording {
     void finish() {
         resource_.stop();
         const auto asked = steady_clock::now();
-        while (closed_ < opened_ && steady_clock::now() - asked < patienceAtEnd) listen();
+        // A file may have been begun of which no message had come yet.
+        const auto isAwaited = [this](steady_clock::duration waited) {
+            return !stopped_ && waited < (closed_ < opened_ ? patienceAtEnd : patienceForWord);
+        };
+        while (isAwaited(steady_clock::now() - asked)) listen();
         clearProgress();
         if (closed_ < opened_) throw Failure(current_ + " has not been finished");
         if (!trouble_.empty()) throw Failure("not all has been recorded: " + trouble_);
@@ -103,6 +109,8 @@ class Recording {
             } else {
                 takeFile(path);
             }
+        } else if (name == "stopped") {
+            stopped_ = true;
         } else if (length_.isComplete()) {
             // Of what is not kept.
         } else if (name == "failed") {
@@ -149,6 +157,7 @@ class Recording {
     Inbox inbox_;
     int opened_ = 0;
     int closed_ = 0;
+    bool stopped_ = false;
     int files_ = 0; /**< closed and kept */
     std::uint64_t bytes_ = 0;
     std::uint64_t lost_ = 0;

@@ -70,6 +70,16 @@ TEST_F(Record, AWholeNumberOfSegmentsGivesJustSoManyFiles) {
     }
 }
 
+TEST_F(Record, LeavesNoFileThatWasBegunBehindTheLastAndOpensLate) {
+    const Result made =
+        run("LD_PRELOAD=" SLOW_OPEN " SLOW_OPEN=a-1.mp4 ASAN_OPTIONS=$ASAN_OPTIONS:verify_asan_link_order=0 "
+            "vncam record --size 640x360 --segment 2 --seconds 2 --name a.mp4");
+    ASSERT_EQ(made.exit, 0) << made.err;
+    EXPECT_EQ(made.out, "./a.mp4\n");
+    EXPECT_THAT(made.err, HasSubstr("vncam record: 1 file, "));
+    EXPECT_EQ(run("ls").out, "a.mp4\n");
+}
+
 TEST_F(Record, HasTheSettingsAsked) {
     ASSERT_EQ(record("--segment 10 --seconds 2 --fps 15 --gop 5 --name a.mp4 --quiet").exit, 0);
     EXPECT_EQ(probe("a.mp4", "stream=width"), "640");
