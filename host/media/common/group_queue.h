@@ -73,7 +73,14 @@ class GroupQueue {
         emptied_.wait(lock, [&] { return !open_ || items_.empty() || !isFullFor(bytes); });
     }
 
-    PushResult push(Item item, bool key, std::size_t bytes) {
+    /** Whether an item that takes no more than half of the bytes has room. */
+    bool hasRoom() {
+        const std::lock_guard lock(mutex_);
+        return items_.empty() || !isFullFor(limits_.bytes / 2);
+    }
+
+    /** Without `wake` a waiting reader sleeps on: somebody else is going to take the item. */
+    PushResult push(Item item, bool key, std::size_t bytes, bool wake = true) {
         std::size_t lost = 0;
         {
             const std::lock_guard lock(mutex_);
@@ -87,7 +94,7 @@ class GroupQueue {
             bytes_ += bytes;
             items_.push_back({std::move(item), key, bytes});
         }
-        filled_.notify_one();
+        if (wake) filled_.notify_one();
         return {lost, false};
     }
 
@@ -98,12 +105,21 @@ class GroupQueue {
         return take(item);
     }
 
-    /** Takes the oldest item, blocking no longer than `limit`; false also when that has passed. */
-    bool pullWithin(Item& item, std::chrono::milliseconds limit) {
+    /** Blocks until there is an item, but no longer than `limit`. False when there is none. */
+    bool waitWithin(std::chrono::milliseconds limit) {
         std::unique_lock lock(mutex_);
         filled_.wait_until(lock, std::chrono::steady_clock::now() + limit,
                            [this] { return !items_.empty() || !open_; });
-        return take(item);
+        return !items_.empty();
+    }
+
+    /** Wakes a reader if there is something left that it was not woken for. */
+    void wakeForRest() {
+        {
+            const std::lock_guard lock(mutex_);
+            if (items_.empty()) return;
+        }
+        filled_.notify_one();
     }
 
     /** Whether items still come. */

@@ -90,19 +90,20 @@ class CameraElement final : public SourceElement, private TapListener {
     }
 
     void giveAll(const MediaPtr& media, SharedScaler& scaler) {
-        for (PicturePtr picture; tap_->pull(picture, true);) {
+        const auto giveOne = [&](const PicturePtr& picture) {
             delivered_ = picture->number;
             auto packet = std::make_shared<MediaPacket>();
             packet->media = media;
             packet->stamp = picture->stamp;
             packet->picture = scaler.scale(picture);
-            picture.reset();
             if (packet->picture) {
                 give(packet);
             } else {
                 tellLost(host::Media::Kind::video, 1);
             }
-        }
+            return true;
+        };
+        tap_->serve(giveOne, [this] { return givesPromptly(); });
     }
 
     /** Waits until the camera is there again; false when the element is to stop. */

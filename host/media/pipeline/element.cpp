@@ -1,5 +1,7 @@
 #include "media/pipeline/element.h"
 
+#include <algorithm>
+
 #include "core/attr_text.h"
 #include "core/log.h"
 #include "core/text_message.h"
@@ -48,6 +50,10 @@ void Element::give(const SharedPacket& packet) const {
     for (Element* next : next_)
         if (next->caps_.empty() || next->caps_ == kind) next->take(packet, *this);
     if (outlet_) outlet_->give(packet);
+}
+
+bool Element::givesPromptly() const {
+    return std::all_of(next_.begin(), next_.end(), [](Element* after) { return after->isPrompt(); });
 }
 
 void Element::giveCut() const {

@@ -39,6 +39,12 @@ class KEP_API Element : public ObjectImpl {
     /** Whether anything can be linked before this element; nothing can before a source. */
     virtual bool isFed() const { return true; }
 
+    /**
+     * Whether take() would return without having waited for another thread, in this element and all after it.
+     * Asked on the thread that gives, and true until it has given a packet.
+     */
+    virtual bool isPrompt() { return false; }
+
     /** Links `next` after this element. Only while both are down. */
     virtual bool link(Element& next);
     /** Parts the element from those after it. Only while both are down. */
@@ -55,6 +61,9 @@ class KEP_API Element : public ObjectImpl {
     /** Gives a packet to every element after this one that takes its media. */
     void give(const SharedPacket& packet) const;
     void giveCut() const;
+
+    /** Whether a packet would be given without waiting for another thread. */
+    bool givesPromptly() const;
 
     const std::vector<Element*>& next() const { return next_; }
     const std::vector<Element*>& previous() const { return previous_; }

@@ -25,6 +25,9 @@ class Fifo final : public Element {
     }
     ~Fifo() override { retire(); }
 
+    /** What has room now has it still when the one who asked gives, unless others give too. */
+    bool isPrompt() override { return leaky_ || (previous().size() == 1 && queue_.hasRoom()); }
+
     void take(const SharedPacket& packet, const Element&) override {
         const std::size_t weight = packet->weight();
         const std::lock_guard lock(entry_);

@@ -15,6 +15,8 @@ class FrameRateCtrl final : public Element {
   public:
     FrameRateCtrl() { addWholeNumber(properties(), *this, "fr", rate_, 1, 1000); }
 
+    bool isPrompt() override { return givesPromptly(); }
+
     void take(const SharedPacket& packet, const Element&) override {
         if (!packet->isVideo() || isDue(packet->stamp)) give(packet);
     }
@@ -55,6 +57,8 @@ class FrameDroper final : public Element {
             },
             [this](const std::string& text) { return setRatio(text); });
     }
+
+    bool isPrompt() override { return givesPromptly(); }
 
     void take(const SharedPacket& packet, const Element&) override {
         if (!packet->isVideo() || passes()) give(packet);

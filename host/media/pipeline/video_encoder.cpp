@@ -29,6 +29,8 @@ class VideoEncoder : public Element {
             });
     }
 
+    bool isPrompt() override { return givesPromptly(); }
+
     void take(const SharedPacket& packet, const Element&) override {
         if (!packet->picture) {
             if (!refused_) KEP_HOST_ERROR(label() + " is given something else than pictures");

@@ -50,11 +50,12 @@ bool CameraSession::attach(VideoTap& tap) {
     if (phase_ != Phase::running) return false;
     taps_.push_back(&tap);
     wantedRate_ = highestRate();
-    if (newest_ && tap.wants(*newest_, cameraRate())) tap.deliver(newest_);
+    if (newest_ && tap.wants(*newest_, cameraRate())) tap.deliver(newest_, true);
     return true;
 }
 
 void CameraSession::detach(VideoTap& tap) {
+    share(tap, nullptr);
     const std::lock_guard lock(mutex_);
     std::erase(taps_, &tap);
     if (taps_.empty()) {
@@ -62,6 +63,12 @@ void CameraSession::detach(VideoTap& tap) {
     } else {
         wantedRate_ = highestRate();
     }
+}
+
+void CameraSession::share(VideoTap& tap, const VideoTap::Service* service) {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [&] { return helped_ != &tap; });
+    tap.service_ = service;
 }
 
 bool CameraSession::isInUse() const {
@@ -140,8 +147,9 @@ bool CameraSession::captureNext() {
     }
     begin_ = nextBegin(*picture, Clock::now() - asked);
     if (changed_.wait_until(lock, picture->stamp, [this] { return phase_ != Phase::running; })) return false;
-    publish(std::move(picture));
+    VideoTap* const helped = publish(std::move(picture));
     prepareEncoder();
+    if (helped) help(lock, *helped);
     if (taps_.empty() && Clock::now() - lastUse_ > linger) phase_ = Phase::ended;
     return phase_ == Phase::running;
 }
@@ -155,15 +163,34 @@ Clock::time_point CameraSession::nextBegin(const Picture& picture, std::chrono::
     return picture.stamp + std::clamp(period - 2 * made, std::chrono::nanoseconds(0), period / 2);
 }
 
-void CameraSession::publish(PicturePtr picture) {
+VideoTap* CameraSession::publish(PicturePtr picture) {
+    VideoTap* helped = nullptr;
     const std::int64_t missed = picture->number - number_ - 1;
     number_ = picture->number;
     const AVRational rate = cameraRate();
     for (VideoTap* tap : taps_) {
         if (missed) tap->listener_.picturesLost(static_cast<std::size_t>(missed));
-        if (tap->wants(*picture, rate)) tap->deliver(picture);
+        if (!tap->wants(*picture, rate)) continue;
+        const bool helps = !helped && hasTimeFor(*tap);
+        if (helps) helped = tap;
+        tap->deliver(picture, !helps);
     }
     newest_ = std::move(picture);
+    return helped;
+}
+
+bool CameraSession::hasTimeFor(const VideoTap& tap) const {
+    return tap.service_ && Clock::now() + 2 * tap.worked_.load() < begin_;
+}
+
+void CameraSession::help(std::unique_lock<std::mutex>& lock, VideoTap& tap) {
+    helped_ = &tap;
+    const VideoTap::Service& service = *tap.service_;
+    lock.unlock();
+    tap.help(service);
+    lock.lock();
+    helped_ = nullptr;
+    changed_.notify_all();
 }
 
 void CameraSession::prepareEncoder() {

@@ -32,6 +32,8 @@ class CameraSession : public std::enable_shared_from_this<CameraSession> {
     bool attach(VideoTap& tap);
     /** After this nothing of the tap is touched any more. */
     void detach(VideoTap& tap);
+    /** Lets the capture thread do a tap's work. With null it never does again, once this has returned. */
+    void share(VideoTap& tap, const VideoTap::Service* service);
     bool isInUse() const;
     std::int64_t lastNumber() const { return number_; }
 
@@ -58,8 +60,16 @@ class CameraSession : public std::enable_shared_from_this<CameraSession> {
                                                     std::chrono::nanoseconds made) const;
     /** Has an encoder ready before the first stream asks for one, when it has not asked at once. */
     void prepareEncoder();
-    /** The one place through which every picture passes on its way to every consumer. */
-    void publish(PicturePtr picture);
+    /**
+     * The one place through which every picture passes on its way to every consumer.
+     *
+     * @return whom the capture thread helps with it; null for nobody
+     */
+    VideoTap* publish(PicturePtr picture);
+    /** Whether the tap's work on a picture would be done, with room to spare, before the next one is begun. */
+    bool hasTimeFor(const VideoTap& tap) const;
+    /** Opens the lock meanwhile. */
+    void help(std::unique_lock<std::mutex>& lock, VideoTap& tap);
     void lose(const std::string& reason);
     int highestRate() const;
     AVRational cameraRate() const;
@@ -74,6 +84,7 @@ class CameraSession : public std::enable_shared_from_this<CameraSession> {
     Phase phase_ = Phase::opening;
     bool deviceFree_ = false;
     std::vector<VideoTap*> taps_;
+    VideoTap* helped_ = nullptr; /**< whose work the capture thread is doing */
     PicturePtr newest_;
     std::atomic<int> wantedRate_;
     std::chrono::steady_clock::time_point lastUse_;

@@ -64,17 +64,16 @@ bool H264Source::openEncoder(Run& run, AVRational rate, std::string& reason) {
 }
 
 void H264Source::encodeAll(Run& run) {
-    PicturePtr picture;
-    while (pullPicture(run, picture, true)) {
+    const auto encodeOne = [&](const PicturePtr& given) {
+        const PicturePtr picture = scaled(run, given);
         std::string reason;
-        if (!encode(run, *picture, reason)) {
-            KEP_HOST_ERROR(reason);
-            encoder_.reset();
-            ended("name=failed,media=video");
-            break;
-        }
-        picture.reset();
-    }
+        if (!picture || encode(run, *picture, reason)) return picture != nullptr;
+        KEP_HOST_ERROR(reason);
+        encoder_.reset();
+        ended("name=failed,media=video");
+        return false;
+    };
+    run.tap->serve(encodeOne, [] { return true; });
     queue_.finish();
 }
 

@@ -43,7 +43,7 @@ class H264Source final : public api::streaming::IH264Source, public VideoSource 
     GroupQueue<std::shared_ptr<api::streaming::common::frame_t>> queue_;
     std::thread thread_;
 
-    // Of the thread while it runs.
+    // Of the work on a picture while the stream runs.
     std::unique_ptr<H264Encoder> encoder_;
     AVRational encoderRate_{};
     int encoderBitRate_ = 0;

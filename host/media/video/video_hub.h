@@ -12,7 +12,7 @@ namespace kep::host {
  * The camera of the workstation, one for all consumers of the process. It runs from its first consumer on and
  * for a moment after its last. KEP_HOST_VIDEO is read whenever the camera has no consumer.
  */
-class VideoHub {
+class KEP_API VideoHub {
   public:
     static VideoHub& instance();
 

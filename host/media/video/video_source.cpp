@@ -67,14 +67,14 @@ std::shared_ptr<VideoSource::Run> VideoSource::run() {
     return run_;
 }
 
-bool VideoSource::pullPicture(Run& run, PicturePtr& picture, bool wait) {
-    if (!run.tap->pull(picture, wait)) return false;
-    picture = run.scaler->scale(picture);
-    if (picture) return true;
-    KEP_HOST_ERROR("a picture cannot be brought to " + std::to_string(run.width) + "x" +
-                   std::to_string(run.height));
-    ended("name=failed,media=video");
-    return false;
+PicturePtr VideoSource::scaled(Run& run, const PicturePtr& picture) {
+    PicturePtr inSize = run.scaler->scale(picture);
+    if (!inSize) {
+        KEP_HOST_ERROR("a picture cannot be brought to " + std::to_string(run.width) + "x" +
+                       std::to_string(run.height));
+        ended("name=failed,media=video");
+    }
+    return inSize;
 }
 
 void VideoSource::cameraLost(const std::string& device) {

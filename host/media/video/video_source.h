@@ -48,8 +48,8 @@ class VideoSource : public StreamObject,
     void closeRun();
     /** Null between closing and opening. */
     std::shared_ptr<Run> run();
-    /** The next picture of the camera in the size of the run. */
-    bool pullPicture(Run& run, PicturePtr& picture, bool wait);
+    /** A picture of the camera in the size of the run. Null, with a line and the end of the stream, on failure. */
+    PicturePtr scaled(Run& run, const PicturePtr& picture);
 
   private:
     void picturesLost(std::size_t count) override { postLost("video", count); }

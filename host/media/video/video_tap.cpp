@@ -6,6 +6,7 @@ namespace kep::host {
 
 namespace {
 constexpr std::size_t mostBytes = 96U << 20;
+constexpr std::chrono::seconds look(1); /**< how often a consumer who waits looks after the camera */
 constexpr std::chrono::seconds patience(5);
 }  // namespace
 
@@ -46,11 +47,41 @@ AVRational VideoTap::rate() const {
 
 bool VideoTap::pull(PicturePtr& picture, bool wait) {
     if (!wait) return queue_.pull(picture, false);
-    while (!queue_.pullWithin(picture, patience)) {
+    // Another reader may be quicker.
+    while (this->wait()) {
+        if (queue_.pull(picture, false)) return true;
+    }
+    return false;
+}
+
+bool VideoTap::wait() {
+    while (!queue_.waitWithin(look)) {
         if (!queue_.isOpen()) return false;
         camera_->loseIfStalled(patience);
     }
     return true;
+}
+
+void VideoTap::serve(const Work& work, const Prompt& isPrompt) {
+    const Service service = {work, isPrompt};
+    camera_->share(*this, &service);
+    while (wait()) workOnce(work, std::unique_lock(working_));
+    camera_->share(*this, nullptr);
+}
+
+void VideoTap::help(const Service& service) {
+    std::unique_lock working(working_, std::try_to_lock);
+    if (working && service.isPrompt()) workOnce(service.work, std::move(working));
+    queue_.wakeForRest();
+}
+
+void VideoTap::workOnce(const Work& work, [[maybe_unused]] std::unique_lock<std::mutex> working) {
+    using Clock = std::chrono::steady_clock;
+    PicturePtr picture;
+    if (!queue_.pull(picture, false)) return;
+    const Clock::time_point begin = Clock::now();
+    if (!work(picture)) queue_.close();
+    worked_ = Clock::now() - begin;
 }
 
 bool VideoTap::wants(const Picture& picture, AVRational cameraRate) {
@@ -66,11 +97,11 @@ bool VideoTap::wants(const Picture& picture, AVRational cameraRate) {
     return true;
 }
 
-void VideoTap::deliver(const PicturePtr& picture) {
+void VideoTap::deliver(const PicturePtr& picture, bool wake) {
     after_ = picture->number;
     const std::size_t bytes = static_cast<std::size_t>(picture->frame->width) *
                               static_cast<std::size_t>(picture->frame->height) * 3 / 2;
-    const std::size_t lost = queue_.push(picture, true, bytes).lost;
+    const std::size_t lost = queue_.push(picture, true, bytes, wake).lost;
     if (lost) listener_.picturesLost(lost);
 }
 

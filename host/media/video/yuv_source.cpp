@@ -9,8 +9,9 @@ using api::streaming::common::frame_t;
 bool YuvSource::pull(std::shared_ptr<frame_t>& frame, bool wait) {
     const std::shared_ptr<Run> current = run();
     PicturePtr picture;
-    if (!current || !pullPicture(*current, picture, wait)) return false;
-    picture = asOneBlock(picture);
+    if (!current || !current->tap->pull(picture, wait)) return false;
+    picture = scaled(*current, picture);
+    if (picture) picture = asOneBlock(picture);
     if (!picture) return false;
     frame = std::make_shared<frame_t>();
     frame->index = static_cast<int>(picture->number);

@@ -1,5 +1,3 @@
-#include <cstdlib>
-
 #include "pipeline_fixture.h"
 
 namespace kep::host {
@@ -57,22 +55,6 @@ TEST(Fifo, MakesTheOneBeforeItWaitWhenItIsFull) {
     sink.setOpen(true);
     pusher.join();
     EXPECT_TRUE(sink.waitFor(20));
-}
-
-TEST(Fifo, AFullOneKeepsNoOtherConsumerOfTheCameraWaiting) {
-    setenv("KEP_HOST_VIDEO", "test", 1);
-    Described stalled("type=pipeline,layout={PvYuvSrcAdv:w=64,h=36+FifoFilter:max=2+TestSink:name=z}");
-    Described beside("type=pipeline,layout={PvYuvSrcAdv:w=64,h=36+FifoFilter+TestSink:name=z}");
-    ASSERT_TRUE(stalled);
-    ASSERT_TRUE(beside);
-    ASSERT_TRUE(stalled.play());
-    ASSERT_TRUE(beside.play());
-    TestSink& full = stalled.child<TestSink>("z");
-    TestSink& open = beside.child<TestSink>("z");
-    ASSERT_TRUE(full.waitFor(10));
-    full.setOpen(false);
-    EXPECT_TRUE(open.waitFor(open.packets().size() + 40));
-    full.setOpen(true);
 }
 
 TEST(Fifo, ALeakyOneDropsWholeGroupsAndTellsHowMany) {

@@ -19,7 +19,7 @@ TEST(GroupQueue, HandsOnInOrderAndIsEmptyThen) {
         EXPECT_EQ(item, i);
     }
     EXPECT_FALSE(queue.pull(item, false));
-    EXPECT_FALSE(queue.pullWithin(item, std::chrono::milliseconds(1)));
+    EXPECT_FALSE(queue.waitWithin(std::chrono::milliseconds(1)));
     EXPECT_TRUE(queue.isOpen());
 }
 
