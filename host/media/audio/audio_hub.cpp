@@ -34,7 +34,7 @@ std::optional<AudioFormat> AudioHub::attach(AudioTap& tap) {
 void AudioHub::detach(AudioTap& tap) {
     const std::lock_guard lock(mutex_);
     const bool last = session_ && session_->detach(tap);
-    tap.queue.close();
+    tap.blocks.queue().close();
     if (last) endSession();
 }
 

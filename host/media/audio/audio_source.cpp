@@ -51,14 +51,14 @@ void AudioSource::stop() {
 void AudioSource::work(FrameMaker& maker) {
     pthread_setname_np(pthread_self(), "audio-source");
     const FrameMaker::Emit emit = [this](SharedFrame frame) { enqueue(std::move(frame)); };
-    SharedBlock block;
-    while (tap_.queue.pull(block, true)) {
+    const auto makeFrames = [&](const SharedBlock& block) {
         if (!maker.add(block, emit)) {
             ended("name=encoderLost,media=audio");
-            break;
+            tap_.blocks.queue().close();
         }
         if (std::chrono::steady_clock::now() - told_ > kBetweenLostMessages) tellLost();
-    }
+    };
+    tap_.blocks.serve(makeFrames, [] { return true; });
     tellLost();
     frames_.finish();
 }

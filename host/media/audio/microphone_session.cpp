@@ -29,7 +29,7 @@ std::optional<AudioFormat> MicrophoneSession::waitOpened(std::chrono::seconds li
 bool MicrophoneSession::attach(AudioTap& tap) {
     const std::lock_guard lock(mutex_);
     if (phase_ != Phase::running) return false;
-    tap.queue.open();
+    tap.blocks.queue().open();
     taps_.push_back(&tap);
     changed_.notify_all();
     return true;
@@ -81,10 +81,12 @@ bool MicrophoneSession::adopt(std::unique_ptr<AudioInput> input) {
 }
 
 void MicrophoneSession::deliver(const SharedBlock& block) {
+    // With time to spare before the next one.
+    const auto time = format_.duration(block->frames()) / 4;
     const std::lock_guard lock(mutex_);
     for (AudioTap* tap : taps_) {
         const std::size_t lost =
-            tap->queue.push(block, true, block->samples.size() * sizeof(std::int16_t)).lost;
+            tap->blocks.bring(block, true, block->samples.size() * sizeof(std::int16_t), time).lost;
         if (lost) tap->onLost(lost);
     }
 }
@@ -93,7 +95,7 @@ void MicrophoneSession::tellDeviceLost() {
     const std::lock_guard lock(mutex_);
     for (AudioTap* tap : std::exchange(taps_, {})) {
         tap->onDeviceLost(device_.text);
-        tap->queue.finish();
+        tap->blocks.queue().finish();
     }
     deviceFree_ = true;
     changed_.notify_all();

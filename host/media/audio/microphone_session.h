@@ -10,13 +10,13 @@
 #include <vector>
 
 #include "media/audio/audio_input.h"
-#include "media/common/group_queue.h"
+#include "media/common/relay.h"
 
 namespace kep::host {
 
-/** One listener's end of the microphone: its queue, and what it wants to be told. */
+/** One listener's end of the microphone: its queue, with the work on it, and what it wants to be told. */
 struct AudioTap {
-    GroupQueue<SharedBlock> queue{{100, 4u << 20}};              // two seconds
+    Relay<SharedBlock> blocks{{100, 4u << 20}};                  // two seconds
     std::function<void(std::size_t blocks)> onLost;              /**< so many blocks came too fast for it */
     std::function<void(const std::string& device)> onDeviceLost; /**< nothing more will come */
 };

@@ -105,6 +105,13 @@ class GroupQueue {
         return take(item);
     }
 
+    /** Blocks until there is an item. False when there is none to come. */
+    bool wait() {
+        std::unique_lock lock(mutex_);
+        filled_.wait(lock, [this] { return !items_.empty() || !open_; });
+        return !items_.empty();
+    }
+
     /** Blocks until there is an item, but no longer than `limit`. False when there is none. */
     bool waitWithin(std::chrono::milliseconds limit) {
         std::unique_lock lock(mutex_);

@@ -23,6 +23,8 @@ class EncoderAac final : public Element {
     EncoderAac() { addWholeNumber(properties(), *this, "br", bitRate_, 8'000, 512'000); }
     ~EncoderAac() override { retire(); }
 
+    bool isPrompt() override { return givesPromptly(); }
+
     void take(const SharedPacket& packet, const Element&) override {
         if (packet->isVideo() || packet->media->codec != AV_CODEC_ID_PCM_S16LE) {
             if (!failing_) KEP_HOST_ERROR(label() + " is given something else than samples");

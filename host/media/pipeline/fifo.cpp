@@ -4,7 +4,7 @@
 #include <thread>
 
 #include "core/class_registry.h"
-#include "media/common/group_queue.h"
+#include "media/common/relay.h"
 #include "media/pipeline/element.h"
 #include "media/pipeline/limits.h"
 
@@ -12,9 +12,10 @@ namespace kep::host {
 namespace {
 
 /**
- * A bounded queue and the thread behind it. When it is full it makes the element before it wait, so that what
- * is lost is lost at the source, whose queue is bounded too; with `leaky=true` it drops whole groups itself,
- * oldest first. On the way down it hands on all that it holds.
+ * A bounded queue and the thread behind it, which what is handed on in no time does not need. When it is full
+ * it makes the element before it wait, so that what is lost is lost at the source, whose queue is bounded
+ * too; with `leaky=true` it drops whole groups itself, oldest first. On the way down it hands on all that it
+ * holds.
  */
 class Fifo final : public Element {
   public:
@@ -26,33 +27,33 @@ class Fifo final : public Element {
     ~Fifo() override { retire(); }
 
     /** What has room now has it still when the one who asked gives, unless others give too. */
-    bool isPrompt() override { return leaky_ || (previous().size() == 1 && queue_.hasRoom()); }
+    bool isPrompt() override { return leaky_ || (previous().size() == 1 && relay_.queue().hasRoom()); }
 
     void take(const SharedPacket& packet, const Element&) override {
         const std::size_t weight = packet->weight();
         const std::lock_guard lock(entry_);
-        if (!leaky_) queue_.waitForRoom(weight);
-        tellLost(packet->media->kind, queue_.push(packet, groups_.begins(*packet), weight).lost);
+        if (!leaky_) relay_.queue().waitForRoom(weight);
+        tellLost(packet->media->kind, relay_.bring(packet, groups_.begins(*packet), weight, kBriefly).lost);
     }
 
     void takeCut(const Element&) override {
         const std::lock_guard lock(entry_);
-        if (!leaky_) queue_.waitForRoom(0);
-        queue_.push({}, false, 0);
+        if (!leaky_) relay_.queue().waitForRoom(0);
+        relay_.queue().push({}, false, 0);
     }
 
   protected:
     bool up(State target) override {
         if (target != State::play) return true;
         groups_ = {};
-        queue_.open({static_cast<std::size_t>(max_), static_cast<std::size_t>(bytes_)});
+        relay_.queue().open({static_cast<std::size_t>(max_), static_cast<std::size_t>(bytes_)});
         thread_ = std::thread([this] { work(); });
         return true;
     }
 
     bool down(State) override {
         if (!thread_.joinable()) return true;
-        queue_.finish();
+        relay_.queue().finish();
         thread_.join();
         return true;
     }
@@ -60,20 +61,20 @@ class Fifo final : public Element {
   private:
     void work() {
         pthread_setname_np(pthread_self(), "fifo");
-        for (SharedPacket packet; queue_.pull(packet, true);) {
+        const auto handOn = [this](const SharedPacket& packet) {
             if (packet) {
                 give(packet);
             } else {
                 giveCut();
             }
-            packet.reset();
-        }
+        };
+        relay_.serve(handOn, [this] { return givesPromptly(); });
     }
 
     std::atomic<int> max_{64};
     std::atomic<int> bytes_{64 << 20};
     std::atomic<bool> leaky_{false};
-    GroupQueue<SharedPacket> queue_{{1, 1}};
+    Relay<SharedPacket> relay_{{1, 1}};
     std::mutex entry_; /**< one packet after the other, of however many elements before it */
     GroupSense groups_;
     std::thread thread_;

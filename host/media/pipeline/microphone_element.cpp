@@ -39,7 +39,7 @@ class MicrophoneElement final : public SourceElement {
             stopping_ = true;
         }
         changed_.notify_all();
-        tap_.queue.finish();
+        tap_.blocks.queue().finish();
         if (thread_.joinable()) thread_.join();
         return true;
     }
@@ -70,7 +70,7 @@ class MicrophoneElement final : public SourceElement {
         media->codec = AV_CODEC_ID_PCM_S16LE;
         media->sampleRate = format.rate;
         media->channels = format.channels;
-        for (SharedBlock block; tap_.queue.pull(block, true);) {
+        const auto giveOne = [&](const SharedBlock& block) {
             auto packet = std::make_shared<MediaPacket>();
             packet->media = media;
             packet->stamp = block->stamp;
@@ -78,7 +78,8 @@ class MicrophoneElement final : public SourceElement {
             packet->size = static_cast<int>(block->samples.size() * sizeof(std::int16_t));
             packet->bytes = {block, reinterpret_cast<const std::uint8_t*>(block->samples.data())};
             give(packet);
-        }
+        };
+        tap_.blocks.serve(giveOne, [this] { return givesPromptly(); });
     }
 
     AudioTap tap_;

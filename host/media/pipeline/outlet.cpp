@@ -35,7 +35,7 @@ void Outlet::hand(Inlet& inlet, const SharedPacket& packet) {
     // What comes before the first group is nothing that this listener has lost.
     inlet.begun_ = inlet.begun_ || begins;
     if (!inlet.begun_) return;
-    const std::size_t lost = inlet.queue.push(packet, begins, packet->weight()).lost;
+    const std::size_t lost = inlet.relay.bring(packet, begins, packet->weight(), kBriefly).lost;
     if (lost && inlet.onLost) inlet.onLost(packet->media->kind, lost);
 }
 
@@ -44,7 +44,7 @@ bool Outlet::attach(Inlet& inlet) {
     {
         const std::lock_guard lock(mutex_);
         if (ended_) return false;
-        inlet.queue.open();
+        inlet.relay.queue().open();
         inlet.groups_ = {};
         inlet.begun_ = false;
         for (std::uint64_t i = past_.first(); i < past_.end(); ++i) hand(inlet, past_.at(i).packet);
@@ -94,7 +94,7 @@ void Outlet::end() {
     ended_ = true;
     for (Inlet* const inlet : inlets_) {
         if (inlet->onEnd) inlet->onEnd();
-        inlet->queue.finish();
+        inlet->relay.queue().finish();
     }
     past_.clear();
 }

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "media/common/group_queue.h"
+#include "media/common/relay.h"
 #include "media/pipeline/packet_ring.h"
 
 namespace kep::host {
@@ -17,7 +17,7 @@ namespace kep::host {
 struct Inlet {
     static constexpr std::size_t mostBytes = 32U << 20;
 
-    GroupQueue<SharedPacket> queue{{8192, mostBytes}};
+    Relay<SharedPacket> relay{{8192, mostBytes}};
     std::function<void(Media::Kind, std::size_t)>
         onLost; /**< the listener was too slow for so many packets */
     std::function<void(const std::string& message)> onMessage; /**< what the pipeline's elements tell */

@@ -53,6 +53,10 @@ class ShmSource final : public SourceElement {
             return false;
         }
         outlet_ = outlet;
+        if (isPartOf(*outlet)) {
+            KEP_HOST_ERROR(label() + ": pipeline \"" + partner_ + "\" cannot listen to itself");
+            return false;
+        }
         // Before the own pipeline starts, so that its first picture is not missed.
         if (!outlet->attach(inlet_)) return false;
         thread_ = std::thread([this] { work(); });
@@ -104,16 +108,26 @@ class ShmSource final : public SourceElement {
         return OutletNames::instance().find(name);
     }
 
+    /** Whether what this gives ends up there. */
+    bool isPartOf(const Outlet& outlet) const {
+        for (const ObjectImpl* above = parent(); above; above = above->parent()) {
+            const auto* const pipeline = dynamic_cast<const Pipeline*>(above);
+            if (pipeline && pipeline->outlet().get() == &outlet) return true;
+        }
+        return false;
+    }
+
     void work() {
         pthread_setname_np(pthread_self(), "shm-source");
-        for (SharedPacket packet; inlet_.queue.pull(packet, true); packet.reset()) give(packet);
+        inlet_.relay.serve([this](const SharedPacket& packet) { give(packet); },
+                           [this] { return givesPromptly(); });
     }
 
     /** Hands on what has come, and ends. */
     void leave() {
         if (!thread_.joinable()) return;
         outlet_->detach(inlet_);
-        inlet_.queue.finish();
+        inlet_.relay.queue().finish();
         thread_.join();
     }
 

@@ -1,5 +1,6 @@
 #include <pthread.h>
 
+#include <algorithm>
 #include <array>
 #include <condition_variable>
 #include <deque>
@@ -67,6 +68,13 @@ class Sync final : public Element {
     Sync() { addWholeNumber(properties(), *this, "wait", wait_, 0, 60'000); }
     ~Sync() override { retire(); }
 
+    /** What has room for many has room for one of each of those who give. */
+    bool isPrompt() override {
+        const std::lock_guard lock(mutex_);
+        return std::all_of(inputs_.begin(), inputs_.end(),
+                           [](const Input& input) { return input.isHalfEmpty(); });
+    }
+
     void take(const SharedPacket& packet, const Element&) override {
         std::unique_lock lock(mutex_);
         Input& input = inputOf(*packet);
@@ -75,7 +83,10 @@ class Sync final : public Element {
         room_.wait(lock, [&] { return !open_ || input.hasRoom(); });
         if (!open_) return;
         input.push({onClock(input, packet), Clock::now()});
-        arrived_.notify_one();
+        SteadyTime until;
+        const bool wakes = due(until) || until < look_;
+        lock.unlock();
+        if (wakes) arrived_.notify_one();
     }
 
   protected:
@@ -111,6 +122,7 @@ class Sync final : public Element {
         StampGuard guard;
         std::size_t jumps = 0;
 
+        bool isHalfEmpty() const { return held.size() < kMostHeld / 2 && bytes < kMostBytesHeld / 2; }
         bool hasRoom() const { return held.size() < kMostHeld && bytes < kMostBytesHeld; }
         void push(Held item) {
             bytes += item.packet->weight();
@@ -156,25 +168,33 @@ class Sync final : public Element {
     /** Takes the packet that is next; false when there will be none. */
     bool choose(std::unique_lock<std::mutex>& lock, SharedPacket& packet) {
         for (;;) {
-            start();
-            Input* const first = started_ ? earliest() : nullptr;
-            if (!first) {
-                if (!open_) return false;
+            if (Input* const first = due(look_)) {
+                packet = first->held.front().packet;
+                first->pop();
+                look_ = SteadyTime::min();
+                return true;
+            }
+            if (!open_) return false;
+            if (look_ == SteadyTime::max()) {
                 arrived_.wait(lock);
-                continue;
+            } else {
+                arrived_.wait_until(lock, look_);
             }
-            const Held& head = first->held.front();
-            const Input& other = first == &video() ? audio() : video();
-            const SteadyTime until = head.arrival + std::chrono::milliseconds(wait_.load());
-            if (mergesTwo() && open_ && other.held.empty() && !other.guard.hasPassed(head.packet->stamp) &&
-                Clock::now() < until) {
-                arrived_.wait_until(lock, until);
-                continue;
-            }
-            packet = head.packet;
-            first->pop();
-            return true;
         }
+    }
+
+    /** Whose first packet is to go now; if nobody's, `until` tells when to look again though nothing comes.
+     */
+    Input* due(SteadyTime& until) {
+        until = SteadyTime::max();
+        start();
+        Input* const first = started_ ? earliest() : nullptr;
+        if (!first || !mergesTwo() || !open_) return first;
+        const Held& head = first->held.front();
+        const Input& other = first == &video() ? audio() : video();
+        if (!other.held.empty() || other.guard.hasPassed(head.packet->stamp)) return first;
+        until = head.arrival + std::chrono::milliseconds(wait_.load());
+        return Clock::now() < until ? nullptr : first;
     }
 
     /** Leaves out what comes before the beginning. */
@@ -206,6 +226,7 @@ class Sync final : public Element {
     bool open_ = false;
     bool started_ = false;
     SteadyTime start_;
+    SteadyTime look_ = SteadyTime::min(); /**< when the thread looks by itself; past while it is at work */
     std::array<Input, 2> inputs_;
     std::thread thread_;
 };

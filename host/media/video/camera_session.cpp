@@ -55,20 +55,14 @@ bool CameraSession::attach(VideoTap& tap) {
 }
 
 void CameraSession::detach(VideoTap& tap) {
-    share(tap, nullptr);
-    const std::lock_guard lock(mutex_);
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [&] { return helped_ != &tap; });
     std::erase(taps_, &tap);
     if (taps_.empty()) {
         lastUse_ = Clock::now();
     } else {
         wantedRate_ = highestRate();
     }
-}
-
-void CameraSession::share(VideoTap& tap, const VideoTap::Service* service) {
-    std::unique_lock lock(mutex_);
-    changed_.wait(lock, [&] { return helped_ != &tap; });
-    tap.service_ = service;
 }
 
 bool CameraSession::isInUse() const {
@@ -145,7 +139,7 @@ bool CameraSession::captureNext() {
         lose(reason);
         return false;
     }
-    begin_ = nextBegin(*picture, Clock::now() - asked);
+    planNext(*picture, Clock::now() - asked);
     if (changed_.wait_until(lock, picture->stamp, [this] { return phase_ != Phase::running; })) return false;
     VideoTap* const helped = publish(std::move(picture));
     prepareEncoder();
@@ -154,17 +148,20 @@ bool CameraSession::captureNext() {
     return phase_ == Phase::running;
 }
 
-Clock::time_point CameraSession::nextBegin(const Picture& picture, std::chrono::nanoseconds made) const {
+void CameraSession::planNext(const Picture& picture, std::chrono::nanoseconds made) {
+    begin_ = latestBegin_ = {};
     // A device sets its own pace.
-    if (picture.stamp <= Clock::now()) return {};
+    if (picture.stamp <= Clock::now()) return;
     // A picture that is made here leaves the processor to those who work on the one before, and to itself
     // twice the time that it needs.
     const std::chrono::nanoseconds period(static_cast<std::int64_t>(1e9 / av_q2d(cameraRate())));
-    return picture.stamp + std::clamp(period - 2 * made, std::chrono::nanoseconds(0), period / 2);
+    begin_ = picture.stamp + std::clamp(period - 2 * made, std::chrono::nanoseconds(0), period / 2);
+    latestBegin_ = picture.stamp + period - made;
 }
 
 VideoTap* CameraSession::publish(PicturePtr picture) {
     VideoTap* helped = nullptr;
+    std::size_t given = 0;
     const std::int64_t missed = picture->number - number_ - 1;
     number_ = picture->number;
     const AVRational rate = cameraRate();
@@ -174,20 +171,22 @@ VideoTap* CameraSession::publish(PicturePtr picture) {
         const bool helps = !helped && hasTimeFor(*tap);
         if (helps) helped = tap;
         tap->deliver(picture, !helps);
+        ++given;
     }
+    // Nobody else needs the processor: one sleep is enough for a picture.
+    if (helped && given == 1) begin_ = {};
     newest_ = std::move(picture);
     return helped;
 }
 
 bool CameraSession::hasTimeFor(const VideoTap& tap) const {
-    return tap.service_ && Clock::now() + 2 * tap.worked_.load() < begin_;
+    return Clock::now() + tap.pictures_.lastTook() * 3 / 2 < latestBegin_;
 }
 
 void CameraSession::help(std::unique_lock<std::mutex>& lock, VideoTap& tap) {
     helped_ = &tap;
-    const VideoTap::Service& service = *tap.service_;
     lock.unlock();
-    tap.help(service);
+    tap.pictures_.help();
     lock.lock();
     helped_ = nullptr;
     changed_.notify_all();
@@ -210,7 +209,7 @@ void CameraSession::lose(const std::string& reason) {
     KEP_HOST_ERROR("camera " + device_.text + ": " + reason);
     for (VideoTap* tap : taps_) {
         tap->listener_.cameraLost(device_.text);
-        tap->queue_.finish();
+        tap->pictures_.queue().finish();
     }
     changed_.notify_all();
 }

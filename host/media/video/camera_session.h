@@ -32,14 +32,13 @@ class CameraSession : public std::enable_shared_from_this<CameraSession> {
     bool attach(VideoTap& tap);
     /** After this nothing of the tap is touched any more. */
     void detach(VideoTap& tap);
-    /** Lets the capture thread do a tap's work. With null it never does again, once this has returned. */
-    void share(VideoTap& tap, const VideoTap::Service* service);
     bool isInUse() const;
     std::int64_t lastNumber() const { return number_; }
 
     const CameraFormat& format() const { return format_; }
     void setRate(VideoTap& tap, int rate);
-    /** Takes no lock: an encoder asks it for each picture, while the capture thread still has the camera's. */
+    /** Takes no lock: an encoder asks it for each picture, while the capture thread still has the camera's.
+     */
     AVRational rateOf(const VideoTap& tap) const;
 
     /** Encoders wait here for their next stream as long as the camera runs. */
@@ -55,9 +54,8 @@ class CameraSession : public std::enable_shared_from_this<CameraSession> {
     void run();
     bool open();
     bool captureNext();
-    /** When to begin with the next picture; `made` is how long this one took. */
-    std::chrono::steady_clock::time_point nextBegin(const Picture& picture,
-                                                    std::chrono::nanoseconds made) const;
+    /** Finds when to begin with the next picture; `made` is how long this one took. */
+    void planNext(const Picture& picture, std::chrono::nanoseconds made);
     /** Has an encoder ready before the first stream asks for one, when it has not asked at once. */
     void prepareEncoder();
     /**
@@ -66,7 +64,8 @@ class CameraSession : public std::enable_shared_from_this<CameraSession> {
      * @return whom the capture thread helps with it; null for nobody
      */
     VideoTap* publish(PicturePtr picture);
-    /** Whether the tap's work on a picture would be done, with room to spare, before the next one is begun. */
+    /** Whether the tap's work on a picture would be done, with room to spare, before the next one must be
+     * begun. */
     bool hasTimeFor(const VideoTap& tap) const;
     /** Opens the lock meanwhile. */
     void help(std::unique_lock<std::mutex>& lock, VideoTap& tap);
@@ -91,7 +90,8 @@ class CameraSession : public std::enable_shared_from_this<CameraSession> {
     std::chrono::steady_clock::time_point
         waitingSince_;                            /**< for the device; zero while it is not waited for */
     std::chrono::steady_clock::time_point begin_; /**< when the next picture is begun with */
-    const std::int64_t first_;                    /**< number of the last picture before this run */
+    std::chrono::steady_clock::time_point latestBegin_; /**< when it must be, so as to be ready in time */
+    const std::int64_t first_;                          /**< number of the last picture before this run */
     std::atomic<std::int64_t> number_;
 };
 

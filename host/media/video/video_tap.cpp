@@ -14,10 +14,10 @@ VideoTap::VideoTap(std::shared_ptr<CameraSession> camera, int rate, std::int64_t
                    std::size_t depth)
     : camera_(std::move(camera)),
       listener_(listener),
-      queue_({depth, mostBytes}),
+      pictures_({depth, mostBytes}),
       rate_(rate),
       after_(after) {
-    queue_.open();
+    pictures_.queue().open();
 }
 
 VideoTap::~VideoTap() {
@@ -26,7 +26,7 @@ VideoTap::~VideoTap() {
 
 void VideoTap::close() {
     camera_->detach(*this);
-    queue_.close();
+    pictures_.queue().close();
 }
 
 const CameraFormat& VideoTap::format() const {
@@ -46,42 +46,27 @@ AVRational VideoTap::rate() const {
 }
 
 bool VideoTap::pull(PicturePtr& picture, bool wait) {
-    if (!wait) return queue_.pull(picture, false);
+    if (!wait) return pictures_.queue().pull(picture, false);
     // Another reader may be quicker.
     while (this->wait()) {
-        if (queue_.pull(picture, false)) return true;
+        if (pictures_.queue().pull(picture, false)) return true;
     }
     return false;
 }
 
 bool VideoTap::wait() {
-    while (!queue_.waitWithin(look)) {
-        if (!queue_.isOpen()) return false;
+    while (!pictures_.queue().waitWithin(look)) {
+        if (!pictures_.queue().isOpen()) return false;
         camera_->loseIfStalled(patience);
     }
     return true;
 }
 
-void VideoTap::serve(const Work& work, const Prompt& isPrompt) {
-    const Service service = {work, isPrompt};
-    camera_->share(*this, &service);
-    while (wait()) workOnce(work, std::unique_lock(working_));
-    camera_->share(*this, nullptr);
-}
-
-void VideoTap::help(const Service& service) {
-    std::unique_lock working(working_, std::try_to_lock);
-    if (working && service.isPrompt()) workOnce(service.work, std::move(working));
-    queue_.wakeForRest();
-}
-
-void VideoTap::workOnce(const Work& work, [[maybe_unused]] std::unique_lock<std::mutex> working) {
-    using Clock = std::chrono::steady_clock;
-    PicturePtr picture;
-    if (!queue_.pull(picture, false)) return;
-    const Clock::time_point begin = Clock::now();
-    if (!work(picture)) queue_.close();
-    worked_ = Clock::now() - begin;
+void VideoTap::serve(const Work& work, const Pictures::Prompt& isPrompt) {
+    const auto workOn = [&](const PicturePtr& picture) {
+        if (!work(picture)) pictures_.queue().close();
+    };
+    pictures_.serve(workOn, isPrompt, [this] { return wait(); });
 }
 
 bool VideoTap::wants(const Picture& picture, AVRational cameraRate) {
@@ -101,7 +86,7 @@ void VideoTap::deliver(const PicturePtr& picture, bool wake) {
     after_ = picture->number;
     const std::size_t bytes = static_cast<std::size_t>(picture->frame->width) *
                               static_cast<std::size_t>(picture->frame->height) * 3 / 2;
-    const std::size_t lost = queue_.push(picture, true, bytes, wake).lost;
+    const std::size_t lost = pictures_.queue().push(picture, true, bytes, wake).lost;
     if (lost) listener_.picturesLost(lost);
 }
 

@@ -6,11 +6,10 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 
 #include "kep/visibility.h"
-#include "media/common/group_queue.h"
+#include "media/common/relay.h"
 #include "media/video/camera.h"
 
 namespace kep::host {
@@ -62,48 +61,34 @@ class KEP_API VideoTap {
 
     /** Deals with one picture. False when that has failed for good: no other will come. */
     using Work = std::function<bool(const PicturePtr& picture)>;
-    /** Whether the work on a picture would be done now without waiting for another thread. */
-    using Prompt = std::function<bool()>;
+    using Pictures = Relay<PicturePtr>;
     /**
-     * Gives each picture to `work`, one at a time and in their order, until the tap has ended. The thread that
-     * captured a picture does the work on it too where it has the time and `isPrompt` agrees: the picture is
-     * still in the caches of its processor, and no thread has to be woken. All other pictures are worked on in
-     * this thread.
+     * Gives each picture to `work`, one at a time and in their order, until the tap has ended. The thread
+     * that captured a picture does the work on it too where it has the time and `isPrompt` agrees. All other
+     * pictures are worked on in this thread.
      */
-    void serve(const Work& work, const Prompt& isPrompt);
+    void serve(const Work& work, const Pictures::Prompt& isPrompt);
 
     /** Ends the tap: what is queued is dropped, every pull fails, and the listener hears no more. */
     void close();
 
   private:
     friend class CameraSession;
-    struct Service {
-        const Work& work;
-        const Prompt& isPrompt;
-    };
     /** Whether a picture falls to this consumer when the camera is faster than wanted. */
     bool wants(const Picture& picture, AVRational cameraRate);
-    /** Queues a picture; without `wake` for the capture thread, which calls help() then. */
+    /** Queues a picture; without `wake` for the capture thread, which helps with it then. */
     void deliver(const PicturePtr& picture, bool wake);
     /** Blocks until a picture waits to be pulled. False once the tap has ended. */
     bool wait();
-    /** The capture thread's part of the service: works on a picture, or wakes the one who will. */
-    void help(const Service& service);
-    /** Works on the picture that has waited longest, if there is one. */
-    void workOnce(const Work& work, std::unique_lock<std::mutex> working);
 
     const std::shared_ptr<CameraSession> camera_;
     TapListener& listener_;
-    GroupQueue<PicturePtr> queue_;
-
-    std::mutex working_; /**< held while a picture is worked on */
-    std::atomic<std::chrono::nanoseconds> worked_{std::chrono::nanoseconds::max() / 4}; /**< on the last one */
+    Pictures pictures_;
 
     std::atomic<int> rate_;
     // Guarded by the camera's lock.
     std::int64_t after_;
     std::chrono::steady_clock::time_point due_{};
-    const Service* service_ = nullptr;
 };
 
 }  // namespace kep::host

@@ -26,6 +26,22 @@ TEST(Fifo, HandsOnEveryPacketInOrderOnAThreadOfItsOwn) {
     }
 }
 
+TEST(Fifo, HandsOnWithTheThreadThatGivesWhatIsDoneAtOnce) {
+    Described chain("type=pipeline,layout={TestSource:name=a+FifoFilter:max=4+TestSink:name=z}");
+    ASSERT_TRUE(chain);
+    ASSERT_TRUE(chain.play());
+    TestSink& sink = chain.child<TestSink>("z");
+    sink.setPrompt(true);
+    int given = 0;
+    EXPECT_TRUE(waitUntil([&] {
+        chain.child<TestSource>("a").push(picture(given++));
+        return sink.thread() == std::this_thread::get_id();
+    }));
+    ASSERT_TRUE(sink.waitFor(static_cast<std::size_t>(given)));
+    const std::vector<std::int64_t> stamps = sink.stamps(origin);
+    for (int i = 0; i < given; ++i) EXPECT_EQ(stamps[static_cast<std::size_t>(i)], i);
+}
+
 TEST(Fifo, DrainsOnTheWayDown) {
     Described chain("type=pipeline,layout={TestSource:name=a+FifoFilter:max=100+TestSink:name=z}");
     ASSERT_TRUE(chain);

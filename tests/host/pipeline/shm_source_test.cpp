@@ -58,6 +58,37 @@ TEST(ShmSource, BeginsWithAKeyFrameAndDrainsOnTheWayDown) {
     EXPECT_EQ(sink.packets().size(), 26U);
 }
 
+TEST(ShmSource, HandsOnWithTheThreadThatGivesWhatIsDoneAtOnce) {
+    Described given(giver("plGiven"));
+    Described reading(reader("plGiven"));
+    ASSERT_TRUE(given && reading);
+    ASSERT_TRUE(given.play() && reading.play());
+    TestSink& sink = reading.child<TestSink>("z");
+    int count = 0;
+    const auto push = [&] {
+        given.child<TestSource>("a").push(videoPacket(origin + milliseconds(count++), true));
+        return sink.thread() == std::this_thread::get_id();
+    };
+    for (int i = 0; i < 100; ++i) EXPECT_FALSE(push());
+    sink.setPrompt(true);
+    EXPECT_TRUE(waitUntil(push));
+    const std::vector<std::int64_t> stamps = sink.stamps(origin);
+    EXPECT_TRUE(std::is_sorted(stamps.begin(), stamps.end()));
+}
+
+TEST(ShmSource, APipelineCannotListenToItself) {
+    Described loop(giver("plGiven"));
+    ASSERT_TRUE(loop);
+    auto& pipeline = loop.child<ObjectImpl>("plGiven");
+    base::AttrSet again;
+    ASSERT_TRUE(again.Parse("layout={ShmSource:connect={type=pipeline,name=plGiven},name=src}"));
+    ASSERT_TRUE(pipeline.Configure(again));
+    const ErrorLines lines;
+    EXPECT_FALSE(loop.play());
+    ASSERT_FALSE(lines.messages().empty());
+    EXPECT_THAT(lines.messages().front(), HasSubstr("pipeline \"plGiven\" cannot listen to itself"));
+}
+
 TEST(ShmSource, ASlowListenerLosesItsOwnGroupsAndHoldsBackNobody) {
     Described given(giver("plGiven"));
     Described slow(reader("plGiven"));

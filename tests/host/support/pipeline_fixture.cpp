@@ -1,5 +1,7 @@
 #include "pipeline_fixture.h"
 
+#include <pthread.h>
+
 #include "core/class_registry.h"
 #include "kep/entry_points.h"
 
@@ -47,7 +49,10 @@ SharedPacket audioPacket(SteadyTime stamp, int size) {
 
 void TestSink::take(const SharedPacket& packet, const Element&) {
     std::unique_lock lock(mutex_);
+    char name[16] = {};
+    pthread_getname_np(pthread_self(), name, sizeof name);
     thread_ = std::this_thread::get_id();
+    threadName_ = name;
     changed_.wait(lock, [this] { return open_; });
     packets_.push_back(packet);
     changed_.notify_all();
@@ -91,6 +96,11 @@ void TestSink::setOpen(bool open) {
 std::thread::id TestSink::thread() {
     const std::lock_guard lock(mutex_);
     return thread_;
+}
+
+std::string TestSink::threadName() {
+    const std::lock_guard lock(mutex_);
+    return threadName_;
 }
 
 std::vector<std::string> TestWitness::events;

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <functional>
@@ -44,6 +45,9 @@ class TestSink final : public Element {
     ~TestSink() override { retire(); }
     void take(const SharedPacket& packet, const Element& from) override;
     void takeCut(const Element&) override;
+    /** As setPrompt() says; false at first. */
+    bool isPrompt() override { return prompt_; }
+    void setPrompt(bool prompt) { prompt_ = prompt; }
 
     std::vector<SharedPacket> packets();
     /** The stamps in milliseconds after `origin`. */
@@ -53,7 +57,9 @@ class TestSink final : public Element {
     int cutAfter();
     /** While it is closed, whoever gives waits. */
     void setOpen(bool open);
+    /** Which thread brought the last packet. */
     std::thread::id thread();
+    std::string threadName();
 
   private:
     std::mutex mutex_;
@@ -61,7 +67,9 @@ class TestSink final : public Element {
     std::vector<SharedPacket> packets_;
     int cutAfter_ = -1;
     bool open_ = true;
+    std::atomic<bool> prompt_{false};
     std::thread::id thread_;
+    std::string threadName_;
 };
 
 /** Notes its changes of state in `events`: class TestWitness. */
