@@ -51,6 +51,31 @@ TEST_F(SyncTest, GivesBothInTheOrderOfTheirStampsOnOneThread) {
     EXPECT_NE(sink().thread(), std::this_thread::get_id());
 }
 
+/** With a wait longer than that of any test. */
+class PatientSyncTest : public SyncTest {
+  protected:
+    PatientSyncTest() : SyncTest(60'000) {}
+};
+
+TEST_F(PatientSyncTest, GivesAPacketAsSoonAsTheOtherStreamHasPassedIt) {
+    picture(0);
+    for (int i = 1; i < 40; ++i) {
+        if (i % 2) {
+            sound(i * 10);
+        } else {
+            picture(i * 10);
+        }
+        ASSERT_TRUE(sink().waitFor(static_cast<std::size_t>(i))) << i;
+    }
+}
+
+TEST_F(ImpatientSyncTest, GivesAPacketThatIsAloneWhenItHasWaitedLongEnough) {
+    for (int i = 0; i < 20; ++i) {
+        picture(i * 33);
+        ASSERT_TRUE(sink().waitFor(static_cast<std::size_t>(i) + 1)) << i;
+    }
+}
+
 TEST_F(SyncTest, BeginsWithTheFirstKeyFrame) {
     for (int i = 0; i < 10; ++i) sound(i * 20);
     picture(50, false);
