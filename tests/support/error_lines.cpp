@@ -3,6 +3,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <sstream>
 #include <stdexcept>
 
@@ -36,4 +37,11 @@ std::vector<std::string> ErrorLines::messages() const {
         all.push_back(message == std::string::npos ? line : line.substr(message + 2));
     }
     return all;
+}
+
+int ErrorLines::count(const std::string& part) const {
+    const std::vector<std::string> all = messages();
+    return static_cast<int>(std::count_if(all.begin(), all.end(), [&](const std::string& message) {
+        return message.find(part) != message.npos;
+    }));
 }

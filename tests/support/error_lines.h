@@ -16,6 +16,8 @@ class ErrorLines {
     std::string raw() const;
     /** The messages of the lines so far, without colour and place. */
     std::vector<std::string> messages() const;
+    /** How many lines have `part` in them. */
+    int count(const std::string& part) const;
 
   private:
     int file_;

@@ -103,7 +103,7 @@ TEST_P(AacFormat, IsReadAndDecodesToTheSamplesOfItsStamps) {
         EXPECT_LT(phaseDistance(pitch.phase, -std::numbers::pi / 2), 0.25) << index;
     }
     EXPECT_GE(judged, 1);
-    EXPECT_EQ(errors_.text(), "");
+    EXPECT_EQ(errors_.raw(), "");
 }
 
 INSTANTIATE_TEST_SUITE_P(Rates, AacFormat,

@@ -34,8 +34,8 @@ TEST_F(FaultyTone, IsLostWhileTheFileIsThere) {
     writeFile(sign_, "");
     pullFrames(*source_, 1500);
     EXPECT_EQ(errors_.count("microphone test:lost=" + sign_ + " is lost"), 1);
-    EXPECT_TRUE(messages.waitForOne("name=deviceLost,media=audio,device={test:lost=" + sign_ + "}"));
-    EXPECT_TRUE(messages.waitForOne("name=stopped"));
+    EXPECT_NE(messages.waitFor("name=deviceLost,media=audio,device={test:lost=" + sign_ + "}"), "");
+    EXPECT_NE(messages.waitFor("name=stopped"), "");
     EXPECT_FALSE(source_->ChangeUp(State::play));
     EXPECT_EQ(errors_.count(refused), 2);
     std::remove(sign_.c_str());
@@ -49,7 +49,7 @@ TEST_F(FaultyTone, GivesNothingWhileItIsStalledAndGoesOnInItsTime) {
     ASSERT_TRUE(source_->ChangeUp(State::play));
     Clock::time_point last = pullFrames(*source_, 3).back()->stamp;
     writeFile(sign_, "");
-    ASSERT_TRUE(waitFor([&] {
+    ASSERT_TRUE(waitUntil([&] {
         Frame frame;
         while (source_->PullFrame(frame, false)) last = frame->stamp;
         return Clock::now() > last + kSilence;
@@ -66,7 +66,7 @@ TEST_F(FaultyTone, GivesNothingWhileItIsStalledAndGoesOnInItsTime) {
         EXPECT_NEAR(samples[2 * i], 8192 * std::sin(2 * std::numbers::pi * hertz * double(first + i) / 48000),
                     0.6);
     }
-    EXPECT_EQ(errors_.text(), "");
+    EXPECT_EQ(errors_.raw(), "");
 }
 
 TEST_F(FaultyTone, IsRefusedWithAFaultThatItCannotHave) {

@@ -39,7 +39,7 @@ class FileMicrophone : public ::testing::Test {
         const auto source = create(48000, 2);
         EXPECT_FALSE(source->ChangeUp(State::play));
         EXPECT_EQ(errors_.count("audio file " + path + ": "), 1);
-        EXPECT_EQ(errors_.count(cause), 1) << errors_.text();
+        EXPECT_EQ(errors_.count(cause), 1) << errors_.raw();
         const ScopedEnv test("KEP_HOST_AUDIO", "test");
         EXPECT_TRUE(source->ChangeUp(State::play));
         EXPECT_EQ(pullFrames(*source, 1).size(), 1u);
@@ -61,7 +61,7 @@ TEST_F(FileMicrophone, PlaysAFileOverAndOverWithoutAGap) {
     for (std::size_t index = 0; index < heard.size(); ++index)
         ASSERT_EQ(heard[index], recorded[index % recorded.size()]) << index;
     for (const Frame& frame : frames) EXPECT_LE(frame->stamp + std::chrono::milliseconds(20), Clock::now());
-    EXPECT_EQ(errors_.text(), "");
+    EXPECT_EQ(errors_.raw(), "");
 }
 
 TEST_F(FileMicrophone, OneChannelBecomesTwoOfTheSameLevel) {
@@ -131,7 +131,7 @@ TEST_F(FileMicrophone, AFileWithoutASingleSampleEndsTheStream) {
     ASSERT_TRUE(source->ChangeUp(State::play));
     Frame frame;
     EXPECT_FALSE(source->PullFrame(frame, true));
-    EXPECT_TRUE(messages.waitForOne("name=deviceLost"));
+    EXPECT_NE(messages.waitFor("name=deviceLost"), "");
     EXPECT_EQ(errors_.count("there is no sound in it"), 1);
 }
 
@@ -147,7 +147,7 @@ class Pipe : public FileMicrophone {
     int openWriter() {
         int file = -1;
         EXPECT_TRUE(
-            waitFor([&] { return (file = open(path_.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC)) >= 0; }));
+            waitUntil([&] { return (file = open(path_.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC)) >= 0; }));
         fcntl(file, F_SETFL, 0);
         return file;
     }
@@ -170,7 +170,7 @@ TEST_F(Pipe, TheEndIsALostDeviceAndTheNextStartTriesAnew) {
         std::thread writer([&] {
             const int file = openWriter();
             feed(file, wavOf(sound_, 48000, 1));
-            EXPECT_TRUE(waitFor([&] { return second->CurrentState() == State::play; }));
+            EXPECT_TRUE(waitUntil([&] { return second->CurrentState() == State::play; }));
             close(file);
         });
         ASSERT_TRUE(first->ChangeUp(State::play));
@@ -181,12 +181,12 @@ TEST_F(Pipe, TheEndIsALostDeviceAndTheNextStartTriesAnew) {
         EXPECT_EQ(heard.size(), 37u * 960);
         EXPECT_TRUE(std::equal(heard.begin(), heard.end(), sound_.begin()));
         EXPECT_LE(pullFrames(*second, 1000).size(), 37u);
-        EXPECT_TRUE(waitFor([&] { return second->CurrentState() != State::play; }));
+        EXPECT_TRUE(waitUntil([&] { return second->CurrentState() != State::play; }));
         EXPECT_FALSE(dynamic_cast<kep::stream::IStatus&>(*first).StatusIsPlay());
         EXPECT_EQ(errors_.count("audio file " + path_ + " has ended"), round);
     }
     for (Messages* told : {&messages, &others})
-        EXPECT_TRUE(told->waitForOne("name=deviceLost,media=audio,device=file:" + path_));
+        EXPECT_NE(told->waitFor("name=deviceLost,media=audio,device=file:" + path_), "");
 
     const ScopedEnv test("KEP_HOST_AUDIO", "test");
     ASSERT_TRUE(first->ChangeUp(State::play));
@@ -212,7 +212,7 @@ TEST_F(Pipe, AStalledDeviceHoldsNobodyBack) {
 
     // Nothing comes any more: a pull that does not wait says so, a waiting one is ended by the stop.
     Frame frame;
-    EXPECT_TRUE(waitFor([&] { return !source->PullFrame(frame, false); }));
+    EXPECT_TRUE(waitUntil([&] { return !source->PullFrame(frame, false); }));
     std::thread reader([&] {
         for (Frame late; source->PullFrame(late, true);) continue;
     });
@@ -233,7 +233,7 @@ TEST_F(Pipe, ALateWriterIsNotCaughtUpWith) {
     const std::vector<Frame> before = pullFrames(*source, 36);
     ASSERT_EQ(before.size(), 36u);
     const Clock::time_point silent = Clock::now();
-    ASSERT_TRUE(waitFor([&] { return Clock::now() > silent + std::chrono::milliseconds(400); }));
+    ASSERT_TRUE(waitUntil([&] { return Clock::now() > silent + std::chrono::milliseconds(400); }));
     const std::string rest(64000, '\0');
     std::thread later([&] { feed(file, rest); });
     const std::vector<Frame> after = pullFrames(*source, 10);

@@ -63,7 +63,7 @@ TEST_P(PcmFormat, SamplesAreThoseOfTheirStamps) {
     }
     EXPECT_GE(judged, 4);
     EXPECT_TRUE(source->ChangeDown(State::null));
-    EXPECT_EQ(errors_.text(), "");
+    EXPECT_EQ(errors_.raw(), "");
 }
 
 INSTANTIATE_TEST_SUITE_P(Rates, PcmFormat,
@@ -117,7 +117,7 @@ TEST_F(Pcm, ASlowReaderLosesItsOldestFramesAndIsTold) {
     ASSERT_EQ(all.size(), 130u);
     for (std::size_t index = 1; index < all.size(); ++index)
         ASSERT_EQ(all[index]->stamp - all[index - 1]->stamp, std::chrono::milliseconds(20));
-    ASSERT_TRUE(messages.waitForOne("name=frameLost,media=audio,lost="));
+    ASSERT_NE(messages.waitFor("name=frameLost,media=audio,lost="), "");
 
     // What is left is an unbroken piece, bounded in length, and what is missing before it is what was told.
     const std::vector<Frame> left = pullFrames(*slow, 50);
@@ -126,7 +126,7 @@ TEST_F(Pcm, ASlowReaderLosesItsOldestFramesAndIsTold) {
     EXPECT_GE(lost, 20);
     for (std::size_t index = 1; index < left.size(); ++index)
         EXPECT_EQ(left[index]->index, lost + int(index));
-    EXPECT_TRUE(messages.waitForOne(",total=" + std::to_string(lost)));
+    EXPECT_NE(messages.waitFor("", ",total=" + std::to_string(lost)), "");
 }
 
 TEST_F(Pcm, StartsAgainAndAgainAndLeavesNothingBehind) {
@@ -143,8 +143,8 @@ TEST_F(Pcm, StartsAgainAndAgainAndLeavesNothingBehind) {
         ASSERT_TRUE(source->ChangeDown(State::null));
     }
     EXPECT_EQ(openDescriptors(), descriptors);
-    EXPECT_TRUE(waitFor([&] { return runningThreads() <= threads; }));
-    EXPECT_EQ(errors_.text(), "");
+    EXPECT_TRUE(waitUntil([&] { return runningThreads() <= threads; }));
+    EXPECT_EQ(errors_.raw(), "");
 }
 
 TEST_F(Pcm, AFrameOutlivesItsStream) {
@@ -174,7 +174,7 @@ TEST_F(Pcm, AStopEndsAWaitingPull) {
     std::thread reader([&] {
         for (Frame frame; source->PullFrame(frame, true);) ++pulled;
     });
-    EXPECT_TRUE(waitFor([&] { return pulled > 2; }));
+    EXPECT_TRUE(waitUntil([&] { return pulled > 2; }));
     ASSERT_TRUE(source->ChangeDown(State::null));
     reader.join();
     EXPECT_FALSE(dynamic_cast<IStatus&>(*source).StatusIsPlay());
@@ -198,9 +198,9 @@ TEST_F(Pcm, TellsItsState) {
     EXPECT_EQ(source->CurrentState(), State::null);
     ASSERT_TRUE(source->ChangeUp(State::play));
     EXPECT_EQ(source->CurrentState(), State::play);
-    EXPECT_TRUE(messages.waitForOne("name=started"));
+    EXPECT_NE(messages.waitFor("name=started"), "");
     ASSERT_TRUE(source->ChangeDown(State::null));
-    EXPECT_TRUE(messages.waitForOne("name=stopped"));
+    EXPECT_NE(messages.waitFor("name=stopped"), "");
     EXPECT_EQ(source->CurrentState(), State::null);
 }
 

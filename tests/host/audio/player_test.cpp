@@ -71,7 +71,7 @@ TEST_F(Player, TheFileHoldsWhatWasPushed) {
             "ffprobe -v error -show_entries stream=codec_name,sample_rate,channels,duration_ts -of csv=p=0 " +
             wav_),
         "pcm_s16le,44100,2,150000\n");
-    EXPECT_EQ(errors_.text(), "");
+    EXPECT_EQ(errors_.raw(), "");
 }
 
 TEST_F(Player, AnIncompleteLastSampleIsNotPlayed) {
@@ -87,7 +87,7 @@ TEST_F(Player, TheFileIsReadableWhileItGrows) {
     ASSERT_TRUE(player->ChangeUp(State::play));
     for (const std::uint32_t sum : {2000u, 4000u, 6000u}) {
         ASSERT_TRUE(push(*player, sound(2000)));
-        EXPECT_TRUE(waitFor([&] {
+        EXPECT_TRUE(waitUntil([&] {
             const std::string now = contentsOf(wav_);
             return now.size() == 44 + sum && number(now, 40) == sum && number(now, 4) == sum + 36;
         }));
@@ -152,10 +152,10 @@ TEST_F(Player, AFileThatFillsUpIsALostDevice) {
     Messages messages(*player);
     ASSERT_TRUE(player->ChangeUp(State::play));
     setrlimit(RLIMIT_FSIZE, &small);
-    EXPECT_TRUE(waitFor([&] { return !push(*player, sound(5000)); }));
+    EXPECT_TRUE(waitUntil([&] { return !push(*player, sound(5000)); }));
     setrlimit(RLIMIT_FSIZE, &before);
-    EXPECT_TRUE(messages.waitForOne("name=deviceLost,media=audio,device=file:" + wav_));
-    EXPECT_TRUE(waitFor([&] { return player->CurrentState() != State::play; }));
+    EXPECT_NE(messages.waitFor("name=deviceLost,media=audio,device=file:" + wav_), "");
+    EXPECT_TRUE(waitUntil([&] { return player->CurrentState() != State::play; }));
     EXPECT_EQ(errors_.count("cannot write speaker file " + wav_ + ": "), 1);
 
     ASSERT_TRUE(player->ChangeUp(State::play));
@@ -230,7 +230,7 @@ TEST_F(NullPlayer, AStopEndsAWaitingPush) {
     });
     // The queue is full once a minute's push is under way for longer than its first part takes.
     const Clock::time_point begin = Clock::now();
-    EXPECT_TRUE(waitFor([&] { return Clock::now() - begin > std::chrono::milliseconds(100); }));
+    EXPECT_TRUE(waitUntil([&] { return Clock::now() - begin > std::chrono::milliseconds(100); }));
     ASSERT_TRUE(player->ChangeDown(State::null));
     feeder.join();
     EXPECT_EQ(errors_.count("cannot play a frame") + errors_.count("the player was stopped"), 1);

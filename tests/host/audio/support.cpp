@@ -2,31 +2,17 @@
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
 #include <complex>
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <numbers>
-#include <sstream>
-#include <thread>
 
 namespace audio_test {
-
-bool waitFor(const std::function<bool()>& condition) {
-    const auto end = Clock::now() + kLimit;
-    while (!condition()) {
-        if (Clock::now() > end) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return true;
-}
 
 ScopedEnv::ScopedEnv(const char* name, const std::optional<std::string>& value) : name_(name) {
     if (const char* set = std::getenv(name)) before_ = set;
@@ -51,59 +37,6 @@ ScopedFolder::ScopedFolder() {
 ScopedFolder::~ScopedFolder() {
     std::error_code ignored;
     std::filesystem::remove_all(path_, ignored);
-}
-
-ErrorLines::ErrorLines() : before_(dup(2)), file_(memfd_create("errors", MFD_CLOEXEC)) {
-    dup2(file_, 2);
-}
-
-ErrorLines::~ErrorLines() {
-    dup2(before_, 2);
-    const std::string written = text();
-    if (::testing::Test::HasFailure()) std::fputs(written.c_str(), stderr);
-    close(before_);
-    close(file_);
-}
-
-std::string ErrorLines::text() const {
-    std::string all(static_cast<std::size_t>(std::max<off_t>(lseek(file_, 0, SEEK_END), 0)), '\0');
-    const ssize_t got = pread(file_, all.data(), all.size(), 0);
-    all.resize(static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
-    return all;
-}
-
-int ErrorLines::count(const std::string& part) const {
-    std::istringstream lines(text());
-    int found = 0;
-    for (std::string line; std::getline(lines, line);) found += line.find(part) != std::string::npos;
-    return found;
-}
-
-Messages::Messages(Control& stream) {
-    stream.RegisterMessageCallback([shared = shared_](const char* text) {
-        {
-            const std::lock_guard lock(shared->mutex);
-            shared->texts.emplace_back(text);
-        }
-        shared->came.notify_all();
-        return true;
-    });
-}
-
-std::optional<std::string> Messages::waitForOne(const std::string& part) {
-    std::optional<std::string> found;
-    std::unique_lock lock(shared_->mutex);
-    shared_->came.wait_until(lock, Clock::now() + kLimit, [&] {
-        for (const std::string& text : shared_->texts)
-            if (!found && text.find(part) != std::string::npos) found = text;
-        return found.has_value();
-    });
-    return found;
-}
-
-std::vector<std::string> Messages::all() const {
-    const std::lock_guard lock(shared_->mutex);
-    return shared_->texts;
 }
 
 std::vector<Frame> pullFrames(Output& source, int count) {
@@ -179,19 +112,6 @@ std::string wavOf(const std::vector<std::int16_t>& samples, int rate, int channe
 
 void writeFile(const std::string& path, const std::string& bytes) {
     std::ofstream(path, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-}
-
-std::string outputOf(const std::string& command) {
-    std::string output;
-    FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe) {
-        ADD_FAILURE() << "cannot run " << command;
-        return output;
-    }
-    char part[4096];
-    while (const std::size_t got = std::fread(part, 1, sizeof part, pipe)) output.append(part, got);
-    EXPECT_EQ(pclose(pipe), 0) << command;
-    return output;
 }
 
 namespace {

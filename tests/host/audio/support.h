@@ -2,29 +2,25 @@
 #define TESTS_HOST_AUDIO_SUPPORT_H
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
-#include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "command_output.h"
+#include "error_lines.h"
 #include "file_contents.h"
 #include "kep/streaming.h"
+#include "stream_fixture.h"
+#include "wait_until.h"
 
 namespace audio_test {
 
 using Clock = std::chrono::steady_clock;
 using Frame = std::shared_ptr<kep::api::streaming::common::frame_t>;
-using Control = kep::api::streaming::common::IStreamControl;
+using kep::host::Messages;
 using Output = kep::api::streaming::common::IStreamOutput;
-
-/** How long a test waits for a condition before it fails. */
-constexpr std::chrono::seconds kLimit{30};
-
-bool waitFor(const std::function<bool()>& condition);
 
 /** Sets an environment variable for the life of the object; without a value it is unset. */
 class ScopedEnv {
@@ -47,37 +43,6 @@ class ScopedFolder {
 
   private:
     std::string path_;
-};
-
-/** Collects what the process writes to standard error. */
-class ErrorLines {
-  public:
-    ErrorLines();
-    ~ErrorLines();
-    std::string text() const;
-    /** Lines that contain `part`. */
-    int count(const std::string& part) const;
-
-  private:
-    int before_;
-    int file_;
-};
-
-/** Collects the messages of a stream. */
-class Messages {
-  public:
-    explicit Messages(Control& stream);
-    /** Waits until a message contains `part`; that message, or nothing. */
-    std::optional<std::string> waitForOne(const std::string& part);
-    std::vector<std::string> all() const;
-
-  private:
-    struct Shared {
-        std::mutex mutex;
-        std::condition_variable came;
-        std::vector<std::string> texts;
-    };
-    std::shared_ptr<Shared> shared_ = std::make_shared<Shared>();
 };
 
 /** The next `count` frames, fewer when the stream ends before. */
@@ -103,9 +68,6 @@ Signal signalAt(double start, double seconds);
 
 std::string wavOf(const std::vector<std::int16_t>& samples, int rate, int channels);
 void writeFile(const std::string& path, const std::string& bytes);
-
-/** Standard output of a shell command; fails the test when the command fails. */
-std::string outputOf(const std::string& command);
 
 /** Values of the process that must stay flat. */
 int openDescriptors();

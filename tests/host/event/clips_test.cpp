@@ -4,18 +4,17 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <mutex>
 #include <sstream>
-#include <thread>
 
 #include "kep/streaming.h"
 #include "media/pipeline/outlet.h"
 #include "recorded_file.h"
 #include "vornisa_api.h"
+#include "wait_until.h"
 
 namespace {
 
@@ -29,15 +28,6 @@ constexpr seconds patience(60);
 constexpr int kRate = 30;
 /** Pictures in a group of the board's pipeline. */
 constexpr int kGroup = 15;
-
-bool waitUntil(const std::function<bool()>& met) {
-    const auto limit = Clock::now() + patience;
-    while (!met()) {
-        if (Clock::now() > limit) return false;
-        std::this_thread::sleep_for(milliseconds(5));
-    }
-    return true;
-}
 
 /** The messages of all resources; a callback of the API knows no owner. */
 class Messages {

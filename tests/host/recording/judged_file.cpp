@@ -12,6 +12,7 @@
 #include <numbers>
 #include <sstream>
 
+#include "command_output.h"
 #include "picture_probe.h"
 
 namespace {
@@ -51,16 +52,6 @@ float likeness(const std::vector<float>& samples, std::size_t at) {
 
 }  // namespace
 
-std::string outputOfCommand(const std::string& command) {
-    std::string output;
-    FILE* const pipe = popen((command + " 2>&1").c_str(), "r");
-    char part[1 << 16];
-    while (const std::size_t got = pipe ? std::fread(part, 1, sizeof part, pipe) : 0)
-        output.append(part, got);
-    EXPECT_EQ(pipe ? pclose(pipe) : -1, 0) << command << "\n" << output.substr(0, 500);
-    return output;
-}
-
 std::vector<std::filesystem::path> filesIn(const std::filesystem::path& folder) {
     std::multimap<std::filesystem::file_time_type, std::filesystem::path> byTime;
     for (const auto& entry : std::filesystem::directory_iterator(folder)) {
@@ -76,8 +67,7 @@ std::vector<std::filesystem::path> filesIn(const std::filesystem::path& folder) 
 
 JudgedFile::JudgedFile(const std::filesystem::path& path, int width, int height, bool ofTestSources)
     : path_(path) {
-    EXPECT_EQ(outputOfCommand("ffmpeg -v warning -xerror -i '" + path.string() + "' -fps_mode vfr -f null -"),
-              "")
+    EXPECT_EQ(outputOf("ffmpeg -v warning -xerror -i '" + path.string() + "' -fps_mode vfr -f null -"), "")
         << path;
     video_ = readPackets("v:0");
     audio_ = readPackets("a:0");
@@ -88,9 +78,9 @@ JudgedFile::JudgedFile(const std::filesystem::path& path, int width, int height,
 
 std::vector<JudgedFile::Packet> JudgedFile::readPackets(const char* stream) const {
     std::istringstream lines(
-        outputOfCommand("ffprobe -v error -select_streams " + std::string(stream) +
-                        " -show_entries packet=pts_time,duration_time,size,flags -of compact=p=0:nk=1 '" +
-                        path_.string() + "'"));
+        outputOf("ffprobe -v error -select_streams " + std::string(stream) +
+                 " -show_entries packet=pts_time,duration_time,size,flags -of compact=p=0:nk=1 '" +
+                 path_.string() + "'"));
     std::vector<Packet> packets;
     for (std::string line; std::getline(lines, line);) {
         if (line.empty()) continue;
@@ -109,8 +99,8 @@ std::vector<JudgedFile::Packet> JudgedFile::readPackets(const char* stream) cons
 }
 
 void JudgedFile::readPictures(int width, int height) {
-    const std::string raw = outputOfCommand("ffmpeg -v quiet -i '" + path_.string() +
-                                            "' -map 0:v -fps_mode passthrough -f rawvideo -pix_fmt gray -");
+    const std::string raw = outputOf("ffmpeg -v quiet -i '" + path_.string() +
+                                     "' -map 0:v -fps_mode passthrough -f rawvideo -pix_fmt gray -");
     const auto size = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
     EXPECT_EQ(raw.size(), size * video_.size());
     for (std::size_t i = 0; i < video_.size() && (i + 1) * size <= raw.size(); ++i) {
@@ -124,8 +114,7 @@ void JudgedFile::readPictures(int width, int height) {
 
 void JudgedFile::readSound() {
     if (audio_.empty()) return;
-    const std::string raw =
-        outputOfCommand("ffmpeg -v quiet -i '" + path_.string() + "' -map 0:a -ac 1 -f f32le -");
+    const std::string raw = outputOf("ffmpeg -v quiet -i '" + path_.string() + "' -map 0:a -ac 1 -f f32le -");
     samples_.resize(raw.size() / sizeof(float));
     std::memcpy(samples_.data(), raw.data(), samples_.size() * sizeof(float));
     EXPECT_EQ(samples_.size(), audio_.size() * kUnitSamples);
@@ -162,9 +151,8 @@ double JudgedFile::length() const {
 }
 
 int JudgedFile::parameterBytes() const {
-    return std::atoi(
-        outputOfCommand("ffprobe -v error -select_streams v:0 -show_entries stream=extradata_size "
-                        "-of default=nk=1:nw=1 '" +
-                        path_.string() + "'")
-            .c_str());
+    return std::atoi(outputOf("ffprobe -v error -select_streams v:0 -show_entries stream=extradata_size "
+                              "-of default=nk=1:nw=1 '" +
+                              path_.string() + "'")
+                         .c_str());
 }

@@ -54,9 +54,6 @@ class JudgedFile {
     std::vector<float> samples_; /**< one channel of what the packets of sound decode to */
 };
 
-/** What a shell command writes to standard output and standard error; fails the test when it fails. */
-std::string outputOfCommand(const std::string& command);
-
 /** The files of a folder, the first made first. */
 std::vector<std::filesystem::path> filesIn(const std::filesystem::path& folder);
 

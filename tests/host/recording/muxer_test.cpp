@@ -11,7 +11,6 @@
 namespace kep::host {
 namespace {
 
-using recording_test::waitUntil;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <ctime>
 
+#include "command_output.h"
 #include "error_lines.h"
 #include "judged_file.h"
 #include "recorder.h"
@@ -37,9 +38,9 @@ TEST_F(PublicRecording, OfTheFirstKindIsFragmentedWhateverItsExtension) {
     EXPECT_THAT(names(), testing::ElementsAre("a.ts"));
     const JudgedFile file(folder() / "a.ts");
     EXPECT_FALSE(file.audio().empty());
-    EXPECT_NE(outputOfCommand("ffprobe -v error -show_entries format=format_name " + file.path().string())
-                  .find("mp4"),
-              std::string::npos);
+    EXPECT_NE(
+        outputOf("ffprobe -v error -show_entries format=format_name " + file.path().string()).find("mp4"),
+        std::string::npos);
 }
 
 TEST_F(PublicRecording, EndsByReleaseToo) {
@@ -97,11 +98,11 @@ TEST_F(PublicRecording, GoesOnWithoutAMicrophoneAndHasSoundWhenThereIsOne) {
     setenv("KEP_HOST_AUDIO", ("file:" + sound.string()).c_str(), 1);
     ASSERT_EQ(record(2, "a.mp4", kProtected), VNRES_SUCCEED);
     ASSERT_TRUE(waitForFiles(1));
-    outputOfCommand("ffmpeg -v error -f lavfi -i sine=d=60:r=48000 -ac 2 " + sound.string());
+    outputOf("ffmpeg -v error -f lavfi -i sine=d=60:r=48000 -ac 2 " + sound.string());
     std::size_t checked = 0;
     const auto hasSound = [](const std::filesystem::path& path) {
-        return outputOfCommand("ffprobe -v error -show_entries stream=codec_type -of default=nk=1:nw=1 " +
-                               path.string())
+        return outputOf("ffprobe -v error -show_entries stream=codec_type -of default=nk=1:nw=1 " +
+                        path.string())
                    .find("audio") != std::string::npos;
     };
     EXPECT_TRUE(waitUntil([&] {
@@ -127,9 +128,9 @@ TEST_F(PublicRecording, HoldsH265WhereThereIsAnEncoder) {
     ASSERT_EQ(end(), VNRES_SUCCEED);
     const JudgedFile file(folder() / "a.mp4");
     EXPECT_TRUE(file.video().front().key);
-    EXPECT_EQ(outputOfCommand("ffprobe -v error -select_streams v -show_entries "
-                              "stream=codec_name,codec_tag_string -of default=nk=1:nw=1 " +
-                              file.path().string()),
+    EXPECT_EQ(outputOf("ffprobe -v error -select_streams v -show_entries "
+                       "stream=codec_name,codec_tag_string -of default=nk=1:nw=1 " +
+                       file.path().string()),
               "hevc\nhvc1\n");
 }
 

@@ -2,14 +2,12 @@
 
 #include <stdlib.h>
 
-#include <chrono>
-#include <thread>
 
+#include "judged_file.h"
 #include "kep/attr_set.h"
 #include "kep/entry_points.h"
 #include "kep/message.h"
 #include "kep/object.h"
-#include "judged_file.h"
 #include "vornisa_api.h"
 
 namespace recording_test {
@@ -25,15 +23,6 @@ kep::base::IMessageProcesser* application() {
 }
 
 }  // namespace
-
-bool waitUntil(const std::function<bool()>& met) {
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::minutes(1);
-    while (!met()) {
-        if (std::chrono::steady_clock::now() > limit) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
-}
 
 RecordingTest::RecordingTest() {
     std::string pattern = std::filesystem::temp_directory_path() / "recordingXXXXXX";
@@ -84,8 +73,7 @@ bool RecordingTest::waitForFiles(std::size_t count) const {
 
 RecordingMessages::RecordingMessages() {
     application()->RegisterMessageProcessCallback([box = box_](kep::base::Message& message) {
-        const std::lock_guard lock(box->mutex);
-        box->texts.push_back(message.ToString());
+        box->put(message.ToString());
         return true;
     });
 }
@@ -95,11 +83,11 @@ RecordingMessages::~RecordingMessages() {
 }
 
 std::vector<std::string> RecordingMessages::all(const std::string& name) const {
-    const std::lock_guard lock(box_->mutex);
-    std::vector<std::string> found;
-    for (const std::string& text : box_->texts) {
-        if (text.starts_with("name=" + name + ",") || text == "name=" + name) found.push_back(text);
-    }
+    std::vector<std::string> found = box_->all("name=" + name);
+    // Not of a name that only begins so.
+    std::erase_if(found, [&](const std::string& text) {
+        return text.size() > name.size() + 5 && text[name.size() + 5] != ',';
+    });
     return found;
 }
 

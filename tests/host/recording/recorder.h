@@ -3,18 +3,15 @@
 
 #include <gtest/gtest.h>
 
-#include <condition_variable>
 #include <filesystem>
-#include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
-namespace recording_test {
+#include "message_box.h"
+#include "wait_until.h"
 
-/** Waits until `met`; false when that has not come about within a minute. */
-bool waitUntil(const std::function<bool()>& met);
+namespace recording_test {
 
 /** A folder of its own for each test. */
 class RecordingTest : public testing::Test {
@@ -50,11 +47,7 @@ class RecordingMessages {
     int lost() const;
 
   private:
-    struct Box {
-        std::mutex mutex;
-        std::vector<std::string> texts;
-    };
-    std::shared_ptr<Box> box_ = std::make_shared<Box>();
+    std::shared_ptr<MessageBox> box_ = std::make_shared<MessageBox>();
 };
 
 }  // namespace recording_test

@@ -28,15 +28,6 @@ std::shared_ptr<MediaPacket> packetOf(Media::Kind kind, SteadyTime stamp, int si
 
 }  // namespace
 
-bool waitUntil(const std::function<bool()>& met) {
-    const auto limit = Clock::now() + patience;
-    while (!met()) {
-        if (Clock::now() > limit) return false;
-        std::this_thread::sleep_for(milliseconds(1));
-    }
-    return true;
-}
-
 SharedPacket videoPacket(SteadyTime stamp, bool key, int size) {
     auto packet = packetOf(Media::Kind::video, stamp, size);
     packet->key = key;
@@ -125,11 +116,7 @@ bool TestWitness::down(State target) {
 Described::Described(const std::string& text) : object_(dynamic_cast<ObjectImpl*>(kepCreate(text.c_str()))) {
     if (!object_) return;
     object_->RegisterMessageProcessCallback([box = box_](base::Message& message) {
-        {
-            const std::lock_guard lock(box->mutex);
-            box->texts.push_back(message.ToString());
-        }
-        box->arrived.notify_all();
+        box->put(message.ToString());
         return true;
     });
 }
@@ -137,27 +124,6 @@ Described::Described(const std::string& text) : object_(dynamic_cast<ObjectImpl*
 void Described::reset() {
     if (object_) kepDestroy(object_);
     object_ = nullptr;
-}
-
-std::string Described::waitForMessage(const std::string& beginning, const std::string& part) {
-    std::unique_lock lock(box_->mutex);
-    std::string found;
-    box_->arrived.wait_until(lock, Clock::now() + patience, [&] {
-        for (const std::string& text : box_->texts) {
-            if (text.starts_with(beginning) && text.find(part) != std::string::npos) found = text;
-        }
-        return !found.empty();
-    });
-    return found;
-}
-
-std::vector<std::string> Described::messages(const std::string& beginning) {
-    const std::lock_guard lock(box_->mutex);
-    std::vector<std::string> found;
-    for (const std::string& text : box_->texts) {
-        if (text.starts_with(beginning)) found.push_back(text);
-    }
-    return found;
 }
 
 std::string refusalOf(const std::string& text) {

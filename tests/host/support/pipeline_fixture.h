@@ -7,7 +7,6 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -16,6 +15,8 @@
 
 #include "error_lines.h"
 #include "media/pipeline/element.h"
+#include "message_box.h"
+#include "wait_until.h"
 
 namespace kep::host {
 
@@ -23,9 +24,6 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 inline constexpr std::chrono::seconds patience(20);
-
-/** Waits until `met`; false when that has not come about in time. */
-bool waitUntil(const std::function<bool()>& met);
 
 /** Packets made by hand. Their bytes are `size` zeroes. */
 SharedPacket videoPacket(SteadyTime stamp, bool key, int size = 10);
@@ -109,18 +107,15 @@ class Described {
 
     /** Waits for a message that begins so and has `part` in it, and gives it whole; empty when none has come
      * in time. */
-    std::string waitForMessage(const std::string& beginning, const std::string& part = "");
+    std::string waitForMessage(const std::string& beginning, const std::string& part = "") {
+        return box_->waitFor(beginning, part);
+    }
     /** The messages so far that begin so. */
-    std::vector<std::string> messages(const std::string& beginning);
+    std::vector<std::string> messages(const std::string& beginning) { return box_->all(beginning); }
 
   private:
-    struct Box {
-        std::mutex mutex;
-        std::condition_variable arrived;
-        std::vector<std::string> texts;
-    };
     ObjectImpl* object_ = nullptr;
-    std::shared_ptr<Box> box_ = std::make_shared<Box>();
+    std::shared_ptr<MessageBox> box_ = std::make_shared<MessageBox>();
 };
 
 /** The one error line that a description is refused with; fails the test when it is not one, or not refused.

@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <fstream>
 
+#include "wait_until.h"
+
 namespace kep::host {
 
 namespace {
@@ -37,43 +39,20 @@ bool isPlaying(object_base& source) {
 
 Messages::Messages(api::streaming::common::IStreamControl& source) {
     source.RegisterMessageCallback([box = box_](const char* text) {
-        {
-            const std::lock_guard lock(box->mutex);
-            box->texts.emplace_back(text);
-        }
-        box->arrived.notify_all();
+        box->put(text);
         return true;
     });
 }
 
-std::string Messages::waitFor(const std::string& beginning) {
-    std::unique_lock lock(box_->mutex);
-    std::string found;
-    box_->arrived.wait_until(lock, Clock::now() + patience, [&] {
-        for (const std::string& text : box_->texts) {
-            if (text.starts_with(beginning)) found = text;
-        }
-        return !found.empty();
-    });
-    return found;
-}
-
 bool Messages::waitForLost(std::int64_t count) {
-    std::unique_lock lock(box_->mutex);
-    return box_->arrived.wait_until(lock, Clock::now() + patience, [&] {
+    return waitUntil([&] {
         std::int64_t total = 0;
-        for (const std::string& text : box_->texts) {
+        for (const std::string& text : all()) {
             const std::size_t at = text.find(",total=");
-            if (at != std::string::npos)
-                total = std::max<std::int64_t>(total, std::stol(text.substr(at + 7)));
+            if (at != text.npos) total = std::max<std::int64_t>(total, std::stol(text.substr(at + 7)));
         }
         return total >= count;
     });
-}
-
-std::vector<std::string> Messages::all() {
-    const std::lock_guard lock(box_->mutex);
-    return box_->texts;
 }
 
 Decoder::Decoder() : codec_(avcodec_alloc_context3(avcodec_find_decoder(AV_CODEC_ID_H264))) {
@@ -173,15 +152,6 @@ std::filesystem::path VideoTest::film(const std::string& name, std::size_t frame
         file.write(reinterpret_cast<const char*>(frame->data), frame->size);
     }
     return path(name);
-}
-
-std::string outputOf(const std::string& command) {
-    std::string output;
-    FILE* pipe = popen(command.c_str(), "r");
-    char piece[256];
-    while (pipe && std::fgets(piece, sizeof piece, pipe)) output += piece;
-    if (pipe) pclose(pipe);
-    return output;
 }
 
 }  // namespace kep::host

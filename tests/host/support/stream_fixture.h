@@ -4,16 +4,16 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <condition_variable>
 #include <filesystem>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
+#include "command_output.h"
 #include "kep/status.h"
 #include "kep/streaming.h"
 #include "media/common/ffmpeg.h"
+#include "message_box.h"
 #include "picture_probe.h"
 
 namespace kep::host {
@@ -46,19 +46,16 @@ bool isPlaying(object_base& source);
 class Messages {
   public:
     explicit Messages(api::streaming::common::IStreamControl& source);
-    /** Waits for a message that begins so and returns it whole; empty when none has come in time. */
-    std::string waitFor(const std::string& beginning);
+    /** As the box does. */
+    std::string waitFor(const std::string& beginning, const std::string& part = "") {
+        return box_->waitFor(beginning, part);
+    }
     /** Waits until so many pictures at least have been reported as lost. */
     bool waitForLost(std::int64_t count);
-    std::vector<std::string> all();
+    std::vector<std::string> all() { return box_->all(); }
 
   private:
-    struct Box {
-        std::mutex mutex;
-        std::condition_variable arrived;
-        std::vector<std::string> texts;
-    };
-    std::shared_ptr<Box> box_ = std::make_shared<Box>();
+    std::shared_ptr<MessageBox> box_ = std::make_shared<MessageBox>();
 };
 
 /** Decodes access units to pictures, one for one. */
@@ -104,8 +101,6 @@ class VideoTest : public testing::Test {
   private:
     std::filesystem::path folder_;
 };
-
-std::string outputOf(const std::string& command);
 
 }  // namespace kep::host
 
