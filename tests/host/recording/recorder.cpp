@@ -2,7 +2,6 @@
 
 #include <stdlib.h>
 
-
 #include "judged_file.h"
 #include "kep/attr_set.h"
 #include "kep/entry_points.h"
