@@ -49,7 +49,10 @@ void recover(const std::string& folder, KilledFiles& before) {
     KilledFiles after(folder, 0);
     for (const std::string& fault : after.faults) before.faults.push_back("recovered: " + fault);
     if (after.last != before.last || after.open != before.empty)
-        before.faults.push_back("recovered: not all that plays has been finished");
+        before.faults.push_back("recovered: not all that plays has been finished: up to picture " +
+                                std::to_string(after.last) + " of " + std::to_string(before.last) + ", " +
+                                std::to_string(after.open) + " files left open of which " +
+                                std::to_string(before.empty) + " were empty");
 }
 
 void runOnce(Recorder recorder, const std::string& folder, milliseconds life, Tally& tally) {
