@@ -8,6 +8,7 @@
 #include <regex>
 
 #include "shell.h"
+#include "wait_until.h"
 
 namespace vncam_test {
 namespace {
@@ -107,7 +108,7 @@ TEST_F(Live, ATerminationEndsItWhileThePipeIsFull) {
     }
     close(ends[1]);
     int before = -1;
-    const bool full = eventually([&] {
+    const bool full = waitUntil([&] {
         int now = 0;
         ioctl(ends[0], FIONREAD, &now);
         const bool still = now > 60000 && now == before;
@@ -117,7 +118,7 @@ TEST_F(Live, ATerminationEndsItWhileThePipeIsFull) {
     EXPECT_TRUE(full) << "the film never filled the pipe";
     kill(film, SIGTERM);
     int status = 0;
-    const bool ended = eventually([&] { return waitpid(film, &status, WNOHANG) == film; });
+    const bool ended = waitUntil([&] { return waitpid(film, &status, WNOHANG) == film; });
     if (!ended) kill(film, SIGKILL);
     EXPECT_TRUE(ended);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;

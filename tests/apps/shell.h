@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <functional>
 #include <string>
 
 namespace vncam_test {
@@ -18,9 +17,6 @@ struct Result {
 
 std::string readFile(const std::filesystem::path& path);
 void writeFile(const std::filesystem::path& path, const std::string& content);
-
-/** Waits until a condition holds; false when it does not within the limit of a minute. */
-bool eventually(const std::function<bool()>& condition);
 
 /** Runs shell commands in a folder of its own, with the programs of the build at the front of the path. */
 class Shell : public testing::Test {
