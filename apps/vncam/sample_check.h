@@ -8,7 +8,7 @@ namespace vncam {
 
 /**
  * Whether a sample can be what an encoder made. A file may have its length on the disk before its contents:
- * what was not written then reads as zeros, of which neither pictures nor sound have many in a row.
+ * what was not written then reads as zeros, of which neither pictures nor sound have a sector in a row.
  */
 bool isWholeSample(const Mp4Track& track, ByteSpan sample);
 

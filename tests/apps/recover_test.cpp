@@ -12,6 +12,7 @@ namespace vncam_test {
 namespace {
 
 using testing::HasSubstr;
+using testing::Not;
 using vncam::checkRecording;
 using vncam::RecordingCheck;
 
@@ -25,8 +26,8 @@ class Recover : public Shell {
             options + " " + name);
         ASSERT_EQ(made.exit, 0) << made.err;
     }
-    void filmFragments(const std::string& name) {
-        film(name, "-movflags frag_keyframe+empty_moov+default_base_moof -f mp4");
+    void filmFragments(const std::string& name, const std::string& options = "") {
+        film(name, options + " -movflags frag_keyframe+empty_moov+default_base_moof -f mp4");
     }
     std::uintmax_t sizeOf(const std::string& name) const { return std::filesystem::file_size(path(name)); }
     void cut(const std::string& name, std::uintmax_t size) const {
@@ -82,6 +83,32 @@ TEST_F(Recover, SoIsWhatWasNeverWrittenToTheDisk) {
         EXPECT_GE(std::stoi(pictures("a.mp4")), 15 * part) << part;
         std::filesystem::remove(path("a.mp4"));
     }
+}
+
+TEST_F(Recover, EverySectorThatWasNeverWrittenIsNoticed) {
+    // Some of the sound is longer than a sector.
+    filmFragments("a.mp4", "-ac 2 -b:a 500000");
+    const std::string whole = readFile(path("a.mp4"));
+    constexpr std::size_t kSector = 512;
+    for (std::size_t at = 0; at + kSector <= whole.size(); at += kSector) {
+        std::string holed = whole;
+        holed.replace(at, kSector, kSector, '\0');
+        writeFile(path("holed"), holed);
+        EXPECT_LE(checkRecording(path("holed")).end, at + kSector) << at;
+    }
+}
+
+TEST_F(Recover, ZerosThatAreSoundAreKept) {
+    // Where a beep begins, an encoder may find nothing for many frequencies in a row.
+    const Result made =
+        run("ffmpeg -nostdin -v error -y -f lavfi -i sine=frequency=440:beep_factor=4:sample_rate=48000 -t 80"
+            " -c:a aac -ac 2 -b:a 128000 -movflags empty_moov+default_base_moof -frag_duration 800000 -f mp4"
+            " a.mp4.part");
+    ASSERT_EQ(made.exit, 0) << made.err;
+    const std::string before = readFile(path("a.mp4.part"));
+    ASSERT_NE(before.find(std::string(64, '\0')), std::string::npos) << "an encoder of another kind";
+    EXPECT_THAT(run("vncam recover .").out, Not(HasSubstr("cut off")));
+    EXPECT_EQ(readFile(path("a.mp4")), before);
 }
 
 TEST_F(Recover, FragmentsMayCountFromTheBeginningOfTheFile) {

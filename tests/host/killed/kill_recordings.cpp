@@ -5,7 +5,8 @@
  *
  * RECORDER is ours, ffmpeg or gstreamer; JOBS recordings run at a time (1), each for up to SECONDS (8). What
  * is left of ours is then recovered and looked at again. Prints a line of figures, and a line for each
- * damaged file. The result is 1 when a recording of ours is damaged or lost more than a second.
+ * damaged file; the folder stays then, and beside it one with the files as they were before (.killed). The
+ * result is 1 when a recording of ours is damaged or lost more than a second.
  */
 #include <signal.h>
 
@@ -26,6 +27,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using std::chrono::milliseconds;
+using State = vncam::RecordingCheck::State;
 
 constexpr int kSecondsOfFile = 3;
 constexpr double kFps = 30;
@@ -43,8 +45,19 @@ struct Tally {
     std::vector<std::string> faults;
 };
 
+/** Where a folder is kept as the recorder has left it. */
+std::string asKilled(const std::string& folder) {
+    return folder + ".killed";
+}
+
 /** Finishes the files that are open, and adds to `before` what is wrong then. */
 void recover(const std::string& folder, KilledFiles& before) {
+    fs::copy(folder, asKilled(folder));
+    for (const fs::directory_entry& file : fs::directory_iterator(folder)) {
+        // What the check would cut off here it would cut off an unfinished one too.
+        if (file.path().extension() == ".mp4" && vncam::checkRecording(file.path()).state != State::whole)
+            before.faults.push_back(file.path().filename().string() + ": is not whole to who recovers it");
+    }
     for (const std::string& path : vncam::unfinishedIn(folder)) vncam::recoverFile(path);
     KilledFiles after(folder, 0);
     for (const std::string& fault : after.faults) before.faults.push_back("recovered: " + fault);
@@ -57,6 +70,7 @@ void recover(const std::string& folder, KilledFiles& before) {
 
 void runOnce(Recorder recorder, const std::string& folder, milliseconds life, Tally& tally) {
     fs::remove_all(folder);
+    fs::remove_all(asKilled(folder));
     fs::create_directories(folder);
     RecorderProcess process(recorder, folder, kSecondsOfFile);
     const bool began = process.waitForFirst(std::chrono::seconds(60));
@@ -76,7 +90,9 @@ void runOnce(Recorder recorder, const std::string& folder, milliseconds life, Ta
     // Before its first fragment a recording has lost what there was of it.
     const double lost = (static_cast<double>(*newest) - static_cast<double>(files.last)) / kFps;
     tally.lost.push_back(lost);
-    if (files.faults.empty() && lost <= kMostLost) fs::remove_all(folder);
+    if (!files.faults.empty() || lost > kMostLost) return;
+    fs::remove_all(folder);
+    fs::remove_all(asKilled(folder));
 }
 
 int report(const char* name, Tally& tally) {
