@@ -56,6 +56,14 @@ bool Element::givesPromptly() const {
     return std::all_of(next_.begin(), next_.end(), [](Element* after) { return after->isPrompt(); });
 }
 
+std::chrono::milliseconds Element::lagAllowedByNext() const {
+    if (next_.empty() || outlet_) return {};
+    const auto less = [](const Element* one, const Element* other) {
+        return one->allowedLag() < other->allowedLag();
+    };
+    return (*std::min_element(next_.begin(), next_.end(), less))->allowedLag();
+}
+
 void Element::giveCut() const {
     for (Element* next : next_) next->takeCut(*this);
 }

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -45,6 +46,12 @@ class KEP_API Element : public ObjectImpl {
      */
     virtual bool isPrompt() { return false; }
 
+    /**
+     * How long packets may be gathered before they are given to this element, as it would gather them itself
+     * or nobody sees the difference. Asked when the element before it goes up.
+     */
+    virtual std::chrono::milliseconds allowedLag() const { return {}; }
+
     /** Links `next` after this element. Only while both are down. */
     virtual bool link(Element& next);
     /** Parts the element from those after it. Only while both are down. */
@@ -64,6 +71,8 @@ class KEP_API Element : public ObjectImpl {
 
     /** Whether a packet would be given without waiting for another thread. */
     bool givesPromptly() const;
+    /** How long packets may be gathered before they are given. */
+    std::chrono::milliseconds lagAllowedByNext() const;
 
     const std::vector<Element*>& next() const { return next_; }
     const std::vector<Element*>& previous() const { return previous_; }

@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <deque>
 #include <thread>
+#include <utility>
 
 #include "core/class_registry.h"
 #include "media/pipeline/element.h"
@@ -61,7 +62,9 @@ class StampGuard {
 /**
  * Merges sound and pictures on one thread, in the order of their stamps. It begins with the first key frame:
  * what is heard before is left out. A packet waits for the other stream no longer than `wait` milliseconds,
- * so that a silent microphone holds up nothing; sound that comes later than that keeps its own time.
+ * so that a silent microphone holds up nothing; sound that comes later than that keeps its own time. Where
+ * those that follow allow a lag, packets are given a few at a time, as each waking of the thread has its
+ * cost.
  */
 class Sync final : public Element {
   public:
@@ -83,8 +86,7 @@ class Sync final : public Element {
         room_.wait(lock, [&] { return !open_ || input.hasRoom(); });
         if (!open_) return;
         input.push({onClock(input, packet), Clock::now()});
-        SteadyTime until;
-        const bool wakes = due(until) || until < look_;
+        const bool wakes = isToWake(input);
         lock.unlock();
         if (wakes) arrived_.notify_one();
     }
@@ -94,6 +96,7 @@ class Sync final : public Element {
         if (target != State::play) return true;
         inputs_ = {};
         started_ = false;
+        lag_ = lagAllowedByNext();
         open_ = true;
         thread_ = std::thread([this] { work(); });
         return true;
@@ -154,6 +157,16 @@ class Sync final : public Element {
         return moved;
     }
 
+    /** Whether the thread has something to do before it would look by itself. */
+    bool isToWake(const Input& input) {
+        if (resting_) {
+            resting_ = input.isHalfEmpty();
+            return !resting_;
+        }
+        SteadyTime until;
+        return due(until) || until < look_;
+    }
+
     void work() {
         pthread_setname_np(pthread_self(), "sync");
         std::unique_lock lock(mutex_);
@@ -172,15 +185,26 @@ class Sync final : public Element {
                 packet = first->held.front().packet;
                 first->pop();
                 look_ = SteadyTime::min();
+                hasGiven_ = true;
                 return true;
             }
             if (!open_) return false;
+            if (rest(lock)) continue;
             if (look_ == SteadyTime::max()) {
                 arrived_.wait(lock);
             } else {
                 arrived_.wait_until(lock, look_);
             }
         }
+    }
+
+    /** After work lets a few packets gather; false when there has been none since the last time. */
+    bool rest(std::unique_lock<std::mutex>& lock) {
+        if (lag_.count() == 0 || !std::exchange(hasGiven_, false)) return false;
+        resting_ = true;
+        arrived_.wait_for(lock, lag_, [this] { return !resting_ || !open_; });
+        resting_ = false;
+        return true;
     }
 
     /** Whose first packet is to go now; if nobody's, `until` tells when to look again though nothing comes.
@@ -227,6 +251,9 @@ class Sync final : public Element {
     bool started_ = false;
     SteadyTime start_;
     SteadyTime look_ = SteadyTime::min(); /**< when the thread looks by itself; past while it is at work */
+    std::chrono::milliseconds lag_{0};
+    bool hasGiven_ = false; /**< the thread, since it has rested */
+    bool resting_ = false;  /**< until a time, or until there is much to do */
     std::array<Input, 2> inputs_;
     std::thread thread_;
 };

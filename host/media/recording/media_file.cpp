@@ -23,7 +23,7 @@ using std::chrono::milliseconds;
  * ends anywhere: with the pictures that are on their way behind it, what a power cut takes is below a second.
  */
 constexpr milliseconds kFragment(450);
-constexpr milliseconds kLongestFragment(800);
+constexpr milliseconds kLongestFragment(750);
 /** A file whose index comes last is written in pieces of so many bytes. */
 constexpr std::size_t kPiece = 256 << 10;
 /** Sound that waits for the first picture. */

@@ -18,6 +18,8 @@ namespace {
 using Container = MediaFileSettings::Container;
 
 constexpr const char* kClipExtension = "part";
+/** Little beside a fragment, which is gathered in memory, and enough for two or three packets at a time. */
+constexpr std::chrono::milliseconds kAllowedLag(50);
 
 /**
  * Writes what it is given to a file, and begins another one at every cut, when a stream changes and when one
@@ -46,6 +48,7 @@ class Muxer : public Element, public ClipWriter {
         finishSegment();
     }
     std::unique_ptr<Clip> beginClip(const std::string& url) override;
+    std::chrono::milliseconds allowedLag() const override { return kAllowedLag; }
 
   protected:
     bool up(State target) override;

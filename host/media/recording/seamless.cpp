@@ -30,6 +30,8 @@ class Seamless final : public Element {
         give(packet);
     }
 
+    std::chrono::milliseconds allowedLag() const override { return lagAllowedByNext(); }
+
   protected:
     bool up(State) override {
         groups_ = {};

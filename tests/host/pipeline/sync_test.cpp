@@ -182,6 +182,75 @@ TEST_F(SyncTest, WhatComesAfterASlowSinkWaitsInBoundedRoom) {
     EXPECT_GE(sink().packets().size(), 2000U);
 }
 
+/** Before one who allows that packets are gathered. */
+class LaggingSyncTest : public testing::Test {
+  protected:
+    void begin(milliseconds lag) {
+        ASSERT_TRUE(chain_);
+        sink().setAllowedLag(lag);
+        ASSERT_TRUE(chain_.play());
+        // After work it rests.
+        picture();
+        ASSERT_TRUE(sink().waitFor(1));
+    }
+    void picture() {
+        chain_.child<TestSource>("a").push(videoPacket(origin_ + milliseconds(++given_), true));
+    }
+    TestSink& sink() { return chain_.child<TestSink>("z"); }
+
+    Described chain_{"type=pipeline,layout={TestSource:name=a+Sync+TestSink:name=z}"};
+    const SteadyTime origin_ = Clock::now() - std::chrono::seconds(30);
+    int given_ = 0;
+};
+
+TEST_F(LaggingSyncTest, GivesAFewPacketsAtATime) {
+    begin(milliseconds(100));
+    const auto begun = Clock::now();
+    while (given_ < 300) {
+        picture();
+        std::this_thread::sleep_for(milliseconds(1));
+    }
+    ASSERT_TRUE(sink().waitFor(300));
+    const auto rests = (Clock::now() - begun) / milliseconds(100);
+    EXPECT_LE(sink().waits(), 2 * rests + 10);
+    EXPECT_GE(rests, 2);
+}
+
+TEST_F(LaggingSyncTest, WhenMuchHasGatheredItGivesAtOnce) {
+    begin(std::chrono::minutes(10));
+    while (given_ < 300) picture();
+    EXPECT_TRUE(sink().waitFor(250));
+}
+
+TEST_F(LaggingSyncTest, GivesAllWhenItStops) {
+    begin(std::chrono::minutes(10));
+    while (given_ < 100) picture();
+    ASSERT_TRUE(chain_.stop());
+    EXPECT_EQ(sink().packets().size(), 100U);
+}
+
+TEST_F(LaggingSyncTest, AfterAPauseItIsWokenAgain) {
+    begin(milliseconds(1));
+    for (std::size_t i = 2; i < 20; ++i) {
+        std::this_thread::sleep_for(milliseconds(5));
+        picture();
+        EXPECT_TRUE(sink().waitFor(i)) << i;
+    }
+}
+
+TEST(Sync, TheLagIsTheLeastThatIsAllowed) {
+    Described chain(
+        "type=pipeline,layout={TestSource:name=a+Sync:name=s+TestSink:name=y,link=s+VornisaSeamless:name=c,"
+        "link=s+TestSink:name=z}");
+    ASSERT_TRUE(chain);
+    chain.child<TestSink>("y").setAllowedLag(std::chrono::minutes(10));
+    ASSERT_TRUE(chain.play());
+    for (std::size_t i = 1; i < 20; ++i) {
+        chain.child<TestSource>("a").push(videoPacket(Clock::now(), true));
+        EXPECT_TRUE(chain.child<TestSink>("z").waitFor(i)) << i;
+    }
+}
+
 TEST(Sync, WithASingleElementBeforeItWaitsForNothing) {
     Described chain("type=pipeline,layout={TestSource:name=a+Sync:wait=60000+TestSink:name=z}");
     ASSERT_TRUE(chain);

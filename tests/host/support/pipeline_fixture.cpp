@@ -1,6 +1,7 @@
 #include "pipeline_fixture.h"
 
 #include <pthread.h>
+#include <sys/resource.h>
 
 #include "core/class_registry.h"
 #include "kep/entry_points.h"
@@ -44,6 +45,9 @@ void TestSink::take(const SharedPacket& packet, const Element&) {
     pthread_getname_np(pthread_self(), name, sizeof name);
     thread_ = std::this_thread::get_id();
     threadName_ = name;
+    rusage used{};
+    getrusage(RUSAGE_THREAD, &used);
+    waits_ = used.ru_nvcsw;
     changed_.wait(lock, [this] { return open_; });
     packets_.push_back(packet);
     changed_.notify_all();
@@ -87,6 +91,11 @@ void TestSink::setOpen(bool open) {
 std::thread::id TestSink::thread() {
     const std::lock_guard lock(mutex_);
     return thread_;
+}
+
+long TestSink::waits() {
+    const std::lock_guard lock(mutex_);
+    return waits_;
 }
 
 std::string TestSink::threadName() {

@@ -46,6 +46,9 @@ class TestSink final : public Element {
     /** As setPrompt() says; false at first. */
     bool isPrompt() override { return prompt_; }
     void setPrompt(bool prompt) { prompt_ = prompt; }
+    /** As setAllowedLag() says; none at first. */
+    milliseconds allowedLag() const override { return allowedLag_; }
+    void setAllowedLag(milliseconds lag) { allowedLag_ = lag; }
 
     std::vector<SharedPacket> packets();
     /** The stamps in milliseconds after `origin`. */
@@ -57,6 +60,8 @@ class TestSink final : public Element {
     void setOpen(bool open);
     /** Which thread brought the last packet. */
     std::thread::id thread();
+    /** How often that thread has waited for something, up to then. */
+    long waits();
     std::string threadName();
 
   private:
@@ -66,7 +71,9 @@ class TestSink final : public Element {
     int cutAfter_ = -1;
     bool open_ = true;
     std::atomic<bool> prompt_{false};
+    std::atomic<milliseconds> allowedLag_{milliseconds(0)};
     std::thread::id thread_;
+    long waits_ = 0;
     std::string threadName_;
 };
 
