@@ -36,9 +36,12 @@ class MediaInput {
 
     /** Goes back to the beginning, found by its time or as the first byte; false when the input cannot. */
     bool rewind(bool byBytes);
+    /** Goes to the last key frame whose time is not after `pts`; false when the input cannot. */
+    bool seek(std::int64_t pts);
 
   private:
     MediaInput() = default;
+    void restartDecoder();
     bool openDecoder(int stream, std::string& reason);
     /** Feeds the decoder one packet, or tells it that there are no more. */
     bool feed(std::string& reason);

@@ -23,53 +23,6 @@ class CameraTest : public VideoTest {
     }
 };
 
-/** A file of the test picture in several containers, each of which finds its beginning in another way. */
-class LoopTest : public CameraTest, public testing::WithParamInterface<const char*> {};
-
-TEST_P(LoopTest, AFileGoesOnForEverWithoutHiccup) {
-    constexpr int length = 16;
-    film("filmed.h264", length);
-    const std::string name = GetParam();
-    if (name != "filmed.h264") makeFile("-r 30 -i filmed.h264 -c copy " + name);
-    choose("file:" + path(name).string());
-    const auto source = newYuv();
-    ASSERT_TRUE(source->ChangeUp(State::play));
-    const std::vector<Frame> frames = pull(*source, length * 2 + 4);
-    const std::vector<std::int64_t> numbers = numbersOf(frames, 640, 360);
-    for (std::size_t i = 1; i < numbers.size(); ++i) {
-        const bool again = i % length == 0;
-        EXPECT_EQ(numbers[i], again ? numbers[0] : numbers[i - 1] + 1) << "at picture " << i;
-    }
-    // In real time, across the seam too; only a machine that stalls makes a step longer.
-    std::vector<double> steps;
-    for (std::size_t i = 1; i < frames.size(); ++i) {
-        steps.push_back(std::chrono::duration<double>(frames[i]->stamp - frames[i - 1]->stamp).count());
-        EXPECT_GT(steps.back(), 0);
-    }
-    std::sort(steps.begin(), steps.end());
-    EXPECT_NEAR(steps[steps.size() / 2], 1 / 30.0, 0.002);
-}
-
-INSTANTIATE_TEST_SUITE_P(Containers, LoopTest,
-                         testing::Values("filmed.h264", "filmed.mp4", "filmed.mkv", "filmed.ts"));
-
-TEST_F(CameraTest, APictureIsRepeated) {
-    makeFile("-f lavfi -i color=c=red:s=320x240 -frames:v 1 still.png");
-    makeFile("-f lavfi -i color=c=red:s=320x240 -frames:v 1 still.jpg");
-    for (const char* name : {"still.png", "still.jpg"}) {
-        choose("file:" + path(name).string());
-        const Owned<IYuvSource> source(IYuvSource::CreateNew("vornisa"));
-        ASSERT_TRUE(source->ChangeUp(State::play));
-        const std::vector<Frame> frames = pull(*source, 10);
-        ASSERT_EQ(frames.size(), 10U) << name;
-        for (const Frame& frame : frames) {
-            ASSERT_EQ(frame->size, 320 * 240 * 3 / 2);
-            EXPECT_NEAR(frame->data[0], name == std::string("still.png") ? 63 : 81, 3);
-            EXPECT_GT(frame->data[320 * 240 * 5 / 4], 230);
-        }
-    }
-}
-
 TEST_F(CameraTest, AnUnreadableFileIsNamedAndTheNextStartWorks) {
     const auto source = newH264();
     choose("file:" + path("nowhere.mp4").string());
