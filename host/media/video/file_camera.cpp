@@ -81,7 +81,8 @@ void FileCamera::beginPass() {
 
 bool FileCamera::resume() {
     const std::optional<std::int64_t> at = memory_.resumeAt();
-    if (!at || !input_->seek(*at)) return false;
+    // Amid pictures out of order a decoder that begins anew may lose some.
+    if (!at || input_->reorders() || !input_->seek(*at)) return false;
     // Not every format finds a place by its time.
     std::string ignored;
     if (input_->read(ahead_, ignored) == MediaInput::Result::picture && ahead_->pts == *at) {

@@ -28,6 +28,8 @@ class MediaInput {
     AVColorSpace colours() const { return isRgb(codec_->pix_fmt) ? AVCOL_SPC_BT709 : codec_->colorspace; }
     /** Pictures in a second; 0 when the input does not say. */
     AVRational rate() const;
+    /** Whether pictures may be coded in another order than they are shown in, as far as is known by now. */
+    bool reorders() const { return codec_->has_b_frames > 0; }
     /** What the time of a picture, `pts`, counts in. */
     AVRational timeBase() const { return stream_->time_base; }
 
