@@ -42,6 +42,19 @@ class LoopTest : public VideoTest {
             EXPECT_EQ(numbers[i], again ? numbers[0] : numbers[i - 1] + 1) << "at picture " << i;
         }
     }
+    /** Spoils a part of the file after `before` pictures, and expects another pass to show nothing of that.
+     */
+    void expectLoopThoughSpoilt(const char* memory, std::size_t before, double from, double to) {
+        filmAs("filmed.mp4");
+        allow(memory);
+        const auto source = newYuv();
+        ASSERT_TRUE(source->ChangeUp(State::play));
+        std::vector<std::int64_t> numbers = numbersOf(pull(*source, before), 640, 360);
+        spoil("filmed.mp4", from, to);
+        for (const std::int64_t number : numbersOf(pull(*source, kLength), 640, 360))
+            numbers.push_back(number);
+        expectLoop(numbers, before + kLength);
+    }
 };
 
 /** The test picture in several containers, each of which finds its beginning in another way. */
@@ -68,25 +81,11 @@ INSTANTIATE_TEST_SUITE_P(Containers, ContainerLoopTest,
                          Values("filmed.h264", "filmed.mp4", "filmed.mkv", "filmed.ts"));
 
 TEST_F(LoopTest, AShortOneIsDecodedOnce) {
-    filmAs("filmed.mp4");
-    allow(kAll);
-    const auto source = newYuv();
-    ASSERT_TRUE(source->ChangeUp(State::play));
-    std::vector<std::int64_t> numbers = numbersOf(pull(*source, kLength + 1), 640, 360);
-    spoil("filmed.mp4", 0, 1);
-    for (const std::int64_t number : numbersOf(pull(*source, kLength), 640, 360)) numbers.push_back(number);
-    expectLoop(numbers, kLength * 2 + 1);
+    expectLoopThoughSpoilt(kAll, kLength + 1, 0, 1);
 }
 
 TEST_F(LoopTest, OfALongerOneTheBeginningIsDecodedOnce) {
-    filmAs("filmed.mp4");
-    allow(kPart);
-    const auto source = newYuv();
-    ASSERT_TRUE(source->ChangeUp(State::play));
-    std::vector<std::int64_t> numbers = numbersOf(pull(*source, kLength + 4), 640, 360);
-    spoil("filmed.mp4", 0.05, 0.35);
-    for (const std::int64_t number : numbersOf(pull(*source, kLength), 640, 360)) numbers.push_back(number);
-    expectLoop(numbers, kLength * 2 + 4);
+    expectLoopThoughSpoilt(kPart, kLength + 4, 0.05, 0.35);
 }
 
 /** Codes and containers that find places badly, or have pictures that are coded behind a later one. */
