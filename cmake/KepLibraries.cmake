@@ -1,5 +1,5 @@
 # vornisa_link_kep_libraries(TARGET OBJECTS): links TARGET to each of KEP_LIBRARIES: to the library of this build where
-# there is one, else to the file in KEP_LIBRARY_DIR, else to a stand-in that defines what OBJECTS need and does nothing.
+# there is one, else to the file in KEP_LIBRARY_DIR, else to a stand-in that does nothing.
 function(vornisa_link_kep_libraries target objects)
   set(libraries "")
   foreach(name IN LISTS KEP_LIBRARIES)
@@ -21,14 +21,24 @@ function(vornisa_link_kep_libraries target objects)
       -Wl,--push-state,--no-as-needed ${libraries} -Wl,--pop-state)
 endfunction()
 
-# A library with the name of a firmware library, for the linker alone: it is neither installed nor loaded.
+# What the plug-in may need of the framework on a board, with the role of each symbol. The names are those of 32-bit ARM.
+set(KEP_BOARD_SYMBOLS ${PROJECT_SOURCE_DIR}/framework/board.symbols)
+
+# A library with the name of a firmware library, for the linker alone: it is neither installed nor loaded. On a board's
+# processor it defines what the list has and no more, so that the plug-in cannot come to need anything else unnoticed.
 function(vornisa_kep_stand_in name objects)
   if(NOT TARGET kep_stand_in_symbols)
     set(source ${CMAKE_CURRENT_BINARY_DIR}/kep_stand_in.c)
+    if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+      set(symbols -DLIST=${KEP_BOARD_SYMBOLS})
+      set(depends ${KEP_BOARD_SYMBOLS})
+    else()
+      set(symbols -DNM=${CMAKE_NM} "-DOBJECTS=$<JOIN:$<TARGET_OBJECTS:${objects}>,|>")
+      set(depends $<TARGET_OBJECTS:${objects}>)
+    endif()
     add_custom_command(OUTPUT ${source}
-        COMMAND ${CMAKE_COMMAND} -DNM=${CMAKE_NM} "-DOBJECTS=$<JOIN:$<TARGET_OBJECTS:${objects}>,|>"
-                -DOUTPUT=${source} -P ${PROJECT_SOURCE_DIR}/cmake/WriteStandIn.cmake
-        DEPENDS $<TARGET_OBJECTS:${objects}> ${PROJECT_SOURCE_DIR}/cmake/WriteStandIn.cmake
+        COMMAND ${CMAKE_COMMAND} ${symbols} -DOUTPUT=${source} -P ${PROJECT_SOURCE_DIR}/cmake/WriteStandIn.cmake
+        DEPENDS ${depends} ${PROJECT_SOURCE_DIR}/cmake/WriteStandIn.cmake
         VERBATIM)
     add_library(kep_stand_in_symbols OBJECT ${source})
     target_compile_options(kep_stand_in_symbols PRIVATE -fvisibility=default)

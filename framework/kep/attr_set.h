@@ -5,6 +5,7 @@
 #include <string>
 
 #include "kep/ostream.h"
+#include "kep/reserve.h"
 #include "kep/visibility.h"
 
 namespace kep {
@@ -82,6 +83,7 @@ class KEP_API AttrSet {
   private:
     class Items;
     Items* items_;
+    __attribute__((unused)) unsigned char reserve_[kAttrSetReserve];
 };
 
 }  // namespace base

@@ -6,7 +6,7 @@
 #include "kep/object_base.h"
 #include "kep/visibility.h"
 
-/** The framework's flat calls. Null or false means that the framework refused. */
+/** The framework's flat calls. Null or 0 means that the framework refused; any other result is success. */
 extern "C" {
 
 /** Creates what a description names. */
@@ -25,17 +25,17 @@ KEP_API const char* kepAttrGetStr(kep::object_base* set, const char* key);
 KEP_API std::int64_t kepAttrGetInt(kep::object_base* set, const char* key);
 
 /** Raises an object to a state named "ready" or "play". */
-KEP_API bool kepStatusUp(kep::object_base* object, const char* state);
+KEP_API int kepStatusUp(kep::object_base* object, const char* state);
 
 /** Lowers an object to a state named "ready" or "null". */
-KEP_API bool kepStatusDown(kep::object_base* object, const char* state);
+KEP_API int kepStatusDown(kep::object_base* object, const char* state);
 
 /** Gives `handler` every message of an application as attribute text; it returns 1 when it has dealt with it.
  */
-KEP_API bool kepRegisterMessageProcess(kep::object_base* app, int (*handler)(const char* message));
+KEP_API int kepRegisterMessageProcess(kep::object_base* app, int (*handler)(const char* message));
 
 /** Destroys an object that one of these calls created. */
-KEP_API bool kepDestroy(kep::object_base* object);
+KEP_API int kepDestroy(kep::object_base* object);
 }
 
 #endif

@@ -2,6 +2,7 @@
 #define KEP_FIFO_BUFFER_H
 
 #include "kep/object_base.h"
+#include "kep/reserve.h"
 #include "kep/visibility.h"
 
 namespace kep {
@@ -36,6 +37,7 @@ class KEP_API FifoBuffer : public kep::object_base {
   private:
     struct Store;
     Store* store_;
+    __attribute__((unused)) unsigned char reserve_[kFifoBufferReserve];
 };
 
 }  // namespace base

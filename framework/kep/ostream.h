@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 
+#include "kep/reserve.h"
 #include "kep/visibility.h"
 
 namespace kep {
@@ -15,7 +16,7 @@ class KEP_API ostream {
     virtual ostream& operator<<(char character) = 0;
     virtual ostream& operator<<(int value) = 0;
     virtual ostream& operator<<(std::int64_t value) = 0;
-    virtual ostream& operator<<(const void* pointer) = 0;
+    virtual ostream& operator<<(void* pointer) = 0;
     virtual ostream& operator<<(const char* text) = 0;
 
   protected:
@@ -30,11 +31,12 @@ class KEP_API ostream_string final : public ostream {
     ostream& operator<<(char character) override;
     ostream& operator<<(int value) override;
     ostream& operator<<(std::int64_t value) override;
-    ostream& operator<<(const void* pointer) override;
+    ostream& operator<<(void* pointer) override;
     ostream& operator<<(const char* text) override;
 
   private:
     std::string& target_;
+    __attribute__((unused)) unsigned char reserve_[kOstreamStringReserve];
 };
 
 }  // namespace base

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "kep/object.h"
+#include "kep/reserve.h"
 #include "kep/visibility.h"
 
 namespace kep {
@@ -16,25 +17,6 @@ class KEP_API ISharedMemory : public virtual base::object {
   public:
     /** Attaches the segment of that name; true on success. */
     virtual bool ShmName(const char* name);
-
-    void toString(std::string& text) const override;
-    bool fromString(const char* text) override;
-    bool Set(const char* key, void* value, const std::type_info* type) override;
-    bool Get(const char* key, void* value, const std::type_info* type) const override;
-    bool SetStr(const char* key, const char* value) override;
-    bool SetWithType(const char* key, void* value, const std::type_info* type,
-                     base::TypeCompatible compatible) override;
-    bool GetWithType(const char* key, void* value, const std::type_info* type,
-                     base::TypeCompatible compatible) const override;
-    bool Enable(bool enable) override;
-    bool Configure(base::AttrSet& attributes) override;
-    bool addChild(base::object* child) override;
-    bool fromAttrSet(base::AttrSet& attributes) override;
-    bool toAttrSet(base::AttrSet& attributes) const override;
-    bool sendMessage(base::Message& message) override;
-    bool receiveMessage(base::Message& message) override;
-    std::uint32_t NameId() const override;
-    base::object* FindChild(const std::function<bool(const base::object&)>& matches, bool recursive) override;
 
   protected:
     /** @param size bytes of all slots */
@@ -50,11 +32,22 @@ class KEP_API ISharedMemory : public virtual base::object {
   private:
     struct Segment;
     Segment* segment_;
+    __attribute__((unused)) unsigned char reserve_[kSharedMemoryReserve];
 };
 
-/** A shared segment of `count` records of type T. */
+/** Lies behind the virtual base of a segment, which may be larger in the firmware. */
+class SharedMemoryRoom {
+    __attribute__((unused)) unsigned char reserve_[kSharedMemoryReserve] = {};
+};
+
+/**
+ * A shared segment of `count` records of type T.
+ *
+ * The segment is all there is of it: as an object it refuses everything. Its table is compiled into the
+ * plug-in, which would need a symbol of the framework for each operation that ISharedMemory carried out.
+ */
 template <class T>
-class TSharedMemory : public ISharedMemory {
+class TSharedMemory : public ISharedMemory, private virtual SharedMemoryRoom {
   public:
     explicit TSharedMemory(int count) : ISharedMemory(static_cast<int>(sizeof(T)) * count) {}
 
@@ -62,6 +55,29 @@ class TSharedMemory : public ISharedMemory {
     T* Record() const {
         T* first = static_cast<T*>(Address());
         return first ? first + Slot() : nullptr;
+    }
+
+    void toString(std::string& text) const override { text.clear(); }
+    bool fromString(const char*) override { return false; }
+    bool Set(const char*, void*, const std::type_info*) override { return false; }
+    bool Get(const char*, void*, const std::type_info*) const override { return false; }
+    bool SetStr(const char*, const char*) override { return false; }
+    bool SetWithType(const char*, void*, const std::type_info*, base::TypeCompatible) override {
+        return false;
+    }
+    bool GetWithType(const char*, void*, const std::type_info*, base::TypeCompatible) const override {
+        return false;
+    }
+    bool Enable(bool) override { return false; }
+    bool Configure(base::AttrSet&) override { return false; }
+    bool addChild(base::object*) override { return false; }
+    bool fromAttrSet(base::AttrSet&) override { return false; }
+    bool toAttrSet(base::AttrSet&) const override { return false; }
+    bool sendMessage(base::Message&) override { return false; }
+    bool receiveMessage(base::Message&) override { return false; }
+    std::uint32_t NameId() const override { return 0; }
+    base::object* FindChild(const std::function<bool(const base::object&)>&, bool) override {
+        return nullptr;
     }
 };
 

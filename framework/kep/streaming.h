@@ -20,7 +20,8 @@ class KEP_API IState : public virtual kep::object_base {
     virtual State CurrentState() = 0;
 };
 
-class KEP_API IStreamControl : public virtual IState {
+/** Its operations are the first of its table: it does not share the table of IState. */
+class KEP_API IStreamControl : public virtual kep::object_base {
   public:
     virtual bool ChangeUp(State target) = 0;
     virtual bool ChangeDown(State target) = 0;
@@ -118,7 +119,7 @@ class KEP_API IPcmPlayer : public virtual common::IStreamControl,
 };
 
 /** The still-picture taker. */
-class KEP_API IPhotography : public virtual common::IStreamControl {
+class KEP_API IPhotography : public virtual common::IStreamControl, public virtual common::IState {
   public:
     static IPhotography* CreateNew(const char* device);
 
