@@ -7,13 +7,15 @@
  * that nothing detects. On a workstation it finds nothing, and the call answers as for an object of the wrong
  * kind.
  *
- * Results. Every function returns one of VNRes_Code. A call that fails writes one line to the framework's
- * error stream, unless its description says otherwise. Beside the codes listed with it, any function returns
+ * Results. Every function returns one of VNRes_Code, none of which is positive; VNAacEncode and VNAacDecode
+ * return a length in the place of VNRES_SUCCEED. A call that fails writes one line to the framework's error
+ * stream, unless its description says otherwise. Beside the codes listed with it, any function returns
  * VNRES_FAIL when memory runs out. No C++ exception leaves a function.
  *
  * Threads. A function runs on its caller's thread and takes no lock. Different handles may be used from
  * different threads at the same time; acquisition and release are for the caller to serialise, as are calls
- * on one handle. Callbacks run on threads of the framework.
+ * on one handle. VNReadPcm, VNRecMan2 and the stamp functions without a handle demand more: see there.
+ * Callbacks run on threads of the framework.
  */
 #ifndef VORNISA_API_H
 #define VORNISA_API_H

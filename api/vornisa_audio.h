@@ -18,8 +18,9 @@ extern "C" {
  * is no failure, but writes one line. To read in blocks of a fixed size, go on until the sum of `len` is
  * reached.
  *
- * Calls on one handle must not overlap, and a call that reads a handle for the first time must not overlap
- * any other call of this function, nor VNRelease.
+ * Calls on one handle must not overlap. What is kept for all handles is in one table that nothing guards: no
+ * call may run beside an acquisition or release of any handle (VNAcquire, VNRelease, the first call of a
+ * stamp function without a handle), nor beside the first read of another handle.
  *
  * @param id       handle; not 0
  * @param buf      out: room for the samples, interleaved 16-bit little-endian; not null (not checked)
@@ -46,7 +47,7 @@ VN_API int VNReadPcm(int id, void* buf, int buf_size, int* len);
  * @param rate      sample rate in hertz
  * @param ch        number of channels
  * @param hasAdts   0 for bare AAC frames, any other value for frames with ADTS headers
- * @param bitrate   bits per second
+ * @param bitrate   bit rate, in the codec's unit; bits per second on a workstation
  * @param bandWidth audio band width, in the codec's unit
  *
  * @retval VNRES_SUCCEED     all five are set
@@ -55,8 +56,9 @@ VN_API int VNReadPcm(int id, void* buf, int buf_size, int* len);
 VN_API int VNAacCodecSet(int id, int rate, int ch, int hasAdts, int bitrate, int bandWidth);
 
 /**
- * Encodes one block of samples. The encoder is looked up once, on the first handle that a call succeeds with;
- * later calls do not check the kind of their handle. Calls on one handle must not overlap.
+ * Encodes one block of samples. The encoder is looked up once in a process, on the first handle used that
+ * offers one, whatever comes of that call; later calls use it with any handle and do not check the kind of
+ * theirs. Calls on one handle must not overlap.
  *
  * @param id       handle of a VNRES_AAC_ENCODER; not 0
  * @param in       in: the samples; checked by the codec alone, as `out` and the lengths
@@ -72,8 +74,9 @@ VN_API int VNAacCodecSet(int id, int rate, int ch, int hasAdts, int bitrate, int
 VN_API int VNAacEncode(int id, const void* in, int in_len, int* consumed, void* out, int out_len);
 
 /**
- * Decodes one block of AAC. The decoder is looked up once, on the first handle that a call succeeds with;
- * later calls do not check the kind of their handle. Calls on one handle must not overlap.
+ * Decodes one block of AAC. The decoder is looked up once in a process, on the first handle used that offers
+ * one, whatever comes of that call; later calls use it with any handle and do not check the kind of theirs.
+ * Calls on one handle must not overlap.
  *
  * @param id       handle of a VNRES_AAC_DECODER; not 0
  * @param in       in: AAC data; checked by the codec alone, as `out` and the lengths

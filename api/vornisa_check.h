@@ -20,9 +20,12 @@
     } while (false)
 
 /** After the body of a function that begins with `try`: no exception leaves it. */
-#define VN_END_WITH(result)                                \
+#define VN_END_WITH(result) VN_END_OF(__func__, result)
+
+/** The same, where the line names another `function`: the exported one on whose behalf this one runs. */
+#define VN_END_OF(function, result)                        \
     catch (...) {                                          \
-        return VnLog::swallow(__LINE__, __func__, result); \
+        return VnLog::swallow(__LINE__, function, result); \
     }
 
 #define VN_END VN_END_WITH(VNRES_FAIL)

@@ -9,6 +9,7 @@
 #include "kep/streaming.h"
 #include "vornisa_check.h"
 #include "vornisa_handle.h"
+#include "vornisa_output.h"
 #include "vornisa_registry.h"
 #include "vornisa_resource.h"
 
@@ -35,7 +36,9 @@ int VNAcquire(int type, int* id) try {
     const int handle = vornisa::newHandle(obj.get());
     VN_FAIL_IF(!handle, VNRES_FAIL);
     *id = handle;
-    VN_LOG(trace, static_cast<const void*>(obj.release()) << "," << handle);
+    // The handle's from here on.
+    const void* const object = obj.release();
+    VN_LOG(trace, object << "," << handle);
     return VNRES_SUCCEED;
 }
 VN_END
@@ -44,13 +47,14 @@ VN_END
 int VNRelease(int id) {
     VN_LOG(trace, id);
     VN_FAIL_IF(!id, VNRES_INVALID_ARG);
-    std::unique_ptr<kep::object_base> obj(vornisa::endHandle(id));
-    if (obj) vornisa::endHandlesOf(obj.get());
+    kep::object_base* const obj = vornisa::endHandle(id);
     const auto entry = _vornisa_maps.find(id);
     if (entry != _vornisa_maps.end()) {
         delete entry->second;
         _vornisa_maps.erase(entry);
     }
+    // An object lives as long as its last handle.
+    if (obj && !vornisa::hasHandle(obj)) delete obj;
     return VNRES_SUCCEED;
 }
 
@@ -110,9 +114,9 @@ static bool deliverWithId(VNMessageCallback cb, int id, Message& message) try {
     cb(message.ToString().c_str());
     return true;
 }
-VN_END_WITH(false)
+VN_END_OF("VNRegisterMessageCallback", false)
 
-static bool deliverWithIdAndPointer(VNMessageCallback cb, int id, const void* hd, Message& message) try {
+static bool deliverWithIdAndPointer(VNMessageCallback cb, int id, void* hd, Message& message) try {
     std::string pointer;
     kep::base::ostream_string(pointer) << hd;
     message.Attributes().Add("vornisa_id", id);
@@ -120,7 +124,7 @@ static bool deliverWithIdAndPointer(VNMessageCallback cb, int id, const void* hd
     cb(message.ToString().c_str());
     return true;
 }
-VN_END_WITH(false)
+VN_END_OF("VNRegisterMessageCallback2", false)
 
 int VNRegisterMessageCallback(int id, VNMessageCallback cb) try {
     VN_FAIL_IF(!id, VNRES_INVALID_ARG);
@@ -220,7 +224,7 @@ VN_END
 
 int VNRead(int id, char* buf, int buf_size, int count, int* len) try {
     VN_FAIL_IF(!id, VNRES_INVALID_ARG);
-    IStreamOutput* output = objectAs<IStreamOutput>(id);
+    IStreamOutput* output = vornisa::outputOf(id);
     VN_FAIL_IF(!output, VNRES_WRONG_DEVICE, ",", id, ":this dev can not output frame!");
     VN_FAIL_IF(!output->IsSupportedPullFrame(), VNRES_UNSUPPORTED, ",", id,
                ":this dev is not supported pull frame!");

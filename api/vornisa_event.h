@@ -17,7 +17,7 @@ std::string eventUrl();
 /** The same, with a line of the source whose Log it is. */
 template <class SourceLog>
 std::string createFileName(int line) {
-    const std::string url = eventUrl();
+    std::string url = eventUrl();
     (SourceLog::open(LineKind::information, line, __func__) << url.c_str()).end();
     return url;
 }

@@ -1,9 +1,7 @@
 #ifndef VORNISA_HANDLE_H
 #define VORNISA_HANDLE_H
 
-#include <atomic>
 #include <climits>
-#include <cstddef>
 #include <cstdint>
 
 #include "kep/object_base.h"
@@ -22,7 +20,10 @@ inline kep::object_base* objectOf(int handle) {
 inline kep::object_base* endHandle(int handle) {
     return objectOf(handle);
 }
-inline void endHandlesOf(const kep::object_base*) {}
+// Where it has several they are the same number, and nothing tells them apart.
+inline bool hasHandle(const kep::object_base*) {
+    return false;
+}
 
 #else
 
@@ -38,9 +39,9 @@ kep::object_base* objectOf(int handle) noexcept;
 /** Ends a handle and gives its object to the one caller that ended it; null when the handle is not live. */
 kep::object_base* endHandle(int handle) noexcept;
 
-/** Ends the handles that are left of an object, which has several when it was acquired by its name more than
- * once. */
-void endHandlesOf(const kep::object_base* object) noexcept;
+/** Whether a handle is left of an object, which has several when it was acquired by its name more than once.
+ */
+bool hasHandle(const kep::object_base* object) noexcept;
 
 #endif
 
@@ -49,57 +50,11 @@ inline const void* asPointer(int handle) {
     return reinterpret_cast<const void*>(static_cast<std::uintptr_t>(static_cast<unsigned>(handle)));
 }
 
-#if UINTPTR_MAX <= UINT_MAX
-
 /** The object of a handle as a T; null when the object is none, or when there is no object. */
 template <class T>
 T* objectAs(int handle) {
     return dynamic_cast<T*>(objectOf(handle));
 }
-
-#else
-
-/**
- * Where the T of an object was found. A cast through the interfaces' virtual bases takes longer than all else
- * that a call does, while a handle is not given twice and its object does not change its kind.
- */
-template <class T>
-class FoundCasts {
-  public:
-    T* cast(int handle, kep::object_base* object) {
-        std::atomic<std::uint64_t>& entry = entries_[static_cast<unsigned>(handle) % kEntries];
-        // Handle and distance are one word, so that threads may read and write it at the same time.
-        const std::uint64_t known = entry.load(std::memory_order_relaxed);
-        if (static_cast<int>(known >> 32) == handle) return at(object, static_cast<std::int32_t>(known));
-        T* const found = dynamic_cast<T*>(object);
-        const std::ptrdiff_t distance =
-            found ? reinterpret_cast<char*>(found) - reinterpret_cast<char*>(object) : kNone;
-        if (distance >= INT32_MIN && distance <= INT32_MAX)
-            entry.store(static_cast<std::uint64_t>(handle) << 32 | static_cast<std::uint32_t>(distance),
-                        std::memory_order_relaxed);
-        return found;
-    }
-
-  private:
-    static constexpr unsigned kEntries = 16;
-    static constexpr std::int32_t kNone = INT32_MIN;
-
-    static T* at(kep::object_base* object, std::int32_t distance) {
-        return distance == kNone ? nullptr : reinterpret_cast<T*>(reinterpret_cast<char*>(object) + distance);
-    }
-
-    std::atomic<std::uint64_t> entries_[kEntries]{};
-};
-
-/** The object of a handle as a T; null when the object is none, or when there is no object. */
-template <class T>
-T* objectAs(int handle) {
-    static FoundCasts<T> found;
-    kep::object_base* const object = objectOf(handle);
-    return object ? found.cast(handle, object) : nullptr;
-}
-
-#endif
 
 }  // namespace vornisa
 

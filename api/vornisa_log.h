@@ -93,6 +93,7 @@ struct Log {
     using VnLog = ::vornisa::Log<VnSource>
 
 /** Writes a line: `VN_LOG(trace, id << "," << bps);` */
+// NOLINTNEXTLINE(bugprone-macro-parentheses): `items` is itself a chain of <<, which parentheses would end.
 #define VN_LOG(kind, items) (VnLog::open(::vornisa::LineKind::kind, __LINE__, __func__) << items).end()
 
 #endif

@@ -4,7 +4,7 @@
 #include "kep/fifo_buffer.h"
 #include "kep/streaming.h"
 #include "vornisa_check.h"
-#include "vornisa_handle.h"
+#include "vornisa_output.h"
 #include "vornisa_registry.h"
 
 using kep::api::streaming::common::frame_t;
@@ -27,7 +27,7 @@ int VNReadPcm(int id, void* buf, int buf_size, int* len) try {
                       buff->Max());
     int copied = buff->Pop(buf, buf_size, true);
     if (copied == 0) {
-        IStreamOutput* output = vornisa::objectAs<IStreamOutput>(id);
+        IStreamOutput* output = vornisa::outputOf(id);
         VN_FAIL_IF(!output, VNRES_WRONG_DEVICE, ",", id, ":this dev can not output frame!");
         VN_FAIL_IF(!output->IsSupportedPullFrame(), VNRES_UNSUPPORTED, ",", id,
                    ":this dev is not supported pull frame!");

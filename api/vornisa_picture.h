@@ -4,6 +4,9 @@
  *
  * Coordinates are pixels of a frame of 1920x1080, whatever the size of the video; x counts from the left, y
  * from the top.
+ *
+ * The number of a privacy zone is checked, and that is a decision of this library: nothing behind it would
+ * stop a wrong one from overwriting memory that is not the zones'.
  */
 #ifndef VORNISA_PICTURE_H
 #define VORNISA_PICTURE_H
@@ -123,9 +126,9 @@ VN_API int VNStampEnable0(int id, int enable);
 
 /**
  * VNStampInit0 for the library's own stamp. The library acquires it at the first call of any function that
- * uses it and keeps it until the process ends; that first call must not run beside another one. This
- * function can only be that first call: when the stamp exists it fails, also when it exists because an
- * earlier VNStampInit failed over its arguments.
+ * uses it and keeps it until the process ends; that first call must not run beside another one, nor beside
+ * any acquisition or release. This function can only be that first call: when the stamp exists it fails, also
+ * when it exists because an earlier VNStampInit failed over its arguments.
  *
  * @param w    width of a character; not 0
  * @param h    height of a character; not 0

@@ -17,7 +17,7 @@ extern "C" {
 /**
  * Starts to record the microphone and the camera into fragmented MP4 files of one length each. The recording
  * goes on after the call, as an application of the framework's with the name appVornisaRecMan; a handle of
- * VNRES_REC_MAN reaches it. Lines go to standard output.
+ * VNRES_REC_MAN reaches it, and ends it as VNRecMan2 says. Lines go to standard output.
  *
  * @param resolution pixels of a picture: 2073600 (1920 by 1080), 921600 (1280 by 720) or 230400 (640 by 360);
  * not 0. Any other number asks the framework for a picture of 0 by 0
@@ -44,6 +44,13 @@ VN_API int VNRecMan(int resolution, const char* in_video, const char* in_audio, 
  * Starts to record the microphone and the camera into files of one length each, like VNRecMan, with a default
  * for each setting, a choice of the kind of file, and protection of the files against a loss of power. Calls
  * with another `resolution` than the three are for the caller to serialise.
+ *
+ * A recording is ended by VNAcquire(VNRES_REC_MAN), VNStop and VNRelease: VNStop finishes the file that is
+ * open and returns when it has its name. What a further call does while a recording runs is the framework's
+ * rule; on a workstation both record, and a handle reaches the newest recording that there was when it was
+ * acquired, so acquire one after each call. (One that was acquired before any recording reaches the next.) At
+ * the end of the process by exit() or a return from main, a workstation finishes what still records; a
+ * process that is killed leaves the open file under its temporary name.
  *
  * @param resolution as for VNRecMan
  * @param in_video   in: attribute text with any of "codec" (default "h264"), "framerate" (30; the camera's 30

@@ -25,7 +25,10 @@ VN_API int VNAcquire(int type, int* id);
 
 /**
  * Destroys a resource, and what other calls attached to its handle. Stop a running one first. The handle is
- * dead when the call returns; messages of the object no longer arrive.
+ * dead when the call returns, and its message callback is called no more: the call waits for one that runs on
+ * another thread, so the caller must not hold a lock that the callback waits for. An object that several
+ * handles reach, such as a recording, lives until the last of them is released. One that still
+ * plays then is stopped first, and the call waits as VNStop does.
  *
  * @param id handle; not 0
  *
@@ -47,7 +50,10 @@ VN_API int VNRelease(int id);
 VN_API int VNStart(int id);
 
 /**
- * Stops a resource. It keeps its settings and can be started again.
+ * Stops a resource. It keeps its settings and can be started again. On a workstation the files that a
+ * recording or an event service has open are completed first: the call waits for the disk that they are on,
+ * however long that takes, and so does a call that starts, stops or releases the same resource meanwhile.
+ * Nobody else waits: all other calls on it return, and all calls on other resources.
  *
  * @param id handle; not 0
  *
@@ -76,8 +82,9 @@ VN_API int VNIsRunning(int id, int* running);
  * framework's rule.
  *
  * @param id handle; not 0
- * @param cb called for each message on a thread of the framework until the resource is released; not null
- * (not checked). It may call any function but VNRelease of this handle
+ * @param cb called for each message, one after the other, on a thread of the framework until the handle is
+ * released; not null (not checked). It may call any function but VNRelease of this handle, and may take its
+ * time: the callbacks of other handles are called meanwhile
  *
  * @retval VNRES_SUCCEED     handed to the object, whose own answer is not looked at
  * @retval VNRES_INVALID_ARG `id` is 0
@@ -101,12 +108,13 @@ VN_API int VNRegisterMessageCallback(int id, VNMessageCallback cb);
 VN_API int VNRegisterMessageCallback2(int id, VNMessageCallback cb, void* hd);
 
 /**
- * Sets the two audio settings of an audio stream. The values are passed on unchecked, also to a running
- * stream.
+ * Sets the two audio settings of an audio stream. What they mean, and in which unit, is for the framework to
+ * define; that for workstations takes the sample rate in hertz and the number of channels. The values are
+ * passed on unchecked, also to a running stream.
  *
  * @param id     handle; not 0
- * @param first  first setting: the sample rate in hertz
- * @param second second setting: the number of channels
+ * @param first  the framework's first audio setting
+ * @param second the framework's second audio setting
  *
  * @retval VNRES_SUCCEED      passed on
  * @retval VNRES_INVALID_ARG  `id` is 0, or the object is no stream
@@ -232,7 +240,8 @@ VN_API int VNFeed(int id, char* buf, int size);
  * @param height pixels
  *
  * @retval VNRES_SUCCEED     the stream plays in the new size
- * @retval VNRES_INVALID_ARG `id` is 0, or a step failed; the failed step writes a line of its own as well
+ * @retval VNRES_INVALID_ARG `id` is 0, or a step failed. The failed step writes a line of its own as well,
+ * unless the object cannot be stopped or started at all: VNStop and VNStart then write none
  */
 VN_API int VNSwitchResolution(int id, int width, int height);
 

@@ -18,7 +18,7 @@
 extern "C" {
 #endif
 
-/** Results of the functions. Never positive. */
+/** Results of the functions. None is positive: what is, is a length (VNAacEncode, VNAacDecode). */
 enum VNRes_Code {
     VNRES_SUCCEED = 0,        /**< the call did what was asked */
     VNRES_FAIL = -1,          /**< the framework refused or failed the operation */
