@@ -48,7 +48,7 @@ struct EventSettings {
 
 /** The URL of a clip. What separates the settings of a trigger cannot stand in it. */
 std::string clipUrl(const std::string& text) {
-    const std::string url = urlOfPath(text);
+    std::string url = urlOfPath(text);
     if (!url.starts_with("file://") || pathOfUrl(url).empty() || url.ends_with('/'))
         throw UsageError("--url '" + text + "': neither a file URL nor the name of a file");
     if (url.find_first_of(",{}") != std::string::npos)

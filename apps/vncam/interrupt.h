@@ -4,8 +4,9 @@
 namespace vncam {
 
 /**
- * Makes SIGINT and SIGTERM ask for a clean stop; a second one ends the process at once. Writing to a closed
- * pipe fails from then on instead of killing the process.
+ * Makes SIGINT, SIGTERM and SIGHUP ask for a clean stop; a second SIGINT or SIGTERM ends the process at once.
+ * A SIGHUP that is ignored stays so. Writing to a closed pipe fails from then on instead of killing the
+ * process.
  */
 void installStopSignals();
 

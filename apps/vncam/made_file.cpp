@@ -3,9 +3,9 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "command.h"
-#include "recording_check.h"
-#include "recovery.h"
+#include "recordings/failure.h"
+#include "recordings/recording_check.h"
+#include "recordings/recovery.h"
 
 namespace vncam {
 
@@ -23,7 +23,7 @@ std::string urlOfPath(const std::string& path) {
 
 std::uint64_t bytesOf(const std::string& path) {
     std::error_code missing;
-    for (const std::string& name : {path + openExtension, path}) {
+    for (const std::string& name : {path + recordings::openExtension, path}) {
         const auto size = std::filesystem::file_size(name, missing);
         if (!missing) return size;
     }
@@ -32,8 +32,8 @@ std::uint64_t bytesOf(const std::string& path) {
 
 std::optional<double> secondsOf(const std::string& path) {
     try {
-        return checkRecording(path).seconds;
-    } catch (const Failure&) {
+        return recordings::checkRecording(path).seconds;
+    } catch (const recordings::Failure&) {
         return std::nullopt;
     }
 }

@@ -23,8 +23,8 @@ class Output {
 
     /**
      * Writes all bytes: to a pipe at once, to a file in large pieces, the last of them at its end. Throws
-     * ClosedPipe, or Failure naming the file. Once a stop has been asked for or the output is abandoned, a pipe
-     * whose reader does not read is given up after a second.
+     * ClosedPipe, or Failure naming the file. Once a stop has been asked for or the output is abandoned, a
+     * pipe whose reader does not read is given up after a second.
      */
     void write(const char* data, std::size_t size);
     void abandon() { abandoned_ = true; }

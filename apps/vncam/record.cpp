@@ -111,13 +111,18 @@ class Recording {
             }
         } else if (name == "stopped") {
             stopped_ = true;
-        } else if (length_.isComplete()) {
-            // Of what is not kept.
         } else if (name == "failed") {
+            // It is the end of the file that is open.
+            if (closed_ < opened_ && path == current_) ++closed_;
+            if (length_.isComplete()) return;
             trouble_ = messageValue(message, "reason");
             if (opened_ == 0) throw Failure(trouble_);
             report("record", trouble_);
             length_.disturbed();
+            const std::string kept = pathOfUrl(messageValue(message, "kept"));
+            if (!kept.empty()) takeFile(kept);
+        } else if (length_.isComplete()) {
+            // Of what is not kept.
         } else if (name == "frameLost") {
             const std::uint64_t lost = std::stoull("0" + messageValue(message, "lost"));
             lost_ += lost;

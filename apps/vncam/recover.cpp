@@ -5,19 +5,29 @@
 #include "command.h"
 #include "interrupt.h"
 #include "options.h"
-#include "recovery.h"
+#include "recordings/failure.h"
+#include "recordings/recovery.h"
 #include "terminal.h"
 
 namespace vncam {
 namespace {
 
+using recordings::Damage;
+using recordings::RecordingCheck;
+using recordings::Recovery;
+
 constexpr Usage usage{
     "recover", "DIR",
     "Finishes the recordings in DIR that a power cut or a crash has left under their temporary\n"
-    "names, NAME.part: checks them, cuts off what is not whole at the end, and names them NAME.",
-    "No other file is overwritten: a name that is taken gets a number. A file in which nothing can\n"
-    "be played, or to which something is still written, is told and left.\n"
-    "Exit status 1 tells of a file that could not be read, cut or renamed."};
+    "names, NAME.part: checks them, has players skip what is damaged, and names them NAME.",
+    "Whatever can be read stays in its place: what lies behind a hole is kept, and each hole is told.\n"
+    "Only the end of a transport stream may be cut off, within its last picture; what was there is\n"
+    "then in NAME.rest. No other file is overwritten: a name that is taken gets a number. A file in\n"
+    "which nothing can be played, or to which something is still written, is told and left.\n"
+    "Exit status 1 tells of a file that could not be read, changed or renamed."};
+
+/** Damages that are told of one file, one line each. */
+constexpr std::size_t kMostLines = 20;
 
 std::string lengthText(double seconds) {
     char text[32];
@@ -25,21 +35,56 @@ std::string lengthText(double seconds) {
     return text;
 }
 
-std::string told(const std::string& path, const Recovery& recovery) {
-    if (!recovery.recovered()) return path + ": left as it is: " + recovery.check.reason;
-    std::string text = path + " -> " + recovery.path + ": " + lengthText(recovery.check.seconds);
-    if (recovery.cut) text += ", " + std::to_string(recovery.cut) + " bytes cut off";
-    return text;
+std::string packetsText(std::uint64_t packets) {
+    return packets == 0 ? "no packet damaged"
+                        : std::to_string(packets) + (packets == 1 ? " packet damaged" : " packets damaged");
 }
 
-/** Recovers one file after the other; false when one has failed. */
-bool recoverAll(const std::vector<std::string>& paths) {
+std::string text(const Damage& damage) {
+    using Kind = Damage::Kind;
+    const std::string place = " at byte " + std::to_string(damage.begin) + ": " +
+                              std::to_string(damage.end - damage.begin) + " bytes";
+    switch (damage.kind) {
+        case Kind::header:
+            return "header" + place + ", restored from its copy";
+        case Kind::samples:
+            return "hole" + place + ", " + packetsText(damage.packets);
+        case Kind::fragment:
+            return "hole" + place + ", skipped";
+        case Kind::end:
+            break;
+    }
+    return "end" + place + ", incomplete";
+}
+
+/** What has been done, or with `planned` would be. */
+std::string told(const std::string& path, const Recovery& recovery, bool planned) {
+    const RecordingCheck& check = recovery.check;
+    if (!recovery.recovered())
+        return path + (planned ? ": would be" : ":") + " left as it is: " + check.reason;
+    std::string all =
+        path + (planned ? " would be " : " -> ") + recovery.path + ": " + lengthText(check.seconds);
+    std::size_t lines = 0;
+    for (const Damage& damage : check.damages) {
+        if (++lines > kMostLines) continue;
+        all += "\n  " + text(damage);
+        if (damage.kind == Damage::Kind::end && recovery.cut > 0)
+            all += recovery.rest.empty() ? ", cut off: all zeros" : ", moved to " + recovery.rest;
+    }
+    if (lines > kMostLines) all += "\n  and " + std::to_string(lines - kMostLines) + " more";
+    return all;
+}
+
+/** Recovers one file after the other, or only tells what would be done; false when one has failed. */
+bool recoverAll(const std::vector<std::string>& paths, bool planned) {
     bool good = true;
     for (const std::string& path : paths) {
         if (stopRequested()) throw Failure("interrupted before " + path);
         try {
-            std::puts(told(path, recoverFile(path)).c_str());
-        } catch (const Failure& failure) {
+            const Recovery recovery =
+                planned ? recordings::planRecovery(path) : recordings::recoverFile(path);
+            std::puts(told(path, recovery, planned).c_str());
+        } catch (const recordings::Failure& failure) {
             report("recover", failure.what());
             good = false;
         }
@@ -50,13 +95,18 @@ bool recoverAll(const std::vector<std::string>& paths) {
 }  // namespace
 
 int runRecover(int argc, char** argv) {
+    bool planned = false;
+    const std::vector<Option> options = {
+        {"dry-run", nullptr, "tell what would be done, and change nothing",
+         [&](const std::string&) { planned = true; }, 'n'},
+    };
     std::vector<std::string> operands;
-    if (!parseOptions(argc, argv, usage, {}, operands)) return exitOk;
+    if (!parseOptions(argc, argv, usage, options, operands)) return exitOk;
     if (operands.empty()) throw UsageError("which folder? Give the one with the recordings");
     if (operands.size() > 1) throw UsageError("unexpected argument '" + operands[1] + "'");
-    const std::vector<std::string> paths = unfinishedIn(operands.front());
+    const std::vector<std::string> paths = recordings::unfinishedIn(operands.front());
     if (paths.empty()) report("recover", operands.front() + ": no unfinished recordings");
-    return recoverAll(paths) ? exitOk : exitFailure;
+    return recoverAll(paths, planned) ? exitOk : exitFailure;
 }
 
 }  // namespace vncam

@@ -71,9 +71,9 @@ TEST_F(Record, AWholeNumberOfSegmentsGivesJustSoManyFiles) {
 }
 
 TEST_F(Record, LeavesNoFileThatWasBegunBehindTheLastAndOpensLate) {
-    const Result made =
-        run("LD_PRELOAD=" SLOW_OPEN " SLOW_OPEN=a-1.mp4 ASAN_OPTIONS=$ASAN_OPTIONS:verify_asan_link_order=0 "
-            "vncam record --size 640x360 --segment 2 --seconds 2 --name a.mp4");
+    const Result made = run("LD_PRELOAD=" SLOW_OPEN
+                            " SLOW_OPEN=a-1.mp4 ASAN_OPTIONS=$ASAN_OPTIONS:verify_asan_link_order=0 "
+                            "vncam record --size 640x360 --segment 2 --seconds 2 --name a.mp4");
     ASSERT_EQ(made.exit, 0) << made.err;
     EXPECT_EQ(made.out, "./a.mp4\n");
     EXPECT_THAT(made.err, HasSubstr("vncam record: 1 file, "));
@@ -106,7 +106,7 @@ TEST_F(Record, MakesATransportStream) {
 }
 
 TEST_F(Record, AnInterruptFinishesTheFile) {
-    for (const char* signal : {"INT", "TERM"}) {
+    for (const char* signal : {"INT", "TERM", "HUP"}) {
         const std::string name = std::string(signal) + ".mp4";
         const Result made =
             run("vncam record --size 640x360 --segment 60 --name " + name +
@@ -118,6 +118,33 @@ TEST_F(Record, AnInterruptFinishesTheFile) {
         expectPlayable(name);
     }
     EXPECT_THAT(unfinished(), testing::IsEmpty());
+}
+
+/** Bash that waits until a.mp4.part has something in it. */
+const std::string kAwaitRecording = "for i in {1..600}; do [ -s a.mp4.part ] && break; sleep 0.1; done; ";
+
+TEST_F(Record, AHangupThatIsSaidTwiceFinishesTheFile) {
+    const Result made = run("vncam record --size 640x360 --segment 60 --name a.mp4 & pid=$!; " +
+                            kAwaitRecording + "kill -HUP $pid; kill -HUP $pid; wait $pid");
+    EXPECT_EQ(made.exit, 0) << made.err;
+    EXPECT_EQ(made.out, "./a.mp4\n");
+    expectPlayable("a.mp4");
+}
+
+TEST_F(Record, AHangupThatIsIgnoredIsNotListenedTo) {
+    const Result made =
+        run("trap '' HUP; vncam record --size 640x360 --segment 60 --seconds 2 --name a.mp4 & pid=$!; " +
+            kAwaitRecording + "kill -HUP $pid; wait $pid");
+    EXPECT_EQ(made.exit, 0) << made.err;
+    EXPECT_NEAR(seconds("a.mp4"), 2, 0.5);
+}
+
+TEST_F(Record, ATerminalThatGoesAwayFinishesTheFile) {
+    // Its other side dies; the recording itself is sent nothing.
+    run("script -qc 'vncam record --size 640x360 --segment 60 --name a.mp4' /dev/null >/dev/null & pid=$!; " +
+        kAwaitRecording + "kill -KILL $pid; for i in {1..600}; do [ -e a.mp4 ] && break; sleep 0.1; done");
+    EXPECT_THAT(unfinished(), testing::IsEmpty());
+    expectPlayable("a.mp4");
 }
 
 TEST_F(Record, OneThatIsKilledIsRecovered) {

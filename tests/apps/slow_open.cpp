@@ -1,4 +1,4 @@
-// Loaded before a program: making a file whose path contains $SLOW_OPEN takes half a second, as on a busy disk.
+// LD_PRELOAD: creating a file whose path contains $SLOW_OPEN takes half a second, as on a busy disk.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <unistd.h>

@@ -1,8 +1,8 @@
-#include "sample_check.h"
+#include "recordings/sample_check.h"
 
 #include <algorithm>
 
-namespace vncam {
+namespace recordings {
 
 namespace {
 
@@ -48,4 +48,4 @@ bool isWholeSample(const Mp4Track& track, ByteSpan sample) {
     return track.codec != "mp4a" || isWholeSound(sample);
 }
 
-}  // namespace vncam
+}  // namespace recordings

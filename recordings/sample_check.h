@@ -1,10 +1,10 @@
-#ifndef VNCAM_SAMPLE_CHECK_H
-#define VNCAM_SAMPLE_CHECK_H
+#ifndef RECORDINGS_SAMPLE_CHECK_H
+#define RECORDINGS_SAMPLE_CHECK_H
 
-#include "file_bytes.h"
-#include "mp4_boxes.h"
+#include "recordings/file_bytes.h"
+#include "recordings/mp4_index.h"
 
-namespace vncam {
+namespace recordings {
 
 /**
  * Whether a sample can be what an encoder made. A file may have its length on the disk before its contents:
@@ -12,6 +12,6 @@ namespace vncam {
  */
 bool isWholeSample(const Mp4Track& track, ByteSpan sample);
 
-}  // namespace vncam
+}  // namespace recordings
 
 #endif

@@ -1,12 +1,12 @@
-#ifndef VNCAM_FILE_BYTES_H
-#define VNCAM_FILE_BYTES_H
+#ifndef RECORDINGS_FILE_BYTES_H
+#define RECORDINGS_FILE_BYTES_H
 
 #include <cstdint>
 #include <span>
 #include <string>
 #include <vector>
 
-namespace vncam {
+namespace recordings {
 
 using Bytes = std::vector<std::uint8_t>;
 using ByteSpan = std::span<const std::uint8_t>;
@@ -33,6 +33,6 @@ class FileBytes {
 /** A number of so many bytes, most significant first. */
 std::uint64_t bigEndian(ByteSpan bytes, std::size_t at, std::size_t count);
 
-}  // namespace vncam
+}  // namespace recordings
 
 #endif

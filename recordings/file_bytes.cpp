@@ -1,4 +1,4 @@
-#include "file_bytes.h"
+#include "recordings/file_bytes.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -8,9 +8,9 @@
 #include <cerrno>
 #include <cstring>
 
-#include "command.h"
+#include "recordings/failure.h"
 
-namespace vncam {
+namespace recordings {
 
 FileBytes::FileBytes(std::string path) : path_(std::move(path)) {
     descriptor_ = open(path_.c_str(), O_RDONLY | O_CLOEXEC);
@@ -43,4 +43,4 @@ std::uint64_t bigEndian(ByteSpan bytes, std::size_t at, std::size_t count) {
     return value;
 }
 
-}  // namespace vncam
+}  // namespace recordings

@@ -1,0 +1,15 @@
+#ifndef RECORDINGS_FAILURE_H
+#define RECORDINGS_FAILURE_H
+
+#include <stdexcept>
+
+namespace recordings {
+
+/** A file or folder could not be read or changed; the text names it and has the system's reason. */
+struct Failure : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+}  // namespace recordings
+
+#endif

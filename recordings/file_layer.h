@@ -1,0 +1,82 @@
+#ifndef RECORDINGS_FILE_LAYER_H
+#define RECORDINGS_FILE_LAYER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace recordings {
+
+/**
+ * The one place where recordings and pictures are opened, written, synced and renamed. Tests put another in
+ * its place, which records the operations or refuses some. What gets a final name gets it through commit().
+ *
+ * Every operation that can fail returns false or null and fills `reason` with the thing and the cause
+ * ("/mnt/sd/a.mp4.part: No space left on device").
+ */
+class FileLayer {
+  public:
+    /** A file that is open for writing. Its destructor closes it. */
+    class File {
+      public:
+        virtual ~File() = default;
+        /** Writes all of it at `offset` or fails. */
+        virtual bool write(std::uint64_t offset, const void* bytes, std::size_t size,
+                           std::string& reason) = 0;
+        /** Takes away what is behind `size`; refused by a layer that cannot. */
+        virtual bool truncate(std::uint64_t size, std::string& reason);
+        /** Returns when what was written is on the disk. */
+        virtual bool sync(std::string& reason) = 0;
+        /** Closes the file; what fails only now is told. */
+        virtual bool close(std::string& reason) = 0;
+    };
+
+    /** What commit() does where a file bears the final name already. */
+    enum class Taken { refuse, replace };
+
+    /** How far commit() came: the file bears its old name, or the new one, or the new one whatever happens.
+     */
+    enum class Committed { no, renamed, durable };
+
+    virtual ~FileLayer() = default;
+
+    /** Makes a new file; refused when there is one of that name. */
+    virtual std::unique_ptr<File> create(const std::string& path, std::string& reason) = 0;
+    /** Opens a file that is there, for writing; refused by a layer that cannot. */
+    virtual std::unique_ptr<File> open(const std::string& path, std::string& reason);
+    /** Gives a file its final name; refused when there is a file of that name. */
+    virtual bool rename(const std::string& from, const std::string& to, std::string& reason) = 0;
+    /** The same, but takes the place of a file that is there. */
+    virtual bool replace(const std::string& from, const std::string& to, std::string& reason) = 0;
+    /** Returns when the names in a folder are on the disk. */
+    virtual bool syncFolder(const std::string& folder, std::string& reason) = 0;
+    virtual bool remove(const std::string& path, std::string& reason) = 0;
+    virtual bool exists(const std::string& path) = 0;
+
+    /**
+     * Gives a file that has been written its final name: syncs and closes it, renames it, and syncs the
+     * folder. Whenever the power is cut, what bears the final name is the whole file, or the older one of
+     * that name. `from` may be `to`, for a file that was opened under its final name.
+     *
+     * With Committed::renamed, and `reason` filled, the folder could not be synced: a power cut may take the
+     * name back.
+     */
+    Committed commit(File& file, const std::string& from, const std::string& to, Taken taken,
+                     std::string& reason);
+
+    /** The layer in use: the operating system's unless another has been put in its place. */
+    static FileLayer& current();
+    /** Puts `layer` in use for what is opened from here on; null for the operating system's. It is the
+     * caller's and outlives all that uses it. */
+    static void use(FileLayer* layer);
+    /** The operating system's. */
+    static FileLayer& system();
+
+    /** The folder part of a path, "." when it has none. */
+    static std::string folderOf(const std::string& path);
+};
+
+}  // namespace recordings
+
+#endif

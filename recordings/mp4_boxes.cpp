@@ -1,0 +1,37 @@
+#include "recordings/mp4_boxes.h"
+
+#include <limits>
+
+namespace recordings {
+
+std::optional<BoxHeader> readBoxHeader(ByteSpan bytes, std::uint64_t room) {
+    constexpr std::size_t usual = 8;
+    constexpr std::size_t large = 16;
+    if (bytes.size() < usual) return std::nullopt;
+    BoxHeader header{{bytes.begin() + 4, bytes.begin() + usual}, usual, bigEndian(bytes, 0, 4)};
+    const auto isLetter = [](unsigned char c) { return (c >= 0x20 && c < 0x7f) || c == 0xa9; };
+    if (!std::ranges::all_of(header.kind, isLetter)) return std::nullopt;
+    if (header.end == 1) {
+        if (bytes.size() < large) return std::nullopt;
+        header.contents = large;
+        header.end = bigEndian(bytes, usual, 8);
+    } else if (header.end == 0) {
+        header.end = room;
+    }
+    if (header.end < header.contents || header.end > room) return std::nullopt;
+    return header;
+}
+
+Bytes boxHeader(std::string_view kind, std::uint64_t size) {
+    const bool isLong = size > std::numeric_limits<std::uint32_t>::max();
+    Bytes header;
+    const auto add = [&](std::uint64_t value, int count) {
+        while (count-- > 0) header.push_back(static_cast<std::uint8_t>(value >> 8 * count));
+    };
+    add(isLong ? 1 : size, 4);
+    for (const char letter : kind) header.push_back(static_cast<std::uint8_t>(letter));
+    if (isLong) add(size, 8);
+    return header;
+}
+
+}  // namespace recordings

@@ -1,0 +1,74 @@
+#ifndef RECORDINGS_MP4_BOXES_H
+#define RECORDINGS_MP4_BOXES_H
+
+#include <algorithm>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "recordings/file_bytes.h"
+
+namespace recordings {
+
+/** The header of a box: its kind, and where its contents begin and end, counted from where it begins. */
+struct BoxHeader {
+    std::string kind;
+    std::uint64_t contents;
+    std::uint64_t end;
+};
+
+/** The longest header that a box may have. */
+inline constexpr std::uint64_t kLongestBoxHeader = 16;
+
+/** Reads a header at the beginning of some bytes that have `room` to the end of what holds the box; nothing
+ * when there is none that fits. */
+std::optional<BoxHeader> readBoxHeader(ByteSpan bytes, std::uint64_t room);
+
+/** Calls `visit(kind, contents)` for each box in the contents of another; false when they do not fill it. */
+template <class Visit>
+bool forEachBox(ByteSpan bytes, Visit&& visit) {
+    while (!bytes.empty()) {
+        const auto box = readBoxHeader(bytes, bytes.size());
+        if (!box) return false;
+        visit(std::string_view(box->kind), bytes.subspan(box->contents, box->end - box->contents));
+        bytes = bytes.subspan(box->end);
+    }
+    return true;
+}
+
+/** The bytes of a header; a size of 2^32 or more takes the long form. */
+Bytes boxHeader(std::string_view kind, std::uint64_t size);
+
+/** Of version and flags, which many boxes begin with. */
+inline constexpr std::size_t kFullBoxHeader = 4;
+
+/** Reads numbers one after the other; once one is missing, `failed`, and all that follow are 0. */
+class Numbers {
+  public:
+    explicit Numbers(ByteSpan bytes) : bytes_(bytes) {}
+
+    std::uint64_t next(std::size_t count) {
+        if (failed_ || bytes_.size() < count) {
+            failed_ = true;
+            return 0;
+        }
+        const std::uint64_t value = bigEndian(bytes_, 0, count);
+        bytes_ = bytes_.subspan(count);
+        return value;
+    }
+    std::uint32_t next32() { return static_cast<std::uint32_t>(next(4)); }
+    void skip(std::size_t count) {
+        if (bytes_.size() < count) failed_ = true;
+        bytes_ = bytes_.subspan(std::min(count, bytes_.size()));
+    }
+    bool failed() const { return failed_; }
+    ByteSpan rest() const { return bytes_; }
+
+  private:
+    ByteSpan bytes_;
+    bool failed_ = false;
+};
+
+}  // namespace recordings
+
+#endif

@@ -1,0 +1,232 @@
+#include "recordings/mp4_check.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+
+#include "recordings/mp4_fragment.h"
+#include "recordings/mp4_header.h"
+#include "recordings/sample_check.h"
+
+namespace recordings {
+
+namespace {
+
+using State = RecordingCheck::State;
+using Kind = Damage::Kind;
+
+/** A fragment's description is below 2 KiB for half a second. */
+constexpr std::uint64_t largestFragmentHeader = 1 << 20;
+/** No encoder makes one as large; nor is so much read for one. */
+constexpr std::uint32_t largestSample = 64 << 20;
+/** Of a day of fragments it is a tenth. */
+constexpr std::uint64_t largestFragmentIndex = 64 << 20;
+/** By which a fragment may begin before the one in front of it ends, in seconds: sound and picture end apart.
+ */
+constexpr double kOverlap = 0.5;
+constexpr std::uint64_t usualHeader = 8;
+/** What a box can be skipped by whatever its size says. */
+constexpr std::uint64_t smallBox = 16;
+
+constexpr std::array<std::string_view, 14> topLevelKinds = {"moof", "mdat", "free", "mfra", "moov",
+                                                            "ftyp", "skip", "styp", "sidx", "emsg",
+                                                            "uuid", "udta", "meta", "wide"};
+
+/** A fragment that can be read, and where it ends. */
+struct FoundFragment {
+    Mp4Fragment fragment;
+    Bytes contents;     /**< of its description */
+    std::uint64_t data; /**< where the box with its samples begins */
+    std::uint64_t end;
+    bool hasDataHeader; /**< that box begins as it must */
+};
+
+class Mp4Checker {
+  public:
+    explicit Mp4Checker(const FileBytes& file) : file_(file) {}
+
+    RecordingCheck check() {
+        takeHeader();
+        while (at_ < file_.size()) {
+            if (!takeBox() && !passOver()) break;
+        }
+        if (!fragments_.empty()) return playable(last_ - first_);
+        const bool listed = index_ && std::ranges::any_of(index_->tracks, [](const auto& track) {
+                                return track.second.samples > 0;
+                            });
+        if (listed && hasData_ && damages_.empty()) return playable(index_->seconds);
+        if (!index_ && hasData_)
+            return unplayable("a plain MP4 without its index, which cannot be recovered");
+        if (!index_ && isFragmented_) return unplayable("its header is damaged, and there is no copy of it");
+        return unplayable("nothing was complete yet");
+    }
+
+  private:
+    static RecordingCheck unplayable(const char* reason) { return {State::unplayable, 0, 0, reason, {}, {}}; }
+    RecordingCheck playable(double seconds) {
+        const State state = damages_.empty() ? State::whole : State::damaged;
+        return {state, end_ ? end_ : file_.size(), seconds, {}, std::move(damages_), std::move(repairs_)};
+    }
+
+    void takeHeader() {
+        auto header = findHeader(file_);
+        if (!header) return;
+        index_ = std::move(header->index);
+        mark_ = std::move(header->mark);
+        if (header->begin == 0) return;
+        // A plain file is not understood by the copy of an index alone.
+        at_ = header->end - header->begin;
+        repairs_.push_back({0, file_.read(header->begin, at_)});
+        damages_.push_back({Kind::header, 0, at_});
+    }
+
+    /** Goes on behind the next box; false when it is damaged. */
+    bool takeBox() {
+        const auto box = boxAt(file_, at_);
+        hasData_ = hasData_ || isData();
+        if (!box) return false;
+        if (box->kind == "moof") return takeFragment();
+        if (box->kind == "moov" && !index_) return false;
+        if (box->kind == "mfra" && !isTrue(*box)) return false;
+        const std::uint64_t next = at_ + box->end;
+        // A size that lies would lead away over all that comes next; that of an index has been found true.
+        if (box->kind != "moov" && box->end > smallBox && next < file_.size() && !beginsBox(next))
+            return false;
+        if (box->kind == "mdat" && isFragmented_) damages_.push_back({Kind::fragment, at_, next});
+        at_ = next;
+        return true;
+    }
+
+    /** Whether an index of fragments leads to fragments that can be read. */
+    bool isTrue(const BoxHeader& box) const {
+        if (box.end > largestFragmentIndex) return false;
+        bool good = true;
+        const Bytes contents = file_.read(at_ + box.contents, box.end - box.contents);
+        const bool fills = forEachBox(contents, [&](std::string_view kind, ByteSpan table) {
+            good = good && (kind != "tfra" || forEachEntry(table, [this](std::uint64_t fragment) {
+                                return std::ranges::binary_search(fragments_, fragment);
+                            }));
+        });
+        return fills && good;
+    }
+
+    bool isData() const {
+        const Bytes bytes = file_.read(at_, usualHeader);
+        return bytes.size() == usualHeader && std::equal(bytes.begin() + 4, bytes.end(), "mdat");
+    }
+    bool beginsBox(std::uint64_t at) const {
+        const auto box = boxAt(file_, at);
+        return box && std::ranges::find(topLevelKinds, box->kind) != topLevelKinds.end();
+    }
+
+    std::optional<FoundFragment> fragmentAt(std::uint64_t at) const {
+        const auto box = boxAt(file_, at);
+        if (!index_ || !box || box->kind != "moof" || box->end > largestFragmentHeader) return std::nullopt;
+        FoundFragment found{};
+        found.contents = file_.read(at + box->contents, box->end - box->contents);
+        const auto fragment = readFragment(found.contents, at, file_.size(), *index_);
+        found.data = at + box->end;
+        if (!fragment || fragment->dataBegin < found.data + usualHeader) return std::nullopt;
+        found.fragment = *fragment;
+        const auto data = boxAt(file_, found.data);
+        found.end = data ? found.data + data->end : 0;
+        found.hasDataHeader = data && data->kind == "mdat" && found.end >= fragment->dataEnd &&
+                              (found.end == fragment->dataEnd || found.end == file_.size() ||
+                               beginsBox(found.end) || !beginsBox(fragment->dataEnd));
+        if (found.hasDataHeader) return found;
+        // The samples tell where their box begins and ends.
+        found.end = fragment->dataEnd;
+        if (fragment->dataBegin != found.data + usualHeader) return std::nullopt;
+        return found;
+    }
+
+    bool takeFragment() {
+        isFragmented_ = true;
+        const auto found = fragmentAt(at_);
+        if (!found) return false;
+        if (!found->hasDataHeader) {
+            repairs_.push_back({found->data, boxHeader("mdat", found->end - found->data)});
+            damages_.push_back({Kind::samples, found->data, found->data + usualHeader, 0});
+        }
+        takeSamples(*found);
+        first_ = std::min(first_, found->fragment.begin);
+        last_ = std::max(last_, found->fragment.end);
+        fragments_.push_back(at_);
+        at_ = found->end;
+        return true;
+    }
+
+    void takeSamples(const FoundFragment& found) {
+        readFragment(found.contents, at_, file_.size(), *index_, [this](const Mp4Sample& sample) {
+            if (isWhole(sample)) return;
+            const std::uint64_t end = sample.offset + sample.size;
+            const bool goesOn = !damages_.empty() && damages_.back().kind == Kind::samples &&
+                                damages_.back().end == sample.offset;
+            if (!goesOn) damages_.push_back({Kind::samples, sample.offset, end, 0});
+            damages_.back().end = end;
+            ++damages_.back().packets;
+        });
+    }
+
+    bool isWhole(const Mp4Sample& sample) const {
+        return sample.size <= largestSample &&
+               isWholeSample(index_->tracks.at(sample.track), file_.read(sample.offset, sample.size));
+    }
+
+    /** Whether a fragment that was searched for is of this recording, and not what is left of a deleted one
+     * in the same blocks. The mark of the file tells; without one it must be whole and of a later time. */
+    bool isOwn(const FoundFragment& found, std::uint64_t at) const {
+        if (mark_) return markAt(file_, found.end) == mark_;
+        bool whole = found.fragment.begin + kOverlap >= last_;
+        readFragment(found.contents, at, file_.size(), *index_,
+                     [&](const Mp4Sample& sample) { whole = whole && isWhole(sample); });
+        return whole;
+    }
+
+    /** Goes on at the next fragment that can be read; has a player skip what lies before it, or all that
+     * remains when there is none. */
+    bool passOver() {
+        std::uint64_t next = file_.size();
+        forEachPlaceOf(file_, "moof", at_ + usualHeader, [&](std::uint64_t offset) {
+            const auto fragment = fragmentAt(offset);
+            if (!fragment || !isOwn(*fragment, offset)) return false;
+            next = offset;
+            return true;
+        });
+        const bool found = next < file_.size();
+        if (fragments_.empty() && !found) return false;
+        damages_.push_back({found ? Kind::fragment : Kind::end, at_, next});
+        // Remains of a header, too short to be skipped as a box.
+        if (next - at_ < usualHeader) end_ = at_;
+        if (next - at_ >= usualHeader) repairs_.push_back({at_, boxHeader("free", next - at_)});
+        at_ = next;
+        return true;
+    }
+
+    const FileBytes& file_;
+    std::uint64_t at_ = 0;
+    std::uint64_t end_ = 0; /**< where the file is to end; 0 where it does */
+    bool hasData_ = false;
+    bool isFragmented_ = false;
+    std::optional<Mp4Index> index_;
+    std::optional<Bytes> mark_;
+    std::vector<std::uint64_t> fragments_; /**< where they begin */
+    double first_ = std::numeric_limits<double>::max();
+    double last_ = 0;
+    std::vector<Damage> damages_;
+    std::vector<Repair> repairs_;
+};
+
+}  // namespace
+
+bool isMp4(const FileBytes& file) {
+    const Bytes bytes = file.read(0, usualHeader);
+    const bool begins = bytes.size() == usualHeader && std::equal(bytes.begin() + 4, bytes.end(), "ftyp");
+    return begins || findHeader(file);
+}
+
+RecordingCheck checkMp4(const FileBytes& file) {
+    return Mp4Checker(file).check();
+}
+
+}  // namespace recordings

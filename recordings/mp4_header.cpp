@@ -1,0 +1,74 @@
+#include "recordings/mp4_header.h"
+
+#include <algorithm>
+
+namespace recordings {
+namespace {
+
+/** An index with tables of a day of pictures and sound is a quarter of it. */
+constexpr std::uint64_t largestIndex = 256 << 20;
+constexpr std::uint64_t window = 1 << 20;
+constexpr std::uint64_t markBox = 16;
+/** What comes before the kind of a box. */
+constexpr std::uint64_t sizeField = 4;
+
+/** Reads the boxes from `begin` up to an index, which may come last, but not in a copy. */
+std::optional<Mp4Header> headerAt(const FileBytes& file, std::uint64_t begin) {
+    const auto first = boxAt(file, begin);
+    if (!first || first->kind != "ftyp") return std::nullopt;
+    std::uint64_t at = begin + first->end;
+    auto box = boxAt(file, at);
+    while (box && box->kind != "moov" && begin == 0) {
+        at += box->end;
+        box = boxAt(file, at);
+    }
+    if (!box || box->kind != "moov" || box->end > largestIndex) return std::nullopt;
+    auto index = readIndex(file.read(at + box->contents, box->end - box->contents));
+    if (!index) return std::nullopt;
+    const std::uint64_t end = at + box->end;
+    auto mark = markAt(file, end);
+    return Mp4Header{begin, mark ? end + markBox : end, std::move(*index), std::move(mark)};
+}
+
+}  // namespace
+
+bool forEachPlaceOf(const FileBytes& file, std::string_view kind, std::uint64_t begin,
+                    const std::function<bool(std::uint64_t offset)>& visit) {
+    const std::uint64_t overlap = kind.size() - 1;
+    for (std::uint64_t at = begin + sizeField; at < file.size(); at += window) {
+        const Bytes bytes = file.read(at, window + overlap);
+        for (auto found = bytes.begin();; ++found) {
+            found = std::search(found, bytes.end(), kind.begin(), kind.end());
+            if (found == bytes.end()) break;
+            if (visit(at + static_cast<std::uint64_t>(found - bytes.begin()) - sizeField)) return true;
+        }
+    }
+    return false;
+}
+
+std::optional<BoxHeader> boxAt(const FileBytes& file, std::uint64_t offset) {
+    if (offset >= file.size()) return std::nullopt;
+    const Bytes bytes = file.read(offset, kLongestBoxHeader);
+    if (bytes.size() < sizeField || bigEndian(bytes, 0, sizeField) == 0) return std::nullopt;
+    return readBoxHeader(bytes, file.size() - offset);
+}
+
+std::optional<Bytes> markAt(const FileBytes& file, std::uint64_t offset) {
+    const auto box = boxAt(file, offset);
+    if (!box || box->kind != "free" || box->end != markBox) return std::nullopt;
+    return file.read(offset + box->contents, markBox - box->contents);
+}
+
+std::optional<Mp4Header> findHeader(const FileBytes& file) {
+    if (auto header = headerAt(file, 0)) return header;
+    std::optional<Mp4Header> copy;
+    forEachPlaceOf(file, "ftyp", 0, [&](std::uint64_t offset) {
+        copy = headerAt(file, offset);
+        // It has to fit where the damaged one was.
+        if (copy && copy->end - copy->begin > offset) copy.reset();
+        return copy.has_value();
+    });
+    return copy;
+}
+
+}  // namespace recordings

@@ -1,0 +1,252 @@
+#include "recordings/mp4_index.h"
+
+#include <algorithm>
+
+#include "recordings/mp4_boxes.h"
+
+namespace recordings {
+
+namespace {
+
+/** Unit and length of a header box with two times before them, `mvhd` and `mdhd`. */
+struct Timing {
+    std::uint32_t timescale;
+    std::uint64_t duration;
+};
+
+Timing readTiming(ByteSpan contents) {
+    Numbers numbers(contents);
+    const bool isLong = numbers.next32() >> 24 == 1;
+    numbers.skip(isLong ? 16 : 8);
+    const std::uint32_t timescale = numbers.next32();
+    const std::uint64_t duration = numbers.next(isLong ? 8 : 4);
+    return numbers.failed() ? Timing{} : Timing{timescale, duration};
+}
+
+bool isPicture(std::string_view codec) {
+    return codec == "avc1" || codec == "hvc1" || codec == "hev1";
+}
+
+/** Whether an `avcC` box has a sequence and a picture parameter set, as no decoder begins without. */
+bool hasParameterSets(ByteSpan contents) {
+    constexpr std::uint8_t sequence = 7;
+    constexpr std::uint8_t picture = 8;
+    Numbers numbers(contents);
+    if (numbers.next(1) != 1) return false;
+    numbers.skip(4);
+    for (const std::uint8_t kind : {sequence, picture}) {
+        const std::uint64_t count = numbers.next(1) & (kind == sequence ? 0x1fU : 0xffU);
+        if (count == 0) return false;
+        for (std::uint64_t i = 0; i < count && !numbers.failed(); ++i) {
+            const std::size_t size = numbers.next(2);
+            const ByteSpan unit = numbers.rest();
+            if (unit.empty() || size == 0 || (unit[0] & 0x9f) != kind) return false;
+            numbers.skip(size);
+        }
+    }
+    return !numbers.failed();
+}
+
+void readPictureEntry(ByteSpan entry, Mp4Track& track) {
+    constexpr std::size_t fields = 78;
+    constexpr std::size_t size = 24;
+    if (entry.size() < fields || bigEndian(entry, size, 2) == 0 || bigEndian(entry, size + 2, 2) == 0) return;
+    forEachBox(entry.subspan(fields), [&](std::string_view kind, ByteSpan settings) {
+        const std::size_t at = kind == "avcC" ? 4 : kind == "hvcC" ? 21 : settings.size();
+        if (at >= settings.size()) return;
+        track.lengthBytes = (settings[at] & 3U) + 1;
+        track.configured = kind == "hvcC" || hasParameterSets(settings);
+    });
+}
+
+/** Goes on to the contents of a descriptor; false when it is of another kind or does not fit. */
+bool enterDescriptor(Numbers& numbers, std::uint64_t kind) {
+    constexpr std::size_t longestLength = 4;
+    if (numbers.next(1) != kind) return false;
+    std::uint64_t length = 0;
+    for (std::size_t i = 0; i < longestLength; ++i) {
+        const std::uint64_t part = numbers.next(1);
+        length = length << 7 | (part & 0x7f);
+        if (!(part & 0x80)) break;
+    }
+    return !numbers.failed() && length > 0 && length <= numbers.rest().size();
+}
+
+/** Whether an `esds` box has the settings of a decoder in the descriptors in which they belong. */
+bool hasSoundSettings(ByteSpan contents) {
+    constexpr std::uint64_t stream = 3;
+    constexpr std::uint64_t decoder = 4;
+    constexpr std::uint64_t settings = 5;
+    constexpr std::size_t decoderFields = 12;
+    Numbers numbers(contents);
+    numbers.skip(kFullBoxHeader);
+    if (!enterDescriptor(numbers, stream)) return false;
+    numbers.skip(2);
+    const std::uint64_t flags = numbers.next(1);
+    if (flags & 0x80) numbers.skip(2);
+    if (flags & 0x40) numbers.skip(numbers.next(1));
+    if (flags & 0x20) numbers.skip(2);
+    if (!enterDescriptor(numbers, decoder)) return false;
+    const std::uint64_t coding = numbers.next(1);
+    const bool isAac = coding == 0x40 || (coding >= 0x66 && coding <= 0x68);
+    const bool isMp3 = coding == 0x69 || coding == 0x6b;
+    if (!isAac) return isMp3 && !numbers.failed();
+    numbers.skip(decoderFields);
+    if (!enterDescriptor(numbers, settings)) return false;
+    // The kind of sound in five bits, its rate in four, of which two values stand for none, and its channels.
+    const std::uint64_t config = numbers.next(2);
+    const std::uint64_t rate = config >> 7 & 0xf;
+    const std::uint64_t channels = config >> 3 & 0xf;
+    return !numbers.failed() && config >> 11 != 0 && rate != 13 && rate != 14 && channels <= 7;
+}
+
+void readSoundEntry(ByteSpan entry, Mp4Track& track) {
+    constexpr std::size_t fields = 28;
+    if (entry.size() < fields) return;
+    forEachBox(entry.subspan(fields), [&](std::string_view kind, ByteSpan settings) {
+        if (kind == "esds") track.configured = hasSoundSettings(settings);
+    });
+}
+
+void readSampleEntry(ByteSpan contents, Mp4Track& track) {
+    constexpr std::size_t entries = kFullBoxHeader + 4;
+    if (contents.size() < entries) return;
+    forEachBox(contents.subspan(entries), [&](std::string_view kind, ByteSpan entry) {
+        track.codec = kind;
+        if (isPicture(kind)) {
+            readPictureEntry(entry, track);
+        } else if (kind == "mp4a") {
+            readSoundEntry(entry, track);
+        } else {
+            track.configured = true;
+        }
+    });
+}
+
+/** The contents of the first box of a kind; empty when there is none. */
+ByteSpan findBox(ByteSpan contents, std::string_view wanted) {
+    ByteSpan found;
+    forEachBox(contents, [&](std::string_view kind, ByteSpan box) {
+        if (kind == wanted && found.empty()) found = box;
+    });
+    return found;
+}
+
+std::uint32_t readTrackNumber(ByteSpan header) {
+    Numbers numbers(header);
+    numbers.skip(numbers.next32() >> 24 == 1 ? 16 : 8);
+    return numbers.next32();
+}
+
+Mp4Track readTrack(ByteSpan contents) {
+    Mp4Track track;
+    const ByteSpan media = findBox(contents, "mdia");
+    track.timescale = readTiming(findBox(media, "mdhd")).timescale;
+    const ByteSpan handler = findBox(media, "hdlr");
+    if (handler.size() >= 12) track.handler.assign(handler.begin() + 8, handler.begin() + 12);
+    const ByteSpan tables = findBox(findBox(media, "minf"), "stbl");
+    readSampleEntry(findBox(tables, "stsd"), track);
+    const ByteSpan sizes = findBox(tables, "stsz");
+    if (sizes.size() >= 12) track.samples = bigEndian(sizes, 8, 4);
+    return track;
+}
+
+void readDefaults(ByteSpan contents, Mp4Index& index) {
+    forEachBox(contents, [&](std::string_view kind, ByteSpan box) {
+        Numbers numbers(box);
+        if (kind != "trex") return;
+        numbers.skip(kFullBoxHeader);
+        Mp4Track& track = index.tracks[numbers.next32()];
+        numbers.skip(4);
+        track.sampleDuration = numbers.next32();
+        track.sampleSize = numbers.next32();
+        track.hasDefaults = !numbers.failed();
+    });
+}
+
+/** Whether a box is as long as its version has it: 0, or 1 with times of eight bytes. */
+bool hasSize(ByteSpan contents, std::size_t size, std::size_t longSize) {
+    const std::size_t version = contents.empty() ? 2 : contents[0];
+    return (version == 0 && contents.size() == size) || (version == 1 && contents.size() == longSize);
+}
+
+/** Whether a table fills its box; `head` is what precedes its entries, their count in its last four bytes. */
+bool fillsBox(ByteSpan contents, std::size_t head, std::uint64_t entryBytes) {
+    return contents.size() >= head && contents[0] == 0 &&
+           contents.size() == head + bigEndian(contents, head - 4, 4) * entryBytes;
+}
+
+/** Whether a box that lists boxes has as many as it says. */
+bool listsBoxes(ByteSpan contents) {
+    constexpr std::size_t head = kFullBoxHeader + 4;
+    if (contents.size() < head || contents[0] != 0) return false;
+    std::uint64_t count = 0;
+    const bool fills = forEachBox(contents.subspan(head), [&](std::string_view, ByteSpan) { ++count; });
+    return fills && count > 0 && count == bigEndian(contents, kFullBoxHeader, 4);
+}
+
+bool isTable(std::string_view kind, ByteSpan box) {
+    if (kind == "stsd") return listsBoxes(box);
+    if (kind == "stts" || kind == "co64" || kind == "ctts") return fillsBox(box, 8, 8);
+    if (kind == "stsc") return fillsBox(box, 8, 12);
+    if (kind == "stco" || kind == "stss") return fillsBox(box, 8, 4);
+    if (kind == "stsz" && box.size() == 12 && bigEndian(box, kFullBoxHeader, 4) > 0)
+        return bigEndian(box, 8, 4) > 0;  // samples of one size, of which there is no table
+    if (kind == "stsz") return fillsBox(box, 12, 4) && bigEndian(box, kFullBoxHeader, 4) == 0;
+    return true;
+}
+
+/** Whether the boxes of a track fill one another and say as much as they hold: a player that finds one of
+ * them to lie gives up the whole file. */
+bool isConsistent(ByteSpan track) {
+    const ByteSpan media = findBox(track, "mdia");
+    const ByteSpan information = findBox(media, "minf");
+    const ByteSpan tables = findBox(information, "stbl");
+    const auto skip = [](std::string_view, ByteSpan) {};
+    bool good = true;
+    const bool fills =
+        forEachBox(tables, [&](std::string_view kind, ByteSpan box) { good = good && isTable(kind, box); });
+    good =
+        good && fills && forEachBox(track, skip) && forEachBox(media, skip) && forEachBox(information, skip);
+    for (const std::string_view needed : {"stsd", "stts", "stsc", "stsz"})
+        good = good && !findBox(tables, needed).empty();
+    return good && hasSize(findBox(track, "tkhd"), 84, 96) && hasSize(findBox(media, "mdhd"), 24, 36) &&
+           listsBoxes(findBox(findBox(information, "dinf"), "dref"));
+}
+
+/** What is said of a track has to fit together, or a player shows nothing of it. */
+bool isUsable(const Mp4Track& track) {
+    const bool known = isPicture(track.codec) || track.codec == "mp4a";
+    const bool fits = !known || track.handler == (isPicture(track.codec) ? "vide" : "soun");
+    return track.timescale > 0 && track.configured && fits;
+}
+
+}  // namespace
+
+std::optional<Mp4Index> readIndex(ByteSpan contents) {
+    Mp4Index index;
+    bool consistent = true;
+    const bool fills = forEachBox(contents, [&](std::string_view kind, ByteSpan box) {
+        if (kind == "mvhd") {
+            consistent = consistent && hasSize(box, 100, 112);
+            const Timing timing = readTiming(box);
+            if (timing.timescale) index.seconds = static_cast<double>(timing.duration) / timing.timescale;
+        } else if (kind == "trak") {
+            consistent = consistent && isConsistent(box);
+            Mp4Track track = readTrack(box);
+            Mp4Track& kept = index.tracks[readTrackNumber(findBox(box, "tkhd"))];
+            track.hasDefaults = kept.hasDefaults;
+            track.sampleDuration = kept.sampleDuration;
+            track.sampleSize = kept.sampleSize;
+            kept = std::move(track);
+        } else if (kind == "mvex") {
+            readDefaults(box, index);
+        }
+    });
+    if (!fills || !consistent || index.tracks.empty()) return std::nullopt;
+    const bool usable =
+        std::ranges::all_of(index.tracks, [](const auto& track) { return isUsable(track.second); });
+    return usable ? std::optional(std::move(index)) : std::nullopt;
+}
+
+}  // namespace recordings

@@ -1,0 +1,16 @@
+#include "recordings/recording_check.h"
+
+#include "recordings/mp4_check.h"
+#include "recordings/ts_check.h"
+
+namespace recordings {
+
+RecordingCheck checkRecording(const std::string& path) {
+    const FileBytes file(path);
+    if (file.size() == 0) return {RecordingCheck::State::unplayable, 0, 0, "it is empty", {}, {}};
+    if (isTs(file)) return checkTs(file);
+    if (isMp4(file)) return checkMp4(file);
+    return {RecordingCheck::State::noRecording, 0, 0, "it is neither MP4 nor MPEG-TS", {}, {}};
+}
+
+}  // namespace recordings

@@ -1,0 +1,192 @@
+#include "recordings/ts_check.h"
+
+#include <algorithm>
+#include <map>
+#include <optional>
+
+namespace recordings {
+
+namespace {
+
+using State = RecordingCheck::State;
+using Kind = Damage::Kind;
+
+constexpr std::uint64_t packetBytes = 188;
+constexpr std::uint64_t packetsAtOnce = 4096;
+/** So many in a row are no accident. */
+constexpr std::uint64_t packetsInARow = 5;
+/** In which packets are looked for when a file does not begin with one. */
+constexpr std::uint64_t beginning = 1 << 20;
+constexpr std::uint8_t sync = 0x47;
+/** What a packet without contents begins with; a player skips it. */
+const Bytes nullPacket = {sync, 0x1f, 0xff, 0x10};
+constexpr double ticksPerSecond = 90000;
+constexpr std::uint8_t firstVideoStream = 0xe0;
+constexpr std::uint8_t lastVideoStream = 0xef;
+
+bool hasPayload(ByteSpan packet) {
+    return packet[3] & 0x10;
+}
+
+ByteSpan payloadOf(ByteSpan packet) {
+    const std::size_t fields = packet[3] & 0x20 ? 5U + packet[4] : 4U;
+    return fields < packet.size() && hasPayload(packet) ? packet.subspan(fields) : ByteSpan();
+}
+
+bool beginsPicture(ByteSpan packet) {
+    const ByteSpan payload = payloadOf(packet);
+    return packet[1] & 0x40 && payload.size() > 8 && bigEndian(payload, 0, 3) == 1 &&
+           payload[3] >= firstVideoStream && payload[3] <= lastVideoStream;
+}
+
+/** The time of a picture that begins in a packet, in ticks. */
+std::optional<std::uint64_t> timeOf(ByteSpan packet) {
+    const ByteSpan payload = payloadOf(packet);
+    if (payload.size() < 14 || !(payload[7] & 0x80)) return std::nullopt;
+    return (payload[9] & 0x0eULL) << 29 | bigEndian(payload, 10, 2) >> 1 << 15 |
+           bigEndian(payload, 12, 2) >> 1;
+}
+
+std::uint64_t streamOf(ByteSpan packet) {
+    return bigEndian(packet, 1, 2) & 0x1fff;
+}
+
+bool beginsUnit(ByteSpan packet) {
+    const ByteSpan payload = payloadOf(packet);
+    return packet[1] & 0x40 && payload.size() > 3 && bigEndian(payload, 0, 3) == 1;
+}
+
+/** Whether a packet is filled up, as the last one of a picture or of sound is, save for one in 184. */
+bool isFilledUp(ByteSpan packet) {
+    if (!(packet[3] & 0x20)) return false;
+    const unsigned length = packet[4];
+    if (length == 0) return true;
+    const unsigned flags = packet[5];
+    const unsigned known =
+        1U + (flags & 0x10 ? 6U : 0U) + (flags & 0x08 ? 6U : 0U) + (flags & 0x04 ? 1U : 0U);
+    const bool others = flags & 0x03;
+    return !others && (length > known || flags == 0);
+}
+
+/** What a disk has not written reads as zeros, and without a sync byte at the latest in the packet after the
+ * one in which it begins. That one belongs to a picture that is damaged anyway, or to sound behind it. */
+bool isPacket(ByteSpan packet) {
+    // One with neither contents nor fields there is not, unless a null packet was written in part.
+    return packet.size() == packetBytes && packet[0] == sync && packet[3] & 0x30;
+}
+
+/** Whether packets follow one another at `at` in some bytes, as far as these go. */
+bool isInStep(ByteSpan bytes, std::uint64_t at) {
+    std::uint64_t packets = 0;
+    for (; packets < packetsInARow && at + packetBytes <= bytes.size(); ++packets, at += packetBytes) {
+        if (!isPacket(bytes.subspan(at, packetBytes))) return false;
+    }
+    return packets > 0;
+}
+
+/** The first packet at `begin` or behind it; the end of the file when there is none. */
+std::uint64_t findPacket(const FileBytes& file, std::uint64_t begin, std::uint64_t end) {
+    constexpr std::uint64_t row = packetBytes * packetsInARow;
+    // Little, as there may be many damages.
+    constexpr std::uint64_t window = packetBytes * 64;
+    for (std::uint64_t at = begin; at < end; at += window) {
+        const Bytes bytes = file.read(at, window + row);
+        for (std::uint64_t i = 0; i < std::min<std::uint64_t>(window, bytes.size()); ++i) {
+            if (bytes[i] == sync && isInStep(bytes, i)) return at + i;
+        }
+    }
+    return file.size();
+}
+
+class TsChecker {
+  public:
+    explicit TsChecker(const FileBytes& file) : file_(file) {}
+
+    RecordingCheck check() {
+        for (std::uint64_t at = 0; at < file_.size();) {
+            at = takePackets(at);
+            if (at < file_.size()) at = passOver(at);
+        }
+        if (pictures_ < 2) return {State::unplayable, 0, 0, "nothing was complete yet", {}, {}};
+        const double seconds = first_ && last_ ? static_cast<double>(*last_ - *first_) / ticksPerSecond : 0;
+        if (isWholeAtItsEnd()) {
+            const State state = damages_.empty() ? State::whole : State::damaged;
+            return {state, file_.size(), seconds, {}, std::move(damages_), std::move(repairs_)};
+        }
+        while (!damages_.empty() && damages_.back().end > lastPicture_) damages_.pop_back();
+        while (!repairs_.empty() && repairs_.back().offset >= lastPicture_) repairs_.pop_back();
+        damages_.push_back({Kind::end, lastPicture_, file_.size()});
+        return {State::damaged, lastPicture_, seconds, {}, std::move(damages_), std::move(repairs_)};
+    }
+
+  private:
+    /** Goes through packets as long as there are any; where it ends. */
+    std::uint64_t takePackets(std::uint64_t at) {
+        while (at < file_.size()) {
+            const Bytes bytes = file_.read(at, packetBytes * packetsAtOnce);
+            for (ByteSpan rest = bytes; !rest.empty(); at += packetBytes) {
+                const ByteSpan packet = rest.first(std::min<std::size_t>(rest.size(), packetBytes));
+                if (!isPacket(packet)) return at;
+                rest = rest.subspan(packetBytes);
+                if (beginsPicture(packet)) takePicture(packet, at);
+                takeUnit(packet);
+            }
+        }
+        return at;
+    }
+
+    void takePicture(ByteSpan packet, std::uint64_t at) {
+        lastPicture_ = at;
+        ++pictures_;
+        const auto time = timeOf(packet);
+        if (!first_) first_ = time;
+        if (time && first_ && *time >= *first_) last_ = time;
+    }
+
+    void takeUnit(ByteSpan packet) {
+        if (beginsUnit(packet)) ended_[streamOf(packet)] = false;
+        const auto stream = ended_.find(streamOf(packet));
+        if (stream != ended_.end() && hasPayload(packet)) stream->second = isFilledUp(packet);
+    }
+
+    bool isWholeAtItsEnd() const {
+        const bool inStep = damages_.empty() || damages_.back().end < file_.size();
+        return inStep && std::ranges::all_of(ended_, [](const auto& stream) { return stream.second; });
+    }
+
+    /** Goes on at the next packet; where it is in step with those before, what lies between becomes packets
+     * that a player skips, as it gives up on too many bytes that are none. */
+    std::uint64_t passOver(std::uint64_t at) {
+        const std::uint64_t next = findPacket(file_, at, file_.size());
+        damages_.push_back({Kind::fragment, at, next});
+        const std::uint64_t between = next - at;
+        if (next < file_.size() && between % packetBytes == 0)
+            repairs_.push_back({at, nullPacket, packetBytes, between / packetBytes});
+        return next;
+    }
+
+    const FileBytes& file_;
+    std::uint64_t lastPicture_ = 0; /**< where it begins: what is before it is whole */
+    std::uint64_t pictures_ = 0;
+    std::optional<std::uint64_t> first_, last_;
+    std::map<std::uint64_t, bool> ended_; /**< by stream: whether its last picture or sound is all there */
+    std::vector<Damage> damages_;
+    std::vector<Repair> repairs_;
+};
+
+}  // namespace
+
+bool isTs(const FileBytes& file) {
+    const Bytes bytes = file.read(0, packetBytes + 1);
+    if (!bytes.empty() && bytes[0] == sync && (bytes.size() <= packetBytes || bytes[packetBytes] == sync))
+        return true;
+    const std::uint64_t at = findPacket(file, 0, std::min(beginning, file.size()));
+    // The last ones alone would be few.
+    return at < std::min(beginning, file.size()) && file.size() - at >= packetBytes * packetsInARow;
+}
+
+RecordingCheck checkTs(const FileBytes& file) {
+    return TsChecker(file).check();
+}
+
+}  // namespace recordings
