@@ -8,7 +8,7 @@
 namespace kep::host {
 namespace {
 
-const ClassRegistration<Application> registration("Application", Naming::shared);
+const ClassRegistration<Application> registration("Application", Naming::found);
 
 }  // namespace
 

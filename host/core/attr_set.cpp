@@ -1,34 +1,76 @@
 #include "kep/attr_set.h"
 
-#include <utility>
+#include <deque>
+#include <memory>
+#include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "core/attr_text.h"
 
 namespace kep::base {
 
-class AttrSet::Items : public std::vector<std::pair<std::string, std::string>> {
+/** The items in their order; when they are many, with an index by key, so that n of them take n steps. */
+class AttrSet::Items {
   public:
-    iterator findKey(std::string_view key) {
-        iterator item = begin();
-        while (item != end() && item->first != key) ++item;
-        return item;
+    struct Item {
+        std::string key;
+        std::string value;
+    };
+
+    Items() = default;
+    Items(const Items& other) : items_(other.items_) {
+        if (items_.size() > kFew) addToIndex(0);
     }
+    Items& operator=(const Items&) = delete;
 
     void put(std::string_view key, std::string_view value) {
-        const iterator found = findKey(key);
-        if (found == end()) {
-            emplace_back(key, value);
-        } else {
-            found->second = value;
+        const std::size_t place = find(key);
+        if (place < items_.size()) {
+            items_[place].value = value;
+            return;
         }
+        items_.push_back({std::string(key), std::string(value)});
+        if (items_.size() > kFew) addToIndex(index_.size());
     }
 
-    /** The item at `index`, null when there is none. */
-    const value_type* item(int index) const {
-        return index >= 0 && static_cast<size_type>(index) < size() ? &(*this)[static_cast<size_type>(index)]
-                                                                    : nullptr;
+    /** The item of `key`, null when there is none. */
+    const Item* item(std::string_view key) const {
+        const std::size_t place = find(key);
+        return place < items_.size() ? &items_[place] : nullptr;
     }
+
+    /** The item at `place`, null when there is none. */
+    const Item* at(int place) const {
+        const auto wanted = static_cast<std::size_t>(place);
+        return place >= 0 && wanted < items_.size() ? &items_[wanted] : nullptr;
+    }
+
+    std::deque<Item>::const_iterator begin() const { return items_.begin(); }
+    std::deque<Item>::const_iterator end() const { return items_.end(); }
+
+  private:
+    /** So many are looked through sooner than an index is made. */
+    static constexpr std::size_t kFew = 16;
+
+    /** The place of `key`, or a place past the end. */
+    std::size_t find(std::string_view key) const {
+        if (items_.size() > kFew) {
+            const auto found = index_.find(key);
+            return found == index_.end() ? items_.size() : found->second;
+        }
+        std::size_t place = 0;
+        while (place < items_.size() && items_[place].key != key) ++place;
+        return place;
+    }
+
+    void addToIndex(std::size_t from) {
+        for (std::size_t place = from; place < items_.size(); ++place)
+            index_.emplace(items_[place].key, place);
+    }
+
+    std::deque<Item> items_; /**< which stay where they are, as the index refers to their keys */
+    std::unordered_map<std::string_view, std::size_t> index_;
 };
 
 AttrSet::AttrSet() : items_(new Items) {}
@@ -40,7 +82,11 @@ AttrSet::AttrSet(const char* text) : AttrSet() {
 AttrSet::AttrSet(const AttrSet& other) : items_(new Items(*other.items_)) {}
 
 AttrSet& AttrSet::operator=(const AttrSet& other) {
-    if (this != &other) *items_ = *other.items_;
+    if (this != &other) {
+        auto copy = std::make_unique<Items>(*other.items_);
+        delete items_;
+        items_ = copy.release();
+    }
     return *this;
 }
 
@@ -50,17 +96,18 @@ AttrSet::~AttrSet() {
 
 bool AttrSet::Parse(const char* text) {
     // Built aside: the text may be one of this set's own values.
-    Items fresh;
+    auto fresh = std::make_unique<Items>();
     std::vector<host::AttrItem> found;
     host::TextError error;
     const bool parsed = text && host::parseItems(text, found, error);
     if (!text) error.message = "there is no text";
     if (parsed) {
-        for (const host::AttrItem& item : found) fresh.put(item.key, item.value);
+        for (const host::AttrItem& item : found) fresh->put(item.key, item.value);
     } else {
         host::tellTextError(text ? text : "", error);
     }
-    items_->swap(fresh);
+    delete items_;
+    items_ = fresh.release();
     return parsed;
 }
 
@@ -72,8 +119,8 @@ bool AttrSet::Add(const char* key, const char* value) {
 
 const char* AttrSet::Get(const char* key) const {
     if (!key) return nullptr;
-    const Items::const_iterator found = items_->findKey(key);
-    return found == items_->end() ? nullptr : found->second.c_str();
+    const Items::Item* const found = items_->item(key);
+    return found ? found->value.c_str() : nullptr;
 }
 
 const char* AttrSet::GetOrDef(const char* key, const char* fallback) const {
@@ -82,13 +129,13 @@ const char* AttrSet::GetOrDef(const char* key, const char* fallback) const {
 }
 
 const char* AttrSet::Key(int index) const {
-    const auto* item = items_->item(index);
-    return item ? item->first.c_str() : nullptr;
+    const Items::Item* const item = items_->at(index);
+    return item ? item->key.c_str() : nullptr;
 }
 
 const char* AttrSet::Value(int index) const {
-    const auto* item = items_->item(index);
-    return item ? item->second.c_str() : nullptr;
+    const Items::Item* const item = items_->at(index);
+    return item ? item->value.c_str() : nullptr;
 }
 
 std::string AttrSet::ToString(bool braced) const {

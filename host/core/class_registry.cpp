@@ -4,10 +4,11 @@
 
 #include <exception>
 #include <map>
-#include <mutex>
 
 #include "core/creation.h"
+#include "core/face.h"
 #include "core/log.h"
+#include "core/mutex.h"
 #include "core/named_objects.h"
 #include "core/names.h"
 
@@ -26,25 +27,25 @@ class Registry {
     }
 
     bool add(ClassBase* entry) {
-        const std::lock_guard lock(mutex_);
+        const MutexLock lock(mutex_);
         return classes_.emplace(foldedClassName(entry->name()), entry).second;
     }
 
     void remove(const ClassBase* entry) {
-        const std::lock_guard lock(mutex_);
+        const MutexLock lock(mutex_);
         const auto found = classes_.find(foldedClassName(entry->name()));
         if (found != classes_.end() && found->second == entry) classes_.erase(found);
     }
 
     ClassBase* find(const char* type) {
-        const std::lock_guard lock(mutex_);
+        const MutexLock lock(mutex_);
         const auto found = classes_.find(foldedClassName(type));
         return found == classes_.end() ? nullptr : found->second;
     }
 
   private:
-    std::mutex mutex_;
-    std::map<std::string, ClassBase*> classes_;
+    Mutex mutex_;
+    std::map<std::string, ClassBase*> classes_ GUARDED_BY(mutex_);
 };
 
 /** Runs a step of making an object; what it throws becomes an error line and `failed`. */
@@ -60,6 +61,10 @@ Result guarded(const std::string& name, Result failed, Step step) {
     return failed;
 }
 
+bool isUnconfigured(const base::AttrSet& attributes) {
+    return attributes.GetOrDef<bool>("noconfigure", false);
+}
+
 }  // namespace
 
 ClassBase::ClassBase(const char* name, Naming naming) : name_(name), naming_(naming) {
@@ -70,61 +75,51 @@ ClassBase::~ClassBase() {
     Registry::instance().remove(this);
 }
 
-std::string ClassBase::key(const base::AttrSet& attributes) const {
-    const char* const name = naming_ == Naming::shared ? attributes.Get("name") : nullptr;
-    return name && *name ? foldedClassName(name_) + "=" + foldedName(name) : std::string();
-}
-
-Made ClassBase::make(base::AttrSet& attributes) {
-    ObjectImpl* const object = dynamic_cast<ObjectImpl*>(create(attributes));
-    if (!object) return {};
-    const bool fresh = !object->made_;
-    if (!initObject(object, attributes) || !initAttrSet(object, attributes)) return {};
-    return {object, fresh};
-}
-
-object_base* ClassBase::create(base::AttrSet& attributes) {
-    const std::string key = this->key(attributes);
-    ObjectImpl* existing = nullptr;
-    if (!key.empty() && !NamedObjects::instance().reserve(key, existing)) {
-        KEP_HOST_ERROR(name_ + " \"" + attributes.GetOrDef("name", "") + "\" contains itself");
-        return nullptr;
-    }
-    if (existing) return existing;
-    ObjectImpl* const made =
-        guarded(name_, static_cast<ObjectImpl*>(nullptr), [this] { return construct(); });
-    if (!made) refuse(nullptr, attributes);
-    return made;
-}
-
-bool ClassBase::initObject(object_base* made, base::AttrSet& attributes) {
-    ObjectImpl* const object = dynamic_cast<ObjectImpl*>(made);
-    if (!object) return false;
-    if (!object->made_) {
+std::unique_ptr<ObjectImpl> ClassBase::constructNamed(const base::AttrSet& attributes) {
+    std::unique_ptr<ObjectImpl> object(
+        guarded(name_, static_cast<ObjectImpl*>(nullptr), [this] { return construct(); }));
+    if (object) {
         object->class_ = this;
         object->name_ = attributes.GetOrDef("name", "");
     }
+    return object;
+}
+
+bool ClassBase::configure(ObjectImpl& object, base::AttrSet& attributes) const {
+    return isUnconfigured(attributes) ||
+           guarded(object.label(), false, [&] { return object.Configure(attributes); });
+}
+
+std::unique_ptr<ObjectImpl> ClassBase::make(base::AttrSet& attributes) {
+    std::unique_ptr<ObjectImpl> object = constructNamed(attributes);
+    return object && configure(*object, attributes) ? std::move(object) : nullptr;
+}
+
+object_base* ClassBase::create(base::AttrSet& attributes) {
+    const std::string name = naming_ == Naming::found ? attributes.GetOrDef("name", "") : "";
+    if (name.empty()) return constructNamed(attributes).release();
+    const std::string key = foldedClassName(name_) + "=" + foldedName(name);
+    const auto construct = [&] { return constructNamed(attributes); };
+    const bool finds = isUnconfigured(attributes);
+    NamedObjects& objects = NamedObjects::instance();
+    const std::shared_ptr<ObjectImpl> object =
+        finds ? objects.find(key, construct) : objects.begin(key, construct);
+    return object ? new Face(object, finds ? Face::Role::finder : Face::Role::maker) : nullptr;
+}
+
+bool ClassBase::initObject(object_base*, base::AttrSet&) {
     return true;
 }
 
 bool ClassBase::initAttrSet(object_base* made, base::AttrSet& attributes) {
-    ObjectImpl* const object = dynamic_cast<ObjectImpl*>(made);
-    if (!object) return false;
-    const bool configured = attributes.GetOrDef<bool>("noconfigure", false) ||
-                            guarded(object->label(), false, [&] { return object->Configure(attributes); });
-    if (!configured) return refuse(object, attributes);
-    object->made_ = true;
-    if (const std::string key = this->key(attributes); !key.empty())
-        NamedObjects::instance().settle(key, object);
-    return true;
-}
-
-/** Ends the making of an object without success. */
-bool ClassBase::refuse(ObjectImpl* object, const base::AttrSet& attributes) {
-    if (object && !object->made_) delete object;
-    if (const std::string key = this->key(attributes); !key.empty())
-        NamedObjects::instance().settle(key, nullptr);
-    return false;
+    std::unique_ptr<object_base> owner(made);
+    auto* const face = dynamic_cast<Face*>(made);
+    const std::shared_ptr<ObjectImpl> shared = face ? face->object() : nullptr;
+    ObjectImpl* const object = face ? shared.get() : dynamic_cast<ObjectImpl*>(made);
+    const bool configured = object && configure(*object, attributes);
+    if (face && face->role() == Face::Role::maker) NamedObjects::instance().settle(object, configured);
+    if (configured) static_cast<void>(owner.release());
+    return configured;
 }
 
 }  // namespace kep::host

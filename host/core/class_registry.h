@@ -1,6 +1,7 @@
 #ifndef KEP_HOST_CLASS_REGISTRY_H
 #define KEP_HOST_CLASS_REGISTRY_H
 
+#include <memory>
 #include <string>
 
 #include "core/object_impl.h"
@@ -9,16 +10,10 @@
 
 namespace kep::host {
 
-/** What a second description of the same class and name gives. */
+/** What a description with a name gives. */
 enum class Naming {
-    scoped, /**< another object: names tell the children of one parent apart */
-    shared  /**< the object that there is, configured anew */
-};
-
-/** An object that a description gave. */
-struct Made {
-    ObjectImpl* object = nullptr;
-    bool fresh = false; /**< it did not exist before */
+    scoped, /**< a new object: names tell the children of one parent apart */
+    found   /**< a Face of an object that others find by its name, with `noconfigure=true`, too */
 };
 
 /** A class of the registry, as long as it lives. A name that is taken already is refused with an error line.
@@ -29,14 +24,12 @@ class KEP_API ClassBase : public base::IClass {
     ClassBase& operator=(const ClassBase&) = delete;
 
     const std::string& name() const { return name_; }
-    Naming naming() const { return naming_; }
 
     /**
-     * Makes an object from a whole description, or finds the one of that name. With `noconfigure=true` the
-     * other attributes are not taken. Refused: no object, an error line from whoever refused, and a new
-     * object is deleted again; an existing one stays.
+     * Makes an object from a whole description. With `noconfigure=true` the other attributes are not taken.
+     * Null when refused; an error line says why.
      */
-    Made make(base::AttrSet& attributes);
+    std::unique_ptr<ObjectImpl> make(base::AttrSet& attributes);
 
   protected:
     ClassBase(const char* name, Naming naming);
@@ -49,8 +42,8 @@ class KEP_API ClassBase : public base::IClass {
     bool initAttrSet(object_base* made, base::AttrSet& attributes) final;
 
   private:
-    std::string key(const base::AttrSet& attributes) const;
-    bool refuse(ObjectImpl* object, const base::AttrSet& attributes);
+    std::unique_ptr<ObjectImpl> constructNamed(const base::AttrSet& attributes);
+    bool configure(ObjectImpl& object, base::AttrSet& attributes) const;
 
     const std::string name_;
     const Naming naming_;

@@ -3,10 +3,10 @@
 #include <exception>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <utility>
 
 #include "core/log.h"
+#include "core/mutex.h"
 #include "core/names.h"
 #include "kep/reflect.h"
 
@@ -22,24 +22,24 @@ class Commands {
     }
 
     bool add(const std::string& key, CommandReceiver receiver) {
-        const std::lock_guard lock(mutex_);
+        const MutexLock lock(mutex_);
         return receivers_.emplace(key, std::make_shared<CommandReceiver>(std::move(receiver))).second;
     }
 
     void remove(const std::string& key) {
-        const std::lock_guard lock(mutex_);
+        const MutexLock lock(mutex_);
         receivers_.erase(key);
     }
 
     std::shared_ptr<CommandReceiver> find(const std::string& key) {
-        const std::lock_guard lock(mutex_);
+        const MutexLock lock(mutex_);
         const auto found = receivers_.find(key);
         return found == receivers_.end() ? nullptr : found->second;
     }
 
   private:
-    std::mutex mutex_;
-    std::map<std::string, std::shared_ptr<CommandReceiver>> receivers_;
+    Mutex mutex_;
+    std::map<std::string, std::shared_ptr<CommandReceiver>> receivers_ GUARDED_BY(mutex_);
 };
 
 }  // namespace

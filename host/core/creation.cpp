@@ -6,7 +6,6 @@
 #include "core/attr_text.h"
 #include "core/description.h"
 #include "core/log.h"
-#include "core/named_objects.h"
 
 namespace kep::host {
 namespace {
@@ -96,38 +95,61 @@ void setCreationHook(CreationHook hook) {
     creationHook = hook;
 }
 
-Made makeObject(const char* text) {
-    const CreationScope scope(text ? text : "");
-    base::AttrSet attributes;
-    return attributes.Parse(text) ? makeObject(attributes) : Made();
-}
+namespace {
 
-Made makeObject(base::AttrSet& attributes) {
+/** The class of a description; null, and an error line, when there is none. */
+ClassBase* findClass(base::AttrSet& attributes) {
     if (const CreationHook hook = creationHook) hook();
-    if (!base::Object::NewPreProcessAttrSet(attributes)) return {};
+    if (!base::Object::NewPreProcessAttrSet(attributes)) return nullptr;
     const char* const type = attributes.Get("type");
     if (!type) {
         const std::string text = attributes.ToString(false);
         KEP_HOST_ERROR("there is no type in \"" + text + "\"");
-        return {};
+        return nullptr;
     }
     base::IClass* found = base::IClass::Find(type);
     if (!found) found = base::IClass::FindBeforeNew(type);
-    return found ? static_cast<ClassBase*>(found)->make(attributes) : Made();
+    return static_cast<ClassBase*>(found);
+}
+
+}  // namespace
+
+std::unique_ptr<ObjectImpl> makeObject(const char* text) {
+    const CreationScope scope(text ? text : "");
+    base::AttrSet attributes;
+    return attributes.Parse(text) ? makeObject(attributes) : nullptr;
+}
+
+std::unique_ptr<ObjectImpl> makeObject(base::AttrSet& attributes) {
+    ClassBase* const found = findClass(attributes);
+    return found ? found->make(attributes) : nullptr;
+}
+
+object_base* createObject(const char* text) {
+    const CreationScope scope(text ? text : "");
+    base::AttrSet attributes;
+    return attributes.Parse(text) ? createObject(attributes) : nullptr;
+}
+
+object_base* createObject(base::AttrSet& attributes) {
+    ClassBase* const found = findClass(attributes);
+    return found ? found->New<object_base>(attributes) : nullptr;
 }
 
 Offspring::~Offspring() {
-    for (const Made& made : made_) {
-        if (made.fresh && !made.object->parent()) delete made.object;
+    for (ObjectImpl* const made : made_) {
+        if (!made->parent()) delete made;
     }
+}
+
+bool Offspring::take(std::unique_ptr<ObjectImpl> made) {
+    if (!made) return false;
+    made_.push_back(made.release());
+    return true;
 }
 
 bool Offspring::make(const char* layout) {
     const CreationScope scope(layout);
-    const auto take = [this](const Made& made) {
-        if (made.object) made_.push_back(made);
-        return made.object != nullptr;
-    };
     if (!isChain(layout)) return *layout == '\0' || take(makeObject(layout));
 
     std::vector<ElementText> elements;
@@ -147,22 +169,12 @@ bool Offspring::make(const char* layout) {
     return true;
 }
 
-std::vector<ObjectImpl*> Offspring::objects() const {
-    std::vector<ObjectImpl*> objects;
-    for (const Made& made : made_) objects.push_back(made.object);
-    return objects;
-}
-
 }  // namespace kep::host
 
 namespace kep::base {
 
-bool Object::NewPreProcessAttrSet(AttrSet& attributes) {
-    // A name alone stands for the living object of that name.
-    const char* const name = attributes.Get("name");
-    if (!name || attributes.Get("type")) return true;
-    const std::string type = host::NamedObjects::instance().classOf(name);
-    return type.empty() || attributes.Add("type", type.c_str());
+bool Object::NewPreProcessAttrSet(AttrSet&) {
+    return true;
 }
 
 }  // namespace kep::base

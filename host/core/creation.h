@@ -2,6 +2,7 @@
 #define KEP_HOST_CREATION_H
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -43,11 +44,15 @@ using CreationHook = void (*)();
 /** Replaces the hook; null takes it away. */
 KEP_API void setCreationHook(CreationHook hook);
 
-/** Makes what a description names; none, and an error line, when it is refused. */
-KEP_API Made makeObject(const char* text);
-KEP_API Made makeObject(base::AttrSet& attributes);
+/** Makes an object for a parent, or for one who keeps it; none, and an error line, when it is refused. */
+KEP_API std::unique_ptr<ObjectImpl> makeObject(const char* text);
+KEP_API std::unique_ptr<ObjectImpl> makeObject(base::AttrSet& attributes);
 
-/** Objects made for a parent. Those that are new and have found no parent are deleted with the list. */
+/** What an application gets for a description: an object, or its Face where others may find it by name. */
+KEP_API object_base* createObject(const char* text);
+KEP_API object_base* createObject(base::AttrSet& attributes);
+
+/** Objects made for a parent. Those that have found no parent are deleted with the list. */
 class KEP_API Offspring {
   public:
     Offspring() = default;
@@ -62,10 +67,12 @@ class KEP_API Offspring {
     bool make(const char* layout);
 
     /** In the order of the layout. */
-    std::vector<ObjectImpl*> objects() const;
+    const std::vector<ObjectImpl*>& objects() const { return made_; }
 
   private:
-    std::vector<Made> made_;
+    bool take(std::unique_ptr<ObjectImpl> made);
+
+    std::vector<ObjectImpl*> made_;
 };
 
 }  // namespace kep::host

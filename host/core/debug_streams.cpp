@@ -16,7 +16,7 @@ class NullStream final : public base::ostream {
     base::ostream& operator<<(char) override { return *this; }
     base::ostream& operator<<(int) override { return *this; }
     base::ostream& operator<<(std::int64_t) override { return *this; }
-    base::ostream& operator<<(const void*) override { return *this; }
+    base::ostream& operator<<(void*) override { return *this; }
     base::ostream& operator<<(const char*) override { return *this; }
 };
 
@@ -30,7 +30,7 @@ class LineStream final : public base::ostream {
     }
     base::ostream& operator<<(int value) override { return appended(value); }
     base::ostream& operator<<(std::int64_t value) override { return appended(value); }
-    base::ostream& operator<<(const void* pointer) override { return appended(pointer); }
+    base::ostream& operator<<(void* pointer) override { return appended(pointer); }
     base::ostream& operator<<(const char* text) override {
         if (text) appendToLine(index_, text);
         return *this;

@@ -6,6 +6,7 @@
 
 #include "core/attr_set_object.h"
 #include "core/creation.h"
+#include "core/face.h"
 #include "core/log.h"
 #include "core/object_impl.h"
 #include "core/state_text.h"
@@ -15,10 +16,9 @@
 namespace {
 
 using kep::object_base;
-using kep::State;
 using kep::api::streaming::common::IStreamControl;
 using kep::host::AttrSetObject;
-using kep::host::Made;
+using kep::host::Face;
 using kep::host::ObjectImpl;
 
 /** Runs a call; what it throws becomes an error line and `failed`. */
@@ -69,7 +69,7 @@ extern "C" {
 
 object_base* kepCreate(const char* text) {
     return guarded<object_base*>(__func__, nullptr, [&]() -> object_base* {
-        return given(text, "kepCreate", "description") ? kep::host::makeObject(text).object : nullptr;
+        return given(text, "kepCreate", "description") ? kep::host::createObject(text) : nullptr;
     });
 }
 
@@ -80,12 +80,12 @@ object_base* kepCreateApp(const char* text) {
         kep::base::AttrSet attributes;
         if (!attributes.Parse(text)) return nullptr;
         if (kep::Hash(attributes.Get("type")) != kep::Hash("pipeline")) {
-            return kep::host::makeObject(attributes).object;
+            return kep::host::createObject(attributes);
         }
         kep::base::AttrSet application;
         application.Add("type", "Application");
         application.Add("layout", text);
-        return kep::host::makeObject(application).object;
+        return kep::host::createObject(application);
     });
 }
 
@@ -106,7 +106,9 @@ const char* kepAttrGetStr(object_base* set, const char* key) {
             return attributes->attributes.Get(key);
         // An object's values change while it runs, so the caller gets a copy that lasts until his next call.
         thread_local std::string copy;
-        const auto* const object = set->AsType<ObjectImpl>();
+        auto* const face = set->AsType<Face>();
+        const std::shared_ptr<ObjectImpl> shared = face ? face->object() : nullptr;
+        const auto* const object = face ? shared.get() : set->AsType<ObjectImpl>();
         const auto text = object ? object->text(key) : nullptr;
         if (!text) return nullptr;
         copy = *text;
@@ -121,21 +123,21 @@ std::int64_t kepAttrGetInt(object_base* set, const char* key) {
     return value;
 }
 
-bool kepStatusUp(object_base* object, const char* state) {
+int kepStatusUp(object_base* object, const char* state) {
     return guarded(__func__, false, [&] {
         return given(object, "kepStatusUp", "object") && given(state, "kepStatusUp", "state") &&
                changeState(object, state, true);
     });
 }
 
-bool kepStatusDown(object_base* object, const char* state) {
+int kepStatusDown(object_base* object, const char* state) {
     return guarded(__func__, false, [&] {
         return given(object, "kepStatusDown", "object") && given(state, "kepStatusDown", "state") &&
                changeState(object, state, false);
     });
 }
 
-bool kepRegisterMessageProcess(object_base* app, int (*handler)(const char* message)) {
+int kepRegisterMessageProcess(object_base* app, int (*handler)(const char* message)) {
     return guarded(__func__, false, [&] {
         constexpr const char* entry = "kepRegisterMessageProcess";
         if (!given(app, entry, "object") || !given(reinterpret_cast<const void*>(handler), entry, "handler"))
@@ -153,7 +155,7 @@ bool kepRegisterMessageProcess(object_base* app, int (*handler)(const char* mess
     });
 }
 
-bool kepDestroy(object_base* object) {
+int kepDestroy(object_base* object) {
     return guarded(__func__, false, [&] {
         if (!given(object, "kepDestroy", "object")) return false;
         delete object;

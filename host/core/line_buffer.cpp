@@ -5,8 +5,9 @@
 
 #include <cerrno>
 #include <memory>
-#include <mutex>
 #include <string>
+
+#include "core/mutex.h"
 
 namespace kep::host {
 namespace {
@@ -27,10 +28,10 @@ struct Line {
 thread_local Line* composed = nullptr;
 
 // Keeps a line in one piece on a pipe that takes only part of it.
-constinit std::mutex outputMutex;
+constinit Mutex outputMutex;
 
 void writeOut(std::string_view text) noexcept {
-    const std::lock_guard lock(outputMutex);
+    const MutexLock lock(outputMutex);
     while (!text.empty()) {
         const ssize_t written = ::write(STDERR_FILENO, text.data(), text.size());
         if (written > 0) {

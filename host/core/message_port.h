@@ -5,34 +5,42 @@
 #include <memory>
 #include <string>
 
+#include "core/dispatcher.h"
+#include "core/mutex.h"
 #include "kep/visibility.h"
 
 namespace kep::host {
 
 /**
- * Where an object's messages go out. Messages of all ports are delivered in the order of their posting by one
- * thread of the process, so a slow callback never holds back the thread that posts.
+ * Where the messages of an object go out to one callback, in the order of their posting. They are delivered
+ * on threads of the process's dispatcher: a slow callback holds back neither the thread that posts nor the
+ * callback of another port.
  */
 class KEP_API MessagePort {
   public:
-    using Callback = std::function<void(const std::string& message)>;
+    using Callback = Dispatcher::Callback;
 
-    MessagePort();
-    /** No callback of this port runs once this has returned, unless it is called from within that callback.
+    MessagePort() = default;
+    /**
+     * No callback of this port runs once this has returned, unless it is called from within that callback,
+     * or from within another one that this callback waits for in the same way.
      */
     ~MessagePort();
     MessagePort(const MessagePort&) = delete;
     MessagePort& operator=(const MessagePort&) = delete;
 
-    /** Replaces the callback; an empty one drops what is posted. */
+    /**
+     * Replaces the callback, which then gets what the earlier one has not had; an empty one drops what is
+     * posted. The earlier one has ended once this has returned, with the exceptions of the destructor.
+     */
     void setCallback(Callback callback);
 
     /** Queues a message. Safe on any thread, never blocks on a callback. */
     void post(std::string message);
 
   private:
-    class State;
-    std::shared_ptr<State> state_;
+    Mutex mutex_;
+    std::shared_ptr<Dispatcher::Registration> registration_ GUARDED_BY(mutex_);
 };
 
 }  // namespace kep::host

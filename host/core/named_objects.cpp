@@ -1,61 +1,83 @@
 #include "core/named_objects.h"
 
-#include "core/names.h"
+#include <algorithm>
+
 #include "core/object_impl.h"
 
 namespace kep::host {
 
 NamedObjects& NamedObjects::instance() {
-    // Never destroyed: objects with static storage take their names out when they go.
+    // Never destroyed: objects with static storage may hold handles when they go.
     static NamedObjects* const objects = new NamedObjects;
     return *objects;
 }
 
-bool NamedObjects::reserve(const std::string& key, ObjectImpl*& object) {
-    const std::thread::id self = std::this_thread::get_id();
-    std::unique_lock lock(mutex_);
-    // Looked up anew after each wait: the entry may have gone meanwhile.
-    const auto maker = [&] {
-        const auto found = entries_.find(key);
-        return found == entries_.end() ? std::thread::id() : found->second.maker;
-    };
-    settled_.wait(lock, [&] { return maker() == std::thread::id() || maker() == self; });
-    Entry& entry = entries_[key];
-    if (entry.maker == self) return false;
-    entry.maker = self;
-    object = entry.object;
-    return true;
+NamedObjects::Entries::iterator NamedObjects::entryOf(const ObjectImpl* object) {
+    return std::find_if(entries_.begin(), entries_.end(),
+                        [object](const Entry& entry) { return entry.object.get() == object; });
 }
 
-void NamedObjects::settle(const std::string& key, ObjectImpl* object) {
-    {
-        const std::lock_guard lock(mutex_);
-        const auto found = entries_.find(key);
-        if (found == entries_.end()) return;
-        found->second.maker = std::thread::id();
-        if (object) found->second.object = object;
-        if (!found->second.object) entries_.erase(found);
-    }
-    settled_.notify_all();
+/** Takes the entry out, for its object to be destroyed with no lock held. */
+void NamedObjects::takeIfUnused(const ObjectImpl* object, Entries& unused) {
+    const auto entry = entryOf(object);
+    if (entry != entries_.end() && entry->finders == 0) unused.splice(unused.begin(), entries_, entry);
 }
 
-void NamedObjects::remove(const ObjectImpl* object) {
-    const std::lock_guard lock(mutex_);
-    for (auto entry = entries_.begin(); entry != entries_.end(); ++entry) {
-        if (entry->second.object != object) continue;
-        entry->second.object = nullptr;
-        if (entry->second.maker == std::thread::id()) entries_.erase(entry);
-        return;
+std::shared_ptr<ObjectImpl> NamedObjects::find(const std::string& key, const Construct& construct) {
+    // A constructor is brief and calls nobody: two threads that look for one name share one object.
+    const MutexLock lock(mutex_);
+    const auto found = std::find_if(entries_.rbegin(), entries_.rend(), [&key](const Entry& entry) {
+        return entry.key == key && entry.isFindable;
+    });
+    if (found != entries_.rend()) {
+        ++found->finders;
+        return found->object;
+    }
+    std::shared_ptr<ObjectImpl> made = construct();
+    if (made) entries_.push_back({key, made, 1, false, true});
+    return made;
+}
+
+void NamedObjects::leave(const ObjectImpl* object) {
+    Entries unused;
+    const MutexLock lock(mutex_);
+    const auto entry = entryOf(object);
+    if (entry == entries_.end()) return;
+    --entry->finders;
+    takeIfUnused(object, unused);
+}
+
+std::shared_ptr<ObjectImpl> NamedObjects::begin(const std::string& key, const Construct& construct) {
+    const MutexLock lock(mutex_);
+    const auto empty = std::find_if(entries_.rbegin(), entries_.rend(),
+                                    [&key](const Entry& entry) { return entry.key == key && !entry.isMade; });
+    if (empty != entries_.rend()) {
+        empty->isMade = true;
+        return empty->object;
+    }
+    std::shared_ptr<ObjectImpl> made = construct();
+    if (made) entries_.push_back({key, made, 0, true, false});
+    return made;
+}
+
+void NamedObjects::settle(const ObjectImpl* object, bool configured) {
+    Entries unused;
+    const MutexLock lock(mutex_);
+    const auto entry = entryOf(object);
+    if (entry == entries_.end()) return;
+    if (configured) {
+        entry->isFindable = true;
+        entries_.splice(entries_.end(), entries_, entry);
+    } else {
+        entry->isMade = false;
+        takeIfUnused(object, unused);
     }
 }
 
-std::string NamedObjects::classOf(const std::string& name) {
-    const std::lock_guard lock(mutex_);
-    for (const auto& [key, entry] : entries_) {
-        if (entry.object && foldedName(entry.object->name()) == foldedName(name))
-            return entry.object->className();
-    }
-    return {};
+void NamedObjects::abandon(const ObjectImpl* object) {
+    Entries unused;
+    const MutexLock lock(mutex_);
+    takeIfUnused(object, unused);
 }
 
 }  // namespace kep::host

@@ -4,7 +4,7 @@
 
 #include "core/class_registry.h"
 #include "core/log.h"
-#include "core/named_objects.h"
+#include "core/process_end.h"
 #include "core/state_text.h"
 #include "core/text_message.h"
 #include "kep/hash.h"
@@ -33,7 +33,7 @@ ObjectImpl::ObjectImpl() {
 }
 
 ObjectImpl::~ObjectImpl() {
-    NamedObjects::instance().remove(this);
+    ProcessEnd::remove(*this);
     if (ObjectImpl* const parent = parent_) parent->removeChild(this);
     for (ObjectImpl* const child : children()) delete child;
 }
@@ -163,9 +163,24 @@ std::unique_ptr<std::string> ObjectImpl::text(const char* key) const {
 }
 
 bool ObjectImpl::sendMessage(base::Message& message) {
-    port_.post(message.ToString());
+    const std::string text = message.ToString();
+    port_.post(text);
+    {
+        const MutexLock lock(listening_);
+        for (MessagePort* const port : listeners_) port->post(text);
+    }
     ObjectImpl* const parent = parent_;
     return !parent || parent->receiveMessage(message);
+}
+
+void ObjectImpl::addListener(MessagePort& port) {
+    const MutexLock lock(listening_);
+    listeners_.push_back(&port);
+}
+
+void ObjectImpl::removeListener(const MessagePort& port) {
+    const MutexLock lock(listening_);
+    std::erase(listeners_, &port);
 }
 
 bool ObjectImpl::receiveMessage(base::Message& message) {
@@ -173,15 +188,16 @@ bool ObjectImpl::receiveMessage(base::Message& message) {
 }
 
 bool ObjectImpl::RegisterMessageProcessCallback(const std::function<bool(base::Message&)>& callback) {
-    if (!callback) {
-        port_.setCallback(nullptr);
-        return true;
-    }
-    port_.setCallback([callback](const std::string& text) {
+    port_.setCallback(messageCallback(callback));
+    return true;
+}
+
+MessagePort::Callback messageCallback(const std::function<bool(base::Message&)>& callback) {
+    if (!callback) return nullptr;
+    return [callback](const std::string& text) {
         TextMessage message(text.c_str());
         callback(message);
-    });
-    return true;
+    };
 }
 
 void ObjectImpl::announce(const char* event) {

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "core/message_port.h"
+#include "core/mutex.h"
 #include "core/properties.h"
 #include "kep/object.h"
 #include "kep/state.h"
@@ -71,6 +72,9 @@ class KEP_API ObjectImpl : public virtual base::object,
     bool sendMessage(base::Message& message) override;
     /** Takes a child's message; passes it on upward unless a class has its own use for it. */
     bool receiveMessage(base::Message& message) override;
+    /** Has the messages go to a port as well, until it is removed. */
+    void addListener(MessagePort& port);
+    void removeListener(const MessagePort& port);
     /** Replaces the callback; an empty one ends the delivery. */
     bool RegisterMessageProcessCallback(const std::function<bool(base::Message&)>& callback) override;
 
@@ -109,7 +113,7 @@ class KEP_API ObjectImpl : public virtual base::object,
      */
     bool replaceChildren(const std::vector<ObjectImpl*>& kept);
 
-    /** Stops the object and gives its name free. */
+    /** Ends the callback, then stops the object. */
     void retire();
 
   private:
@@ -124,7 +128,6 @@ class KEP_API ObjectImpl : public virtual base::object,
 
     const ClassBase* class_ = nullptr;
     std::string name_;
-    bool made_ = false; /**< its first configuration has been taken */
     Properties properties_;
 
     std::mutex transition_;
@@ -136,7 +139,12 @@ class KEP_API ObjectImpl : public virtual base::object,
     std::vector<ObjectImpl*> children_;
 
     MessagePort port_;
+    Mutex listening_;
+    std::vector<MessagePort*> listeners_ GUARDED_BY(listening_);
 };
+
+/** What a port calls for an object's callback; empty for an empty one. */
+MessagePort::Callback messageCallback(const std::function<bool(base::Message&)>& callback);
 
 }  // namespace kep::host
 

@@ -2,8 +2,8 @@
 #include <iterator>
 
 #include "core/log.h"
-#include "core/named_objects.h"
 #include "core/object_impl.h"
+#include "core/process_end.h"
 #include "core/state_text.h"
 #include "kep/hash.h"
 
@@ -108,10 +108,13 @@ bool ObjectImpl::changeUp(State target) {
         KEP_HOST_ERROR(label() + " is disabled and cannot be started");
         return false;
     }
+    // Without a line: pre-recording may be about to start when a short process ends, which is no fault.
+    if (!parent_ && state() < target && ProcessEnd::hasBegun()) return false;
     while (state() < target) {
         const State next = above(state());
         if (!up(next)) return false;
         state_.store(next, std::memory_order_release);
+        if (!parent_) ProcessEnd::add(*this);
         if (next == State::play && !parent_) announce("started");
     }
     return true;
@@ -147,7 +150,8 @@ bool ObjectImpl::down(State target) {
 }
 
 void ObjectImpl::retire() {
-    NamedObjects::instance().remove(this);
+    ProcessEnd::remove(*this);
+    port_.setCallback(nullptr);
     changeDown(State::null);
 }
 

@@ -31,7 +31,7 @@ ostream& ostream_string::operator<<(std::int64_t value) {
     return *this;
 }
 
-ostream& ostream_string::operator<<(const void* pointer) {
+ostream& ostream_string::operator<<(void* pointer) {
     target_ += "0x";
     appendNumber(target_, reinterpret_cast<std::uintptr_t>(pointer), 16);
     return *this;

@@ -1,9 +1,9 @@
 #include "core/plug_ins.h"
 
 #include <algorithm>
-#include <mutex>
 
 #include "core/log.h"
+#include "core/mutex.h"
 #include "kep/reflect.h"
 
 namespace kep::host {
@@ -18,7 +18,7 @@ class PlugIns {
     }
 
     int add(const char* name, const char* version, int priority) {
-        const std::lock_guard lock(mutex_);
+        const MutexLock lock(mutex_);
         auto found =
             std::find_if(list_.begin(), list_.end(), [=](const PlugIn& known) { return known.name == name; });
         // Unloading a plug-in says nothing here, so a name that comes again is the same one loaded anew.
@@ -35,7 +35,7 @@ class PlugIns {
     std::vector<PlugIn> list() {
         std::vector<PlugIn> sorted;
         {
-            const std::lock_guard lock(mutex_);
+            const MutexLock lock(mutex_);
             sorted = list_;
         }
         std::stable_sort(sorted.begin(), sorted.end(),
@@ -44,8 +44,8 @@ class PlugIns {
     }
 
   private:
-    std::mutex mutex_;
-    std::vector<PlugIn> list_;
+    Mutex mutex_;
+    std::vector<PlugIn> list_ GUARDED_BY(mutex_);
 };
 
 }  // namespace

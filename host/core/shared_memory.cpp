@@ -9,13 +9,9 @@
 #include <cstring>
 
 #include "core/log.h"
-#include "core/object_impl.h"
 
 namespace kep::stream {
 namespace {
-
-/** The object part of a segment, which is a base class beside it. */
-class SegmentObject final : public host::ObjectImpl {};
 
 std::string reasonOf(int error) {
     return std::string(": ") + std::strerror(error);
@@ -61,7 +57,6 @@ struct ISharedMemory::Segment {
 
     const std::size_t size;
     void* address = nullptr;
-    SegmentObject object;
 };
 
 ISharedMemory::ISharedMemory(int size) : segment_(new Segment(size)) {}
@@ -85,73 +80,6 @@ void* ISharedMemory::Address() const {
 
 int ISharedMemory::Slot() const {
     return 0;
-}
-
-void ISharedMemory::toString(std::string& text) const {
-    segment_->object.toString(text);
-}
-
-bool ISharedMemory::fromString(const char* text) {
-    return segment_->object.fromString(text);
-}
-
-bool ISharedMemory::Set(const char* key, void* value, const std::type_info* type) {
-    return segment_->object.Set(key, value, type);
-}
-
-bool ISharedMemory::Get(const char* key, void* value, const std::type_info* type) const {
-    return segment_->object.Get(key, value, type);
-}
-
-bool ISharedMemory::SetStr(const char* key, const char* value) {
-    return segment_->object.SetStr(key, value);
-}
-
-bool ISharedMemory::SetWithType(const char* key, void* value, const std::type_info* type,
-                                base::TypeCompatible compatible) {
-    return segment_->object.SetWithType(key, value, type, compatible);
-}
-
-bool ISharedMemory::GetWithType(const char* key, void* value, const std::type_info* type,
-                                base::TypeCompatible compatible) const {
-    return segment_->object.GetWithType(key, value, type, compatible);
-}
-
-bool ISharedMemory::Enable(bool enable) {
-    return segment_->object.Enable(enable);
-}
-
-bool ISharedMemory::Configure(base::AttrSet& attributes) {
-    return segment_->object.Configure(attributes);
-}
-
-bool ISharedMemory::addChild(base::object* child) {
-    return segment_->object.addChild(child);
-}
-
-bool ISharedMemory::fromAttrSet(base::AttrSet& attributes) {
-    return segment_->object.fromAttrSet(attributes);
-}
-
-bool ISharedMemory::toAttrSet(base::AttrSet& attributes) const {
-    return segment_->object.toAttrSet(attributes);
-}
-
-bool ISharedMemory::sendMessage(base::Message& message) {
-    return segment_->object.sendMessage(message);
-}
-
-bool ISharedMemory::receiveMessage(base::Message& message) {
-    return segment_->object.receiveMessage(message);
-}
-
-std::uint32_t ISharedMemory::NameId() const {
-    return segment_->object.NameId();
-}
-
-base::object* ISharedMemory::FindChild(const std::function<bool(const base::object&)>& matches,
-                                       bool recursive) {
-    return segment_->object.FindChild(matches, recursive);
 }
 
 }  // namespace kep::stream

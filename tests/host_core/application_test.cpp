@@ -19,7 +19,7 @@ using kep::host::ObjectImpl;
 using Texts = std::vector<std::string>;
 
 std::unique_ptr<ObjectImpl> make(const std::string& text) {
-    return std::unique_ptr<ObjectImpl>(makeObject(text.c_str()).object);
+    return makeObject(text.c_str());
 }
 
 Texts childNames(const ObjectImpl& object) {
@@ -53,16 +53,10 @@ TEST(Application, ThePlainOneIsCreatedStartedStoppedAndReleased) {
     delete handle;
 }
 
-TEST(Application, IsFoundAgainByItsName) {
-    const auto first = make("type=application,name=appX,layout={TestPart:name=a}");
-    EXPECT_EQ(makeObject("type=Application,name=APPX,noconfigure=true").object, first.get());
-    EXPECT_EQ(childNames(*first), (Texts{"TestPart a"}));
-}
-
 TEST(Application, ALayoutIsAChainOrOneObject) {
     EXPECT_EQ(
-        childNames(*make("type=Application,layout={TestPart:name=a,rate=1+test-part+TestShared:name=c}")),
-        (Texts{"TestPart a", "TestPart ", "TestShared c"}));
+        childNames(*make("type=Application,layout={TestPart:name=a,rate=1+test-part+TestFound:name=c}")),
+        (Texts{"TestPart a", "TestPart ", "TestFound c"}));
     EXPECT_EQ(childNames(*make("type=Application,layout={type=TestPart,name=a,rate=2}")),
               (Texts{"TestPart a"}));
     EXPECT_EQ(childNames(*make("type=Application,layout={}")), Texts{});
@@ -88,10 +82,15 @@ TEST(Application, LooksForPropertiesItLacksInItsContent) {
     EXPECT_EQ(lines.messages(), (Texts{"Application has no property \"speed\""}));
 }
 
+bool configure(ObjectImpl& object, const char* text) {
+    kep::base::AttrSet attributes(text);
+    return object.Configure(attributes);
+}
+
 TEST(Application, ANewLayoutTakesThePlaceOfTheOld) {
     const auto application = make("type=Application,name=app,layout={TestPart:name=a+TestPart:name=b}");
     application->changeUp(kep::State::play);
-    EXPECT_EQ(makeObject("type=Application,name=app,layout={TestPart:name=c}").object, application.get());
+    EXPECT_TRUE(configure(*application, "layout={TestPart:name=c}"));
     EXPECT_EQ(childNames(*application), (Texts{"TestPart c"}));
     EXPECT_EQ(application->state(), kep::State::null);
     EXPECT_EQ(partsAlive, 1);
@@ -101,10 +100,9 @@ TEST(Application, ARefusedLayoutLeavesWhatRunsAlone) {
     const auto application = make("type=Application,name=app,layout={TestPart:name=a}");
     application->changeUp(kep::State::play);
     const ErrorLines lines;
-    for (const char* text : {"type=Application,name=app,layout={TestPart:name=c+TestPart:rate=x}",
-                             "type=Application,name=app,layout={TestPart:name=c+}",
-                             "type=Application,name=app,layout={TestPart:name=c},speed=1"}) {
-        EXPECT_EQ(makeObject(text).object, nullptr) << text;
+    for (const char* text : {"layout={TestPart:name=c+TestPart:rate=x}", "layout={TestPart:name=c+}",
+                             "layout={TestPart:name=c},speed=1"}) {
+        EXPECT_FALSE(configure(*application, text)) << text;
     }
     EXPECT_EQ(lines.messages().size(), 3u);
     EXPECT_EQ(childNames(*application), (Texts{"TestPart a"}));
@@ -113,40 +111,13 @@ TEST(Application, ARefusedLayoutLeavesWhatRunsAlone) {
     EXPECT_EQ(partsAlive, 1);
 }
 
-TEST(Application, KeepsSharedContentThatTheNewLayoutNamesToo) {
-    const auto application =
-        make("type=Application,name=app,layout={TestShared:name=s,rate=1+TestPart:name=a}");
-    const ObjectImpl* const shared = application->children()[0];
-    makeObject("type=Application,name=app,layout={TestPart:name=b+TestShared:name=s,rate=2}");
-    EXPECT_EQ(childNames(*application), (Texts{"TestPart b", "TestShared s"}));
-    EXPECT_EQ(application->children()[1], shared);
-    EXPECT_EQ(dynamic_cast<const Part&>(*shared).rate, 2);
-}
-
-TEST(Application, CannotTakeTheContentOfAnother) {
-    const auto first = make("type=Application,name=first,layout={TestShared:name=s}");
-    const ErrorLines lines;
-    EXPECT_EQ(make("type=Application,name=second,layout={TestPart:name=a+TestShared:name=s}"), nullptr);
-    EXPECT_EQ(lines.messages(), (Texts{"TestShared \"s\" belongs to Application \"first\" already"}));
-    EXPECT_EQ(childNames(*first), (Texts{"TestShared s"}));
-    EXPECT_EQ(partsAlive, 1);
-}
-
-TEST(Application, ARefusedLayoutDoesNotDeleteWhatExistedBefore) {
-    const auto before = make("type=TestShared,name=s,rate=1");
-    const ErrorLines lines;
-    EXPECT_EQ(make("type=Application,layout={TestShared:name=s,rate=2+NoSuchElement}"), nullptr);
-    EXPECT_EQ(partsAlive, 1);
-    EXPECT_EQ(dynamic_cast<Part&>(*before).rate, 2);
-    EXPECT_EQ(before->parent(), nullptr);
-}
-
-TEST(Application, CannotContainItself) {
-    const ErrorLines lines;
-    EXPECT_EQ(make("type=Application,name=app,layout={type=application,name=APP,layout={TestPart}}"),
-              nullptr);
-    EXPECT_EQ(lines.messages(), (Texts{"Application \"APP\" contains itself"}));
-    EXPECT_NE(make("type=Application,name=app"), nullptr) << "the name is free again";
+TEST(Application, NamesInALayoutAreOfThatLayout) {
+    const auto first = make("type=Application,name=first,layout={TestFound:name=s,rate=1}");
+    const auto second =
+        make("type=Application,layout={type=Application,name=first,layout={TestFound:name=s}}");
+    EXPECT_NE(second->children()[0], first.get());
+    EXPECT_EQ(dynamic_cast<Part&>(*first->children()[0]).rate, 1);
+    EXPECT_EQ(partsAlive, 2);
 }
 
 TEST(Application, AClassThatIsNotBuiltIsRefusedWithItsPlace) {

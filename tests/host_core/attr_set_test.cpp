@@ -2,10 +2,28 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <string>
 #include <vector>
 
 #include "core/attr_text.h"
+
+/** Comparisons of two texts of one length. */
+static std::atomic<std::size_t> comparisons{0};
+
+// The linker leads the calls of these here.
+extern "C" {
+int __real_memcmp(const void* one, const void* other, std::size_t size);
+int __wrap_memcmp(const void* one, const void* other, std::size_t size) {
+    ++comparisons;
+    return __real_memcmp(one, other, size);
+}
+int __real_bcmp(const void* one, const void* other, std::size_t size);
+int __wrap_bcmp(const void* one, const void* other, std::size_t size) {
+    ++comparisons;
+    return __real_bcmp(one, other, size);
+}
+}
 
 namespace {
 
@@ -68,6 +86,61 @@ TEST(AttrSet, EmptyValuesAreValues) {
 
 TEST(AttrSet, TheLastOfEqualKeysCounts) {
     EXPECT_EQ(items(AttrSet("a=1,b=2,a=3")), (Texts{"a=3", "b=2"}));
+}
+
+/** "k000000=0,k000001=1" and so on: keys of one length. */
+std::string manyItems(int count) {
+    std::string text;
+    for (int i = 0; i < count; ++i) {
+        const std::string number = std::to_string(i);
+        text += (i ? ",k" : "k") + std::string(6 - number.size(), '0') + number + "=" + number;
+    }
+    return text;
+}
+
+TEST(AttrSet, ComparesEachOfManyKeysAFewTimesOnly) {
+    constexpr int kItems = 8000;
+    const std::string text = manyItems(kItems);
+    AttrSet set;
+    comparisons = 0;
+    ASSERT_TRUE(set.Parse((text + "," + text).c_str()));
+    EXPECT_GE(comparisons, std::size_t{kItems}) << "keys are not compared by the function that counts";
+    EXPECT_LE(comparisons, std::size_t{kItems} * 10);
+    comparisons = 0;
+    for (int i = 0; i < kItems; ++i) ASSERT_TRUE(set.Add(("new" + std::to_string(i)).c_str(), "1"));
+    for (int i = 0; i < kItems; ++i) ASSERT_TRUE(set.Get(("new" + std::to_string(i)).c_str()));
+    EXPECT_LE(comparisons, std::size_t{kItems} * 10);
+}
+
+TEST(AttrSet, ManyItemsKeepOrderAndTheLastOfEqualKeysCounts) {
+    for (const int count : {1, 15, 16, 17, 18, 1000}) {
+        const std::string text = manyItems(count);
+        AttrSet set((text + ",k000000=last,other=1").c_str());
+        Texts expected;
+        for (int i = 0; i < count; ++i) {
+            const std::string number = std::to_string(i);
+            expected.push_back("k" + std::string(6 - number.size(), '0') + number + "=" + number);
+        }
+        expected[0] = "k000000=last";
+        expected.push_back("other=1");
+        EXPECT_EQ(items(set), expected);
+        EXPECT_STREQ(set.Get("k000000"), "last");
+        EXPECT_STREQ(set.Get("other"), "1");
+        EXPECT_EQ(set.Get("k"), nullptr);
+
+        AttrSet copy(set);
+        AttrSet assigned("a=1");
+        assigned = set;
+        set.Parse("gone=1");
+        for (AttrSet* const each : {&copy, &assigned}) {
+            EXPECT_EQ(items(*each), expected);
+            EXPECT_TRUE(each->Add("other", "2"));
+            EXPECT_TRUE(each->Add("another", "3"));
+            EXPECT_STREQ(each->Get("other"), "2");
+            EXPECT_STREQ(each->Get("another"), "3");
+            EXPECT_EQ(items(*each).size(), expected.size() + 1);
+        }
+    }
 }
 
 TEST(AttrSet, KeysDifferByCase) {

@@ -1,8 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <chrono>
-#include <future>
 #include <memory>
 #include <string>
 #include <thread>
@@ -68,8 +65,7 @@ TEST(Creation, TakesTheAttributesOfTheDescription) {
 }
 
 TEST(Creation, WithoutConfigurationTheOthersAreNotTaken) {
-    const std::unique_ptr<kep::host::ObjectImpl> made(
-        makeObject("type=TestPart,name=a,rate=15,bad=1,noconfigure=true").object);
+    const auto made = makeObject("type=TestPart,name=a,rate=15,bad=1,noconfigure=true");
     ASSERT_NE(made, nullptr);
     EXPECT_EQ(dynamic_cast<Part&>(*made).rate, 0);
     EXPECT_EQ(made->name(), "a");
@@ -78,98 +74,21 @@ TEST(Creation, WithoutConfigurationTheOthersAreNotTaken) {
 TEST(Creation, WhatIsRefusedLeavesNothingBehind) {
     const ErrorLines lines;
     for (const char* text : {"type=TestPart,name=a,speed=1", "type=TestPart,name=a,rate=x",
-                             "type=TestShared,name=a,speed=1", "type=TestThrower", "name=unknown", "type="}) {
-        EXPECT_EQ(makeObject(text).object, nullptr) << text;
+                             "type=TestFound,name=a,speed=1", "type=TestThrower", "name=unknown", "type="}) {
+        EXPECT_EQ(kepCreate(text), nullptr) << text;
     }
     EXPECT_EQ(partsAlive, 0);
     EXPECT_EQ(lines.messages(),
               (Texts{"TestPart \"a\" has no property \"speed\"",
                      "property \"rate\" of TestPart \"a\" is not of a type that \"x\" can stand for",
-                     "TestShared \"a\" has no property \"speed\"", "cannot make TestThrower: no memory left",
+                     "TestFound \"a\" has no property \"speed\"", "cannot make TestThrower: no memory left",
                      "there is no type in \"name=unknown\"", "unknown class  at position 6 of \"type=\""}));
-    const std::unique_ptr<kep::host::ObjectImpl> made(makeObject("type=TestShared,name=a").object);
-    EXPECT_NE(made, nullptr) << "the name is free";
 }
 
 TEST(Creation, NamesOfScopedClassesMayRepeat) {
-    const std::unique_ptr<kep::host::ObjectImpl> first(makeObject("type=TestPart,name=a").object);
-    const std::unique_ptr<kep::host::ObjectImpl> second(makeObject("type=TestPart,name=a").object);
+    const auto first = makeObject("type=TestPart,name=a");
+    const auto second = makeObject("type=TestPart,name=a");
     EXPECT_NE(first, second);
-}
-
-TEST(Creation, ASharedNameGivesTheSameObjectConfiguredAnew) {
-    const std::unique_ptr<kep::host::ObjectImpl> first(
-        makeObject("type=TestShared,name=Plan,rate=1,port=5").object);
-    ASSERT_NE(first, nullptr);
-    EXPECT_EQ(makeObject("type=test-shared,name=pLAN,rate=2").object, first.get());
-    const Part& part = dynamic_cast<Part&>(*first);
-    EXPECT_EQ(part.rate, 2);
-    EXPECT_EQ(part.port, 5);
-    EXPECT_EQ(part.name(), "Plan");
-    EXPECT_EQ(makeObject("type=TestShared,name=plan,rate=3,noconfigure=true").object, first.get());
-    EXPECT_EQ(part.rate, 2);
-    EXPECT_EQ(makeObject("name=plan,rate=4").object, first.get()) << "a name alone is enough";
-    EXPECT_EQ(part.rate, 4);
-    {
-        const ErrorLines lines;
-        EXPECT_EQ(makeObject("type=TestShared,name=plan,speed=3").object, nullptr);
-    }
-    EXPECT_EQ(makeObject("type=TestShared,name=plan").object, first.get()) << "a refusal does not harm it";
-}
-
-TEST(Creation, ANameIsFreeOnceItsObjectIsDeleted) {
-    std::unique_ptr<kep::host::ObjectImpl> first(makeObject("type=TestShared,name=plan,rate=1").object);
-    first.reset();
-    const std::unique_ptr<kep::host::ObjectImpl> second(makeObject("type=TestShared,name=plan").object);
-    EXPECT_EQ(dynamic_cast<Part&>(*second).rate, 0);
-}
-
-TEST(Creation, ObjectsWithoutANameAreNeverShared) {
-    const std::unique_ptr<kep::host::ObjectImpl> first(makeObject("type=TestShared").object);
-    const std::unique_ptr<kep::host::ObjectImpl> second(makeObject("type=TestShared,name=").object);
-    const std::unique_ptr<kep::host::ObjectImpl> third(makeObject("type=TestShared,name=").object);
-    EXPECT_NE(second, first);
-    EXPECT_NE(second, third);
-}
-
-TEST(Creation, OneNameFromManyThreadsIsOneObject) {
-    std::vector<kep::host::ObjectImpl*> made(8);
-    std::vector<std::thread> threads;
-    for (auto& object : made) {
-        threads.emplace_back([&object] { object = makeObject("type=TestShared,name=plan,rate=3").object; });
-    }
-    for (std::thread& thread : threads) thread.join();
-    for (auto* object : made) EXPECT_EQ(object, made[0]);
-    EXPECT_EQ(partsAlive, 1);
-    delete made[0];
-}
-
-/** Lingers in its making until another one is made, or for long enough that it would have been. */
-class Lingering : public kep::host::ObjectImpl {
-  public:
-    Lingering() { ++made; }
-
-    bool Configure(kep::base::AttrSet&) override {
-        entered.set_value();
-        for (int wait = 0; wait < 100 && made < 2; ++wait)
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        return true;
-    }
-
-    static inline std::atomic<int> made{0};
-    static inline std::promise<void> entered;
-};
-
-TEST(Creation, ASecondThreadWaitsForTheOneThatMakesTheName) {
-    const kep::host::ClassRegistration<Lingering> lingering("TestLingering", kep::host::Naming::shared);
-    kep::host::ObjectImpl* first = nullptr;
-    std::thread maker([&] { first = makeObject("type=TestLingering,name=one").object; });
-    Lingering::entered.get_future().wait();
-    const std::unique_ptr<kep::host::ObjectImpl> second(
-        makeObject("type=TestLingering,name=one,noconfigure=true").object);
-    maker.join();
-    EXPECT_EQ(second.get(), first);
-    EXPECT_EQ(Lingering::made, 1);
 }
 
 }  // namespace

@@ -41,7 +41,7 @@ void writeFromManyThreads() {
 }
 
 /** Posts from a port and gives back once its callback runs. */
-void startCallback(MessagePort& port, MessagePort::Callback callback) {
+void startCallback(MessagePort& port, const MessagePort::Callback& callback) {
     auto running = std::make_shared<std::promise<void>>();
     port.setCallback([running, callback](const std::string& message) {
         running->set_value();

@@ -97,8 +97,8 @@ TEST(DebugStreams, ALineGoesOutInOneWriteWithItsReset) {
 TEST(DebugStreams, ShowEachKindOfValueAsAStringStreamDoes) {
     const ErrorLines lines;
     const char* const none = nullptr;
-    *__dbg_couts[8] << 'c' << 1 << std::int64_t{-2} << reinterpret_cast<const void*>(std::uintptr_t{255})
-                    << none << "t" << '\n';
+    *__dbg_couts[8] << 'c' << 1 << std::int64_t{-2} << reinterpret_cast<void*>(std::uintptr_t{255}) << none
+                    << "t" << '\n';
     EXPECT_EQ(lines.raw(), "c1-20xfft\n");
 }
 

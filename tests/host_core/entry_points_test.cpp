@@ -2,13 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <functional>
-#include <future>
 #include <string>
 #include <vector>
 
-#include "core/message_port.h"
+#include "callbacks.h"
 #include "error_lines.h"
 #include "kep/streaming.h"
 #include "parts.h"
@@ -17,25 +15,16 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-void drain() {
-    kep::host::MessagePort port;
-    std::promise<void> reached;
-    port.setCallback([&](const std::string&) { reached.set_value(); });
-    port.post("end");
-    ASSERT_EQ(reached.get_future().wait_for(std::chrono::seconds(30)), std::future_status::ready);
-}
-
-Texts handled;
+Messages* handled = nullptr;
 
 int handle(const char* message) {
-    handled.push_back(message);
+    handled->take(message);
     return 1;
 }
 
 /** A streaming object, which has no properties. */
 class Stream : public kep::api::streaming::common::IStreamControl {
   public:
-    kep::State CurrentState() override { return state; }
     bool ChangeUp(kep::State target) override { return state = target, true; }
     bool ChangeDown(kep::State target) override { return state = target, target != kep::State::ready; }
     bool RegisterMessageCallback(const std::function<bool(const char*)>& to) override {
@@ -104,23 +93,25 @@ TEST(EntryPoints, StreamsHaveStatesAndMessagesToo) {
     EXPECT_EQ(stream.state, kep::State::play);
     EXPECT_FALSE(kepStatusDown(&stream, "ready"));
     EXPECT_TRUE(kepStatusDown(&stream, "null"));
-    handled.clear();
+    Messages messages;
+    handled = &messages;
     EXPECT_TRUE(kepRegisterMessageProcess(&stream, handle));
     EXPECT_TRUE(stream.callback("name=x"));
-    EXPECT_EQ(handled, (Texts{"name=x"}));
+    EXPECT_EQ(messages.all(), (Texts{"name=x"}));
 }
 
 TEST(EntryPoints, MessagesOfAnApplicationReachItsHandler) {
-    handled.clear();
+    Messages messages;
+    handled = &messages;
     kep::object_base* const application = kepCreateApp("type=application,layout={TestPart:name=a}");
     ASSERT_NE(application, nullptr);
     ASSERT_TRUE(kepRegisterMessageProcess(application, handle));
     kep::base::object* const child = application->AsType<kep::base::object>()->FindChild(
         [](const kep::base::object&) { return true; }, false);
     dynamic_cast<Part*>(child)->send("name=recordStart,url=file:///a.mp4");
-    drain();
-    EXPECT_EQ(handled, (Texts{"name=recordStart,url=file:///a.mp4"}));
+    EXPECT_TRUE(messages.waitFor("name=recordStart,url=file:///a.mp4"));
     EXPECT_TRUE(kepDestroy(application));
+    EXPECT_EQ(messages.all().size(), 1u);
 }
 
 TEST(EntryPoints, APipelineAloneGetsAnApplicationAroundIt) {

@@ -1,14 +1,13 @@
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <future>
+#include <atomic>
 #include <initializer_list>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "core/message_port.h"
+#include "callbacks.h"
 #include "error_lines.h"
 #include "kep/entry_points.h"
 #include "kep/hash.h"
@@ -27,15 +26,6 @@ std::unique_ptr<Part> make(const std::string& name, std::initializer_list<Part*>
     auto made = make(name);
     for (Part* const child : children) EXPECT_TRUE(made->addChild(child));
     return made;
-}
-
-/** Waits until the messages posted so far have been delivered. */
-void drain() {
-    kep::host::MessagePort port;
-    std::promise<void> reached;
-    port.setCallback([&](const std::string&) { reached.set_value(); });
-    port.post("end");
-    ASSERT_EQ(reached.get_future().wait_for(std::chrono::seconds(30)), std::future_status::ready);
 }
 
 TEST(Object, IsReachedFromItsRootByACheckedCast) {
@@ -97,58 +87,54 @@ TEST(Object, RefusesChildrenThatWouldNotMakeATree) {
 }
 
 TEST(Object, MessagesGoUpToEveryCallback) {
+    Messages atMiddle;
+    Messages atRoot;
+    std::atomic<std::thread::id> thread{};
     Part* const inner = make("inner").release();
     Part* const middle = make("middle", {inner}).release();
     const auto root = make("root", {middle});
-    Texts atMiddle;
-    Texts atRoot;
-    const std::thread::id here = std::this_thread::get_id();
     middle->RegisterMessageProcessCallback([&](kep::base::Message& message) {
-        EXPECT_NE(std::this_thread::get_id(), here);
+        thread = std::this_thread::get_id();
         message.Attributes().Add("id", 7);
-        atMiddle.push_back(message.ToString());
+        atMiddle.take(message.ToString());
         return true;
     });
-    root->RegisterMessageProcessCallback([&](kep::base::Message& message) {
-        atRoot.push_back(message.ToString());
-        return false;
-    });
+    root->RegisterMessageProcessCallback(atRoot.processor());
     EXPECT_TRUE(inner->send("name=recordStop,url={file:///a,b.mp4}"));
-    drain();
-    EXPECT_EQ(atMiddle, (Texts{"name=recordStop,url={file:///a,b.mp4},id=7"}));
-    EXPECT_EQ(atRoot, (Texts{"name=recordStop,url={file:///a,b.mp4}"}));
+    EXPECT_TRUE(atMiddle.waitFor("name=recordStop,url={file:///a,b.mp4},id=7"));
+    EXPECT_TRUE(atRoot.waitFor("name=recordStop,url={file:///a,b.mp4}"));
+    EXPECT_NE(thread.load(), std::this_thread::get_id());
     root->RegisterMessageProcessCallback(nullptr);
     EXPECT_TRUE(inner->send("name=again"));
-    drain();
-    EXPECT_EQ(atMiddle.size(), 2u);
-    EXPECT_EQ(atRoot.size(), 1u);
+    EXPECT_TRUE(atMiddle.waitFor("name=again,id=7"));
+    root->RegisterMessageProcessCallback(atRoot.processor());
+    EXPECT_TRUE(inner->send("name=end"));
+    EXPECT_TRUE(atRoot.waitFor("name=end"));
+    EXPECT_EQ(atRoot.all().size(), 2u) << "none while there was no callback";
 }
 
 TEST(Object, TheTopOfATreeTellsThatItStartedAndStopped) {
+    Messages atChild;
+    Messages atRoot;
     const auto root = make("root", {make("a").release()});
-    Texts seen;
-    for (kep::host::ObjectImpl* object :
-         {static_cast<kep::host::ObjectImpl*>(root.get()), root->children()[0]}) {
-        object->RegisterMessageProcessCallback([&](kep::base::Message& message) {
-            seen.push_back(message.ToString());
-            return true;
-        });
-    }
+    root->RegisterMessageProcessCallback(atRoot.processor());
+    root->children()[0]->RegisterMessageProcessCallback(atChild.processor());
     EXPECT_TRUE(root->changeUp(kep::State::ready));
-    drain();
-    EXPECT_EQ(seen, Texts{});
     EXPECT_TRUE(root->changeUp(kep::State::play));
     EXPECT_TRUE(root->changeDown(kep::State::null));
-    drain();
-    EXPECT_EQ(seen, (Texts{"name=started", "name=stopped"}));
+    EXPECT_TRUE(dynamic_cast<Part&>(*root->children()[0]).send("name=end"));
+    EXPECT_TRUE(atRoot.waitFor("name=end"));
+    EXPECT_TRUE(atChild.waitFor("name=end"));
+    EXPECT_EQ(atRoot.all(), (Texts{"name=started", "name=stopped", "name=end"}));
+    EXPECT_EQ(atChild.all(), (Texts{"name=end"}));
 }
 
 TEST(Object, MessagesOfManyThreadsArrive) {
+    std::atomic<int> seen{0};
     const auto root = make("root");
     std::vector<Part*> children;
     for (int i = 0; i < 4; ++i)
         root->addChild(children.emplace_back(make("c" + std::to_string(i)).release()));
-    int seen = 0;
     root->RegisterMessageProcessCallback([&](kep::base::Message&) { return ++seen, true; });
     std::vector<std::thread> senders;
     for (Part* const child : children) {
@@ -157,20 +143,23 @@ TEST(Object, MessagesOfManyThreadsArrive) {
         });
     }
     for (std::thread& sender : senders) sender.join();
-    drain();
-    EXPECT_EQ(seen, 800);
+    EXPECT_TRUE(waitUntil([&] { return seen == 800; }));
 }
 
 TEST(Object, NoMessageArrivesOnceItIsDeleted) {
     for (int round = 0; round < 100; ++round) {
-        auto count = std::make_unique<int>(0);
+        std::atomic<bool> alive{true};
+        std::atomic<bool> ranLate{false};
         auto part = make("p");
-        part->RegisterMessageProcessCallback([&count](kep::base::Message&) { return ++*count, true; });
+        part->RegisterMessageProcessCallback([&](kep::base::Message&) {
+            if (!alive) ranLate = true;
+            return true;
+        });
         for (int i = 0; i < 5; ++i) part->send("name=x");
         part.reset();
-        count.reset();
+        alive = false;
+        ASSERT_FALSE(ranLate);
     }
-    drain();
 }
 
 }  // namespace

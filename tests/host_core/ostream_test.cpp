@@ -21,7 +21,7 @@ TEST(OstreamString, AppendsEachKindOfValue) {
 TEST(OstreamString, ShowsPointersInHexadecimal) {
     std::string text;
     ostream_string out(text);
-    out << reinterpret_cast<const void*>(std::uintptr_t{0xBEEF}) << ' ' << static_cast<const void*>(nullptr);
+    out << reinterpret_cast<void*>(std::uintptr_t{0xBEEF}) << ' ' << static_cast<void*>(nullptr);
     EXPECT_EQ(text, "0xbeef 0x0");
 }
 

@@ -20,7 +20,7 @@ class Thrower : public kep::host::ObjectImpl {
 };
 
 const ClassRegistration<Part> part("TestPart");
-const ClassRegistration<Part> shared("TestShared", Naming::shared);
+const ClassRegistration<Part> found("TestFound", Naming::found);
 const ClassRegistration<Thrower> thrower("TestThrower");
 
 }  // namespace

@@ -13,7 +13,7 @@ extern std::vector<std::string> partEvents;
 /** How many of them live. */
 extern int partsAlive;
 
-/** A class of the registry for tests: `TestPart` by scope, `TestShared` once per name, `TestThrower` throws.
+/** A class of the registry for tests: `TestPart` by scope, `TestFound` by its name, `TestThrower` throws.
  */
 class Part : public kep::host::ObjectImpl {
   public:
