@@ -11,7 +11,7 @@
 namespace kep::host {
 
 std::shared_ptr<MicrophoneSession> MicrophoneSession::launch(DeviceSpec device) {
-    const std::shared_ptr<MicrophoneSession> session(new MicrophoneSession(std::move(device)));
+    std::shared_ptr<MicrophoneSession> session(new MicrophoneSession(std::move(device)));
     std::thread([session] { session->run(); }).detach();
     return session;
 }

@@ -19,7 +19,9 @@ namespace kep::host {
  * A derived class brings start() and stop() and calls shutDown() first in its destructor. All posting is free
  * of waits, so that it may be done under a lock.
  */
-class StreamObject : public virtual api::streaming::common::IStreamControl, public stream::IStatus {
+class StreamObject : public virtual api::streaming::common::IStreamControl,
+                     public virtual api::streaming::common::IState,
+                     public stream::IStatus {
   public:
     State CurrentState() override { return state_; }
     bool StatusIsPlay() const override { return state_ == State::play; }

@@ -73,11 +73,15 @@ bool EventElement::down(State target) {
 }
 
 void EventElement::take(const SharedPacket& packet, const Element&) {
+    bool lacksKey = false;
     {
         const std::lock_guard lock(ringMutex_);
         ring_.push(packet);
         if (packet->isVideo()) lastPicture_ = Clock::now();
+        lacksKey = packet->isVideo() && ring_.isEmpty();
     }
+    // A group that is too long to be kept.
+    if (lacksKey) requestKeyFrame(packet->stamp);
     wake();
 }
 
@@ -148,6 +152,8 @@ bool EventElement::collect(SteadyTime until, bool wait) {
         fresh.swap(posted_);
         ending_ = !running_;
     }
+    // A clip that follows can begin where this one ends.
+    for (const EventTrigger& trigger : fresh) requestKeyFrame(trigger.end());
     const std::lock_guard lock(ringMutex_);
     for (const EventTrigger& trigger : fresh) {
         const SteadyTime::duration reach =
@@ -198,7 +204,8 @@ EventElement::Step EventElement::begin(Recording& recording) {
         KEP_HOST_ERROR(label() + ": clip " + trigger.url + " begins " + std::to_string(by.count()) +
                        " ms late: there are no pictures of before");
     }
-    recording.clip = writer_->beginClip(trigger.url);
+    recording.clip =
+        writer_->beginClip(trigger.url, [this](const ClipFailure& failure) { clipFailed(failure); });
     return recording.clip ? Step::goesOn : Step::failed;
 }
 
@@ -209,7 +216,11 @@ EventElement::Step EventElement::refuse(const Recording& recording, const std::s
 
 void EventElement::tellRefusal(const EventTrigger& trigger, const std::string& reason) {
     KEP_HOST_ERROR(label() + ": no clip " + trigger.url + ": " + reason);
-    tellFailed(trigger.url, reason);
+    clipFailed({trigger.url, reason, {}});
+}
+
+void EventElement::clipFailed(const ClipFailure& failure) {
+    tellFailed(failure.url, failure.reason, failure.kept);
 }
 
 /** Null when there is none yet. When the disk was so slow that packets are kept no longer, the next group's.
@@ -238,7 +249,6 @@ void EventElement::close(Recording& recording, Step how) {
     if (how == Step::complete && !recording.clip->finish()) how = Step::failed;
     recording.clip.reset();
     trace("clip " + recording.trigger.url + (how == Step::complete ? " is complete" : " is given up"));
-    if (how == Step::failed) clipFailed(recording.trigger);
     const std::lock_guard lock(postMutex_);
     --asked_;
 }

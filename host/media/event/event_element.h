@@ -39,6 +39,8 @@ struct EventTrigger {
 class EventElement : public Element {
   public:
     void take(const SharedPacket& packet, const Element&) override;
+    /** The muxer behind it is given nothing of the stream. */
+    void takeFlush(const Element&) override {}
 
   protected:
     EventElement();
@@ -48,9 +50,8 @@ class EventElement : public Element {
 
     /** Asks for a clip, and returns at once. False, with a line and `failed`, when none can be made. */
     bool post(const EventTrigger& trigger);
-    /** A clip that was asked for is not made, or has failed; a line and `failed` have said why. Called on the
-     * clips' thread. */
-    virtual void clipFailed(const EventTrigger&) {}
+    /** A clip that was asked for is not made, or only in part, of which a line has told. Sends `failed`. */
+    virtual void clipFailed(const ClipFailure& failure);
 
   private:
     struct Recording {

@@ -9,8 +9,8 @@ namespace {
 
 /**
  * Makes one clip each time it starts to play, from `pre` before `tp` to `post` after it, under the muxer's
- * own URL. A clip that fails ends with a `recordStop` of its own, as whoever waits for it must not wait for
- * ever.
+ * own URL. Of a clip that fails `recordStop` tells, with `failed=true`, in the place of `failed`: whoever
+ * waits for the end of the clip waits for that message alone.
  */
 class RecordEventTrigger final : public EventElement {
   public:
@@ -37,7 +37,9 @@ class RecordEventTrigger final : public EventElement {
         return post(trigger_);
     }
 
-    void clipFailed(const EventTrigger&) override { tell("recordStop", "failed=true"); }
+    void clipFailed(const ClipFailure& failure) override {
+        tell("recordStop", "failed=true," + failureText(failure.url, failure.reason, failure.kept));
+    }
 
   private:
     void addSpan(const char* name, std::chrono::milliseconds& span) {

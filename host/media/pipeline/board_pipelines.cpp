@@ -6,9 +6,9 @@
 
 #include "core/creation.h"
 #include "core/log.h"
+#include "core/process_end.h"
 #include "media/common/retry_pause.h"
 #include "media/pipeline/pipeline.h"
-#include "media/video/video_hub.h"
 
 namespace kep::host {
 namespace {
@@ -48,7 +48,8 @@ bool runsAlways() {
 }  // namespace
 
 BoardPipelines& BoardPipelines::instance() {
-    static BoardPipelines pipelines;
+    // Never destroyed: a recording that the program forgot may still listen to them while the process ends.
+    static BoardPipelines& pipelines = *new BoardPipelines;
     return pipelines;
 }
 
@@ -58,29 +59,25 @@ void BoardPipelines::firstUse() {
 
 BoardPipelines::BoardPipelines() {
     used = true;
-    // So that it outlives them when the process ends.
-    VideoHub::instance();
+    ProcessEnd::addStep([this] { stopHolding(); });
     make(kAac);
     std::vector<std::shared_ptr<Outlet>> preRecorded = {make(kPreRecordAac), make(kPreRecordH264)};
     if (runsAlways()) holding_ = std::thread([this, preRecorded] { keepRunning(preRecorded); });
 }
 
-BoardPipelines::~BoardPipelines() {
+void BoardPipelines::stopHolding() {
     {
         const std::lock_guard lock(mutex_);
         ending_ = true;
     }
     changed_.notify_all();
     if (holding_.joinable()) holding_.join();
-    // The last first: they listen to those before them.
-    while (!pipelines_.empty()) pipelines_.pop_back();
 }
 
 std::shared_ptr<Outlet> BoardPipelines::make(const char* text) {
-    auto* const made = dynamic_cast<Pipeline*>(makeObject(text).object);
-    if (!made) return nullptr;
-    pipelines_.emplace_back(made);
-    return made->outlet();
+    pipelines_.push_back(makeObject(text));
+    auto* const made = dynamic_cast<Pipeline*>(pipelines_.back().get());
+    return made ? made->outlet() : nullptr;
 }
 
 void BoardPipelines::keepRunning(std::vector<std::shared_ptr<Outlet>> outlets) {

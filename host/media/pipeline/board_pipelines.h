@@ -25,10 +25,9 @@ class BoardPipelines {
     /** To be called whenever an object is made; the first time starts what KEP_HOST_PRERECORD says. */
     static void firstUse();
 
-    ~BoardPipelines();
-
   private:
     BoardPipelines();
+    void stopHolding();
     std::shared_ptr<Outlet> make(const char* text);
     /** Holds the outlets; what cannot run yet, as its device is missing, is tried again until it does. */
     void keepRunning(std::vector<std::shared_ptr<Outlet>> outlets);

@@ -12,13 +12,17 @@ namespace kep::host {
 
 Element::Element() {
     properties().add<std::string>(
-        "caps", [this] { return caps_; },
+        "caps",
+        [this]() -> std::string {
+            if (caps_ == Caps::both) return "";
+            return caps_ == Caps::video ? "video" : "audio";
+        },
         [this](const std::string& caps) {
             if (!caps.empty() && caps != "video" && caps != "audio") {
                 KEP_HOST_ERROR(label() + ": caps=" + caps + " is neither video nor audio");
                 return false;
             }
-            caps_ = caps;
+            caps_ = caps.empty() ? Caps::both : caps == "video" ? Caps::video : Caps::audio;
             return true;
         });
     addFlag(properties(), "dbg", traced_);
@@ -45,11 +49,21 @@ void Element::unlink() {
     next_.clear();
 }
 
-void Element::give(const SharedPacket& packet) const {
-    const char* kind = packet->isVideo() ? "video" : "audio";
+bool Element::takes(Media::Kind kind) const {
+    const Caps caps = caps_;
+    return caps == Caps::both || (caps == Caps::video) == (kind == Media::Kind::video);
+}
+
+void Element::requestKeyFrame(SteadyTime at) {
+    for (Element* const before : previous_) before->requestKeyFrame(at);
+}
+
+void Element::give(const SharedPacket& packet) {
     for (Element* next : next_)
-        if (next->caps_.empty() || next->caps_ == kind) next->take(packet, *this);
-    if (outlet_) outlet_->give(packet);
+        if (next->takes(packet->media->kind)) next->take(packet, *this);
+    if (!outlet_) return;
+    outlet_->give(packet);
+    for (const SteadyTime at : outlet_->takeKeyFrameRequests()) requestKeyFrame(at);
 }
 
 bool Element::givesPromptly() const {
@@ -68,6 +82,10 @@ void Element::giveCut() const {
     for (Element* next : next_) next->takeCut(*this);
 }
 
+void Element::giveFlush() const {
+    for (Element* next : next_) next->takeFlush(*this);
+}
+
 void Element::tell(const char* name, const std::string& attributes) {
     TextMessage message(("name=" + std::string(name) + "," + attributes).c_str());
     sendMessage(message);
@@ -81,12 +99,17 @@ void Element::tellLost(Media::Kind kind, std::size_t lost) {
                           ",total=" + std::to_string(total));
 }
 
-void Element::tellFailed(const std::string& url, const std::string& reason) {
-    std::string attributes = "media=file,";
+void Element::tellFailed(const std::string& url, const std::string& reason, const std::string& kept) {
+    tell("failed", "media=file," + failureText(url, reason, kept));
+}
+
+std::string Element::failureText(const std::string& url, const std::string& reason, const std::string& kept) {
+    std::string attributes;
     if (!url.empty()) attributes += "url={" + url + "},";
+    if (!kept.empty()) attributes += "kept={" + kept + "},";
     attributes += "reason=";
     appendValue(attributes, reason);
-    tell("failed", attributes);
+    return attributes;
 }
 
 void Element::trace(std::string_view text) const {

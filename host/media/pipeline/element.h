@@ -37,6 +37,17 @@ class KEP_API Element : public ObjectImpl {
     /** The stream is cut here: what follows belongs to another file. As it stands here it is passed on. */
     virtual void takeCut(const Element&) { giveCut(); }
 
+    /** What was given so far is to be brought to safety: what follows it is held up. As it stands here it is
+     * passed on. */
+    virtual void takeFlush(const Element&) { giveFlush(); }
+
+    /**
+     * A key frame is wanted at `at`, or as soon as one can be made when that is past. Goes up the stream to
+     * the encoder, which makes no second one where it has made one since. Called on any thread while the
+     * element is up.
+     */
+    virtual void requestKeyFrame(SteadyTime at);
+
     /** Whether anything can be linked before this element; nothing can before a source. */
     virtual bool isFed() const { return true; }
 
@@ -59,15 +70,13 @@ class KEP_API Element : public ObjectImpl {
     /** Where others can listen to what this element gives; null for nowhere. Only while it is down. */
     void setOutlet(std::shared_ptr<Outlet> outlet) { outlet_ = std::move(outlet); }
 
-    /** Which media this element takes: "video", "audio", or empty for both. */
-    const std::string& caps() const { return caps_; }
-
   protected:
     Element();
 
     /** Gives a packet to every element after this one that takes its media. */
-    void give(const SharedPacket& packet) const;
+    void give(const SharedPacket& packet);
     void giveCut() const;
+    void giveFlush() const;
 
     /** Whether a packet would be given without waiting for another thread. */
     bool givesPromptly() const;
@@ -82,15 +91,22 @@ class KEP_API Element : public ObjectImpl {
     /** Counts packets that this element had to drop, and sends `name=frameLost` upward; nothing for none. */
     void tellLost(Media::Kind kind, std::size_t lost);
 
-    /** Sends `name=failed,media=file` upward, of a file that cannot be written. `url` is empty when it has
-     * none. */
-    void tellFailed(const std::string& url, const std::string& reason);
+    /** Sends `name=failed,media=file` upward, of a file that is not made or only in part. `url` is empty when
+     * it has none; `kept` is the URL of the part, empty when there is none. */
+    void tellFailed(const std::string& url, const std::string& reason, const std::string& kept = "");
+    /** The attributes of such a message. */
+    static std::string failureText(const std::string& url, const std::string& reason,
+                                   const std::string& kept);
 
     /** Writes an information line when the element's "dbg" is on. */
     void trace(std::string_view text) const;
 
   private:
-    std::string caps_;
+    enum class Caps { both, video, audio };
+
+    bool takes(Media::Kind kind) const;
+
+    std::atomic<Caps> caps_{Caps::both}; /**< the media that this element takes */
     std::atomic<bool> traced_{false};
     std::vector<Element*> next_;
     std::vector<Element*> previous_;

@@ -33,7 +33,9 @@ class Fifo final : public Element {
         const std::size_t weight = packet->weight();
         const std::lock_guard lock(entry_);
         if (!leaky_) relay_.queue().waitForRoom(weight);
-        tellLost(packet->media->kind, relay_.bring(packet, groups_.begins(*packet), weight, kBriefly).lost);
+        const auto pushed = relay_.bring(packet, groups_.begins(*packet), weight, kBriefly);
+        tellLost(packet->media->kind, pushed.lost);
+        if (pushed.awaitsKey && packet->isVideo()) requestKeyFrame(packet->stamp);
     }
 
     void takeCut(const Element&) override {

@@ -19,7 +19,11 @@ void Outlet::keepPast(std::chrono::milliseconds past) {
 
 void Outlet::give(const SharedPacket& packet) {
     const std::lock_guard lock(mutex_);
-    if (past_.length().count() > 0) past_.push(packet);
+    if (past_.length().count() > 0) {
+        past_.push(packet);
+        // A group that is too long to be kept.
+        if (packet->isVideo() && past_.isEmpty()) requestKeyFrame(packet->stamp);
+    }
     for (Inlet* const inlet : inlets_) hand(*inlet, packet);
 }
 
@@ -34,9 +38,13 @@ void Outlet::hand(Inlet& inlet, const SharedPacket& packet) {
     const bool begins = inlet.groups_.begins(*packet);
     // What comes before the first group is nothing that this listener has lost.
     inlet.begun_ = inlet.begun_ || begins;
-    if (!inlet.begun_) return;
-    const std::size_t lost = inlet.relay.bring(packet, begins, packet->weight(), kBriefly).lost;
-    if (lost && inlet.onLost) inlet.onLost(packet->media->kind, lost);
+    if (!inlet.begun_) {
+        if (packet->isVideo()) requestKeyFrame(packet->stamp);
+        return;
+    }
+    const auto pushed = inlet.relay.bring(packet, begins, packet->weight(), kBriefly);
+    if (pushed.awaitsKey && packet->isVideo()) requestKeyFrame(packet->stamp);
+    if (pushed.lost && inlet.onLost) inlet.onLost(packet->media->kind, pushed.lost);
 }
 
 bool Outlet::attach(Inlet& inlet) {

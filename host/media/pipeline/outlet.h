@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "media/common/key_frame_requests.h"
 #include "media/common/relay.h"
 #include "media/pipeline/packet_ring.h"
 
@@ -48,6 +49,11 @@ class KEP_API Outlet {
     /** Hands all listeners a message. */
     void tell(const std::string& message);
 
+    /** Asks for a key frame on behalf of a listener; passed on with the next packet. */
+    void requestKeyFrame(SteadyTime at) { keyFrames_.add(at); }
+    /** What was asked for since the last time, for the one who gives. */
+    std::vector<SteadyTime> takeKeyFrameRequests() { return keyFrames_.takeAll(); }
+
     /** Opens the inlet's queue and lets it have the past, then all that comes. False when what feeds
      * the outlet cannot be raised, of which it has told the reason, or when it has ended. */
     bool attach(Inlet& inlet);
@@ -71,6 +77,8 @@ class KEP_API Outlet {
     std::mutex demandMutex_; /**< one attach or detach at a time; taken before mutex_ */
     Demand demand_;
     int holders_ = 0;
+
+    KeyFrameRequests keyFrames_;
 
     mutable std::mutex mutex_;
     std::vector<Inlet*> inlets_;

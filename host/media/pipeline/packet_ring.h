@@ -34,6 +34,7 @@ class KEP_API PacketRing {
     /** Number of the oldest packet; that of the next to come when there is none. */
     std::uint64_t first() const { return end_ - entries_.size(); }
     std::uint64_t end() const { return end_; }
+    bool isEmpty() const { return entries_.empty(); }
     const Entry& at(std::uint64_t number) const { return entries_[number - first()]; }
     /** How many pictures have come before a packet that is kept or is the next. */
     std::uint64_t picturesBefore(std::uint64_t number) const {

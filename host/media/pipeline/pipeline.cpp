@@ -27,9 +27,9 @@ Element* findBefore(const std::vector<ObjectImpl*>& objects, std::size_t end, co
 
 Pipeline::Pipeline() {
     properties().add<bool>(
-        "ondemand", [this] { return onDemand_; }, [this](bool wanted) { return setOnDemand(wanted); });
+        "ondemand", [this] { return onDemand_.load(); }, [this](bool wanted) { return setOnDemand(wanted); });
     properties().add<int>(
-        "past", [this] { return past_; },
+        "past", [this] { return past_.load(); },
         [this](int milliseconds) {
             if (milliseconds < 0 || milliseconds > kLongestPast) {
                 KEP_HOST_ERROR(label() + ": past=" + std::to_string(milliseconds) + " is not from 0 to " +

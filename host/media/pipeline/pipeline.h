@@ -1,6 +1,7 @@
 #ifndef KEP_HOST_PIPELINE_H
 #define KEP_HOST_PIPELINE_H
 
+#include <atomic>
 #include <memory>
 
 #include "media/pipeline/element.h"
@@ -40,8 +41,8 @@ class Pipeline final : public ObjectImpl {
     bool setOnDemand(bool wanted);
 
     const std::shared_ptr<Outlet> outlet_ = std::make_shared<Outlet>();
-    bool onDemand_ = false;
-    int past_ = 0;
+    std::atomic<bool> onDemand_{false};
+    std::atomic<int> past_{0};
     bool named_ = false;
 };
 

@@ -1,5 +1,6 @@
 #include <pthread.h>
 
+#include <mutex>
 #include <thread>
 
 #include "core/class_registry.h"
@@ -41,6 +42,12 @@ class ShmSource final : public SourceElement {
         return SourceElement::Configure(own);
     }
 
+    /** May come before this element is up, as those behind it are up earlier. */
+    void requestKeyFrame(SteadyTime at) override {
+        const std::lock_guard lock(outletMutex_);
+        if (outlet_) outlet_->requestKeyFrame(at);
+    }
+
   protected:
     bool asksChildren() const override { return true; }
 
@@ -52,7 +59,7 @@ class ShmSource final : public SourceElement {
             KEP_HOST_ERROR(label() + ": there is no pipeline \"" + partner_ + "\"");
             return false;
         }
-        outlet_ = outlet;
+        setOutletToHear(outlet);
         if (isPartOf(*outlet)) {
             KEP_HOST_ERROR(label() + ": pipeline \"" + partner_ + "\" cannot listen to itself");
             return false;
@@ -97,9 +104,14 @@ class ShmSource final : public SourceElement {
             return false;
         }
         changeDown(State::null);
-        outlet_ = std::move(outlet);
+        setOutletToHear(outlet);
         partner_ = name;
         return replaceChildren(content.objects());
+    }
+
+    void setOutletToHear(const std::shared_ptr<Outlet>& outlet) {
+        const std::lock_guard lock(outletMutex_);
+        outlet_ = outlet;
     }
 
     static std::shared_ptr<Outlet> findPipeline(const std::string& name) {
@@ -133,6 +145,7 @@ class ShmSource final : public SourceElement {
 
     Inlet inlet_;
     std::string partner_;
+    std::mutex outletMutex_; /**< for who asks for key frames; the rest reads it while nothing changes it */
     std::shared_ptr<Outlet> outlet_;
     std::thread thread_;
 };

@@ -20,6 +20,15 @@ using std::chrono::nanoseconds;
 /** What may wait of one stream. */
 constexpr std::size_t kMostHeld = 512;
 constexpr std::size_t kMostBytesHeld = 64 << 20;
+/**
+ * Milliseconds that a packet waits for the other stream. Sound usually comes 80 ms after its picture, as an
+ * encoder holds two units back, and later on a busy machine: what has waited for less breaks the order of the
+ * stamps. What waits here is lost with the power, so it must stay well below a second.
+ */
+constexpr int kWait = 600;
+/** Having given nothing for so long while packets wait, have what was given before brought to safety: with
+ * what waits here it would be more than a second. */
+constexpr std::chrono::milliseconds kStall(150);
 /** How far a stamp may lie ahead of the clock, and after the one before it once it has been shifted. */
 constexpr std::chrono::seconds kSlack(1);
 
@@ -49,6 +58,9 @@ class StampGuard {
         return shift_;
     }
 
+    /** What is added to the stamps at present. */
+    nanoseconds shift() const { return shift_; }
+
     /** Whether nothing up to `stamp` can come any more. */
     bool hasPassed(SteadyTime stamp) const { return begun_ && last_ >= stamp; }
 
@@ -62,9 +74,9 @@ class StampGuard {
 /**
  * Merges sound and pictures on one thread, in the order of their stamps. It begins with the first key frame:
  * what is heard before is left out. A packet waits for the other stream no longer than `wait` milliseconds,
- * so that a silent microphone holds up nothing; sound that comes later than that keeps its own time. Where
- * those that follow allow a lag, packets are given a few at a time, as each waking of the thread has its
- * cost.
+ * and not at all while that stream is silent: once it has been waited for in vain, nothing waits for it until
+ * it delivers again. Sound that comes later than that keeps its own time. Where those that follow allow a
+ * lag, packets are given a few at a time, as each waking of the thread has its cost.
  */
 class Sync final : public Element {
   public:
@@ -91,11 +103,21 @@ class Sync final : public Element {
         if (wakes) arrived_.notify_one();
     }
 
+    /** Encoders know the stamps that have not been corrected. */
+    void requestKeyFrame(SteadyTime at) override {
+        std::unique_lock lock(mutex_);
+        const nanoseconds shift = video().guard.shift();
+        lock.unlock();
+        Element::requestKeyFrame(at - shift);
+    }
+
   protected:
     bool up(State target) override {
         if (target != State::play) return true;
+        const std::lock_guard lock(mutex_);
         inputs_ = {};
         started_ = false;
+        stall_ = SteadyTime::max();
         lag_ = lagAllowedByNext();
         open_ = true;
         thread_ = std::thread([this] { work(); });
@@ -124,10 +146,12 @@ class Sync final : public Element {
         std::size_t bytes = 0;
         StampGuard guard;
         std::size_t jumps = 0;
+        bool silent = false; /**< the wait for it timed out, and nothing has arrived since */
 
         bool isHalfEmpty() const { return held.size() < kMostHeld / 2 && bytes < kMostBytesHeld / 2; }
         bool hasRoom() const { return held.size() < kMostHeld && bytes < kMostBytesHeld; }
         void push(Held item) {
+            silent = false;
             bytes += item.packet->weight();
             held.push_back(std::move(item));
         }
@@ -186,16 +210,31 @@ class Sync final : public Element {
                 first->pop();
                 look_ = SteadyTime::min();
                 hasGiven_ = true;
+                stall_ = Clock::now() + kStall;
                 return true;
             }
             if (!open_) return false;
-            if (rest(lock)) continue;
+            if (rest(lock) || flush(lock)) continue;
             if (look_ == SteadyTime::max()) {
                 arrived_.wait(lock);
             } else {
                 arrived_.wait_until(lock, look_);
             }
         }
+    }
+
+    /** When packets have waited for long, has what was given before written; false when that is not due. */
+    bool flush(std::unique_lock<std::mutex>& lock) {
+        if (look_ == SteadyTime::max() || stall_ == SteadyTime::max()) return false;
+        if (Clock::now() < stall_) {
+            look_ = std::min(look_, stall_);
+            return false;
+        }
+        stall_ = SteadyTime::max();
+        lock.unlock();
+        giveFlush();
+        lock.lock();
+        return true;
     }
 
     /** After work lets a few packets gather; false when there has been none since the last time. */
@@ -215,10 +254,12 @@ class Sync final : public Element {
         Input* const first = started_ ? earliest() : nullptr;
         if (!first || !mergesTwo() || !open_) return first;
         const Held& head = first->held.front();
-        const Input& other = first == &video() ? audio() : video();
-        if (!other.held.empty() || other.guard.hasPassed(head.packet->stamp)) return first;
+        Input& other = first == &video() ? audio() : video();
+        if (!other.held.empty() || other.silent || other.guard.hasPassed(head.packet->stamp)) return first;
         until = head.arrival + std::chrono::milliseconds(wait_.load());
-        return Clock::now() < until ? nullptr : first;
+        if (Clock::now() < until) return nullptr;
+        other.silent = true;
+        return first;
     }
 
     /** Leaves out what comes before the beginning. */
@@ -243,14 +284,15 @@ class Sync final : public Element {
         return audio().held.front().packet->stamp < video().held.front().packet->stamp ? &audio() : &video();
     }
 
-    std::atomic<int> wait_{1000};
+    std::atomic<int> wait_{kWait};
     std::mutex mutex_;
     std::condition_variable arrived_;
     std::condition_variable room_;
     bool open_ = false;
     bool started_ = false;
     SteadyTime start_;
-    SteadyTime look_ = SteadyTime::min(); /**< when the thread looks by itself; past while it is at work */
+    SteadyTime look_ = SteadyTime::min();  /**< when the thread looks by itself; past while it is at work */
+    SteadyTime stall_ = SteadyTime::max(); /**< when what was given is to be flushed; max once it is */
     std::chrono::milliseconds lag_{0};
     bool hasGiven_ = false; /**< the thread, since it has rested */
     bool resting_ = false;  /**< until a time, or until there is much to do */

@@ -2,6 +2,7 @@
 
 #include "core/class_registry.h"
 #include "core/log.h"
+#include "media/common/key_frame_requests.h"
 #include "media/pipeline/element.h"
 #include "media/pipeline/limits.h"
 #include "media/video/h264_encoder.h"
@@ -11,7 +12,8 @@ namespace {
 
 /**
  * Encodes pictures one in, one access unit out, with parameter sets before each key frame. Bit rate, frame
- * rate and group length act on the running stream. `clock` is of encoders in hardware and is kept as it is.
+ * rate and group length act on the running stream; a key frame that is asked for begins a group. `clock` is
+ * of encoders in hardware and is kept as it is.
  */
 class VideoEncoder : public Element {
   public:
@@ -30,6 +32,8 @@ class VideoEncoder : public Element {
     }
 
     bool isPrompt() override { return givesPromptly(); }
+
+    void requestKeyFrame(SteadyTime at) override { keyFrames_.add(at); }
 
     void take(const SharedPacket& packet, const Element&) override {
         if (!packet->picture) {
@@ -52,6 +56,7 @@ class VideoEncoder : public Element {
   protected:
     bool up(State) override {
         encoder_.reset();
+        keyFrames_.clear();
         failing_ = refused_ = false;
         return true;
     }
@@ -94,7 +99,11 @@ class VideoEncoder : public Element {
 
     bool encode(const MediaPacket& raw, std::string& reason) {
         const int gop = gop_;
-        const bool begins = inGroup_ == 0 || (gop > 0 && inGroup_ >= gop);
+        const std::chrono::nanoseconds duration =
+            std::chrono::nanoseconds(1'000'000'000) / media_->frameRate.num;
+        // The picture nearest to the time that was asked for.
+        const SteadyTime reach = raw.stamp + duration / 2;
+        const bool begins = inGroup_ == 0 || (gop > 0 && inGroup_ >= gop) || keyFrames_.isDue(reach);
         PacketPtr unit = encoder_->encode(*raw.picture->frame, begins, reason);
         if (!unit) return false;
         inGroup_ = begins ? 1 : inGroup_ + 1;
@@ -102,8 +111,9 @@ class VideoEncoder : public Element {
         auto packet = std::make_shared<MediaPacket>();
         packet->media = media_;
         packet->stamp = raw.stamp;
-        packet->duration = std::chrono::nanoseconds(1'000'000'000) / media_->frameRate.num;
+        packet->duration = duration;
         packet->key = unit->flags & AV_PKT_FLAG_KEY;
+        if (packet->key) keyFrames_.answer(reach);
         packet->size = unit->size;
         const std::shared_ptr<AVPacket> owner = std::move(unit);
         packet->bytes = {owner, owner->data};
@@ -117,6 +127,7 @@ class VideoEncoder : public Element {
     std::atomic<int> rate_{30};
     std::atomic<int> gop_{15};
     std::atomic<int> clock_{400'000};
+    KeyFrameRequests keyFrames_;
 
     // Of the thread that brings the pictures.
     std::unique_ptr<H264Encoder> encoder_;

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 #include <new>
+#include <random>
 
 namespace kep::host {
 namespace {
@@ -13,6 +14,8 @@ constexpr int kBufferBytes = 32 << 10;
 constexpr std::size_t kBoxHeader = 8;
 /** The smallest piece that every disk writes whole. */
 constexpr std::uint64_t kSector = 512;
+/** What a file system keeps together, and loses together. */
+constexpr std::size_t kHoleBytes = 4096;
 
 using BoxHeader = std::array<std::uint8_t, kBoxHeader>;
 
@@ -31,6 +34,8 @@ BoxHeader freeBox(std::size_t size) {
 
 FileOutput::FileOutput(std::unique_ptr<FileLayer::File> file, std::size_t spill)
     : file_(std::move(file)), spill_(spill) {
+    std::random_device random;
+    mark_ = std::uint64_t{random()} << 32 | random();
     auto* const buffer = static_cast<std::uint8_t*>(av_malloc(kBufferBytes));
     context_ = avio_alloc_context(buffer, kBufferBytes, 1, this, nullptr, &onWrite, &onSeek);
     if (!buffer || !context_) throw std::bad_alloc();
@@ -102,36 +107,70 @@ bool FileOutput::write(std::string& reason) {
     return noted(!failed_ && writeKept(), reason);
 }
 
+void FileOutput::pad() {
+    avio_flush(context_);
+    const std::uint64_t end = (written_ + kept_.size()) % kSector;
+    if (end != 0 && end <= kSector - kBoxHeader) return;
+    avio_write(context_, freeBox(kBoxHeader).data(), kBoxHeader);
+    avio_flush(context_);
+}
+
+bool FileOutput::writeHeader(std::string& reason) {
+    addMark();
+    header_ = kept_;
+    pad();
+    return write(reason);
+}
+
+void FileOutput::addMark() {
+    avio_flush(context_);
+    if (kept_.empty()) return;
+    avio_write(context_, freeBox(kBoxHeader + static_cast<std::size_t>(sizeof mark_)).data(), kBoxHeader);
+    avio_wb64(context_, mark_);
+    avio_flush(context_);
+}
+
+void FileOutput::addHeaderCopy() {
+    // A hole in the file may take one of the two.
+    const bool apart = written_ + kept_.size() >= header_.size() + kHoleBytes;
+    if (header_.empty() || kept_.empty() || !apart) return;
+    avio_write(context_, freeBox(kBoxHeader + header_.size()).data(), kBoxHeader);
+    avio_write(context_, header_.data(), static_cast<int>(header_.size()));
+    avio_flush(context_);
+    header_.clear();
+}
+
 bool FileOutput::writeFragment(bool sync, std::string& reason) {
+    addMark();
+    addHeaderCopy();
+    pad();
+    return writeBox(sync, reason);
+}
+
+bool FileOutput::writeBox(bool sync, std::string& reason) {
     avio_flush(context_);
     if (failed_) return noted(false, reason);
     if (kept_.size() < kBoxHeader) return write(reason);
-    // The header of what comes next must not lie in two sectors: half of it could reach the disk.
-    if ((written_ + kept_.size()) % kSector > kSector - kBoxHeader) {
-        avio_write(context_, freeBox(kBoxHeader).data(), kBoxHeader);
-        avio_flush(context_);
-    }
     const std::uint64_t start = written_;
     BoxHeader header;
     std::copy_n(kept_.begin(), kBoxHeader, header.begin());
     const BoxHeader passedOver = freeBox(kept_.size());
     std::copy(passedOver.begin(), passedOver.end(), kept_.begin());
     return noted(writeKept(), reason) && (!sync || this->sync(reason)) &&
-           noted(file_->write(start, header.data(), header.size(), reason_), reason) &&
-           (!sync || this->sync(reason));
+           noted(file_->write(start, header.data(), header.size(), reason_), reason);
 }
 
-bool FileOutput::dropRest() {
+bool FileOutput::dropRest(std::uint64_t size) {
     std::string ignored;
-    return file_->truncate(written_, ignored);
+    return file_->truncate(size, ignored);
 }
 
 bool FileOutput::sync(std::string& reason) {
     return file_->sync(reason);
 }
 
-bool FileOutput::close(std::string& reason) {
-    return file_->close(reason);
+FileLayer::Committed FileOutput::commit(const std::string& from, const std::string& to, std::string& reason) {
+    return FileLayer::current().commit(*file_, from, to, FileLayer::Taken::refuse, reason);
 }
 
 bool FileOutput::noted(bool done, std::string& reason) {

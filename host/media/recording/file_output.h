@@ -7,9 +7,11 @@
 #include <vector>
 
 #include "media/common/ffmpeg.h"
-#include "media/files/file_layer.h"
+#include "recordings/file_layer.h"
 
 namespace kep::host {
+
+using recordings::FileLayer;
 
 /**
  * Takes what libavformat writes and hands it to the file layer in whole pieces, when it is told to. What is
@@ -28,15 +30,23 @@ class FileOutput {
 
     /** Writes what is kept. */
     bool write(std::string& reason);
-    /**
-     * Writes what is kept, one fragment, so that a reader finds all of it or nothing: it is a box to be
-     * passed over until all is there, and each of the two steps is on the disk before the next with `sync`.
-     */
+    /** The same of the header of a file of fragments, one of which will bring a copy of it. */
+    bool writeHeader(std::string& reason);
+    /** Writes what is kept, one fragment, as writeBox() does. */
     bool writeFragment(bool sync, std::string& reason);
-    /** Takes away what a failed write has left behind what was written before. */
-    bool dropRest();
+    /**
+     * Writes what is kept, one box with all that it needs, so that a reader finds all of it or nothing: until
+     * its header is written over it is a box to be passed over. With `sync` that is on the disk before the
+     * header is written, which itself is left to be synced.
+     */
+    bool writeBox(bool sync, std::string& reason);
+    /** Takes away what a failed write has left behind the first `size` bytes. */
+    bool dropRest(std::uint64_t size);
     bool sync(std::string& reason);
-    bool close(std::string& reason);
+    /** Closes the file under the name that it has; once it is closed, nothing else may be asked of it. */
+    void close() { file_.reset(); }
+    /** Closes the file and gives it its name, as FileLayer::commit() does. */
+    FileLayer::Committed commit(const std::string& from, const std::string& to, std::string& reason);
 
     /** How much has been handed to the file layer. */
     std::uint64_t written() const { return written_; }
@@ -51,13 +61,24 @@ class FileOutput {
     static int onWrite(void* self, std::uint8_t* bytes, int size);
     static std::int64_t onSeek(void* self, std::int64_t offset, int whence);
     bool put(const std::uint8_t* bytes, std::size_t size);
+    /**
+     * Ends what is kept where the header of the next box is safe. No part of that must reach the disk without
+     * the other, so it must not lie in two sectors. Nor must it begin one: a sector that has never been
+     * written may hold what was deleted.
+     */
+    void pad();
     bool writeKept();
+    void addMark();
+    void addHeaderCopy();
     bool noted(bool done, std::string& reason);
 
-    const std::unique_ptr<FileLayer::File> file_;
+    std::unique_ptr<FileLayer::File> file_;
     const std::size_t spill_;
     AVIOContext* context_ = nullptr;
-    std::vector<std::uint8_t> kept_; /**< what comes after `written_` */
+    std::vector<std::uint8_t> kept_;   /**< what comes after `written_` */
+    std::vector<std::uint8_t> header_; /**< to be copied into a fragment */
+    std::uint64_t mark_ =
+        0; /**< of this file, behind its header and each fragment: deleted ones had others */
     std::uint64_t written_ = 0;
     std::uint64_t position_ = 0;
     bool failed_ = false;

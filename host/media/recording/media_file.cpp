@@ -7,7 +7,7 @@
 
 #include "media/recording/file_output.h"
 #include "media/recording/track.h"
-#include "media/recording/wall_time.h"
+#include "recordings/wall_time.h"
 
 extern "C" {
 #include <libavutil/opt.h>
@@ -19,11 +19,13 @@ namespace {
 using Container = MediaFileSettings::Container;
 using std::chrono::milliseconds;
 
-/** How long a fragment is before it ends at a key frame, less what capture times differ by, and before it
- * ends anywhere: with the pictures that are on their way behind it, what a power cut takes is below a second.
+/**
+ * How long a fragment is before it ends at a key frame, less what capture times differ by, and before it ends
+ * anywhere. What a power cut takes is below a second: such a fragment, and behind it the pictures that wait
+ * for sound, that are gathered or being encoded. Shorter ones cost more syncs.
  */
 constexpr milliseconds kFragment(450);
-constexpr milliseconds kLongestFragment(750);
+constexpr milliseconds kLongestFragment(500);
 /** A file whose index comes last is written in pieces of so many bytes. */
 constexpr std::size_t kPiece = 256 << 10;
 /** Sound that waits for the first picture. */
@@ -36,7 +38,7 @@ using OutputPtr = std::unique_ptr<AVFormatContext, ContextDeleter>;
 
 /** A time of capture as the files have it. */
 std::string wallClockText(SteadyTime stamp) {
-    const std::time_t time = wallTime(stamp);
+    const std::time_t time = recordings::wallTime(stamp);
     std::tm utc{};
     gmtime_r(&time, &utc);
     std::array<char, 32> text{};
@@ -53,14 +55,8 @@ class LibavFile final : public MediaFile {
           container_(settings.container),
           flush_(settings.flush),
           output_(std::move(output)) {
-        if (video) video_.emplace(video);
-        if (audio) audio_.emplace(audio);
-    }
-
-    ~LibavFile() override {
-        context_.reset();
-        std::string ignored;
-        output_->close(ignored);
+        if (video) video_.track.emplace(video);
+        if (audio) audio_.track.emplace(audio);
     }
 
     static std::string openPathOf(const std::string& path, const MediaFileSettings& settings) {
@@ -68,10 +64,11 @@ class LibavFile final : public MediaFile {
     }
 
     bool write(const MediaPacket& packet, std::string& reason) override {
+        ++(packet.isVideo() ? video_ : audio_).given;
         reason = reason_;
         if (!reason_.empty()) return false;
-        if (!(packet.isVideo() ? video_ : audio_)) return true;
-        const bool leads = packet.isVideo() == video_.has_value();
+        if (!(packet.isVideo() ? video_ : audio_).track) return true;
+        const bool leads = packet.isVideo() == video_.track.has_value();
         if (context_) return noted(add(packet, leads && packet.key, reason), reason);
         if (leads) return !packet.key || noted(begin(packet, reason), reason);
         if (early_.size() == kMostEarly) early_.pop_front();
@@ -79,23 +76,35 @@ class LibavFile final : public MediaFile {
         return true;
     }
 
+    bool flush(std::string& reason) override;
     bool finish(std::string& reason) override;
 
     const std::string& path() const override { return path_; }
     const std::string& location() const override { return location_; }
     bool isSafe() const override { return safe_; }
+    bool isTaken() const override { return container_ == Container::mp4 ? output_->written() > 0 : safe_; }
+    std::size_t lost(Media::Kind kind) const override {
+        const Stream& stream = kind == Media::Kind::video ? video_ : audio_;
+        return stream.given - stream.kept;
+    }
     std::uint64_t bytes() const override { return output_->written(); }
 
   private:
-    using Tracks = std::array<std::optional<Track>*, 2>;
+    struct Stream {
+        std::optional<Track> track;
+        std::size_t given = 0; /**< packets */
+        std::size_t kept = 0;  /**< of these, in what is complete */
+    };
+    using Streams = std::array<Stream*, 2>;
 
     bool begin(const MediaPacket& first, std::string& reason);
     bool writeHeader(std::string& reason);
     bool add(const MediaPacket& packet, bool key, std::string& reason);
-    bool endFragment(std::string& reason);
+    bool endFragment(bool isLast, std::string& reason);
     bool complete(std::string& reason);
+    void keepHanded();
     bool isFragmented() const { return container_ == Container::fragmentedMp4; }
-    Tracks tracks() { return {&video_, &audio_}; }
+    Streams streams() { return {&video_, &audio_}; }
 
     /** Has the file end here when something has failed. */
     bool noted(bool done, std::string& reason) {
@@ -114,15 +123,17 @@ class LibavFile final : public MediaFile {
     const bool flush_;
     std::unique_ptr<FileOutput> output_;
     OutputPtr context_;
-    std::optional<Track> video_;
-    std::optional<Track> audio_;
+    Stream video_;
+    Stream audio_;
     std::deque<MediaPacket> early_;
     SteadyTime zero_;
-    SteadyTime fragment_;   /**< when the fragment begins */
-    bool named_ = false;    /**< the open name is on the disk */
-    bool safe_ = false;     /**< what has been written can be played */
-    bool unsynced_ = false; /**< nobody knows what of it is on the disk */
-    std::string reason_;    /**< what has failed */
+    SteadyTime fragment_;        /**< when the fragment begins */
+    bool named_ = false;         /**< the open name is on the disk */
+    bool safe_ = false;          /**< what has been written can be played */
+    bool gone_ = false;          /**< somebody has removed it */
+    bool unsynced_ = false;      /**< nobody knows what of it is on the disk */
+    std::uint64_t complete_ = 0; /**< bytes up to the end of the last fragment that was written */
+    std::string reason_;         /**< what has failed */
 };
 
 bool LibavFile::begin(const MediaPacket& first, std::string& reason) {
@@ -137,9 +148,9 @@ bool LibavFile::begin(const MediaPacket& first, std::string& reason) {
     context_->pb = output_->context();
     av_dict_set(&context_->metadata, "creation_time", wallClockText(first.stamp).c_str(), 0);
     context_->flags |= AVFMT_FLAG_CUSTOM_IO;
-    for (std::optional<Track>* track : tracks()) {
-        const bool leads = track == &video_ || !video_;
-        if (*track && !(*track)->addTo(*context_, leads ? &first : nullptr, reason)) return false;
+    for (Stream* const stream : streams()) {
+        const bool leads = stream == &video_ || !video_.track;
+        if (stream->track && !stream->track->addTo(*context_, leads ? &first : nullptr, reason)) return false;
     }
     if (!writeHeader(reason)) return false;
     for (const MediaPacket& early : early_) {
@@ -170,30 +181,35 @@ bool LibavFile::writeHeader(std::string& reason) {
     }
     const int result = avformat_write_header(context_.get(), &options);
     av_dict_free(&options);
-    if (result >= 0) return !isFragmented() || output_->write(reason);
-    reason = ffmpegError(result);
-    return false;
+    if (result < 0) {
+        reason = ffmpegError(result);
+        return false;
+    }
+    if (!isFragmented()) return true;
+    // While the beginning is unsure, the file may show what was deleted before it was given its blocks.
+    return output_->writeHeader(reason) && (!flush_ || output_->sync(reason));
 }
 
 bool LibavFile::add(const MediaPacket& packet, bool key, std::string& reason) {
     // Behind the beginning there is no place for it.
     if (packet.stamp < zero_) return true;
-    Track& track = packet.isVideo() ? *video_ : *audio_;
+    Track& track = *(packet.isVideo() ? video_ : audio_).track;
     const auto age = packet.stamp - fragment_;
     const bool ends = age >= (key ? kFragment : kLongestFragment);
     // The one before it belongs to the fragment that ends here.
     if (!track.take(packet, zero_, reason)) return false;
     if (!ends) return true;
-    Track* const other = packet.isVideo() ? (audio_ ? &*audio_ : nullptr) : (video_ ? &*video_ : nullptr);
+    std::optional<Track>& other = (packet.isVideo() ? audio_ : video_).track;
     if (other && !other->flushBefore(packet.stamp, reason)) return false;
     fragment_ = packet.stamp;
-    return endFragment(reason);
+    return endFragment(false, reason);
 }
 
-bool LibavFile::endFragment(std::string& reason) {
+bool LibavFile::endFragment(bool isLast, std::string& reason) {
     FileLayer& layer = FileLayer::current();
     if (!layer.exists(openPath_)) {
         reason = "the file has been removed";
+        gone_ = true;
         return false;
     }
     if (container_ == Container::mp4) return true;
@@ -203,18 +219,41 @@ bool LibavFile::endFragment(std::string& reason) {
     }
     // Each time the place of the fragment is told anew, whatever the durations before it sum up to.
     if (isFragmented()) av_opt_set(context_->priv_data, "movflags", "+frag_discont", 0);
-    if (isFragmented() ? !output_->writeFragment(flush_, reason) : !output_->write(reason)) {
+    // The last one is synced with what comes behind it.
+    if (!(isFragmented() ? output_->writeFragment(flush_, reason) : output_->write(reason)) ||
+        (flush_ && !isLast && !output_->sync(reason))) {
         unsynced_ = unsynced_ || !output_->failed();
         return false;
     }
-    if (flush_ && !isFragmented() && !output_->sync(reason)) {
-        unsynced_ = true;
-        return false;
-    }
     safe_ = true;
-    if (flush_ && !named_ && !layer.syncFolder(FileLayer::folderOf(openPath_), reason)) return false;
-    named_ = true;
-    return true;
+    complete_ = output_->written();
+    keepHanded();
+    if (isLast || named_) return true;
+    named_ = !flush_ || layer.syncFolder(FileLayer::folderOf(openPath_), reason);
+    return named_;
+}
+
+void LibavFile::keepHanded() {
+    for (Stream* const stream : streams()) {
+        if (stream->track) stream->kept = stream->track->handed();
+    }
+}
+
+bool LibavFile::flush(std::string& reason) {
+    reason = reason_;
+    if (!reason_.empty()) return false;
+    if (!context_) return true;
+    if (container_ == Container::mp4) return noted(output_->write(reason), reason);
+    bool gathered = false;
+    SteadyTime next = SteadyTime::max();
+    for (const Stream* const stream : streams()) {
+        if (!stream->track) continue;
+        gathered = gathered || stream->track->handed() > stream->kept;
+        next = std::min(next, stream->track->waitingSince().value_or(SteadyTime::max()));
+    }
+    if (!gathered) return true;
+    if (next != SteadyTime::max()) fragment_ = next;
+    return noted(endFragment(false, reason), reason);
 }
 
 bool LibavFile::complete(std::string& reason) {
@@ -222,21 +261,22 @@ bool LibavFile::complete(std::string& reason) {
         reason = "there was nothing to write";
         return false;
     }
-    for (std::optional<Track>* track : tracks()) {
-        if (*track && !(*track)->flush(reason)) return false;
+    for (Stream* const stream : streams()) {
+        if (stream->track && !stream->track->flush(reason)) return false;
     }
-    if (!endFragment(reason)) return false;
+    if (!endFragment(true, reason)) return false;
     const int result = av_write_trailer(context_.get());
     if (result < 0) {
         reason = ffmpegError(result);
         return false;
     }
-    if (!output_->write(reason)) return false;
-    if (flush_ && !output_->sync(reason)) {
-        unsynced_ = true;
+    if (!(isFragmented() ? output_->writeBox(flush_, reason) : output_->write(reason))) {
+        unsynced_ = unsynced_ || !output_->failed();
         return false;
     }
     safe_ = true;
+    complete_ = output_->written();
+    keepHanded();
     return true;
 }
 
@@ -244,21 +284,26 @@ bool LibavFile::finish(std::string& reason) {
     const bool whole = reason_.empty() && noted(complete(reason), reason);
     context_.reset();
     std::string trouble;
-    // A box that is passed over may be cut short, a packet of a transport stream may not.
-    const bool clean = whole || !output_->failed() || output_->dropRest() || isFragmented();
-    if (!output_->close(trouble) && reason_.empty()) reason_ = trouble;
-    reason = reason_;
+    // What is told as lost must not be found in it. A box that is passed over may be cut short, a packet of a
+    // transport stream may not.
+    const std::uint64_t good = container_ == Container::mp4 ? output_->written() : complete_;
+    const bool clean = whole || output_->dropRest(good) || isFragmented();
+    auto committed = FileLayer::Committed::no;
+    if (safe_ && !gone_ && !unsynced_ && clean) committed = output_->commit(openPath_, path_, trouble);
+    output_->close();
+    reason = reason_.empty() ? trouble : reason_;
     FileLayer& layer = FileLayer::current();
-    // Nothing of it can be played, and nothing was written that might be saved.
-    if (!whole && !safe_ && (container_ != Container::mp4 || output_->written() == 0)) {
-        if (layer.remove(openPath_, trouble)) location_.clear();
+    if (committed == FileLayer::Committed::no) {
+        gone_ = gone_ || !layer.exists(openPath_);
+        if (safe_ && !gone_) return false;
+        location_.clear();
+        for (Stream* const stream : streams()) stream->kept = 0;
+        // Of pictures without an index something might be saved.
+        if (!gone_ && (container_ != Container::mp4 || output_->written() == 0))
+            layer.remove(openPath_, trouble);
         return false;
     }
-    // What was complete before plays by itself, except where the index is missing.
-    if (!safe_ || unsynced_ || !clean) return false;
-    if (openPath_ != path_ && !layer.rename(openPath_, path_, reason)) return false;
     location_ = path_;
-    if (flush_ && !layer.syncFolder(FileLayer::folderOf(path_), trouble) && reason.empty()) reason = trouble;
     return true;
 }
 

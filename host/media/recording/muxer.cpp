@@ -6,7 +6,6 @@
 
 #include "core/class_registry.h"
 #include "core/log.h"
-#include "media/common/retry_pause.h"
 #include "media/pipeline/element.h"
 #include "media/pipeline/limits.h"
 #include "media/recording/muxer_settings.h"
@@ -18,14 +17,17 @@ namespace {
 using Container = MediaFileSettings::Container;
 
 constexpr const char* kClipExtension = "part";
+/** From one attempt at a file to the next. Shorter ones wear a disk that stays full, longer ones lose more of
+ * what comes once it has room. */
+constexpr std::chrono::seconds kRetry(1);
 /** Little beside a fragment, which is gathered in memory, and enough for two or three packets at a time. */
 constexpr std::chrono::milliseconds kAllowedLag(50);
 
 /**
  * Writes what it is given to a file, and begins another one at every cut, when a stream changes and when one
  * appears that the file has no place for. A file that cannot be written costs what comes until the next
- * attempt: at a key frame, and ever more seconds later as long as none succeeds. One line tells of one
- * trouble, however many attempts are made.
+ * attempt, a second later. One line tells of one trouble, however many attempts are made, and a file is told
+ * of once it is known that the trouble is over.
  */
 class Muxer : public Element, public ClipWriter {
   public:
@@ -47,7 +49,8 @@ class Muxer : public Element, public ClipWriter {
         const std::lock_guard lock(entry_);
         finishSegment();
     }
-    std::unique_ptr<Clip> beginClip(const std::string& url) override;
+    void takeFlush(const Element&) override;
+    std::unique_ptr<Clip> beginClip(const std::string& url, OnFailed failed) override;
     std::chrono::milliseconds allowedLag() const override { return kAllowedLag; }
 
   protected:
@@ -58,7 +61,9 @@ class Muxer : public Element, public ClipWriter {
     /** Tells of recordings in the muxer's messages. */
     class Teller final : public RecordingWitness {
       public:
-        Teller(Muxer& muxer, bool sends) : sendsStart(sends), sendsStop(sends), muxer_(muxer) {}
+        /** Without `failed` the muxer's own message tells of failures. */
+        Teller(Muxer& muxer, bool sends, OnFailed failed = nullptr)
+            : sendsStart(sends), sendsStop(sends), muxer_(muxer), failed_(std::move(failed)) {}
 
         void opened(const std::string& path) override {
             muxer_.trace("opened " + path);
@@ -68,10 +73,18 @@ class Muxer : public Element, public ClipWriter {
             muxer_.trace("closed " + path);
             if (sendsStop) muxer_.tell("recordStop", urlOf(path));
         }
-        void failed(const std::string& path, const std::string& reason) override {
-            if (inTrouble.exchange(true)) return;
-            KEP_HOST_ERROR(muxer_.label() + ": " + reason);
-            muxer_.tellFailed(path.empty() ? "" : fileUrl(path), reason);
+        void failed(const FileFailure& failure) override {
+            const bool known = inTrouble.exchange(true);
+            if (!known) KEP_HOST_ERROR(muxer_.label() + ": " + failure.reason);
+            // Also of one trouble each file that was told as opened is told as failed.
+            if (known && !failure.opened) return;
+            const auto url = [](const std::string& path) { return path.empty() ? path : fileUrl(path); };
+            const ClipFailure told{url(failure.path), failure.reason, url(failure.kept)};
+            if (failed_) {
+                failed_(told);
+            } else {
+                muxer_.tellFailed(told.url, told.reason, told.kept);
+            }
         }
         void lost(Media::Kind kind, std::size_t packets) override { muxer_.tellLost(kind, packets); }
 
@@ -82,20 +95,22 @@ class Muxer : public Element, public ClipWriter {
       private:
         static std::string urlOf(const std::string& path) { return "url={" + fileUrl(path) + "}"; }
         Muxer& muxer_;
+        const OnFailed failed_;
     };
 
     /** A clip with names and messages of its own. */
     class OwnClip final : public Clip {
       public:
-        OwnClip(Muxer& muxer, MuxerUrl url, MediaFileSettings settings, KnownStreams known)
+        OwnClip(Muxer& muxer, const MuxerUrl& url, MediaFileSettings settings, KnownStreams known,
+                OnFailed failed)
             : path_(url.path),
               names_(url.path, url.openExtension),
-              teller_(muxer, true),
+              teller_(muxer, true, std::move(failed)),
               recording_(names_, std::move(settings), std::move(known), teller_) {}
         bool write(const SharedPacket& packet) override { return recording_.write(packet); }
         bool finish() override {
             if (recording_.finish()) return true;
-            teller_.failed(path_, path_ + ": nothing has come that it could be made of");
+            if (!recording_.hasFailed()) teller_.failed({path_, path_ + ": no packets received", {}});
             return false;
         }
 
@@ -131,8 +146,8 @@ class Muxer : public Element, public ClipWriter {
     std::unique_ptr<Recording> recording_;
     GroupSense groups_;
     bool cutAtKey_ = false;
+    bool begun_ = false; /**< there has been a group, so that what has no file is lost */
     SteadyTime retry_;
-    RetryPause pause_;
     std::array<std::size_t, 2> dropped_{}; /**< pictures and sounds that nobody has been told of */
 };
 
@@ -164,7 +179,7 @@ bool Muxer::up(State target) {
     }
     names_.reset();
     groups_ = {};
-    cutAtKey_ = false;
+    cutAtKey_ = begun_ = false;
     endTrouble();
     return true;
 }
@@ -183,12 +198,13 @@ void Muxer::take(const SharedPacket& packet, const Element&) {
         (packet->isVideo() ? known_.video : known_.audio) = packet->media;
     }
     const bool begins = groups_.begins(*packet);
+    begun_ = begun_ || begins;
     if (recording_ && !recording_->hasPlaceFor(*packet->media)) cutAtKey_ = true;
     if (cutAtKey_ && begins) finishSegment();
-    if (!recording_ && (!begins || std::chrono::steady_clock::now() < retry_ || !begin())) {
-        if (retry_ == SteadyTime() && !begins) return;
-        ++dropped_[packet->isVideo() ? 0 : 1];
-        if (begins) tellDropped();
+    const bool isDue = std::chrono::steady_clock::now() >= retry_;
+    if (!begins && (cutAtKey_ || (!recording_ && isDue))) requestKeyFrame(packet->stamp);
+    if (!recording_ && !(begins && isDue && begin())) {
+        if (begun_) ++dropped_[packet->isVideo() ? 0 : 1];
         return;
     }
     if (!recording_->write(packet)) {
@@ -196,11 +212,14 @@ void Muxer::take(const SharedPacket& packet, const Element&) {
         return;
     }
     if (!recording_->isOpen()) return;
-    if (recording_->isSafe()) {
-        endTrouble();
-    }
+    if (recording_->isSafe()) endTrouble();
     const std::lock_guard shared(mutex_);
     known_.complete = true;
+}
+
+void Muxer::takeFlush(const Element&) {
+    const std::lock_guard lock(entry_);
+    if (recording_ && !recording_->flush()) retryLater();
 }
 
 void Muxer::tellDropped() {
@@ -214,14 +233,17 @@ bool Muxer::begin() {
         const std::lock_guard lock(mutex_);
         url = url_;
     }
+    tellDropped();
     if (url.path.empty()) {
-        segments_.failed("", "there is no url to write to");
+        segments_.failed({"", "there is no url to write to", {}});
         retryLater();
         return false;
     }
     if (!names_ || url != namedBy_) names_ = std::make_unique<FileNames>(url.path, url.openExtension);
     namedBy_ = url;
-    recording_ = std::make_unique<Recording>(*names_, settings(url), known(), segments_);
+    recording_ = std::make_unique<Recording>(
+        *names_, settings(url), known(), segments_,
+        segments_.inTrouble ? Recording::Opening::onceTaken : Recording::Opening::atOnce);
     return true;
 }
 
@@ -239,35 +261,34 @@ void Muxer::finishSegment() {
 
 void Muxer::endTrouble() {
     segments_.inTrouble = false;
-    pause_.reset();
     retry_ = {};
 }
 
 void Muxer::retryLater() {
     recording_.reset();
-    retry_ = std::chrono::steady_clock::now() + pause_.next();
+    retry_ = std::chrono::steady_clock::now() + kRetry;
 }
 
-std::unique_ptr<Clip> Muxer::beginClip(const std::string& url) {
+std::unique_ptr<Clip> Muxer::beginClip(const std::string& url, OnFailed failed) {
     MuxerUrl where;
     {
         const std::lock_guard lock(mutex_);
         where = url_;
     }
     if (!url.empty() && !MuxerUrl::read(url, label(), where)) {
-        tellFailed(url, "it is no URL that a clip can have");
+        failed({url, "it is no URL that a clip can have", {}});
         return nullptr;
     }
     if (where.path.empty()) {
         KEP_HOST_ERROR(label() + ": there is no url for a clip");
-        tellFailed("", "there is no url for a clip");
+        failed({"", "there is no url for a clip", {}});
         return nullptr;
     }
     // A clip that bears its name is complete, and one that a power cut has left is found and finished as
     // others.
     if (where.openExtension.empty()) where.openExtension = kClipExtension;
     const MediaFileSettings how = settings(where);
-    return std::make_unique<OwnClip>(*this, std::move(where), how, known());
+    return std::make_unique<OwnClip>(*this, std::move(where), how, known(), std::move(failed));
 }
 
 template <Container container>

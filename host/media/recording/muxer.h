@@ -1,6 +1,7 @@
 #ifndef KEP_HOST_MUXER_H
 #define KEP_HOST_MUXER_H
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -10,8 +11,9 @@
 namespace kep::host {
 
 /**
- * A clip that is being written beside others through one muxer. Used by one thread. Opening, closing and
- * failing are told as the muxer's own messages, with the clip's URL.
+ * A clip that is being written beside others through one muxer. Used by one thread. Opening and closing are
+ * told as the muxer's own messages, with the clip's URL; after `recordStart` comes either `recordStop` or the
+ * call that tells of its failure.
  */
 class KEP_API Clip {
   public:
@@ -20,20 +22,29 @@ class KEP_API Clip {
     /** The file is made at the first key frame; what comes before it is left out. False once it has failed.
      */
     virtual bool write(const SharedPacket& packet) = 0;
-    /** Completes the file, gives it its name and sends `recordStop`. False when there is no file of it, of
-     * which only `failed` has told. */
+    /** Completes the file, gives it its name and sends `recordStop`. False when it has failed. */
     virtual bool finish() = 0;
+};
+
+/** A clip that is not made, or only in part. */
+struct ClipFailure {
+    std::string url;
+    std::string reason;
+    std::string kept; /**< URL of the file that holds the part; empty when there is none */
 };
 
 /** What an element that makes clips asks of the muxer that follows it in its pipeline. */
 class KEP_API ClipWriter {
   public:
+    using OnFailed = std::function<void(const ClipFailure&)>;
+
     virtual ~ClipWriter() = default;
     /**
      * Begins a clip under `url`, or under the muxer's own when it is empty. Null for a URL that is none of a
-     * file, of which an error line and `failed` have told.
+     * file. Of a clip that fails, then or later, an error line tells and `failed`, once and on the thread
+     * that uses the clip.
      */
-    virtual std::unique_ptr<Clip> beginClip(const std::string& url) = 0;
+    virtual std::unique_ptr<Clip> beginClip(const std::string& url, OnFailed failed) = 0;
 };
 
 }  // namespace kep::host

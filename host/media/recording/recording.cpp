@@ -5,8 +5,9 @@
 namespace kep::host {
 namespace {
 
-/** How long the first packets wait for streams that have not begun. */
-constexpr std::chrono::seconds kPatience(1);
+/** How long the first packets wait for streams that have not begun: as long as for the end of a fragment, so
+ * that it adds nothing to what a power cut takes. */
+constexpr std::chrono::milliseconds kPatience(500);
 
 bool isSame(const MediaPtr& one, const Media& other) {
     return one && one->codec == other.codec && one->width == other.width && one->height == other.height &&
@@ -21,23 +22,36 @@ bool Recording::hasPlaceFor(const Media& media) const {
 }
 
 bool Recording::write(const SharedPacket& packet) {
-    if (failed_ || finished_) return false;
-    if (file_) return put(*packet);
-    if (!keep(packet)) return true;
-    return !isReady() || open();
+    if (finished_) return false;
+    const bool done = file_ ? put(packet) : !keep(packet) || !isReady() || open();
+    if (!done) finish();
+    return done;
+}
+
+bool Recording::flush() {
+    if (finished_) return false;
+    if (!file_ || file_->flush(reason_)) return true;
+    finish();
+    return false;
 }
 
 bool Recording::keep(const SharedPacket& packet) {
     if (packet->isVideo()) {
-        if (!key_ && !packet->key) return false;
+        if (!key_ && !packet->key) {
+            tellLost(*packet);
+            return false;
+        }
         if (!key_) key_ = packet;
         streams_.video = packet->media;
     } else {
         streams_.audio = packet->media;
     }
     kept_.push_back(packet);
-    // Without pictures so far: sound that nothing will be heard with.
-    if (!key_ && streams_.video && packet->stamp - kept_.front()->stamp > kPatience) kept_.pop_front();
+    // Drop audio that precedes the first key frame.
+    if (!key_ && streams_.video && packet->stamp - kept_.front()->stamp > kPatience) {
+        tellLost(*kept_.front());
+        kept_.pop_front();
+    }
     return true;
 }
 
@@ -49,67 +63,81 @@ bool Recording::isReady() const {
 
 bool Recording::open() {
     start_ = key_ ? key_->stamp : kept_.front()->stamp;
-    // Sound that ends before the first picture is no part of it.
+    // Audio that ends before the first picture is no part of it.
     std::erase_if(kept_, [this](const SharedPacket& packet) {
-        return !packet->isVideo() && packet->stamp + packet->duration <= start_;
+        if (packet->isVideo() || packet->stamp + packet->duration > start_) return false;
+        tellLost(*packet);
+        return true;
     });
     std::stable_sort(kept_.begin(), kept_.end(), [](const SharedPacket& one, const SharedPacket& other) {
         return one->stamp < other->stamp;
     });
     start_ = kept_.front()->stamp;
-    std::string path;
-    std::string reason;
     do {
-        path = names_.next(start_);
-        file_ = MediaFile::open(path, settings_, streams_.video, streams_.audio, reason);
+        path_ = names_.next(start_);
+        file_ = MediaFile::open(path_, settings_, streams_.video, streams_.audio, reason_);
         // Another one may have taken the name meanwhile.
-    } while (!file_ && names_.isTaken(path));
-    if (!file_) {
-        fail(path, reason);
-        return false;
-    }
-    names_.use();
-    witness_.opened(path);
-    const std::deque<SharedPacket> packets = std::move(kept_);
-    kept_.clear();
+    } while (!file_ && names_.isTaken(path_));
+    if (!file_) return false;
+    reason_.clear();
+    if (told_ == Opening::atOnce) tellOpened();
     key_.reset();
-    return std::all_of(packets.begin(), packets.end(),
-                       [this](const SharedPacket& packet) { return put(*packet); });
+    // What a failure leaves here is lost.
+    while (!kept_.empty()) {
+        const SharedPacket packet = kept_.front();
+        kept_.pop_front();
+        if (!put(packet)) return false;
+    }
+    return true;
 }
 
-bool Recording::put(const MediaPacket& packet) {
-    if (packet.stamp < start_ || !hasPlaceFor(*packet.media)) {
-        witness_.lost(packet.media->kind, 1);
+bool Recording::put(const SharedPacket& packet) {
+    if (packet->stamp < start_ || !hasPlaceFor(*packet->media)) {
+        tellLost(*packet);
         return true;
     }
-    std::string reason;
-    if (!file_->write(packet, reason)) {
-        fail(file_->path(), reason);
-        finish();
-        return false;
-    }
+    if (!file_->write(*packet, reason_)) return false;
+    // Find out early whether the disk takes it.
+    if (!opened_ && !file_->flush(reason_)) return false;
+    if (file_->isTaken()) tellOpened();
     safe_ = file_->isSafe();
     return true;
 }
 
-bool Recording::finish() {
-    if (finished_) return closed_;
-    finished_ = true;
-    if (!file_ && !failed_ && !kept_.empty() && (key_ || !streams_.video)) open();
-    if (!file_) return false;
-    std::string reason;
-    const bool named = file_->finish(reason);
-    safe_ = named;
-    if (!reason.empty() && !failed_) fail(file_->path(), reason);
-    closed_ = !file_->location().empty();
-    if (closed_) witness_.closed(file_->location());
-    file_.reset();
-    return closed_;
+void Recording::tellOpened() {
+    if (opened_) return;
+    opened_ = true;
+    names_.use();
+    witness_.opened(path_);
 }
 
-void Recording::fail(const std::string& path, const std::string& reason) {
-    failed_ = true;
-    witness_.failed(path, reason);
+bool Recording::finish() {
+    if (finished_) return complete_;
+    const bool begins = !file_ && reason_.empty() && !kept_.empty() && (key_ || !streams_.video);
+    if (begins) open();
+    finished_ = true;
+    FileFailure failure{path_, {}, {}, false};
+    if (file_) {
+        safe_ = file_->finish(reason_);
+        complete_ = safe_ && reason_.empty();
+        failure.kept = file_->location();
+    }
+    for (const Media::Kind kind : {Media::Kind::video, Media::Kind::audio}) {
+        const auto isOfIt = [kind](const SharedPacket& packet) { return packet->media->kind == kind; };
+        const auto kept = static_cast<std::size_t>(std::count_if(kept_.begin(), kept_.end(), isOfIt));
+        witness_.lost(kind, kept + (file_ ? file_->lost(kind) : 0));
+    }
+    kept_.clear();
+    file_.reset();
+    if (complete_) {
+        tellOpened();
+        witness_.closed(path_);
+    } else if (hasFailed()) {
+        failure.reason = reason_;
+        failure.opened = opened_;
+        witness_.failed(failure);
+    }
+    return complete_;
 }
 
 }  // namespace kep::host

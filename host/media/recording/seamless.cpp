@@ -12,8 +12,9 @@ namespace {
 constexpr std::chrono::milliseconds kUsualPicture(33);
 
 /**
- * Cuts a stream into segments of `duration`, each before the first key frame at or after its time. The times
- * are multiples of the duration after the first key frame, so that no segment makes those after it late.
+ * Cuts a stream into segments of `duration`, each before the first key frame at or after its time, which it
+ * asks the encoder for. The times are multiples of the duration after the first key frame, so that no segment
+ * makes those after it late.
  * Sound that comes in the order of its stamps then lies in the segment in which it begins.
  */
 class Seamless final : public Element {
@@ -26,7 +27,12 @@ class Seamless final : public Element {
 
     void take(const SharedPacket& packet, const Element&) override {
         const std::lock_guard lock(entry_);
-        if (groups_.begins(*packet) && isDue(*packet)) giveCut();
+        if (groups_.begins(*packet)) {
+            if (isDue(*packet)) giveCut();
+        } else if (begun_ && packet->isVideo() && middleOf(*packet) >= next_) {
+            // It was asked for in time, but too late for an encoder that is far ahead of a slow disk.
+            requestKeyFrame(packet->stamp);
+        }
         give(packet);
     }
 
@@ -53,6 +59,11 @@ class Seamless final : public Element {
         return true;
     }
 
+    /** Keys that are early by the jitter of a camera are in time. */
+    static SteadyTime middleOf(const MediaPacket& packet) {
+        return packet.stamp + (packet.duration.count() > 0 ? packet.duration : kUsualPicture) / 2;
+    }
+
     bool isDue(const MediaPacket& packet) {
         // When sound came first the times are those of the pictures after all.
         if (!begun_ || packet.isVideo() != video_) {
@@ -60,13 +71,14 @@ class Seamless final : public Element {
             begun_ = true;
             video_ = packet.isVideo();
             next_ = packet.stamp + duration_.load();
+            requestKeyFrame(next_);
             return cut;
         }
-        const auto picture = packet.duration.count() > 0 ? packet.duration : kUsualPicture;
-        const SteadyTime stamp = packet.stamp + picture / 2;
-        if (stamp < next_) return false;
+        const SteadyTime middle = middleOf(packet);
+        if (middle < next_) return false;
         const std::chrono::nanoseconds span = duration_.load();
-        next_ += (1 + (stamp - next_) / span) * span;
+        next_ += (1 + (middle - next_) / span) * span;
+        requestKeyFrame(next_);
         return true;
     }
 

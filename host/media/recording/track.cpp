@@ -92,8 +92,12 @@ bool Track::hand(std::int64_t duration, std::string& reason) {
     packet_->flags = waiting_->key ? AV_PKT_FLAG_KEY : 0;
     const int result = av_write_frame(file_, packet_.get());
     waiting_.reset();
-    if (result < 0) reason = ffmpegError(result);
-    return result >= 0;
+    if (result < 0) {
+        reason = ffmpegError(result);
+        return false;
+    }
+    ++handed_;
+    return true;
 }
 
 }  // namespace kep::host

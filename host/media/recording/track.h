@@ -18,6 +18,10 @@ class Track {
     explicit Track(MediaPtr media) : media_(std::move(media)) {}
 
     const MediaPtr& media() const { return media_; }
+    /** How many packets the muxer has been handed. */
+    std::size_t handed() const { return handed_; }
+    /** The time of the packet that waits for the next one. */
+    std::optional<SteadyTime> waitingSince() const { return waiting_ ? std::optional(stamp_) : std::nullopt; }
 
     /** Adds the stream to `file`. Video takes its parameter sets from `first`, its first packet. */
     bool addTo(AVFormatContext& file, const MediaPacket* first, std::string& reason);
@@ -38,6 +42,7 @@ class Track {
     AVFormatContext* file_ = nullptr;
     AVStream* stream_ = nullptr;
     bool bare_ = false; /**< what a decoder must know is in the file's own header, and nowhere else */
+    std::size_t handed_ = 0;
     std::optional<MediaPacket> waiting_;
     SteadyTime stamp_;        /**< of the waiting packet, where it has been placed */
     std::int64_t pts_ = 0;    /**< the same in the stream's time base */

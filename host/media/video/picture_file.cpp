@@ -5,19 +5,15 @@
 
 #include "core/log.h"
 #include "kep/url.h"
-#include "media/files/file_layer.h"
+#include "recordings/file_layer.h"
 
 namespace kep::host {
+
+using recordings::FileLayer;
 
 namespace {
 
 constexpr std::string_view scheme = "file://";
-
-bool write(FileLayer& files, const std::string& path, const void* bytes, std::size_t size,
-           std::string& reason) {
-    const auto file = files.create(path, reason);
-    return file && file->write(0, bytes, size, reason) && file->sync(reason) && file->close(reason);
-}
 
 }  // namespace
 
@@ -38,10 +34,14 @@ bool writeWhole(const std::string& path, const void* bytes, std::size_t size, st
     FileLayer& files = FileLayer::current();
     // Its own for each picture, as two may be made of one name, and short, as the name itself may be long.
     const std::string temporary = FileLayer::folderOf(path) + "/.picture_" + base::UniqueString() + ".part";
-    if (write(files, temporary, bytes, size, reason) && files.replace(temporary, path, reason)) return true;
+    const auto file = files.create(temporary, reason);
+    if (!file) return false;
+    auto committed = FileLayer::Committed::no;
+    if (file->write(0, bytes, size, reason))
+        committed = files.commit(*file, temporary, path, FileLayer::Taken::replace, reason);
     std::string ignored;
-    if (files.exists(temporary)) files.remove(temporary, ignored);
-    return false;
+    if (committed == FileLayer::Committed::no) files.remove(temporary, ignored);
+    return committed == FileLayer::Committed::durable;
 }
 
 }  // namespace kep::host

@@ -14,7 +14,8 @@ std::optional<std::string> pathOfFileUrl(const std::string& url);
  * Writes a file whole or not at all, also when the power fails: under a temporary name in the same folder,
  * onto the disk, and renamed. It takes the place of an older file of its name.
  *
- * @return false, with `reason` filled and nothing left behind, when it cannot be written
+ * @return false, with `reason` filled and nothing left behind, when it cannot be written; false, too, when
+ * only the folder cannot be synced: the file then bears its name until a power cut takes it back
  */
 bool writeWhole(const std::string& path, const void* bytes, std::size_t size, std::string& reason);
 

@@ -1,6 +1,7 @@
 #include "media/video/video_hub.h"
 
 #include "core/log.h"
+#include "core/process_end.h"
 
 namespace kep::host {
 
@@ -10,12 +11,16 @@ constexpr std::chrono::seconds closingTime(1);
 }  // namespace
 
 VideoHub& VideoHub::instance() {
-    static VideoHub hub;
+    // Never destroyed: a stream that the program forgot may still use it while the process ends.
+    static VideoHub& hub = *new VideoHub;
     return hub;
 }
 
-VideoHub::~VideoHub() {
-    if (session_) session_->end(closingTime);
+VideoHub::VideoHub() {
+    ProcessEnd::addStep([this] {
+        const std::lock_guard lock(mutex_);
+        if (session_) session_->end(closingTime);
+    });
 }
 
 std::unique_ptr<VideoTap> VideoHub::open(int rate, std::int64_t after, TapListener& listener,

@@ -28,10 +28,8 @@ class KEP_API VideoHub {
     std::unique_ptr<VideoTap> open(int rate, std::int64_t after, TapListener& listener,
                                    std::size_t depth = VideoTap::usualDepth);
 
-    ~VideoHub();
-
   private:
-    VideoHub() = default;
+    VideoHub();
     std::unique_ptr<VideoTap> join(int rate, std::int64_t after, TapListener& listener, std::size_t depth);
 
     std::mutex mutex_;

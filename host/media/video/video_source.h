@@ -48,7 +48,10 @@ class VideoSource : public StreamObject,
     void closeRun();
     /** Null between closing and opening. */
     std::shared_ptr<Run> run();
-    /** A picture of the camera in the size of the run. Null, with a line and the end of the stream, on failure. */
+    /**
+     * A picture of the camera, scaled to the size of the run. Null, with a line and the end of the
+     * stream, on failure.
+     */
     PicturePtr scaled(Run& run, const PicturePtr& picture);
 
   private:
