@@ -34,7 +34,6 @@ class Source : public virtual common::IStreamControl, public kep::stream::IStatu
         for (auto& frame : data_) frame.fill(0x5a);
     }
 
-    kep::State CurrentState() override { return kep::State::play; }
     bool ChangeUp(kep::State) override { return true; }
     bool ChangeDown(kep::State) override { return true; }
     bool RegisterMessageCallback(const std::function<bool(const char*)>&) override { return true; }

@@ -33,7 +33,6 @@ constexpr int kSourceBytes = 8 << 20;
 
 class Source : public IPcmSource {
   public:
-    kep::State CurrentState() override { return kep::State::play; }
     bool ChangeUp(kep::State) override { return true; }
     bool ChangeDown(kep::State) override { return true; }
     bool RegisterMessageCallback(const std::function<bool(const char*)>&) override { return true; }

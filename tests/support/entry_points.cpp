@@ -22,7 +22,18 @@ T* create(const std::string& name, const std::string& arguments) {
 
 using namespace scripted;
 
+// Set before main.
+PlugInCallback registered = nullptr;
+
 }  // namespace
+
+namespace scripted {
+
+PlugInCallback registeredCallback() {
+    return registered;
+}
+
+}  // namespace scripted
 
 namespace kep {
 
@@ -80,6 +91,7 @@ kep::object_base* kepCreateApp(const char* text) {
 }
 
 int ReflectAdd(void (*callback)(const char*), int priority, const char* name, const char* version) {
+    registered = callback;
     callback("a text of the framework");
     step("ReflectAdd", std::to_string(priority) + "," + name + "," + version);
     return 4242;

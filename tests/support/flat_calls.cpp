@@ -98,22 +98,22 @@ std::int64_t kepAttrGetInt(kep::object_base* set, const char* key) {
     return granted && text ? std::stoll(text) : 0;
 }
 
-bool kepStatusUp(kep::object_base* object, const char* state) {
+int kepStatusUp(kep::object_base* object, const char* state) {
     if (!step("kepStatusUp", shown(object) + "," + state)) return false;
     if (statusUpAction) statusUpAction();
     return true;
 }
 
-bool kepStatusDown(kep::object_base* object, const char* state) {
+int kepStatusDown(kep::object_base* object, const char* state) {
     return step("kepStatusDown", shown(object) + "," + state);
 }
 
-bool kepRegisterMessageProcess(kep::object_base* app, int (*registered)(const char* message)) {
+int kepRegisterMessageProcess(kep::object_base* app, int (*registered)(const char* message)) {
     handler = registered;
     return step("kepRegisterMessageProcess", shown(app));
 }
 
-bool kepDestroy(kep::object_base* object) {
+int kepDestroy(kep::object_base* object) {
     if (!step("kepDestroy", shown(object))) return false;
     {
         const std::lock_guard<std::mutex> lock(mutex);

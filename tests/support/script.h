@@ -55,6 +55,10 @@ class Script {
     std::unique_ptr<Data> data_;
 };
 
+/** The callback that the plug-in has handed to ReflectAdd. */
+using PlugInCallback = void (*)(const char* text);
+PlugInCallback registeredCallback();
+
 /** Shorthand for the objects of the double. */
 bool step(const std::string& name, const std::string& arguments = "");
 

@@ -1,5 +1,7 @@
 #include "streams.h"
 
+#include <pthread.h>
+
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
@@ -17,7 +19,14 @@ const char root[] = SOURCE_ROOT "/";
 const char resetColour[] = "\033[0m";
 
 std::atomic<bool> keeping{true};
-std::atomic<bool> throwing{false};
+/** What an insertion does instead of keeping its item, once so many lines have been finished. */
+std::atomic<void (*)()> interruption{nullptr};
+std::atomic<int> linesBefore{0};
+
+void interrupt(int finished, void (*how)()) {
+    linesBefore = finished;
+    interruption = how;
+}
 
 /** A whole line, taken apart at its separators; what does not have the form is recorded as it is. */
 std::string described(int stream, const std::string& raw) {
@@ -44,7 +53,7 @@ class DebugStream final : public kep::base::ostream {
     kep::base::ostream& operator<<(char character) override { return add(character); }
     kep::base::ostream& operator<<(int value) override { return add(value); }
     kep::base::ostream& operator<<(std::int64_t value) override { return add(value); }
-    kep::base::ostream& operator<<(const void* pointer) override { return add(pointer); }
+    kep::base::ostream& operator<<(void* pointer) override { return add(pointer); }
     // A framework need not take a null text.
     kep::base::ostream& operator<<(const char* text) override { return add(text ? text : "<null text>"); }
 
@@ -67,7 +76,7 @@ class DebugStream final : public kep::base::ostream {
   private:
     template <class T>
     kep::base::ostream& add(T item) {
-        if (throwing) throw std::runtime_error("the stream is full");
+        if (void (*const how)() = linesBefore > 0 ? nullptr : interruption.load()) how();
         if (!keeping) return *this;
         const std::lock_guard<std::mutex> lock(mutex_);
         std::string text;
@@ -78,6 +87,7 @@ class DebugStream final : public kep::base::ostream {
             pending_[pending_.size() - text.size() - 1] == '\n') {
             Script::instance().note(described(index(), pending_));
             pending_.clear();
+            --linesBefore;
         }
         return *this;
     }
@@ -112,14 +122,14 @@ bool isLineOf(const std::string& path, int number, const std::string& function) 
         if (parenthesis == std::string::npos || text[0] == ' ' || text[0] == '#' || text[0] == '}') continue;
         const auto name = text.rfind(' ', parenthesis);
         const std::string found = text.substr(name + 1, parenthesis - name - 1);
-        if (found != "VN_END_WITH") current = found;
+        if (found != "VN_END_WITH" && found != "VN_END_OF") current = found;
     }
     return !file.fail() && (current == function || current.rfind("VN", 0) != 0);
 }
 
 void resetStreams() {
     keeping = true;
-    throwing = false;
+    interrupt(0, nullptr);
     kep::stream::__root_path_offset = sizeof root - 1;
     for (int i = 0; i < kStreams; ++i) streams()[i].forget();
 }
@@ -137,7 +147,15 @@ void keepLines(bool keep) {
 }
 
 void throwFromStreams() {
-    throwing = true;
+    interrupt(0, [] { throw std::runtime_error("the stream is full"); });
+}
+
+void throwOddlyFromStreams() {
+    interrupt(0, [] { throw 1; });
+}
+
+void endThreadsInStreams(int finished) {
+    interrupt(finished, [] { pthread_exit(nullptr); });
 }
 
 std::string rawText(int stream) {

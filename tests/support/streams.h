@@ -14,8 +14,12 @@ void noteUnfinishedLines();
 /** Whether debug streams keep what is written; for tests of many threads, which have no order of lines. */
 void keepLines(bool keep);
 
-/** From now on debug streams throw at every insertion, until reset. */
+/** From now on debug streams throw an exception at every insertion, until reset. */
 void throwFromStreams();
+/** From now on debug streams throw an int at every insertion, until reset. */
+void throwOddlyFromStreams();
+/** A thread that writes to a debug stream ends there once `finished` lines have been written, until reset. */
+void endThreadsInStreams(int finished);
 
 /**
  * Whether line `number` of a source file, named below the source's root, lies in the body of `function`, or

@@ -1,3 +1,5 @@
+#include <pthread.h>
+
 #include "fixture.h"
 
 namespace unit {
@@ -116,6 +118,27 @@ TEST_F(ReleaseTest, TheObjectOfAFactoryIsShownByItsRoot) {
     script.offer(root);
     ASSERT_EQ(VNAcquire(VNRES_PCM_SOURCE, &id), VNRES_SUCCEED);
     EXPECT_EQ(happened().back(), trace("VNAcquire", shown(root) + "," + std::to_string(id)));
+    EXPECT_EQ(VNRelease(id), VNRES_SUCCEED);
+}
+
+void* acquireInThread(void* id) {
+    VNAcquire(VNRES_STAMP, static_cast<int*>(id));
+    return id;
+}
+
+TEST_F(ReleaseTest, AThreadThatEndsInTheLastLineLeavesAHandleWithItsObject) {
+    script.offer(new Stream<ControlPart>);
+    int id = 0;
+    endThreadsInStreams(1);
+    pthread_t thread;
+    ASSERT_EQ(pthread_create(&thread, nullptr, acquireInThread, &id), 0);
+    void* result = &id;
+    ASSERT_EQ(pthread_join(thread, &result), 0);
+    EXPECT_EQ(result, nullptr) << "the thread did not end in the line";
+    script.reset();
+    ASSERT_NE(id, 0);
+    ASSERT_EQ(script.liveObjects(), 1);
+    EXPECT_EQ(VNStart(id), VNRES_SUCCEED);
     EXPECT_EQ(VNRelease(id), VNRES_SUCCEED);
 }
 

@@ -126,10 +126,20 @@ TEST_F(AllocationTest, WithoutMemoryForTheFrameFeedFailsAndTheNextCallWorks) {
 
 TEST_F(AllocationTest, WithoutMemoryForTheTextAnEventIsNotTriggeredAndTheNextIs) {
     const std::string url = "file:///" + std::string(1000, 'a') + ".mp4";
+    const int service = handleOf(new PlainObject);
     refusing = true;
-    const int result = VNRecordEventServiceTrigger(id, url.c_str(), 1, 2);
+    const int result = VNRecordEventServiceTrigger(service, url.c_str(), 1, 2);
     refusing = false;
     EXPECT_EQ(result, VNRES_FAIL);
+    EXPECT_EQ(happened(), Events{});
+    EXPECT_EQ(VNRecordEventServiceTrigger(service, url.c_str(), 1, 2), VNRES_SUCCEED);
+    const Events events = happened();
+    const std::string sent = "IAttributes::fromString('trigger={pre=1s,post=2s,tp=";
+    ASSERT_EQ(events.size(), 1u);
+    EXPECT_EQ(events[0].substr(0, sent.size()), sent);
+    const std::string tail = "ms,url=" + url + "}')";
+    ASSERT_GT(events[0].size(), tail.size());
+    EXPECT_EQ(events[0].substr(events[0].size() - tail.size()), tail);
 }
 
 #if UINTPTR_MAX > UINT_MAX

@@ -1,4 +1,8 @@
-/** How often a call copies a frame. The program's calls of the copying functions end in counting ones. */
+/**
+ * What a call does with each frame: how often it copies it, and searches for where it comes from. The
+ * program's calls of the functions for it end in counting ones.
+ */
+#include <cstddef>
 #include <cstring>
 
 #include "fixture.h"
@@ -23,6 +27,8 @@ struct Copies {
     }
 } copies;
 
+int casts = 0;
+
 }  // namespace
 
 extern "C" {
@@ -37,6 +43,12 @@ void* __wrap_memcpy(void* target, const void* source, std::size_t size) {
 void* __wrap_memmove(void* target, const void* source, std::size_t size) {
     copies.add(target, source, size);
     return __real_memmove(target, source, size);
+}
+
+void* __real___dynamic_cast(const void* object, const void* from, const void* to, std::ptrdiff_t hint);
+void* __wrap___dynamic_cast(const void* object, const void* from, const void* to, std::ptrdiff_t hint) {
+    ++casts;
+    return __real___dynamic_cast(object, from, to, hint);
 }
 }
 
@@ -75,6 +87,26 @@ TEST_F(CopyTest, FeedCopiesNothing) {
     EXPECT_EQ(copies.count, 0);
     EXPECT_EQ(static_cast<const void*>(stream->pushedData()), buffer);
 }
+
+#if UINTPTR_MAX > UINT_MAX
+
+TEST_F(CopyTest, ReadsSearchForTheOutputOfAHandleOnce) {
+    const int other = handleOf(new QuietStream(kFrameBytes));
+    int length = 0;
+    casts = 0;
+    ASSERT_EQ(VNRead(id, buffer, sizeof buffer, 1, nullptr), VNRES_SUCCEED);
+    EXPECT_EQ(casts, 1);
+    ASSERT_EQ(VNRead(other, buffer, sizeof buffer, 1, nullptr), VNRES_SUCCEED);
+    EXPECT_EQ(casts, 2);
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_EQ(VNRead(id, buffer, sizeof buffer, 1, nullptr), VNRES_SUCCEED);
+        ASSERT_EQ(VNReadPcm(id, buffer, kFrameBytes, &length), VNRES_SUCCEED);
+        ASSERT_EQ(VNRead(other, buffer, sizeof buffer, 1, nullptr), VNRES_SUCCEED);
+    }
+    EXPECT_EQ(casts, 2);
+}
+
+#endif
 
 }  // namespace
 }  // namespace unit

@@ -37,7 +37,7 @@ inline std::string trace(const std::string& function, const std::string& text) {
 /** A pointer as the framework's streams show it. */
 inline std::string shown(const void* pointer) {
     std::string text;
-    kep::base::ostream_string(text) << pointer;
+    kep::base::ostream_string(text) << const_cast<void*>(pointer);
     return text;
 }
 

@@ -105,6 +105,30 @@ TEST_F(ReadTest, AFrameOfLessThanNothingIsNotCopied) {
     EXPECT_EQ(inBuffer(), std::string(sizeof buffer, '.'));
 }
 
+/** Its second frame is so long that its sum with what came before it is no int. */
+class LongestFrame : public Stream<OutputPart> {
+  public:
+    bool PullFrame(std::shared_ptr<common::frame_t>& frame, bool) override {
+        frame = std::make_shared<common::frame_t>();
+        frame->data = bytes;
+        frame->size = next;
+        next = INT_MAX;
+        return true;
+    }
+    unsigned char bytes[4] = {'a', 'b', 'c', 'd'};
+    int next = 4;
+};
+
+TEST_F(ReadTest, RefusesAFrameWhoseSumWithThoseBeforeItOverflows) {
+    const int other = handleOf(new LongestFrame);
+    EXPECT_EQ(VNRead(other, buffer, sizeof buffer, 2, &length), VNRES_BUF_TOO_SMALL);
+    EXPECT_EQ(length, 17);
+    EXPECT_EQ(inBuffer(), "abcd....");
+    EXPECT_EQ(happened(),
+              (Events{canPull, error("VNRead", "buf_size<(len+frm->size)," + std::to_string(other) +
+                                                   "buf size is not enough.8,4+2147483647")}));
+}
+
 TEST_F(ReadTest, PullsNothingForACountOfZero) {
     EXPECT_EQ(VNRead(id, nullptr, 8, 0, &length), VNRES_SUCCEED);
     EXPECT_EQ(length, 0);

@@ -2,33 +2,14 @@
 
 #include "fixture.h"
 #include "vornisa_handle.h"
+#include "vornisa_output.h"
 
 namespace unit {
 namespace {
 
 using HandleTest = PluginTest;
 
-#if UINTPTR_MAX <= UINT_MAX
-
-TEST_F(HandleTest, IsTheAddressOfTheObject) {
-    kep::object_base* const object = new PlainObject;
-    EXPECT_EQ(handleOf(object), reinterpret_cast<int>(object));
-}
-
-TEST_F(HandleTest, IsTheAddressOfTheRootOfAStream) {
-    auto* const source = new Stream<ControlPart, OutputPart, AudioPart, kep::api::streaming::IPcmSource>;
-    kep::object_base* const root = source;
-    script.offer(root);
-    int id = 0;
-    ASSERT_EQ(VNAcquire(VNRES_PCM_SOURCE, &id), VNRES_SUCCEED);
-    EXPECT_EQ(id, reinterpret_cast<int>(root));
-    EXPECT_EQ(vornisa::objectOf(id), root);
-    EXPECT_EQ(VNRelease(id), VNRES_SUCCEED);
-}
-
-#else
-
-/** Every function that takes a handle, and what it answers when the handle is none. */
+/** Every function that takes a handle, and what it answers where a handle stands for nothing. */
 struct Call {
     const char* name;
     int (*call)(int id);
@@ -69,6 +50,40 @@ const Call calls[] = {
     {"VNSwitchResolution", [](int id) { return VNSwitchResolution(id, 1, 2); }, VNRES_INVALID_ARG},
 };
 
+class NoHandleTest : public PluginTest, public ::testing::WithParamInterface<Call> {};
+
+TEST_P(NoHandleTest, ZeroIsRefusedBeforeTheFrameworkHearsOfIt) {
+    handleOf(new Stream<ControlPart, OutputPart, VideoPart>);
+    EXPECT_EQ(GetParam().call(0), VNRES_INVALID_ARG);
+    const Events events = happened();
+    ASSERT_FALSE(events.empty());
+    for (const std::string& event : events) EXPECT_EQ(event.compare(0, 8, "line on "), 0) << event;
+    EXPECT_EQ(events.back(), error(GetParam().name, "!id"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Calls, NoHandleTest, ::testing::ValuesIn(calls),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+#if UINTPTR_MAX <= UINT_MAX
+
+TEST_F(HandleTest, IsTheAddressOfTheObject) {
+    kep::object_base* const object = new PlainObject;
+    EXPECT_EQ(handleOf(object), reinterpret_cast<int>(object));
+}
+
+TEST_F(HandleTest, IsTheAddressOfTheRootOfAStream) {
+    auto* const source = new Stream<ControlPart, OutputPart, AudioPart, kep::api::streaming::IPcmSource>;
+    kep::object_base* const root = source;
+    script.offer(root);
+    int id = 0;
+    ASSERT_EQ(VNAcquire(VNRES_PCM_SOURCE, &id), VNRES_SUCCEED);
+    EXPECT_EQ(id, reinterpret_cast<int>(root));
+    EXPECT_EQ(vornisa::objectOf(id), root);
+    EXPECT_EQ(VNRelease(id), VNRES_SUCCEED);
+}
+
+#else
+
 class DeadHandleTest : public PluginTest, public ::testing::WithParamInterface<Call> {
   protected:
     /** Calls it with a handle that is none, and demands that the framework hears nothing of it. */
@@ -98,6 +113,12 @@ TEST_P(DeadHandleTest, AMadeUpHandleFindsNothing) {
 
 INSTANTIATE_TEST_SUITE_P(Calls, DeadHandleTest, ::testing::ValuesIn(calls),
                          [](const auto& test) { return std::string(test.param.name); });
+
+TEST_F(HandleTest, ZeroFindsNothingAmongLiveHandles) {
+    handleOf(new PlainObject);
+    EXPECT_EQ(vornisa::objectOf(0), nullptr);
+    EXPECT_EQ(vornisa::endHandle(0), nullptr);
+}
 
 TEST_F(HandleTest, IsNeverGivenTwice) {
     PlainObject object;
@@ -136,45 +157,59 @@ TEST_F(HandleTest, OneObjectMayHaveSeveral) {
     EXPECT_EQ(vornisa::endHandle(second), &object);
 }
 
-TEST_F(HandleTest, WithAnObjectAllItsHandlesEnd) {
-    PlainObject other;
+TEST_F(HandleTest, AnObjectLivesAsLongAsItsLastHandle) {
     auto* const object = new PlainObject;
     const int first = vornisa::newHandle(object);
     const int second = vornisa::newHandle(object);
-    const int apart = vornisa::newHandle(&other);
     EXPECT_EQ(VNRelease(first), VNRES_SUCCEED);
-    EXPECT_EQ(vornisa::objectOf(second), nullptr);
+    EXPECT_EQ(script.liveObjects(), 1);
+    EXPECT_EQ(VNSetParams(first, "a=b"), VNRES_WRONG_DEVICE);
+    EXPECT_EQ(VNSetParams(second, "a=b"), VNRES_SUCCEED);
     EXPECT_EQ(VNRelease(second), VNRES_SUCCEED);
-    EXPECT_EQ(vornisa::endHandle(apart), &other);
+    EXPECT_EQ(script.liveObjects(), 0);
+    EXPECT_EQ(VNSetParams(second, "a=b"), VNRES_WRONG_DEVICE);
+}
+
+TEST_F(HandleTest, TheHandleOfAnotherObjectKeepsNothingAlive) {
+    const int other = handleOf(new PlainObject);
+    const int handle = vornisa::newHandle(new PlainObject);
+    EXPECT_EQ(VNRelease(handle), VNRES_SUCCEED);
+    EXPECT_EQ(script.liveObjects(), 1);
+    EXPECT_EQ(VNSetParams(other, "a=b"), VNRES_SUCCEED);
+}
+
+TEST_F(HandleTest, AHandleInALaterLevelOfTheTableKeepsItsObjectAlive) {
+    std::vector<PlainObject> crowd(2000);
+    std::vector<int> handles;
+    for (PlainObject& object : crowd) handles.push_back(vornisa::newHandle(&object));
+    auto* const object = new PlainObject;
+    const int first = vornisa::newHandle(object);
+    const int second = vornisa::newHandle(object);
+    for (std::size_t i = 0; i < crowd.size(); ++i) ASSERT_EQ(vornisa::endHandle(handles[i]), &crowd[i]);
+    EXPECT_EQ(VNRelease(first), VNRES_SUCCEED);
+    EXPECT_EQ(script.liveObjects(), static_cast<int>(crowd.size()) + 1);
+    EXPECT_EQ(VNRelease(second), VNRES_SUCCEED);
+    EXPECT_EQ(script.liveObjects(), static_cast<int>(crowd.size()));
 }
 
 #endif
 
-TEST_F(HandleTest, TheInterfaceFoundIsThatOfTheHandlesObject) {
+TEST_F(HandleTest, TheOutputFoundIsThatOfTheHandlesObject) {
     // Of different layouts, and more than have their own place among what was found before.
     std::vector<int> handles;
     std::vector<kep::object_base*> objects;
     for (int i = 0; i < 40; ++i) {
         kep::object_base* object = nullptr;
-        if (i % 3 == 0) object = new Stream<VideoPart>;
-        if (i % 3 == 1) object = new Stream<ControlPart, StatusPart, OutputPart, VideoPart>;
+        if (i % 3 == 0) object = new Stream<OutputPart>;
+        if (i % 3 == 1) object = new Stream<ControlPart, StatusPart, VideoPart, OutputPart>;
         if (i % 3 == 2) object = new Stream<AudioPart>;
         objects.push_back(object);
         handles.push_back(handleOf(object));
     }
     for (int round = 0; round < 3; ++round)
-        for (std::size_t i = 0; i < handles.size(); ++i) {
-            ASSERT_EQ(vornisa::objectAs<common::IVideo>(handles[i]),
-                      dynamic_cast<common::IVideo*>(objects[i]));
-            ASSERT_EQ(vornisa::objectAs<common::IAudio>(handles[i]),
-                      dynamic_cast<common::IAudio*>(objects[i]));
-        }
-}
-
-TEST_F(HandleTest, ZeroIsNone) {
-    EXPECT_EQ(vornisa::objectOf(0), nullptr);
-    EXPECT_EQ(vornisa::endHandle(0), nullptr);
-    EXPECT_EQ(vornisa::objectAs<kep::base::IParam>(0), nullptr);
+        for (std::size_t i = 0; i < handles.size(); ++i)
+            ASSERT_EQ(vornisa::outputOf(handles[i]), dynamic_cast<common::IStreamOutput*>(objects[i]));
+    EXPECT_EQ(vornisa::outputOf(0), nullptr);
 }
 
 }  // namespace

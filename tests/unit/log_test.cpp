@@ -84,13 +84,31 @@ TEST_F(DebugStreamTest, CutsNoMoreThanThePath) {
     EXPECT_EQ(rawText(8).find("vornisa_control"), std::string::npos);
 }
 
-TEST_F(DebugStreamTest, AStreamThatThrowsFailsNoCall) {
+class ThrowingStreamTest : public PluginTest, public ::testing::WithParamInterface<void (*)()> {};
+
+TEST_P(ThrowingStreamTest, FailsNoCall) {
     const int id = handleOf(new Stream<ControlPart, VideoPart>);
-    throwFromStreams();
+    GetParam()();
     EXPECT_EQ(VNStart(id), VNRES_SUCCEED);
     EXPECT_EQ(VNSwitchResolution(id, 640, 360), VNRES_SUCCEED);
     EXPECT_EQ(VNSetBps(id, 1), VNRES_WRONG_DEVICE);
+    script.offer(new Stream<ControlPart>);
+    int other = 0;
+    EXPECT_EQ(VNAcquire(VNRES_STAMP, &other), VNRES_SUCCEED);
+    EXPECT_EQ(VNRelease(other), VNRES_SUCCEED);
 }
+
+TEST_P(ThrowingStreamTest, LetsNothingOutThroughTheLineOfAnotherException) {
+    const int id = handleOf(new Stream<ControlPart>);
+    script.throwAt("IStreamControl::ChangeUp");
+    GetParam()();
+    EXPECT_EQ(VNStart(id), VNRES_FAIL);
+}
+
+INSTANTIATE_TEST_SUITE_P(Throws, ThrowingStreamTest,
+                         ::testing::Values(throwFromStreams, throwOddlyFromStreams), [](const auto& test) {
+                             return std::string(test.param == throwFromStreams ? "AnException" : "AnInt");
+                         });
 
 /** Takes the place of the process's standard output. */
 class OutputTest : public PluginTest {
@@ -142,6 +160,21 @@ TEST_F(OutputTest, TakesErrorLinesInTheSameForm) {
     EXPECT_EQ(failToStandardOutput(1), VNRES_SUCCEED);
     EXPECT_EQ(buffer.flushes, 1);
     EXPECT_EQ(happened(), Events{});
+}
+
+/** Has no room, and says so with what is no exception. */
+struct FullBuffer : std::streambuf {
+    int_type overflow(int_type) override { throw 1; }
+};
+
+TEST_F(OutputTest, AnOutputThatThrowsFailsNoCall) {
+    FullBuffer full;
+    std::streambuf* const room = std::cout.rdbuf(&full);
+    std::cout.exceptions(std::ios_base::badbit);
+    EXPECT_EQ(failToStandardOutput(0), VNRES_INVALID_ARG);
+    std::cout.exceptions(std::ios_base::goodbit);
+    std::cout.clear();
+    std::cout.rdbuf(room);
 }
 
 TEST_F(OutputTest, ShowsNumbersInDecimalWhateverTheProgramHasSet) {

@@ -3,6 +3,7 @@
 #include <memory>
 #include <random>
 
+#include "fifo_calls.h"
 #include "fixture.h"
 #include "kep/fifo_buffer.h"
 #include "never_acquired.h"
@@ -85,6 +86,14 @@ TEST_F(ReadPcmTest, KeepsAStoreOf128KibWithTheHandle) {
     ASSERT_TRUE(store());
     EXPECT_EQ(store()->Max(), kCapacity);
     EXPECT_EQ(kept(), 2);
+}
+
+TEST_F(ReadPcmTest, UsesAStoreOfItsNameThatCopiesByItselfAndWaits) {
+    output->frames = {Bytes{'a', 'b', 'c'}};
+    const FifoCalls calls;
+    EXPECT_EQ(read(2), VNRES_SUCCEED);
+    EXPECT_EQ(calls.all(),
+              (Events{"FifoBuffer(pcmsrc,131072,null,null)", "Pop(2,true)", "Push(3,true)", "Pop(2,true)"}));
 }
 
 TEST_F(ReadPcmTest, UsesTheStoreThatIsThere) {

@@ -25,6 +25,7 @@ TEST(RegistrationTest, HappensOnceAtLoadTimeWithNamePriorityAndVersion) {
     EXPECT_EQ(beforeTests(),
               Events{"ReflectAdd(9999,PluginVornisaApi,vornisa/pluginvornisaapi@version:1.1.1.6885)"});
     EXPECT_EQ(__cb_register_PluginVornisaApi, 4242);
+    EXPECT_EQ(registeredCallback(), &RegisterPluginVornisaApi);
 }
 
 using CallbackTest = PluginTest;

@@ -1,5 +1,6 @@
-#include <chrono>
+#include <thread>
 
+#include "clocks.h"
 #include "fixture.h"
 
 namespace unit {
@@ -12,6 +13,7 @@ class SwitchTest : public PluginTest {
   protected:
     /** Calls it, and takes the times off its timing lines. */
     int call(int id) {
+        times.clear();
         const std::int64_t before = now();
         const int result = VNSwitchResolution(id, 1280, 720);
         const std::int64_t after = now();
@@ -25,6 +27,7 @@ class SwitchTest : public PluginTest {
             EXPECT_GE(time, last);
             EXPECT_LE(time, after);
             last = time;
+            times.push_back(time);
             event = "timing " + event.substr(end);
         }
         return result;
@@ -35,13 +38,10 @@ class SwitchTest : public PluginTest {
                 trace("VNSetResolution", shownHandle(id) + ",1280,720")};
     }
 
-    static std::int64_t now() {
-        using std::chrono::nanoseconds;
-        return std::chrono::nanoseconds(std::chrono::steady_clock::now().time_since_epoch()).count() /
-               1000000;
-    }
+    static std::int64_t now() { return scripted::steadyTime() / 1000000; }
 
     Events events;
+    std::vector<std::int64_t> times;
 };
 
 TEST_F(SwitchTest, StopsSetsTheSizeAndStarts) {
@@ -54,6 +54,36 @@ TEST_F(SwitchTest, StopsSetsTheSizeAndStarts) {
                               "IVideo::SetWidth(1280)", "IVideo::SetHeight(720)", trace("VNStart", text), up,
                               "timing ms"}));
     EXPECT_EQ(object->state, kep::State::play);
+}
+
+/** Takes two milliseconds to stop and two to start, by the clock that the timing lines show. */
+class SlowStream : public Stream<ControlPart, VideoPart> {
+  public:
+    bool ChangeDown(kep::State target) override {
+        stopping = takeTime();
+        return Stream::ChangeDown(target);
+    }
+    bool ChangeUp(kep::State target) override {
+        started = takeTime() + 2;
+        return Stream::ChangeUp(target);
+    }
+    std::int64_t stopping = 0; /**< before the stop */
+    std::int64_t started = 0;  /**< at the end of the start, or earlier */
+
+  private:
+    static std::int64_t takeTime() {
+        const std::int64_t begin = scripted::steadyTime() / 1000000;
+        while (scripted::steadyTime() / 1000000 < begin + 2) std::this_thread::yield();
+        return begin;
+    }
+};
+
+TEST_F(SwitchTest, TheTimesAreThoseOfItsBeginningAndItsEnd) {
+    auto* const object = new SlowStream;
+    EXPECT_EQ(call(handleOf(object)), VNRES_SUCCEED);
+    ASSERT_EQ(times.size(), 2u);
+    EXPECT_LE(times[0], object->stopping);
+    EXPECT_GE(times[1], object->started);
 }
 
 TEST_F(SwitchTest, EndsWhenTheStopFails) {

@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "fixture.h"
-#include "kep/hex.h"
 #include "shared_memory.h"
 #include "vornisa_zones.h"
 
@@ -315,18 +314,6 @@ TEST(ColorConvert, AgreesWithTheFormulaOverTheWholeCube) {
                 ASSERT_EQ(vnColorConvert(r << 16 | g << 8 | b), u | y << 8 | v << 16)
                     << r << "," << g << "," << b;
             }
-}
-
-TEST(Hex, AsManyDigitsAsTheTypeHas) {
-    char text[kep::base::kHexSize];
-    EXPECT_STREQ(kep::base::ToHex(text, static_cast<unsigned char>(0x0a), true), "0x0A");
-    EXPECT_STREQ(kep::base::ToHex(text, static_cast<unsigned char>(0xfe), false), "FE");
-    EXPECT_STREQ(kep::base::ToHex(text, static_cast<unsigned short>(0xbcd), true), "0x0BCD");
-    EXPECT_STREQ(kep::base::ToHex(text, static_cast<unsigned short>(0xffff), false), "FFFF");
-    EXPECT_STREQ(kep::base::ToHex(text, 0x12abcdefu, true), "0x12ABCDEF");
-    EXPECT_STREQ(kep::base::ToHex(text, 0x1u, false), "00000001");
-    EXPECT_STREQ(kep::base::ToHex(text, std::uint64_t{0x123456789abcdef0}, true), "0x123456789ABCDEF0");
-    EXPECT_STREQ(kep::base::ToHex(text, std::uint64_t{0xf}, false), "000000000000000F");
 }
 
 }  // namespace

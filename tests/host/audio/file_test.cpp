@@ -170,7 +170,7 @@ TEST_F(Pipe, TheEndIsALostDeviceAndTheNextStartTriesAnew) {
         std::thread writer([&] {
             const int file = openWriter();
             feed(file, wavOf(sound_, 48000, 1));
-            EXPECT_TRUE(waitUntil([&] { return second->CurrentState() == State::play; }));
+            EXPECT_TRUE(waitUntil([&] { return kep::host::stateOf(*second) == State::play; }));
             close(file);
         });
         ASSERT_TRUE(first->ChangeUp(State::play));
@@ -181,7 +181,7 @@ TEST_F(Pipe, TheEndIsALostDeviceAndTheNextStartTriesAnew) {
         EXPECT_EQ(heard.size(), 37u * 960);
         EXPECT_TRUE(std::equal(heard.begin(), heard.end(), sound_.begin()));
         EXPECT_LE(pullFrames(*second, 1000).size(), 37u);
-        EXPECT_TRUE(waitUntil([&] { return second->CurrentState() != State::play; }));
+        EXPECT_TRUE(waitUntil([&] { return kep::host::stateOf(*second) != State::play; }));
         EXPECT_FALSE(dynamic_cast<kep::stream::IStatus&>(*first).StatusIsPlay());
         EXPECT_EQ(errors_.count("audio file " + path_ + " has ended"), round);
     }

@@ -195,13 +195,13 @@ TEST_F(Pcm, TellsItsState) {
     const auto source = create();
     Messages messages(*source);
     EXPECT_TRUE(source->IsSupportedPullFrame());
-    EXPECT_EQ(source->CurrentState(), State::null);
+    EXPECT_EQ(kep::host::stateOf(*source), State::null);
     ASSERT_TRUE(source->ChangeUp(State::play));
-    EXPECT_EQ(source->CurrentState(), State::play);
+    EXPECT_EQ(kep::host::stateOf(*source), State::play);
     EXPECT_NE(messages.waitFor("name=started"), "");
     ASSERT_TRUE(source->ChangeDown(State::null));
     EXPECT_NE(messages.waitFor("name=stopped"), "");
-    EXPECT_EQ(source->CurrentState(), State::null);
+    EXPECT_EQ(kep::host::stateOf(*source), State::null);
 }
 
 TEST_F(Pcm, RefusesAFormatByItsValue) {

@@ -1,6 +1,7 @@
 #include "clip_double.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "core/class_registry.h"
 
@@ -12,7 +13,8 @@ const ClassRegistration<TestClips> registration("TestClips");
 
 class TestClips::DoubleClip final : public Clip {
   public:
-    DoubleClip(TestClips& owner, std::size_t index) : owner_(owner), index_(index) {}
+    DoubleClip(TestClips& owner, std::size_t index, OnFailed failed)
+        : owner_(owner), index_(index), failed_(std::move(failed)) {}
     ~DoubleClip() override { finish(); }
 
     bool write(const SharedPacket& packet) override {
@@ -23,7 +25,10 @@ class TestClips::DoubleClip final : public Clip {
         Written& clip = owner_.clips_[index_];
         EXPECT_FALSE(clip.finished) << clip.url;
         const auto failing = owner_.failing_.find(clip.url);
-        if (failing != owner_.failing_.end() && clip.packets.size() >= failing->second) return false;
+        if (failing != owner_.failing_.end() && clip.packets.size() >= failing->second) {
+            fail(clip.url, "it cannot be written");
+            return false;
+        }
         clip.packets.push_back(packet);
         return true;
     }
@@ -33,12 +38,20 @@ class TestClips::DoubleClip final : public Clip {
         Written& clip = owner_.clips_[index_];
         clip.finished = true;
         owner_.changed_.notify_all();
-        return !owner_.unfinishable_.contains(clip.url);
+        const bool finishes = !owner_.unfinishable_.contains(clip.url);
+        if (!finishes) fail(clip.url, "it cannot be finished");
+        return finishes && !told_;
     }
 
   private:
+    void fail(const std::string& url, const char* reason) {
+        if (!std::exchange(told_, true)) failed_({url, reason, {}});
+    }
+
     TestClips& owner_;
     const std::size_t index_;
+    const OnFailed failed_;
+    bool told_ = false;
 };
 
 void TestClips::take(const SharedPacket&, const Element&) {
@@ -46,11 +59,14 @@ void TestClips::take(const SharedPacket&, const Element&) {
     ++streamed_;
 }
 
-std::unique_ptr<Clip> TestClips::beginClip(const std::string& url) {
+std::unique_ptr<Clip> TestClips::beginClip(const std::string& url, OnFailed failed) {
     const std::lock_guard lock(mutex_);
-    if (refused_.contains(url)) return nullptr;
+    if (refused_.contains(url)) {
+        failed({url, "it is refused", {}});
+        return nullptr;
+    }
     clips_.push_back({url, {}, false});
-    return std::make_unique<DoubleClip>(*this, clips_.size() - 1);
+    return std::make_unique<DoubleClip>(*this, clips_.size() - 1, std::move(failed));
 }
 
 std::vector<TestClips::Written> TestClips::clips() {

@@ -20,7 +20,7 @@ class TestClips final : public Element, public ClipWriter {
 
     ~TestClips() override { retire(); }
     void take(const SharedPacket& packet, const Element& from) override;
-    std::unique_ptr<Clip> beginClip(const std::string& url) override;
+    std::unique_ptr<Clip> beginClip(const std::string& url, OnFailed failed) override;
 
     /** Clips in the order of their beginnings. */
     std::vector<Written> clips();

@@ -15,6 +15,7 @@
 #include "recorded_file.h"
 #include "vornisa_api.h"
 #include "wait_until.h"
+#include "watched_disk.h"
 
 namespace {
 
@@ -24,7 +25,6 @@ using std::chrono::seconds;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-constexpr seconds patience(60);
 constexpr int kRate = 30;
 /** Pictures in a group of the board's pipeline. */
 constexpr int kGroup = 15;
@@ -98,6 +98,29 @@ class BoardPictures {
     Clock::time_point last_;
     bool begun_ = false;
     int missing_ = 0;
+};
+
+/** Notes what is done with the files whose path has a part in it. In use while it lives. */
+class DiskNotes final : public kep::host::WatchedDisk {
+  public:
+    explicit DiskNotes(std::string part) : part_(std::move(part)) { use(this); }
+    ~DiskNotes() override { use(nullptr); }
+
+    std::vector<Step> steps() {
+        const std::lock_guard lock(mutex_);
+        return steps_;
+    }
+
+  private:
+    bool pass(Step step, const std::string& path, std::string&) override {
+        const std::lock_guard lock(mutex_);
+        if (path.find(part_) != path.npos) steps_.push_back(step);
+        return true;
+    }
+
+    const std::string part_;
+    std::mutex mutex_;
+    std::vector<Step> steps_;
 };
 
 /** Tells which picture the camera has made at a time, while it runs. */
@@ -280,6 +303,21 @@ TEST_F(ClipsTest, AClipHasItsPastItsFutureAndTheirSound) {
     const int spare = camera.numberAt(after) - camera.numberAt(before);
     expectClip("a.mp4", camera.numberAt(before - seconds(2)), camera.numberAt(before + seconds(2)), spare);
     EXPECT_EQ(Messages::instance().count("name=frameLost"), 0);
+}
+
+TEST_F(ClipsTest, AClipIsOnTheDiskBeforeItHasItsNameAndThenSoIsTheName) {
+    using Step = DiskNotes::Step;
+    DiskNotes notes(folder_);
+    startService();
+    waitForPast(milliseconds(1'500));
+    ASSERT_EQ(VNRecordEventServiceTrigger(service_, url("a.mp4").c_str(), 1, 0), VNRES_SUCCEED);
+    ASSERT_TRUE(waitUntil([] { return Messages::instance().count("name=recordStop") == 1; }));
+    const std::vector<Step> steps = notes.steps();
+    ASSERT_GT(steps.size(), 4U);
+    EXPECT_THAT(std::vector<Step>(steps.end() - 4, steps.end()),
+                ElementsAre(Step::sync, Step::close, Step::rename, Step::syncFolder));
+    // The service, which still runs, outlives the notes.
+    EXPECT_EQ(VNStop(service_), VNRES_SUCCEED);
 }
 
 TEST_F(ClipsTest, ClipsOverlapBesideARecordingThatLosesNothing) {

@@ -51,7 +51,7 @@ Service::Service()
     : app_(
           "type=Application,layout={type=pipeline,layout={TestSource:name=in+RecordEventServiceTriggerShm:"
           "name=ctrl,delApp=false,dbg=false,shmCreater={type=VornisaSharedMemory,name=shm,free=true}"
-          "+TestClips:name=clips}},name=appTestEventService") {
+          "+TestClips:name=clips}}") {
     EXPECT_TRUE(app_.play());
 }
 

@@ -47,6 +47,25 @@ TEST_F(EventServiceTest, AClipBeginsAtAKeyFrameAndEndsAtItsTime) {
     EXPECT_EQ(service.clips().streamed(), 0U);
 }
 
+TEST_F(EventServiceTest, AKeyFrameIsAskedForWhereAClipEnds) {
+    stream.run(1'000);
+    ASSERT_TRUE(service.trigger("1s", "2s", stream.at(1'000), "file:///a.mp4"));
+    ASSERT_TRUE(waitUntil([&] { return !service.source().keyFrameRequests().empty(); }));
+    EXPECT_THAT(service.source().keyFrameRequests(),
+                ElementsAre(stream.given().front()->stamp + milliseconds(3'000)));
+}
+
+TEST_F(EventServiceTest, AGroupThatIsTooLongToBeKeptIsFollowedByAKeyFrameThatIsAskedFor) {
+    constexpr int kHeavy = 1 << 20;
+    TestSource& source = service.source();
+    SteadyTime stamp = stream.now();
+    for (int i = 0; source.keyFrameRequests().empty(); ++i, stamp += milliseconds(40)) {
+        ASSERT_LT(i, 100);
+        source.push(videoPacket(stamp, i == 0, kHeavy));
+    }
+    EXPECT_EQ(source.keyFrameRequests().back(), stamp - milliseconds(40));
+}
+
 TEST_F(EventServiceTest, ATimeToComeIsAwaited) {
     stream.run(1'000);
     ASSERT_TRUE(service.trigger("0s", "1s", stream.at(3'010), "file:///a.mp4"));
@@ -182,8 +201,8 @@ TEST_F(EventServiceTest, AClipThatFailsDisturbsNoOther) {
     EXPECT_EQ(clips[0].packets.size(), 10U);
     EXPECT_EQ(clips[1].url, "file:///a.mp4");
     EXPECT_TRUE(clips[1].packets == clipFrom(3'000, 7'000));
-    // Of what it refuses and what it cannot write, the muxer tells.
-    EXPECT_THAT(failures(), IsEmpty());
+    EXPECT_THAT(failures(), ElementsAre(failure("ftp://refused.mp4", "it is refused"),
+                                        failure("file:///fails.mp4", "it cannot be written")));
 }
 
 TEST_F(EventServiceTest, ASlowDiskHoldsUpNobodyAndCostsWholeGroups) {

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <future>
 
 #include "error_lines.h"
 #include "faulty_layer.h"
@@ -77,16 +78,26 @@ class DiskTest : public PublicRecording {
         end();
     }
 
-    /** Stops a recording that had trouble and has it go on; true when it makes a file that plays. */
+    /** Has a recording that had trouble go on by itself, and make a file that plays. */
     void expectToRecordAgain() {
         const std::size_t begun = messages("recordStart").size();
         const std::size_t ended = messages("recordStop").size();
-        ASSERT_TRUE(stop());
-        ASSERT_TRUE(start());
         ASSERT_TRUE(waitForMessage("recordStart", begun));
         ASSERT_TRUE(waitForMessage("recordStop", ended));
         ASSERT_FALSE(finished().empty());
         numbersOf(finished().back());
+    }
+
+    /** Ends the recording and looks that what its files lack is what was told as lost. */
+    void expectExactLosses() {
+        ASSERT_TRUE(stop());
+        std::vector<std::uint32_t> all;
+        for (const fs::path& path : finished()) {
+            for (const std::uint32_t number : numbersOf(path)) all.push_back(number);
+        }
+        std::sort(all.begin(), all.end());
+        ASSERT_FALSE(all.empty());
+        EXPECT_EQ(all.back() - all.front() + 1, all.size() + static_cast<std::size_t>(lostPictures()));
     }
 
     FaultyLayer disk_;
@@ -116,6 +127,50 @@ TEST_F(DiskTest, AStalledDiskCostsALiveStreamNothingAndTheRecordingNeither) {
     EXPECT_GT(next, first + 300);
 }
 
+/** Has a disk go on when a test is over, however that ends. */
+class GoesOn {
+  public:
+    explicit GoesOn(FaultyLayer& disk) : disk_(disk) {}
+    ~GoesOn() { disk_.stall(false); }
+    GoesOn(const GoesOn&) = delete;
+    GoesOn& operator=(const GoesOn&) = delete;
+
+  private:
+    FaultyLayer& disk_;
+};
+
+TEST_F(DiskTest, AStopWaitsForADiskThatHangsAndHoldsUpNobodyElse) {
+    ASSERT_EQ(record(60), VNRES_SUCCEED);
+    ASSERT_TRUE(waitForMessage("recordStart"));
+    ASSERT_TRUE(waitUntil([&] { return plays(folder() / "rec.mp4.part"); }));
+    disk_.stall(true);
+    auto stopping = std::async(std::launch::async, [this] { return stop(); });
+    const GoesOn goesOn(disk_);
+    ASSERT_TRUE(waitUntil([&] { return disk_.isWaitedFor(); }));
+    // Each of these would wait for ever if it waited for the stop.
+    EXPECT_TRUE(runs());
+    EXPECT_EQ(set("no_such_setting=1"), VNRES_SUCCEED) << "what is passed on is passed on";
+    for (int round = 0; round < 2; ++round) {
+        LivePictures live;
+        const std::uint32_t first = live.next();
+        EXPECT_EQ(live.next(), first + 1);
+    }
+    for (const int type : {VNRES_H264_SOURCE, VNRES_AAC_SOURCE, VNRES_PCM_SOURCE, VNRES_PHOTOGRAPHY}) {
+        int id = 0;
+        ASSERT_EQ(VNAcquire(type, &id), VNRES_SUCCEED) << type;
+        EXPECT_EQ(VNStart(id), VNRES_SUCCEED) << type;
+        EXPECT_EQ(VNStop(id), VNRES_SUCCEED) << type;
+        EXPECT_EQ(VNRelease(id), VNRES_SUCCEED) << type;
+    }
+    EXPECT_EQ(stopping.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+    EXPECT_TRUE(disk_.isWaitedFor());
+    disk_.stall(false);
+    EXPECT_TRUE(stopping.get());
+    EXPECT_FALSE(runs());
+    ASSERT_EQ(finished().size(), 1U);
+    numbersOf(finished().front());
+}
+
 TEST_F(DiskTest, AFullDiskIsToldOfAndLeavesWhatWasFinished) {
     ErrorLines lines;
     ASSERT_EQ(record(1), VNRES_SUCCEED);
@@ -135,6 +190,7 @@ TEST_F(DiskTest, AFullDiskIsToldOfAndLeavesWhatWasFinished) {
     disk_.failWrites(0);
     expectToRecordAgain();
     EXPECT_EQ(contentsOf(first), before);
+    expectExactLosses();
 }
 
 TEST_F(DiskTest, WhatWasClosedBeforeTheDiskWasFullIsToldOf) {
@@ -143,8 +199,8 @@ TEST_F(DiskTest, WhatWasClosedBeforeTheDiskWasFullIsToldOf) {
     ASSERT_TRUE(waitUntil([&] { return plays(folder() / "rec.mp4.part"); }));
     disk_.failWrites(ENOSPC);
     ASSERT_TRUE(waitForMessage("failed"));
-    ASSERT_TRUE(waitForMessage("recordStop"));
-    EXPECT_THAT(messages("recordStop").front(), HasSubstr("rec.mp4"));
+    const std::string url = "file://" + (folder() / "rec.mp4").string();
+    EXPECT_THAT(messages("failed").front(), HasSubstr("url=" + url + ",kept=" + url + ","));
     ASSERT_FALSE(finished().empty());
     numbersOf(finished().front());
 }
@@ -172,11 +228,7 @@ TEST_F(DiskTest, AFolderThatIsRemovedIsToldOf) {
     ASSERT_TRUE(waitForMessage("failed"));
     EXPECT_THAT(messages("failed").front(), HasSubstr(folder().string()));
     fs::create_directory(folder());
-    const std::size_t begun = messages("recordStart").size();
-    ASSERT_TRUE(stop());
-    ASSERT_TRUE(start());
-    ASSERT_TRUE(waitForMessage("recordStart", begun));
-    ASSERT_TRUE(waitUntil([&] { return plays(folder() / "rec.mp4.part"); }));
+    ASSERT_TRUE(waitForMessage("recordStart", 1));
     ASSERT_TRUE(stop());
     ASSERT_FALSE(finished().empty());
     numbersOf(finished().front());
@@ -189,18 +241,29 @@ TEST_F(DiskTest, AFolderThatIsNotThereIsToldOf) {
     ASSERT_TRUE(
         waitUntil([&] { return lines.raw().find("No such file or directory") != std::string::npos; }));
     fs::create_directory(folder());
+    // As an application does that does not wait.
+    ASSERT_TRUE(stop());
+    ASSERT_TRUE(start());
     expectToRecordAgain();
 }
 
-TEST_F(DiskTest, ARecordingGoesOnByItselfWhenThereIsSpaceAgain) {
-    ASSERT_EQ(record(1), VNRES_SUCCEED);
+/** Also when the encoder makes no key frame unless it is asked for one. */
+TEST_F(DiskTest, ARecordingGoesOnByItselfWithinTwoSecondsOfThereBeingSpace) {
+    ASSERT_EQ(record(1, "rec.mp4", "bitrate=500000,gop=0"), VNRES_SUCCEED);
     ASSERT_TRUE(waitForMessage("recordStop"));
+    LivePictures live;
     disk_.failWrites(ENOSPC);
     ASSERT_TRUE(waitForMessage("failed"));
-    const std::size_t ended = messages("recordStop").size();
+    const std::size_t begun = messages("recordStart").size();
+    // It has tried again in vain.
+    std::uint32_t last = live.next();
+    for (const std::uint32_t until = last + 45; last < until;) last = live.next();
+    EXPECT_EQ(messages("recordStart").size(), begun);
+    EXPECT_EQ(messages("failed").size(), 1U);
     disk_.failWrites(0);
-    ASSERT_TRUE(waitForMessage("recordStop", ended));
-    EXPECT_FALSE(messages("frameLost").empty());
+    expectToRecordAgain();
+    EXPECT_LE(numbersOf(finished().back()).front(), last + 60);
+    expectExactLosses();
 }
 
 }  // namespace

@@ -41,10 +41,11 @@ PublicRecording::~PublicRecording() {
     std::filesystem::remove_all(folder_, ignored);
 }
 
-int PublicRecording::record(int secondsOfFile, const std::string& name) {
-    const int result = VNRecMan2(k360p, "bitrate=500000", "", secondsOfFile, folder_.c_str(), name.c_str(),
+int PublicRecording::record(int secondsOfFile, const std::string& name, const std::string& video) {
+    const int result = VNRecMan2(k360p, video.c_str(), "", secondsOfFile, folder_.c_str(), name.c_str(),
                                  "PowerFailProtection=true");
     if (result != VNRES_SUCCEED) return result;
+    plays_ = true;
     const int acquired = VNAcquire(VNRES_REC_MAN, &id_);
     if (acquired != VNRES_SUCCEED) return acquired;
     return VNRegisterMessageCallback(id_, keep);
@@ -52,24 +53,61 @@ int PublicRecording::record(int secondsOfFile, const std::string& name) {
 
 void PublicRecording::end() {
     if (!id_) return;
-    VNStop(id_);
+    if (plays_) {
+        EXPECT_TRUE(stop());
+    }
     VNRelease(id_);
     id_ = 0;
+    expectEachStartToHaveItsEnd();
 }
 
-bool PublicRecording::stop() const {
-    return VNStop(id_) == VNRES_SUCCEED;
+void PublicRecording::expectEachStartToHaveItsEnd() {
+    const std::lock_guard lock(mutex);
+    std::string open;
+    // The callback may come too late for the first.
+    const bool sawFirst = !texts.empty() && texts.front().rfind("name=recordStop", 0) != 0;
+    for (std::size_t i = sawFirst ? 0 : 1; i < texts.size(); ++i) {
+        const std::string& text = texts[i];
+        const base::AttrSet attributes(text.c_str());
+        const std::string_view name = attributes.GetOrDef("name", "");
+        const std::string url = attributes.GetOrDef("url", "");
+        if (name == "recordStart") {
+            EXPECT_EQ(open, "") << "not ended before " << text;
+            open = url;
+        } else if (name == "recordStop" || (name == "failed" && !open.empty())) {
+            EXPECT_EQ(open, url) << text;
+            open.clear();
+        }
+    }
+    EXPECT_EQ(open, "") << "not ended at all";
 }
 
-bool PublicRecording::start() const {
-    return VNStart(id_) == VNRES_SUCCEED;
+bool PublicRecording::stop() {
+    const std::size_t before = messages("stopped").size();
+    plays_ = false;
+    return VNStop(id_) == VNRES_SUCCEED && waitForMessage("stopped", before);
+}
+
+bool PublicRecording::start() {
+    plays_ = VNStart(id_) == VNRES_SUCCEED;
+    return plays_;
+}
+
+bool PublicRecording::runs() const {
+    int running = 0;
+    EXPECT_EQ(VNIsRunning(id_, &running), VNRES_SUCCEED);
+    return running;
+}
+
+int PublicRecording::set(const char* params) const {
+    return VNSetParams(id_, params);
 }
 
 std::vector<std::string> PublicRecording::messages(const std::string& name) {
     const std::lock_guard lock(mutex);
     std::vector<std::string> found;
     for (const std::string& text : texts) {
-        if (text.rfind("name=" + name + ",", 0) == 0) found.push_back(text);
+        if (text == "name=" + name || text.rfind("name=" + name + ",", 0) == 0) found.push_back(text);
     }
     return found;
 }

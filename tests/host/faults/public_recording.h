@@ -17,12 +17,18 @@ class PublicRecording : public testing::Test {
 
     const std::filesystem::path& folder() const { return folder_; }
     /** Starts a recording and listens to its messages. */
-    int record(int secondsOfFile, const std::string& name = "rec.mp4");
-    /** Stops and starts it again, as an application does after trouble. */
-    bool stop() const;
-    bool start() const;
+    int record(int secondsOfFile, const std::string& name = "rec.mp4",
+               const std::string& video = "bitrate=500000");
+    /** Stops it, and waits until all of it is told. */
+    bool stop();
+    /** Starts it again, as an application does after trouble. */
+    bool start();
+    /** Whether it plays, as an application asks. */
+    bool runs() const;
+    /** Changes a setting of it. */
+    int set(const char* params) const;
 
-    /** Ends it for good, as the test's end does. */
+    /** Ends it for good, as the test's end does; each start has its end by then. */
     void end();
 
     /** The recording's messages of a name, the oldest first. */
@@ -32,6 +38,8 @@ class PublicRecording : public testing::Test {
 
     /** Pictures that were told of as lost. */
     static int lostPictures();
+    /** Looks that each file that was told as begun was told once as complete or failed. */
+    static void expectEachStartToHaveItsEnd();
 
     /** The paths of its files, as they were told of when they were begun. */
     static std::vector<std::filesystem::path> begun();
@@ -41,6 +49,7 @@ class PublicRecording : public testing::Test {
   private:
     std::filesystem::path folder_;
     int id_ = 0;
+    bool plays_ = false;
 };
 
 }  // namespace kep::host

@@ -6,7 +6,6 @@ namespace kep::host {
 namespace {
 
 constexpr double kPicture = 1.0 / 30;
-constexpr double kGroup = 15 * kPicture;
 constexpr double kMillisecond = 0.001;
 
 }  // namespace
@@ -45,11 +44,12 @@ void expectToFollow(const std::vector<Segment>& segments, double length, int los
             last = *picture.number;
         }
         if (&segment == &segments.back()) continue;
-        // A group that lacks pictures lasts as much longer.
-        EXPECT_NEAR(segment.length(), length, lost > 0 ? kGroup + lost * kPicture : 2 * kMillisecond)
+        // A cut is at the picture that is nearest when one is lost, and at the end of what is lost at the
+        // cut.
+        EXPECT_NEAR(segment.length(), length, (lost > 0 ? (1 + lost) * kPicture : 0) + 2 * kMillisecond)
             << segment.path;
     }
-    EXPECT_LE(missing, lost);
+    EXPECT_EQ(missing, lost);
 }
 
 int expectInStep(const Segment& segment) {

@@ -26,8 +26,8 @@ struct Segment {
 };
 
 /**
- * The pictures' numbers go on from segment to segment, and lack no more than were told of as lost; all
- * segments but the last are as long as they should be.
+ * The pictures' numbers go on from segment to segment, and lack as many as were told of as lost; all segments
+ * but the last are as long as they should be.
  */
 void expectToFollow(const std::vector<Segment>& segments, double length, int lost);
 

@@ -3,10 +3,11 @@
  *
  *   kill_recordings FOLDER RECORDER RUNS [JOBS [SECONDS]]
  *
- * RECORDER is ours, ffmpeg or gstreamer; JOBS recordings run at a time (1), each for up to SECONDS (8). What
- * is left of ours is then recovered and looked at again. Prints a line of figures, and a line for each
- * damaged file; the folder stays then, and beside it one with the files as they were before (.killed). The
- * result is 1 when a recording of ours is damaged or lost more than a second.
+ * RECORDER is ours, ffmpeg or gstreamer, or ours with a fault of its microphone: ours-lost, ours-stalled,
+ * ours-unsteady. JOBS recordings run at a time (1), each for up to SECONDS (8). What is left of ours is then
+ * recovered and looked at again. Prints a line of figures, and a line for each damaged file; the folder stays
+ * then, and beside it one with the files as they were before (.killed). The result is 1 when a recording of
+ * ours is damaged or lost more than a second.
  */
 #include <signal.h>
 
@@ -14,20 +15,22 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <mutex>
+#include <optional>
 #include <random>
+#include <string_view>
 
 #include "killed_files.h"
+#include "microphone_fault.h"
 #include "recorder_process.h"
-#include "recovery.h"
+#include "recordings/recovery.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using std::chrono::milliseconds;
-using State = vncam::RecordingCheck::State;
+using State = recordings::RecordingCheck::State;
 
 constexpr int kSecondsOfFile = 3;
 constexpr double kFps = 30;
@@ -35,6 +38,30 @@ constexpr double kFps = 30;
 /** Of pictures that have been captured, in seconds: the fragment that is being gathered, and what the encoder
  * and the threads between have in hand. */
 constexpr double kMostLost = 1;
+
+/** Who records, and what he hears. */
+struct Kind {
+    Recorder recorder;
+    MicrophoneFault fault = MicrophoneFault::none;
+};
+
+std::optional<Kind> kindOf(const std::string& name) {
+    constexpr std::string_view kOurs = "ours";
+    if (name == "ffmpeg") return Kind{Recorder::ffmpeg};
+    if (name == "gstreamer") return Kind{Recorder::gstreamer};
+    if (!name.starts_with(kOurs)) return std::nullopt;
+    if (name == kOurs) return Kind{Recorder::ours};
+    const auto fault =
+        name[kOurs.size()] == '-' ? microphoneFaultOf(name.substr(kOurs.size() + 1)) : std::nullopt;
+    if (!fault) return std::nullopt;
+    return Kind{Recorder::ours, *fault};
+}
+
+/** One recording to be made and killed. */
+struct Run {
+    milliseconds life;
+    unsigned seed;
+};
 
 struct Tally {
     std::mutex mutex;
@@ -55,10 +82,11 @@ void recover(const std::string& folder, KilledFiles& before) {
     fs::copy(folder, asKilled(folder));
     for (const fs::directory_entry& file : fs::directory_iterator(folder)) {
         // What the check would cut off here it would cut off an unfinished one too.
-        if (file.path().extension() == ".mp4" && vncam::checkRecording(file.path()).state != State::whole)
+        if (file.path().extension() == ".mp4" &&
+            recordings::checkRecording(file.path()).state != State::whole)
             before.faults.push_back(file.path().filename().string() + ": is not whole to who recovers it");
     }
-    for (const std::string& path : vncam::unfinishedIn(folder)) vncam::recoverFile(path);
+    for (const std::string& path : recordings::unfinishedIn(folder)) recordings::recoverFile(path);
     KilledFiles after(folder, 0);
     for (const std::string& fault : after.faults) before.faults.push_back("recovered: " + fault);
     if (after.last != before.last || after.open != before.empty)
@@ -68,13 +96,14 @@ void recover(const std::string& folder, KilledFiles& before) {
                                 std::to_string(before.empty) + " were empty");
 }
 
-void runOnce(Recorder recorder, const std::string& folder, milliseconds life, Tally& tally) {
+void runOnce(const Kind& kind, const std::string& folder, const Run& run, Tally& tally) {
+    const Recorder recorder = kind.recorder;
     fs::remove_all(folder);
     fs::remove_all(asKilled(folder));
     fs::create_directories(folder);
-    RecorderProcess process(recorder, folder, kSecondsOfFile);
-    const bool began = process.waitForFirst(std::chrono::seconds(60));
-    if (began) std::this_thread::sleep_for(life);
+    FaultyMicrophone microphone(kind.fault, folder + ".sign", run.seed);
+    RecorderProcess process(recorder, folder, kSecondsOfFile, microphone.device());
+    if (process.waitForFirst(std::chrono::seconds(60))) microphone.live(run.life);
     const auto newest = process.kill();
     KilledFiles files(folder, recorder == Recorder::ours ? kSecondsOfFile : 0);
     if (recorder == Recorder::ours) recover(folder, files);
@@ -102,7 +131,7 @@ int report(const char* name, Tally& tally) {
         return tally.lost[static_cast<std::size_t>(share * static_cast<double>(tally.lost.size() - 1))];
     };
     std::printf(
-        "%-10s %5zu runs, %5d finished files, %5d open, %4d without a picture yet, %4zu damaged; "
+        "%-13s %5zu runs, %5d finished files, %5d open, %4d without a picture yet, %4zu damaged; "
         "lost: median %.2f s, 99%% %.2f s, most %.2f s\n",
         name, tally.lost.size(), tally.finished, tally.open, tally.empty, tally.faults.size(), at(0.5),
         at(0.99), at(1));
@@ -117,13 +146,14 @@ int main(int argc, char** argv) {
     const int runs = argc > 3 ? std::atoi(argv[3]) : 0;
     const int jobs = argc > 4 ? std::atoi(argv[4]) : 1;
     const int seconds = argc > 5 ? std::atoi(argv[5]) : 8;
-    const bool ours = std::strcmp(name, "ours") == 0;
-    const bool ffmpeg = std::strcmp(name, "ffmpeg") == 0;
-    if ((!ours && !ffmpeg && std::strcmp(name, "gstreamer") != 0) || runs < 1 || jobs < 1 || seconds < 1) {
-        std::fprintf(stderr, "usage: kill_recordings FOLDER ours|ffmpeg|gstreamer RUNS [JOBS [SECONDS]]\n");
+    const std::optional<Kind> kind = kindOf(name);
+    if (!kind || runs < 1 || jobs < 1 || seconds < 1) {
+        std::fprintf(
+            stderr,
+            "usage: kill_recordings FOLDER ours|ours-lost|ours-stalled|ours-unsteady|ffmpeg|gstreamer "
+            "RUNS [JOBS [SECONDS]]\n");
         return 2;
     }
-    const Recorder recorder = ours ? Recorder::ours : ffmpeg ? Recorder::ffmpeg : Recorder::gstreamer;
     // The peers end with their pipe in the middle of a picture.
     signal(SIGPIPE, SIG_IGN);
     setenv("KEP_HOST_LOG", "none", 0);
@@ -131,19 +161,21 @@ int main(int argc, char** argv) {
     setenv("KEP_HOST_PRERECORD", "attached", 0);
     std::random_device seed;
     std::mt19937 random(seed());
-    std::vector<milliseconds> lives;
-    for (int run = 0; run < runs; ++run) lives.emplace_back(random() % static_cast<unsigned>(seconds * 1000));
+    std::vector<Run> planned;
+    for (int run = 0; run < runs; ++run)
+        planned.push_back({milliseconds(random() % static_cast<unsigned>(seconds * 1000)),
+                           static_cast<unsigned>(random())});
     Tally tally;
     std::atomic<int> next{0};
     std::vector<std::thread> workers;
     for (int job = 0; job < std::min(jobs, runs); ++job) {
         workers.emplace_back([&] {
             for (int run = next++; run < runs; run = next++)
-                runOnce(recorder, std::string(argv[1]) + "/" + name + std::to_string(run),
-                        lives[static_cast<std::size_t>(run)], tally);
+                runOnce(*kind, std::string(argv[1]) + "/" + name + std::to_string(run),
+                        planned[static_cast<std::size_t>(run)], tally);
         });
     }
     for (std::thread& worker : workers) worker.join();
     const int result = report(name, tally);
-    return ours ? result : 0;
+    return kind->recorder == Recorder::ours ? result : 0;
 }

@@ -43,7 +43,8 @@ void paint(std::vector<std::uint8_t>& picture, std::uint32_t number) {
     }
 }
 
-std::vector<std::string> commandOf(Recorder recorder, const std::string& folder, int secondsOfFile) {
+std::vector<std::string> commandOf(Recorder recorder, const std::string& folder, int secondsOfFile,
+                                   const std::string& microphone) {
     const std::string file = folder + "/rec.mp4";
     switch (recorder) {
         case Recorder::ffmpeg:
@@ -107,14 +108,15 @@ std::vector<std::string> commandOf(Recorder recorder, const std::string& folder,
                     "filesink",
                     "location=" + file};
         default:
-            return {RECORDING_CHILD, folder, std::to_string(secondsOfFile)};
+            return {RECORDING_CHILD, folder, std::to_string(secondsOfFile), microphone};
     }
 }
 
 }  // namespace
 
-RecorderProcess::RecorderProcess(Recorder recorder, const std::string& folder, int secondsOfFile) {
-    start(commandOf(recorder, folder, secondsOfFile), recorder != Recorder::ours);
+RecorderProcess::RecorderProcess(Recorder recorder, const std::string& folder, int secondsOfFile,
+                                 const std::string& microphone) {
+    start(commandOf(recorder, folder, secondsOfFile, microphone), recorder != Recorder::ours);
     if (feeds_) feeder_ = std::thread([this] { feed(); });
 }
 

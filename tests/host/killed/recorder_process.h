@@ -17,8 +17,12 @@ enum class Recorder { ours, ffmpeg, gstreamer };
 /** A process that records numbered pictures of 640 by 360, 30 a second, into fragments of one second. */
 class RecorderProcess {
   public:
-    /** @param secondsOfFile length of a file of ours; the peers make one */
-    RecorderProcess(Recorder recorder, const std::string& folder, int secondsOfFile);
+    /**
+     * @param secondsOfFile length of a file of ours; the peers make one
+     * @param microphone what ours hears, as KEP_HOST_AUDIO has it; the peers hear nothing
+     */
+    RecorderProcess(Recorder recorder, const std::string& folder, int secondsOfFile,
+                    const std::string& microphone);
     ~RecorderProcess();
     RecorderProcess(const RecorderProcess&) = delete;
     RecorderProcess& operator=(const RecorderProcess&) = delete;

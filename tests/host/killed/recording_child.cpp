@@ -1,9 +1,10 @@
 /**
  * Records with protection against a loss of power until it is killed, through the public header alone:
  *
- *   recording_child FOLDER SECONDS_OF_A_FILE
+ *   recording_child FOLDER SECONDS_OF_A_FILE MICROPHONE
  *
- * Writes the number of each picture that the camera has captured to standard output, as four bytes.
+ * MICROPHONE is a value of KEP_HOST_AUDIO. Writes the number of each picture that the camera has captured to
+ * standard output, as four bytes.
  */
 #include <unistd.h>
 
@@ -28,7 +29,8 @@ bool must(int code, const char* call) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 3) return 2;
+    if (argc != 4) return 2;
+    setenv("KEP_HOST_AUDIO", argv[3], 1);
     // The camera is watched from before the recording on: nothing is captured that this program does not know
     // of.
     int camera = 0;

@@ -163,6 +163,15 @@ TEST_P(DiskFaultsTest, LeaveTheOlderPictureAndNothingElse) {
     EXPECT_EQ(probed(path("a.jpg")), "mjpeg,320,180,yuvj420p\n");
 }
 
+TEST_F(RefusalsTest, APictureWhoseNameMayBeTakenBackByAPowerCut) {
+    ASSERT_EQ(VNTakePic(path("a.jpg").c_str(), 640, 360), VNRES_SUCCEED);
+    FaultyFiles files(FaultyFiles::Step::syncFolder);
+    EXPECT_THAT(refused(path("a.jpg")), HasSubstr("Input/output error"));
+    // It has taken the place of the older one already.
+    EXPECT_EQ(probed(path("a.jpg")), "mjpeg,320,180,yuvj420p\n");
+    EXPECT_THAT(namesIn(path("")), ElementsAre("a.jpg"));
+}
+
 INSTANTIATE_TEST_SUITE_P(Steps, DiskFaultsTest,
                          testing::Values(FaultyFiles::Step::create, FaultyFiles::Step::write,
                                          FaultyFiles::Step::sync, FaultyFiles::Step::close,

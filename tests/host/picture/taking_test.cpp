@@ -157,12 +157,12 @@ TEST_F(TakingTest, TakesThePlaceOfAnOlderPicture) {
     EXPECT_THAT(namesIn(path("")), ElementsAre("a.jpg"));
 }
 
-TEST_F(TakingTest, IsOnTheDiskBeforeItHasItsName) {
+TEST_F(TakingTest, IsOnTheDiskBeforeItHasItsNameAndThenSoIsTheName) {
     using Step = FaultyFiles::Step;
     const FaultyFiles files;
     ASSERT_EQ(take("a.jpg", 320, 180), VNRES_SUCCEED);
-    EXPECT_THAT(files.steps(),
-                ElementsAre(Step::create, Step::write, Step::sync, Step::close, Step::replace));
+    EXPECT_THAT(files.steps(), ElementsAre(Step::create, Step::write, Step::sync, Step::close, Step::replace,
+                                           Step::syncFolder));
 }
 
 TEST_F(TakingTest, NamesMayBeAsLongAsTheFileSystemTakesThem) {

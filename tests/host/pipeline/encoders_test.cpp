@@ -108,6 +108,44 @@ TEST_P(EncoderTest, FollowsItsGroupLengthAndBitRateWhileItRuns) {
     EXPECT_EQ(numbersOf(units).size(), units.size());
 }
 
+/** The key frames among what a sink was given, but the first. */
+std::vector<SteadyTime> furtherKeys(TestSink& sink) {
+    std::vector<SteadyTime> keys;
+    for (const SharedPacket& unit : sink.packets()) {
+        if (unit->key) keys.push_back(unit->stamp);
+    }
+    if (!keys.empty()) keys.erase(keys.begin());
+    return keys;
+}
+
+/** Asked for behind a private pipeline, its outlet, a queue and the merger. */
+TEST_P(EncoderTest, MakesAKeyFrameOfThePictureForWhichItIsAskedFor) {
+    Described app(
+        "type=application,layout={type=pipeline,layout={ShmSource:connect={type=pipeline,layout={"
+        "pv-yuv-src-adv:w=640,h=360+encoder-" +
+        std::string(GetParam()) +
+        ":gop=0,fr=30+FifoSink:max=2},name=plKeys}+FifoFilter:max=64+Sync+TestSink:name=z}}");
+    ASSERT_TRUE(app);
+    ASSERT_TRUE(app.play());
+    TestSink& sink = app.child<TestSink>("z");
+    ASSERT_TRUE(sink.waitFor(5));
+    EXPECT_TRUE(sink.packets().front()->key);
+    const SteadyTime at = Clock::now() + std::chrono::seconds(1);
+    sink.requestKeyFrame(at);
+    ASSERT_TRUE(waitUntil([&] { return !furtherKeys(sink).empty(); }));
+    constexpr std::chrono::nanoseconds kPicture(1'000'000'000 / 30);
+    const auto off = furtherKeys(sink).front() - at;
+    EXPECT_LE(off, kPicture);
+    EXPECT_GE(off, -kPicture);
+    // Of the past: as soon as can be, and once however often it is asked for.
+    ASSERT_TRUE(sink.waitFor(sink.packets().size() + 2));
+    const SteadyTime past = sink.packets().back()->stamp;
+    for (int i = 0; i < 5; ++i) sink.requestKeyFrame(past);
+    ASSERT_TRUE(waitUntil([&] { return furtherKeys(sink).size() == 2; }));
+    ASSERT_TRUE(sink.waitFor(sink.packets().size() + 15));
+    EXPECT_EQ(furtherKeys(sink).size(), 2U);
+}
+
 INSTANTIATE_TEST_SUITE_P(Codecs, EncoderTest, testing::Values("h264", "h265"),
                          [](const auto& codec) { return std::string(codec.param); });
 

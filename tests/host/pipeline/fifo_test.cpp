@@ -42,6 +42,28 @@ TEST(Fifo, HandsOnWithTheThreadThatGivesWhatIsDoneAtOnce) {
     for (int i = 0; i < given; ++i) EXPECT_EQ(stamps[static_cast<std::size_t>(i)], i);
 }
 
+TEST(Fifo, OneThatDropsAskForAKeyFrameToGoOnWith) {
+    Described chain("type=pipeline,layout={TestSource:name=a+FifoFilter:max=3,leaky=true+TestSink:name=z}");
+    ASSERT_TRUE(chain);
+    ASSERT_TRUE(chain.play());
+    TestSource& source = chain.child<TestSource>("a");
+    TestSink& sink = chain.child<TestSink>("z");
+    sink.setOpen(false);
+    // One group without an end.
+    int given = 0;
+    for (; source.keyFrameRequests().empty(); ++given) {
+        ASSERT_LT(given, 20);
+        source.push(picture(given, 1'000));
+    }
+    EXPECT_EQ(source.keyFrameRequests().front(), origin + milliseconds(given - 1));
+    source.push(videoPacket(origin + milliseconds(given), true));
+    sink.setOpen(true);
+    EXPECT_TRUE(waitUntil([&] {
+        const std::vector<std::int64_t> stamps = sink.stamps(origin);
+        return !stamps.empty() && stamps.back() == given;
+    }));
+}
+
 TEST(Fifo, DrainsOnTheWayDown) {
     Described chain("type=pipeline,layout={TestSource:name=a+FifoFilter:max=100+TestSink:name=z}");
     ASSERT_TRUE(chain);

@@ -83,13 +83,13 @@ TEST(Linking, GoesUpFromTheEndAndDownFromTheStart) {
 }
 
 TEST(Linking, ARefusedLayoutLeavesTheOldOneRunning) {
-    Described app(
-        "type=application,name=linkingApp,layout={type=pipeline,layout={TestSource:name=a+TestSink:name=z}}");
+    Described app("type=application,layout={type=pipeline,layout={TestSource:name=a+TestSink:name=z}}");
     ASSERT_TRUE(app);
     ASSERT_TRUE(app.play());
-    refusalOf(
-        "type=application,name=linkingApp,layout={type=pipeline,layout={TestSource:name=a+TestSink:link=no}"
-        "}");
+    const ErrorLines lines;
+    base::AttrSet refused("layout={type=pipeline,layout={TestSource:name=a+TestSink:link=no}}");
+    EXPECT_FALSE(app->Configure(refused));
+    EXPECT_EQ(lines.messages().size(), 1U);
     EXPECT_TRUE(app->StatusIsPlay());
     app.child<TestSource>("a").push(videoPacket(origin, true));
     EXPECT_EQ(app.child<TestSink>("z").packets().size(), 1U);

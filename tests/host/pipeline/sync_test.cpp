@@ -76,6 +76,35 @@ TEST_F(ImpatientSyncTest, GivesAPacketThatIsAloneWhenItHasWaitedLongEnough) {
     }
 }
 
+TEST_F(PatientSyncTest, WhatWasGivenIsFlushedOnceWhenTheOtherStreamIsLate) {
+    picture(0);
+    sound(10);
+    ASSERT_TRUE(sink().waitFor(1));
+    picture(20);
+    ASSERT_TRUE(waitUntil([this] { return sink().flushes() == 1; }));
+    picture(40);
+    sound(50);
+    ASSERT_TRUE(sink().waitFor(4));
+    EXPECT_EQ(sink().flushes(), 1);
+    picture(60);
+    EXPECT_TRUE(waitUntil([this] { return sink().flushes() == 2; }));
+}
+
+TEST_F(PatientSyncTest, AKeyFrameIsAskedForInTheTimeOfTheCamera) {
+    picture(0);
+    sound(10);
+    sink().requestKeyFrame(origin_ + milliseconds(2'000));
+    // The camera's time goes back by ten seconds.
+    picture(-9'960);
+    sound(60);
+    ASSERT_TRUE(sink().waitFor(2));
+    sink().requestKeyFrame(origin_ + milliseconds(2'000));
+    const auto asked = app_.child<TestSource>("v").keyFrameRequests();
+    ASSERT_EQ(asked.size(), 2U);
+    EXPECT_EQ(asked[0], origin_ + milliseconds(2'000));
+    EXPECT_LE(asked[1], origin_ + milliseconds(-7'900));
+}
+
 TEST_F(SyncTest, BeginsWithTheFirstKeyFrame) {
     for (int i = 0; i < 10; ++i) sound(i * 20);
     picture(50, false);
@@ -128,6 +157,24 @@ TEST_F(ImpatientSyncTest, SoundThatReturnsKeepsItsTime) {
     app_.stop();
     const std::vector<std::int64_t> stamps = sink().stamps(origin_);
     EXPECT_THAT(std::vector(stamps.end() - 3, stamps.end()), ElementsAre(700, 710, 720));
+}
+
+TEST_F(ImpatientSyncTest, AStreamThatWasWaitedForInVainIsWaitedForNoMoreUntilItIsBack) {
+    picture(0);
+    ASSERT_TRUE(sink().waitFor(1));
+    // Longer than the test waits for anything.
+    ASSERT_TRUE(app_.child<Element>("sync").SetStr("wait", "60000"));
+    for (int i = 1; i < 5; ++i) {
+        picture(i * 33);
+        ASSERT_TRUE(sink().waitFor(static_cast<std::size_t>(i) + 1)) << i;
+    }
+    sound(200);
+    picture(233);
+    ASSERT_TRUE(sink().waitFor(6));
+    sound(220);
+    sound(240);
+    ASSERT_TRUE(sink().waitFor(8));
+    EXPECT_THAT(sink().stamps(origin_), ElementsAre(0, 33, 66, 99, 132, 200, 220, 233));
 }
 
 TEST_F(ImpatientSyncTest, ACameraThatIsLostHoldsNoSoundBack) {

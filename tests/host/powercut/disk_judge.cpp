@@ -1,178 +1,168 @@
 #include "disk_judge.h"
 
 #include <algorithm>
-#include <string_view>
-
-#include "recorded_file.h"
+#include <stdexcept>
 
 namespace kep::host {
 namespace {
 
 /** Of what was captured, in seconds. */
 constexpr double kMostLost = 1;
-constexpr std::size_t kAdtsHeader = 7;
-
-bool isSlice(std::uint8_t unitHeader) {
-    const int type = unitHeader & 0x1f;
-    return type == 1 || type == 5;
-}
-
-/** The coded pictures of a byte stream, without the parameter sets, which a file keeps elsewhere. */
-Bytes slicesOfByteStream(const std::uint8_t* data, std::size_t size) {
-    Bytes slices;
-    const auto startCode = [&](std::size_t at) {
-        return at + 3 <= size && !data[at] && !data[at + 1] && data[at + 2] == 1;
-    };
-    for (std::size_t at = 0; at + 3 < size; ++at) {
-        if (!startCode(at)) continue;
-        const std::size_t begin = at + 3;
-        std::size_t end = begin;
-        while (end < size && !startCode(end)) ++end;
-        if (isSlice(data[begin])) {
-            while (end < size && end > begin && data[end - 1] == 0) --end;
-            slices.insert(slices.end(), data + begin, data + end);
-        }
-        at = end - 1;
-    }
-    return slices;
-}
-
-/** The same of a packet in a file, whose units have their length before them. */
-Bytes slicesOfFile(const std::uint8_t* data, std::size_t size) {
-    Bytes slices;
-    for (std::size_t at = 0; at + 4 < size;) {
-        const std::size_t length = static_cast<std::size_t>(data[at]) << 24 |
-                                   static_cast<std::size_t>(data[at + 1]) << 16 |
-                                   static_cast<std::size_t>(data[at + 2]) << 8 | data[at + 3];
-        const std::size_t begin = at + 4;
-        if (length == 0 || length > size - begin) return {};
-        if (isSlice(data[begin])) slices.insert(slices.end(), data + begin, data + begin + length);
-        at = begin + length;
-    }
-    return slices;
-}
+constexpr double kRounding = 1e-6;
+constexpr std::string_view kOpen = ".part";
 
 }  // namespace
 
-DiskJudge::DiskJudge(const SampleRecording& recording, Recover recover)
-    : recording_(recording), recover_(std::move(recover)), picturesBefore_{0} {
-    const SteadyTime begin = recording.stream.packets.front()->stamp;
-    for (const SharedPacket& packet : recording.stream.packets) {
-        const double end = std::chrono::duration<double>(packet->stamp + packet->duration - begin).count();
-        const std::uint8_t* const data = packet->bytes.get();
-        const auto size = static_cast<std::size_t>(packet->size);
-        if (packet->isVideo()) {
-            pictureNumbers_.emplace(slicesOfByteStream(data, size), pictureEnds_.size());
-            pictureEnds_.push_back(end);
-        } else {
-            soundNumbers_.emplace(Bytes(data + kAdtsHeader, data + size), soundEnds_.size());
-            soundEnds_.push_back(end);
+std::map<std::string, std::vector<DiskJudge::Version>> DiskJudge::versionsOf(const Recorded& recorded) {
+    std::map<std::string, std::vector<Version>> versions;
+    std::vector<UnsureFile> files;
+    for (std::size_t i = 0; i < recorded.steps.size(); ++i) {
+        const Step& step = recorded.steps[i];
+        if (step.kind == Step::Kind::syncFolder) continue;
+        files.resize(std::max(files.size(), static_cast<std::size_t>(step.file) + 1));
+        UnsureFile& file = files[static_cast<std::size_t>(step.file)];
+        if (step.kind == Step::Kind::write || step.kind == Step::Kind::truncate) {
+            file.unsure.push_back(&step);
+            file.settle();
+        } else if (step.kind == Step::Kind::rename && !step.to.ends_with(kOpen)) {
+            versions[step.to].push_back({i + 1, std::make_shared<const Content>(file.sure)});
         }
-        picturesBefore_.push_back(pictureEnds_.size());
     }
-    // After the last step nothing is unsure.
-    PowerCut(recording.steps, recording.steps.size()).forEachDisk(0, [this](const Disk& disk) {
-        for (const auto& [path, content] : disk) wholeFiles_[path] = *content;
+    return versions;
+}
+
+DiskJudge::DiskJudge(const Recorded& recorded, Recover recover)
+    : recorded_(recorded), recover_(std::move(recover)), versions_(versionsOf(recorded)) {
+    for (const auto& [path, begin] : recorded.begins) {
+        const auto found = versions_.find(path);
+        if (found == versions_.end()) throw std::runtime_error(path + " has never got its name");
+        files_.push_back({path, WholeFile(found->second.back().content->bytes, begin)});
+    }
+    std::sort(files_.begin(), files_.end(), [](const File& one, const File& other) {
+        return one.whole.pictures().front() < other.whole.pictures().front();
     });
 }
 
-std::string DiskJudge::faultOf(const Disk& disk, std::size_t captured) {
-    std::vector<Run> pictures;
-    std::vector<Run> sounds;
-    for (const auto& [path, content] : disk) {
-        const auto segment = std::find_if(recording_.segments.begin(), recording_.segments.end(),
-                                          [&path = path](const auto& each) { return each.path == path; });
-        const bool isFinal = segment != recording_.segments.end();
-        const Holding& holding = holdingOf(content, isFinal);
-        if (!holding.fault.empty()) return path + ": " + holding.fault;
-        if (isFinal && *content != wholeFiles_.at(path))
-            return path + ": has its final name and is not whole";
-        if (isFinal && (holding.pictures.begin != picturesBefore_[segment->begin] ||
-                        holding.pictures.end != picturesBefore_[segment->end] ||
-                        holding.sounds.begin != segment->begin - picturesBefore_[segment->begin] ||
-                        holding.sounds.end != segment->end - picturesBefore_[segment->end]))
-            return path + ": does not hold what was captured for it";
-        if (holding.pictures.begin != holding.pictures.end) pictures.push_back(holding.pictures);
-        if (holding.sounds.begin != holding.sounds.end) sounds.push_back(holding.sounds);
+std::string DiskJudge::faultOf(const Disk& disk, std::size_t done) {
+    std::string fault = faultOfNames(disk, done);
+    std::vector<Held> held;
+    for (const File& file : files_) {
+        if (!fault.empty()) return fault;
+        held.push_back(heldOn(disk, done, file));
+        if (!held.back().fault.empty()) fault = file.path + ": " + held.back().fault;
     }
-    const auto judge = [&](std::vector<Run>& runs, const std::vector<double>& ends, std::size_t given,
-                           const char* what) {
-        std::sort(runs.begin(), runs.end(), [](const Run& a, const Run& b) { return a.begin < b.begin; });
-        std::size_t next = 0;
-        for (const Run& run : runs) {
-            if (run.begin != next) return std::string(what) + " are missing between files";
-            next = run.end;
-        }
-        const double lost = (given ? ends[given - 1] : 0) - (next ? ends[next - 1] : 0);
-        worstLoss_ = std::max(worstLoss_, lost);
-        // The packet whose coming ended the fragment is not in it yet.
-        const double packet = given ? ends[1] - ends[0] : 0;
-        if (lost > kMostLost + packet + 1e-9) return std::to_string(lost) + " s of " + what + " are lost";
-        return std::string();
-    };
-    const std::size_t givenPictures = picturesBefore_[captured];
-    std::string fault = judge(pictures, pictureEnds_, givenPictures, "pictures");
-    if (fault.empty()) fault = judge(sounds, soundEnds_, captured - givenPictures, "sounds");
+    // Until the next step is done more is captured.
+    const double captured = recorded_.steps[std::min(done, recorded_.steps.size() - 1)].captured;
+    if (fault.empty())
+        fault = faultOfTimes(held, captured, "pictures", &WholeFile::pictures, &Held::pictures);
+    if (fault.empty()) fault = faultOfTimes(held, captured, "sounds", &WholeFile::sounds, &Held::sounds);
     return fault;
 }
 
-const DiskJudge::Holding& DiskJudge::holdingOf(const SharedBytes& content, bool isFinal) {
-    const std::string_view text(reinterpret_cast<const char*>(content->data()), content->size());
-    const std::string key = std::to_string(std::hash<std::string_view>{}(text)) + "/" +
-                            std::to_string(content->size()) + (isFinal ? "/final" : "");
-    const auto known = seen_.find(key);
-    if (known != seen_.end()) return known->second;
-    Holding holding;
-    if (isFinal) {
-        holding = examine(*content);
-    } else if (const std::optional<Bytes> recovered = recover_(*content)) {
-        holding = examine(*recovered);
-        if (holding.fault.empty() && holding.pictures.begin == holding.pictures.end)
-            holding.fault = "is kept without a picture in it";
+std::string DiskJudge::faultOfNames(const Disk& disk, std::size_t done) const {
+    for (const auto& [path, versions] : versions_) {
+        const auto found = disk.files.find(path);
+        std::size_t version = 0;
+        if (found != disk.files.end()) {
+            // The newest of those with these bytes: two pictures of one moment are the same.
+            const auto newest = std::find_if(versions.rbegin(), versions.rend(), [&](const auto& each) {
+                return each.content->hash == found->second->hash;
+            });
+            if (newest == versions.rend()) return path + ": has its final name and is not whole";
+            version = static_cast<std::size_t>(versions.rend() - newest) - 1;
+        }
+        for (const Recorded::Told& told : recorded_.told) {
+            if (told.path != path || told.steps > done) continue;
+            if (found == disk.files.end()) return path + ": is not there though it was told to be complete";
+            if (version + 1 < versions.size() && versions[version + 1].renamed <= told.steps)
+                return path + ": is an older one than was told to be complete";
+        }
     }
-    return seen_.emplace(key, std::move(holding)).first->second;
+    return "";
 }
 
-DiskJudge::Holding DiskJudge::examine(const Bytes& content) {
-    RecordedFile file(content);
-    Holding holding;
-    if (!file.errors().empty()) {
-        holding.fault = file.errors().front();
-        return holding;
+DiskJudge::Held DiskJudge::heldOn(const Disk& disk, std::size_t done, const File& file) {
+    const Held whole = {"", file.whole.pictures().size(), file.whole.sounds().size()};
+    const auto finished = disk.files.find(file.path);
+    const auto open = disk.files.find(file.path + std::string(kOpen));
+    if (open != disk.files.end()) {
+        if (finished == disk.files.end()) return heldBy(file, *open->second);
+        // Both names of one file.
+        return finished->second == open->second ? whole : Held{"is there twice, and differs"};
     }
-    std::vector<std::size_t> all;
-    const auto follow = [&](const RecordedStream& stream, const std::map<Bytes, std::size_t>& numbers,
-                            Run& run, const auto& payload) {
-        for (const auto& packet : stream.packets) {
-            const auto found = numbers.find(payload(packet->data, static_cast<std::size_t>(packet->size)));
-            if (found == numbers.end()) {
-                holding.fault = "holds something that was not captured";
-                return;
-            }
-            if (run.begin == run.end) run = {found->second, found->second};
-            if (found->second != run.end) {
-                holding.fault = "has a gap";
-                return;
-            }
-            ++run.end;
-            all.push_back(found->second);
+    if (finished != disk.files.end()) return whole;
+    // The renaming itself may cost a file its name, until the folder is synced at once.
+    const bool isBeingRenamed = done > 0 && recorded_.steps[done - 1].kind == Step::Kind::rename &&
+                                recorded_.steps[done - 1].to == file.path;
+    return disk.nameless.count(file.path) && isBeingRenamed ? whole : Held{};
+}
+
+const DiskJudge::Held& DiskJudge::heldBy(const File& file, const Content& content) {
+    const auto [known, isNew] = seen_.try_emplace(file.path + std::to_string(content.hash));
+    Held& held = known->second;
+    if (!isNew) return held;
+    const Held& asItIs = heldAsItIs(file, content);
+    if (!asItIs.fault.empty()) return held = asItIs;
+    const std::optional<Bytes> bytes = recover_(content.bytes);
+    if (bytes) {
+        const Content recovered(*bytes);
+        const auto [before, isOther] = recovered_.try_emplace(file.path + std::to_string(recovered.hash));
+        if (isOther) before->second = examine(file, recovered);
+        held = before->second;
+        if (!held.fault.empty()) {
+            held.fault = "recovered: " + held.fault;
+        } else if (held.pictures == 0) {
+            held.fault = "recovered: has no picture";
         }
-    };
-    follow(file.video(), pictureNumbers_, holding.pictures, slicesOfFile);
-    follow(file.audio(), soundNumbers_, holding.sounds,
-           [](const std::uint8_t* data, std::size_t size) { return Bytes(data, data + size); });
-    if (!holding.fault.empty()) return holding;
-    // The same packets decode in the same way.
-    all.push_back(holding.pictures.end - holding.pictures.begin);
-    const auto [known, isNew] = decoded_.emplace(all, "");
-    if (isNew) {
-        const std::size_t pictures = file.decodePictures().size();
-        file.decodeSound();
-        if (!file.errors().empty()) known->second = file.errors().front();
-        if (pictures != file.video().packets.size()) known->second = "shows fewer pictures than it has";
     }
-    holding.fault = known->second;
-    return holding;
+    if (held.fault.empty() && (held.pictures < asItIs.pictures || held.sounds < asItIs.sounds))
+        held.fault = "recovered: lacks what could be played before";
+    return held;
+}
+
+const DiskJudge::Held& DiskJudge::heldAsItIs(const File& file, const Content& content) {
+    std::string tail;
+    const std::size_t same = file.whole.sameBytes(content.bytes, tail);
+    std::string key = file.path + std::to_string(same) + tail;
+    // Of what it is passed over by, nothing else matters to a player.
+    if (tail.starts_with("mfra")) key += std::to_string(content.hash);
+    const auto [known, isNew] = asTheyAre_.try_emplace(key);
+    if (!isNew) return known->second;
+    Held& held = known->second;
+    if (tail.starts_with("!")) {
+        held.fault = tail.substr(1);
+    } else if (hasFragment(content.bytes)) {
+        held = file.whole.heldBy(content.bytes);
+    }
+    return held;
+}
+
+DiskJudge::Held DiskJudge::examine(const File& file, const Content& content) {
+    const std::vector<Box> boxes = boxesOf(content.bytes);
+    if (boxes.empty() || boxes.back().end != content.bytes.size()) return {"does not end with a box"};
+    if (!hasRightIndex(content.bytes)) return {"has an index that leads astray"};
+    return file.whole.heldBy(content.bytes);
+}
+
+std::string DiskJudge::faultOfTimes(const std::vector<Held>& held, double captured, const char* what,
+                                    const std::vector<double>& (WholeFile::*times)() const,
+                                    std::size_t Held::*count) {
+    double lost = 0;
+    bool isComplete = true;
+    for (std::size_t i = 0; i < files_.size(); ++i) {
+        const std::vector<double>& begins = (files_[i].whole.*times)();
+        if (begins.size() < 2) continue;
+        const auto behind = std::upper_bound(begins.begin(), begins.end(), captured + kRounding);
+        const auto given = static_cast<std::size_t>(behind - begins.begin());
+        const std::size_t here = held[i].*count;
+        if (here > 0 && !isComplete) return std::string(what) + " are missing between files";
+        isComplete = isComplete && here == begins.size();
+        // What was never recorded, as between two files while a disk was full, no power cut has taken.
+        if (given > here) lost += static_cast<double>(given - here) * (begins[1] - begins[0]);
+    }
+    mostLost_ = std::max(mostLost_, lost);
+    if (lost > kMostLost + kRounding) return std::to_string(lost) + " s of " + what + " are lost";
+    return "";
 }
 
 }  // namespace kep::host

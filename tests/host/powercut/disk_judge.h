@@ -7,16 +7,21 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "power_cut.h"
-#include "sample_recording.h"
+#include "recorded.h"
+#include "whole_file.h"
 
 namespace kep::host {
 
 /**
- * Says whether a disk is as good as it must be after a power cut: files with their final name are whole to
- * the last byte; what the others give, once they have been recovered, decodes and is byte for byte what was
- * captured; from the first picture on nothing is missing but at the end, and there no more than a second.
+ * Says whether a disk is as good as it must be after a power cut.
+ *
+ * A file with its final name is whole to the last byte, and is there once that has been told. What the others
+ * hold plays as it lies there, and once it has been recovered holds, byte for byte, what was captured; from
+ * the first picture on nothing is missing but at the end, and there no more than a second. This is for files
+ * whose beginnings are known; of others that are still open nothing is promised.
  */
 class DiskJudge {
   public:
@@ -24,40 +29,47 @@ class DiskJudge {
      */
     using Recover = std::function<std::optional<Bytes>(const Bytes&)>;
 
-    DiskJudge(const SampleRecording& recording, Recover recover);
+    DiskJudge(const Recorded& recorded, Recover recover);
 
-    /** What is wrong with the disk when so many packets had been captured; empty when nothing is. */
-    std::string faultOf(const Disk& disk, std::size_t captured);
+    /** What is wrong with a disk after so many steps; empty when nothing is. */
+    std::string faultOf(const Disk& disk, std::size_t done);
 
-    double worstLoss() const { return worstLoss_; } /**< seconds, of all disks judged so far */
+    double mostLost() const { return mostLost_; } /**< seconds, of all disks judged so far */
     std::size_t filesSeen() const { return seen_.size(); }
 
+    struct Version {
+        std::size_t renamed; /**< how many steps had been done when it had its name */
+        SharedContent content;
+    };
+    /** What was ever given each final name. */
+    static std::map<std::string, std::vector<Version>> versionsOf(const Recorded& recorded);
+
   private:
-    /** What a file holds, as numbers of the recording's packets: from its first to the one after its last. */
-    struct Run {
-        std::size_t begin = 0;
-        std::size_t end = 0;
+    struct File {
+        std::string path;
+        WholeFile whole;
     };
-    struct Holding {
-        std::string fault;
-        Run pictures;
-        Run sounds;
-    };
+    using Held = WholeFile::Held;
 
-    const Holding& holdingOf(const SharedBytes& content, bool isFinal);
-    Holding examine(const Bytes& content);
+    std::string faultOfNames(const Disk& disk, std::size_t done) const;
+    Held heldOn(const Disk& disk, std::size_t done, const File& file);
+    const Held& heldBy(const File& file, const Content& content);
+    Held examine(const File& file, const Content& content);
+    /** What a player makes of a file that nobody has recovered. */
+    const Held& heldAsItIs(const File& file, const Content& content);
+    /** Judges either the pictures or the sounds of all files. */
+    std::string faultOfTimes(const std::vector<Held>& held, double captured, const char* what,
+                             const std::vector<double>& (WholeFile::*times)() const,
+                             std::size_t Held::*count);
 
-    const SampleRecording& recording_;
+    const Recorded& recorded_;
     const Recover recover_;
-    std::map<Bytes, std::size_t> pictureNumbers_;
-    std::map<Bytes, std::size_t> soundNumbers_;
-    std::vector<double> pictureEnds_; /**< seconds from the beginning, of each packet captured */
-    std::vector<double> soundEnds_;
-    std::vector<std::size_t> picturesBefore_; /**< how many pictures there are among so many packets */
-    std::map<std::string, Bytes> wholeFiles_; /**< by their final names */
-    std::unordered_map<std::string, Holding> seen_;
-    std::map<std::vector<std::size_t>, std::string> decoded_;
-    double worstLoss_ = 0;
+    std::vector<File> files_; /**< those that are protected, in their order */
+    const std::map<std::string, std::vector<Version>> versions_;
+    std::unordered_map<std::string, Held> seen_;
+    std::unordered_map<std::string, Held> asTheyAre_;
+    std::unordered_map<std::string, Held> recovered_;
+    double mostLost_ = 0;
 };
 
 }  // namespace kep::host

@@ -25,10 +25,10 @@ class ModelTest : public testing::Test {
     /** All disks after the last step, zeroes as dots. */
     std::set<Texts> disks() {
         std::set<Texts> found;
-        PowerCut(log_.steps(), log_.steps().size()).forEachDisk(kDraws, [&](const Disk& disk) {
+        PowerCut(log_.steps(), log_.steps().size(), bytesOf(old_)).forEachDisk(kDraws, [&](const Disk& disk) {
             Texts texts;
-            for (const auto& [path, bytes] : disk) {
-                std::string text(bytes->begin(), bytes->end());
+            for (const auto& [path, content] : disk.files) {
+                std::string text(content->bytes.begin(), content->bytes.end());
                 std::replace(text.begin(), text.end(), '\0', '.');
                 texts[path] = text;
             }
@@ -37,8 +37,13 @@ class ModelTest : public testing::Test {
         return found;
     }
 
+    static std::span<const std::uint8_t> bytesOf(const std::string& text) {
+        return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+    }
+
     StepLog log_;
     std::string reason_;
+    std::string old_; /**< what was deleted before */
 };
 
 TEST_F(ModelTest, NothingIsThereBeforeAnythingIsDone) {
@@ -76,7 +81,6 @@ TEST_F(ModelTest, AWriteMayBeMissingTornOrZeroes) {
     EXPECT_THAT(found, Contains(Texts{{"d/a", "abcdefghij"}}));
     EXPECT_THAT(found, Contains(Texts{{"d/a", "a"}}));
     EXPECT_THAT(found, Contains(Texts{{"d/a", "abcdefghi"}}));
-    EXPECT_THAT(found, Contains(Texts{{"d/a", "abcdefghi."}}));
 }
 
 TEST_F(ModelTest, ALaterWriteMayBeThereWithoutAnEarlierOne) {
@@ -104,10 +108,61 @@ TEST_F(ModelTest, BytesThatAreWrittenOverMayBeTheOldOnes) {
     write(*file, 0, "old");
     file->sync(reason_);
     write(*file, 0, "new");
+    EXPECT_THAT(disks(), UnorderedElementsAre(Texts{{"d/a", "old"}}, Texts{{"d/a", "new"}}));
+}
+
+TEST_F(ModelTest, OfBytesInTwoSectorsOneMayBeTheOldOne) {
+    const auto file = create("d/a");
+    log_.syncFolder("d", reason_);
+    const std::string before(1024, 'x');
+    write(*file, 0, before);
+    file->sync(reason_);
+    write(*file, 511, "12");
+    const auto with = [&](const char* bytes) {
+        return Texts{{"d/a", before.substr(0, 511) + bytes + before.substr(513)}};
+    };
+    EXPECT_THAT(disks(), UnorderedElementsAre(with("xx"), with("12"), with("1x"), with("x2")));
+}
+
+TEST_F(ModelTest, WhatIsCutOffMayStillBeThere) {
+    const auto file = create("d/a");
+    log_.syncFolder("d", reason_);
+    write(*file, 0, "abcdef");
+    file->sync(reason_);
+    file->truncate(3, reason_);
+    EXPECT_THAT(disks(), UnorderedElementsAre(Texts{{"d/a", "abcdef"}}, Texts{{"d/a", "abc"}}));
+    file->sync(reason_);
+    EXPECT_THAT(disks(), UnorderedElementsAre(Texts{{"d/a", "abc"}}));
+}
+
+TEST_F(ModelTest, BlocksHoldWhatWasDeleted) {
+    const auto file = create("d/a");
+    log_.syncFolder("d", reason_);
+    write(*file, 0, std::string(100, 'a'));
+    file->sync(reason_);
+    write(*file, 100, std::string(1436, 'a'));
+    old_ = std::string(512, '1') + std::string(512, '2') + std::string(512, '3');
     const std::set<Texts> found = disks();
-    EXPECT_THAT(found, Contains(Texts{{"d/a", "old"}}));
-    EXPECT_THAT(found, Contains(Texts{{"d/a", "new"}}));
-    EXPECT_THAT(found, Contains(Texts{{"d/a", "nld"}}));
+    // The first sector has been written before: there the rest is zeroes.
+    const std::string begin = std::string(100, 'a') + std::string(412, '.');
+    EXPECT_THAT(found, Contains(Texts{{"d/a", begin + std::string(512, '2') + std::string(512, '3')}}));
+    EXPECT_THAT(found, Contains(Texts{{"d/a", begin + std::string(1024, '.')}}));
+    EXPECT_THAT(
+        found,
+        Contains(Texts{{"d/a", std::string(512, 'a') + std::string(512, '2') + std::string(512, 'a')}}));
+}
+
+TEST_F(ModelTest, AFullDiskTakesPartOfAWrite) {
+    const auto file = create("d/a");
+    log_.setSpace(3);
+    EXPECT_FALSE(file->write(0, "abcde", 5, reason_));
+    EXPECT_EQ(reason_, "d/a: No space left on device");
+    EXPECT_FALSE(file->write(3, "d", 1, reason_));
+    log_.setSpace(UINT64_MAX);
+    EXPECT_TRUE(file->write(3, "d", 1, reason_));
+    file->sync(reason_);
+    log_.syncFolder("d", reason_);
+    EXPECT_THAT(disks(), UnorderedElementsAre(Texts{{"d/a", "abcd"}}));
 }
 
 TEST_F(ModelTest, ALongWriteLosesSingleSectors) {
@@ -119,23 +174,39 @@ TEST_F(ModelTest, ALongWriteLosesSingleSectors) {
     EXPECT_THAT(disks(), Contains(Texts{{"d/a", std::string(512, 'x')}}));
 }
 
-TEST_F(ModelTest, ARenamedFileBearsOneOfItsNames) {
+TEST_F(ModelTest, ARenamedFileBearsOneOfItsNamesOrBothOrNone) {
     const auto file = create("d/a.part");
     write(*file, 0, "b");
     file->sync(reason_);
     log_.syncFolder("d", reason_);
     log_.rename("d/a.part", "d/a", reason_);
-    EXPECT_THAT(disks(), UnorderedElementsAre(Texts{{"d/a.part", "b"}}, Texts{{"d/a", "b"}}));
+    EXPECT_THAT(disks(), UnorderedElementsAre(Texts{{"d/a.part", "b"}}, Texts{{"d/a", "b"}},
+                                              Texts{{"d/a.part", "b"}, {"d/a", "b"}}, Texts{}));
+    PowerCut(log_.steps(), log_.steps().size()).forEachDisk(0, [](const Disk& disk) {
+        EXPECT_EQ(disk.nameless.count("d/a"), disk.files.empty() ? 1U : 0U);
+    });
+    log_.syncFolder("d", reason_);
+    EXPECT_THAT(disks(), UnorderedElementsAre(Texts{{"d/a", "b"}}));
+}
+
+TEST_F(ModelTest, AFileThatIsReplacedIsTheOldOneOrTheNewOne) {
+    const auto old = create("d/a");
+    write(*old, 0, "old");
+    old->sync(reason_);
+    const auto fresh = create("d/b");
+    write(*fresh, 0, "new");
+    fresh->sync(reason_);
+    log_.syncFolder("d", reason_);
+    log_.replace("d/b", "d/a", reason_);
+    EXPECT_THAT(disks(), UnorderedElementsAre(Texts{{"d/a", "old"}, {"d/b", "new"}}, Texts{{"d/a", "new"}},
+                                              Texts{{"d/a", "new"}, {"d/b", "new"}}, Texts{{"d/a", "old"}}));
 }
 
 TEST_F(ModelTest, NamesAreIndependentOfEachOther) {
-    create("d/a.part");
-    log_.syncFolder("d", reason_);
-    log_.rename("d/a.part", "d/a", reason_);
-    create("d/b.part");
-    EXPECT_THAT(disks(), UnorderedElementsAre(Texts{{"d/a.part", ""}}, Texts{{"d/a", ""}},
-                                              Texts{{"d/a.part", ""}, {"d/b.part", ""}},
-                                              Texts{{"d/a", ""}, {"d/b.part", ""}}));
+    create("d/a");
+    create("d/b");
+    EXPECT_THAT(disks(), UnorderedElementsAre(Texts{}, Texts{{"d/a", ""}}, Texts{{"d/b", ""}},
+                                              Texts{{"d/a", ""}, {"d/b", ""}}));
 }
 
 TEST_F(ModelTest, ARemovedFileMayStillBeThere) {
@@ -151,7 +222,7 @@ TEST_F(ModelTest, OnlyWhatWasDoneCounts) {
     write(*file, 0, "bytes");
     std::set<std::size_t> sizes;
     PowerCut(log_.steps(), 2).forEachDisk(kDraws, [&](const Disk& disk) {
-        sizes.insert(disk.at("d/a")->size());
+        sizes.insert(disk.files.at("d/a")->bytes.size());
     });
     EXPECT_THAT(sizes, UnorderedElementsAre(0U));
 }
@@ -176,14 +247,14 @@ TEST_F(ModelTest, TheLogRefusesWhatADiskRefuses) {
     EXPECT_EQ(log_.steps().size(), 3U);
 }
 
-TEST_F(ModelTest, AStepKnowsHowFarItsWriterWas) {
-    std::size_t given = 3;
-    StepLog log([&] { return given; });
+TEST_F(ModelTest, AStepKnowsWhatHadBeenCapturedWhenItWasDone) {
+    double captured = 3;
+    StepLog log([&] { return captured; });
     log.create("d/a", reason_);
-    given = 5;
+    captured = 5;
     log.syncFolder("d", reason_);
-    EXPECT_EQ(log.steps()[0].progress, 3U);
-    EXPECT_EQ(log.steps()[1].progress, 5U);
+    EXPECT_EQ(log.steps()[0].captured, 3);
+    EXPECT_EQ(log.steps()[1].captured, 5);
 }
 
 }  // namespace

@@ -7,51 +7,60 @@
 namespace kep::host {
 namespace {
 
-/** Puts a file layer in use while it lives. */
-class InUse {
-  public:
-    explicit InUse(FileLayer& layer) { FileLayer::use(&layer); }
-    ~InUse() { FileLayer::use(nullptr); }
-    InUse(const InUse&) = delete;
-    InUse& operator=(const InUse&) = delete;
-};
+constexpr double kRounding = 0.01; /**< seconds; less than a picture */
 
 void must(bool done, const char* reason) {
     if (!done) throw std::runtime_error(reason);
 }
 
+double secondsBetween(const MediaPacket& one, const MediaPacket& other) {
+    return std::chrono::duration<double>(other.stamp - one.stamp).count();
+}
+
 }  // namespace
 
-SampleRecording::SampleRecording(const SampleStream& sample, int secondsOfSegment) : stream(sample) {
-    std::size_t captured = 0;
+SampleRecording::SampleRecording(const SampleStream& sample, int secondsOfSegment, const std::string& muxer)
+    : stream(sample) {
+    const bool isProtected = muxer.find("flush=true") != muxer.npos;
+    double captured = 0;
     StepLog log([&] { return captured; });
     const InUse inUse(log);
     // No queue between: each packet has gone all its way before the next is captured.
     Described recorder(
         "type=application,layout={type=pipeline,layout={TestSource:name=src+VornisaSeamless:name=seamless,"
         "duration=" +
-        std::to_string(secondsOfSegment) +
-        "s+muxer-fmp4:name=muxer,flush=true,url={file:///sd/rec.mp4,temp_ext_name=part}}}");
+        std::to_string(secondsOfSegment) + "s+" + muxer + ",url={file:///sd/rec.mp4,temp_ext_name=part}}}");
     must(recorder && recorder.play(), "the recorder does not start");
     TestSource& source = recorder.child<TestSource>("src");
-    const SteadyTime begin = stream.packets.front()->stamp;
+    const MediaPacket& first = *stream.packets.front();
     for (std::size_t i = 0; i < stream.packets.size(); ++i) {
         const MediaPacket& packet = *stream.packets[i];
-        const auto due = begin + std::chrono::seconds(secondsOfSegment) * segments.size();
-        if (packet.isVideo() && packet.key && packet.stamp >= due) {
+        const double age = secondsBetween(first, packet);
+        const double due = secondsOfSegment * static_cast<double>(segments.size());
+        if (packet.isVideo() && packet.key && age > due - kRounding) {
             if (!segments.empty()) segments.back().end = i;
             segments.push_back({"", i, stream.packets.size()});
         }
-        captured = i + 1;
+        captured = age;
         source.push(stream.packets[i]);
+        noteNames(log);
     }
     must(recorder.stop(), "the recorder does not stop");
+    noteNames(log);
     steps = log.steps();
-    std::size_t named = 0;
-    for (const Step& step : steps) {
-        if (step.kind == Step::Kind::rename && named < segments.size()) segments[named++].path = step.to;
+    must(told.size() == segments.size(), "not every segment has got its name");
+    for (std::size_t i = 0; i < segments.size(); ++i) {
+        segments[i].path = told[i].path;
+        if (!isProtected) continue;
+        begins[told[i].path] = secondsBetween(first, *stream.packets[segments[i].begin]);
     }
-    must(named == segments.size(), "not every segment has got its name");
+}
+
+void SampleRecording::noteNames(const StepLog& log) {
+    for (; noted_ < log.steps().size(); ++noted_) {
+        const Step& step = log.steps()[noted_];
+        if (step.kind == Step::Kind::rename) told.push_back({step.to, log.count()});
+    }
 }
 
 }  // namespace kep::host

@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <optional>
+#include <regex>
 
 #include "faulty_layer.h"
 #include "judged_file.h"
@@ -218,7 +219,9 @@ TEST_P(MediaFiles, PlayAsFarAsTheyGoWhereverAWriteFails) {
         const auto file = MediaFile::open(name, settings(true), sample().video, sample().audio, reason_);
         ASSERT_TRUE(file) << reason_;
         failedOnce = false;
+        std::size_t given = 0;
         for (const SharedPacket& packet : sample().packets) {
+            ++given;
             failedOnce = !file->write(*packet, reason_);
             if (failedOnce) break;
         }
@@ -227,9 +230,15 @@ TEST_P(MediaFiles, PlayAsFarAsTheyGoWhereverAWriteFails) {
         failedOnce = failedOnce || !reason_.empty();
         EXPECT_EQ(finished, file->location() == name);
         EXPECT_EQ(finished, std::filesystem::exists(name));
+        const std::size_t lost = file->lost(Media::Kind::video) + file->lost(Media::Kind::audio);
+        if (file->location().empty()) {
+            EXPECT_EQ(lost, given);
+        }
         if (!finished) continue;
         ++named;
-        EXPECT_GT(JudgedFile(name, kWidth, kHeight, false).video().size(), 0U);
+        const JudgedFile played(name, kWidth, kHeight, false);
+        EXPECT_GT(played.video().size(), 0U);
+        EXPECT_EQ(played.video().size() + played.audio().size() + lost, given) << nth;
     }
     EXPECT_GE(named, GetParam() == Container::mp4 ? 1 : kSeconds - 1);
 }
@@ -246,21 +255,45 @@ TEST_P(MediaFiles, HaveNoFinalNameWhenADiskDoesNotSync) {
     EXPECT_THAT(finished(), testing::IsEmpty());
 }
 
-TEST_P(MediaFiles, AreSyncedWhenAskedAndNotElse) {
+/** The steps of a disk, a letter each. */
+char letterOf(FaultyLayer::Step step) {
     using Step = FaultyLayer::Step;
+    switch (step) {
+        case Step::create:
+            return 'c';
+        case Step::write:
+            return 'w';
+        case Step::sync:
+            return 's';
+        case Step::close:
+            return 'x';
+        case Step::rename:
+            return 'r';
+        case Step::syncFolder:
+            return 'F';
+        default:
+            return '?';
+    }
+}
+
+TEST_P(MediaFiles, AreSyncedBeforeTheyGetTheirNameAndBetweenFragmentsWhenAsked) {
     for (const bool flush : {false, true}) {
-        FaultyLayer layer([](Step, int) { return nullptr; });
+        std::string steps;
+        FaultyLayer layer([&](FaultyLayer::Step step, int) {
+            steps += letterOf(step);
+            return nullptr;
+        });
         const std::string name = path(flush ? "f.mp4" : "n.mp4");
         const auto file = MediaFile::open(name, settings(flush), sample().video, sample().audio, reason_);
         for (const SharedPacket& packet : sample().packets) ASSERT_TRUE(file->write(*packet, reason_));
         ASSERT_TRUE(file->finish(reason_)) << reason_;
-        if (flush) {
-            EXPECT_GE(layer.count(Step::sync), GetParam() == Container::mp4 ? 1 : kSeconds);
-            EXPECT_GE(layer.count(Step::syncFolder), 1);
-        } else {
-            EXPECT_EQ(layer.count(Step::sync), 0);
-            EXPECT_EQ(layer.count(Step::syncFolder), 0);
-        }
+        // Two fragments a second; the first is followed by the name, the last is synced with what follows it.
+        const std::string between = "{" + std::to_string(2 * kSeconds - 2) + "}";
+        std::string expected = "cw+sxrF";
+        if (flush && GetParam() == Container::fragmentedMp4)
+            expected = "cwswswsF(wsws)" + between + "wswwswsxrF";
+        if (flush && GetParam() == Container::mpegTs) expected = "cwsF(ws)" + between + "wsxrF";
+        EXPECT_TRUE(std::regex_match(steps, std::regex(expected))) << steps << " is not " << expected;
     }
 }
 

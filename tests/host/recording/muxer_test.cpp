@@ -61,7 +61,15 @@ class MuxerTest : public recording_test::RecordingTest {
         return dynamic_cast<ClipWriter&>(*pipeline_->operator->()->findChild("out", true));
     }
 
+    /** Keeps what is told of clips that fail. */
+    ClipWriter::OnFailed noted() {
+        return [this](const ClipFailure& failure) {
+            failures_.push_back(failure.url + ": " + failure.reason + ", kept: " + failure.kept);
+        };
+    }
+
     std::unique_ptr<Described> pipeline_;
+    std::vector<std::string> failures_;
 };
 
 bool isVideo(const MediaPacket& packet) {
@@ -175,8 +183,8 @@ TEST_F(MuxerTest, BeginsAnotherFileWhenThePicturesChange) {
 
 TEST_F(MuxerTest, WritesClipsBesideItsOwnFile) {
     make("");
-    const auto first = clips().beginClip(url("first.mp4"));
-    const auto second = clips().beginClip("");
+    const auto first = clips().beginClip(url("first.mp4"), noted());
+    const auto second = clips().beginClip("", noted());
     ASSERT_TRUE(first && second);
     for (const SharedPacket& packet : sample().packets) {
         push(packet);
@@ -199,28 +207,26 @@ TEST_F(MuxerTest, WritesClipsBesideItsOwnFile) {
 TEST_F(MuxerTest, RefusesClipsOfWhatIsNoFile) {
     make("");
     const ErrorLines lines;
-    EXPECT_EQ(clips().beginClip("http://host/a.mp4"), nullptr);
+    EXPECT_EQ(clips().beginClip("http://host/a.mp4", noted()), nullptr);
     EXPECT_THAT(lines.messages(),
                 ElementsAre("muxer-fmp4 \"out\": url={http://host/a.mp4} is no URL of a file"));
-    EXPECT_EQ(pipeline_->waitForMessage("name=failed"),
-              "name=failed,media=file,url=http://host/a.mp4,reason=it is no URL that a clip can have");
+    EXPECT_THAT(failures_, ElementsAre("http://host/a.mp4: it is no URL that a clip can have, kept: "));
 }
 
 TEST_F(MuxerTest, TellsOnceOfAClipThatNothingHasComeFor) {
     make("");
     const ErrorLines lines;
     {
-        const auto clip = clips().beginClip(url("never.mp4"));
+        const auto clip = clips().beginClip(url("never.mp4"), noted());
         ASSERT_TRUE(clip);
         EXPECT_FALSE(clip->finish());
         EXPECT_FALSE(clip->finish());
     }
     ASSERT_TRUE(pipeline_->stop());
     ASSERT_NE(pipeline_->waitForMessage("name=stopped"), "");
-    const std::string reason =
-        (folder() / "never.mp4").string() + ": nothing has come that it could be made of";
-    EXPECT_THAT(pipeline_->messages("name=failed"),
-                ElementsAre("name=failed,media=file,url=" + url("never.mp4") + ",reason=" + reason));
+    const std::string reason = (folder() / "never.mp4").string() + ": no packets received";
+    EXPECT_THAT(failures_, ElementsAre(url("never.mp4") + ": " + reason + ", kept: "));
+    EXPECT_THAT(pipeline_->messages("name=failed"), IsEmpty());
     EXPECT_THAT(lines.messages(), ElementsAre("muxer-fmp4 \"out\": " + reason));
     EXPECT_THAT(names(), testing::IsEmpty());
 }
@@ -265,7 +271,10 @@ TEST_F(MuxerTest, TellsOfAFullDiskAndOfTheFileThatItClosed) {
                     ElementsAre("muxer-fmp4 \"out\": " + (folder() / "a.mp4.part").string() +
                                 ": No space left on device"));
     }
-    EXPECT_EQ(pipeline_->waitForMessage("name=recordStop"), "name=recordStop,url=" + url("a.mp4"));
+    EXPECT_EQ(pipeline_->waitForMessage("name=failed"),
+              "name=failed,media=file,url=" + url("a.mp4") + ",kept=" + url("a.mp4") +
+                  ",reason=" + (folder() / "a.mp4.part").string() + ": No space left on device");
+    EXPECT_THAT(pipeline_->messages("name=recordStop"), IsEmpty());
     EXPECT_THAT(names(), ElementsAre("a.mp4"));
     EXPECT_FALSE(played("a.mp4").video().empty());
     layer.setFault([](Step, int) -> const char* { return nullptr; });
@@ -282,8 +291,11 @@ TEST_F(MuxerTest, SaysWhereAFileLiesThatCannotBeRenamed) {
     make();
     pushSample();
     ASSERT_TRUE(pipeline_->stop());
-    EXPECT_NE(pipeline_->waitForMessage("name=failed"), "");
-    EXPECT_EQ(pipeline_->waitForMessage("name=recordStop"), "name=recordStop,url=" + url("a.mp4.part"));
+    EXPECT_EQ(
+        pipeline_->waitForMessage("name=failed")
+            .find("name=failed,media=file,url=" + url("a.mp4") + ",kept=" + url("a.mp4.part") + ",reason="),
+        0U);
+    EXPECT_THAT(pipeline_->messages("name=recordStop"), IsEmpty());
     EXPECT_FALSE(played("a.mp4.part").video().empty());
 }
 

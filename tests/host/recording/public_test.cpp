@@ -53,17 +53,6 @@ TEST_F(PublicRecording, EndsByReleaseToo) {
     EXPECT_FALSE(JudgedFile(folder() / "a.mp4").video().empty());
 }
 
-TEST_F(PublicRecording, TakesThePlaceOfTheOneThatRuns) {
-    ASSERT_EQ(record(60, "a.mp4", kProtected), VNRES_SUCCEED);
-    ASSERT_TRUE(waitForOpenFile());
-    ASSERT_EQ(record(60, "b.mp4", kProtected), VNRES_SUCCEED);
-    EXPECT_THAT(finished(), testing::ElementsAre(folder() / "a.mp4"));
-    ASSERT_TRUE(waitForOpenFile());
-    ASSERT_EQ(end(), VNRES_SUCCEED);
-    EXPECT_THAT(names(), testing::ElementsAre("a.mp4", "b.mp4"));
-    EXPECT_FALSE(JudgedFile(folder() / "b.mp4").video().empty());
-}
-
 TEST_F(PublicRecording, IsNeverWrittenOverAnother) {
     for (int i = 0; i < 2; ++i) {
         ASSERT_EQ(record(60, "a.mp4", nullptr), VNRES_SUCCEED);

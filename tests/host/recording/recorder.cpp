@@ -94,10 +94,12 @@ bool RecordingMessages::waitFor(const std::string& name, std::size_t count) cons
     return waitUntil([&] { return all(name).size() >= count; });
 }
 
-int RecordingMessages::lost() const {
+int RecordingMessages::lost(const std::string& media) const {
     int packets = 0;
-    for (const std::string& text : all("frameLost"))
-        packets += kep::base::AttrSet(text.c_str()).GetOrDef<int>("lost", 0);
+    for (const std::string& text : all("frameLost")) {
+        const kep::base::AttrSet attributes(text.c_str());
+        if (attributes.GetOrDef("media", "") == media) packets += attributes.GetOrDef<int>("lost", 0);
+    }
     return packets;
 }
 

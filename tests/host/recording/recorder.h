@@ -43,8 +43,8 @@ class RecordingMessages {
     /** The messages of that name so far. */
     std::vector<std::string> all(const std::string& name) const;
     bool waitFor(const std::string& name, std::size_t count) const;
-    /** Packets that were reported as lost. */
-    int lost() const;
+    /** Packets of a kind ("video", "audio") that were told as lost. */
+    int lost(const std::string& media) const;
 
   private:
     std::shared_ptr<MessageBox> box_ = std::make_shared<MessageBox>();

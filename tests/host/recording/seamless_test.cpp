@@ -66,6 +66,20 @@ TEST_F(SeamlessTest, CutsBeforeTheKeyFrameAtEachMultipleOfTheDuration) {
     EXPECT_THAT(starts(), testing::ElementsAre(0, 2000, 4000, 6000, 8000));
 }
 
+TEST_F(SeamlessTest, AsksForAKeyFrameAtEachCut) {
+    make("2s");
+    push(videoPacket(kBegin, true));
+    TestSource& source = pipeline_->child<TestSource>("in");
+    EXPECT_THAT(source.keyFrameRequests(), testing::ElementsAre(kBegin + milliseconds(2000)));
+    push(videoPacket(kBegin + milliseconds(1960), false));
+    push(videoPacket(kBegin + milliseconds(2000), true));
+    EXPECT_THAT(source.keyFrameRequests(),
+                testing::ElementsAre(kBegin + milliseconds(2000), kBegin + milliseconds(4000)));
+    // It has not come in time.
+    push(videoPacket(kBegin + milliseconds(4040), false));
+    EXPECT_EQ(source.keyFrameRequests().back(), kBegin + milliseconds(4040));
+}
+
 TEST_F(SeamlessTest, TakesTheFirstKeyFrameAfterAMultipleAndDoesNotDrift) {
     make("1000ms");
     film(milliseconds(6000), 18);

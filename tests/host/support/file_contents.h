@@ -6,8 +6,8 @@
 #include <string>
 
 /**
- * All bytes of a file, as it is when it is opened; nothing of a missing one. They are read at once, as one by one
- * takes an instrumented program long.
+ * All bytes of a file, as it is when it is opened; nothing of a missing one. They are read at once, as one by
+ * one takes an instrumented program long.
  */
 template <class Bytes = std::string>
 Bytes contentsOf(const std::filesystem::path& path) {

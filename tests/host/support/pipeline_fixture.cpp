@@ -39,6 +39,16 @@ SharedPacket audioPacket(SteadyTime stamp, int size) {
     return packetOf(Media::Kind::audio, stamp, size);
 }
 
+void TestSource::requestKeyFrame(SteadyTime at) {
+    const std::lock_guard lock(mutex_);
+    keyFrameRequests_.push_back(at);
+}
+
+std::vector<SteadyTime> TestSource::keyFrameRequests() {
+    const std::lock_guard lock(mutex_);
+    return keyFrameRequests_;
+}
+
 void TestSink::take(const SharedPacket& packet, const Element&) {
     std::unique_lock lock(mutex_);
     char name[16] = {};

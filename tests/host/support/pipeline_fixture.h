@@ -35,6 +35,14 @@ class TestSource final : public SourceElement {
     ~TestSource() override { retire(); }
     void push(const SharedPacket& packet) { give(packet); }
     void cut() { giveCut(); }
+    void flush() { giveFlush(); }
+    void requestKeyFrame(SteadyTime at) override;
+    /** What key frames were asked for, the first first. */
+    std::vector<SteadyTime> keyFrameRequests();
+
+  private:
+    std::mutex mutex_;
+    std::vector<SteadyTime> keyFrameRequests_;
 };
 
 /** Keeps what it is given: class TestSink. */
@@ -43,6 +51,8 @@ class TestSink final : public Element {
     ~TestSink() override { retire(); }
     void take(const SharedPacket& packet, const Element& from) override;
     void takeCut(const Element&) override;
+    void takeFlush(const Element&) override { ++flushes_; }
+    int flushes() const { return flushes_; }
     /** As setPrompt() says; false at first. */
     bool isPrompt() override { return prompt_; }
     void setPrompt(bool prompt) { prompt_ = prompt; }
@@ -70,6 +80,7 @@ class TestSink final : public Element {
     std::vector<SharedPacket> packets_;
     int cutAfter_ = -1;
     bool open_ = true;
+    std::atomic<int> flushes_{0};
     std::atomic<bool> prompt_{false};
     std::atomic<milliseconds> allowedLag_{milliseconds(0)};
     std::thread::id thread_;

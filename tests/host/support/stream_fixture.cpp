@@ -33,6 +33,10 @@ std::vector<Frame> pull(api::streaming::common::IStreamOutput& source, std::size
     return frames;
 }
 
+State stateOf(object_base& source) {
+    return dynamic_cast<api::streaming::common::IState&>(source).CurrentState();
+}
+
 bool isPlaying(object_base& source) {
     return source.AsType<stream::IStatus>()->StatusIsPlay();
 }

@@ -41,6 +41,7 @@ Owned<IYuvSource> newYuv(int width = 640, int height = 360, int rate = 60);
 std::vector<Frame> pull(api::streaming::common::IStreamOutput& source, std::size_t count);
 
 bool isPlaying(object_base& source);
+State stateOf(object_base& source);
 
 /** Collects the messages of a source. */
 class Messages {

@@ -35,6 +35,12 @@ std::unique_ptr<FileLayer::File> WatchedDisk::create(const std::string& path, st
     return file ? std::make_unique<WatchedFile>(*this, path, std::move(file)) : nullptr;
 }
 
+std::unique_ptr<FileLayer::File> WatchedDisk::open(const std::string& path, std::string& reason) {
+    if (!pass(Step::open, path, reason)) return nullptr;
+    auto file = system().open(path, reason);
+    return file ? std::make_unique<WatchedFile>(*this, path, std::move(file)) : nullptr;
+}
+
 bool WatchedDisk::rename(const std::string& from, const std::string& to, std::string& reason) {
     return pass(Step::rename, from, reason) && system().rename(from, to, reason);
 }

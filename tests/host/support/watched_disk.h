@@ -4,17 +4,20 @@
 #include <memory>
 #include <string>
 
-#include "media/files/file_layer.h"
+#include "recordings/file_layer.h"
 
 namespace kep::host {
+
+using recordings::FileLayer;
 
 /** The operating system's file layer, in which every step first has to pass: a test's way to refuse it. */
 class WatchedDisk : public FileLayer {
   public:
-    enum class Step { create, write, truncate, sync, close, rename, replace, syncFolder, remove };
-    static constexpr int kSteps = 9;
+    enum class Step { create, write, truncate, sync, close, rename, replace, syncFolder, remove, open };
+    static constexpr int kSteps = 10;
 
     std::unique_ptr<File> create(const std::string& path, std::string& reason) final;
+    std::unique_ptr<File> open(const std::string& path, std::string& reason) final;
     bool rename(const std::string& from, const std::string& to, std::string& reason) final;
     bool replace(const std::string& from, const std::string& to, std::string& reason) final;
     bool syncFolder(const std::string& folder, std::string& reason) final;

@@ -240,10 +240,10 @@ TEST_F(HubTest, ALowerRateTakesEvenlySpacedPicturesOfAFasterCamera) {
 TEST_F(HubTest, StateAndMessagesFollowTheStream) {
     const auto source = newH264();
     Messages messages(*source);
-    EXPECT_EQ(source->CurrentState(), State::null);
+    EXPECT_EQ(stateOf(*source), State::null);
     EXPECT_FALSE(isPlaying(*source));
     ASSERT_TRUE(source->ChangeUp(State::play));
-    EXPECT_EQ(source->CurrentState(), State::play);
+    EXPECT_EQ(stateOf(*source), State::play);
     EXPECT_TRUE(isPlaying(*source));
     EXPECT_NE(messages.waitFor("name=started"), "");
     ASSERT_TRUE(source->ChangeDown(State::null));

@@ -1,0 +1,107 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "camera_recording.h"
+#include "replay.h"
+#include "wait_until.h"
+
+namespace kep::host {
+namespace {
+
+constexpr int kSecondsOfFile = 2;
+constexpr double kSeconds = 3.2;
+
+/** What is recorded has been filmed by a camera, encoded, kept in step and written by threads of its own. */
+void expectToPlay(const Recorded& recorded) {
+    DiskJudge judge(recorded, recovered);
+    const Replay replay(recorded, judge, draws(3));
+    EXPECT_TRUE(replay.faults.empty()) << replay.text();
+    std::printf("%zu steps, %zu outcomes, %zu different files, most lost %.2f s\n", recorded.steps.size(),
+                replay.disks, judge.filesSeen(), judge.mostLost());
+}
+
+TEST(CameraTest, EveryOutcomePlaysWithAMicrophone) {
+    CameraRecording camera("test");
+    camera.record(kSecondsOfFile);
+    camera.waitFor(kSeconds);
+    expectToPlay(camera.finish());
+}
+
+/** A file that takes the microphone away while it is there. */
+class Away {
+  public:
+    Away() : path_(std::filesystem::temp_directory_path() / ("away" + std::to_string(getpid()))) {}
+    ~Away() { std::filesystem::remove(path_); }
+    Away(const Away&) = delete;
+    Away& operator=(const Away&) = delete;
+
+    void begin() const { std::ofstream(path_) << "away"; }
+    void end() const { std::filesystem::remove(path_); }
+    const std::string& path() const { return path_; }
+
+  private:
+    const std::string path_;
+};
+
+TEST(CameraTest, EveryOutcomePlaysWithoutAMicrophone) {
+    const Away away;
+    away.begin();
+    CameraRecording camera("test:lost=" + away.path());
+    camera.record(kSecondsOfFile);
+    camera.waitFor(kSeconds);
+    expectToPlay(camera.finish());
+}
+
+TEST(CameraTest, EveryOutcomePlaysWithAMicrophoneThatComesAndGoes) {
+    const Away away;
+    CameraRecording camera("test:stalled=" + away.path());
+    camera.record(kSecondsOfFile);
+    camera.waitFor(1);
+    away.begin();
+    camera.waitFor(kSeconds - 1);
+    away.end();
+    camera.waitFor(1);
+    expectToPlay(camera.finish());
+}
+
+TEST(CameraTest, EveryOutcomePlaysOnADiskThatTakesLong) {
+    CameraRecording camera("test");
+    camera.disk().setSyncTime(std::chrono::milliseconds(50));
+    camera.record(kSecondsOfFile);
+    camera.waitFor(kSeconds);
+    expectToPlay(camera.finish());
+}
+
+TEST(CameraTest, EveryOutcomePlaysOnADiskThatWasFull) {
+    CameraRecording camera("test");
+    camera.allowLoss();
+    camera.disk().setSpace(600'000);
+    camera.record(kSecondsOfFile);
+    ASSERT_TRUE(waitUntil([&] { return camera.disk().isFull(); }));
+    camera.waitFor(0.2);
+    camera.disk().setSpace(UINT64_MAX);
+    camera.waitFor(kSeconds);
+    const Recorded recorded = camera.finish();
+    EXPECT_GE(recorded.begins.size(), 3U);
+    expectToPlay(recorded);
+}
+
+TEST(CameraTest, ClipsAndPicturesAreWholeUnderTheirNames) {
+    CameraRecording camera("test");
+    camera.trigger("file:///sd/one.mp4", 0, 2);
+    camera.takePicture("/sd/picture.jpg");
+    camera.trigger("file:///sd/two.mp4", 1, 1);
+    camera.takePicture("/sd/picture.jpg");
+    camera.waitForFile("/sd/one.mp4");
+    camera.waitForFile("/sd/two.mp4");
+    camera.takePicture("/sd/picture.jpg");
+    const Recorded recorded = camera.finish();
+    EXPECT_EQ(recorded.told.size(), 5U);
+    expectToPlay(recorded);
+}
+
+}  // namespace
+}  // namespace kep::host

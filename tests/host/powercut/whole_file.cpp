@@ -1,0 +1,145 @@
+#include "whole_file.h"
+
+#include <algorithm>
+#include <cstring>
+#include <stdexcept>
+
+#include "recorded_file.h"
+
+namespace kep::host {
+namespace {
+
+constexpr std::size_t kBoxHeader = 8;
+
+}  // namespace
+
+bool hasRightIndex(const Bytes& content) {
+    const std::vector<Box> boxes = boxesOf(content);
+    const auto number = [&](std::size_t at, std::size_t size) {
+        std::uint64_t value = 0;
+        for (std::size_t i = 0; i < size; ++i) value = value << 8 | content[at + i];
+        return value;
+    };
+    for (const Box& index : boxes) {
+        if (index.kind != "mfra") continue;
+        if (index.end != content.size()) return false;
+        for (std::size_t at = index.begin + kBoxHeader; at + kBoxHeader <= index.end;) {
+            const std::uint64_t size = number(at, 4);
+            if (size < kBoxHeader || size > index.end - at) return false;
+            const bool isTable = std::memcmp(content.data() + at + 4, "tfra", 4) == 0;
+            // Version 1 has 64 bits for each time and place; after them come three numbers of 1 to 4 bytes.
+            if (isTable) {
+                const bool isLong = content[at + 8] == 1;
+                const std::uint64_t sizes = number(at + 16, 4);
+                const std::size_t entry =
+                    (isLong ? 16 : 8) + 3 + (sizes >> 4 & 3) + (sizes >> 2 & 3) + (sizes & 3);
+                const std::uint64_t count = number(at + 20, 4);
+                if (24 + count * entry != size) return false;
+                for (std::uint64_t i = 0; i < count; ++i) {
+                    const std::size_t place = at + 24 + i * entry + (isLong ? 8 : 4);
+                    const std::uint64_t fragment = number(place, isLong ? 8 : 4);
+                    if (std::none_of(boxes.begin(), boxes.end(), [&](const Box& box) {
+                            return box.kind == "moof" && box.begin == fragment;
+                        }))
+                        return false;
+                }
+            }
+            at += size;
+        }
+    }
+    return true;
+}
+
+std::vector<Box> boxesOf(const Bytes& content) {
+    std::vector<Box> boxes;
+    for (std::size_t at = 0; at + kBoxHeader <= content.size();) {
+        std::size_t size = 0;
+        for (std::size_t i = 0; i < 4; ++i) size = size << 8 | content[at + i];
+        if (size < kBoxHeader) break;
+        const auto* const kind = reinterpret_cast<const char*>(content.data() + at + 4);
+        boxes.push_back({std::string(kind, 4), at, at + size});
+        at += size;
+    }
+    return boxes;
+}
+
+bool hasFragment(const Bytes& content) {
+    const std::vector<Box> boxes = boxesOf(content);
+    return std::any_of(boxes.begin(), boxes.end(), [](const Box& box) { return box.kind == "moof"; });
+}
+
+WholeFile::WholeFile(Bytes content, double begin) : content_(std::move(content)), packets_(read(content_)) {
+    if (!packets_.fault.empty()) throw std::runtime_error("a finished file: " + packets_.fault);
+    if (packets_.video.empty()) throw std::runtime_error("a finished file has no picture");
+    const double first = packets_.video.front().time;
+    for (const Packet& packet : packets_.video) pictures_.push_back(begin + packet.time - first);
+    for (const Packet& packet : packets_.audio) sounds_.push_back(begin + packet.time - first);
+    for (const Box& box : boxesOf(content_)) {
+        if (box.kind == "moof") {
+            if (header_ == 0) header_ = box.begin;
+        } else {
+            ends_.push_back(box.end);
+        }
+    }
+    if (ends_.empty() || ends_.back() != content_.size())
+        throw std::runtime_error("a finished file does not end with a box");
+}
+
+WholeFile::Packets WholeFile::read(const Bytes& content) {
+    Packets packets;
+    const RecordedFile file(content);
+    if (!file.errors().empty()) {
+        packets.fault = file.errors().front();
+        return packets;
+    }
+    const auto take = [](const RecordedStream& stream, std::vector<Packet>& to) {
+        for (const auto& packet : stream.packets)
+            to.push_back({{packet->data, packet->data + packet->size}, stream.seconds(packet->pts)});
+    };
+    take(file.video(), packets.video);
+    take(file.audio(), packets.audio);
+    return packets;
+}
+
+WholeFile::Held WholeFile::heldBy(const Bytes& content) const {
+    const Packets found = read(content);
+    if (!found.fault.empty()) return {found.fault};
+    const auto isBeginning = [](const std::vector<Packet>& part, const std::vector<Packet>& whole) {
+        return part.size() <= whole.size() && std::equal(part.begin(), part.end(), whole.begin());
+    };
+    if (!isBeginning(found.video, packets_.video) || !isBeginning(found.audio, packets_.audio))
+        return {"holds something else than was captured for it"};
+    return {"", found.video.size(), found.audio.size()};
+}
+
+std::size_t WholeFile::sameBytes(const Bytes& content, std::string& tail) const {
+    std::size_t same = 0;
+    for (const std::size_t end : ends_) {
+        if (end > content.size() ||
+            std::memcmp(content.data() + same, content_.data() + same, end - same) != 0)
+            break;
+        same = end;
+    }
+    tail = "end";
+    if (content.size() - same < kBoxHeader) return same;
+    const std::uint8_t* const next = content.data() + same;
+    tail.assign(next + 4, next + kBoxHeader);
+    // Zeroes are no box and end what is read.
+    const bool isNothing = std::all_of(next, next + kBoxHeader, [](std::uint8_t byte) { return byte == 0; });
+    if (same < header_) {
+        const std::vector<Box> boxes = boxesOf(content);
+        const bool plays = std::any_of(boxes.begin(), boxes.end(), [&](const Box& box) {
+            return box.kind == "mdat" && box.end <= content.size();
+        });
+        tail = plays ? "!shows something before anything was complete" : "header";
+    } else if (isNothing) {
+        tail = "end";
+    } else if (tail != "free" && tail != "mfra") {
+        tail = "!goes on with damaged bytes";
+    } else if (boxesOf(content).back().end > content.size()) {
+        tail += " that is cut off";
+    }
+    return same;
+}
+
+}  // namespace kep::host

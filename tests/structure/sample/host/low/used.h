@@ -1,0 +1,1 @@
+// Included by the folder above.
