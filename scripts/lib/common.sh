@@ -28,11 +28,18 @@ run_logged() {
   return "$status"
 }
 
-# installed PACKAGE[:ARCHITECTURE]: of this machine's architecture when none is given.
-installed() {
-  local wanted="${1##*:}"
-  [[ $1 == *:* ]] || wanted=$(dpkg --print-architecture)
-  dpkg-query -W -f '${Architecture} ${db:Status-Status}\n' "$1" 2>/dev/null | grep -Eqx "($wanted|all) installed"
+# missing_packages PACKAGE[:ARCHITECTURE]...: those that are not installed, for this machine's architecture when none is
+# given.
+missing_packages() {
+  local native known package name architecture
+  native=$(dpkg --print-architecture)
+  known=$'\n'$(dpkg-query -W -f '${Package} ${Architecture} ${db:Status-Status}\n' "$@" 2>/dev/null)$'\n' || true
+  for package in "$@"; do
+    name=${package%%:*} architecture=$native
+    [[ $package != *:* ]] || architecture=${package##*:}
+    [[ $known == *$'\n'"$name $architecture installed"$'\n'* || $known == *$'\n'"$name all installed"$'\n'* ]] ||
+      echo "$package"
+  done
 }
 
 as_root() {
@@ -44,28 +51,33 @@ as_root() {
   fi
 }
 
+apt_update() { as_root env DEBIAN_FRONTEND=noninteractive apt-get -q -o DPkg::Lock::Timeout=120 update; }
 apt_install() {
-  as_root env DEBIAN_FRONTEND=noninteractive apt-get -q -o DPkg::Lock::Timeout=120 update
+  apt_update
   as_root env DEBIAN_FRONTEND=noninteractive apt-get -q -y -o DPkg::Lock::Timeout=120 \
     install --no-install-recommends "$@"
 }
 
+has_architecture() { dpkg --print-foreign-architectures | grep -qx "$1"; }
+
+# need_architecture NAME: among those whose packages apt knows.
+need_architecture() {
+  ! has_architecture "$1" || return 0
+  echo "Adding the package architecture $1"
+  as_root dpkg --add-architecture "$1" || die "the architecture $1 could not be added"
+}
+
 # need_packages PACKAGE...: installs what is missing of them and says so; quick and silent when nothing is.
 need_packages() {
-  local package missing=()
+  local missing
   command -v dpkg-query >/dev/null && command -v apt-get >/dev/null ||
     die "this is no Debian; install yourself what these packages hold: $*"
-  for package in "$@"; do
-    installed "$package" || missing+=("$package")
-  done
+  mapfile -t missing < <(missing_packages "$@")
   [ ${#missing[@]} -gt 0 ] || return 0
   if [ "$(id -u)" -ne 0 ] && ! command -v sudo >/dev/null; then
     die "these packages are missing and there is no sudo; as root run: apt-get install ${missing[*]}"
   fi
-  if [[ ${missing[*]} == *:armhf* ]] && ! dpkg --print-foreign-architectures | grep -qx armhf; then
-    echo "Adding the package architecture armhf"
-    as_root dpkg --add-architecture armhf
-  fi
+  [[ ${missing[*]} != *:armhf* ]] || need_architecture armhf
   printf 'Installing with apt: %s\n' "${missing[*]}"
   run_logged apt "Installing" apt_install "${missing[@]}" || die "the packages could not be installed"
 }
@@ -74,3 +86,17 @@ build_packages=(
   cmake ninja-build g++ pkg-config ffmpeg
   libavcodec-dev libavformat-dev libavdevice-dev libswscale-dev libswresample-dev libjpeg62-turbo-dev
 )
+test_packages=(libgtest-dev libgmock-dev pulseaudio)
+
+# use_compiler_cache: where ccache is installed, builds from now on use it, so that sources once compiled are not
+# compiled again. Of precompiled headers their contents count, not their times.
+use_compiler_cache() {
+  command -v ccache >/dev/null || return 0
+  export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
+  export CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
+}
+
+# all_sources: every C and C++ file of the tree, also those that Git does not know yet or may not look at.
+all_sources() {
+  find . -name '.?*' -prune -o -path ./build -prune -o -type f \( -name '*.c' -o -name '*.cpp' -o -name '*.h' \) -printf '%P\n' | sort
+}

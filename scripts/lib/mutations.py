@@ -79,6 +79,7 @@ class Source:
             self.condition(i)
             self.check(i)
         self.statements()
+        self.slots()
         unique = {(m.begin, m.end, m.text): m for m in reversed(self.found)}
         return sorted(unique.values(), key=lambda m: (m.begin, m.end, m.text))
 
@@ -96,8 +97,10 @@ class Source:
             self.add(begin, end, changed_text(text), "text")
         elif group == "char":
             self.add(begin, end, "'~'", "text")
-        elif group == "number":
+        elif group == "number" and not self.is_pure(i):
             self.add(begin, end, next_number(text), "default")
+        elif text == "std" and self.text(i + 2) == "int64_t" and self.text(i + 3) == "{":
+            self.add(begin, self.tokens[i + 2][3], "int", "width")
         elif group == "name" and text in NAMES and (self.coloured or text not in LINE_KINDS):
             self.add(begin, end, NAMES[text][1], NAMES[text][0])
         elif group == "mark" and spaced and text in COMPARISONS:
@@ -106,6 +109,10 @@ class Source:
             self.add(begin, end, ARITHMETIC[text], "arithmetic")
         elif text == "!":
             self.add(begin, end, "", "comparison")
+
+    def is_pure(self, i):
+        """The 0 of a function that has no body."""
+        return self.text(i - 1) == "=" and self.text(i - 2) in (")", "const") and self.text(i + 1) == ";"
 
     def closing(self, i):
         """The token that closes the bracket at token i."""
@@ -176,6 +183,24 @@ class Source:
                 if "(" in first and "(" in second:
                     self.add(previous[0], finish, second + self.content[previous[1]:begin] + first, "order")
             previous = (begin, finish, end) if own else None
+
+    def slots(self):
+        """Virtual functions: one more before each, and each before its neighbour."""
+        previous = None
+        for i in range(len(self.tokens)):
+            if self.text(i) != "virtual" or self.text(i - 1) not in (";", "{", "}", ":"):
+                continue
+            end = i
+            while self.text(end) not in (";", "{"):
+                end = self.closing(end) + 1 if self.text(end) == "(" else end + 1
+            if self.text(end) == "{":
+                end = self.closing(end)
+            begin, finish = self.tokens[i][2], self.tokens[end][3]
+            self.add(begin, begin, "virtual void insertedSlot() {} ", "slot")
+            if previous and previous[2] == i - 1:
+                self.add(previous[0], finish, self.content[begin:finish] + self.content[previous[1]:begin] +
+                         self.content[previous[0]:previous[1]], "slot")
+            previous = (begin, finish, end)
 
     def follows_header(self, i):
         if self.text(i - 1) != ")":

@@ -1,0 +1,34 @@
+# Measurements whose failures do not stop the others: sourced by scripts/bench and its tests.
+# shellcheck shell=bash
+unmeasured=()
+
+# measure FIGURES LOG TEXT COMMAND...: adds the figures that a command prints to FIGURES. A command that fails is
+# reported, and what it printed until then still counts.
+measure() {
+  local figures=$1 log=$2 text=$3 status
+  shift 3
+  printf '%s ...' "$text"
+  # Not behind `||`, where a function would go on after the first of its commands that fails.
+  set +e
+  (
+    set -e
+    "$@"
+  ) >>"$figures" 2>"$log" </dev/null
+  status=$?
+  set -e
+  if [ "$status" -eq 0 ]; then
+    echo
+    return 0
+  fi
+  printf ' failed with exit code %d:\n' "$status"
+  tail -n 5 "$log"
+  unmeasured+=("$text")
+}
+
+# print_table ASKED FIGURES: the table, whatever is missing in it, and what could not be measured.
+print_table() {
+  local text
+  awk -f bench/table.awk "$1" "$2"
+  for text in "${unmeasured[@]}"; do echo "Not measured: $text"; done
+  [ ${#unmeasured[@]} -eq 0 ]
+}

@@ -1,0 +1,172 @@
+"""Takes away one protection of the files after the other and runs the power-cut replay on each.
+
+mutate_files.py ROOT [--list | --in-place] [PART]...
+
+Works on a copy of the sources with a build of its own, in build/file-mutation; with --in-place on those of ROOT and in
+its release build, which is quicker where that is built already, and refuses files that are not committed. Each mutation replaces a text that has to
+be in its file exactly once, so that the list cannot fall behind the sources unseen.
+"""
+import os
+import re
+import subprocess
+import sys
+
+COPIED = ("api", "apps", "cmake", "framework", "host", "recordings", "tests", "scripts", "CMakeLists.txt",
+          "CMakePresets.json")
+# In the order in which they are run, until one has a failed test.
+PROGRAMS = ("powercut_tests", "powercut_camera_tests")
+RUN_LIMIT = 900  # seconds; a replay that hangs counts as red
+
+FILE_LAYER = "recordings/file_layer.cpp"
+OUTPUT = "host/media/recording/file_output.cpp"
+MEDIA_FILE = "host/media/recording/media_file.cpp"
+PICTURE_FILE = "host/media/video/picture_file.cpp"
+
+MUTATIONS = (
+    ("commit: the file is not synced before it is renamed", FILE_LAYER,
+     "if (!file.sync(reason) || !file.close(reason)) return Committed::no;",
+     "if (!file.close(reason)) return Committed::no;"),
+    ("commit: the folder is not synced after the renaming", FILE_LAYER,
+     "return syncFolder(folderOf(to), reason) ? Committed::durable : Committed::renamed;",
+     "return Committed::durable;"),
+    ("commit: the file is synced after it is renamed", FILE_LAYER,
+     "if (!file.sync(reason) || !file.close(reason)) return Committed::no;\n"
+     "    if (from != to && !(taken == Taken::replace ? replace(from, to, reason) : rename(from, to, reason)))\n"
+     "        return Committed::no;",
+     "if (from != to && !(taken == Taken::replace ? replace(from, to, reason) : rename(from, to, reason)))\n"
+     "        return Committed::no;\n"
+     "    if (!file.sync(reason) || !file.close(reason)) return Committed::no;"),
+    ("commit: the folder is synced before the renaming", FILE_LAYER,
+     "if (from != to && !(taken == Taken::replace ? replace(from, to, reason) : rename(from, to, reason)))\n"
+     "        return Committed::no;\n"
+     "    return syncFolder(folderOf(to), reason) ? Committed::durable : Committed::renamed;",
+     "if (!syncFolder(folderOf(to), reason)) return Committed::renamed;\n"
+     "    if (from != to && !(taken == Taken::replace ? replace(from, to, reason) : rename(from, to, reason)))\n"
+     "        return Committed::no;\n"
+     "    return Committed::durable;"),
+    ("padding: none before the end of a sector", OUTPUT,
+     "if (end != 0 && end <= kSector - kBoxHeader) return;", "if (end != 0) return;"),
+    ("padding: none at the beginning of a sector", OUTPUT,
+     "if (end != 0 && end <= kSector - kBoxHeader) return;", "if (end <= kSector - kBoxHeader) return;"),
+    ("padding: none behind fragments", OUTPUT,
+     "pad();\n    return writeBox(", "return writeBox("),
+    ("padding: none behind the header", OUTPUT,
+     "pad();\n    return write(", "return write("),
+    ("fragment: its header is written with the rest of it", OUTPUT,
+     "const BoxHeader passedOver = freeBox(kept_.size());", "const BoxHeader passedOver = header;"),
+    ("fragment: its header is written before the rest is synced", OUTPUT,
+     "return noted(writeKept(), reason) && (!sync || this->sync(reason)) &&",
+     "return noted(writeKept(), reason) && (sync || !sync) &&"),
+    ("fragment: not synced once its header is written", MEDIA_FILE,
+     "(flush_ && !isLast && !output_->sync(reason))", "false"),
+    ("fragment: only the last one is synced", MEDIA_FILE,
+     "if (!(isFragmented() ? output_->writeFragment(flush_, reason) : output_->write(reason)) ||\n"
+     "        (flush_ && !isLast && !output_->sync(reason)))",
+     "if (!(isFragmented() ? output_->writeFragment(false, reason) : output_->write(reason)))"),
+    ("header: not synced before the first fragment", MEDIA_FILE,
+     "return output_->writeHeader(reason) && (!flush_ || output_->sync(reason));",
+     "return output_->writeHeader(reason);"),
+    ("header: its name is not synced", MEDIA_FILE,
+     "named_ = !flush_ || layer.syncFolder(FileLayer::folderOf(openPath_), reason);", "named_ = true;"),
+    ("index: written as if no power were ever cut", MEDIA_FILE,
+     "if (!(isFragmented() ? output_->writeBox(flush_, reason) : output_->write(reason))) {",
+     "if (!output_->write(reason)) {"),
+    ("index: its header is not held back by a sync", MEDIA_FILE,
+     "if (!(isFragmented() ? output_->writeBox(flush_, reason) : output_->write(reason))) {",
+     "if (!(isFragmented() ? output_->writeBox(false, reason) : output_->write(reason))) {"),
+    ("file: the last fragment is not written as one", MEDIA_FILE,
+     "if (!endFragment(true, reason)) return false;\n    const int result = av_write_trailer",
+     "const int result = av_write_trailer"),
+    ("file: written under its final name", MEDIA_FILE,
+     'return settings.openExtension.empty() ? path : path + "." + settings.openExtension;',
+     "return settings.openExtension.empty() ? path + path : path;"),
+    ("fragments without an end where no key frame comes", MEDIA_FILE, "kLongestFragment(500)",
+     "kLongestFragment(2000)"),
+    ("picture: written under its final name", PICTURE_FILE,
+     'const std::string temporary = FileLayer::folderOf(path) + "/.picture_" + base::UniqueString() + ".part";',
+     "const std::string temporary = path;"),
+    ("full disk: the remains of a failed write stay", OUTPUT,
+     "return file_->truncate(size, ignored);", "return size + 1 > 0;"),
+)
+
+
+def build(copy, tree, programs):
+    return subprocess.run(["cmake", "--build", tree, "--target", *programs], cwd=copy, capture_output=True, text=True,
+                          check=False)
+
+
+def first_failure(tree, environment):
+    """The first test that fails; nothing when all pass."""
+    for program in PROGRAMS:
+        try:
+            run = subprocess.run([os.path.join(tree, "bin", program), "--gtest_fail_fast", "--gtest_brief=1"],
+                                 capture_output=True, text=True, env=environment, timeout=RUN_LIMIT, check=False)
+        except subprocess.TimeoutExpired:
+            return f"{program}: took more than {RUN_LIMIT} s"
+        if run.returncode == 0:
+            continue
+        failed = re.search(r"\[  FAILED  \] (\w+\.\w+)", run.stdout)
+        return failed.group(1) if failed else f"{program}: ended with {run.returncode}"
+    return None
+
+
+def place(root, in_place):
+    """Where the sources are that are changed, and their build."""
+    if in_place:
+        files = sorted({each[1] for each in MUTATIONS})
+        if subprocess.run(["git", "diff", "--quiet", "HEAD", "--", *files], cwd=root, check=False).returncode:
+            sys.exit("not committed: " + " ".join(files))
+        return root, os.path.join(root, "build", "release")
+    base = os.path.join(root, "build", "file-mutation")
+    copy, tree = os.path.join(base, "source"), os.path.join(base, "build")
+    os.makedirs(copy, exist_ok=True)
+    subprocess.run(["rsync", "-a", "--delete", *(os.path.join(root, name) for name in COPIED), copy], check=True)
+    subprocess.run(["cmake", "-S", copy, "-B", tree, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Release", "-DVORNISA_TESTS=ON"],
+                   check=True, capture_output=True)
+    return copy, tree
+
+
+def main():
+    root, *arguments = sys.argv[1:]
+    parts = [part for part in arguments if not part.startswith("--")]
+    chosen = [each for each in MUTATIONS if not parts or any(part in each[0] for part in parts)]
+    for name, file, old, _ in MUTATIONS:
+        with open(os.path.join(root, file), encoding="utf-8") as source:
+            if (count := source.read().count(old)) != 1:
+                sys.exit(f"{name}: {file} has its text {count} times, not once")
+    if "--list" in arguments:
+        print("\n".join(each[0] for each in chosen))
+        return
+    if not chosen:
+        sys.exit("no mutation has such a name")
+
+    environment = dict(os.environ, KEP_HOST_PRERECORD="attached")
+    copy, tree = place(root, "--in-place" in arguments)
+    built = build(copy, tree, PROGRAMS)
+    if built.returncode:
+        sys.exit(built.stdout[-3000:] + built.stderr[-1000:])
+    if failed := first_failure(tree, environment):
+        sys.exit(f"{failed} fails without any mutation")
+
+    width = max(len(each[0]) for each in chosen)
+    survived = 0
+    print(f"{'Mutation':{width}}  Red", flush=True)
+    for name, file, old, new in chosen:
+        path = os.path.join(copy, file)
+        with open(path, encoding="utf-8") as source:
+            text = source.read()
+        try:
+            with open(path, "w", encoding="utf-8") as source:
+                source.write(text.replace(old, new))
+            built = build(copy, tree, PROGRAMS)
+            verdict = "does not compile" if built.returncode else first_failure(tree, environment)
+        finally:
+            with open(path, "w", encoding="utf-8") as source:
+                source.write(text)
+        survived += built.returncode != 0 or verdict is None
+        print(f"{name:{width}}  {verdict or 'SURVIVED'}", flush=True)
+    print(f"{len(chosen) - survived} of {len(chosen)} turned a replay red")
+    sys.exit(1 if survived else 0)
+
+
+main()
