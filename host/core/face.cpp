@@ -45,20 +45,22 @@ Result pass(const Face& face, Result failed, Call call) {
 
 }  // namespace
 
-Face::Face(const std::shared_ptr<ObjectImpl>& object, Role role)
-    : object_(object), identity_(object.get()), role_(role) {
+Face::Face(const std::shared_ptr<ObjectImpl>& object, Role role) : object_(object), role_(role) {
     object->addListener(port_);
     if (role_ == Role::maker) MakersFaces::instance().add(this);
 }
 
 Face::~Face() {
     port_.setCallback(nullptr);
-    if (const std::shared_ptr<ObjectImpl> object = object_.lock()) object->removeListener(port_);
+    if (role_ == Role::maker) MakersFaces::instance().remove(this);
+    // Of an ended object nothing is left to do, and its address may be another's by now.
+    const std::shared_ptr<ObjectImpl> object = object_.lock();
+    if (!object) return;
+    object->removeListener(port_);
     if (role_ == Role::finder) {
-        NamedObjects::instance().leave(identity_);
+        NamedObjects::instance().leave(object.get());
     } else {
-        MakersFaces::instance().remove(this);
-        NamedObjects::instance().abandon(identity_);
+        NamedObjects::instance().abandon(object.get());
     }
 }
 

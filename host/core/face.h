@@ -54,7 +54,6 @@ class KEP_API Face final : public base::object, public base::IMessageProcesser, 
 
   private:
     const std::weak_ptr<ObjectImpl> object_;
-    const ObjectImpl* const identity_; /**< never followed */
     const Role role_;
     MessagePort port_;
 };

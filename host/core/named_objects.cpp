@@ -20,7 +20,8 @@ NamedObjects::Entries::iterator NamedObjects::entryOf(const ObjectImpl* object) 
 /** Takes the entry out, for its object to be destroyed with no lock held. */
 void NamedObjects::takeIfUnused(const ObjectImpl* object, Entries& unused) {
     const auto entry = entryOf(object);
-    if (entry != entries_.end() && entry->finders == 0) unused.splice(unused.begin(), entries_, entry);
+    if (entry != entries_.end() && entry->finders == 0 && !entry->isBeingMade)
+        unused.splice(unused.begin(), entries_, entry);
 }
 
 std::shared_ptr<ObjectImpl> NamedObjects::find(const std::string& key, const Construct& construct) {
@@ -34,7 +35,7 @@ std::shared_ptr<ObjectImpl> NamedObjects::find(const std::string& key, const Con
         return found->object;
     }
     std::shared_ptr<ObjectImpl> made = construct();
-    if (made) entries_.push_back({key, made, 1, false, true});
+    if (made) entries_.push_back({key, made, 1, false, false, true});
     return made;
 }
 
@@ -53,10 +54,11 @@ std::shared_ptr<ObjectImpl> NamedObjects::begin(const std::string& key, const Co
                                     [&key](const Entry& entry) { return entry.key == key && !entry.isMade; });
     if (empty != entries_.rend()) {
         empty->isMade = true;
+        empty->isBeingMade = true;
         return empty->object;
     }
     std::shared_ptr<ObjectImpl> made = construct();
-    if (made) entries_.push_back({key, made, 0, true, false});
+    if (made) entries_.push_back({key, made, 0, true, true, false});
     return made;
 }
 
@@ -65,6 +67,7 @@ void NamedObjects::settle(const ObjectImpl* object, bool configured) {
     const MutexLock lock(mutex_);
     const auto entry = entryOf(object);
     if (entry == entries_.end()) return;
+    entry->isBeingMade = false;
     if (configured) {
         entry->isFindable = true;
         entries_.splice(entries_.end(), entries_, entry);

@@ -43,8 +43,9 @@ class NamedObjects {
         std::string key;
         std::shared_ptr<ObjectImpl> object;
         int finders = 0;
-        bool isMade = false;     /**< it has been configured, or is being configured */
-        bool isFindable = false; /**< its making has ended, or it was found before */
+        bool isMade = false;      /**< it has been configured, or is being configured */
+        bool isBeingMade = false; /**< from begin() to settle(), which keeps it although all finders leave */
+        bool isFindable = false;  /**< its making has ended, or it was found before */
     };
     using Entries = std::list<Entry>;
 

@@ -142,6 +142,28 @@ TEST(NamedObjects, OneThatWasOnlyFoundIsConfiguredByTheNextDescription) {
     EXPECT_NE(other.part(), made.part());
 }
 
+/** Runs a function while it is being configured. */
+class Hooked final : public kep::host::ObjectImpl {
+  public:
+    static inline std::function<void()> hook;
+
+    Hooked() {
+        properties().add<int>(
+            "rate", [] { return 0; }, [](int) { return hook(), true; });
+    }
+};
+
+TEST(NamedObjects, WhatIsBeingConfiguredOutlivesItsFinder) {
+    const kep::host::ClassRegistration<Hooked> registration("TestHooked", kep::host::Naming::found);
+    Handle early("type=TestHooked,name=h,noconfigure=true");
+    Hooked::hook = [&] { early.release(); };
+    const Handle made("type=TestHooked,name=h,rate=1");
+    ASSERT_TRUE(made);
+    EXPECT_FALSE(early);
+    EXPECT_TRUE(made->SetStr("status", "play"));
+    EXPECT_TRUE(Handle("type=TestHooked,name=h,noconfigure=true").plays());
+}
+
 TEST(NamedObjects, ARefusedDescriptionLeavesWhatWasOnlyFoundAsItWas) {
     const Handle early = find();
     {
