@@ -12,7 +12,7 @@ namespace kep::host {
  */
 class Application final : public ObjectImpl {
   public:
-    Application() = default;
+    Application() { reserveAttributes({"layout"}); }
     ~Application() override { retire(); }
 
     bool Configure(base::AttrSet& attributes) override;

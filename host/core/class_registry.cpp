@@ -137,7 +137,9 @@ IClass* IClass::FindBeforeNew(const char* type) {
     static void* const elements = dlopen(host::kElementLibrary, RTLD_NOW | RTLD_LOCAL);
     static_cast<void>(elements);
     if (IClass* const found = Find(type)) return found;
-    KEP_HOST_ERROR("unknown class " + std::string(type) + host::CreationScope::placeOfType());
+    const host::Description* const description = host::CreationScope::current();
+    const std::string place = description ? description->placeOfType() : "";
+    KEP_HOST_ERROR("unknown class " + std::string(type) + place);
     return nullptr;
 }
 

@@ -1,94 +1,82 @@
 #include "core/creation.h"
 
-#include <algorithm>
 #include <atomic>
 
-#include "core/attr_text.h"
-#include "core/description.h"
 #include "core/log.h"
 
 namespace kep::host {
 namespace {
 
 constexpr std::size_t npos = std::string_view::npos;
-/** Characters of a text that an error line shows on either side of the place. */
-constexpr std::size_t kShown = 60;
 
-thread_local const CreationScope* current = nullptr;
+thread_local Description* described = nullptr;
+thread_local const char* keyRead = nullptr;
 
 std::atomic<CreationHook> creationHook{nullptr};
 
-/** Where `inner` stands in `outer`: as a value in braces, or else anywhere. */
+/** Where `inner` begins in `outer`: as a value in braces, or else anywhere. */
 std::size_t findWithin(std::string_view outer, std::string_view inner) {
     const std::size_t braced = outer.find("{" + std::string(inner) + "}");
     return braced == npos ? outer.find(inner) : braced + 1;
 }
 
-std::string describePlace(std::string_view text, std::size_t offset) {
-    const std::size_t from = offset > kShown ? offset - kShown : 0;
-    const std::size_t to = std::min(text.size(), offset + kShown);
-    std::string place = " at position " + std::to_string(offset + 1) + " of \"";
-    if (from > 0) place += "...";
-    place += text.substr(from, to - from);
-    if (to < text.size()) place += "...";
-    return place + "\"";
+/** The place of an error in a text that a property took from the attribute that is being read. */
+std::string placeOfError(std::string_view text, std::size_t offset) {
+    const Description* const value = described && keyRead ? described->value(keyRead) : nullptr;
+    const std::size_t found = value ? findWithin(value->text(), text) : npos;
+    return found == npos ? Description(text).place(offset) : value->place(found + offset);
 }
 
-/** Attribute sets that do not parse are told of in an error line, whoever parses them. */
+/** Reports every attribute set that does not parse in an error line. */
 const struct TextErrorLines {
     TextErrorLines() {
         setTextErrorHook([](std::string_view text, const TextError& error) {
-            KEP_HOST_ERROR(error.message + CreationScope::place(text, error.offset));
+            KEP_HOST_ERROR(error.message + placeOfError(text, error.offset));
         });
     }
     ~TextErrorLines() { setTextErrorHook(nullptr); }
 } textErrorLines;
 
-}  // namespace
-
-CreationScope::CreationScope(std::string_view text) : text_(text), outer_(current), root_(this) {
-    if (outer_) {
-        const std::size_t found = findWithin(outer_->text_, text);
-        if (found != npos) {
-            root_ = outer_->root_;
-            offset_ = outer_->offset_ + found;
-        }
-    }
-    current = this;
+bool report(const Description& description, const TextError& error) {
+    KEP_HOST_ERROR(error.message + description.place(error.offset));
+    return false;
 }
 
-CreationScope::CreationScope(const CreationScope& outer, std::size_t offset, std::size_t length)
-    : text_(outer.text_.substr(offset, length)),
-      outer_(&outer),
-      root_(outer.root_),
-      offset_(outer.offset_ + offset) {
-    current = this;
+}  // namespace
+
+CreationScope::CreationScope(Description& description) : outer_(described), none_(nullptr) {
+    described = &description;
 }
 
 CreationScope::~CreationScope() {
-    current = outer_;
+    described = outer_;
 }
 
-std::string CreationScope::place(std::string_view text, std::size_t offset) {
-    for (const CreationScope* scope = current; scope; scope = scope->outer_) {
-        const std::size_t found = findWithin(scope->text_, text);
-        if (found != npos) return describePlace(scope->root_->text_, scope->offset_ + found + offset);
-    }
-    return describePlace(text, offset);
+Description* CreationScope::current() {
+    return described;
 }
 
-std::string CreationScope::placeOfType() {
-    if (!current) return {};
-    std::vector<AttrItem> items;
-    TextError ignored;
-    std::size_t offset = 0;
-    // An element begins with its class; a description has it among its attributes.
-    if (!isChain(current->text_) && parseItems(current->text_, items, ignored)) {
-        for (const AttrItem& item : items) {
-            if (item.key == "type") offset = item.valueOffset;
+CreationScope::Reading::Reading(const char* key) : outer_(keyRead) {
+    keyRead = key;
+}
+
+CreationScope::Reading::~Reading() {
+    keyRead = outer_;
+}
+
+NestedDescription::NestedDescription(const base::AttrSet& attributes, const char* key) {
+    const char* const text = attributes.Get(key);
+    if (!text) return;
+    if (described) {
+        // An application around a pipeline has the pipeline's whole description as its layout.
+        for (Description* const each : {described->value(key), described}) {
+            if (each && each->text() == text) {
+                found_ = each;
+                return;
+            }
         }
     }
-    return describePlace(current->root_->text_, current->offset_ + offset);
+    own_.emplace(text);
 }
 
 void setCreationHook(CreationHook hook) {
@@ -114,10 +102,23 @@ ClassBase* findClass(base::AttrSet& attributes) {
 
 }  // namespace
 
+bool readItems(Description& description) {
+    TextError error;
+    return description.parseItems(error) || report(description, error);
+}
+
+namespace {
+
+std::unique_ptr<ObjectImpl> makeObject(Description& description) {
+    const CreationScope scope(description);
+    return host::makeObject(description.attributes());
+}
+
+}  // namespace
+
 std::unique_ptr<ObjectImpl> makeObject(const char* text) {
-    const CreationScope scope(text ? text : "");
-    base::AttrSet attributes;
-    return attributes.Parse(text) ? makeObject(attributes) : nullptr;
+    Description description(text);
+    return readItems(description) ? makeObject(description) : nullptr;
 }
 
 std::unique_ptr<ObjectImpl> makeObject(base::AttrSet& attributes) {
@@ -126,9 +127,10 @@ std::unique_ptr<ObjectImpl> makeObject(base::AttrSet& attributes) {
 }
 
 object_base* createObject(const char* text) {
-    const CreationScope scope(text ? text : "");
-    base::AttrSet attributes;
-    return attributes.Parse(text) ? createObject(attributes) : nullptr;
+    Description description(text);
+    if (!readItems(description)) return nullptr;
+    const CreationScope scope(description);
+    return createObject(description.attributes());
 }
 
 object_base* createObject(base::AttrSet& attributes) {
@@ -136,35 +138,25 @@ object_base* createObject(base::AttrSet& attributes) {
     return found ? found->New<object_base>(attributes) : nullptr;
 }
 
-Offspring::~Offspring() {
+PendingChildren::~PendingChildren() {
     for (ObjectImpl* const made : made_) {
         if (!made->parent()) delete made;
     }
 }
 
-bool Offspring::take(std::unique_ptr<ObjectImpl> made) {
+bool PendingChildren::take(std::unique_ptr<ObjectImpl> made) {
     if (!made) return false;
     made_.push_back(made.release());
     return true;
 }
 
-bool Offspring::make(const char* layout) {
-    const CreationScope scope(layout);
-    if (!isChain(layout)) return *layout == '\0' || take(makeObject(layout));
-
-    std::vector<ElementText> elements;
+bool PendingChildren::make(Description& layout) {
+    if (layout.text().empty()) return true;
+    if (!layout.isChain()) return readItems(layout) && take(makeObject(layout));
     TextError error;
-    const std::string_view text = layout;
-    if (!parseChain(text, elements, error)) {
-        KEP_HOST_ERROR(error.message + CreationScope::place(text, error.offset));
-        return false;
-    }
-    for (std::size_t i = 0; i < elements.size(); ++i) {
-        const std::size_t end = i + 1 < elements.size() ? elements[i + 1].offset : text.size();
-        const CreationScope element(scope, elements[i].offset, end - elements[i].offset);
-        base::AttrSet& attributes = elements[i].attributes;
-        attributes.Add("type", elements[i].type.c_str());
-        if (!take(makeObject(attributes))) return false;
+    if (!layout.parseChain(error)) return report(layout, error);
+    for (Description& element : layout.elements()) {
+        if (!take(makeObject(element))) return false;
     }
     return true;
 }

@@ -3,40 +3,65 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "core/class_registry.h"
+#include "core/description.h"
 #include "kep/visibility.h"
 
 namespace kep::host {
 
 /**
- * The text that the calling thread makes objects from, while it does. Scopes nest as descriptions do, so that
- * an error inside can be told by its place in the whole text.
+ * The description that the calling thread makes objects from. Scopes nest as descriptions do. An object is
+ * configured from a plain attribute set; through the scope it finds where its attributes stand in the text.
  */
 class KEP_API CreationScope {
   public:
-    explicit CreationScope(std::string_view text);
-    /** For a part of the text of `outer`, the calling thread's innermost scope. */
-    CreationScope(const CreationScope& outer, std::size_t offset, std::size_t length);
+    explicit CreationScope(Description& description);
     CreationScope(const CreationScope&) = delete;
     CreationScope& operator=(const CreationScope&) = delete;
     ~CreationScope();
 
-    /** ` at position N of "..."` for a place in `text`, counted from 1 in the whole text that `text` stands
-     * in. */
-    static std::string place(std::string_view text, std::size_t offset);
-    /** The same for the class name of the text at hand; empty outside of any scope. */
-    static std::string placeOfType();
+    /** Null outside of any scope. */
+    static Description* current();
+
+    /** An attribute of the current description that is being read; an error in its text is placed there. */
+    class KEP_API Reading {
+      public:
+        explicit Reading(const char* key);
+        Reading(const Reading&) = delete;
+        Reading& operator=(const Reading&) = delete;
+        ~Reading();
+
+      private:
+        const char* const outer_;
+    };
 
   private:
-    const std::string_view text_;
-    const CreationScope* const outer_;
-    const CreationScope* root_; /**< the whole text; itself when it is not part of another one */
-    std::size_t offset_ = 0;    /**< in the root's text */
+    Description* const outer_;
+    const Reading none_;
 };
+
+/** The description in an attribute of the object that is being configured. Valid as long as the attribute. */
+class KEP_API NestedDescription {
+  public:
+    NestedDescription(const base::AttrSet& attributes, const char* key);
+
+    explicit operator bool() const { return found_ || own_; }
+    Description& operator*() { return found_ ? *found_ : *own_; }
+    Description* operator->() { return &**this; }
+
+  private:
+    Description* found_ = nullptr;   /**< a part of the description that the object is made from */
+    std::optional<Description> own_; /**< of an attribute that does not come from there */
+};
+
+/** Parses a description as `key=value` items. False, and an error line with the place, when it does not
+ * parse. */
+KEP_API bool readItems(Description& description);
 
 /** Told at the beginning of each making of an object. */
 using CreationHook = void (*)();
@@ -44,7 +69,7 @@ using CreationHook = void (*)();
 /** Replaces the hook; null takes it away. */
 KEP_API void setCreationHook(CreationHook hook);
 
-/** Makes an object for a parent, or for one who keeps it; none, and an error line, when it is refused. */
+/** Makes an object for a parent, or for one who keeps it. Null, and an error line, when it is refused. */
 KEP_API std::unique_ptr<ObjectImpl> makeObject(const char* text);
 KEP_API std::unique_ptr<ObjectImpl> makeObject(base::AttrSet& attributes);
 
@@ -52,19 +77,19 @@ KEP_API std::unique_ptr<ObjectImpl> makeObject(base::AttrSet& attributes);
 KEP_API object_base* createObject(const char* text);
 KEP_API object_base* createObject(base::AttrSet& attributes);
 
-/** Objects made for a parent. Those that have found no parent are deleted with the list. */
-class KEP_API Offspring {
+/** Objects made for a parent. Those that have no parent are deleted with the list. */
+class KEP_API PendingChildren {
   public:
-    Offspring() = default;
-    Offspring(const Offspring&) = delete;
-    Offspring& operator=(const Offspring&) = delete;
-    ~Offspring();
+    PendingChildren() = default;
+    PendingChildren(const PendingChildren&) = delete;
+    PendingChildren& operator=(const PendingChildren&) = delete;
+    ~PendingChildren();
 
     /**
      * Makes what a layout describes: the elements of a chain, or the one object of a description. False, and
      * an error line, when any part is refused.
      */
-    bool make(const char* layout);
+    bool make(Description& layout);
 
     /** In the order of the layout. */
     const std::vector<ObjectImpl*>& objects() const { return made_; }

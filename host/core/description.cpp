@@ -1,12 +1,16 @@
 #include "core/description.h"
 
+#include <algorithm>
+
 namespace kep::host {
 namespace {
 
 constexpr std::size_t npos = std::string_view::npos;
+/** Characters of a text that an error line shows on either side of a place. */
+constexpr std::size_t kShown = 60;
 
-/** Hands each part of `text` between separators outside of braces to `take(part, offset)`, blanks left out.
- */
+/** Hands each part of `text` between separators outside of braces to `take(part, offset)`, without blanks at
+ * its ends. */
 template <class Take>
 bool split(std::string_view text, std::string_view separator, TextError& error, Take take) {
     if (trimmed(text).empty()) return true;
@@ -21,52 +25,91 @@ bool split(std::string_view text, std::string_view separator, TextError& error, 
     }
 }
 
-bool parseElement(std::string_view text, std::size_t offset, ElementText& element, TextError& error) {
-    const auto fail = [&](std::size_t at, std::string message) {
-        error.offset = offset + at;
-        error.message = std::move(message);
-        return false;
-    };
-    std::size_t stop = text.find_first_of(":,={}");
-    if (stop == npos) stop = text.size();
-    if (stop < text.size() && text[stop] != ':') {
-        return fail(stop, std::string("'") + text[stop] + "' in the place of an element's type");
-    }
-    const std::string_view type = trimmed(text.substr(0, stop));
-    if (type.empty()) return fail(0, "an element's type is missing");
-    element.type = type;
-    element.offset = offset;
-    const std::size_t attributes = stop < text.size() ? stop + 1 : stop;
-    element.attributesOffset = offset + attributes;
+}  // namespace
 
-    std::vector<AttrItem> items;
-    if (!parseItems(text.substr(attributes), items, error)) {
-        error.offset += element.attributesOffset;
-        return false;
+std::string Description::place(std::size_t offset) const {
+    const std::size_t at = static_cast<std::size_t>(text_.data() - whole_.data()) + offset;
+    const std::size_t from = at > kShown ? at - kShown : 0;
+    const std::size_t to = std::min(whole_.size(), at + kShown);
+    std::string place = " at position " + std::to_string(at + 1) + " of \"";
+    if (from > 0) place += "...";
+    place += whole_.substr(from, to - from);
+    if (to < whole_.size()) place += "...";
+    return place + "\"";
+}
+
+std::string Description::placeOfType() const {
+    // An element begins with its class; a description has it among its items.
+    std::size_t offset = 0;
+    for (const Description& each : values_) {
+        if (!isElement_ && each.key_ == "type") offset = offsetOf(each.text_);
     }
+    return place(offset);
+}
+
+bool Description::isChain() const {
+    const std::size_t first = text_.find_first_of("=:+,{}");
+    return !trimmed(text_).empty() && (first == npos || text_[first] == ':' || text_[first] == '+');
+}
+
+bool Description::fill(std::string_view text, TextError& error) {
+    std::vector<AttrItem> items;
+    if (!host::parseItems(text, items, error)) return false;
+    attributes_ = std::make_unique<base::AttrSet>();
+    values_.reserve(items.size());
     for (const AttrItem& item : items) {
-        element.attributes.Add(std::string(item.key).c_str(), std::string(item.value).c_str());
+        attributes_->Add(std::string(item.key).c_str(), std::string(item.value).c_str());
+        Description value(whole_, item.value);
+        value.key_ = item.key;
+        values_.push_back(std::move(value));
     }
     return true;
 }
 
-}  // namespace
-
-bool isChain(std::string_view text) {
-    const std::size_t first = text.find_first_of("=:+,{}");
-    return !trimmed(text).empty() && (first == npos || text[first] == ':' || text[first] == '+');
+bool Description::parseItems(TextError& error) {
+    return attributes_ || fill(text_, error);
 }
 
-bool parseChain(std::string_view text, std::vector<ElementText>& elements, TextError& error) {
-    elements.clear();
-    const bool parsed = split(text, "+", error, [&](std::string_view part, std::size_t offset) {
-        ElementText element;
-        if (!parseElement(part, offset, element, error)) return false;
-        elements.push_back(element);
+bool Description::parseElement(TextError& error) {
+    const auto fail = [&](std::size_t at, std::string message) {
+        error = {at, std::move(message)};
+        return false;
+    };
+    isElement_ = true;
+    const std::size_t stop = std::min(text_.find_first_of(":,={}"), text_.size());
+    if (stop < text_.size() && text_[stop] != ':') {
+        return fail(stop, std::string("'") + text_[stop] + "' in the place of an element's type");
+    }
+    const std::string_view type = trimmed(text_.substr(0, stop));
+    if (type.empty()) return fail(0, "an element's type is missing");
+    const std::string_view items = text_.substr(std::min(stop + 1, text_.size()));
+    if (!fill(items, error)) {
+        error.offset += offsetOf(items);
+        return false;
+    }
+    attributes_->Add("type", std::string(type).c_str());
+    return true;
+}
+
+bool Description::parseChain(TextError& error) {
+    if (!elements_.empty()) return true;
+    const bool parsed = split(text_, "+", error, [&](std::string_view part, std::size_t offset) {
+        Description element(whole_, part);
+        if (!element.parseElement(error)) {
+            error.offset += offset;
+            return false;
+        }
+        elements_.push_back(std::move(element));
         return true;
     });
-    if (!parsed) elements.clear();
+    if (!parsed) elements_.clear();
     return parsed;
+}
+
+Description* Description::value(std::string_view key) {
+    const auto found = std::find_if(values_.rbegin(), values_.rend(),
+                                    [key](const Description& value) { return value.key_ == key; });
+    return found == values_.rend() ? nullptr : &*found;
 }
 
 bool parseList(std::string_view text, std::vector<std::string>& entries, TextError& error) {

@@ -76,9 +76,10 @@ object_base* kepCreate(const char* text) {
 object_base* kepCreateApp(const char* text) {
     return guarded<object_base*>(__func__, nullptr, [&]() -> object_base* {
         if (!given(text, "kepCreateApp", "description")) return nullptr;
-        const kep::host::CreationScope scope(text);
-        kep::base::AttrSet attributes;
-        if (!attributes.Parse(text)) return nullptr;
+        kep::host::Description description(text);
+        if (!kep::host::readItems(description)) return nullptr;
+        const kep::host::CreationScope scope(description);
+        kep::base::AttrSet& attributes = description.attributes();
         if (kep::Hash(attributes.Get("type")) != kep::Hash("pipeline")) {
             return kep::host::createObject(attributes);
         }

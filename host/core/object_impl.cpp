@@ -1,8 +1,10 @@
 #include "core/object_impl.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "core/class_registry.h"
+#include "core/creation.h"
 #include "core/log.h"
 #include "core/process_end.h"
 #include "core/state_text.h"
@@ -10,16 +12,9 @@
 #include "kep/hash.h"
 
 namespace kep::host {
-namespace {
-
-/** Attributes that the making of an object reads; they are no properties. */
-bool isForCreation(std::string_view key) {
-    return key == "type" || key == "name" || key == "noconfigure" || key == "link" || key == "dbg";
-}
-
-}  // namespace
 
 ObjectImpl::ObjectImpl() {
+    reserveAttributes({"type", "name", "noconfigure", "link", "dbg"});
     const auto add = [this](const char* key, Properties::Getter<std::string> get, bool mayRise,
                             bool mayFall) {
         properties_.add<std::string>(key, std::move(get), [=, this](const std::string& text) {
@@ -78,16 +73,24 @@ bool ObjectImpl::fromAttrSet(base::AttrSet& attributes) {
 }
 
 bool ObjectImpl::Configure(base::AttrSet& attributes) {
-    for (int i = 0; attributes.Key(i); ++i) {
-        if (!isForCreation(attributes.Key(i)) && !SetStr(attributes.Key(i), attributes.Value(i)))
-            return false;
+    for (int i = 0; const char* const key = attributes.Key(i); ++i) {
+        const CreationScope::Reading reading(key);
+        if (!isReserved(key) && !SetStr(key, attributes.Value(i))) return false;
     }
     return true;
 }
 
+void ObjectImpl::reserveAttributes(std::initializer_list<std::string_view> keys) {
+    reserved_.insert(reserved_.end(), keys);
+}
+
+bool ObjectImpl::isReserved(std::string_view key) const {
+    return std::find(reserved_.begin(), reserved_.end(), key) != reserved_.end();
+}
+
 bool ObjectImpl::knowsAll(const base::AttrSet& attributes) const {
     for (int i = 0; const char* const key = attributes.Key(i); ++i) {
-        if (!isForCreation(key) && !properties_.has(key)) return report(Access::unknown, key, "");
+        if (!isReserved(key) && !properties_.has(key)) return report(Access::unknown, key, "");
     }
     return true;
 }

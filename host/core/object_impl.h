@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -61,7 +62,7 @@ class KEP_API ObjectImpl : public virtual base::object,
 
     /** A disabled object is left out when its parent goes up; disabling a running one stops it. */
     bool Enable(bool enable) override;
-    /** Takes the attributes of a description; those that only creation reads are passed over. */
+    /** Sets a property for each attribute of a description that is not reserved. */
     bool Configure(base::AttrSet& attributes) override;
     /** Takes `child` over. Refused for one that has a parent, or is this object or above it. */
     bool addChild(base::object* child) override;
@@ -101,10 +102,14 @@ class KEP_API ObjectImpl : public virtual base::object,
     /** One step down, to `target`. As it stands here it takes the children down, the first first. */
     virtual bool down(State target);
 
+    /** Declares attributes that the class's own Configure reads: they are no properties, and
+     * ObjectImpl::Configure passes over them. */
+    void reserveAttributes(std::initializer_list<std::string_view> keys);
+
     /** Whether a property that this object lacks is looked for in its children. */
     virtual bool asksChildren() const { return false; }
 
-    /** Whether every attribute can be configured here; an error line names the first that cannot. */
+    /** Whether every attribute is reserved or a property; an error line names the first that is neither. */
     bool knowsAll(const base::AttrSet& attributes) const;
 
     /**
@@ -120,6 +125,7 @@ class KEP_API ObjectImpl : public virtual base::object,
     friend class ClassBase;
 
     Access access(const char* key, const std::function<Access(const Properties&)>& use) const;
+    bool isReserved(std::string_view key) const;
     bool report(Access result, const char* key, const char* value) const;
     bool isBelow(const ObjectImpl* ancestor) const;
     void removeChild(ObjectImpl* child);
@@ -129,6 +135,7 @@ class KEP_API ObjectImpl : public virtual base::object,
     const ClassBase* class_ = nullptr;
     std::string name_;
     Properties properties_;
+    std::vector<std::string_view> reserved_;
 
     std::mutex transition_;
     std::atomic<State> state_{State::null};

@@ -52,16 +52,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     require(kep::host::parseItems(text, items, error) == parsed, "the two parsers differ", text);
     require(parsed || (error.offset <= text.size() && !error.message.empty()), "no place of an error", text);
 
-    std::vector<kep::host::ElementText> elements;
-    if (kep::host::parseChain(bytes, elements, error)) {
-        for (const auto& element : elements) {
-            require(element.offset < bytes.size() && !element.type.empty(), "no place of an element", text);
+    kep::host::Description chain(bytes);
+    if (chain.parseChain(error)) {
+        for (auto& element : chain.elements()) {
+            require(!element.text().empty() && *element.attributes().Get("type"), "an element without a type",
+                    text);
         }
     } else {
         require(error.offset <= bytes.size(), "no place of an error in a chain", text);
     }
     std::vector<std::string> entries;
     kep::host::parseList(bytes, entries, error);
-    kep::host::isChain(bytes);
+    static_cast<void>(chain.isChain());
     return 0;
 }

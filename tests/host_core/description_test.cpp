@@ -9,40 +9,90 @@ namespace {
 
 using namespace kep::host;
 
+/** The number after "at position" that a place tells. */
+std::size_t positionOf(const std::string& place) {
+    return std::stoul(place.substr(std::string(" at position ").size()));
+}
+
 TEST(Description, TakesAChainApart) {
     const std::string text =
         "ShmSource:connect={type=pipeline,name=plPreRecordAac},name=asrc+FifoFilter:name=afifo,max=8+"
         "FrameDroper"
         " + Sync:name=sync,link={afifo,vfifo}";
-    std::vector<ElementText> elements;
+    Description chain(text);
     TextError error;
-    ASSERT_TRUE(parseChain(text, elements, error)) << error.message;
+    ASSERT_TRUE(chain.parseChain(error)) << error.message;
+    std::vector<Description>& elements = chain.elements();
     ASSERT_EQ(elements.size(), 4u);
-    EXPECT_EQ(elements[0].type, "ShmSource");
-    EXPECT_STREQ(elements[0].attributes.Get("connect"), "type=pipeline,name=plPreRecordAac");
-    EXPECT_STREQ(elements[0].attributes.Get("name"), "asrc");
-    EXPECT_EQ(elements[1].type, "FifoFilter");
-    EXPECT_EQ(elements[1].attributes.ToString(false), "name=afifo,max=8");
-    EXPECT_EQ(elements[2].type, "FrameDroper");
-    EXPECT_EQ(elements[2].attributes.Key(0), nullptr);
-    EXPECT_STREQ(elements[3].attributes.Get("link"), "afifo,vfifo");
-    for (const ElementText& element : elements) EXPECT_EQ(text.find(element.type), element.offset);
-    EXPECT_EQ(text.substr(elements[1].attributesOffset, 10), "name=afifo");
+    EXPECT_STREQ(elements[0].attributes().Get("type"), "ShmSource");
+    EXPECT_STREQ(elements[0].attributes().Get("connect"), "type=pipeline,name=plPreRecordAac");
+    EXPECT_STREQ(elements[0].attributes().Get("name"), "asrc");
+    EXPECT_EQ(elements[1].attributes().ToString(false), "name=afifo,max=8,type=FifoFilter");
+    EXPECT_EQ(elements[2].attributes().ToString(false), "type=FrameDroper");
+    EXPECT_STREQ(elements[3].attributes().Get("link"), "afifo,vfifo");
+    for (Description& element : elements) {
+        EXPECT_EQ(text.find(element.attributes().Get("type")) + 1, positionOf(element.place(0)));
+        EXPECT_EQ(element.placeOfType(), element.place(0));
+    }
+}
+
+TEST(Description, PartsOfPartsKnowTheirPlaceInTheWhole) {
+    const std::string text = "type=x,layout={type=p,layout={A:o={z}+B:o={type=y,o=z}}}";
+    TextError error;
+    Description whole(text);
+    ASSERT_TRUE(whole.parseItems(error));
+    EXPECT_EQ(positionOf(whole.placeOfType()), text.find('x') + 1);
+    Description* const pipeline = whole.value("layout");
+    ASSERT_TRUE(pipeline && pipeline->parseItems(error));
+    EXPECT_EQ(positionOf(pipeline->placeOfType()), text.find("p,") + 1);
+    Description* const chain = pipeline->value("layout");
+    ASSERT_TRUE(chain && chain->parseChain(error));
+    Description* const inner = chain->elements()[1].value("o");
+    ASSERT_TRUE(inner && inner->parseItems(error));
+    EXPECT_EQ(positionOf(inner->placeOfType()), text.find("=y") + 2);
+    EXPECT_EQ(positionOf(inner->value("o")->place(0)), text.rfind('z') + 1);
+    EXPECT_EQ(inner->value("o")->place(0),
+              " at position " + std::to_string(text.rfind('z') + 1) + " of \"" + text + "\"");
+    EXPECT_EQ(inner->value("none"), nullptr);
+}
+
+TEST(Description, TheLastOfEqualKeysCounts) {
+    Description description("a={b},type=x,a={c},type=y");
+    TextError error;
+    ASSERT_TRUE(description.parseItems(error));
+    EXPECT_EQ(description.value("a")->text(), "c");
+    EXPECT_STREQ(description.attributes().Get("a"), "c");
+    EXPECT_EQ(positionOf(description.placeOfType()), 25u);
+}
+
+TEST(Description, IsParsedOnce) {
+    Description description("a={b=c}");
+    TextError error;
+    ASSERT_TRUE(description.parseItems(error));
+    const kep::base::AttrSet* const attributes = &description.attributes();
+    Description* const value = description.value("a");
+    ASSERT_TRUE(description.parseItems(error));
+    EXPECT_EQ(&description.attributes(), attributes);
+    EXPECT_EQ(description.value("a"), value);
+    Description chain("A+B");
+    ASSERT_TRUE(chain.parseChain(error));
+    ASSERT_TRUE(chain.parseChain(error));
+    EXPECT_EQ(chain.elements().size(), 2u);
 }
 
 TEST(Description, AnElementsTypeEndsAtTheFirstColon) {
-    std::vector<ElementText> elements;
+    Description chain("muxer-fmp4:url=file:///a.mp4");
     TextError error;
-    ASSERT_TRUE(parseChain("muxer-fmp4:url=file:///a.mp4", elements, error));
-    EXPECT_EQ(elements[0].type, "muxer-fmp4");
-    EXPECT_STREQ(elements[0].attributes.Get("url"), "file:///a.mp4");
+    ASSERT_TRUE(chain.parseChain(error));
+    EXPECT_STREQ(chain.elements()[0].attributes().Get("type"), "muxer-fmp4");
+    EXPECT_STREQ(chain.elements()[0].attributes().Get("url"), "file:///a.mp4");
 }
 
 TEST(Description, NoTextIsAnEmptyChain) {
-    std::vector<ElementText> elements;
+    Description chain("");
     TextError error;
-    EXPECT_TRUE(parseChain("", elements, error));
-    EXPECT_TRUE(elements.empty());
+    EXPECT_TRUE(chain.parseChain(error));
+    EXPECT_TRUE(chain.elements().empty());
 }
 
 TEST(Description, RefusesChainsWithTheirPlace) {
@@ -60,10 +110,10 @@ TEST(Description, RefusesChainsWithTheirPlace) {
           Refusal{"A:a={1+B", 4, "'{' is never closed"},
           Refusal{"A:a=1}+B", 5, "'}' without a '{' before it"},
           Refusal{"A:url=x+y.mp4,dbg=false", 13, "',' in the place of an element's type"}}) {
-        std::vector<ElementText> elements;
+        Description chain(refusal.text);
         TextError error;
-        EXPECT_FALSE(parseChain(refusal.text, elements, error)) << refusal.text;
-        EXPECT_TRUE(elements.empty());
+        EXPECT_FALSE(chain.parseChain(error)) << refusal.text;
+        EXPECT_TRUE(chain.elements().empty());
         EXPECT_EQ(error.offset, refusal.offset) << refusal.text;
         EXPECT_EQ(error.message, refusal.message) << refusal.text;
     }
@@ -71,10 +121,10 @@ TEST(Description, RefusesChainsWithTheirPlace) {
 
 TEST(Description, TellsChainsFromSets) {
     for (const char* text : {"A", "A:b=c", "A+B", "FrameDroper", "muxer-ts:url={file:///a,b=c}"}) {
-        EXPECT_TRUE(isChain(text)) << text;
+        EXPECT_TRUE(Description(text).isChain()) << text;
     }
     for (const char* text : {"", " ", "type=pipeline,layout={A:b=c}", "a=b+c", "a,b", "{A}"}) {
-        EXPECT_FALSE(isChain(text)) << text;
+        EXPECT_FALSE(Description(text).isChain()) << text;
     }
 }
 

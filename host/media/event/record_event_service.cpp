@@ -28,6 +28,7 @@ class VornisaSharedMemory final : public ObjectImpl {
 class RecordEventServiceTriggerShm final : public EventElement {
   public:
     RecordEventServiceTriggerShm() {
+        reserveAttributes({"shmCreater"});
         properties().add<std::string>("trigger", nullptr, [this](const std::string& text) {
             EventTrigger trigger;
             if (readTrigger(label(), text, trigger)) return post(trigger);
@@ -39,23 +40,19 @@ class RecordEventServiceTriggerShm final : public EventElement {
     ~RecordEventServiceTriggerShm() override { retire(); }
 
     bool Configure(base::AttrSet& attributes) override {
-        base::AttrSet own;
-        for (int i = 0; const char* const key = attributes.Key(i); ++i) {
-            if (std::string_view(key) != "shmCreater") own.Add(key, attributes.Value(i));
-        }
-        const char* const text = attributes.Get("shmCreater");
-        if (!knowsAll(own) || (text && !makeMemory(text))) return false;
-        return EventElement::Configure(own);
+        NestedDescription memory(attributes, "shmCreater");
+        if (!knowsAll(attributes) || (memory && !makeMemory(*memory))) return false;
+        return EventElement::Configure(attributes);
     }
 
   private:
-    bool makeMemory(const char* text) {
-        Offspring content;
-        if (!content.make(text)) return false;
+    bool makeMemory(Description& description) {
+        PendingChildren content;
+        if (!content.make(description)) return false;
         for (const ObjectImpl* const made : content.objects()) {
             if (dynamic_cast<const VornisaSharedMemory*>(made)) continue;
-            KEP_HOST_ERROR(label() + ": shmCreater={" + text + "} describes no shared memory" +
-                           CreationScope::place(text, 0));
+            KEP_HOST_ERROR(label() + ": shmCreater={" + std::string(description.text()) +
+                           "} describes no shared memory" + description.place(0));
             return false;
         }
         return replaceChildren(content.objects());

@@ -4,7 +4,6 @@
 
 #include "core/class_registry.h"
 #include "core/creation.h"
-#include "core/description.h"
 #include "core/log.h"
 #include "core/names.h"
 
@@ -26,6 +25,7 @@ Element* findBefore(const std::vector<ObjectImpl*>& objects, std::size_t end, co
 }  // namespace
 
 Pipeline::Pipeline() {
+    reserveAttributes({"layout", "serialize"});
     properties().add<bool>(
         "ondemand", [this] { return onDemand_.load(); }, [this](bool wanted) { return setOnDemand(wanted); });
     properties().add<int>(
@@ -63,23 +63,20 @@ bool Pipeline::receiveMessage(base::Message& message) {
     return ObjectImpl::receiveMessage(message);
 }
 
-bool Pipeline::plan(const char* chain, const std::vector<ObjectImpl*>& objects, std::vector<Joint>& joints) {
-    std::vector<ElementText> texts;
-    TextError error;
-    // Made from it, the objects show that it parses; a description in its place is a single element.
-    if (isChain(chain)) parseChain(chain, texts, error);
+bool Pipeline::plan(Description& chain, const std::vector<ObjectImpl*>& objects, std::vector<Joint>& joints) {
     for (std::size_t i = 0; i < objects.size(); ++i) {
-        const auto place = [&] {
-            return CreationScope::place(chain, i < texts.size() ? texts[i].offset : 0);
-        };
+        // A description in the place of a chain is a single element.
+        Description& text = i < chain.elements().size() ? chain.elements()[i] : chain;
+        const auto place = [&] { return text.place(0); };
         Joint joint{dynamic_cast<Element*>(objects[i]), {}};
         if (!joint.element) {
             KEP_HOST_ERROR(objects[i]->label() + " is no element of a pipeline" + place());
             return false;
         }
-        const char* const link = i < texts.size() ? texts[i].attributes.Get("link") : nullptr;
+        const char* const link = text.attributes().Get("link");
         if (!link && i > 0) joint.feeders.push_back(joints.back().element);
         std::vector<std::string> names;
+        TextError error;
         if (link && foldedName(link) != "null" && !parseList(link, names, error)) {
             KEP_HOST_ERROR(objects[i]->label() + ": link={" + link + "}: " + error.message + place());
             return false;
@@ -105,18 +102,12 @@ bool Pipeline::plan(const char* chain, const std::vector<ObjectImpl*>& objects, 
 }
 
 bool Pipeline::Configure(base::AttrSet& attributes) {
-    const char* const chain =
-        attributes.Get("layout") ? attributes.Get("layout") : attributes.Get("serialize");
-    base::AttrSet own;
-    for (int i = 0; const char* const key = attributes.Key(i); ++i) {
-        if (std::string_view(key) != "layout" && std::string_view(key) != "serialize")
-            own.Add(key, attributes.Value(i));
-    }
-    Offspring content;
+    NestedDescription chain(attributes, attributes.Get("layout") ? "layout" : "serialize");
+    PendingChildren content;
     std::vector<Joint> joints;
-    if (!knowsAll(own)) return false;
+    if (!knowsAll(attributes)) return false;
     if (chain) {
-        if (!content.make(chain) || !plan(chain, content.objects(), joints)) return false;
+        if (!content.make(*chain) || !plan(*chain, content.objects(), joints)) return false;
         changeDown(State::null);
         if (!replaceChildren(content.objects())) return false;
         for (const Joint& joint : joints) {
@@ -126,7 +117,7 @@ bool Pipeline::Configure(base::AttrSet& attributes) {
         }
         if (!joints.empty()) joints.back().element->setOutlet(outlet_);
     }
-    if (!ObjectImpl::Configure(own)) return false;
+    if (!ObjectImpl::Configure(attributes)) return false;
     if (!name().empty() && !named_) OutletNames::instance().add(name(), outlet_);
     named_ = true;
     return true;

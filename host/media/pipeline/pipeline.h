@@ -4,6 +4,7 @@
 #include <atomic>
 #include <memory>
 
+#include "core/description.h"
 #include "media/pipeline/element.h"
 #include "media/pipeline/outlet.h"
 
@@ -37,7 +38,7 @@ class Pipeline final : public ObjectImpl {
         std::vector<Element*> feeders;
     };
 
-    static bool plan(const char* chain, const std::vector<ObjectImpl*>& objects, std::vector<Joint>& joints);
+    static bool plan(Description& chain, const std::vector<ObjectImpl*>& objects, std::vector<Joint>& joints);
     bool setOnDemand(bool wanted);
 
     const std::shared_ptr<Outlet> outlet_ = std::make_shared<Outlet>();

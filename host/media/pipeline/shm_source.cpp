@@ -23,6 +23,7 @@ namespace {
 class ShmSource final : public SourceElement {
   public:
     ShmSource() {
+        reserveAttributes({"connect"});
         inlet_.onLost = [this](host::Media::Kind kind, std::size_t lost) { tellLost(kind, lost); };
         inlet_.onMessage = [this](const std::string& text) {
             TextMessage message(text.c_str());
@@ -33,13 +34,9 @@ class ShmSource final : public SourceElement {
     ~ShmSource() override { retire(); }
 
     bool Configure(base::AttrSet& attributes) override {
-        base::AttrSet own;
-        for (int i = 0; const char* const key = attributes.Key(i); ++i) {
-            if (std::string_view(key) != "connect") own.Add(key, attributes.Value(i));
-        }
-        const char* const text = attributes.Get("connect");
-        if (!knowsAll(own) || (text && !connect(text))) return false;
-        return SourceElement::Configure(own);
+        NestedDescription partner(attributes, "connect");
+        if (!knowsAll(attributes) || (partner && !connect(*partner))) return false;
+        return SourceElement::Configure(attributes);
     }
 
     /** May come before this element is up, as those behind it are up earlier. */
@@ -79,19 +76,19 @@ class ShmSource final : public SourceElement {
     }
 
   private:
-    bool connect(const char* text) {
-        base::AttrSet partner;
-        if (!partner.Parse(text)) return false;
+    bool connect(Description& description) {
+        if (!readItems(description)) return false;
+        const base::AttrSet& partner = description.attributes();
         if (foldedClassName(partner.GetOrDef("type", "")) != "pipeline") {
-            KEP_HOST_ERROR(label() + ": connect={" + text + "} describes no pipeline" +
-                           CreationScope::place(text, 0));
+            KEP_HOST_ERROR(label() + ": connect={" + std::string(description.text()) +
+                           "} describes no pipeline" + description.place(0));
             return false;
         }
         const char* const name = partner.GetOrDef("name", "");
         std::shared_ptr<Outlet> outlet;
-        Offspring content;
+        PendingChildren content;
         if (partner.Get("layout") || partner.Get("serialize")) {
-            if (!content.make(text)) return false;
+            if (!content.make(description)) return false;
             auto* const own = dynamic_cast<Pipeline*>(content.objects().front());
             if (!own) return false;
             outlet = own->outlet();
@@ -99,8 +96,7 @@ class ShmSource final : public SourceElement {
             outlet = findPipeline(name);
         }
         if (!outlet) {
-            KEP_HOST_ERROR(label() + ": there is no pipeline \"" + name + "\"" +
-                           CreationScope::place(text, 0));
+            KEP_HOST_ERROR(label() + ": there is no pipeline \"" + name + "\"" + description.place(0));
             return false;
         }
         changeDown(State::null);

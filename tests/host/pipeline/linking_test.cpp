@@ -1,4 +1,5 @@
 #include "kep/entry_points.h"
+#include "kep/reflect.h"
 #include "pipeline_fixture.h"
 
 namespace kep::host {
@@ -69,6 +70,24 @@ TEST(Linking, IsRefusedWithOneLineThatNamesThingAndPlace) {
     EXPECT_THAT(refusalOf("type=pipeline,layout={TestSource:name=a+TestSink:caps=smell}"),
                 HasSubstr("caps=smell is neither video nor audio"));
     EXPECT_THAT(refusalOf("type=pipeline,past=-1,layout={TestSource:name=a}"), HasSubstr("past=-1"));
+}
+
+TEST(Linking, PlacesAreThoseOfThePartThatIsWrong) {
+    // The wrong text stands in other parts, too: none of them is named.
+    EXPECT_EQ(
+        refusalOf("type=pipeline,layout={TestSource:name=x+muxer-fmp4:name={x},sendmsg={recordStop={x}}}"),
+        "'=' is missing after \"x\" at position 83 of "
+        "\"...TestSource:name=x+muxer-fmp4:name={x},sendmsg={recordStop={x}}}\"");
+    EXPECT_EQ(refusalOf("type=pipeline,name={TestSink+No},layout={TestSink+No}"),
+              "unknown class No at position 51 of \"type=pipeline,name={TestSink+No},layout={TestSink+No}\"");
+    const ErrorLines lines;
+    EXPECT_EQ(kepCreateApp("type=pipeline,serialize={TestSource+Nonsense:name=z}"), nullptr);
+    base::AttrSet apart("type=pipeline,layout={TestSource+Nonsense:name=z}");
+    EXPECT_EQ(base::Object::New<ObjectImpl>(apart), nullptr);
+    EXPECT_THAT(lines.messages(),
+                ElementsAre("unknown class Nonsense at position 37 of "
+                            "\"type=pipeline,serialize={TestSource+Nonsense:name=z}\"",
+                            "unknown class Nonsense at position 12 of \"TestSource+Nonsense:name=z\""));
 }
 
 TEST(Linking, GoesUpFromTheEndAndDownFromTheStart) {
