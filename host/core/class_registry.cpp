@@ -15,9 +15,6 @@
 namespace kep::host {
 namespace {
 
-/** Where the media elements' classes are; a program need not be linked with it to describe them. */
-constexpr const char* kElementLibrary = "libkepapistreaming.so";
-
 class Registry {
   public:
     static Registry& instance() {
@@ -132,10 +129,10 @@ IClass* IClass::Find(const char* type) {
 
 IClass* IClass::FindBeforeNew(const char* type) {
     if (!type) return nullptr;
-    // Stays loaded: objects of its classes may live until the end. That it is not there is no fault by
-    // itself.
-    static void* const elements = dlopen(host::kElementLibrary, RTLD_NOW | RTLD_LOCAL);
-    static_cast<void>(elements);
+    // A program need not be linked with the library that has the other classes. It stays loaded: objects may
+    // live until the process ends. Where it is missing, the class is unknown.
+    static void* const library = dlopen(KEP_CLASS_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+    static_cast<void>(library);
     if (IClass* const found = Find(type)) return found;
     const host::Description* const description = host::CreationScope::current();
     const std::string place = description ? description->placeOfType() : "";

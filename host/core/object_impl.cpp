@@ -14,7 +14,7 @@
 namespace kep::host {
 
 ObjectImpl::ObjectImpl() {
-    reserveAttributes({"type", "name", "noconfigure", "link", "dbg"});
+    reserveAttributes({"type", "name", "noconfigure"});
     const auto add = [this](const char* key, Properties::Getter<std::string> get, bool mayRise,
                             bool mayFall) {
         properties_.add<std::string>(key, std::move(get), [=, this](const std::string& text) {

@@ -108,7 +108,7 @@ bool ObjectImpl::changeUp(State target) {
         KEP_HOST_ERROR(label() + " is disabled and cannot be started");
         return false;
     }
-    // Without a line: pre-recording may be about to start when a short process ends, which is no fault.
+    // No error line: a thread may start an object while a short process ends, which is not a fault.
     if (!parent_ && state() < target && ProcessEnd::hasBegun()) return false;
     while (state() < target) {
         const State next = above(state());

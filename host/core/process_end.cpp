@@ -84,7 +84,9 @@ class End {
         try {
             std::thread([this] { stopAll(); }).detach();
         } catch (const std::system_error& failure) {
-            KEP_HOST_ERROR(std::string("cannot start the thread that ends recordings: ") + failure.what());
+            KEP_HOST_ERROR(
+                std::string("cannot start the thread that stops objects at the end of the process: ") +
+                failure.what());
             started = false;
         }
         pthread_sigmask(SIG_SETMASK, &before, nullptr);

@@ -53,8 +53,8 @@ TEST(Classes, AnUnknownOneGetsOneLine) {
 }
 
 TEST(Creation, TakesTheAttributesOfTheDescription) {
-    const std::unique_ptr<kep::base::object> made(kep::base::Object::New<kep::base::object>(
-        "type=testpart,name=a,rate=15,title={x,y},link=null,dbg=false"));
+    const std::unique_ptr<kep::base::object> made(
+        kep::base::Object::New<kep::base::object>("type=testpart,name=a,rate=15,title={x,y}"));
     ASSERT_NE(made, nullptr);
     const Part& part = dynamic_cast<Part&>(*made);
     EXPECT_EQ(part.name(), "a");

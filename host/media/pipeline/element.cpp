@@ -11,6 +11,8 @@
 namespace kep::host {
 
 Element::Element() {
+    // Read by the pipeline, which knows the elements that it names.
+    reserveAttributes({"link"});
     properties().add<std::string>(
         "caps",
         [this]() -> std::string {
@@ -31,11 +33,6 @@ Element::Element() {
 Element::~Element() {
     unlink();
     for (Element* const before : previous_) std::erase(before->next_, this);
-}
-
-bool Element::Configure(base::AttrSet& attributes) {
-    const char* const traced = attributes.Get("dbg");
-    return (!traced || SetStr("dbg", traced)) && ObjectImpl::Configure(attributes);
 }
 
 bool Element::link(Element& next) {

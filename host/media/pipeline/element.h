@@ -28,8 +28,6 @@ class KEP_API Element : public ObjectImpl {
   public:
     ~Element() override;
 
-    bool Configure(base::AttrSet& attributes) override;
-
     /** Takes a packet that `from` gives. May be called by several elements before it, each on its own thread.
      */
     virtual void take(const SharedPacket& packet, const Element& from) = 0;

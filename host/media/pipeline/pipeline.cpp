@@ -25,7 +25,8 @@ Element* findBefore(const std::vector<ObjectImpl*>& objects, std::size_t end, co
 }  // namespace
 
 Pipeline::Pipeline() {
-    reserveAttributes({"layout", "serialize"});
+    // As part of an application it may have what an element has; neither means anything there.
+    reserveAttributes({"layout", "serialize", "link", "dbg"});
     properties().add<bool>(
         "ondemand", [this] { return onDemand_.load(); }, [this](bool wanted) { return setOnDemand(wanted); });
     properties().add<int>(

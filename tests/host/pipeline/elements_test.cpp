@@ -22,6 +22,19 @@ std::vector<std::int64_t> passed(const std::string& element, int count, int rate
     return chain.child<TestSink>("z").stamps(origin);
 }
 
+TEST(Elements, TakeTheirLinkAndTheirTracingFromTheDescription) {
+    Described chain(
+        "type=pipeline,link=null,dbg=false,layout={TestSource:name=a+TestSink:name=z,dbg=true,link=a}");
+    ASSERT_TRUE(chain);
+    EXPECT_EQ(*chain.child<ObjectImpl>("z").text("dbg"), "true");
+    EXPECT_EQ(*chain.child<ObjectImpl>("a").text("dbg"), "false");
+    EXPECT_THAT(refusalOf("type=pipeline,layout={TestSource:dbg=loud}"),
+                HasSubstr("property \"dbg\" of TestSource"));
+    const ErrorLines lines;
+    EXPECT_FALSE(chain.child<ObjectImpl>("z").SetStr("link", "a"));
+    EXPECT_THAT(lines.messages(), ElementsAre("TestSink \"z\" has no property \"link\""));
+}
+
 TEST(FrameRateCtrl, LetsItsRatePassAndAllOfALowerOne) {
     EXPECT_NEAR(static_cast<double>(passed("FrameRateCtrl:fr=1", 300, 30).size()), 10, 1);
     EXPECT_NEAR(static_cast<double>(passed("FrameRateCtrl:fr=15", 300, 30).size()), 150, 1);
