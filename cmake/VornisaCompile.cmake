@@ -25,6 +25,8 @@ if(VORNISA_SANITIZE)
   set(VORNISA_SANITIZED ON)
   add_compile_options(-fsanitize=${VORNISA_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${VORNISA_SANITIZE})
+  # Clang links what C++ libraries need of it into C++ programs alone.
+  add_link_options("$<$<LINK_LANG_AND_ID:C,Clang>:SHELL:-fsanitize-link-c++-runtime -lstdc++>")
 endif()
 
 # Libraries and programs of one build lie side by side, so that a program finds its libraries without set-up.

@@ -18,13 +18,13 @@ std::size_t openDescriptors() {
     return static_cast<std::size_t>(std::distance(begin(folder), end(folder)));
 }
 
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(VORNISA_ADDRESS_SANITIZER)
 constexpr bool kFreedIsKept = true;
 #else
 constexpr bool kFreedIsKept = false;
 #endif
 /** What a byte takes: the thread sanitizer keeps four of its own for each that has been touched. */
-#if defined(__SANITIZE_THREAD__)
+#if defined(VORNISA_THREAD_SANITIZER)
 constexpr long kByte = 5;
 #else
 constexpr long kByte = 1;

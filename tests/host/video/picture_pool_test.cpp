@@ -10,7 +10,7 @@
 
 #include "media/video/picture.h"
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(VORNISA_ADDRESS_SANITIZER) || defined(VORNISA_THREAD_SANITIZER)
 extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
 #endif
 
@@ -40,7 +40,7 @@ TEST(PicturePoolTest, PicturesAreUsedAgain) {
 
 /** Of the process, on the heap or mapped for it. */
 std::size_t allocatedBytes() {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(VORNISA_ADDRESS_SANITIZER) || defined(VORNISA_THREAD_SANITIZER)
     return __sanitizer_get_current_allocated_bytes();
 #else
     const auto info = mallinfo2();
