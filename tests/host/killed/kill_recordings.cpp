@@ -78,7 +78,7 @@ std::string asKilled(const std::string& folder) {
 }
 
 /** Finishes the files that are open, and adds to `before` what is wrong then. */
-void recover(const std::string& folder, KilledFiles& before) {
+void recover(const std::string& folder, const std::set<std::int64_t>& captured, KilledFiles& before) {
     fs::copy(folder, asKilled(folder));
     for (const fs::directory_entry& file : fs::directory_iterator(folder)) {
         // What the check would cut off here it would cut off an unfinished one too.
@@ -87,7 +87,7 @@ void recover(const std::string& folder, KilledFiles& before) {
             before.faults.push_back(file.path().filename().string() + ": is not whole to who recovers it");
     }
     for (const std::string& path : recordings::unfinishedIn(folder)) recordings::recoverFile(path);
-    KilledFiles after(folder, 0);
+    KilledFiles after(folder, 0, captured);
     for (const std::string& fault : after.faults) before.faults.push_back("recovered: " + fault);
     if (after.last != before.last || after.open != before.empty)
         before.faults.push_back("recovered: not all that plays has been finished: up to picture " +
@@ -105,8 +105,8 @@ void runOnce(const Kind& kind, const std::string& folder, const Run& run, Tally&
     RecorderProcess process(recorder, folder, kSecondsOfFile, microphone.device());
     if (process.waitForFirst(std::chrono::seconds(60))) microphone.live(run.life);
     const auto newest = process.kill();
-    KilledFiles files(folder, recorder == Recorder::ours ? kSecondsOfFile : 0);
-    if (recorder == Recorder::ours) recover(folder, files);
+    KilledFiles files(folder, recorder == Recorder::ours ? kSecondsOfFile : 0, process.captured());
+    if (recorder == Recorder::ours) recover(folder, process.captured(), files);
     const std::lock_guard lock(tally.mutex);
     for (const std::string& fault : files.faults) tally.faults.push_back(folder + "/" + fault);
     tally.finished += files.finished;

@@ -22,8 +22,16 @@ struct Part {
     bool hasBegun = true; /**< to hold something to be played */
 };
 
+/** Whether no captured picture lies between the two. */
+bool follows(std::int64_t next, std::int64_t before, const std::set<std::int64_t>& captured) {
+    if (captured.empty()) return next == before + 1;
+    const auto following = captured.upper_bound(before);
+    return next > before && (following == captured.end() || *following >= next);
+}
+
 /** What is wrong with a file that was read; fills in which pictures it holds. */
-std::string faultOf(const fs::path& path, int secondsOfFile, Part& part) {
+std::string faultOf(const fs::path& path, int secondsOfFile, const std::set<std::int64_t>& captured,
+                    Part& part) {
     RecordedFile file(path.string());
     const std::vector<RecordedPicture> pictures = file.decodePictures();
     file.decodeSound();
@@ -34,7 +42,7 @@ std::string faultOf(const fs::path& path, int secondsOfFile, Part& part) {
     if (!pictures.front().key) return "does not begin with a key frame";
     for (std::size_t i = 0; i < pictures.size(); ++i) {
         if (!pictures[i].number) return "picture " + std::to_string(i) + " shows no number";
-        if (i > 0 && *pictures[i].number != *pictures[i - 1].number + 1)
+        if (i > 0 && !follows(*pictures[i].number, *pictures[i - 1].number, captured))
             return "picture " + std::to_string(i) + " does not follow the one before it";
     }
     part.first = *pictures.front().number;
@@ -47,12 +55,14 @@ std::string faultOf(const fs::path& path, int secondsOfFile, Part& part) {
 
 }  // namespace
 
-KilledFiles::KilledFiles(const std::string& folder, int secondsOfFile) {
+KilledFiles::KilledFiles(const std::string& folder, int secondsOfFile,
+                         const std::set<std::int64_t>& captured) {
     std::vector<Part> parts;
     for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
         Part part = {entry.path().filename().string(), entry.path().extension() == ".mp4", -1, -1};
         part.hasBegun = entry.file_size() > 0;
-        const std::string fault = part.hasBegun ? faultOf(entry.path(), secondsOfFile, part) : std::string();
+        const std::string fault =
+            part.hasBegun ? faultOf(entry.path(), secondsOfFile, captured, part) : std::string();
         part.isFinal ? ++finished : ++open;
         if (!part.hasBegun) ++empty;
         if (!fault.empty()) faults.push_back(part.name + ": " + fault);
@@ -61,7 +71,7 @@ KilledFiles::KilledFiles(const std::string& folder, int secondsOfFile) {
     }
     std::sort(parts.begin(), parts.end(), [](const Part& a, const Part& b) { return a.first < b.first; });
     for (std::size_t i = 1; i < parts.size(); ++i) {
-        if (parts[i].first != parts[i - 1].last + 1)
+        if (!follows(parts[i].first, parts[i - 1].last, captured))
             faults.push_back(parts[i].name + ": does not go on where the one before it ends");
     }
     if (!parts.empty()) last = parts.back().last;

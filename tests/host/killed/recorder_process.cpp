@@ -174,12 +174,13 @@ bool RecorderProcess::takeNumbers(bool wait, std::chrono::milliseconds limit) {
         if (count <= 0) break;
         rest_.append(bytes, static_cast<std::size_t>(count));
         const std::size_t whole = rest_.size() / 4;
-        if (whole > 0) {
+        for (std::size_t i = 0; i < whole; ++i) {
             std::uint32_t number = 0;
-            std::memcpy(&number, rest_.data() + (whole - 1) * 4, 4);
-            rest_.erase(0, whole * 4);
+            std::memcpy(&number, rest_.data() + i * 4, 4);
+            captured_.insert(number);
             newest_ = number;
         }
+        rest_.erase(0, whole * 4);
         wait = false;
     }
     return newest_ >= 0;

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -32,6 +33,10 @@ class RecorderProcess {
     /** Kills it, and gives the number of the newest picture that it had. */
     std::optional<std::uint32_t> kill();
 
+    /** The numbers of all pictures that ours has captured: a camera whose process got no processor for long
+     * leaves some out. Empty for the peers. */
+    const std::set<std::int64_t>& captured() const { return captured_; }
+
   private:
     void start(const std::vector<std::string>& command, bool feeds);
     void feed();
@@ -44,6 +49,7 @@ class RecorderProcess {
     std::atomic<std::int64_t> newest_{-1};
     std::thread feeder_;
     std::string rest_;
+    std::set<std::int64_t> captured_;
 };
 
 #endif
