@@ -135,7 +135,7 @@ std::string nameFromTime() {
 
 /** Has the call make the clip that comes back only then. */
 std::string byOneShot(const EventSettings& settings) {
-    // The first resource of a process sets the filming of its past going.
+    // Pre-recording begins with the first resource that films.
     const Resource camera(VNRES_H264_SOURCE);
     awaitPast(settings);
     const std::string url = settings.url.empty() ? urlOfPath(nameFromTime()) : settings.url;

@@ -1,7 +1,5 @@
 #include "core/creation.h"
 
-#include <atomic>
-
 #include "core/log.h"
 
 namespace kep::host {
@@ -11,8 +9,6 @@ constexpr std::size_t npos = std::string_view::npos;
 
 thread_local Description* described = nullptr;
 thread_local const char* keyRead = nullptr;
-
-std::atomic<CreationHook> creationHook{nullptr};
 
 /** Where `inner` begins in `outer`: as a value in braces, or else anywhere. */
 std::size_t findWithin(std::string_view outer, std::string_view inner) {
@@ -79,15 +75,10 @@ NestedDescription::NestedDescription(const base::AttrSet& attributes, const char
     own_.emplace(text);
 }
 
-void setCreationHook(CreationHook hook) {
-    creationHook = hook;
-}
-
 namespace {
 
 /** The class of a description; null, and an error line, when there is none. */
 ClassBase* findClass(base::AttrSet& attributes) {
-    if (const CreationHook hook = creationHook) hook();
     if (!base::Object::NewPreProcessAttrSet(attributes)) return nullptr;
     const char* const type = attributes.Get("type");
     if (!type) {

@@ -63,12 +63,6 @@ class KEP_API NestedDescription {
  * parse. */
 KEP_API bool readItems(Description& description);
 
-/** Told at the beginning of each making of an object. */
-using CreationHook = void (*)();
-
-/** Replaces the hook; null takes it away. */
-KEP_API void setCreationHook(CreationHook hook);
-
 /** Makes an object for a parent, or for one who keeps it. Null, and an error line, when it is refused. */
 KEP_API std::unique_ptr<ObjectImpl> makeObject(const char* text);
 KEP_API std::unique_ptr<ObjectImpl> makeObject(base::AttrSet& attributes);

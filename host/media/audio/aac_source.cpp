@@ -2,6 +2,7 @@
 #include "media/audio/aac_encoder.h"
 #include "media/audio/audio_device.h"
 #include "media/audio/audio_source.h"
+#include "media/audio/audio_streams.h"
 
 namespace kep::host {
 
@@ -45,12 +46,8 @@ class AacSource final : public api::streaming::IAacSource, public AudioSource {
 
 }  // namespace
 
-}  // namespace kep::host
-
-namespace kep::api::streaming {
-
-IAacSource* IAacSource::CreateNew(const char* device) {
-    return host::isAudioDevice(device, "AAC source") ? new host::AacSource : nullptr;
+std::unique_ptr<api::streaming::IAacSource> makeAacSource() {
+    return std::make_unique<AacSource>();
 }
 
-}  // namespace kep::api::streaming
+}  // namespace kep::host

@@ -1,19 +1,9 @@
 #include "media/audio/audio_device.h"
 
-#include <string_view>
-
 #include "core/log.h"
 #include "kep/attr_set.h"
-#include "media/pipeline/board_pipelines.h"
 
 namespace kep::host {
-
-bool isAudioDevice(const char* device, const char* made) {
-    BoardPipelines::firstUse();
-    if (device && std::string_view(device) == "vornisa") return true;
-    KEP_HOST_ERROR(std::string("no ") + made + " of device " + (device ? device : "(null)"));
-    return false;
-}
 
 bool isPcmFormat(AudioFormat format, int maxChannels) {
     if (format.rate < 4000 || format.rate > 192000)

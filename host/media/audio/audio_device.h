@@ -7,9 +7,6 @@
 
 namespace kep::host {
 
-/** Whether `device` is the name of the workstation's audio; an error line when not. `made` says for what. */
-bool isAudioDevice(const char* device, const char* made);
-
 /** Whether uncompressed sound can have this format; an error line naming the value when not. */
 bool isPcmFormat(AudioFormat format, int maxChannels);
 

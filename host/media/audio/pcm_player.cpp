@@ -7,6 +7,7 @@
 #include "core/log.h"
 #include "media/audio/audio_device.h"
 #include "media/audio/audio_frame.h"
+#include "media/audio/audio_streams.h"
 #include "media/audio/sound_queue.h"
 #include "media/audio/speaker.h"
 #include "media/common/stream_object.h"
@@ -92,12 +93,8 @@ void PcmPlayer::play() {
 
 }  // namespace
 
-}  // namespace kep::host
-
-namespace kep::api::streaming {
-
-IPcmPlayer* IPcmPlayer::CreateNew(const char* device) {
-    return host::isAudioDevice(device, "PCM player") ? new host::PcmPlayer : nullptr;
+std::unique_ptr<api::streaming::IPcmPlayer> makePcmPlayer() {
+    return std::make_unique<PcmPlayer>();
 }
 
-}  // namespace kep::api::streaming
+}  // namespace kep::host

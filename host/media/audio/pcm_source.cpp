@@ -1,5 +1,6 @@
 #include "media/audio/audio_device.h"
 #include "media/audio/audio_source.h"
+#include "media/audio/audio_streams.h"
 #include "media/audio/sample_framer.h"
 
 namespace kep::host {
@@ -55,12 +56,8 @@ class PcmSource final : public api::streaming::IPcmSource, public AudioSource {
 
 }  // namespace
 
-}  // namespace kep::host
-
-namespace kep::api::streaming {
-
-IPcmSource* IPcmSource::CreateNew(const char* device) {
-    return host::isAudioDevice(device, "PCM source") ? new host::PcmSource : nullptr;
+std::unique_ptr<api::streaming::IPcmSource> makePcmSource() {
+    return std::make_unique<PcmSource>();
 }
 
-}  // namespace kep::api::streaming
+}  // namespace kep::host

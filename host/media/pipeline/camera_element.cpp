@@ -5,6 +5,7 @@
 
 #include "core/class_registry.h"
 #include "core/log.h"
+#include "media/common/filming.h"
 #include "media/common/retry_pause.h"
 #include "media/pipeline/element.h"
 #include "media/pipeline/limits.h"
@@ -22,6 +23,7 @@ namespace {
 class CameraElement final : public SourceElement, private TapListener {
   public:
     CameraElement() {
+        filmingBegins();
         for (auto [name, side] : {std::pair("w", &width_), std::pair("h", &height_)}) {
             properties().add<int>(
                 name, [side = side] { return side->load(); },

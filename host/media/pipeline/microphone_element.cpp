@@ -5,6 +5,7 @@
 
 #include "core/class_registry.h"
 #include "media/audio/audio_hub.h"
+#include "media/common/filming.h"
 #include "media/common/retry_pause.h"
 #include "media/pipeline/element.h"
 
@@ -18,6 +19,7 @@ namespace {
 class MicrophoneElement final : public SourceElement {
   public:
     MicrophoneElement() {
+        filmingBegins();
         tap_.onLost = [this](std::size_t blocks) { tellLost(host::Media::Kind::audio, blocks); };
         tap_.onDeviceLost = [this](const std::string& device) {
             tell("deviceLost", "media=audio,device={" + device + "}");

@@ -8,7 +8,7 @@
 #include "core/log.h"
 #include "core/names.h"
 #include "core/text_message.h"
-#include "media/pipeline/board_pipelines.h"
+#include "media/common/filming.h"
 #include "media/pipeline/pipeline.h"
 
 namespace kep::host {
@@ -23,6 +23,7 @@ namespace {
 class ShmSource final : public SourceElement {
   public:
     ShmSource() {
+        filmingBegins();
         reserveAttributes({"connect"});
         inlet_.onLost = [this](host::Media::Kind kind, std::size_t lost) { tellLost(kind, lost); };
         inlet_.onMessage = [this](const std::string& text) {
@@ -51,7 +52,7 @@ class ShmSource final : public SourceElement {
     bool up(State target) override {
         if (target != State::play) return ObjectImpl::up(target);
         std::shared_ptr<Outlet> outlet = outlet_;
-        if (outlet && outlet->hasEnded()) outlet = findPipeline(partner_);
+        if (outlet && outlet->hasEnded()) outlet = OutletNames::instance().find(partner_);
         if (!outlet) {
             KEP_HOST_ERROR(label() + ": there is no pipeline \"" + partner_ + "\"");
             return false;
@@ -93,7 +94,7 @@ class ShmSource final : public SourceElement {
             if (!own) return false;
             outlet = own->outlet();
         } else {
-            outlet = findPipeline(name);
+            outlet = OutletNames::instance().find(name);
         }
         if (!outlet) {
             KEP_HOST_ERROR(label() + ": there is no pipeline \"" + name + "\"" + description.place(0));
@@ -108,12 +109,6 @@ class ShmSource final : public SourceElement {
     void setOutletToHear(const std::shared_ptr<Outlet>& outlet) {
         const std::lock_guard lock(outletMutex_);
         outlet_ = outlet;
-    }
-
-    static std::shared_ptr<Outlet> findPipeline(const std::string& name) {
-        if (auto found = OutletNames::instance().find(name)) return found;
-        BoardPipelines::instance();
-        return OutletNames::instance().find(name);
     }
 
     /** Whether what this gives ends up there. */

@@ -217,7 +217,7 @@ TEST_F(Aac, RefusesARateThatAacHasNot) {
 
 TEST_F(Aac, KnowsOneDevice) {
     EXPECT_EQ(IAacSource::CreateNew("elsewhere"), nullptr);
-    EXPECT_EQ(errors_.count("no AAC source of device elsewhere"), 1);
+    EXPECT_EQ(errors_.count("IAacSource: no device \"elsewhere\", only \"vornisa\""), 1);
 }
 
 }  // namespace

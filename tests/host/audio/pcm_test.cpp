@@ -224,9 +224,9 @@ TEST_F(Pcm, RefusesAFormatByItsValue) {
 
 TEST_F(Pcm, KnowsOneDevice) {
     EXPECT_EQ(IPcmSource::CreateNew("elsewhere"), nullptr);
-    EXPECT_EQ(errors_.count("no PCM source of device elsewhere"), 1);
+    EXPECT_EQ(errors_.count("IPcmSource: no device \"elsewhere\", only \"vornisa\""), 1);
     EXPECT_EQ(IPcmSource::CreateNew(nullptr), nullptr);
-    EXPECT_EQ(errors_.count("(null)"), 1);
+    EXPECT_EQ(errors_.count("IPcmSource: no device \"\""), 1);
 }
 
 TEST_F(Pcm, RefusesAnUnknownKindOfMicrophone) {

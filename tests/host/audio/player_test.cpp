@@ -200,7 +200,7 @@ TEST_F(Player, RefusesAFormatByItsValue) {
 
 TEST_F(Player, KnowsOneDeviceAndItsKinds) {
     EXPECT_EQ(IPcmPlayer::CreateNew("elsewhere"), nullptr);
-    EXPECT_EQ(errors_.count("no PCM player of device elsewhere"), 1);
+    EXPECT_EQ(errors_.count("IPcmPlayer: no device \"elsewhere\", only \"vornisa\""), 1);
     const ScopedEnv speaker("KEP_HOST_SPEAKER", "trumpet:brass");
     EXPECT_FALSE(create(8000, 1)->ChangeUp(State::play));
     EXPECT_EQ(errors_.count("KEP_HOST_SPEAKER=trumpet:brass"), 1);

@@ -127,7 +127,8 @@ TEST_F(PhotographyRefusalsTest, AnUnknownDevice) {
     testing::internal::CaptureStderr();
     EXPECT_EQ(IPhotography::CreateNew("other"), nullptr);
     EXPECT_EQ(IPhotography::CreateNew(nullptr), nullptr);
-    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("IPhotography: no device other"));
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                HasSubstr("IPhotography: no device \"other\", only \"vornisa\""));
 }
 
 TEST_F(PhotographyRefusalsTest, ACameraThatEndsEndsTheTaker) {

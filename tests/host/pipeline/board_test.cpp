@@ -3,8 +3,11 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 
+#include "kep/device.h"
 #include "kep/entry_points.h"
+#include "kep/reflect.h"
 #include "kep/streaming.h"
 #include "pipeline_fixture.h"
 
@@ -72,16 +75,31 @@ TEST_F(BoardTest, APastIsThereWhileSomebodyKeepsItRunning) {
     EXPECT_LT(late.child<TestSink>("z").packets().front()->stamp, then - milliseconds(500));
 }
 
+auto threads() {
+    const std::filesystem::directory_iterator tasks("/proc/self/task");
+    return std::distance(begin(tasks), end(tasks));
+}
+
+using MakeFirst = object_base* (*)();
+
+template <class Source>
 object_base* firstStream() {
-    return static_cast<object_base*>(api::streaming::IYuvSource::CreateNew("vornisa"));
+    return Source::CreateNew("vornisa");
 }
 
+/** An object of a description, which is never started. */
+template <const char* layout>
 object_base* firstDescription() {
-    return kepCreate("type=Application,name=appFirst,noconfigure=true");
+    return kepCreate(
+        ("type=Application,layout={type=pipeline,layout={" + std::string(layout) + "}}").c_str());
 }
 
-/** Whether a listener gets what was before it. As nobody else listens, that is what the board itself keeps.
- */
+constexpr char kCamera[] = "PvYuvSrcAdv";
+constexpr char kMicrophone[] = "MicSrc";
+constexpr char kEventService[] =
+    "ShmSource:connect={type=pipeline,name=plPreRecordH264}+RecordEventServiceTriggerShm+muxer-fmp4";
+
+/** Whether a listener gets what precedes it. Nobody else listens: it is what the board itself keeps. */
 bool hasPast(const std::string& readerText) {
     Described late(readerText);
     const SteadyTime then = Clock::now();
@@ -89,30 +107,79 @@ bool hasPast(const std::string& readerText) {
            late.child<TestSink>("z").packets().front()->stamp < then - milliseconds(300);
 }
 
-/** Leaves with 0 when an event that comes after the first object finds a past, and the process then ends. */
-[[noreturn]] void expectPastWithoutListener(object_base* (*makeFirst)(), const std::string& readerText) {
+/** Exits with 0 when an event after the first object finds a past, and the process then ends. */
+[[noreturn]] void expectPastWithoutListener(MakeFirst makeFirst, const std::string& readerText) {
     unsetenv("KEP_HOST_PRERECORD");
+    const auto before = threads();
     object_base* const first = makeFirst();
-    const bool past = first && waitUntil([&] { return hasPast(readerText); });
+    // Before a reader is made, which would begin it, too.
+    const bool begun = first && threads() > before;
+    const bool past = begun && waitUntil([&] { return hasPast(readerText); });
     delete first;
     std::exit(past ? 0 : 1);
 }
 
-TEST_F(BoardTest, WhatIsKeptRunningHasAPastAndEndsWithTheProcess) {
+TEST_F(BoardTest, TheFirstObjectThatFilmsOrRecordsBeginsAPastThatEndsWithTheProcess) {
+    using namespace api::streaming;
     testing::FLAGS_gtest_death_test_style = "threadsafe";
-    EXPECT_EXIT(expectPastWithoutListener(firstStream, reader("plPreRecordH264")), testing::ExitedWithCode(0),
-                "");
-    EXPECT_EXIT(expectPastWithoutListener(firstStream, reader("plPreRecordAac")), testing::ExitedWithCode(0),
-                "");
-    EXPECT_EXIT(expectPastWithoutListener(firstDescription, reader("plPreRecordH264")),
+    for (const MakeFirst make : {firstStream<IYuvSource>, firstStream<IH264Source>, firstStream<IPhotography>,
+                                 firstStream<IPcmSource>, firstStream<IAacSource>, firstDescription<kCamera>,
+                                 firstDescription<kMicrophone>, firstDescription<kEventService>}) {
+        EXPECT_EXIT(expectPastWithoutListener(make, reader("plPreRecordH264")), testing::ExitedWithCode(0),
+                    "");
+    }
+    EXPECT_EXIT(expectPastWithoutListener(firstStream<IYuvSource>, reader("plPreRecordAac")),
                 testing::ExitedWithCode(0), "");
+}
+
+/** Exits with 0 when nothing that neither films nor records starts a thread or opens a camera. */
+[[noreturn]] void expectNothingBegun() {
+    unsetenv("KEP_HOST_PRERECORD");
+    setenv("KEP_HOST_VIDEO", "file:/none/film.mp4", 1);
+    setenv("KEP_HOST_AUDIO", "file:/none/sound.wav", 1);
+    const ErrorLines lines;
+    const auto before = threads();
+    const std::function<void()> questions[] = {
+        [] { delete kepCreateAttrSet("a=1,b={c=2}"); },
+        [] { delete kepCreateAttrSet("file:///tmp/a.mp4"); },
+        [] {
+            base::AttrSet arguments("cmd=flip");
+            base::Factory::Globle().Run("shm0_cmd", arguments);
+        },
+        [] { dev::IMicrophone::Microphone("vornisa"); },
+        [] { dev::ISpeaker::Speaker("vornisa"); },
+        [] { delete api::streaming::IPcmPlayer::CreateNew("vornisa"); },
+        [] { delete api::streaming::IYuvSource::CreateNew("elsewhere"); },
+        [] { delete api::streaming::IAacSource::CreateNew(nullptr); },
+        [] { delete kepCreate("type=fmp4-info,name=fmp4info,url=file:///none/a.mp4"); },
+        [] { delete kepCreate("type=AacCodec,name=aacEncoder,isEncoder=true"); },
+        [] { delete kepCreate("type=encoder-h264,gop=15"); },
+        [] { delete kepCreate("type=encoder-aac"); },
+        [] { delete kepCreate("type=VornisaSharedMemory,name=shm,free=false"); },
+        [] { delete kepCreate("type=Application,name=appIdle,noconfigure=true"); },
+    };
+    int asked = 0;
+    for (const auto& ask : questions) {
+        ++asked;
+        ask();
+        if (threads() != before) std::exit(asked);
+    }
+    for (const std::string& line : lines.messages()) {
+        if (line.find("/none/film") != line.npos || line.find("/none/sound") != line.npos) std::exit(100);
+    }
+    std::exit(0);
+}
+
+TEST_F(BoardTest, WhatNeitherFilmsNorRecordsBeginsNothing) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_EXIT(expectNothingBegun(), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(BoardTest, AChoiceThatIsNoneIsToldOf) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     const auto describe = [] {
         setenv("KEP_HOST_PRERECORD", "often", 1);
-        const Described any("type=pipeline,layout={TestSink}");
+        const Described any("type=pipeline,layout={MicSrc}");
         std::exit(any ? 0 : 1);
     };
     EXPECT_EXIT(describe(), testing::ExitedWithCode(0),
@@ -160,7 +227,7 @@ class MissingCamera {
     bool past = false;
     {
         const MissingCamera camera;
-        object_base* const first = firstDescription();
+        object_base* const first = firstDescription<kCamera>();
         past = first && waitUntil([&] { return camera.attempts() > 0; }) && camera.appear() &&
                waitUntil([&] { return hasPast(readerText); });
         delete first;
@@ -181,7 +248,7 @@ Clock::time_point thirdAttempt;
     std::atexit([] { std::_Exit(Clock::now() < thirdAttempt + std::chrono::seconds(3) ? 0 : 1); });
     {
         const MissingCamera camera;
-        if (!firstDescription() || !waitUntil([&] { return camera.attempts() == 3; })) std::_Exit(2);
+        if (!firstDescription<kCamera>() || !waitUntil([&] { return camera.attempts() == 3; })) std::_Exit(2);
         thirdAttempt = Clock::now();
     }
     std::exit(3);
@@ -210,10 +277,6 @@ TEST_F(BoardTest, ARecordingThatIsLeftRunningHoldsUpNoProcessEnd) {
 }
 
 TEST_F(BoardTest, StartingAndStoppingLeavesNothingBehind) {
-    const auto threads = [] {
-        const std::filesystem::directory_iterator tasks("/proc/self/task");
-        return std::distance(begin(tasks), end(tasks));
-    };
     Described app(
         "type=application,layout={type=pipeline,layout={ShmSource:connect={type=pipeline,name=plAacSource}"
         "+FifoFilter:name=afifo+ShmSource:connect={type=pipeline,layout={pv-yuv-src-adv:w=320,h=180"

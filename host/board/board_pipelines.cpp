@@ -1,12 +1,14 @@
-#include "media/pipeline/board_pipelines.h"
+#include "board/board_pipelines.h"
 
-#include <atomic>
 #include <cstdlib>
 #include <string_view>
+#include <system_error>
+#include <utility>
 
 #include "core/creation.h"
 #include "core/log.h"
 #include "core/process_end.h"
+#include "media/common/filming.h"
 #include "media/common/retry_pause.h"
 #include "media/pipeline/pipeline.h"
 
@@ -15,7 +17,7 @@ namespace {
 
 constexpr const char* kAac =
     "type=pipeline,name=plAacSource,ondemand=true,layout={MicSrc+encoder-aac:name=aac}";
-// Encoded once for both: of the same microphone nobody needs two streams.
+// Shares the encoder of plAacSource, which encodes the same microphone.
 constexpr const char* kPreRecordAac =
     "type=pipeline,name=plPreRecordAac,ondemand=true,past=30000,"
     "layout={ShmSource:connect={type=pipeline,name=plAacSource},name=src}";
@@ -23,14 +25,13 @@ constexpr const char* kPreRecordH264 =
     "type=pipeline,name=plPreRecordH264,ondemand=true,past=30000,"
     "layout={pv-yuv-src-adv:name=src+encoder-h264:name=enc,goptype=ippp,gop=15,br=4000000,fr=30}";
 
-std::atomic<bool> used{false};
+const struct FilmingHook {
+    FilmingHook() { setFilmingHook(&BoardPipelines::begin); }
+    ~FilmingHook() { setFilmingHook(nullptr); }
+} hook;
 
-const struct FirstObject {
-    FirstObject() { setCreationHook(&BoardPipelines::firstUse); }
-    ~FirstObject() { setCreationHook(nullptr); }
-} firstObject;
-
-bool chosenAlways() {
+/** Whether pre-recording runs although nobody is attached. */
+bool runsAlways() {
     const char* const set = std::getenv("KEP_HOST_PRERECORD");
     const std::string_view choice = set ? set : "";
     if (choice == "attached") return false;
@@ -39,30 +40,29 @@ bool chosenAlways() {
     return true;
 }
 
-/** Whether pre-recording is to run although nobody is attached. Chosen once in a process. */
-bool runsAlways() {
-    static const bool always = chosenAlways();
-    return always;
-}
-
 }  // namespace
 
-BoardPipelines& BoardPipelines::instance() {
-    // Never destroyed: a recording that the program forgot may still listen to them while the process ends.
-    static BoardPipelines& pipelines = *new BoardPipelines;
-    return pipelines;
-}
-
-void BoardPipelines::firstUse() {
-    if (!used.exchange(true) && runsAlways()) instance();
+void BoardPipelines::begin() {
+    // Their own camera and microphone begin to film, too.
+    thread_local bool making = false;
+    if (std::exchange(making, true)) return;
+    // Never destroyed: a recording that the program left running may read from them while the process ends.
+    static const BoardPipelines* const pipelines = new BoardPipelines;
+    static_cast<void>(pipelines);
+    making = false;
 }
 
 BoardPipelines::BoardPipelines() {
-    used = true;
     ProcessEnd::addStep([this] { stopHolding(); });
     make(kAac);
     std::vector<std::shared_ptr<Outlet>> preRecorded = {make(kPreRecordAac), make(kPreRecordH264)};
-    if (runsAlways()) holding_ = std::thread([this, preRecorded] { keepRunning(preRecorded); });
+    if (runsAlways()) startHolding(std::move(preRecorded));
+}
+
+void BoardPipelines::startHolding(std::vector<std::shared_ptr<Outlet>> outlets) try {
+    holding_ = std::thread([this, outlets = std::move(outlets)] { hold(outlets); });
+} catch (const std::system_error& failure) {
+    KEP_HOST_ERROR(std::string("events will have no past: cannot start a thread: ") + failure.what());
 }
 
 void BoardPipelines::stopHolding() {
@@ -80,7 +80,7 @@ std::shared_ptr<Outlet> BoardPipelines::make(const char* text) {
     return made ? made->outlet() : nullptr;
 }
 
-void BoardPipelines::keepRunning(std::vector<std::shared_ptr<Outlet>> outlets) {
+void BoardPipelines::hold(std::vector<std::shared_ptr<Outlet>> outlets) {
     for (RetryPause pause;;) {
         std::erase_if(outlets, [](const auto& outlet) { return !outlet || outlet->hold(); });
         if (outlets.empty()) return;

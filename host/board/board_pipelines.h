@@ -1,0 +1,44 @@
+#ifndef KEP_HOST_BOARD_PIPELINES_H
+#define KEP_HOST_BOARD_PIPELINES_H
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "core/object_impl.h"
+#include "media/pipeline/outlet.h"
+
+namespace kep::host {
+
+/**
+ * The named pipelines of a board: `plAacSource`, and `plPreRecordAac` and `plPreRecordH264`, which keep a
+ * past. These two capture and encode from the first object that films or records until the process ends, so
+ * that every later event has its past; a device that is missing is retried. `plAacSource`, and all three with
+ * KEP_HOST_PRERECORD=attached, run while an application is attached.
+ */
+class BoardPipelines {
+  public:
+    /** Makes the pipelines and starts pre-recording; nothing from the second call on. Waits while another
+     * thread makes them. */
+    static void begin();
+
+  private:
+    BoardPipelines();
+    std::shared_ptr<Outlet> make(const char* text);
+    void startHolding(std::vector<std::shared_ptr<Outlet>> outlets);
+    void stopHolding();
+    /** Holds the outlets; retries those whose device is missing until all are held or the process ends. */
+    void hold(std::vector<std::shared_ptr<Outlet>> outlets);
+
+    std::vector<std::unique_ptr<ObjectImpl>> pipelines_;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    bool ending_ = false;
+    std::thread holding_;
+};
+
+}  // namespace kep::host
+
+#endif

@@ -1,0 +1,79 @@
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "board/board_pipelines.h"
+#include "core/log.h"
+#include "kep/device.h"
+#include "kep/streaming.h"
+#include "media/audio/audio_streams.h"
+#include "media/video/h264_source.h"
+#include "media/video/photography.h"
+#include "media/video/yuv_source.h"
+
+namespace kep::host {
+namespace {
+
+constexpr std::string_view kDevice = "vornisa";
+
+/** Whether `device` is the board's own; an error line when not. */
+bool isDevice(const char* device, const char* interface) {
+    if (device && device == kDevice) return true;
+    KEP_HOST_ERROR(std::string(interface) + ": no device \"" + (device ? device : "") + "\", only \"" +
+                   std::string(kDevice) + "\"");
+    return false;
+}
+
+/** A stream that films or records. */
+template <class Make>
+auto makeSource(const char* device, const char* interface, Make make) -> decltype(make().release()) {
+    if (!isDevice(device, interface)) return nullptr;
+    BoardPipelines::begin();
+    return make().release();
+}
+
+}  // namespace
+}  // namespace kep::host
+
+namespace kep::api::streaming {
+
+IYuvSource* IYuvSource::CreateNew(const char* device) {
+    return host::makeSource(device, "IYuvSource", std::make_unique<host::YuvSource>);
+}
+
+IH264Source* IH264Source::CreateNew(const char* device) {
+    return host::makeSource(device, "IH264Source", std::make_unique<host::H264Source>);
+}
+
+IPhotography* IPhotography::CreateNew(const char* device) {
+    return host::makeSource(device, "IPhotography", std::make_unique<host::Photography>);
+}
+
+IPcmSource* IPcmSource::CreateNew(const char* device) {
+    return host::makeSource(device, "IPcmSource", host::makePcmSource);
+}
+
+IAacSource* IAacSource::CreateNew(const char* device) {
+    return host::makeSource(device, "IAacSource", host::makeAacSource);
+}
+
+IPcmPlayer* IPcmPlayer::CreateNew(const char* device) {
+    return host::isDevice(device, "IPcmPlayer") ? host::makePcmPlayer().release() : nullptr;
+}
+
+}  // namespace kep::api::streaming
+
+// Not built into this framework: refused with an error line.
+namespace kep::dev {
+
+IMicrophone* IMicrophone::Microphone(const char*) {
+    KEP_HOST_ERROR("IMicrophone is not built into this framework");
+    return nullptr;
+}
+
+ISpeaker* ISpeaker::Speaker(const char*) {
+    KEP_HOST_ERROR("ISpeaker is not built into this framework");
+    return nullptr;
+}
+
+}  // namespace kep::dev
