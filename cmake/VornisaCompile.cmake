@@ -14,7 +14,7 @@ add_compile_options(-Wall -Wextra -Wpedantic -Werror -Wshadow "$<$<COMPILE_LANGU
 # GCC 12 sees overlapping copies in a literal joined to a string (its bug 105651).
 add_compile_options("$<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-restrict>")
 
-# Locks and what they guard, as the annotations of host/core/mutex.h state them; an error like every warning.
+# Locks and what they guard, as the annotations of host/objects/mutex.h state them; an error like every warning.
 add_compile_options("$<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wthread-safety>")
 
 # Comma-separated sanitizers, as -fsanitize takes them. Everything of the build is instrumented.

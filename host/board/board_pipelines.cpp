@@ -5,12 +5,12 @@
 #include <system_error>
 #include <utility>
 
-#include "core/creation.h"
-#include "core/log.h"
-#include "core/process_end.h"
 #include "media/common/filming.h"
 #include "media/common/retry_pause.h"
 #include "media/pipeline/pipeline.h"
+#include "objects/creation.h"
+#include "objects/log.h"
+#include "objects/process_end.h"
 
 namespace kep::host {
 namespace {

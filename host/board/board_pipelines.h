@@ -7,8 +7,8 @@
 #include <thread>
 #include <vector>
 
-#include "core/object_impl.h"
 #include "media/pipeline/outlet.h"
+#include "objects/object_impl.h"
 
 namespace kep::host {
 

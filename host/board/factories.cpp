@@ -3,13 +3,13 @@
 #include <string_view>
 
 #include "board/board_pipelines.h"
-#include "core/log.h"
 #include "kep/device.h"
 #include "kep/streaming.h"
 #include "media/audio/audio_streams.h"
 #include "media/video/h264_source.h"
 #include "media/video/photography.h"
 #include "media/video/yuv_source.h"
+#include "objects/log.h"
 
 namespace kep::host {
 namespace {

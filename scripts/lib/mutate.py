@@ -23,7 +23,7 @@ import time
 from mutations import Source
 
 ASKED = 97.0
-COPIED = ("api", "framework", "cmake", "tests", "host/core", "host/CMakeLists.txt", "CMakeLists.txt",
+COPIED = ("api", "framework", "cmake", "tests", "host/text", "host/CMakeLists.txt", "CMakeLists.txt",
           "CMakePresets.json")
 FOLDERS = ("api", "framework/kep")
 # What is built and run, until something fails. Where a small program has all there is to see of a source, or nearly

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "core/description.h"
 #include "kep/attr_set.h"
+#include "text/description.h"
 
 namespace {
 

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "core/creation.h"
-#include "core/message_port.h"
 #include "error_lines.h"
 #include "kep/entry_points.h"
+#include "objects/creation.h"
+#include "objects/message_port.h"
 #include "parts.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "core/attr_text.h"
+#include "text/attr_text.h"
 
 /** Comparisons of two texts of one length. */
 static std::atomic<std::size_t> comparisons{0};

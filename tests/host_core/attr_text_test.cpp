@@ -1,4 +1,4 @@
-#include "core/attr_text.h"
+#include "text/attr_text.h"
 
 #include <gtest/gtest.h>
 

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "core/message_port.h"
-#include "core/text_message.h"
+#include "objects/message_port.h"
+#include "objects/text_message.h"
 #include "wait_until.h"
 
 /** A callback that collects messages. */

@@ -5,11 +5,11 @@
 #include <thread>
 #include <vector>
 
-#include "core/class_registry.h"
-#include "core/creation.h"
 #include "error_lines.h"
 #include "kep/entry_points.h"
 #include "kep/reflect.h"
+#include "objects/class_registry.h"
+#include "objects/creation.h"
 #include "parts.h"
 
 namespace {

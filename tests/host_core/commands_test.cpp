@@ -1,4 +1,4 @@
-#include "core/commands.h"
+#include "objects/commands.h"
 
 #include <gtest/gtest.h>
 

@@ -8,10 +8,10 @@
 #include <thread>
 #include <vector>
 
-#include "core/log.h"
-#include "core/message_port.h"
 #include "kep/debug_line.h"
 #include "kep/entry_points.h"
+#include "objects/log.h"
+#include "objects/message_port.h"
 
 namespace {
 

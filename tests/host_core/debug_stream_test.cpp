@@ -10,9 +10,9 @@
 #include <string>
 #include <thread>
 
-#include "core/log.h"
 #include "error_lines.h"
 #include "kep/debug_line.h"
+#include "objects/log.h"
 #include "probe.h"
 
 namespace {

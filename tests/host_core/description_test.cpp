@@ -1,4 +1,4 @@
-#include "core/description.h"
+#include "text/description.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // Compiled by tests alone: guarded state read with its mutex held or, with WITHOUT_LOCK defined, without it.
-#include "core/mutex.h"
+#include "objects/mutex.h"
 
 class Counter {
   public:

@@ -1,4 +1,4 @@
-#include "core/message_port.h"
+#include "objects/message_port.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "core/mutex.h"
+#include "objects/mutex.h"
 
 #include <gtest/gtest.h>
 

@@ -6,12 +6,12 @@
 #include <thread>
 
 #include "callbacks.h"
-#include "core/class_registry.h"
-#include "core/face.h"
 #include "error_lines.h"
 #include "kep/entry_points.h"
 #include "kep/hash.h"
 #include "kep/reflect.h"
+#include "objects/class_registry.h"
+#include "objects/face.h"
 #include "parts.h"
 
 namespace {

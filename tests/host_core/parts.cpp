@@ -2,9 +2,9 @@
 
 #include <stdexcept>
 
-#include "core/class_registry.h"
-#include "core/state_text.h"
-#include "core/text_message.h"
+#include "objects/class_registry.h"
+#include "objects/state_text.h"
+#include "objects/text_message.h"
 
 using kep::host::ClassRegistration;
 using kep::host::Naming;

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "core/object_impl.h"
+#include "objects/object_impl.h"
 
 /** What the objects of class `TestPart` have done, in order: "name up play" and the like. */
 extern std::vector<std::string> partEvents;

@@ -1,4 +1,4 @@
-#include "core/plug_ins.h"
+#include "objects/plug_ins.h"
 
 #include <gtest/gtest.h>
 

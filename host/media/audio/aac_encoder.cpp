@@ -4,7 +4,7 @@
 #include <array>
 #include <new>
 
-#include "core/log.h"
+#include "objects/log.h"
 
 namespace kep::host {
 

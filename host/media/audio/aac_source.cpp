@@ -1,8 +1,8 @@
-#include "core/log.h"
 #include "media/audio/aac_encoder.h"
 #include "media/audio/audio_device.h"
 #include "media/audio/audio_source.h"
 #include "media/audio/audio_streams.h"
+#include "objects/log.h"
 
 namespace kep::host {
 

@@ -1,7 +1,7 @@
 #include "media/audio/audio_device.h"
 
-#include "core/log.h"
 #include "kep/attr_set.h"
+#include "objects/log.h"
 
 namespace kep::host {
 

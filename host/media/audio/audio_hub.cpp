@@ -1,6 +1,6 @@
 #include "media/audio/audio_hub.h"
 
-#include "core/log.h"
+#include "objects/log.h"
 
 namespace kep::host {
 

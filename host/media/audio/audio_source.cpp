@@ -2,8 +2,8 @@
 
 #include <pthread.h>
 
-#include "core/log.h"
 #include "media/audio/audio_device.h"
+#include "objects/log.h"
 
 namespace kep::host {
 

@@ -1,6 +1,6 @@
 #include "media/audio/device_input.h"
 
-#include "core/log.h"
+#include "objects/log.h"
 
 extern "C" {
 #include <libavutil/time.h>

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <thread>
 
-#include "core/log.h"
+#include "objects/log.h"
 
 extern "C" {
 #include <libavdevice/avdevice.h>

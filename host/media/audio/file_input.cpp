@@ -1,6 +1,6 @@
 #include "media/audio/file_input.h"
 
-#include "core/log.h"
+#include "objects/log.h"
 
 namespace kep::host {
 

@@ -5,8 +5,8 @@
 #include <thread>
 #include <utility>
 
-#include "core/log.h"
 #include "media/audio/block_builder.h"
+#include "objects/log.h"
 
 namespace kep::host {
 

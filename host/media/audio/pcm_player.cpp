@@ -4,13 +4,13 @@
 #include <cstring>
 #include <thread>
 
-#include "core/log.h"
 #include "media/audio/audio_device.h"
 #include "media/audio/audio_frame.h"
 #include "media/audio/audio_streams.h"
 #include "media/audio/sound_queue.h"
 #include "media/audio/speaker.h"
 #include "media/common/stream_object.h"
+#include "objects/log.h"
 
 namespace kep::host {
 

@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "core/log.h"
+#include "objects/log.h"
 
 namespace kep::host {
 

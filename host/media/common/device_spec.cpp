@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "core/log.h"
+#include "objects/log.h"
 
 namespace kep::host {
 

@@ -6,9 +6,9 @@
 #include <mutex>
 #include <string>
 
-#include "core/message_port.h"
 #include "kep/status.h"
 #include "kep/streaming.h"
+#include "objects/message_port.h"
 
 namespace kep::host {
 

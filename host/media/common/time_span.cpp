@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <limits>
 
-#include "core/attr_text.h"
+#include "text/attr_text.h"
 
 namespace kep::host {
 

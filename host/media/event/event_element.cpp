@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "core/log.h"
+#include "objects/log.h"
 
 namespace kep::host {
 namespace {

@@ -2,8 +2,8 @@
 
 #include <array>
 
-#include "core/log.h"
 #include "media/common/time_span.h"
+#include "objects/log.h"
 
 namespace kep::host {
 namespace {

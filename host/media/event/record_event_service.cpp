@@ -1,9 +1,9 @@
-#include "core/class_registry.h"
-#include "core/creation.h"
-#include "core/log.h"
 #include "media/event/event_element.h"
 #include "media/event/event_text.h"
 #include "media/pipeline/limits.h"
+#include "objects/class_registry.h"
+#include "objects/creation.h"
+#include "objects/log.h"
 
 namespace kep::host {
 namespace {

@@ -1,8 +1,8 @@
-#include "core/class_registry.h"
-#include "core/log.h"
 #include "media/common/time_span.h"
 #include "media/event/event_element.h"
 #include "media/event/event_text.h"
+#include "objects/class_registry.h"
+#include "objects/log.h"
 
 namespace kep::host {
 namespace {

@@ -3,11 +3,11 @@
 #include <memory>
 #include <optional>
 
-#include "core/class_registry.h"
-#include "core/log.h"
 #include "media/audio/aac_encoder.h"
 #include "media/pipeline/element.h"
 #include "media/pipeline/limits.h"
+#include "objects/class_registry.h"
+#include "objects/log.h"
 
 namespace kep::host {
 namespace {

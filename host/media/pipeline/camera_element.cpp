@@ -3,8 +3,6 @@
 #include <condition_variable>
 #include <thread>
 
-#include "core/class_registry.h"
-#include "core/log.h"
 #include "media/common/filming.h"
 #include "media/common/retry_pause.h"
 #include "media/pipeline/element.h"
@@ -12,6 +10,8 @@
 #include "media/video/picture_scaler.h"
 #include "media/video/picture_size.h"
 #include "media/video/video_hub.h"
+#include "objects/class_registry.h"
+#include "objects/log.h"
 
 namespace kep::host {
 namespace {

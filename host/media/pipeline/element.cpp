@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
-#include "core/attr_text.h"
-#include "core/log.h"
-#include "core/text_message.h"
 #include "media/pipeline/limits.h"
 #include "media/pipeline/outlet.h"
+#include "objects/log.h"
+#include "objects/text_message.h"
+#include "text/attr_text.h"
 
 namespace kep::host {
 

@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
-#include "core/object_impl.h"
 #include "media/pipeline/media_packet.h"
+#include "objects/object_impl.h"
 
 namespace kep::host {
 

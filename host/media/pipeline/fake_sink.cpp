@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <condition_variable>
 
-#include "core/class_registry.h"
 #include "media/pipeline/element.h"
 #include "media/pipeline/limits.h"
+#include "objects/class_registry.h"
 
 namespace kep::host {
 namespace {

@@ -3,10 +3,10 @@
 #include <mutex>
 #include <thread>
 
-#include "core/class_registry.h"
 #include "media/common/relay.h"
 #include "media/pipeline/element.h"
 #include "media/pipeline/limits.h"
+#include "objects/class_registry.h"
 
 namespace kep::host {
 namespace {

@@ -4,8 +4,8 @@
 #include <atomic>
 #include <string>
 
-#include "core/log.h"
-#include "core/object_impl.h"
+#include "objects/log.h"
+#include "objects/object_impl.h"
 
 namespace kep::host {
 

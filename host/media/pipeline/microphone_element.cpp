@@ -3,11 +3,11 @@
 #include <condition_variable>
 #include <thread>
 
-#include "core/class_registry.h"
 #include "media/audio/audio_hub.h"
 #include "media/common/filming.h"
 #include "media/common/retry_pause.h"
 #include "media/pipeline/element.h"
+#include "objects/class_registry.h"
 
 namespace kep::host {
 namespace {

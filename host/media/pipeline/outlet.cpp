@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "core/names.h"
+#include "text/names.h"
 
 namespace kep::host {
 

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
-#include "core/class_registry.h"
-#include "core/creation.h"
-#include "core/log.h"
-#include "core/names.h"
+#include "objects/class_registry.h"
+#include "objects/creation.h"
+#include "objects/log.h"
+#include "text/names.h"
 
 namespace kep::host {
 namespace {

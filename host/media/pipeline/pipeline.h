@@ -4,9 +4,9 @@
 #include <atomic>
 #include <memory>
 
-#include "core/description.h"
 #include "media/pipeline/element.h"
 #include "media/pipeline/outlet.h"
+#include "text/description.h"
 
 namespace kep::host {
 

@@ -3,13 +3,13 @@
 #include <mutex>
 #include <thread>
 
-#include "core/class_registry.h"
-#include "core/creation.h"
-#include "core/log.h"
-#include "core/names.h"
-#include "core/text_message.h"
 #include "media/common/filming.h"
 #include "media/pipeline/pipeline.h"
+#include "objects/class_registry.h"
+#include "objects/creation.h"
+#include "objects/log.h"
+#include "objects/text_message.h"
+#include "text/names.h"
 
 namespace kep::host {
 namespace {

@@ -7,9 +7,9 @@
 #include <thread>
 #include <utility>
 
-#include "core/class_registry.h"
 #include "media/pipeline/element.h"
 #include "media/pipeline/limits.h"
+#include "objects/class_registry.h"
 
 namespace kep::host {
 namespace {

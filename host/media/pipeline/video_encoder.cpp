@@ -1,11 +1,11 @@
 #include <memory>
 
-#include "core/class_registry.h"
-#include "core/log.h"
 #include "media/common/key_frame_requests.h"
 #include "media/pipeline/element.h"
 #include "media/pipeline/limits.h"
 #include "media/video/h264_encoder.h"
+#include "objects/class_registry.h"
+#include "objects/log.h"
 
 namespace kep::host {
 namespace {

@@ -4,12 +4,12 @@
 #include <mutex>
 #include <utility>
 
-#include "core/class_registry.h"
-#include "core/log.h"
 #include "media/pipeline/element.h"
 #include "media/pipeline/limits.h"
 #include "media/recording/muxer_settings.h"
 #include "media/recording/recording.h"
+#include "objects/class_registry.h"
+#include "objects/log.h"
 
 namespace kep::host {
 namespace {

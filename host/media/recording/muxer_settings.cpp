@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <iterator>
 
-#include "core/log.h"
-#include "core/names.h"
 #include "kep/attr_set.h"
 #include "kep/url.h"
+#include "objects/log.h"
+#include "text/names.h"
 
 namespace kep::host {
 namespace {

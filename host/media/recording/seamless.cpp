@@ -1,9 +1,9 @@
 #include <mutex>
 
-#include "core/class_registry.h"
-#include "core/log.h"
 #include "media/common/time_span.h"
 #include "media/pipeline/element.h"
+#include "objects/class_registry.h"
+#include "objects/log.h"
 
 namespace kep::host {
 namespace {

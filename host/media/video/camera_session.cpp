@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <thread>
 
-#include "core/log.h"
+#include "objects/log.h"
 
 namespace kep::host {
 

@@ -1,6 +1,6 @@
 #include "media/video/h264_source.h"
 
-#include "core/log.h"
+#include "objects/log.h"
 
 namespace kep::host {
 

@@ -1,9 +1,9 @@
 #include "media/video/photography.h"
 
-#include "core/attr_text.h"
-#include "core/log.h"
 #include "media/video/picture_file.h"
 #include "media/video/picture_size.h"
+#include "objects/log.h"
+#include "text/attr_text.h"
 
 namespace kep::host {
 

@@ -7,7 +7,7 @@ extern "C" {
 #include <libavutil/mem.h>
 }
 
-#include "core/mutex.h"
+#include "objects/mutex.h"
 
 namespace kep::host {
 

@@ -3,8 +3,8 @@
 #include <filesystem>
 #include <string_view>
 
-#include "core/log.h"
 #include "kep/url.h"
+#include "objects/log.h"
 #include "recordings/file_layer.h"
 
 namespace kep::host {

@@ -1,7 +1,7 @@
 #include "media/video/video_hub.h"
 
-#include "core/log.h"
-#include "core/process_end.h"
+#include "objects/log.h"
+#include "objects/process_end.h"
 
 namespace kep::host {
 

@@ -1,7 +1,7 @@
 #include "media/video/video_source.h"
 
-#include "core/log.h"
 #include "media/video/picture_size.h"
+#include "objects/log.h"
 
 namespace kep::host {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "core/class_registry.h"
+#include "objects/class_registry.h"
 
 namespace kep::host {
 

@@ -395,7 +395,7 @@ TEST_F(ClipsTest, WrongTriggersAreToldAndHarmNothing) {
     ASSERT_TRUE(waitUntil([] { return Messages::instance().count("name=recordStop") == 1; }));
     const std::string lines = testing::internal::GetCapturedStderr();
     for (const char* const part : {"pre=-1s is less than nothing", "ftp://camera/a.mp4",
-                                   "\"a.mp4\" is no URL", "lacks url", "b.mp4", "none/a.mp4"})
+                                   "not a URL: no scheme and ://", "lacks url", "b.mp4", "none/a.mp4"})
         EXPECT_THAT(lines, HasSubstr(part));
     // And each by one message, which is all that an application hears of it.
     ASSERT_EQ(VNStop(service_), VNRES_SUCCEED);

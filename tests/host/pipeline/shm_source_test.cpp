@@ -1,5 +1,5 @@
-#include "core/text_message.h"
 #include "media/pipeline/outlet.h"
+#include "objects/text_message.h"
 #include "pipeline_fixture.h"
 
 namespace kep::host {

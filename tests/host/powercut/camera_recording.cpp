@@ -7,10 +7,10 @@
 #include <stdexcept>
 
 #include "captured_pictures.h"
-#include "core/class_registry.h"
 #include "disk_judge.h"
 #include "kep/attr_set.h"
 #include "media/pipeline/element.h"
+#include "objects/class_registry.h"
 #include "vornisa_api.h"
 #include "wait_until.h"
 

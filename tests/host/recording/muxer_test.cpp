@@ -305,8 +305,12 @@ TEST(MuxerRefusals, NameWhatIsWrong) {
     };
     EXPECT_EQ(refusal("url=http://host/a.mp4"),
               "muxer-fmp4 \"out\": url={http://host/a.mp4} is no URL of a file");
-    EXPECT_EQ(refusal("url=/a.mp4"), "\"/a.mp4\" is no URL: it does not begin with a scheme and ://");
-    EXPECT_EQ(refusal("url=file:///a/"), "\"file:///a/\" is no URL: it names no file");
+    EXPECT_EQ(refusal("url=/a.mp4"),
+              "not a URL: no scheme and :// at its beginning at position 30 of "
+              "\"type=muxer-fmp4,name=out,url=/a.mp4\"");
+    EXPECT_EQ(refusal("url=file:///a/"),
+              "not the URL of a file: no file name at its end at position 30 of "
+              "\"type=muxer-fmp4,name=out,url=file:///a/\"");
     EXPECT_EQ(refusal("url={file:///a.mp4,creater=me}"), "muxer-fmp4 \"out\": creater=me is not ntp");
     EXPECT_EQ(refusal("url={file:///a.mp4,temp_ext_name=a/b}"),
               "muxer-fmp4 \"out\": temp_ext_name=a/b is no extension");

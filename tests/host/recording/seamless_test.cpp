@@ -1,6 +1,6 @@
 #include <vector>
 
-#include "core/class_registry.h"
+#include "objects/class_registry.h"
 #include "pipeline_fixture.h"
 
 namespace kep::host {

@@ -3,8 +3,8 @@
 #include <pthread.h>
 #include <sys/resource.h>
 
-#include "core/class_registry.h"
 #include "kep/entry_points.h"
+#include "objects/class_registry.h"
 
 namespace kep::host {
 

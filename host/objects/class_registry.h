@@ -1,0 +1,65 @@
+#ifndef KEP_HOST_CLASS_REGISTRY_H
+#define KEP_HOST_CLASS_REGISTRY_H
+
+#include <memory>
+#include <string>
+
+#include "kep/reflect.h"
+#include "kep/visibility.h"
+#include "objects/object_impl.h"
+
+namespace kep::host {
+
+/** What a description with a name gives. */
+enum class Naming {
+    scoped, /**< a new object: names tell the children of one parent apart */
+    found   /**< a Face of an object that others find by its name, with `noconfigure=true`, too */
+};
+
+/** A class of the registry, as long as it lives. A name that is taken already is refused with an error line.
+ */
+class KEP_API ClassBase : public base::IClass {
+  public:
+    ClassBase(const ClassBase&) = delete;
+    ClassBase& operator=(const ClassBase&) = delete;
+
+    const std::string& name() const { return name_; }
+
+    /**
+     * Makes an object from a whole description. With `noconfigure=true` the other attributes are not taken.
+     * Null when refused; an error line says why.
+     */
+    std::unique_ptr<ObjectImpl> make(base::AttrSet& attributes);
+
+  protected:
+    ClassBase(const char* name, Naming naming);
+    ~ClassBase();
+
+    virtual ObjectImpl* construct() = 0;
+
+    object_base* create(base::AttrSet& attributes) final;
+    bool initObject(object_base* made, base::AttrSet& attributes) final;
+    bool initAttrSet(object_base* made, base::AttrSet& attributes) final;
+
+  private:
+    std::unique_ptr<ObjectImpl> constructNamed(const base::AttrSet& attributes);
+    bool configure(ObjectImpl& object, base::AttrSet& attributes) const;
+
+    const std::string name_;
+    const Naming naming_;
+};
+
+/** Enters class T, an ObjectImpl, for as long as the registration lives: one with static storage per class.
+ */
+template <class T>
+class ClassRegistration final : public ClassBase {
+  public:
+    explicit ClassRegistration(const char* name, Naming naming = Naming::scoped) : ClassBase(name, naming) {}
+
+  private:
+    ObjectImpl* construct() override { return new T; }
+};
+
+}  // namespace kep::host
+
+#endif

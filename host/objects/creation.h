@@ -1,0 +1,99 @@
+#ifndef KEP_HOST_CREATION_H
+#define KEP_HOST_CREATION_H
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "kep/visibility.h"
+#include "objects/class_registry.h"
+#include "text/description.h"
+
+namespace kep::host {
+
+/**
+ * The description that the calling thread makes objects from. Scopes nest as descriptions do. An object is
+ * configured from a plain attribute set; through the scope it finds where its attributes stand in the text.
+ */
+class KEP_API CreationScope {
+  public:
+    explicit CreationScope(Description& description);
+    CreationScope(const CreationScope&) = delete;
+    CreationScope& operator=(const CreationScope&) = delete;
+    ~CreationScope();
+
+    /** Null outside of any scope. */
+    static Description* current();
+
+    /** An attribute of the current description that is being read; an error in its text is placed there. */
+    class KEP_API Reading {
+      public:
+        explicit Reading(const char* key);
+        Reading(const Reading&) = delete;
+        Reading& operator=(const Reading&) = delete;
+        ~Reading();
+
+      private:
+        const char* const outer_;
+    };
+
+  private:
+    Description* const outer_;
+    const Reading none_;
+};
+
+/** The description in an attribute of the object that is being configured. Valid as long as the attribute. */
+class KEP_API NestedDescription {
+  public:
+    NestedDescription(const base::AttrSet& attributes, const char* key);
+
+    explicit operator bool() const { return found_ || own_; }
+    Description& operator*() { return found_ ? *found_ : *own_; }
+    Description* operator->() { return &**this; }
+
+  private:
+    Description* found_ = nullptr;   /**< a part of the description that the object is made from */
+    std::optional<Description> own_; /**< of an attribute that does not come from there */
+};
+
+/** Parses a description as `key=value` items. False, and an error line with the place, when it does not
+ * parse. */
+KEP_API bool readItems(Description& description);
+
+/** Makes an object for a parent, or for one who keeps it. Null, and an error line, when it is refused. */
+KEP_API std::unique_ptr<ObjectImpl> makeObject(const char* text);
+KEP_API std::unique_ptr<ObjectImpl> makeObject(base::AttrSet& attributes);
+
+/** What an application gets for a description: an object, or its Face where others may find it by name. */
+KEP_API object_base* createObject(const char* text);
+KEP_API object_base* createObject(base::AttrSet& attributes);
+
+/** Objects made for a parent. Those that have no parent are deleted with the list. */
+class KEP_API PendingChildren {
+  public:
+    PendingChildren() = default;
+    PendingChildren(const PendingChildren&) = delete;
+    PendingChildren& operator=(const PendingChildren&) = delete;
+    ~PendingChildren();
+
+    /**
+     * Makes what a layout describes: the elements of a chain, or the one object of a description. False, and
+     * an error line, when any part is refused.
+     */
+    bool make(Description& layout);
+
+    /** In the order of the layout. */
+    const std::vector<ObjectImpl*>& objects() const { return made_; }
+
+  private:
+    bool take(std::unique_ptr<ObjectImpl> made);
+
+    std::vector<ObjectImpl*> made_;
+};
+
+}  // namespace kep::host
+
+#endif

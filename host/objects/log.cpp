@@ -1,0 +1,23 @@
+#include "objects/log.h"
+
+#include <string>
+
+#include "kep/debug_line.h"
+
+namespace kep::host {
+
+void writeLine(LogStream stream, const char* file, int line, const char* function,
+               std::string_view text) noexcept try {
+    // Texts quoted from outside may hold anything; a line stays one line.
+    std::string shown(text);
+    for (char& character : shown) {
+        if (static_cast<unsigned char>(character) < ' ') character = ' ';
+    }
+    const char* colour = stream == LogStream::error ? "\033[31m" : "\033[32m";
+    base::ostream& out = kep::stream::BeginDebugLine(static_cast<int>(stream), colour, file, line, function);
+    kep::stream::EndDebugLine(out << shown.c_str());
+} catch (...) {
+    // No memory for the text: the line is lost, the caller goes on.
+}
+
+}  // namespace kep::host

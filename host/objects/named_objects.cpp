@@ -1,0 +1,86 @@
+#include "objects/named_objects.h"
+
+#include <algorithm>
+
+#include "objects/object_impl.h"
+
+namespace kep::host {
+
+NamedObjects& NamedObjects::instance() {
+    // Never destroyed: objects with static storage may hold handles when they go.
+    static NamedObjects* const objects = new NamedObjects;
+    return *objects;
+}
+
+NamedObjects::Entries::iterator NamedObjects::entryOf(const ObjectImpl* object) {
+    return std::find_if(entries_.begin(), entries_.end(),
+                        [object](const Entry& entry) { return entry.object.get() == object; });
+}
+
+/** Takes the entry out, for its object to be destroyed with no lock held. */
+void NamedObjects::takeIfUnused(const ObjectImpl* object, Entries& unused) {
+    const auto entry = entryOf(object);
+    if (entry != entries_.end() && entry->finders == 0 && !entry->isBeingMade)
+        unused.splice(unused.begin(), entries_, entry);
+}
+
+std::shared_ptr<ObjectImpl> NamedObjects::find(const std::string& key, const Construct& construct) {
+    // A constructor is brief and calls nobody: two threads that look for one name share one object.
+    const MutexLock lock(mutex_);
+    const auto found = std::find_if(entries_.rbegin(), entries_.rend(), [&key](const Entry& entry) {
+        return entry.key == key && entry.isFindable;
+    });
+    if (found != entries_.rend()) {
+        ++found->finders;
+        return found->object;
+    }
+    std::shared_ptr<ObjectImpl> made = construct();
+    if (made) entries_.push_back({key, made, 1, false, false, true});
+    return made;
+}
+
+void NamedObjects::leave(const ObjectImpl* object) {
+    Entries unused;
+    const MutexLock lock(mutex_);
+    const auto entry = entryOf(object);
+    if (entry == entries_.end()) return;
+    --entry->finders;
+    takeIfUnused(object, unused);
+}
+
+std::shared_ptr<ObjectImpl> NamedObjects::begin(const std::string& key, const Construct& construct) {
+    const MutexLock lock(mutex_);
+    const auto empty = std::find_if(entries_.rbegin(), entries_.rend(),
+                                    [&key](const Entry& entry) { return entry.key == key && !entry.isMade; });
+    if (empty != entries_.rend()) {
+        empty->isMade = true;
+        empty->isBeingMade = true;
+        return empty->object;
+    }
+    std::shared_ptr<ObjectImpl> made = construct();
+    if (made) entries_.push_back({key, made, 0, true, true, false});
+    return made;
+}
+
+void NamedObjects::settle(const ObjectImpl* object, bool configured) {
+    Entries unused;
+    const MutexLock lock(mutex_);
+    const auto entry = entryOf(object);
+    if (entry == entries_.end()) return;
+    entry->isBeingMade = false;
+    if (configured) {
+        entry->isFindable = true;
+        entries_.splice(entries_.end(), entries_, entry);
+    } else {
+        entry->isMade = false;
+        takeIfUnused(object, unused);
+    }
+}
+
+void NamedObjects::abandon(const ObjectImpl* object) {
+    Entries unused;
+    const MutexLock lock(mutex_);
+    takeIfUnused(object, unused);
+}
+
+}  // namespace kep::host

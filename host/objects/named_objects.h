@@ -1,0 +1,61 @@
+#ifndef KEP_HOST_NAMED_OBJECTS_H
+#define KEP_HOST_NAMED_OBJECTS_H
+
+#include <functional>
+#include <list>
+#include <memory>
+#include <string>
+
+#include "objects/mutex.h"
+
+namespace kep::host {
+
+class ObjectImpl;
+
+/**
+ * The objects that are found by a name, and how long they live. Several may have one name; the newest is
+ * found. An object lives until its last finder has left it, or its maker where nobody has found it. What a
+ * maker does not delete lives on until somebody has found and left it, or the process ends.
+ */
+class NamedObjects {
+  public:
+    using Construct = std::function<std::unique_ptr<ObjectImpl>()>;
+
+    static NamedObjects& instance();
+
+    /** The newest object of `key`, or a new one that is not configured; null when none is constructed. */
+    std::shared_ptr<ObjectImpl> find(const std::string& key, const Construct& construct);
+    /** A finder is done with the object. */
+    void leave(const ObjectImpl* object);
+
+    /**
+     * An object to be configured: one that was found by its name but never made, or a new one, which nobody
+     * finds yet. Null when none is constructed.
+     */
+    std::shared_ptr<ObjectImpl> begin(const std::string& key, const Construct& construct);
+    /** Ends the making. A configured object is the newest from now on; of another, what was new goes. */
+    void settle(const ObjectImpl* object, bool configured);
+    /** The maker is done with the object. */
+    void abandon(const ObjectImpl* object);
+
+  private:
+    struct Entry {
+        std::string key;
+        std::shared_ptr<ObjectImpl> object;
+        int finders = 0;
+        bool isMade = false;      /**< it has been configured, or is being configured */
+        bool isBeingMade = false; /**< from begin() to settle(), which keeps it although all finders leave */
+        bool isFindable = false;  /**< its making has ended, or it was found before */
+    };
+    using Entries = std::list<Entry>;
+
+    Entries::iterator entryOf(const ObjectImpl* object) REQUIRES(mutex_);
+    void takeIfUnused(const ObjectImpl* object, Entries& unused) REQUIRES(mutex_);
+
+    Mutex mutex_;
+    Entries entries_ GUARDED_BY(mutex_); /**< the newest last */
+};
+
+}  // namespace kep::host
+
+#endif

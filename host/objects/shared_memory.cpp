@@ -1,0 +1,85 @@
+#include "kep/shared_memory.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "objects/log.h"
+
+namespace kep::stream {
+namespace {
+
+std::string reasonOf(int error) {
+    return std::string(": ") + std::strerror(error);
+}
+
+}  // namespace
+
+struct ISharedMemory::Segment {
+    explicit Segment(int bytes) : size(static_cast<std::size_t>(bytes)) {}
+    ~Segment() { detach(); }
+
+    bool attach(const std::string& name) {
+        const int file = shm_open(("/" + name).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0660);
+        if (file < 0) {
+            KEP_HOST_ERROR("shared memory " + name + reasonOf(errno));
+            return false;
+        }
+        const bool mapped = map(file, name);
+        close(file);
+        return mapped;
+    }
+
+    bool map(int file, const std::string& name) {
+        struct stat status {};
+        // A new segment has no size and is all zero once it gets one; what is there is never cut or cleared.
+        const bool sized = fstat(file, &status) == 0 && (static_cast<std::size_t>(status.st_size) >= size ||
+                                                         ftruncate(file, static_cast<off_t>(size)) == 0);
+        void* memory = sized ? mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0) : MAP_FAILED;
+        if (memory == MAP_FAILED) {
+            KEP_HOST_ERROR("shared memory " + name + " of " + std::to_string(size) + " bytes" +
+                           reasonOf(errno));
+            return false;
+        }
+        detach();
+        address = memory;
+        return true;
+    }
+
+    void detach() {
+        if (address) munmap(address, size);
+        address = nullptr;
+    }
+
+    const std::size_t size;
+    void* address = nullptr;
+};
+
+ISharedMemory::ISharedMemory(int size) : segment_(new Segment(size)) {}
+
+ISharedMemory::~ISharedMemory() {
+    delete segment_;
+}
+
+bool ISharedMemory::ShmName(const char* name) {
+    if (!name || !*name || std::strchr(name, '/')) {
+        KEP_HOST_ERROR(std::string("shared memory: no segment can have the name \"") + (name ? name : "") +
+                       "\"");
+        return false;
+    }
+    return segment_->attach(name);
+}
+
+void* ISharedMemory::Address() const {
+    return segment_->address;
+}
+
+int ISharedMemory::Slot() const {
+    return 0;
+}
+
+}  // namespace kep::stream

@@ -1,0 +1,173 @@
+#include "text/attr_text.h"
+
+#include <array>
+#include <atomic>
+
+namespace kep::host {
+namespace {
+
+constexpr std::string_view kBlanks = " \t\r\n";
+constexpr std::string_view kNotInKeys = ",={}+";
+constexpr std::size_t npos = std::string_view::npos;
+
+std::atomic<TextErrorHook> errorHook{nullptr};
+
+bool fail(TextError& error, std::size_t offset, std::string message) {
+    error.offset = offset;
+    error.message = std::move(message);
+    return false;
+}
+
+std::size_t skipBlanks(std::string_view text, std::size_t from) {
+    const std::size_t found = text.find_first_not_of(kBlanks, from);
+    return found == npos ? text.size() : found;
+}
+
+/** The brace that closes the one at `open`, or npos and `error` filled. */
+std::size_t findClosing(std::string_view text, std::size_t open, int maxNesting, TextError& error) {
+    std::array<std::size_t, kMaxNesting + 1> opened;
+    int depth = 0;
+    for (std::size_t at = open;; ++at) {
+        at = text.find_first_of("{}", at);
+        if (at == npos) {
+            fail(error, opened[depth - 1], "'{' is never closed");
+            return npos;
+        }
+        if (text[at] == '{') {
+            if (depth == maxNesting) {
+                fail(error, at, "braces nest deeper than " + std::to_string(kMaxNesting));
+                return npos;
+            }
+            opened[depth++] = at;
+        } else if (--depth == 0) {
+            return at;
+        }
+    }
+}
+
+/** Reads the value that begins at `from`; gives the place of the "," or the end that follows it, or npos. */
+std::size_t parseValue(std::string_view text, std::size_t from, AttrItem& item, TextError& error) {
+    const std::size_t open = skipBlanks(text, from);
+    if (open == text.size() || text[open] != '{') {
+        std::size_t end = text.find_first_of(",{}", from);
+        if (end == npos) end = text.size();
+        if (end < text.size() && text[end] != ',') {
+            fail(error, end, std::string("'") + text[end] + "' inside a value that is not in braces");
+            return npos;
+        }
+        item.valueOffset = from;
+        item.value = text.substr(from, end - from);
+        return end;
+    }
+    const std::size_t close = findClosing(text, open, kMaxNesting, error);
+    if (close == npos) return npos;
+    item.valueOffset = open + 1;
+    item.value = text.substr(open + 1, close - open - 1);
+    const std::size_t end = skipBlanks(text, close + 1);
+    if (end < text.size() && text[end] != ',') {
+        fail(error, end, "',' is missing after '}'");
+        return npos;
+    }
+    return end;
+}
+
+/** Reads the item that begins at `from`; gives the place of the "," or the end that follows it, or npos. */
+std::size_t parseItem(std::string_view text, std::size_t from, AttrItem& item, TextError& error) {
+    item.keyOffset = skipBlanks(text, from);
+    std::size_t stop = text.find_first_of(kNotInKeys, item.keyOffset);
+    if (stop == npos) stop = text.size();
+    item.key = trimmed(text.substr(item.keyOffset, stop - item.keyOffset));
+    const bool ended = stop == text.size() || text[stop] == ',';
+    if (item.key.empty() && (ended || text[stop] == '=')) {
+        fail(error, item.keyOffset, "a key is missing");
+    } else if (ended) {
+        fail(error, stop, "'=' is missing after \"" + std::string(item.key) + "\"");
+    } else if (text[stop] != '=') {
+        fail(error, stop, std::string("'") + text[stop] + "' in the place of a key");
+    } else {
+        return parseValue(text, stop + 1, item, error);
+    }
+    return npos;
+}
+
+}  // namespace
+
+std::string_view trimmed(std::string_view text) {
+    const std::size_t first = text.find_first_not_of(kBlanks);
+    if (first == npos) return text.substr(0, 0);
+    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+std::size_t findOutsideBraces(std::string_view text, std::size_t from, std::string_view stops,
+                              TextError& error) {
+    for (std::size_t at = from; at < text.size(); ++at) {
+        if (stops.find(text[at]) != npos) return at;
+        if (text[at] == '}') {
+            fail(error, at, "'}' without a '{' before it");
+            return npos;
+        }
+        if (text[at] == '{') {
+            at = findClosing(text, at, kMaxNesting, error);
+            if (at == npos) return npos;
+        }
+    }
+    return text.size();
+}
+
+bool parseItems(std::string_view text, std::vector<AttrItem>& items, TextError& error) {
+    items.clear();
+    std::string_view content = trimmed(text);
+    if (!content.empty() && content.front() == '{') {
+        const std::size_t open = static_cast<std::size_t>(content.data() - text.data());
+        const std::size_t close = findClosing(text, open, kMaxNesting + 1, error);
+        if (close == npos) return false;
+        if (close + 1 != open + content.size()) return fail(error, close + 1, "text after the closing '}'");
+        content = trimmed(text.substr(open + 1, close - open - 1));
+    }
+    if (content.empty()) return true;
+    const std::size_t start = static_cast<std::size_t>(content.data() - text.data());
+    for (std::size_t at = 0;; ++at) {
+        AttrItem item;
+        at = parseItem(content, at, item, error);
+        if (at == npos) {
+            error.offset += start;
+            items.clear();
+            return false;
+        }
+        item.keyOffset += start;
+        item.valueOffset += start;
+        items.push_back(item);
+        if (at == content.size()) return true;
+    }
+}
+
+bool isKey(std::string_view key) {
+    return !key.empty() && trimmed(key).size() == key.size() && key.find_first_of(kNotInKeys) == npos;
+}
+
+bool isValue(std::string_view value) {
+    // In braces of its own it is one level deeper than it stands here.
+    const std::string braced = "{" + std::string(value) + "}";
+    TextError ignored;
+    return findClosing(braced, 0, kMaxNesting, ignored) == braced.size() - 1;
+}
+
+void appendValue(std::string& text, std::string_view value) {
+    if (value.find_first_of(kNotInKeys) == npos && trimmed(value).size() == value.size()) {
+        text += value;
+        return;
+    }
+    text += '{';
+    text += value;
+    text += '}';
+}
+
+void setTextErrorHook(TextErrorHook hook) {
+    errorHook.store(hook, std::memory_order_release);
+}
+
+void tellTextError(std::string_view text, const TextError& error) {
+    if (const TextErrorHook hook = errorHook.load(std::memory_order_acquire)) hook(text, error);
+}
+
+}  // namespace kep::host
