@@ -1,9 +1,8 @@
-#include "recordings/mp4_check.h"
-
 #include <algorithm>
 #include <array>
 #include <limits>
 
+#include "recordings/container_checks.h"
 #include "recordings/mp4_fragment.h"
 #include "recordings/mp4_header.h"
 #include "recordings/sample_check.h"

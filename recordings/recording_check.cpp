@@ -1,7 +1,6 @@
 #include "recordings/recording_check.h"
 
-#include "recordings/mp4_check.h"
-#include "recordings/ts_check.h"
+#include "recordings/container_checks.h"
 
 namespace recordings {
 

@@ -1,8 +1,8 @@
-#include "recordings/ts_check.h"
-
 #include <algorithm>
 #include <map>
 #include <optional>
+
+#include "recordings/container_checks.h"
 
 namespace recordings {
 
