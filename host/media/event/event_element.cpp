@@ -3,6 +3,7 @@
 #include <pthread.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "objects/log.h"
 
@@ -76,13 +77,27 @@ void EventElement::take(const SharedPacket& packet, const Element&) {
     bool lacksKey = false;
     {
         const std::lock_guard lock(ringMutex_);
-        ring_.push(packet);
+        countLost(ring_.push(packet));
         if (packet->isVideo()) lastPicture_ = Clock::now();
         lacksKey = packet->isVideo() && ring_.isEmpty();
     }
     // A group that is too long to be kept.
     if (lacksKey) requestKeyFrame(packet->stamp);
     wake();
+}
+
+/** Counts for each clip the dropped packets that it should hold and has not read. */
+void EventElement::countLost(const std::vector<SharedPacket>& dropped) {
+    std::uint64_t number = ring_.first() - dropped.size();
+    for (const SharedPacket& packet : dropped) {
+        for (Recording& recording : recordings_) {
+            if (number < recording.next || recording.lostEnd) continue;
+            const bool isBehind = packet->stamp > recording.trigger.end();
+            recording.lostEnd = packet->isVideo() && isBehind;
+            if (!isBehind && packet->stamp >= recording.from) ++recording.lost[packet->isVideo() ? 0 : 1];
+        }
+        ++number;
+    }
 }
 
 bool EventElement::post(const EventTrigger& trigger) {
@@ -132,6 +147,7 @@ void EventElement::work() {
             const auto current = at++;
             if (step != Step::complete && step != Step::failed) continue;
             close(*current, step);
+            const std::lock_guard lock(ringMutex_);
             recordings_.erase(current);
         }
     }
@@ -160,7 +176,7 @@ bool EventElement::collect(SteadyTime until, bool wait) {
             std::max<SteadyTime::duration>(trigger.pre, Clock::now() - trigger.begin());
         const SteadyTime::duration wanted = std::min<SteadyTime::duration>(reach + kMargin, kLongestKept);
         if (wanted > ring_.length()) ring_.setLength(wanted);
-        recordings_.push_back({trigger, nullptr, {}});
+        recordings_.emplace_back().trigger = trigger;
     }
     return !ending_ || !recordings_.empty();
 }
@@ -196,7 +212,6 @@ EventElement::Step EventElement::begin(Recording& recording) {
         }
         recording.from = ring_.at(*key).packet->stamp;
         recording.next = *key;
-        recording.pictures = ring_.picturesBefore(*key);
     }
     if (recording.from > trigger.end()) return refuse(recording, "nothing of its time is kept any more");
     if (late) {
@@ -226,22 +241,16 @@ void EventElement::clipFailed(const ClipFailure& failure) {
 /** Null when there is none yet. When the disk was so slow that packets are kept no longer, the next group's.
  */
 SharedPacket EventElement::nextPacket(Recording& recording) {
-    std::uint64_t pictures = 0;
-    std::uint64_t sounds = 0;
+    std::array<std::size_t, 2> lost{};
     SharedPacket packet;
     {
         const std::lock_guard lock(ringMutex_);
-        const std::uint64_t first = ring_.first();
-        if (recording.next < first) {
-            pictures = ring_.picturesBefore(first) - recording.pictures;
-            sounds = first - recording.next - pictures;
-            recording.next = first;
-        }
+        lost = std::exchange(recording.lost, {});
+        recording.next = std::max(recording.next, ring_.first());
         if (recording.next < ring_.end()) packet = ring_.at(recording.next++).packet;
-        recording.pictures = ring_.picturesBefore(recording.next);
     }
-    tellLost(Media::Kind::video, pictures);
-    tellLost(Media::Kind::audio, sounds);
+    tellLost(Media::Kind::video, lost[0]);
+    tellLost(Media::Kind::audio, lost[1]);
     return packet;
 }
 

@@ -1,6 +1,7 @@
 #ifndef KEP_HOST_EVENT_ELEMENT_H
 #define KEP_HOST_EVENT_ELEMENT_H
 
+#include <array>
 #include <condition_variable>
 #include <list>
 #include <memory>
@@ -57,13 +58,16 @@ class EventElement : public Element {
     struct Recording {
         EventTrigger trigger;
         std::unique_ptr<Clip> clip;
+        // Guarded by the ring's mutex: take() counts what the ring drops before this clip has read it.
         SteadyTime from;
-        std::uint64_t next = 0;     /**< number of the packet to be read */
-        std::uint64_t pictures = 0; /**< that came before it */
+        std::uint64_t next = UINT64_MAX;   /**< number of the packet to read; none before the clip begins */
+        std::array<std::size_t, 2> lost{}; /**< pictures and sounds dropped and not yet reported */
+        bool lostEnd = false;              /**< the picture that would have ended the clip was dropped */
     };
     enum class Step { waits, goesOn, complete, failed };
 
     void wake();
+    void countLost(const std::vector<SharedPacket>& dropped);
     void work();
     bool collect(SteadyTime until, bool wait);
     Step advance(Recording& recording);
@@ -86,7 +90,8 @@ class EventElement : public Element {
     bool wakes_ = false;
     bool running_ = false;
 
-    // The clips' thread's own.
+    // Owned by the clips' thread. take() walks the list under the ring's mutex, so it changes only under
+    // that.
     std::list<Recording> recordings_;
     bool ending_ = false;
     ClipWriter* writer_ = nullptr;

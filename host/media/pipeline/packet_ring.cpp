@@ -10,24 +10,26 @@ bool isKeyFrame(const PacketRing::Entry& entry) {
 }
 }  // namespace
 
-void PacketRing::push(const SharedPacket& packet) {
-    entries_.push_back({packet, groups_.begins(*packet), pictures_});
+std::vector<SharedPacket> PacketRing::push(const SharedPacket& packet) {
+    std::vector<SharedPacket> dropped;
+    entries_.push_back({packet, groups_.begins(*packet)});
     ++end_;
-    if (packet->isVideo()) ++pictures_;
     bytes_ += packet->weight();
     while (!entries_.empty()) {
         const auto second = std::find_if(entries_.begin() + 1, entries_.end(),
                                          [](const Entry& entry) { return entry.begins; });
         // A group goes when the one after it reaches back far enough.
         const bool tooLong = second != entries_.end() && packet->stamp - second->packet->stamp >= length_;
-        if (!tooLong && bytes_ <= mostBytes_ && entries_.front().begins) return;
-        dropGroup();
+        if (!tooLong && bytes_ <= mostBytes_ && entries_.front().begins) break;
+        dropGroup(dropped);
     }
+    return dropped;
 }
 
-void PacketRing::dropGroup() {
+void PacketRing::dropGroup(std::vector<SharedPacket>& dropped) {
     do {
         bytes_ -= entries_.front().packet->weight();
+        dropped.push_back(std::move(entries_.front().packet));
         entries_.pop_front();
     } while (!entries_.empty() && !entries_.front().begins);
 }

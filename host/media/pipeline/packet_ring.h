@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <deque>
 #include <optional>
+#include <vector>
 
 #include "media/pipeline/media_packet.h"
 
@@ -17,8 +18,7 @@ class KEP_API PacketRing {
   public:
     struct Entry {
         SharedPacket packet;
-        bool begins;            /**< a group begins here */
-        std::uint64_t pictures; /**< put in before it */
+        bool begins; /**< a group begins here */
     };
 
     /** Keeps what the time needs and a group at most more, but never more than the bytes. */
@@ -27,7 +27,8 @@ class KEP_API PacketRing {
     std::chrono::nanoseconds length() const { return length_; }
     void setLength(std::chrono::nanoseconds length) { length_ = length; }
 
-    void push(const SharedPacket& packet);
+    /** Adds a packet. Returns those dropped to make room, oldest first; the last of them precedes first(). */
+    std::vector<SharedPacket> push(const SharedPacket& packet);
     /** Drops all; numbers go on. */
     void clear();
 
@@ -36,10 +37,6 @@ class KEP_API PacketRing {
     std::uint64_t end() const { return end_; }
     bool isEmpty() const { return entries_.empty(); }
     const Entry& at(std::uint64_t number) const { return entries_[number - first()]; }
-    /** How many pictures have come before a packet that is kept or is the next. */
-    std::uint64_t picturesBefore(std::uint64_t number) const {
-        return number == end_ ? pictures_ : at(number).pictures;
-    }
 
     /** The newest key frame that is not later than `time`. */
     std::optional<std::uint64_t> keyAtOrBefore(SteadyTime time) const;
@@ -51,13 +48,12 @@ class KEP_API PacketRing {
     bool hasReached(SteadyTime time) const;
 
   private:
-    void dropGroup();
+    void dropGroup(std::vector<SharedPacket>& dropped);
 
     std::chrono::nanoseconds length_;
     const std::size_t mostBytes_;
     std::deque<Entry> entries_;
     std::uint64_t end_ = 0;
-    std::uint64_t pictures_ = 0;
     std::size_t bytes_ = 0;
     GroupSense groups_;
 };

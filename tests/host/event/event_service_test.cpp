@@ -1,4 +1,5 @@
 #include "event_fixture.h"
+#include "kep/attr_set.h"
 #include "kep/entry_points.h"
 
 namespace kep::host {
@@ -16,6 +17,19 @@ class EventServiceTest : public testing::Test {
     std::vector<SharedPacket> clipFrom(int begin, int end) {
         const SteadyTime origin = stream.given().front()->stamp;
         return clipOf(stream.given(), origin + milliseconds(begin), origin + milliseconds(end));
+    }
+
+    /** Stops the service and gives how many packets it has told of as lost, pictures first. */
+    std::pair<int, int> lost() {
+        EXPECT_TRUE(service.app().stop());
+        EXPECT_NE(service.app().waitForMessage("name=stopped"), "");
+        std::pair<int, int> sum;
+        for (const std::string& message : service.app().messages("name=frameLost")) {
+            const base::AttrSet attributes(message.c_str());
+            const bool video = attributes.GetOrDef("media", "") == std::string("video");
+            (video ? sum.first : sum.second) += attributes.GetOrDef<int>("lost", 0);
+        }
+        return sum;
     }
 
     /** Stops the service and gives what it has told of clips that are not made. */
@@ -224,6 +238,40 @@ TEST_F(EventServiceTest, ASlowDiskHoldsUpNobodyAndCostsWholeGroups) {
     const auto& packets = clips[0].packets;
     EXPECT_EQ(packets.front(), clipFrom(4'000, 5'000).front());
     EXPECT_TRUE(std::vector<SharedPacket>(packets.begin() + 1, packets.end()) == clipFrom(34'000, 65'000));
+}
+
+std::pair<int, int> countOf(const std::vector<SharedPacket>& packets) {
+    const auto pictures = static_cast<int>(
+        std::count_if(packets.begin(), packets.end(), [](const auto& packet) { return packet->isVideo(); }));
+    return {pictures, static_cast<int>(packets.size()) - pictures};
+}
+
+/** The ring drops whole groups, so a clip may end in the middle of what it drops. */
+TEST_F(EventServiceTest, WhatAClipHoldsAndWhatIsToldAsLostIsAllOfItsTime) {
+    stream.run(5'000);
+    for (const char* const post : {"10000ms", "29020ms", "29960ms", "40s"})
+        ASSERT_TRUE(service.trigger("1s", post, stream.at(5'000), std::string("file:///") + post + ".mp4"));
+    const std::size_t begun = clipFrom(4'000, 5'000).size();
+    ASSERT_TRUE(waitUntil([&] {
+        const auto clips = service.clips().clips();
+        return clips.size() == 4 && std::all_of(clips.begin(), clips.end(), [&](const auto& clip) {
+                   return clip.packets.size() == begun;
+               });
+    }));
+    service.clips().setOpen(false);
+    stream.run(60'000);
+    ASSERT_TRUE(waitUntil([&] { return service.clips().isSomebodyWaiting(); }));
+    service.clips().setOpen(true);
+    ASSERT_TRUE(service.clips().waitForFinished(4));
+    std::pair<int, int> kept;
+    std::pair<int, int> due;
+    const auto add = [](std::pair<int, int>& sum, const std::pair<int, int>& more) {
+        sum = {sum.first + more.first, sum.second + more.second};
+    };
+    for (const auto& clip : service.clips().clips()) add(kept, countOf(clip.packets));
+    for (const int end : {15'000, 34'020, 34'960, 45'000}) add(due, countOf(clipFrom(4'000, end)));
+    add(kept, lost());
+    EXPECT_EQ(kept, due);
 }
 
 TEST_F(EventServiceTest, NoMoreClipsThanItCanHold) {
