@@ -149,47 +149,87 @@ INSTANTIATE_TEST_SUITE_P(Of, LossesTest, testing::ValuesIn(faults()), [](const a
                                                                    : "Ts");
 });
 
-class ResumptionTest : public recording_test::RecordingTest {};
+/** A recording on a disk that is full at first. */
+class ResumptionTest : public recording_test::RecordingTest {
+  protected:
+    void record(const std::string& muxer) {
+        app_.emplace("type=pipeline,layout={TestSource:name=v+" + muxer + ":name=m,url={file://" +
+                     folder().string() +
+                     "/a.mp4,temp_ext_name=part},sendmsg={recordStart={oper=AfterOpen,send={upward}},"
+                     "recordStop={oper=AfterClose,send={upward}}}}");
+        ASSERT_TRUE(*app_);
+        ASSERT_TRUE(app_->play());
+        for (const SharedPacket& packet : sample().packets) {
+            if (packet->isVideo()) pictures_.push_back(packet);
+        }
+    }
+
+    TestSource& source() { return app_->child<TestSource>("v"); }
+    void push(bool key) {
+        auto packet =
+            std::make_shared<MediaPacket>(*pictures_[key ? 0 : 1 + given_ % (SampleStream::group - 1)]);
+        packet->stamp = pictures_.front()->stamp +
+                        std::chrono::nanoseconds(1'000'000'000) / SampleStream::rate * given_++;
+        source().push(packet);
+    }
+    void pushGroup() {
+        push(true);
+        for (int i = 1; i < SampleStream::group; ++i) push(false);
+    }
+    std::vector<std::string> told(const std::string& name) { return app_->messages("name=" + name); }
+
+    bool full_ = true;
+    FaultyLayer disk_{[this](Step step, int) {
+        return step == Step::write && full_ ? "No space left on device" : nullptr;
+    }};
+    const ErrorLines lines_;
+    std::optional<Described> app_;
+
+  private:
+    std::vector<SharedPacket> pictures_;
+    std::size_t given_ = 0;
+};
 
 TEST_F(ResumptionTest, ARecordingGoesOnInAnEndlessGroupWhenTheDiskHasRoomAgain) {
-    bool full = true;
-    FaultyLayer disk(
-        [&](Step step, int) { return step == Step::write && full ? "No space left on device" : nullptr; });
-    const ErrorLines lines;
-    Described app("type=pipeline,layout={TestSource:name=v+muxer-fmp4:name=m,url={file://" +
-                  folder().string() +
-                  "/a.mp4,temp_ext_name=part},sendmsg={recordStart={oper=AfterOpen,send={upward}},"
-                  "recordStop={oper=AfterClose,send={upward}}}}");
-    ASSERT_TRUE(app);
-    ASSERT_TRUE(app.play());
-    TestSource& source = app.child<TestSource>("v");
-    std::vector<SharedPacket> pictures;
-    for (const SharedPacket& packet : sample().packets) {
-        if (packet->isVideo()) pictures.push_back(packet);
-    }
-    std::size_t given = 0;
+    record("muxer-fmp4");
     // A key frame first, and after that only when one is asked for.
-    const auto push = [&](bool key) {
-        auto packet =
-            std::make_shared<MediaPacket>(*pictures[key ? 0 : 1 + given % (SampleStream::group - 1)]);
-        packet->stamp =
-            pictures.front()->stamp + std::chrono::nanoseconds(1'000'000'000) / SampleStream::rate * given++;
-        source.push(packet);
-    };
     push(true);
-    while (given < 2 * SampleStream::rate) push(false);
-    ASSERT_NE(app.waitForMessage("name=failed"), "");
-    full = false;
+    for (int i = 0; i < 2 * SampleStream::rate; ++i) push(false);
+    ASSERT_NE(app_->waitForMessage("name=failed"), "");
+    full_ = false;
     ASSERT_TRUE(waitUntil([&] {
         push(false);
-        return !source.keyFrameRequests().empty();
+        return !source().keyFrameRequests().empty();
     }));
-    push(true);
-    for (int i = 0; i < SampleStream::rate; ++i) push(false);
-    EXPECT_NE(app.waitForMessage("name=recordStart"), "");
-    EXPECT_EQ(lines.messages().size(), 1U);
-    ASSERT_TRUE(app.stop());
-    EXPECT_NE(app.waitForMessage("name=recordStop"), "");
+    pushGroup();
+    EXPECT_NE(app_->waitForMessage("name=recordStart"), "");
+    EXPECT_EQ(lines_.messages().size(), 1U);
+    ASSERT_TRUE(app_->stop());
+    EXPECT_NE(app_->waitForMessage("name=recordStop"), "");
+}
+
+/** One outage has one error line, and one `failed` for all attempts that never sent `recordStart`. */
+TEST_F(ResumptionTest, AFileThatBeginsWhileTheTroubleLastsAndFailsToIsToldOf) {
+    record("muxer-mp4");
+    // It is written in large pieces.
+    ASSERT_TRUE(waitUntil([&] {
+        pushGroup();
+        return !told("failed").empty();
+    }));
+    full_ = false;
+    ASSERT_TRUE(waitUntil([&] {
+        pushGroup();
+        return told("recordStart").size() == 2;
+    }));
+    full_ = true;
+    ASSERT_TRUE(app_->stop());
+    ASSERT_TRUE(waitUntil([&] { return told("failed").size() == 2; }));
+    const auto urlOf = [](const std::string& message) {
+        return std::string(base::AttrSet(message.c_str()).GetOrDef("url", ""));
+    };
+    EXPECT_EQ(urlOf(told("failed").back()), urlOf(told("recordStart").back()));
+    EXPECT_TRUE(told("recordStop").empty());
+    EXPECT_EQ(lines_.messages().size(), 1U);
 }
 
 }  // namespace
