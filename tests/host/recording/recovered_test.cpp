@@ -7,7 +7,7 @@
 
 #include "file_contents.h"
 #include "media/recording/media_file.h"
-#include "recorded_file.h"
+#include "played_packets.h"
 #include "recorder.h"
 #include "recordings/failure.h"
 #include "recordings/recovery.h"
@@ -25,34 +25,6 @@ using recordings::Recovery;
 constexpr int kSeconds = 30;
 constexpr std::size_t kPlaces = 1000;
 constexpr std::size_t kHole = 4096;
-
-/** A packet as a player gets it: of which stream, when, and what is in it. */
-struct PlayedPacket {
-    bool video;
-    std::int64_t time;
-    FileBytes bytes;
-
-    bool operator<(const PlayedPacket& other) const {
-        return std::tie(video, time, bytes) < std::tie(other.video, other.time, other.bytes);
-    }
-};
-
-struct PlacedPacket {
-    PlayedPacket packet;
-    std::size_t begin; /**< in the file */
-};
-
-std::vector<PlacedPacket> packetsOf(const FileBytes& content) {
-    const RecordedFile file(content);
-    std::vector<PlacedPacket> packets;
-    for (const bool video : {true, false}) {
-        for (const auto& packet : (video ? file.video() : file.audio()).packets) {
-            packets.push_back({{video, packet->pts, {packet->data, packet->data + packet->size}},
-                               static_cast<std::size_t>(packet->pos)});
-        }
-    }
-    return packets;
-}
 
 class RecoveredFiles : public recording_test::RecordingTest {
   protected:
@@ -87,6 +59,13 @@ class RecoveredFiles : public recording_test::RecordingTest {
         return made;
     }
 
+    /** A file with zeroes in it from one place to another. */
+    static FileBytes holed(FileBytes content, std::size_t begin, std::size_t end) {
+        std::fill(content.begin() + static_cast<std::ptrdiff_t>(begin),
+                  content.begin() + static_cast<std::ptrdiff_t>(end), std::uint8_t{0});
+        return content;
+    }
+
     const std::string part_ = folder() / "rec.mp4.part";
     Recovery recovery_;
 };
@@ -105,7 +84,7 @@ std::vector<std::size_t> fragmentsOf(const FileBytes& content) {
 
 TEST_F(RecoveredFiles, AHoleCostsNoPacketOutsideTheFragmentThatItHits) {
     const FileBytes whole = record(Container::fragmentedMp4);
-    const std::vector<PlacedPacket> packets = packetsOf(whole);
+    const std::vector<PlacedPacket> packets = placedPackets(whole);
     ASSERT_EQ(packets.size(), sample().packets.size());
     std::vector<std::size_t> fragments = fragmentsOf(whole);
     ASSERT_GE(fragments.size(), static_cast<std::size_t>(kSeconds));
@@ -117,11 +96,7 @@ TEST_F(RecoveredFiles, AHoleCostsNoPacketOutsideTheFragmentThatItHits) {
     for (std::size_t place = 0; place < kPlaces; ++place) {
         const std::size_t begin = place * (whole.size() - 1) / kPlaces;
         const std::size_t end = std::min(begin + kHole, whole.size());
-        FileBytes holed = whole;
-        std::fill(holed.begin() + static_cast<std::ptrdiff_t>(begin),
-                  holed.begin() + static_cast<std::ptrdiff_t>(end), std::uint8_t{0});
-        std::set<PlayedPacket> played;
-        for (PlacedPacket& packet : packetsOf(recovered(holed))) played.insert(std::move(packet.packet));
+        const std::set<PlayedPacket> played = playedPackets(recovered(holed(whole, begin, end)));
         EXPECT_FALSE(recovery_.check.damages.empty()) << "hole at " << begin;
         const auto firstHit = fragmentAt(begin), lastHit = fragmentAt(end - 1);
         std::size_t lost = 0;
@@ -144,18 +119,14 @@ TEST_F(RecoveredFiles, AHoleCostsNoPacketOutsideTheFragmentThatItHits) {
 
 TEST_F(RecoveredFiles, AHoleCostsATransportStreamWhatItHits) {
     const FileBytes whole = record(Container::mpegTs);
-    const std::vector<PlacedPacket> packets = packetsOf(whole);
+    const std::vector<PlacedPacket> packets = placedPackets(whole);
     ASSERT_EQ(packets.size(), sample().packets.size());
     std::size_t worst = 0;
     constexpr std::size_t places = kPlaces / 10;
     for (std::size_t place = 1; place < places; ++place) {
         const std::size_t begin = place * (whole.size() - 1) / places;
         const std::size_t end = std::min(begin + kHole, whole.size());
-        FileBytes holed = whole;
-        std::fill(holed.begin() + static_cast<std::ptrdiff_t>(begin),
-                  holed.begin() + static_cast<std::ptrdiff_t>(end), std::uint8_t{0});
-        std::set<PlayedPacket> played;
-        for (PlacedPacket& packet : packetsOf(recovered(holed))) played.insert(std::move(packet.packet));
+        const std::set<PlayedPacket> played = playedPackets(recovered(holed(whole, begin, end)));
         // What is gone is one stretch of the film, no longer than the hole: the stream has 16 KiB a second.
         std::size_t lost = 0;
         std::int64_t first = std::numeric_limits<std::int64_t>::max(), last = 0;
@@ -201,12 +172,12 @@ TEST_F(RecoveredFiles, ARecoveryThatIsCutShortIsDoneAgain) {
         FileBytes torn = record(container);
         // Two holes, and an end in the midst of things.
         for (const std::size_t part : {2, 5}) {
-            const auto begin = torn.begin() + static_cast<std::ptrdiff_t>(torn.size() * part / 10);
-            std::fill(begin, begin + 3 * kHole, std::uint8_t{0});
+            const std::size_t begin = torn.size() * part / 10;
+            torn = holed(std::move(torn), begin, begin + 3 * kHole);
         }
         torn.resize(torn.size() * 9 / 10 + 100);
         const FileBytes expected = recovered(torn);
-        ASSERT_FALSE(packetsOf(expected).empty());
+        ASSERT_FALSE(placedPackets(expected).empty());
         if (!recovery_.rest.empty()) std::filesystem::remove(recovery_.rest);
         bool ended = true;
         std::vector<Step> steps;
@@ -258,8 +229,8 @@ TEST_F(RecoveredFiles, NoHeaderThatLiesMakesAFileWithoutPackets) {
                 EXPECT_TRUE(std::filesystem::exists(part_));
                 continue;
             }
-            if (packetsOf(made).empty()) ++empty;
-            EXPECT_FALSE(packetsOf(made).empty()) << "byte " << at << " of the header, bits " << bits;
+            if (placedPackets(made).empty()) ++empty;
+            EXPECT_FALSE(placedPackets(made).empty()) << "byte " << at << " of the header, bits " << bits;
         }
     }
     std::printf("%zu flips: %zu refused, %zu finished without packets\n", flips, refused, empty);
