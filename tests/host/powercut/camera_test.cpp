@@ -55,6 +55,15 @@ TEST(CameraTest, EveryOutcomePlaysWithoutAMicrophone) {
     expectToPlay(camera.finish());
 }
 
+TEST(CameraTest, EveryOutcomePlaysWithAMicrophoneThatStallsFromTheBeginning) {
+    const Away away;
+    away.begin();
+    CameraRecording camera("test:stalled=" + away.path());
+    camera.record(kSecondsOfFile);
+    camera.waitFor(kSeconds);
+    expectToPlay(camera.finish());
+}
+
 TEST(CameraTest, EveryOutcomePlaysWithAMicrophoneThatComesAndGoes) {
     const Away away;
     CameraRecording camera("test:stalled=" + away.path());

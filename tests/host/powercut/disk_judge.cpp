@@ -60,6 +60,9 @@ std::string DiskJudge::faultOf(const Disk& disk, std::size_t done) {
 }
 
 std::string DiskJudge::faultOfNames(const Disk& disk, std::size_t done) const {
+    for (const Recorded::Told& told : recorded_.told) {
+        if (!versions_.count(told.path)) return told.path + ": was told to be complete and not renamed";
+    }
     for (const auto& [path, versions] : versions_) {
         const auto found = disk.files.find(path);
         std::size_t version = 0;

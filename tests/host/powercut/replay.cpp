@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "file_contents.h"
+#include "noted_disk.h"
 #include "recordings/recovery.h"
 
 namespace kep::host {
@@ -72,6 +73,8 @@ std::optional<Bytes> recovered(const Bytes& content) {
     fs::remove(final);
     std::ofstream(open, std::ios::binary)
         .write(reinterpret_cast<const char*>(content.data()), static_cast<std::streamsize>(content.size()));
+    NotedDisk disk(folder.path());
+    const InUse inUse(disk);
     const bool isRecovered = recordings::recoverFile(open).recovered();
     if (fs::exists(final) != isRecovered || fs::exists(open) == isRecovered)
         throw std::runtime_error("recovery leaves other files than it tells of");
