@@ -1,4 +1,4 @@
-"""Takes away one protection of the files after the other and runs the power-cut replay on each.
+"""Takes away one protection of the files after the other and runs the replays of power cuts, holes and failing disks.
 
 mutate_files.py ROOT [--list | --in-place] [PART]...
 
@@ -13,14 +13,16 @@ import sys
 
 COPIED = ("api", "apps", "cmake", "framework", "host", "recordings", "tests", "scripts", "CMakeLists.txt",
           "CMakePresets.json")
-# In the order in which they are run, until one has a failed test.
-PROGRAMS = ("powercut_tests", "powercut_camera_tests")
+# In the order in which they are run, until one has a failed test, with what is run of each.
+PROGRAMS = {"powercut_tests": "*", "recording_tests": "RecoveredFiles.*:*LossesTest.*:MediaFile*",
+            "powercut_camera_tests": "*"}
 RUN_LIMIT = 900  # seconds; a replay that hangs counts as red
 
 FILE_LAYER = "recordings/file_layer.cpp"
 OUTPUT = "host/media/recording/file_output.cpp"
 MEDIA_FILE = "host/media/recording/media_file.cpp"
 PICTURE_FILE = "host/media/video/picture_file.cpp"
+RECOVERY = "recordings/recovery.cpp"
 
 MUTATIONS = (
     ("commit: the file is not synced before it is renamed", FILE_LAYER,
@@ -52,6 +54,9 @@ MUTATIONS = (
      "pad();\n    return writeBox(", "return writeBox("),
     ("padding: none behind the header", OUTPUT,
      "pad();\n    return write(", "return write("),
+    ("fragment: no mark behind it", OUTPUT, "addMark();\n    addHeaderCopy();", "addHeaderCopy();"),
+    ("header: no copy of it in a fragment", OUTPUT, "addMark();\n    addHeaderCopy();", "addMark();"),
+    ("header: its copy is near it", OUTPUT, "header_.size() + kHoleBytes;", "header_.size();"),
     ("fragment: its header is written with the rest of it", OUTPUT,
      "const BoxHeader passedOver = freeBox(kept_.size());", "const BoxHeader passedOver = header;"),
     ("fragment: its header is written before the rest is synced", OUTPUT,
@@ -85,6 +90,16 @@ MUTATIONS = (
     ("picture: written under its final name", PICTURE_FILE,
      'const std::string temporary = FileLayer::folderOf(path) + "/.picture_" + base::UniqueString() + ".part";',
      "const std::string temporary = path;"),
+    ("file: named although a sync has failed", MEDIA_FILE, "!gone_ && !unsynced_ && clean", "!gone_ && clean"),
+    ("recovery: what is cut off is not kept", RECOVERY,
+     "const bool cuts = result.check.end < size && keepRest(path, result);",
+     "const bool cuts = result.check.end < size;"),
+    ("recovery: what is cut off is renamed and not synced", RECOVERY,
+     "written ? layer.commit(*file, temporary, path, FileLayer::Taken::refuse, reason) : Committed::no;",
+     "written && layer.rename(temporary, path, reason) ? Committed::durable : Committed::no;"),
+    ("recovery: renamed without a sync", RECOVERY,
+     "layer.commit(*file, path, result.path, FileLayer::Taken::refuse, reason);",
+     "layer.rename(path, result.path, reason) ? FileLayer::Committed::durable : FileLayer::Committed::no;"),
     ("full disk: the remains of a failed write stay", OUTPUT,
      "return file_->truncate(size, ignored);", "return size + 1 > 0;"),
 )
@@ -97,15 +112,16 @@ def build(copy, tree, programs):
 
 def first_failure(tree, environment):
     """The first test that fails; nothing when all pass."""
-    for program in PROGRAMS:
+    for program, tests in PROGRAMS.items():
         try:
-            run = subprocess.run([os.path.join(tree, "bin", program), "--gtest_fail_fast", "--gtest_brief=1"],
+            run = subprocess.run([os.path.join(tree, "bin", program), "--gtest_fail_fast", "--gtest_brief=1",
+                                  f"--gtest_filter={tests}"],
                                  capture_output=True, text=True, env=environment, timeout=RUN_LIMIT, check=False)
         except subprocess.TimeoutExpired:
             return f"{program}: took more than {RUN_LIMIT} s"
         if run.returncode == 0:
             continue
-        failed = re.search(r"\[  FAILED  \] (\w+\.\w+)", run.stdout)
+        failed = re.search(r"\[  FAILED  \] ([\w/]+\.[\w/]+)", run.stdout)
         return failed.group(1) if failed else f"{program}: ended with {run.returncode}"
     return None
 
