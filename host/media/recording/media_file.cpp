@@ -244,6 +244,8 @@ bool LibavFile::flush(std::string& reason) {
     if (!reason_.empty()) return false;
     if (!context_) return true;
     if (container_ == Container::mp4) return noted(output_->write(reason), reason);
+    // Audio alone is no recording that can be recovered: the first fragment begins with a picture.
+    if (video_.track && video_.track->handed() == 0) return true;
     bool gathered = false;
     SteadyTime next = SteadyTime::max();
     for (const Stream* const stream : streams()) {

@@ -8,6 +8,7 @@
 
 #include "faulty_layer.h"
 #include "judged_file.h"
+#include "recorded_file.h"
 #include "recorder.h"
 #include "sample_stream.h"
 
@@ -306,6 +307,16 @@ INSTANTIATE_TEST_SUITE_P(Of, MediaFiles,
                          });
 
 class FragmentedFiles : public MediaFiles {};
+
+TEST_P(FragmentedFiles, BeginWithAPictureHoweverEarlyTheyAreFlushed) {
+    const auto file = open(true);
+    for (const SharedPacket& packet : sample().packets) {
+        ASSERT_TRUE(file->write(*packet, reason_) && file->flush(reason_)) << reason_;
+        if (file->isSafe()) break;
+    }
+    ASSERT_TRUE(file->isSafe());
+    EXPECT_EQ(RecordedFile(file->location()).video().packets.size(), 1U);
+}
 
 TEST_P(FragmentedFiles, PlayWhileTheyAreWritten) {
     const auto file = open();
