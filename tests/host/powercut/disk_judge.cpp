@@ -10,6 +10,7 @@ namespace {
 constexpr double kMostLost = 1;
 constexpr double kRounding = 1e-6;
 constexpr std::string_view kOpen = ".part";
+constexpr const char* kWrongIndex = "has an index that leads astray";
 
 }  // namespace
 
@@ -134,6 +135,8 @@ const DiskJudge::Held& DiskJudge::heldAsItIs(const File& file, const Content& co
     Held& held = known->second;
     if (tail.starts_with("!")) {
         held.fault = tail.substr(1);
+    } else if (!hasRightIndex(content.bytes)) {
+        held.fault = kWrongIndex;
     } else if (hasFragment(content.bytes)) {
         held = file.whole.heldBy(content.bytes);
     }
@@ -143,7 +146,7 @@ const DiskJudge::Held& DiskJudge::heldAsItIs(const File& file, const Content& co
 DiskJudge::Held DiskJudge::examine(const File& file, const Content& content) {
     const std::vector<Box> boxes = boxesOf(content.bytes);
     if (boxes.empty() || boxes.back().end != content.bytes.size()) return {"does not end with a box"};
-    if (!hasRightIndex(content.bytes)) return {"has an index that leads astray"};
+    if (!hasRightIndex(content.bytes)) return {kWrongIndex};
     return file.whole.heldBy(content.bytes);
 }
 

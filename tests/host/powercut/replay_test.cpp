@@ -91,6 +91,17 @@ TEST(ReplayTest, EveryOutcomePlays) {
                 replay.disks, judge.filesSeen(), judge.mostLost());
 }
 
+TEST(ReplayTest, EveryOutcomePlaysWhereTheIndexLiesInSeveralSectors) {
+    const SampleRecording made(sample(), 60);
+    const Bytes content = DiskJudge::versionsOf(made).begin()->second.back().content->bytes;
+    const Box index = boxesOf(content).back();
+    ASSERT_EQ(index.kind, "mfra");
+    ASSERT_GT(index.end - index.begin, 512U);
+    DiskJudge judge(made, recovered);
+    const Replay replay(made, judge, draws(1));
+    EXPECT_TRUE(replay.faults.empty()) << replay.text();
+}
+
 TEST(ReplayTest, EveryOutcomePlaysWhereAnotherRecordingWasDeleted) {
     DiskJudge judge(recording(), recovered);
     const Replay replay(recording(), judge, draws(8), deleted());

@@ -33,14 +33,19 @@ class RecoveredFiles : public recording_test::RecordingTest {
         return stream;
     }
 
-    FileBytes record(Container container) const {
+    /** @param early how many packets are flushed to the disk at once, as those of a first fragment may be */
+    FileBytes record(Container container, std::size_t early = 0) const {
         std::string reason;
         const std::string name = folder() / "made";
         const auto file =
             MediaFile::open(name, {container, false, ""}, sample().video, sample().audio, reason);
         EXPECT_TRUE(file) << reason;
-        for (const SharedPacket& packet : sample().packets)
-            EXPECT_TRUE(file->write(*packet, reason)) << reason;
+        for (std::size_t i = 0; i < sample().packets.size(); ++i) {
+            EXPECT_TRUE(file->write(*sample().packets[i], reason)) << reason;
+            if (i < early) {
+                EXPECT_TRUE(file->flush(reason)) << reason;
+            }
+        }
         EXPECT_TRUE(file->finish(reason)) << reason;
         auto content = contentsOf<FileBytes>(name);
         std::filesystem::remove(name);
@@ -115,6 +120,16 @@ TEST_F(RecoveredFiles, AHoleCostsNoPacketOutsideTheFragmentThatItHits) {
         "%zu places, %zu packets in %zu fragments: %zu missing outside the fragments hit; of %zu "
         "inside them %zu are there undamaged\n",
         kPlaces, packets.size(), fragments.size() - 1, missing, hit, kept);
+}
+
+TEST_F(RecoveredFiles, AHoleInTheHeaderLeavesItsCopyHoweverShortTheFirstFragmentsAre) {
+    const FileBytes whole = record(Container::fragmentedMp4, 10);
+    const std::set<PlayedPacket> played = playedPackets(recovered(holed(whole, 0, kHole)));
+    const std::vector<PlacedPacket> packets = placedPackets(whole);
+    const auto hit = std::count_if(packets.begin(), packets.end(),
+                                   [](const PlacedPacket& packet) { return packet.begin < kHole; });
+    EXPECT_GT(hit, 0);
+    EXPECT_GE(played.size() + static_cast<std::size_t>(hit) + SampleStream::rate, packets.size());
 }
 
 TEST_F(RecoveredFiles, AHoleCostsATransportStreamWhatItHits) {
