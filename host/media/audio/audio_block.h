@@ -7,9 +7,9 @@
 #include <memory>
 #include <vector>
 
-namespace kep::host {
+#include "media/common/steady_time.h"
 
-using SteadyTime = std::chrono::steady_clock::time_point;
+namespace kep::host {
 
 /** Rate and channels of interleaved 16-bit samples; native byte order, which on every target is
  * little-endian. */

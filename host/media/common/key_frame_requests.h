@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "media/audio/audio_block.h"
+#include "media/common/steady_time.h"
 
 namespace kep::host {
 
