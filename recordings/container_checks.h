@@ -4,15 +4,15 @@
 #include "recordings/file_bytes.h"
 #include "recordings/recording_check.h"
 
-/** What checkRecording() has for each kind of file. */
+/** The checks behind checkRecording(), one per container. */
 namespace recordings {
 
-/** Whether a file begins like MP4 or has a copy of such a beginning further on. */
+/** Whether a file begins like MP4 or contains a copy of an MP4 header. */
 bool isMp4(const FileBytes& file);
 
 /**
- * Goes through the fragments of a recording. What is damaged is passed over: the next fragment is looked for
- * behind it. Every fragment that can be read counts, also one of whose samples some are damaged.
+ * Checks the fragments of a recording. Skips damaged parts and resumes at the next fragment. Every readable
+ * fragment counts, even with damaged samples.
  */
 RecordingCheck checkMp4(const FileBytes& file);
 
@@ -20,8 +20,8 @@ RecordingCheck checkMp4(const FileBytes& file);
 bool isTs(const FileBytes& file);
 
 /**
- * Goes through the packets of a transport stream; it can be played up to the last whole picture. What is
- * damaged in its middle is passed over.
+ * Checks the packets of a transport stream, which plays up to its last whole picture. Skips damaged parts in
+ * between.
  */
 RecordingCheck checkTs(const FileBytes& file);
 

@@ -16,7 +16,7 @@ FileBytes::FileBytes(std::string path) : path_(std::move(path)) {
     descriptor_ = open(path_.c_str(), O_RDONLY | O_CLOEXEC);
     struct stat status {};
     if (descriptor_ < 0 || fstat(descriptor_, &status) != 0)
-        throw Failure("cannot open " + path_ + ": " + std::strerror(errno));
+        throw Failure(path_ + ": cannot open: " + std::strerror(errno));
     size_ = static_cast<std::uint64_t>(status.st_size);
 }
 
@@ -30,7 +30,7 @@ Bytes FileBytes::read(std::uint64_t offset, std::uint64_t count) const {
         const ssize_t got = pread(descriptor_, bytes.data() + filled, bytes.size() - filled,
                                   static_cast<off_t>(offset + filled));
         if (got < 0 && errno == EINTR) continue;
-        if (got < 0) throw Failure("cannot read " + path_ + ": " + std::strerror(errno));
+        if (got < 0) throw Failure(path_ + ": cannot read: " + std::strerror(errno));
         if (got == 0) bytes.resize(filled);
         filled += static_cast<std::size_t>(got);
     }

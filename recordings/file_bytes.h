@@ -11,7 +11,7 @@ namespace recordings {
 using Bytes = std::vector<std::uint8_t>;
 using ByteSpan = std::span<const std::uint8_t>;
 
-/** A file to read from, wherever in it. */
+/** Random access to a file, for reading. */
 class FileBytes {
   public:
     /** Throws Failure when the file cannot be opened. */
@@ -30,7 +30,7 @@ class FileBytes {
     std::uint64_t size_ = 0;
 };
 
-/** A number of so many bytes, most significant first. */
+/** A big-endian integer. */
 std::uint64_t bigEndian(ByteSpan bytes, std::size_t at, std::size_t count);
 
 }  // namespace recordings

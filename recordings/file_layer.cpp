@@ -14,7 +14,7 @@ namespace {
 
 constexpr mode_t kNewFile = 0666;
 
-/** Always false, for the caller to hand on. */
+/** Always false, for the caller to return. */
 bool fail(const std::string& path, int error, std::string& reason) {
     reason = path + ": " + std::generic_category().message(error);
     return false;
@@ -54,7 +54,7 @@ class SystemFile final : public FileLayer::File {
     bool close(std::string& reason) override {
         const int descriptor = descriptor_;
         descriptor_ = -1;
-        // After EINTR the descriptor is gone all the same.
+        // After EINTR the descriptor is closed all the same.
         if (descriptor < 0 || ::close(descriptor) == 0 || errno == EINTR) return true;
         return fail(path_, errno, reason);
     }
@@ -87,7 +87,7 @@ class SystemLayer final : public FileLayer {
     bool rename(const std::string& from, const std::string& to, std::string& reason) override {
         if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
         if (errno != EINVAL && errno != ENOSYS) return failPair(from, to, errno, reason);
-        // A file system that cannot refuse by itself: another process could still come in between.
+        // The file system cannot refuse an existing name: another process could create it in between.
         if (exists(to)) return failPair(from, to, EEXIST, reason);
         return replace(from, to, reason);
     }
@@ -105,7 +105,7 @@ class SystemLayer final : public FileLayer {
         } while (result != 0 && errno == EINTR);
         const int error = errno;
         ::close(descriptor);
-        // A file system without it has no names that wait in memory.
+        // A file system without folder syncs does not cache names.
         return result == 0 || error == EINVAL || fail(folder, error, reason);
     }
 
@@ -119,7 +119,7 @@ class SystemLayer final : public FileLayer {
     }
 
   private:
-    /** Tells of the name that is at fault: the new one when it is taken. */
+    /** Reports the name at fault: the new one when it exists. */
     static bool failPair(const std::string& from, const std::string& to, int error, std::string& reason) {
         return fail(error == EEXIST ? to : from + " to " + to, error, reason);
     }
@@ -130,17 +130,17 @@ std::atomic<FileLayer*> inUse{nullptr};
 }  // namespace
 
 bool FileLayer::File::truncate(std::uint64_t, std::string& reason) {
-    reason = "files of this kind cannot be shortened";
+    reason = "this file layer cannot truncate";
     return false;
 }
 
 std::unique_ptr<FileLayer::File> FileLayer::open(const std::string& path, std::string& reason) {
-    reason = path + ": files that are there cannot be opened";
+    reason = path + ": this file layer cannot open existing files";
     return nullptr;
 }
 
 FileLayer& FileLayer::system() {
-    // Never destroyed: what is left running at the end of the process still writes.
+    // Never destroyed: recordings left running at the end of the process still write.
     static SystemLayer* const layer = new SystemLayer;
     return *layer;
 }

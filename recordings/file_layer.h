@@ -9,8 +9,8 @@
 namespace recordings {
 
 /**
- * The one place where recordings and pictures are opened, written, synced and renamed. Tests put another in
- * its place, which records the operations or refuses some. What gets a final name gets it through commit().
+ * The one place where recordings and pictures are opened, written, synced and renamed. Tests replace it by
+ * one that records the operations or refuses some. Files get their final name through commit() alone.
  *
  * Every operation that can fail returns false or null and fills `reason` with the thing and the cause
  * ("/mnt/sd/a.mp4.part: No space left on device").
@@ -24,15 +24,15 @@ class FileLayer {
         /** Writes all of it at `offset` or fails. */
         virtual bool write(std::uint64_t offset, const void* bytes, std::size_t size,
                            std::string& reason) = 0;
-        /** Takes away what is behind `size`; refused by a layer that cannot. */
+        /** Truncates the file to `size`; refused by a layer that cannot. */
         virtual bool truncate(std::uint64_t size, std::string& reason);
         /** Returns when what was written is on the disk. */
         virtual bool sync(std::string& reason) = 0;
-        /** Closes the file; what fails only now is told. */
+        /** Closes the file; reports a failure that appears only now. */
         virtual bool close(std::string& reason) = 0;
     };
 
-    /** What commit() does where a file bears the final name already. */
+    /** What commit() does when the final name exists. */
     enum class Taken { refuse, replace };
 
     /** How far commit() came: the file bears its old name, or the new one, or the new one whatever happens.
@@ -41,13 +41,13 @@ class FileLayer {
 
     virtual ~FileLayer() = default;
 
-    /** Makes a new file; refused when there is one of that name. */
+    /** Creates a file; refused when the name exists. */
     virtual std::unique_ptr<File> create(const std::string& path, std::string& reason) = 0;
-    /** Opens a file that is there, for writing; refused by a layer that cannot. */
+    /** Opens an existing file for writing; refused by a layer that cannot. */
     virtual std::unique_ptr<File> open(const std::string& path, std::string& reason);
-    /** Gives a file its final name; refused when there is a file of that name. */
+    /** Renames a file; refused when the new name exists. */
     virtual bool rename(const std::string& from, const std::string& to, std::string& reason) = 0;
-    /** The same, but takes the place of a file that is there. */
+    /** The same, but replaces an existing file. */
     virtual bool replace(const std::string& from, const std::string& to, std::string& reason) = 0;
     /** Returns when the names in a folder are on the disk. */
     virtual bool syncFolder(const std::string& folder, std::string& reason) = 0;
@@ -65,10 +65,10 @@ class FileLayer {
     Committed commit(File& file, const std::string& from, const std::string& to, Taken taken,
                      std::string& reason);
 
-    /** The layer in use: the operating system's unless another has been put in its place. */
+    /** The layer in use: the operating system's unless a test has replaced it. */
     static FileLayer& current();
-    /** Puts `layer` in use for what is opened from here on; null for the operating system's. It is the
-     * caller's and outlives all that uses it. */
+    /** Uses `layer` for files opened from now on; null restores the operating system's. The caller owns it
+     * and keeps it alive while it is in use. */
     static void use(FileLayer* layer);
     /** The operating system's. */
     static FileLayer& system();

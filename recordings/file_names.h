@@ -8,17 +8,17 @@
 namespace recordings {
 
 /**
- * The names of recordings that follow one another. strftime fields in the name, not in its folder, are filled
- * in with local time. A name that is taken gets a running number before its extension: `a.mp4`, `a-1.mp4`.
+ * The names of consecutive recordings. strftime fields in the name, not in its folder, are filled in with
+ * local time. A name in use gets a running number before its extension: `a.mp4`, `a-1.mp4`.
  */
 class FileNames {
   public:
-    /** @param openExtension what an unfinished file has behind its name; it takes the name as well */
+    /** @param openExtension suffix of an unfinished file, which occupies the name as well */
     FileNames(std::string path, std::string openExtension);
 
-    /** The next free name, for a recording that begins with what was captured at `first`. */
+    /** The next free name, for a recording whose first frame was captured at `first`. */
     std::string next(SteadyTime first);
-    /** The name that was given last has been used: it is not given again, even when its file has gone. */
+    /** Marks the last name as used: it is not returned again, even when its file has been deleted. */
     void use() { used_ = true; }
     /** Whether a finished or an unfinished file has this name. */
     bool isTaken(const std::string& path) const;

@@ -5,16 +5,16 @@
 namespace recordings {
 
 std::optional<BoxHeader> readBoxHeader(ByteSpan bytes, std::uint64_t room) {
-    constexpr std::size_t usual = 8;
-    constexpr std::size_t large = 16;
-    if (bytes.size() < usual) return std::nullopt;
-    BoxHeader header{{bytes.begin() + 4, bytes.begin() + usual}, usual, bigEndian(bytes, 0, 4)};
+    constexpr std::size_t kHeader = 8;
+    constexpr std::size_t kLargeHeader = 16;
+    if (bytes.size() < kHeader) return std::nullopt;
+    BoxHeader header{{bytes.begin() + 4, bytes.begin() + kHeader}, kHeader, bigEndian(bytes, 0, 4)};
     const auto isLetter = [](unsigned char c) { return (c >= 0x20 && c < 0x7f) || c == 0xa9; };
     if (!std::ranges::all_of(header.kind, isLetter)) return std::nullopt;
     if (header.end == 1) {
-        if (bytes.size() < large) return std::nullopt;
-        header.contents = large;
-        header.end = bigEndian(bytes, usual, 8);
+        if (bytes.size() < kLargeHeader) return std::nullopt;
+        header.contents = kLargeHeader;
+        header.end = bigEndian(bytes, kHeader, 8);
     } else if (header.end == 0) {
         header.end = room;
     }

@@ -10,14 +10,14 @@
 
 namespace recordings {
 
-/** The header of a box: its kind, and where its contents begin and end, counted from where it begins. */
+/** The header of a box: its kind, and the offsets of its contents from the beginning of the box. */
 struct BoxHeader {
     std::string kind;
     std::uint64_t contents;
     std::uint64_t end;
 };
 
-/** The longest header that a box may have. */
+/** Maximum size of a box header in bytes. */
 inline constexpr std::uint64_t kLongestBoxHeader = 16;
 
 /** Reads a header at the beginning of some bytes that have `room` to the end of what holds the box; nothing
@@ -39,10 +39,10 @@ bool forEachBox(ByteSpan bytes, Visit&& visit) {
 /** The bytes of a header; a size of 2^32 or more takes the long form. */
 Bytes boxHeader(std::string_view kind, std::uint64_t size);
 
-/** Of version and flags, which many boxes begin with. */
+/** Size of version and flags, with which many boxes begin, in bytes. */
 inline constexpr std::size_t kFullBoxHeader = 4;
 
-/** Reads numbers one after the other; once one is missing, `failed`, and all that follow are 0. */
+/** Reads consecutive numbers; at the end of the bytes it has `failed` and all further numbers are 0. */
 class Numbers {
   public:
     explicit Numbers(ByteSpan bytes) : bytes_(bytes) {}

@@ -15,21 +15,21 @@ using State = RecordingCheck::State;
 using Kind = Damage::Kind;
 
 /** A fragment's description is below 2 KiB for half a second. */
-constexpr std::uint64_t largestFragmentHeader = 1 << 20;
+constexpr std::uint64_t kMaxFragmentHeader = 1 << 20;
 /** No encoder makes one as large; nor is so much read for one. */
-constexpr std::uint32_t largestSample = 64 << 20;
+constexpr std::uint32_t kMaxSampleSize = 64 << 20;
 /** Of a day of fragments it is a tenth. */
-constexpr std::uint64_t largestFragmentIndex = 64 << 20;
+constexpr std::uint64_t kMaxFragmentIndex = 64 << 20;
 /** By which a fragment may begin before the one in front of it ends, in seconds: sound and picture end apart.
  */
 constexpr double kOverlap = 0.5;
-constexpr std::uint64_t usualHeader = 8;
+constexpr std::uint64_t kHeaderSize = 8;
 /** What a box can be skipped by whatever its size says. */
-constexpr std::uint64_t smallBox = 16;
+constexpr std::uint64_t kSmallBox = 16;
 
-constexpr std::array<std::string_view, 14> topLevelKinds = {"moof", "mdat", "free", "mfra", "moov",
-                                                            "ftyp", "skip", "styp", "sidx", "emsg",
-                                                            "uuid", "udta", "meta", "wide"};
+constexpr std::array<std::string_view, 14> kTopLevelKinds = {"moof", "mdat", "free", "mfra", "moov",
+                                                             "ftyp", "skip", "styp", "sidx", "emsg",
+                                                             "uuid", "udta", "meta", "wide"};
 
 /** A fragment that can be read, and where it ends. */
 struct FoundFragment {
@@ -54,10 +54,9 @@ class Mp4Checker {
                                 return track.second.samples > 0;
                             });
         if (listed && hasData_ && damages_.empty()) return playable(index_->seconds);
-        if (!index_ && hasData_)
-            return unplayable("a plain MP4 without its index, which cannot be recovered");
-        if (!index_ && isFragmented_) return unplayable("its header is damaged, and there is no copy of it");
-        return unplayable("nothing was complete yet");
+        if (!index_ && hasData_) return unplayable("a plain MP4 without its index cannot be recovered");
+        if (!index_ && isFragmented_) return unplayable("the header is damaged and has no copy");
+        return unplayable("no complete picture");
     }
 
   private:
@@ -79,7 +78,7 @@ class Mp4Checker {
         damages_.push_back({Kind::header, 0, at_});
     }
 
-    /** Goes on behind the next box; false when it is damaged. */
+    /** Skips the next box; false when it is damaged. */
     bool takeBox() {
         const auto box = boxAt(file_, at_);
         hasData_ = hasData_ || isData();
@@ -89,7 +88,7 @@ class Mp4Checker {
         if (box->kind == "mfra" && !isTrue(*box)) return false;
         const std::uint64_t next = at_ + box->end;
         // A size that lies would lead away over all that comes next; that of an index has been found true.
-        if (box->kind != "moov" && box->end > smallBox && next < file_.size() && !beginsBox(next))
+        if (box->kind != "moov" && box->end > kSmallBox && next < file_.size() && !beginsBox(next))
             return false;
         if (box->kind == "mdat" && isFragmented_) damages_.push_back({Kind::fragment, at_, next});
         at_ = next;
@@ -98,7 +97,7 @@ class Mp4Checker {
 
     /** Whether an index of fragments leads to fragments that can be read. */
     bool isTrue(const BoxHeader& box) const {
-        if (box.end > largestFragmentIndex) return false;
+        if (box.end > kMaxFragmentIndex) return false;
         bool good = true;
         const Bytes contents = file_.read(at_ + box.contents, box.end - box.contents);
         const bool fills = forEachBox(contents, [&](std::string_view kind, ByteSpan table) {
@@ -110,22 +109,22 @@ class Mp4Checker {
     }
 
     bool isData() const {
-        const Bytes bytes = file_.read(at_, usualHeader);
-        return bytes.size() == usualHeader && std::equal(bytes.begin() + 4, bytes.end(), "mdat");
+        const Bytes bytes = file_.read(at_, kHeaderSize);
+        return bytes.size() == kHeaderSize && std::equal(bytes.begin() + 4, bytes.end(), "mdat");
     }
     bool beginsBox(std::uint64_t at) const {
         const auto box = boxAt(file_, at);
-        return box && std::ranges::find(topLevelKinds, box->kind) != topLevelKinds.end();
+        return box && std::ranges::find(kTopLevelKinds, box->kind) != kTopLevelKinds.end();
     }
 
     std::optional<FoundFragment> fragmentAt(std::uint64_t at) const {
         const auto box = boxAt(file_, at);
-        if (!index_ || !box || box->kind != "moof" || box->end > largestFragmentHeader) return std::nullopt;
+        if (!index_ || !box || box->kind != "moof" || box->end > kMaxFragmentHeader) return std::nullopt;
         FoundFragment found{};
         found.contents = file_.read(at + box->contents, box->end - box->contents);
         const auto fragment = readFragment(found.contents, at, file_.size(), *index_);
         found.data = at + box->end;
-        if (!fragment || fragment->dataBegin < found.data + usualHeader) return std::nullopt;
+        if (!fragment || fragment->dataBegin < found.data + kHeaderSize) return std::nullopt;
         found.fragment = *fragment;
         const auto data = boxAt(file_, found.data);
         found.end = data ? found.data + data->end : 0;
@@ -135,7 +134,7 @@ class Mp4Checker {
         if (found.hasDataHeader) return found;
         // The samples tell where their box begins and ends.
         found.end = fragment->dataEnd;
-        if (fragment->dataBegin != found.data + usualHeader) return std::nullopt;
+        if (fragment->dataBegin != found.data + kHeaderSize) return std::nullopt;
         return found;
     }
 
@@ -145,7 +144,7 @@ class Mp4Checker {
         if (!found) return false;
         if (!found->hasDataHeader) {
             repairs_.push_back({found->data, boxHeader("mdat", found->end - found->data)});
-            damages_.push_back({Kind::samples, found->data, found->data + usualHeader, 0});
+            damages_.push_back({Kind::samples, found->data, found->data + kHeaderSize, 0});
         }
         takeSamples(*found);
         first_ = std::min(first_, found->fragment.begin);
@@ -168,7 +167,7 @@ class Mp4Checker {
     }
 
     bool isWhole(const Mp4Sample& sample) const {
-        return sample.size <= largestSample &&
+        return sample.size <= kMaxSampleSize &&
                isWholeSample(index_->tracks.at(sample.track), file_.read(sample.offset, sample.size));
     }
 
@@ -186,7 +185,7 @@ class Mp4Checker {
      * remains when there is none. */
     bool passOver() {
         std::uint64_t next = file_.size();
-        forEachPlaceOf(file_, "moof", at_ + usualHeader, [&](std::uint64_t offset) {
+        forEachPlaceOf(file_, "moof", at_ + kHeaderSize, [&](std::uint64_t offset) {
             const auto fragment = fragmentAt(offset);
             if (!fragment || !isOwn(*fragment, offset)) return false;
             next = offset;
@@ -195,9 +194,9 @@ class Mp4Checker {
         const bool found = next < file_.size();
         if (fragments_.empty() && !found) return false;
         damages_.push_back({found ? Kind::fragment : Kind::end, at_, next});
-        // Remains of a header, too short to be skipped as a box.
-        if (next - at_ < usualHeader) end_ = at_;
-        if (next - at_ >= usualHeader) repairs_.push_back({at_, boxHeader("free", next - at_)});
+        // Remains of a header, too short to become a box that players skip.
+        if (next - at_ < kHeaderSize) end_ = at_;
+        if (next - at_ >= kHeaderSize) repairs_.push_back({at_, boxHeader("free", next - at_)});
         at_ = next;
         return true;
     }
@@ -219,8 +218,8 @@ class Mp4Checker {
 }  // namespace
 
 bool isMp4(const FileBytes& file) {
-    const Bytes bytes = file.read(0, usualHeader);
-    const bool begins = bytes.size() == usualHeader && std::equal(bytes.begin() + 4, bytes.end(), "ftyp");
+    const Bytes bytes = file.read(0, kHeaderSize);
+    const bool begins = bytes.size() == kHeaderSize && std::equal(bytes.begin() + 4, bytes.end(), "ftyp");
     return begins || findHeader(file);
 }
 

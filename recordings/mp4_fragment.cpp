@@ -10,7 +10,7 @@ namespace recordings {
 namespace {
 
 /** Of a fragment: twenty seconds of samples that are not even compressed. More are a count that lies. */
-constexpr std::uint64_t mostSamples = 1 << 20;
+constexpr std::uint64_t kMaxSamples = 1 << 20;
 
 /** A fragment's part of one track. */
 class TrackRun {
@@ -60,7 +60,7 @@ class TrackRun {
         Numbers numbers(contents);
         const std::uint32_t flags = numbers.next32();
         const std::uint32_t count = numbers.next32();
-        if (!track_ || count > mostSamples - fragment_.samples) return false;
+        if (!track_ || count > kMaxSamples - fragment_.samples) return false;
         if (flags & 0x01) {
             const std::int64_t distance = static_cast<std::int32_t>(numbers.next32());
             if (base_ > fileBytes_ || (distance < 0 && base_ < static_cast<std::uint64_t>(-distance)))

@@ -8,14 +8,14 @@
 
 namespace recordings {
 
-/** A sample that a fragment lists. */
+/** A sample listed in a fragment. */
 struct Mp4Sample {
     std::uint32_t track;
     std::uint64_t offset; /**< in the file */
     std::uint32_t size;
 };
 
-/** What a fragment says of itself; its samples are visited, as a short box may list very many. */
+/** The description of a fragment. Samples are visited, not stored: a short box may list very many. */
 struct Mp4Fragment {
     std::uint64_t samples = 0;
     std::uint64_t dataBegin = 0; /**< in the file, of the first byte of a sample */

@@ -6,11 +6,11 @@ namespace recordings {
 namespace {
 
 /** An index with tables of a day of pictures and sound is a quarter of it. */
-constexpr std::uint64_t largestIndex = 256 << 20;
-constexpr std::uint64_t window = 1 << 20;
-constexpr std::uint64_t markBox = 16;
-/** What comes before the kind of a box. */
-constexpr std::uint64_t sizeField = 4;
+constexpr std::uint64_t kMaxIndexSize = 256 << 20;
+constexpr std::uint64_t kWindow = 1 << 20;
+constexpr std::uint64_t kMarkBoxSize = 16;
+/** Size of the length field before the kind of a box. */
+constexpr std::uint64_t kSizeField = 4;
 
 /** Reads the boxes from `begin` up to an index, which may come last, but not in a copy. */
 std::optional<Mp4Header> headerAt(const FileBytes& file, std::uint64_t begin) {
@@ -22,12 +22,12 @@ std::optional<Mp4Header> headerAt(const FileBytes& file, std::uint64_t begin) {
         at += box->end;
         box = boxAt(file, at);
     }
-    if (!box || box->kind != "moov" || box->end > largestIndex) return std::nullopt;
+    if (!box || box->kind != "moov" || box->end > kMaxIndexSize) return std::nullopt;
     auto index = readIndex(file.read(at + box->contents, box->end - box->contents));
     if (!index) return std::nullopt;
     const std::uint64_t end = at + box->end;
     auto mark = markAt(file, end);
-    return Mp4Header{begin, mark ? end + markBox : end, std::move(*index), std::move(mark)};
+    return Mp4Header{begin, mark ? end + kMarkBoxSize : end, std::move(*index), std::move(mark)};
 }
 
 }  // namespace
@@ -35,12 +35,12 @@ std::optional<Mp4Header> headerAt(const FileBytes& file, std::uint64_t begin) {
 bool forEachPlaceOf(const FileBytes& file, std::string_view kind, std::uint64_t begin,
                     const std::function<bool(std::uint64_t offset)>& visit) {
     const std::uint64_t overlap = kind.size() - 1;
-    for (std::uint64_t at = begin + sizeField; at < file.size(); at += window) {
-        const Bytes bytes = file.read(at, window + overlap);
+    for (std::uint64_t at = begin + kSizeField; at < file.size(); at += kWindow) {
+        const Bytes bytes = file.read(at, kWindow + overlap);
         for (auto found = bytes.begin();; ++found) {
             found = std::search(found, bytes.end(), kind.begin(), kind.end());
             if (found == bytes.end()) break;
-            if (visit(at + static_cast<std::uint64_t>(found - bytes.begin()) - sizeField)) return true;
+            if (visit(at + static_cast<std::uint64_t>(found - bytes.begin()) - kSizeField)) return true;
         }
     }
     return false;
@@ -49,14 +49,14 @@ bool forEachPlaceOf(const FileBytes& file, std::string_view kind, std::uint64_t 
 std::optional<BoxHeader> boxAt(const FileBytes& file, std::uint64_t offset) {
     if (offset >= file.size()) return std::nullopt;
     const Bytes bytes = file.read(offset, kLongestBoxHeader);
-    if (bytes.size() < sizeField || bigEndian(bytes, 0, sizeField) == 0) return std::nullopt;
+    if (bytes.size() < kSizeField || bigEndian(bytes, 0, kSizeField) == 0) return std::nullopt;
     return readBoxHeader(bytes, file.size() - offset);
 }
 
 std::optional<Bytes> markAt(const FileBytes& file, std::uint64_t offset) {
     const auto box = boxAt(file, offset);
-    if (!box || box->kind != "free" || box->end != markBox) return std::nullopt;
-    return file.read(offset + box->contents, markBox - box->contents);
+    if (!box || box->kind != "free" || box->end != kMarkBoxSize) return std::nullopt;
+    return file.read(offset + box->contents, kMarkBoxSize - box->contents);
 }
 
 std::optional<Mp4Header> findHeader(const FileBytes& file) {

@@ -29,13 +29,13 @@ bool isPicture(std::string_view codec) {
 
 /** Whether an `avcC` box has a sequence and a picture parameter set, as no decoder begins without. */
 bool hasParameterSets(ByteSpan contents) {
-    constexpr std::uint8_t sequence = 7;
-    constexpr std::uint8_t picture = 8;
+    constexpr std::uint8_t kSequence = 7;
+    constexpr std::uint8_t kPicture = 8;
     Numbers numbers(contents);
     if (numbers.next(1) != 1) return false;
     numbers.skip(4);
-    for (const std::uint8_t kind : {sequence, picture}) {
-        const std::uint64_t count = numbers.next(1) & (kind == sequence ? 0x1fU : 0xffU);
+    for (const std::uint8_t kind : {kSequence, kPicture}) {
+        const std::uint64_t count = numbers.next(1) & (kind == kSequence ? 0x1fU : 0xffU);
         if (count == 0) return false;
         for (std::uint64_t i = 0; i < count && !numbers.failed(); ++i) {
             const std::size_t size = numbers.next(2);
@@ -48,10 +48,11 @@ bool hasParameterSets(ByteSpan contents) {
 }
 
 void readPictureEntry(ByteSpan entry, Mp4Track& track) {
-    constexpr std::size_t fields = 78;
-    constexpr std::size_t size = 24;
-    if (entry.size() < fields || bigEndian(entry, size, 2) == 0 || bigEndian(entry, size + 2, 2) == 0) return;
-    forEachBox(entry.subspan(fields), [&](std::string_view kind, ByteSpan settings) {
+    constexpr std::size_t kFields = 78;
+    constexpr std::size_t kSize = 24;
+    if (entry.size() < kFields || bigEndian(entry, kSize, 2) == 0 || bigEndian(entry, kSize + 2, 2) == 0)
+        return;
+    forEachBox(entry.subspan(kFields), [&](std::string_view kind, ByteSpan settings) {
         const std::size_t at = kind == "avcC" ? 4 : kind == "hvcC" ? 21 : settings.size();
         if (at >= settings.size()) return;
         track.lengthBytes = (settings[at] & 3U) + 1;
@@ -61,10 +62,10 @@ void readPictureEntry(ByteSpan entry, Mp4Track& track) {
 
 /** Goes on to the contents of a descriptor; false when it is of another kind or does not fit. */
 bool enterDescriptor(Numbers& numbers, std::uint64_t kind) {
-    constexpr std::size_t longestLength = 4;
+    constexpr std::size_t kMaxLengthSize = 4;
     if (numbers.next(1) != kind) return false;
     std::uint64_t length = 0;
-    for (std::size_t i = 0; i < longestLength; ++i) {
+    for (std::size_t i = 0; i < kMaxLengthSize; ++i) {
         const std::uint64_t part = numbers.next(1);
         length = length << 7 | (part & 0x7f);
         if (!(part & 0x80)) break;
@@ -74,25 +75,25 @@ bool enterDescriptor(Numbers& numbers, std::uint64_t kind) {
 
 /** Whether an `esds` box has the settings of a decoder in the descriptors in which they belong. */
 bool hasSoundSettings(ByteSpan contents) {
-    constexpr std::uint64_t stream = 3;
-    constexpr std::uint64_t decoder = 4;
-    constexpr std::uint64_t settings = 5;
-    constexpr std::size_t decoderFields = 12;
+    constexpr std::uint64_t kStream = 3;
+    constexpr std::uint64_t kDecoder = 4;
+    constexpr std::uint64_t kSettings = 5;
+    constexpr std::size_t kDecoderFields = 12;
     Numbers numbers(contents);
     numbers.skip(kFullBoxHeader);
-    if (!enterDescriptor(numbers, stream)) return false;
+    if (!enterDescriptor(numbers, kStream)) return false;
     numbers.skip(2);
     const std::uint64_t flags = numbers.next(1);
     if (flags & 0x80) numbers.skip(2);
     if (flags & 0x40) numbers.skip(numbers.next(1));
     if (flags & 0x20) numbers.skip(2);
-    if (!enterDescriptor(numbers, decoder)) return false;
+    if (!enterDescriptor(numbers, kDecoder)) return false;
     const std::uint64_t coding = numbers.next(1);
     const bool isAac = coding == 0x40 || (coding >= 0x66 && coding <= 0x68);
     const bool isMp3 = coding == 0x69 || coding == 0x6b;
     if (!isAac) return isMp3 && !numbers.failed();
-    numbers.skip(decoderFields);
-    if (!enterDescriptor(numbers, settings)) return false;
+    numbers.skip(kDecoderFields);
+    if (!enterDescriptor(numbers, kSettings)) return false;
     // The kind of sound in five bits, its rate in four, of which two values stand for none, and its channels.
     const std::uint64_t config = numbers.next(2);
     const std::uint64_t rate = config >> 7 & 0xf;
@@ -101,17 +102,17 @@ bool hasSoundSettings(ByteSpan contents) {
 }
 
 void readSoundEntry(ByteSpan entry, Mp4Track& track) {
-    constexpr std::size_t fields = 28;
-    if (entry.size() < fields) return;
-    forEachBox(entry.subspan(fields), [&](std::string_view kind, ByteSpan settings) {
+    constexpr std::size_t kFields = 28;
+    if (entry.size() < kFields) return;
+    forEachBox(entry.subspan(kFields), [&](std::string_view kind, ByteSpan settings) {
         if (kind == "esds") track.configured = hasSoundSettings(settings);
     });
 }
 
 void readSampleEntry(ByteSpan contents, Mp4Track& track) {
-    constexpr std::size_t entries = kFullBoxHeader + 4;
-    if (contents.size() < entries) return;
-    forEachBox(contents.subspan(entries), [&](std::string_view kind, ByteSpan entry) {
+    constexpr std::size_t kEntries = kFullBoxHeader + 4;
+    if (contents.size() < kEntries) return;
+    forEachBox(contents.subspan(kEntries), [&](std::string_view kind, ByteSpan entry) {
         track.codec = kind;
         if (isPicture(kind)) {
             readPictureEntry(entry, track);
@@ -123,7 +124,7 @@ void readSampleEntry(ByteSpan contents, Mp4Track& track) {
     });
 }
 
-/** The contents of the first box of a kind; empty when there is none. */
+/** The contents of the first box of a kind; empty when missing. */
 ByteSpan findBox(ByteSpan contents, std::string_view wanted) {
     ByteSpan found;
     forEachBox(contents, [&](std::string_view kind, ByteSpan box) {
@@ -178,10 +179,10 @@ bool fillsBox(ByteSpan contents, std::size_t head, std::uint64_t entryBytes) {
 
 /** Whether a box that lists boxes has as many as it says. */
 bool listsBoxes(ByteSpan contents) {
-    constexpr std::size_t head = kFullBoxHeader + 4;
-    if (contents.size() < head || contents[0] != 0) return false;
+    constexpr std::size_t kHead = kFullBoxHeader + 4;
+    if (contents.size() < kHead || contents[0] != 0) return false;
     std::uint64_t count = 0;
-    const bool fills = forEachBox(contents.subspan(head), [&](std::string_view, ByteSpan) { ++count; });
+    const bool fills = forEachBox(contents.subspan(kHead), [&](std::string_view, ByteSpan) { ++count; });
     return fills && count > 0 && count == bigEndian(contents, kFullBoxHeader, 4);
 }
 
@@ -214,7 +215,7 @@ bool isConsistent(ByteSpan track) {
            listsBoxes(findBox(findBox(information, "dinf"), "dref"));
 }
 
-/** What is said of a track has to fit together, or a player shows nothing of it. */
+/** The description of a track must be consistent, or players ignore it. */
 bool isUsable(const Mp4Track& track) {
     const bool known = isPicture(track.codec) || track.codec == "mp4a";
     const bool fits = !known || track.handler == (isPicture(track.codec) ? "vide" : "soun");

@@ -9,12 +9,12 @@
 
 namespace recordings {
 
-/** What the index of a file tells of a track. */
+/** A track in the index of a file. */
 struct Mp4Track {
     std::uint32_t timescale = 0;
     std::string handler;         /**< `vide`, `soun`, ... */
     std::string codec;           /**< `avc1`, `hvc1`, `hev1`, `mp4a`, ... */
-    bool configured = false;     /**< what a decoder has to know is there */
+    bool configured = false;     /**< the decoder configuration is complete */
     std::size_t lengthBytes = 4; /**< of the length before each unit of a picture */
     bool hasDefaults = false;    /**< fragments may have samples of it */
     std::uint32_t sampleDuration = 0;

@@ -9,7 +9,7 @@ RecordingCheck checkRecording(const std::string& path) {
     if (file.size() == 0) return {RecordingCheck::State::unplayable, 0, 0, "it is empty", {}, {}};
     if (isTs(file)) return checkTs(file);
     if (isMp4(file)) return checkMp4(file);
-    return {RecordingCheck::State::noRecording, 0, 0, "it is neither MP4 nor MPEG-TS", {}, {}};
+    return {RecordingCheck::State::noRecording, 0, 0, "neither MP4 nor MPEG-TS", {}, {}};
 }
 
 }  // namespace recordings

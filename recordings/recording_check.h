@@ -9,18 +9,18 @@
 
 namespace recordings {
 
-/** A part of a recording that cannot be played. */
+/** A damaged part of a recording. */
 struct Damage {
     enum class Kind {
-        header,   /**< the file's own, which there is a copy of */
-        samples,  /**< pictures or sound of a fragment that is there */
-        fragment, /**< a fragment of which nothing is known, or what lies between two */
-        end,      /**< what comes after all that can be played */
+        header,   /**< of the file; a copy exists */
+        samples,  /**< samples of a readable fragment */
+        fragment, /**< an unreadable fragment, or bytes between two */
+        end,      /**< behind the last playable part */
     };
     Kind kind;
     std::uint64_t begin;
     std::uint64_t end;
-    std::uint64_t packets = 0; /**< damaged ones, of `samples` */
+    std::uint64_t packets = 0; /**< damaged packets, for `samples` */
 };
 
 /** Bytes to be written, so that a player gets past a damage: at `offset`, and `count` - 1 times more after
@@ -32,24 +32,24 @@ struct Repair {
     std::uint64_t count = 1;
 };
 
-/** What an unfinished recording holds. */
+/** Result of checking an unfinished recording. */
 struct RecordingCheck {
     enum class State {
         whole,       /**< nothing is missing */
-        damaged,     /**< can be played but for `damages`, once `repairs` are made and it ends at `end` */
+        damaged,     /**< plays except for `damages`, once `repairs` are applied and it ends at `end` */
         unplayable,  /**< nothing in it can be played */
         noRecording, /**< something else */
-        inUse,       /**< somebody is writing to it */
+        inUse,       /**< another process is writing to it */
     };
     State state = State::noRecording;
-    std::uint64_t end = 0; /**< where what is playable ends */
-    double seconds = 0;    /**< length of what is playable */
-    std::string reason;    /**< why it is not playable, or no recording */
+    std::uint64_t end = 0; /**< end of the playable part, in bytes */
+    double seconds = 0;    /**< length of the playable part */
+    std::string reason;    /**< why it is unplayable or not a recording */
     std::vector<Damage> damages;
     std::vector<Repair> repairs;
 };
 
-/** Looks through a file of any kind. Throws Failure when it cannot be read. */
+/** Checks a file of any kind. Throws Failure when it cannot be read. */
 RecordingCheck checkRecording(const std::string& path);
 
 }  // namespace recordings

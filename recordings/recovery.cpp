@@ -19,15 +19,15 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* restExtension = ".rest";
-/** Files are copied in pieces of so many bytes. */
+constexpr const char* kRestExtension = ".rest";
+/** Bytes per read when copying: enough for fast copies, small enough for the heap. */
 constexpr std::uint64_t kPiece = 256 << 10;
 
 [[noreturn]] void fail(const std::string& what, const std::string& path) {
     throw Failure(what + " " + path + ": " + std::strerror(errno));
 }
 
-/** A file or folder that is open as long as this lives. */
+/** An open file or folder, closed by the destructor. */
 class Descriptor {
   public:
     Descriptor(const std::string& path, int flags) : number_(open(path.c_str(), flags | O_CLOEXEC)) {}
@@ -42,7 +42,7 @@ class Descriptor {
     const int number_;
 };
 
-/** Whether somebody has the file open for writing: a read lease is given for no such file. */
+/** Whether any process has the file open for writing: the kernel then refuses a read lease. */
 bool isBeingWritten(const std::string& path) {
     const Descriptor file(path, O_RDONLY);
     if (file.number() < 0) fail("cannot open", path);
@@ -61,7 +61,7 @@ std::string numbered(const fs::path& name, int number) {
 }
 
 std::string finalName(const std::string& path) {
-    return path.substr(0, path.size() - std::strlen(openExtension));
+    return path.substr(0, path.size() - std::strlen(kOpenExtension));
 }
 
 std::string freeName(const std::string& wanted) {
@@ -70,7 +70,7 @@ std::string freeName(const std::string& wanted) {
     return numbered(wanted, number);
 }
 
-/** Where a file's last byte that is not zero ends. */
+/** End of the last byte that is not zero. */
 std::uint64_t endOfContent(const FileBytes& file, std::uint64_t begin) {
     std::uint64_t end = file.size();
     while (end > begin) {
@@ -83,14 +83,14 @@ std::uint64_t endOfContent(const FileBytes& file, std::uint64_t begin) {
     return begin;
 }
 
-/** Writes bytes of a file to another, whole or not at all. */
+/** Copies bytes of a file to a new one, completely or not at all. */
 bool copyTo(const std::string& path, const FileBytes& from, std::uint64_t begin, std::uint64_t end,
             std::string& reason) {
     FileLayer& layer = FileLayer::current();
     const fs::path name(path);
     const std::string temporary = (name.parent_path() / ("." + name.filename().string())).string();
     std::string ignored;
-    // Of a recovery that was cut short.
+    // Left by an interrupted recovery.
     if (layer.exists(temporary)) layer.remove(temporary, ignored);
     const auto file = layer.create(temporary, reason);
     if (!file) return false;
@@ -114,12 +114,12 @@ void make(const Repair& repair, FileLayer::File& file) {
     }
 }
 
-/** Keeps what is behind the end of a recording beside it; false when that cannot be done. */
+/** Copies the bytes behind the end of a recording to `NAME.rest`; false on failure. */
 bool keepRest(const std::string& path, Recovery& recovery) {
     const FileBytes file(path);
     const std::uint64_t end = endOfContent(file, recovery.check.end);
     if (end == recovery.check.end) return true;
-    const std::string rest = freeName(recovery.path + restExtension);
+    const std::string rest = freeName(recovery.path + kRestExtension);
     std::string ignored;
     if (!copyTo(rest, file, recovery.check.end, end, ignored)) return false;
     recovery.rest = rest;
@@ -132,11 +132,11 @@ std::vector<std::string> unfinishedIn(const std::string& folder) {
     std::vector<std::string> found;
     std::error_code error;
     fs::directory_iterator entries(folder, error);
-    if (error) throw Failure("cannot read folder " + folder + ": " + error.message());
+    if (error) throw Failure(folder + ": cannot read the folder: " + error.message());
     for (const auto& entry : entries) {
         const std::string name = entry.path().filename();
-        const bool isOpen = name.ends_with(openExtension) && name.size() > std::strlen(openExtension);
-        // Hidden ones are pictures on their way, of which nothing can be kept.
+        const bool isOpen = name.ends_with(kOpenExtension) && name.size() > std::strlen(kOpenExtension);
+        // Hidden files are unfinished pictures, which cannot be recovered.
         if (isOpen && name.front() != '.' && entry.is_regular_file(error)) found.push_back(entry.path());
     }
     std::sort(found.begin(), found.end());
@@ -144,10 +144,10 @@ std::vector<std::string> unfinishedIn(const std::string& folder) {
 }
 
 Recovery planRecovery(const std::string& path) {
-    if (!path.ends_with(openExtension))
-        throw Failure(path + " does not end in " + openExtension + ", as an unfinished recording does");
+    if (!path.ends_with(kOpenExtension))
+        throw Failure(path + ": not an unfinished recording, whose name ends in " + kOpenExtension);
     if (isBeingWritten(path))
-        return {{RecordingCheck::State::inUse, 0, 0, "something is still written to it", {}, {}}, path};
+        return {{RecordingCheck::State::inUse, 0, 0, "still being written", {}, {}}, path};
     Recovery plan{checkRecording(path), path};
     if (plan.recovered()) plan.path = freeName(finalName(path));
     return plan;

@@ -7,7 +7,7 @@ namespace recordings {
 namespace {
 
 /** The smallest piece that a disk writes. Of zeros in a row sound has at most a quarter of that. */
-constexpr int sector = 512;
+constexpr int kSectorSize = 512;
 
 /** Whether no bytes are in a unit that the escaping of start codes keeps out of it. */
 bool isWholeUnit(ByteSpan unit) {
@@ -37,7 +37,7 @@ bool isWholePicture(ByteSpan sample, std::size_t lengthBytes) {
 bool isWholeSound(ByteSpan sample) {
     // Its end is marked by three ones, and a sector without any sample's end lies within one sample.
     if (sample.empty() || sample.back() == 0) return false;
-    return std::search_n(sample.begin(), sample.end(), sector, std::uint8_t{0}) == sample.end();
+    return std::search_n(sample.begin(), sample.end(), kSectorSize, std::uint8_t{0}) == sample.end();
 }
 
 }  // namespace

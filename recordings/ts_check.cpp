@@ -11,18 +11,18 @@ namespace {
 using State = RecordingCheck::State;
 using Kind = Damage::Kind;
 
-constexpr std::uint64_t packetBytes = 188;
-constexpr std::uint64_t packetsAtOnce = 4096;
-/** So many in a row are no accident. */
-constexpr std::uint64_t packetsInARow = 5;
-/** In which packets are looked for when a file does not begin with one. */
-constexpr std::uint64_t beginning = 1 << 20;
-constexpr std::uint8_t sync = 0x47;
-/** What a packet without contents begins with; a player skips it. */
-const Bytes nullPacket = {sync, 0x1f, 0xff, 0x10};
-constexpr double ticksPerSecond = 90000;
-constexpr std::uint8_t firstVideoStream = 0xe0;
-constexpr std::uint8_t lastVideoStream = 0xef;
+constexpr std::uint64_t kPacketSize = 188;
+constexpr std::uint64_t kPacketsPerRead = 4096;
+/** Number of consecutive sync bytes that rule out a coincidence. */
+constexpr std::uint64_t kPacketsInARow = 5;
+/** Bytes in which to search for packets when a file does not begin with one. */
+constexpr std::uint64_t kSearchRange = 1 << 20;
+constexpr std::uint8_t kSync = 0x47;
+/** Header of a null packet, which players skip. */
+const Bytes kNullPacket = {kSync, 0x1f, 0xff, 0x10};
+constexpr double kTicksPerSecond = 90000;
+constexpr std::uint8_t kFirstVideoStream = 0xe0;
+constexpr std::uint8_t kLastVideoStream = 0xef;
 
 bool hasPayload(ByteSpan packet) {
     return packet[3] & 0x10;
@@ -36,7 +36,7 @@ ByteSpan payloadOf(ByteSpan packet) {
 bool beginsPicture(ByteSpan packet) {
     const ByteSpan payload = payloadOf(packet);
     return packet[1] & 0x40 && payload.size() > 8 && bigEndian(payload, 0, 3) == 1 &&
-           payload[3] >= firstVideoStream && payload[3] <= lastVideoStream;
+           payload[3] >= kFirstVideoStream && payload[3] <= kLastVideoStream;
 }
 
 /** The time of a picture that begins in a packet, in ticks. */
@@ -72,27 +72,27 @@ bool isFilledUp(ByteSpan packet) {
  * one in which it begins. That one belongs to a picture that is damaged anyway, or to sound behind it. */
 bool isPacket(ByteSpan packet) {
     // One with neither contents nor fields there is not, unless a null packet was written in part.
-    return packet.size() == packetBytes && packet[0] == sync && packet[3] & 0x30;
+    return packet.size() == kPacketSize && packet[0] == kSync && packet[3] & 0x30;
 }
 
 /** Whether packets follow one another at `at` in some bytes, as far as these go. */
 bool isInStep(ByteSpan bytes, std::uint64_t at) {
     std::uint64_t packets = 0;
-    for (; packets < packetsInARow && at + packetBytes <= bytes.size(); ++packets, at += packetBytes) {
-        if (!isPacket(bytes.subspan(at, packetBytes))) return false;
+    for (; packets < kPacketsInARow && at + kPacketSize <= bytes.size(); ++packets, at += kPacketSize) {
+        if (!isPacket(bytes.subspan(at, kPacketSize))) return false;
     }
     return packets > 0;
 }
 
 /** The first packet at `begin` or behind it; the end of the file when there is none. */
 std::uint64_t findPacket(const FileBytes& file, std::uint64_t begin, std::uint64_t end) {
-    constexpr std::uint64_t row = packetBytes * packetsInARow;
+    constexpr std::uint64_t kRow = kPacketSize * kPacketsInARow;
     // Little, as there may be many damages.
-    constexpr std::uint64_t window = packetBytes * 64;
-    for (std::uint64_t at = begin; at < end; at += window) {
-        const Bytes bytes = file.read(at, window + row);
-        for (std::uint64_t i = 0; i < std::min<std::uint64_t>(window, bytes.size()); ++i) {
-            if (bytes[i] == sync && isInStep(bytes, i)) return at + i;
+    constexpr std::uint64_t kWindow = kPacketSize * 64;
+    for (std::uint64_t at = begin; at < end; at += kWindow) {
+        const Bytes bytes = file.read(at, kWindow + kRow);
+        for (std::uint64_t i = 0; i < std::min<std::uint64_t>(kWindow, bytes.size()); ++i) {
+            if (bytes[i] == kSync && isInStep(bytes, i)) return at + i;
         }
     }
     return file.size();
@@ -107,8 +107,8 @@ class TsChecker {
             at = takePackets(at);
             if (at < file_.size()) at = passOver(at);
         }
-        if (pictures_ < 2) return {State::unplayable, 0, 0, "nothing was complete yet", {}, {}};
-        const double seconds = first_ && last_ ? static_cast<double>(*last_ - *first_) / ticksPerSecond : 0;
+        if (pictures_ < 2) return {State::unplayable, 0, 0, "no complete picture", {}, {}};
+        const double seconds = first_ && last_ ? static_cast<double>(*last_ - *first_) / kTicksPerSecond : 0;
         if (isWholeAtItsEnd()) {
             const State state = damages_.empty() ? State::whole : State::damaged;
             return {state, file_.size(), seconds, {}, std::move(damages_), std::move(repairs_)};
@@ -123,11 +123,11 @@ class TsChecker {
     /** Goes through packets as long as there are any; where it ends. */
     std::uint64_t takePackets(std::uint64_t at) {
         while (at < file_.size()) {
-            const Bytes bytes = file_.read(at, packetBytes * packetsAtOnce);
-            for (ByteSpan rest = bytes; !rest.empty(); at += packetBytes) {
-                const ByteSpan packet = rest.first(std::min<std::size_t>(rest.size(), packetBytes));
+            const Bytes bytes = file_.read(at, kPacketSize * kPacketsPerRead);
+            for (ByteSpan rest = bytes; !rest.empty(); at += kPacketSize) {
+                const ByteSpan packet = rest.first(std::min<std::size_t>(rest.size(), kPacketSize));
                 if (!isPacket(packet)) return at;
-                rest = rest.subspan(packetBytes);
+                rest = rest.subspan(kPacketSize);
                 if (beginsPicture(packet)) takePicture(packet, at);
                 takeUnit(packet);
             }
@@ -160,8 +160,8 @@ class TsChecker {
         const std::uint64_t next = findPacket(file_, at, file_.size());
         damages_.push_back({Kind::fragment, at, next});
         const std::uint64_t between = next - at;
-        if (next < file_.size() && between % packetBytes == 0)
-            repairs_.push_back({at, nullPacket, packetBytes, between / packetBytes});
+        if (next < file_.size() && between % kPacketSize == 0)
+            repairs_.push_back({at, kNullPacket, kPacketSize, between / kPacketSize});
         return next;
     }
 
@@ -177,12 +177,12 @@ class TsChecker {
 }  // namespace
 
 bool isTs(const FileBytes& file) {
-    const Bytes bytes = file.read(0, packetBytes + 1);
-    if (!bytes.empty() && bytes[0] == sync && (bytes.size() <= packetBytes || bytes[packetBytes] == sync))
+    const Bytes bytes = file.read(0, kPacketSize + 1);
+    if (!bytes.empty() && bytes[0] == kSync && (bytes.size() <= kPacketSize || bytes[kPacketSize] == kSync))
         return true;
-    const std::uint64_t at = findPacket(file, 0, std::min(beginning, file.size()));
+    const std::uint64_t at = findPacket(file, 0, std::min(kSearchRange, file.size()));
     // The last ones alone would be few.
-    return at < std::min(beginning, file.size()) && file.size() - at >= packetBytes * packetsInARow;
+    return at < std::min(kSearchRange, file.size()) && file.size() - at >= kPacketSize * kPacketsInARow;
 }
 
 RecordingCheck checkTs(const FileBytes& file) {

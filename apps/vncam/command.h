@@ -5,15 +5,15 @@
 
 namespace vncam {
 
-/** What the program answers to its caller. */
+/** Exit status of the program. */
 enum ExitCode : int { exitOk = 0, exitFailure = 1, exitUsage = 2 };
 
-/** The command line asks for something that does not exist or makes no sense. */
+/** The command line is invalid. */
 struct UsageError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/** What was asked for could not be done. */
+/** The command failed. */
 struct Failure : std::runtime_error {
     using std::runtime_error::runtime_error;
 };

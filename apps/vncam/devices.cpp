@@ -20,12 +20,12 @@ std::string firstLine(const fs::path& path) {
 
 /** The number behind "video"; -1 for other names. */
 int cameraNumber(const std::string& name) {
-    constexpr std::string_view prefix = "video";
-    const bool digits = name.size() > prefix.size() && name.size() < prefix.size() + 6 &&
-                        name.starts_with(prefix) &&
-                        std::all_of(name.begin() + prefix.size(), name.end(),
+    constexpr std::string_view kPrefix = "video";
+    const bool digits = name.size() > kPrefix.size() && name.size() < kPrefix.size() + 6 &&
+                        name.starts_with(kPrefix) &&
+                        std::all_of(name.begin() + kPrefix.size(), name.end(),
                                     [](unsigned char c) { return std::isdigit(c) != 0; });
-    return digits ? std::stoi(name.substr(prefix.size())) : -1;
+    return digits ? std::stoi(name.substr(kPrefix.size())) : -1;
 }
 
 std::string trimmed(const std::string& text) {

@@ -24,35 +24,35 @@ namespace {
 using namespace std::chrono_literals;
 using std::chrono::steady_clock;
 
-constexpr auto tick = 100ms;
-/** Of the camera, until there is a first key frame. */
-constexpr double startingSeconds = 1;
-constexpr double patienceAtEnd = 30;
+constexpr auto kPollInterval = 100ms;
+/** From the start of the camera to its first key frame. */
+constexpr double kStartingSeconds = 1;
+constexpr double kEndTimeout = 30;
 
-constexpr int oneShotPre = 3;
-constexpr int oneShotPost = 7;
+constexpr int kOneShotPre = 3;
+constexpr int kOneShotPost = 7;
 
-constexpr Usage usage{
-    "event", "", "Films until there is enough of a past, has an event, and makes the clip around it.",
+constexpr Usage kUsage{
+    "event", "", "Films until the pre-roll is buffered, triggers an event and writes the clip around it.",
     "The length of a clip by --oneshot is fixed: 3 seconds before the event and 7 after it. The name of the\n"
-    "clip goes to standard output. Ctrl-C before the event ends without one."};
+    "clip goes to standard output. Ctrl-C before the event ends without a clip."};
 
 struct EventSettings {
-    int pre = oneShotPre;
-    int post = oneShotPost;
+    int pre = kOneShotPre;
+    int post = kOneShotPost;
     bool ownLength = false;
     bool oneShot = false;
     bool quiet = false;
     std::string url;
 };
 
-/** The URL of a clip. What separates the settings of a trigger cannot stand in it. */
+/** The URL of a clip. It must not contain the separators of a trigger text. */
 std::string clipUrl(const std::string& text) {
     std::string url = urlOfPath(text);
     if (!url.starts_with("file://") || pathOfUrl(url).empty() || url.ends_with('/'))
-        throw UsageError("--url '" + text + "': neither a file URL nor the name of a file");
+        throw UsageError("--url '" + text + "': not a file URL or a file name");
     if (url.find_first_of(",{}") != std::string::npos)
-        throw UsageError("--url '" + text + "': no name with one of , { }");
+        throw UsageError("--url '" + text + "': a name must not contain , { or }");
     return url;
 }
 
@@ -66,14 +66,14 @@ bool parseEvent(int argc, char** argv, EventSettings& settings) {
     const std::vector<Option> options = {
         {"pre", "S", "seconds before the event (3)", seconds(settings.pre, "--pre")},
         {"post", "S", "seconds after it (7)", seconds(settings.post, "--post")},
-        {"url", "URL", "file URL or name of the clip (EVT_ and the time, in this folder)",
+        {"url", "URL", "file URL or name of the clip (EVT_ and the time, in the current folder)",
          [&](const std::string& text) { settings.url = clipUrl(text); }},
-        {"oneshot", nullptr, "by the call that waits for the clip, without a service",
+        {"oneshot", nullptr, "use the blocking call instead of an event service",
          [&](const std::string&) { settings.oneShot = true; }},
         {"quiet", nullptr, "no progress and no summary", [&](const std::string&) { settings.quiet = true; }},
     };
     std::vector<std::string> operands;
-    if (!parseOptions(argc, argv, usage, options, operands)) return false;
+    if (!parseOptions(argc, argv, kUsage, options, operands)) return false;
     if (!operands.empty()) throw UsageError("unexpected argument '" + operands.front() + "'");
     if (settings.oneShot && settings.ownLength)
         throw UsageError("--oneshot has a fixed length; leave out --pre and --post");
@@ -86,42 +86,42 @@ double secondsSince(steady_clock::time_point time) {
 
 void awaitPast(const EventSettings& settings) {
     const auto start = steady_clock::now();
-    const double enough = settings.pre + startingSeconds;
+    const double enough = settings.pre + kStartingSeconds;
     while (secondsSince(start) < enough) {
         if (stopRequested()) throw Failure("interrupted before the event");
         if (!settings.quiet)
-            showProgress("vncam event  filming the past  " + clockText(secondsSince(start)) + " / " +
+            showProgress("vncam event  pre-roll  " + clockText(secondsSince(start)) + " / " +
                          clockText(enough));
-        std::this_thread::sleep_for(tick);
+        std::this_thread::sleep_for(kPollInterval);
     }
 }
 
-/** Has a service make the clip, and waits for it. */
+/** Triggers an event service and waits for its clip. */
 std::string byService(const EventSettings& settings) {
     const Resource service(VNRES_EVENT_SERVICE);
     Inbox inbox(service.id());
     service.start();
     awaitPast(settings);
     {
-        // What the call writes there is not the name of a clip.
+        // Standard output is for the name of the clip alone; the call writes its own lines there.
         const OutputCapture lines(STDOUT_FILENO);
         check(VNRecordEventServiceTrigger(service.id(), settings.url.empty() ? nullptr : settings.url.c_str(),
                                           settings.pre, settings.post),
               "VNRecordEventServiceTrigger");
     }
     const auto event = steady_clock::now();
-    while (secondsSince(event) < settings.post + patienceAtEnd) {
+    while (secondsSince(event) < settings.post + kEndTimeout) {
         if (stopRequested()) throw Failure("interrupted before the clip was finished");
         if (!settings.quiet) showProgress("vncam event  clip  " + clockText(secondsSince(event)));
-        const auto message = inbox.next(tick);
+        const auto message = inbox.next(kPollInterval);
         if (!message) continue;
         const std::string name = messageValue(*message, "name");
         if (name == "recordStop") return pathOfUrl(messageValue(*message, "url"));
-        // An encoder that fails is set up anew, and the clip goes on.
+        // A failed encoder is reopened and the clip continues; only a file failure is final.
         if (name == "failed" && messageValue(*message, "media") == "file")
             throw Failure("no clip: " + messageValue(*message, "reason"));
     }
-    throw Failure("no clip has come");
+    throw Failure("no clip: the event service reported none");
 }
 
 std::string nameFromTime() {
@@ -133,7 +133,7 @@ std::string nameFromTime() {
     return name;
 }
 
-/** Has the call make the clip that comes back only then. */
+/** Uses the call that blocks until the clip is closed. */
 std::string byOneShot(const EventSettings& settings) {
     // Pre-recording begins with the first resource that films.
     const Resource camera(VNRES_H264_SOURCE);
@@ -152,7 +152,7 @@ int runEvent(int argc, char** argv) {
     if (!parseEvent(argc, argv, settings)) return exitOk;
     const std::string path = settings.oneShot ? byOneShot(settings) : byService(settings);
     clearProgress();
-    if (access(path.c_str(), F_OK) != 0) throw Failure(path + " has not been made");
+    if (access(path.c_str(), F_OK) != 0) throw Failure(path + ": not created");
     std::puts(path.c_str());
     if (!settings.quiet) report("event", lengthAndSize(path, secondsOf(path)));
     return exitOk;

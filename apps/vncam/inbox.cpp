@@ -9,7 +9,7 @@
 namespace vncam {
 namespace {
 
-// A callback brings nothing along by which to find an inbox.
+// A C callback has no user pointer.
 std::mutex mutex;
 std::condition_variable arrived;
 std::deque<std::string> messages;

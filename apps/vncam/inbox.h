@@ -7,13 +7,13 @@
 
 namespace vncam {
 
-/** The messages of one resource, to be read one after the other. */
+/** Queue of the messages of one resource. */
 class Inbox {
   public:
-    /** Has the messages of a resource come here; throws Failure when it has none. */
+    /** Subscribes to the messages of a resource; throws Failure when it has none. */
     explicit Inbox(int id);
 
-    /** The next message, waited for as long; nothing when none has come. */
+    /** The next message; nothing when none arrives within the limit. */
     std::optional<std::string> next(std::chrono::milliseconds limit);
 };
 

@@ -18,11 +18,11 @@ void onStopSignal(int) {
 void installStopSignals() {
     struct sigaction action {};
     action.sa_handler = onStopSignal;
-    // Without SA_RESTART, so that a waiting open() or read() returns.
+    // No SA_RESTART: a blocked open() or read() must return.
     action.sa_flags = static_cast<int>(SA_RESETHAND);
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
-    // Both the kernel and the shell may say that a terminal has gone. `nohup` wants nobody to listen.
+    // The kernel and the shell may both send SIGHUP; under nohup it stays ignored.
     action.sa_flags = 0;
     struct sigaction before {};
     if (sigaction(SIGHUP, nullptr, &before) == 0 && before.sa_handler != SIG_IGN)

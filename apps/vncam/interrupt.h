@@ -10,7 +10,7 @@ namespace vncam {
  */
 void installStopSignals();
 
-/** Whether somebody has asked for a stop. */
+/** Whether a stop signal was received. */
 bool stopRequested();
 
 }  // namespace vncam

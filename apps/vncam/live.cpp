@@ -17,9 +17,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto tick = 250ms;
-constexpr auto patience = 2s;
-constexpr double samplesPerAacFrame = 1024;
+constexpr auto kPollInterval = 250ms;
+constexpr auto kStallTimeout = 2s;
+constexpr double kSamplesPerAacFrame = 1024;
 
 using Tracks = std::vector<std::unique_ptr<Track>>;
 
@@ -57,7 +57,7 @@ Tracks startTracks(const LiveSettings& settings) {
         Track& video = **next++;
         video.start(settings.fps, settings.seconds, sizeSwitcher(video, settings.switches));
     }
-    if (!settings.audio.empty()) (*next)->start(settings.rate / samplesPerAacFrame, settings.seconds);
+    if (!settings.audio.empty()) (*next)->start(settings.rate / kSamplesPerAacFrame, settings.seconds);
     return tracks;
 }
 
@@ -71,19 +71,20 @@ std::string progressText(const Tracks& tracks, double seconds) {
     return text;
 }
 
-/** Sees all tracks to their end. The end of one is near the end of all, whatever brought it about. */
+/** Waits until all tracks have ended. A failed track ends the others; once one has ended, a stalled one is
+ * cut. */
 void awaitEnd(const Tracks& tracks, const LiveSettings& settings) {
     const auto finished = [](const auto& track) { return track->finished(); };
     for (;;) {
         const auto unfinished = std::ranges::find_if_not(tracks, finished);
         if (unfinished == tracks.end()) break;
         if (!settings.quiet) showProgress(progressText(tracks, settings.seconds));
-        (*unfinished)->finished(tick);
+        (*unfinished)->finished(kPollInterval);
         const bool broken = std::ranges::any_of(tracks, [](const auto& track) { return track->broken(); });
         const bool ending = broken || stopRequested() || std::ranges::any_of(tracks, finished);
         for (const auto& track : tracks) {
             if (broken) track->end();
-            if (ending && track->waiting() > patience) track->cut();
+            if (ending && track->waiting() > kStallTimeout) track->cut();
         }
     }
     clearProgress();

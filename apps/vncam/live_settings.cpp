@@ -8,10 +8,10 @@
 namespace vncam {
 namespace {
 
-constexpr Usage usage{
+constexpr Usage kUsage{
     "live", "", "Films and writes the live streams.",
     "FILE may be - for standard output, for one of the two streams: vncam live --video - | ffplay -\n"
-    "The film ends after --seconds or by Ctrl-C; what has been written is whole either way."};
+    "Filming ends after --seconds or on Ctrl-C; the files are complete either way."};
 
 std::vector<Option> liveOptions(LiveSettings& settings) {
     const auto integer = [](int& target, const char* option, int least, int most) {
@@ -21,7 +21,7 @@ std::vector<Option> liveOptions(LiveSettings& settings) {
     };
     const auto file = [](std::string& target, const char* option) {
         return [&target, option](const std::string& text) {
-            if (text.empty()) throw UsageError(std::string(option) + " needs the name of a file");
+            if (text.empty()) throw UsageError(std::string(option) + " needs a file name");
             target = text;
         };
     };
@@ -61,7 +61,7 @@ void checkSwitches(const LiveSettings& settings) {
 std::optional<LiveSettings> parseLive(int argc, char** argv) {
     LiveSettings settings;
     std::vector<std::string> operands;
-    if (!parseOptions(argc, argv, usage, liveOptions(settings), operands)) return std::nullopt;
+    if (!parseOptions(argc, argv, kUsage, liveOptions(settings), operands)) return std::nullopt;
     if (!operands.empty()) throw UsageError("unexpected argument '" + operands.front() + "'");
     if (settings.video.empty() && settings.audio.empty())
         throw UsageError("nothing to write; give --video, --audio or both");

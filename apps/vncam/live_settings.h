@@ -9,7 +9,7 @@
 
 namespace vncam {
 
-/** What `vncam live` was asked to film. */
+/** Settings of `vncam live`. */
 struct LiveSettings {
     Size size{1920, 1080};
     std::deque<SizeSwitch> switches; /**< in the order of their seconds */
@@ -25,7 +25,7 @@ struct LiveSettings {
     bool quiet = false;
 };
 
-/** Reads the command line; nothing when help or version was asked for. Throws UsageError. */
+/** Parses the command line; nothing when help or version was printed. Throws UsageError. */
 std::optional<LiveSettings> parseLive(int argc, char** argv);
 
 }  // namespace vncam

@@ -10,20 +10,20 @@
 namespace vncam {
 
 namespace {
-constexpr std::string_view scheme = "file://";
+constexpr std::string_view kScheme = "file://";
 }
 
 std::string pathOfUrl(const std::string& url) {
-    return url.starts_with(scheme) ? url.substr(scheme.size()) : url;
+    return url.starts_with(kScheme) ? url.substr(kScheme.size()) : url;
 }
 
 std::string urlOfPath(const std::string& path) {
-    return path.find("://") == std::string::npos ? std::string(scheme) + path : path;
+    return path.find("://") == std::string::npos ? std::string(kScheme) + path : path;
 }
 
 std::uint64_t bytesOf(const std::string& path) {
     std::error_code missing;
-    for (const std::string& name : {path + recordings::openExtension, path}) {
+    for (const std::string& name : {path + recordings::kOpenExtension, path}) {
         const auto size = std::filesystem::file_size(name, missing);
         if (!missing) return size;
     }

@@ -12,10 +12,10 @@ std::string pathOfUrl(const std::string& url);
 /** The file URL of a path; a URL stays as it is. */
 std::string urlOfPath(const std::string& path);
 
-/** Bytes of a recording so far, under its temporary name or its final one; 0 before there are any. */
+/** Size of a recording so far, under its temporary or final name; 0 when there is none yet. */
 std::uint64_t bytesOf(const std::string& path);
 
-/** Length of a recording, for which the file is looked through; nothing when it is gone. */
+/** Length of a recording in seconds, read from the file; nothing when the file is gone. */
 std::optional<double> secondsOf(const std::string& path);
 
 /** "a.mp4: 10.0 s, 1234567 bytes", or that it is gone, by what secondsOf() has said. */

@@ -13,18 +13,18 @@
 namespace vncam {
 namespace {
 
-constexpr Command commands[] = {
+constexpr Command kCommands[] = {
     {"live", "film: write live H.264 and AAC to files or a pipe", runLive},
     {"play", "play a WAV file on the loudspeaker", runPlay},
-    {"record", "record picture and sound into files of some seconds each", runRecord},
+    {"record", "record video and audio into segments", runRecord},
     {"event", "make a clip that begins before its event", runEvent},
     {"snap", "take a still picture", runSnap},
-    {"recover", "finish the recordings that a power cut has left unfinished", runRecover},
-    {"sources", "list what can be acquired and what this workstation offers", runSources},
+    {"recover", "recover recordings that a power cut left unfinished", runRecover},
+    {"sources", "list resources, settings and devices", runSources},
 };
 
 const Command* findCommand(const char* name) {
-    for (const Command& command : commands)
+    for (const Command& command : kCommands)
         if (std::strcmp(command.name, name) == 0) return &command;
     return nullptr;
 }
@@ -35,12 +35,12 @@ void printHelp(std::FILE* out) {
         "A camera application on the command line.\n\n"
         "Commands:\n",
         out);
-    for (const Command& command : commands) std::fprintf(out, "  %-10s %s\n", command.name, command.summary);
+    for (const Command& command : kCommands) std::fprintf(out, "  %-10s %s\n", command.name, command.summary);
     std::fputs(
         "\n"
         "      --help     show this help; `vncam COMMAND --help` shows that of a command\n"
         "      --version  show the version\n\n"
-        "Exit status: 0 done, 1 failed, 2 the command line was wrong.\n",
+        "Exit status: 0 success, 1 failure, 2 usage error.\n",
         out);
 }
 
@@ -51,7 +51,7 @@ int wrongCommandLine(const std::string& who, const std::string& what) {
 
 int runCommand(const Command& command, int argc, char** argv) {
     const std::string who = std::string("vncam ") + command.name;
-    // What is filmed ahead for events costs an encoder, which only they need.
+    // Pre-recording costs an encoder; only events need it.
     if (std::strcmp(command.name, "event") != 0) setenv("KEP_HOST_PRERECORD", "attached", 0);
     try {
         installStopSignals();
@@ -90,9 +90,9 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     const int code = vncam::run(argc, argv);
-    // What was printed counts only once it has arrived; a reader who has gone away is no failure.
+    // Output counts only once it is written; a closed pipe is not a failure.
     if (std::fflush(stdout) != 0 && errno != EPIPE) {
-        std::fprintf(stderr, "vncam: cannot write to standard output: %s\n", std::strerror(errno));
+        std::fprintf(stderr, "vncam: standard output: cannot write: %s\n", std::strerror(errno));
         return vncam::exitFailure;
     }
     return code;

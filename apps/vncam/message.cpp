@@ -3,7 +3,7 @@
 namespace vncam {
 namespace {
 
-/** Takes the first item off the text; commas within braces belong to the item. */
+/** Removes the first item from the text; commas within braces belong to the item. */
 std::string_view takeItem(std::string_view& text) {
     int depth = 0;
     std::size_t end = 0;

@@ -11,7 +11,7 @@
 namespace vncam {
 namespace {
 
-// Values that getopt_long returns; below every index into the command's own options.
+// Return values of getopt_long for our own options; below every index into the command's options.
 enum : int { helpOption = 'h', versionOption = 'V', firstOwnOption = 256 };
 
 std::vector<option> getoptTable(const std::vector<Option>& options) {

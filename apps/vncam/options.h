@@ -16,7 +16,7 @@ struct Option {
     char letter = 0;                                     /**< of its short form, if it has one */
 };
 
-/** What a command's help says around its list of options. */
+/** The help text around the list of options. */
 struct Usage {
     const char* command;
     const char* arguments; /**< of the first line, after the options; may be empty */

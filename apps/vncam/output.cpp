@@ -17,9 +17,9 @@
 namespace vncam {
 namespace {
 
-constexpr int pollMilliseconds = 100;
-constexpr int pollsAtEnd = 10;
-constexpr std::size_t piece = 64 << 10;
+constexpr int kPollMilliseconds = 100;
+constexpr int kPollsAtEnd = 10;
+constexpr std::size_t kPieceSize = 64 << 10;
 
 }  // namespace
 
@@ -27,7 +27,7 @@ Output::Output(std::string path) : name_(std::move(path)) {
     if (name_ == "-") {
         name_ = "standard output";
         if (isatty(STDOUT_FILENO))
-            throw Failure("standard output is a terminal; the stream belongs in a pipe or a file");
+            throw Failure("standard output is a terminal; redirect the stream to a pipe or a file");
         descriptor_ = STDOUT_FILENO;
     } else {
         descriptor_ = open(name_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
@@ -41,7 +41,7 @@ Output::~Output() {
     try {
         writeGathered();
     } catch (...) {
-        // Whatever broke the stream off has been told already.
+        // The cause of the failure has been reported already.
     }
     if (descriptor_ > STDERR_FILENO) ::close(descriptor_);
 }
@@ -49,7 +49,7 @@ Output::~Output() {
 void Output::write(const char* data, std::size_t size) {
     gathered_.insert(gathered_.end(), data, data + size);
     bytes_ += size;
-    if (!regular_ || gathered_.size() >= piece) writeGathered();
+    if (!regular_ || gathered_.size() >= kPieceSize) writeGathered();
 }
 
 void Output::writeOut(const char* data, std::size_t size) {
@@ -61,7 +61,7 @@ void Output::writeOut(const char* data, std::size_t size) {
         if (written < 0) {
             if (errno == EINTR || errno == EAGAIN) continue;
             if (errno == EPIPE) throw ClosedPipe();
-            fail("cannot write to", errno);
+            fail("cannot write", errno);
         }
         data += written;
         size -= static_cast<std::size_t>(written);
@@ -69,7 +69,7 @@ void Output::writeOut(const char* data, std::size_t size) {
 }
 
 void Output::writeGathered() {
-    // What cannot be written is not tried again.
+    // No retry of a failed write.
     const std::vector<char> pending = std::exchange(gathered_, {});
     writeOut(pending.data(), pending.size());
 }
@@ -77,20 +77,20 @@ void Output::writeGathered() {
 void Output::close() {
     writeGathered();
     const int descriptor = std::exchange(descriptor_, -1);
-    if (::close(descriptor) != 0 && errno != EINTR) fail("cannot finish", errno);
+    if (::close(descriptor) != 0 && errno != EINTR) fail("cannot close", errno);
 }
 
 bool Output::waitWritable() const {
     pollfd state{descriptor_, POLLOUT, 0};
-    for (int polls = 0; polls < pollsAtEnd;) {
-        if (poll(&state, 1, pollMilliseconds) > 0) return true;
+    for (int polls = 0; polls < kPollsAtEnd;) {
+        if (poll(&state, 1, kPollMilliseconds) > 0) return true;
         if (stopRequested() || abandoned_) ++polls;
     }
     return false;
 }
 
 void Output::fail(const char* what, int error) const {
-    throw Failure(std::string(what) + " " + name_ + ": " + std::strerror(error));
+    throw Failure(name_ + ": " + what + ": " + std::strerror(error));
 }
 
 }  // namespace vncam

@@ -9,10 +9,10 @@
 
 namespace vncam {
 
-/** The reader of a pipe has gone away: time to end, and no failure. */
+/** The reader of the pipe closed it: a normal end. */
 struct ClosedPipe {};
 
-/** Where a stream is written: a file, or standard output by the name "-". */
+/** Destination of a stream: a file, or standard output by the name "-". */
 class Output {
   public:
     /** Opens `path`, emptying a file that exists. Throws Failure naming it when that is refused. */

@@ -5,7 +5,7 @@
 
 namespace vncam {
 
-/** Keeps what is written to standard output or standard error during its life, instead of showing it. */
+/** Captures standard output or standard error for as long as it exists. */
 class OutputCapture {
   public:
     explicit OutputCapture(int descriptor);

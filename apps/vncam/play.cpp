@@ -12,10 +12,10 @@
 namespace vncam {
 namespace {
 
-constexpr Usage usage{"play", "FILE.wav", "Plays a WAV file of 16-bit PCM samples on the loudspeaker.",
-                      "FILE.wav may be - for standard input. Ctrl-C ends the playing."};
+constexpr Usage kUsage{"play", "FILE.wav", "Plays a WAV file of 16-bit PCM samples on the loudspeaker.",
+                       "FILE.wav may be - for standard input. Ctrl-C stops playback."};
 
-constexpr int blocksPerSecond = 50;
+constexpr int kBlocksPerSecond = 50;
 
 std::string progressText(const std::string& name, double second, double length) {
     std::string text = "vncam play  " + name + "  " + clockText(second);
@@ -25,7 +25,7 @@ std::string progressText(const std::string& name, double second, double length) 
 
 void feedAll(WavReader& wav, const Resource& player, const std::string& name, bool quiet) {
     const double rate = wav.rate();
-    const auto blockFrames = static_cast<std::size_t>(std::max(1, wav.rate() / blocksPerSecond));
+    const auto blockFrames = static_cast<std::size_t>(std::max(1, wav.rate() / kBlocksPerSecond));
     std::uint64_t fed = 0;
     while (!stopRequested()) {
         std::vector<char> block = wav.read(blockFrames);
@@ -45,8 +45,8 @@ int runPlay(int argc, char** argv) {
     std::vector<std::string> operands;
     const std::vector<Option> options = {
         {"quiet", nullptr, "no progress", [&](const std::string&) { quiet = true; }}};
-    if (!parseOptions(argc, argv, usage, options, operands)) return exitOk;
-    if (operands.empty()) throw UsageError("which file? Give the name of a WAV file");
+    if (!parseOptions(argc, argv, kUsage, options, operands)) return exitOk;
+    if (operands.empty()) throw UsageError("missing operand: FILE.wav");
     if (operands.size() > 1) throw UsageError("unexpected argument '" + operands[1] + "'");
 
     WavReader wav(operands.front());
@@ -54,7 +54,7 @@ int runPlay(int argc, char** argv) {
     check(VNSetAudio(player.id(), wav.rate(), wav.channels()), "VNSetAudio");
     player.start();
     feedAll(wav, player, operands.front(), quiet);
-    // Stopping plays what is still queued.
+    // Stopping drains the queue.
     player.stop();
     clearProgress();
     return exitOk;

@@ -23,22 +23,22 @@ namespace {
 using namespace std::chrono_literals;
 using std::chrono::steady_clock;
 
-constexpr auto tick = 100ms;
-/** A camera that has to be found and an encoder that has to be set up. */
-constexpr auto patienceAtStart = 20s;
-/** A slow disk with a queue before it. */
-constexpr auto patienceAtEnd = 30s;
-/** For the message that all has ended, where the files that are known of have. */
-constexpr auto patienceForWord = 1s;
+constexpr auto kPollInterval = 100ms;
+/** To open the camera and the encoder. */
+constexpr auto kStartTimeout = 20s;
+/** To drain the write queue to a slow disk. */
+constexpr auto kEndTimeout = 30s;
+/** For the final message once all known files are closed. */
+constexpr auto kMessageTimeout = 1s;
 
 double secondsSince(steady_clock::time_point time) {
     return std::chrono::duration<double>(steady_clock::now() - time).count();
 }
 
-/** Starts a recording, which the framework then holds under a resource type of its own. */
+/** Starts a recording, which is then acquired as VNRES_REC_MAN. */
 Resource startRecording(const RecordSettings& settings) {
     if (access(settings.folder.c_str(), W_OK | X_OK) != 0)
-        throw Failure("cannot write to folder " + settings.folder + ": " + std::strerror(errno));
+        throw Failure(settings.folder + ": cannot write to the folder: " + std::strerror(errno));
     const std::string video = "codec=h264,framerate=" + std::to_string(settings.fps) +
                               ",bitrate=" + std::to_string(settings.bps) +
                               ",gop=" + std::to_string(settings.gop);
@@ -49,7 +49,7 @@ Resource startRecording(const RecordSettings& settings) {
     return Resource(VNRES_REC_MAN);
 }
 
-/** What the messages of a recording tell. */
+/** The progress of a recording, from its messages. */
 class Recording {
   public:
     explicit Recording(const RecordSettings& settings)
@@ -62,24 +62,24 @@ class Recording {
         const auto start = steady_clock::now();
         while (!stopRequested() && !length_.isOver(steady_clock::now())) {
             listen();
-            if (opened_ == 0 && steady_clock::now() - start > patienceAtStart)
-                throw Failure("nothing is recorded: there is no picture");
+            if (opened_ == 0 && steady_clock::now() - start > kStartTimeout)
+                throw Failure("nothing recorded: no video received");
             if (!settings_.quiet) showProgress(progress());
         }
     }
 
-    /** Ends the recording and waits until its last file has its name. */
+    /** Stops the recording and waits until its last file is renamed. */
     void finish() {
         resource_.stop();
         const auto asked = steady_clock::now();
-        // A file may have been begun of which no message had come yet.
+        // A file may be open whose message has not arrived yet.
         const auto isAwaited = [this](steady_clock::duration waited) {
-            return !stopped_ && waited < (closed_ < opened_ ? patienceAtEnd : patienceForWord);
+            return !stopped_ && waited < (closed_ < opened_ ? kEndTimeout : kMessageTimeout);
         };
         while (isAwaited(steady_clock::now() - asked)) listen();
         clearProgress();
-        if (closed_ < opened_) throw Failure(current_ + " has not been finished");
-        if (!trouble_.empty()) throw Failure("not all has been recorded: " + trouble_);
+        if (closed_ < opened_) throw Failure(current_ + ": not finished");
+        if (!trouble_.empty()) throw Failure("recording incomplete: " + trouble_);
     }
 
     void sumUp() const {
@@ -89,7 +89,7 @@ class Recording {
 
   private:
     void listen() {
-        for (auto limit = tick; const auto message = inbox_.next(limit); limit = 0ms) take(*message);
+        for (auto limit = kPollInterval; const auto message = inbox_.next(limit); limit = 0ms) take(*message);
     }
 
     void take(const std::string& message) {
@@ -103,7 +103,7 @@ class Recording {
         } else if (name == "recordStop") {
             if (++closed_ > opened_) opened_ = closed_;
             if (length_.isComplete()) {
-                // Begun before the recording could be stopped.
+                // Opened before the recording could be stopped.
                 std::error_code left;
                 std::filesystem::remove(path, left);
             } else {
@@ -112,7 +112,7 @@ class Recording {
         } else if (name == "stopped") {
             stopped_ = true;
         } else if (name == "failed") {
-            // It is the end of the file that is open.
+            // The open file ends here.
             if (closed_ < opened_ && path == current_) ++closed_;
             if (length_.isComplete()) return;
             trouble_ = messageValue(message, "reason");
@@ -122,13 +122,13 @@ class Recording {
             const std::string kept = pathOfUrl(messageValue(message, "kept"));
             if (!kept.empty()) takeFile(kept);
         } else if (length_.isComplete()) {
-            // Of what is not kept.
+            // Ignore the discarded segment.
         } else if (name == "frameLost") {
             const std::uint64_t lost = std::stoull("0" + messageValue(message, "lost"));
             lost_ += lost;
             if (messageValue(message, "media") == "video") length_.picturesLost(lost);
-            report("record", messageValue(message, "lost") + " " + messageValue(message, "media") +
-                                 " frames were lost");
+            report("record",
+                   messageValue(message, "lost") + " " + messageValue(message, "media") + " frames lost");
         } else if (name == "deviceLost") {
             report("record", "the " + messageValue(message, "media") + " device " +
                                  messageValue(message, "device") + " is lost");

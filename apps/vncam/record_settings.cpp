@@ -10,11 +10,11 @@
 namespace vncam {
 namespace {
 
-/** The sizes that a recording can have. */
-constexpr std::array<Size, 3> sizes{{{1920, 1080}, {1280, 720}, {640, 360}}};
+/** The sizes that VNRecMan2 supports. */
+constexpr std::array<Size, 3> kSizes{{{1920, 1080}, {1280, 720}, {640, 360}}};
 
-constexpr Usage usage{
-    "record", "", "Records picture and sound into files of --segment seconds each.",
+constexpr Usage kUsage{
+    "record", "", "Records video and audio into files of --segment seconds each.",
     "NAME may have the fields of strftime, filled in when a file is opened: rec_%H-%M-%S.mp4. A name that "
     "is\n"
     "taken gets a number: a.mp4, a-1.mp4. It ends in .mp4 or .ts. A file that is being written is called\n"
@@ -30,16 +30,16 @@ Size recordedSize(const std::string& text) {
     const auto same = [&](const Size& known) {
         return known.width == size.width && known.height == size.height;
     };
-    if (std::ranges::none_of(sizes, same))
+    if (std::ranges::none_of(kSizes, same))
         throw UsageError("--size " + text + ": recordings are 1920x1080, 1280x720 or 640x360");
     return size;
 }
 
-/** A part of the path. What separates the settings of a recording cannot stand in it. */
+/** A part of the path. It must not contain the separators of a description. */
 std::string namePart(const char* option, const std::string& text) {
     if (text.empty()) throw UsageError(std::string(option) + " needs a name");
     if (text.find_first_of(",{}") != std::string::npos)
-        throw UsageError(std::string(option) + " '" + text + "': no name with one of , { }");
+        throw UsageError(std::string(option) + " '" + text + "': a name must not contain , { or }");
     return text;
 }
 
@@ -71,7 +71,7 @@ std::vector<Option> recordOptions(RecordSettings& settings) {
 void checkName(const RecordSettings& settings) {
     const std::string& name = settings.name;
     if (name.find('/') != std::string::npos)
-        throw UsageError("--name '" + name + "': the folder belongs into --dir");
+        throw UsageError("--name '" + name + "': put the folder into --dir");
     const bool isMp4 = name.size() > 4 && name.ends_with(".mp4");
     if (!isMp4 && !(name.size() > 3 && name.ends_with(".ts")))
         throw UsageError("--name '" + name + "' ends neither in .mp4 nor in .ts");
@@ -84,7 +84,7 @@ void checkName(const RecordSettings& settings) {
 std::optional<RecordSettings> parseRecord(int argc, char** argv) {
     RecordSettings settings;
     std::vector<std::string> operands;
-    if (!parseOptions(argc, argv, usage, recordOptions(settings), operands)) return std::nullopt;
+    if (!parseOptions(argc, argv, kUsage, recordOptions(settings), operands)) return std::nullopt;
     if (!operands.empty()) throw UsageError("unexpected argument '" + operands.front() + "'");
     checkName(settings);
     return settings;

@@ -8,7 +8,7 @@
 
 namespace vncam {
 
-/** What `vncam record` was asked to record. */
+/** Settings of `vncam record`. */
 struct RecordSettings {
     Size size{1920, 1080};
     int fps = 30;
@@ -22,7 +22,7 @@ struct RecordSettings {
     bool quiet = false;
 };
 
-/** Reads the command line; nothing when help or version was asked for. Throws UsageError. */
+/** Parses the command line; nothing when help or version was printed. Throws UsageError. */
 std::optional<RecordSettings> parseRecord(int argc, char** argv);
 
 }  // namespace vncam

@@ -6,8 +6,8 @@
 namespace vncam {
 namespace {
 
-/** A machine that is behind with its work has the end of a segment told so much later. */
-constexpr double patience = 10;
+/** How late a loaded machine may report the end of a segment, in seconds. */
+constexpr double kStallTimeout = 10;
 
 double between(RecordingLength::Time from, RecordingLength::Time to) {
     return std::chrono::duration<double>(to - from).count();
@@ -33,11 +33,11 @@ void RecordingLength::fileOpened(Time now) {
 void RecordingLength::fileClosed(double seconds) {
     open_ = false;
     ++closed_;
-    // Of whole segments, so that many small errors do not add up.
+    // In whole segments, so that rounding errors do not accumulate.
     const double whole = std::round(seconds / segment_) * segment_;
     recorded_ += std::abs(seconds - whole) <= accuracy_ ? whole : seconds;
     if (seconds_ <= 0) return;
-    // Pictures that were lost between two files are in the length of neither.
+    // Frames lost between two files are in the length of neither.
     const bool isLast = closed_ >= std::ceil((seconds_ - accuracy_) / segment_);
     complete_ = missing() <= accuracy_ + (isLast ? static_cast<double>(lost_) * picture_ : 0);
 }
@@ -45,7 +45,7 @@ void RecordingLength::fileClosed(double seconds) {
 bool RecordingLength::isOver(Time now) const {
     if (complete_) return true;
     if (seconds_ <= 0 || begin_ == Time()) return false;
-    if (between(begin_, now) >= seconds_ + (byClock_ ? 0 : patience)) return true;
+    if (between(begin_, now) >= seconds_ + (byClock_ ? 0 : kStallTimeout)) return true;
     const bool endsWithSegment = missing() > segment_ - accuracy_;
     return !byClock_ && open_ && !endsWithSegment && between(fileBegin_, now) >= missing();
 }

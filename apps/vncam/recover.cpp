@@ -16,17 +16,17 @@ using recordings::Damage;
 using recordings::RecordingCheck;
 using recordings::Recovery;
 
-constexpr Usage usage{
+constexpr Usage kUsage{
     "recover", "DIR",
     "Finishes the recordings in DIR that a power cut or a crash has left under their temporary\n"
     "names, NAME.part: checks them, has players skip what is damaged, and names them NAME.",
-    "Whatever can be read stays in its place: what lies behind a hole is kept, and each hole is told.\n"
+    "Readable data stays in place: data behind a hole is kept, and each hole is reported.\n"
     "Only the end of a transport stream may be cut off, within its last picture; what was there is\n"
     "then in NAME.rest. No other file is overwritten: a name that is taken gets a number. A file in\n"
-    "which nothing can be played, or to which something is still written, is told and left.\n"
-    "Exit status 1 tells of a file that could not be read, changed or renamed."};
+    "which nothing can be played, or that is still being written, is reported and left.\n"
+    "Exit status 1: a file could not be read, changed or renamed."};
 
-/** Damages that are told of one file, one line each. */
+/** Damages reported per file, one line each. */
 constexpr std::size_t kMostLines = 20;
 
 std::string lengthText(double seconds) {
@@ -57,11 +57,10 @@ std::string text(const Damage& damage) {
     return "end" + place + ", incomplete";
 }
 
-/** What has been done, or with `planned` would be. */
+/** What was done, or with `planned` would be done. */
 std::string told(const std::string& path, const Recovery& recovery, bool planned) {
     const RecordingCheck& check = recovery.check;
-    if (!recovery.recovered())
-        return path + (planned ? ": would be" : ":") + " left as it is: " + check.reason;
+    if (!recovery.recovered()) return path + (planned ? ": would be" : ":") + " unchanged: " + check.reason;
     std::string all =
         path + (planned ? " would be " : " -> ") + recovery.path + ": " + lengthText(check.seconds);
     std::size_t lines = 0;
@@ -75,7 +74,7 @@ std::string told(const std::string& path, const Recovery& recovery, bool planned
     return all;
 }
 
-/** Recovers one file after the other, or only tells what would be done; false when one has failed. */
+/** Recovers the files one by one, or only reports what would be done; false when one fails. */
 bool recoverAll(const std::vector<std::string>& paths, bool planned) {
     bool good = true;
     for (const std::string& path : paths) {
@@ -97,12 +96,12 @@ bool recoverAll(const std::vector<std::string>& paths, bool planned) {
 int runRecover(int argc, char** argv) {
     bool planned = false;
     const std::vector<Option> options = {
-        {"dry-run", nullptr, "tell what would be done, and change nothing",
+        {"dry-run", nullptr, "report what would be done, change nothing",
          [&](const std::string&) { planned = true; }, 'n'},
     };
     std::vector<std::string> operands;
-    if (!parseOptions(argc, argv, usage, options, operands)) return exitOk;
-    if (operands.empty()) throw UsageError("which folder? Give the one with the recordings");
+    if (!parseOptions(argc, argv, kUsage, options, operands)) return exitOk;
+    if (operands.empty()) throw UsageError("missing operand: the folder of the recordings");
     if (operands.size() > 1) throw UsageError("unexpected argument '" + operands[1] + "'");
     const std::vector<std::string> paths = recordings::unfinishedIn(operands.front());
     if (paths.empty()) report("recover", operands.front() + ": no unfinished recordings");

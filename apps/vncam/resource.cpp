@@ -11,7 +11,7 @@ struct ResultRow {
     const char* meaning;
 };
 
-constexpr ResultRow resultRows[] = {
+constexpr ResultRow kResults[] = {
     {VNRES_SUCCEED, "VNRES_SUCCEED", "done"},
     {VNRES_FAIL, "VNRES_FAIL", "the framework refused or failed it"},
     {VNRES_WRONG_DEVICE, "VNRES_WRONG_DEVICE", "the resource is of another kind"},
@@ -25,7 +25,7 @@ constexpr ResultRow resultRows[] = {
 }  // namespace
 
 std::string resultText(int result) {
-    for (const ResultRow& row : resultRows)
+    for (const ResultRow& row : kResults)
         if (row.result == result)
             return std::string(row.meaning) + " (" + row.name + ", " + std::to_string(result) + ")";
     return "result " + std::to_string(result);

@@ -9,8 +9,8 @@
 namespace vncam {
 namespace {
 
-constexpr Usage usage{"snap", "", "Takes a still picture and writes it as a JPEG file.",
-                      "An older picture of the name is replaced by the new one, whole or not at all."};
+constexpr Usage kUsage{"snap", "", "Takes a still picture and writes it as a JPEG file.",
+                       "An existing file is replaced only once the new picture is complete."};
 
 }  // namespace
 
@@ -23,9 +23,9 @@ int runSnap(int argc, char** argv) {
         {"output", "FILE", "name of the picture", [&](const std::string& text) { file = text; }, 'o'},
     };
     std::vector<std::string> operands;
-    if (!parseOptions(argc, argv, usage, options, operands)) return exitOk;
+    if (!parseOptions(argc, argv, kUsage, options, operands)) return exitOk;
     if (!operands.empty()) throw UsageError("unexpected argument '" + operands.front() + "'");
-    if (file.empty()) throw UsageError("which file? Give -o FILE");
+    if (file.empty()) throw UsageError("missing option: -o FILE");
     check(VNTakePic(file.c_str(), size.width, size.height), file + ": VNTakePic");
     return exitOk;
 }

@@ -15,7 +15,8 @@
 namespace vncam {
 namespace {
 
-constexpr Usage usage{"sources", "", "Lists what can be acquired and what this workstation offers.", ""};
+constexpr Usage kUsage{"sources", "",
+                       "Lists the resources, the settings and the devices of this workstation.", ""};
 
 struct TypeRow {
     VNRes_Type type;
@@ -25,7 +26,7 @@ struct TypeRow {
 
 #define VNCAM_TYPE(type, about) \
     { type, #type, about }
-constexpr TypeRow types[] = {
+constexpr TypeRow kTypes[] = {
     VNCAM_TYPE(VNRES_REC_MAN, "recording manager"),     VNCAM_TYPE(VNRES_YUV_SOURCE, "raw pictures"),
     VNCAM_TYPE(VNRES_H264_SOURCE, "H.264 video"),       VNCAM_TYPE(VNRES_PCM_SOURCE, "PCM sound"),
     VNCAM_TYPE(VNRES_AAC_SOURCE, "AAC sound"),          VNCAM_TYPE(VNRES_PCM_PLAYER, "loudspeaker"),
@@ -37,9 +38,9 @@ constexpr TypeRow types[] = {
 };
 #undef VNCAM_TYPE
 
-/** Acquires and releases one resource; says how that went. */
+/** Acquires and releases one resource; returns the result as text. */
 std::string tryType(VNRes_Type type) {
-    // The lines of a refusal are for a developer at work on it; here its reason belongs into the table.
+    // Capture the error lines: the table shows their reason.
     const OutputCapture capture(STDERR_FILENO);
     int id = 0;
     if (VNAcquire(type, &id) == VNRES_SUCCEED) {
@@ -47,14 +48,14 @@ std::string tryType(VNRes_Type type) {
         return "available";
     }
     const std::string message = capture.firstMessage();
-    // Where in a description that the user has not written it went wrong tells him nothing.
+    // Drop the position: the user did not write the description.
     const std::string reason = message.substr(0, message.find(" at position "));
     return reason.empty() ? "refused" : "refused: " + reason;
 }
 
 void printTypes() {
     std::puts("Resources:");
-    for (const TypeRow& row : types)
+    for (const TypeRow& row : kTypes)
         std::printf("  %2d  %-20s  %-22s  %s\n", row.type, row.name, row.about, tryType(row.type).c_str());
 }
 
@@ -63,7 +64,7 @@ struct SettingRow {
     const char* whenUnset;
 };
 
-constexpr SettingRow settingRows[] = {
+constexpr SettingRow kSettings[] = {
     {"KEP_HOST_VIDEO", "test"},
     {"KEP_HOST_AUDIO", "test"},
     {"KEP_HOST_SPEAKER", "null"},
@@ -72,7 +73,7 @@ constexpr SettingRow settingRows[] = {
 
 void printSettings() {
     std::puts("\nSettings (environment):");
-    for (const SettingRow& row : settingRows) {
+    for (const SettingRow& row : kSettings) {
         const char* value = std::getenv(row.variable);
         const bool set = value && *value;
         std::printf("  %-16s  %s%s\n", row.variable, set ? value : row.whenUnset, set ? "" : " (not set)");
@@ -88,7 +89,7 @@ void printDevices(const char* variable, const std::vector<Device>& devices) {
 
 int runSources(int argc, char** argv) {
     std::vector<std::string> operands;
-    if (!parseOptions(argc, argv, usage, {}, operands)) return exitOk;
+    if (!parseOptions(argc, argv, kUsage, {}, operands)) return exitOk;
     if (!operands.empty()) throw UsageError("unexpected argument '" + operands.front() + "'");
 
     printTypes();

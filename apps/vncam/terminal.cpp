@@ -29,7 +29,7 @@ void report(const char* command, const std::string& text) {
 void showProgress(const std::string& text) {
     const std::size_t columns = terminalColumns();
     if (columns == 0) return;
-    // A line that wraps could not be drawn over.
+    // A wrapped line cannot be overwritten.
     std::fprintf(stderr, "\r%s\033[K", text.substr(0, columns - 1).c_str());
     progressShown = true;
 }

@@ -8,10 +8,10 @@ namespace vncam {
 /** Prints `vncam COMMAND: text` to standard error, in place of a progress line that is shown. */
 void report(const char* command, const std::string& text);
 
-/** Shows a line on standard error that the next one replaces; nothing where that is no terminal. */
+/** Shows a line on standard error that the next one replaces; nothing where that is not a terminal. */
 void showProgress(const std::string& text);
 
-/** Takes the progress line away. */
+/** Clears the progress line. */
 void clearProgress();
 
 /** Seconds as a clock shows them: 0:07, 12:30, 1:02:03. */

@@ -17,15 +17,15 @@ using std::chrono::steady_clock;
 
 namespace {
 
-/** More than a key frame of the largest picture at any sensible bit rate. */
-constexpr int frameBytes = 8 << 20;
+/** Larger than a key frame of the largest picture at any supported bit rate. */
+constexpr int kFrameBytes = 8 << 20;
 
-// A message callback of a stream brings nothing along by which to find its track.
+// A C callback has no user pointer.
 std::atomic<std::uint64_t> lostFrames[2];
 std::atomic<int> stopsTold[2];
 
-/** Messages come on a thread of their own, a little after what they tell. */
-constexpr auto messagePatience = std::chrono::seconds(1);
+/** Messages are delivered on another thread, shortly after the event. */
+constexpr auto kMessageTimeout = std::chrono::seconds(1);
 
 template <Track::Kind kind>
 void onMessage(const char* message) {
@@ -99,7 +99,7 @@ bool Track::finished(std::chrono::milliseconds limit) const {
 void Track::join() {
     reading_.wait();
     VNStop(id());
-    const auto limit = steady_clock::now() + messagePatience;
+    const auto limit = steady_clock::now() + kMessageTimeout;
     while (stopsTold[kind_] < starts_ && steady_clock::now() < limit)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     reading_.get();
@@ -121,8 +121,8 @@ std::string Track::summary() const {
 }
 
 void Track::readAll(double seconds, const BeforeFrame& beforeFrame) {
-    // Not filled: few streams ever touch more than its beginning.
-    const auto frame = std::make_unique_for_overwrite<char[]>(frameBytes);
+    // Left uninitialized: few frames touch more than its beginning.
+    const auto frame = std::make_unique_for_overwrite<char[]>(kFrameBytes);
     while (!ending_ && !cut_ && !stopRequested() && (seconds == 0 || second() < seconds)) {
         if (beforeFrame) beforeFrame(second());
         const int length = readFrame(frame.get());
@@ -136,10 +136,9 @@ void Track::readAll(double seconds, const BeforeFrame& beforeFrame) {
 int Track::readFrame(char* frame) {
     int length = 0;
     waitingSince_ = steady_clock::now().time_since_epoch().count();
-    const int result = VNRead(id(), frame, frameBytes, 1, &length);
+    const int result = VNRead(id(), frame, kFrameBytes, 1, &length);
     waitingSince_ = 0;
-    if (cut_ && !ending_ && !stopRequested())
-        throw Failure(std::string("no ") + media() + " frame came any more");
+    if (cut_ && !ending_ && !stopRequested()) throw Failure(std::string("no ") + media() + " frame received");
     if (!cut_) check(result, std::string("VNRead of ") + media());
     return length;
 }

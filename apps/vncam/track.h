@@ -25,7 +25,7 @@ class Track {
 
     /** Opens the output and acquires the source; throws Failure when either is refused. */
     Track(Kind kind, const std::string& path);
-    /** Ends the reading first. */
+    /** Stops reading first. */
     ~Track();
     Track(const Track&) = delete;
     Track& operator=(const Track&) = delete;
@@ -35,20 +35,20 @@ class Track {
 
     /** Starts the source and reads until `seconds` have been written, or for ever when that is 0. */
     void start(double framesPerSecond, double seconds, BeforeFrame beforeFrame = {});
-    /** For BeforeFrame: changes the picture size from this frame on. */
+    /** For BeforeFrame: changes the picture size from the current frame on. */
     void switchSize(Size size);
-    /** Asks the reading to end after the frame at hand. */
+    /** Stops reading after the current frame. */
     void end();
-    /** Ends the reading even while it waits for a frame, which is a failure unless an end was asked for. */
+    /** Stops reading even while it blocks on a frame; a failure unless a stop was requested. */
     void cut();
 
-    /** How long the source has been waited for. */
+    /** How long reading has been blocked on the source. */
     std::chrono::steady_clock::duration waiting() const;
     /** Whether the reading has ended, waiting for it no longer than `limit`. */
     bool finished(std::chrono::milliseconds limit = std::chrono::milliseconds(0)) const;
-    /** Whether something other than the plan or a request ended the reading. */
+    /** Whether reading ended other than by plan or by request. */
     bool broken() const { return broken_; }
-    /** Waits for the end of reading and of the messages about it; throws what broke it. */
+    /** Waits until reading and its messages have ended; throws its failure. */
     void join();
     /** Closes the output. */
     void close() { output_.close(); }

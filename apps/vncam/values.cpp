@@ -9,9 +9,9 @@
 namespace vncam {
 namespace {
 
-constexpr int leastEdge = 16;
-constexpr int mostEdge = 8192;
-constexpr double mostSeconds = 1e7;
+constexpr int kMinEdge = 16;
+constexpr int kMaxEdge = 8192;
+constexpr double kMaxSeconds = 1e7;
 
 [[noreturn]] void refuse(const char* option, const std::string& text, const std::string& why) {
     throw UsageError(std::string(option) + " '" + text + "': " + why);
@@ -26,7 +26,7 @@ bool readNumber(const std::string& text, Number& value) {
 }
 
 bool readEdge(const std::string& text, int& edge) {
-    return readNumber(text, edge) && edge >= leastEdge && edge <= mostEdge && edge % 2 == 0;
+    return readNumber(text, edge) && edge >= kMinEdge && edge <= kMaxEdge && edge % 2 == 0;
 }
 
 bool readSize(const std::string& text, Size& size) {
@@ -36,12 +36,12 @@ bool readSize(const std::string& text, Size& size) {
 }
 
 bool readSeconds(const std::string& text, double& seconds) {
-    return readNumber(text, seconds) && std::isfinite(seconds) && seconds >= 0 && seconds <= mostSeconds;
+    return readNumber(text, seconds) && std::isfinite(seconds) && seconds >= 0 && seconds <= kMaxSeconds;
 }
 
 std::string edgeRule() {
-    return "width and height are even numbers from " + std::to_string(leastEdge) + " to " +
-           std::to_string(mostEdge);
+    return "width and height are even numbers from " + std::to_string(kMinEdge) + " to " +
+           std::to_string(kMaxEdge);
 }
 
 }  // namespace

@@ -12,12 +12,12 @@
 namespace vncam {
 namespace {
 
-constexpr std::uint16_t formatPcm = 1;
-constexpr std::uint16_t formatFloat = 3;
-constexpr std::uint16_t formatExtensible = 0xFFFE;
-constexpr std::uint32_t basicFormatBytes = 16;
-constexpr std::uint32_t extensibleFormatBytes = 40;
-constexpr int mostChannels = 8;
+constexpr std::uint16_t kFormatPcm = 1;
+constexpr std::uint16_t kFormatFloat = 3;
+constexpr std::uint16_t kFormatExtensible = 0xFFFE;
+constexpr std::uint32_t kBasicFormatBytes = 16;
+constexpr std::uint32_t kExtensibleFormatBytes = 40;
+constexpr int kMaxChannels = 8;
 
 std::uint16_t little16(const unsigned char* bytes) {
     return static_cast<std::uint16_t>(bytes[0] | bytes[1] << 8);
@@ -28,8 +28,8 @@ std::uint32_t little32(const unsigned char* bytes) {
 }
 
 std::string formatName(std::uint16_t format) {
-    if (format == formatPcm) return "PCM";
-    if (format == formatFloat) return "floating point";
+    if (format == kFormatPcm) return "PCM";
+    if (format == kFormatFloat) return "floating point";
     return "format " + std::to_string(format);
 }
 
@@ -41,7 +41,7 @@ void WavReader::CloseFile::operator()(std::FILE* file) const {
 
 WavReader::WavReader(const std::string& path) : name_(path == "-" ? "standard input" : path) {
     file_.reset(path == "-" ? stdin : std::fopen(path.c_str(), "rbe"));
-    if (!file_) throw Failure("cannot open " + name_ + ": " + std::strerror(errno));
+    if (!file_) throw Failure(name_ + ": cannot open: " + std::strerror(errno));
     readHeader();
     checkLength();
 }
@@ -51,7 +51,7 @@ std::vector<char> WavReader::read(std::size_t frames) {
     if (!endless_) wanted = std::min(wanted, dataBytes_ - readBytes_);
     std::vector<char> samples(wanted);
     const std::size_t got = std::fread(samples.data(), 1, wanted, file_.get());
-    // A read that a stop signal interrupted is the end of the playing.
+    // A read interrupted by a stop signal ends playback.
     const bool stopped = std::ferror(file_.get()) && errno == EINTR;
     if (std::ferror(file_.get()) && !stopped) fail(std::string("cannot read: ") + std::strerror(errno));
     if (got < wanted && !endless_ && !stopped) failCutShort(readBytes_ + got);
@@ -74,7 +74,7 @@ void WavReader::readHeader() {
         if (std::memcmp(chunk.data(), "fmt ", 4) == 0) {
             readFormat(size);
         } else if (std::memcmp(chunk.data(), "data", 4) == 0) {
-            if (!channels_) fail("samples before their format");
+            if (!channels_) fail("samples precede the format chunk");
             endless_ = size == 0xFFFFFFFF;
             dataBytes_ = endless_ ? 0 : size - size % frameBytes();
             return;
@@ -85,21 +85,21 @@ void WavReader::readHeader() {
 }
 
 void WavReader::readFormat(std::uint32_t size) {
-    std::array<unsigned char, extensibleFormatBytes> bytes{};
-    if (size < basicFormatBytes) fail("its format record is too short");
-    const std::uint32_t used = std::min(size, extensibleFormatBytes);
+    std::array<unsigned char, kExtensibleFormatBytes> bytes{};
+    if (size < kBasicFormatBytes) fail("format chunk too short");
+    const std::uint32_t used = std::min(size, kExtensibleFormatBytes);
     readExactly(bytes.data(), used, "the format");
     skip(std::uint64_t{size} - used + size % 2);
 
     std::uint16_t format = little16(bytes.data());
     // The extensible form carries the plain format's number at the front of an identifier.
-    if (format == formatExtensible && size >= extensibleFormatBytes) format = little16(bytes.data() + 24);
+    if (format == kFormatExtensible && size >= kExtensibleFormatBytes) format = little16(bytes.data() + 24);
     const int bits = little16(bytes.data() + 14);
-    if (format != formatPcm || bits != 16)
+    if (format != kFormatPcm || bits != 16)
         fail("samples are " + std::to_string(bits) + "-bit " + formatName(format) + ", not 16-bit PCM");
     channels_ = little16(bytes.data() + 2);
-    if (channels_ < 1 || channels_ > mostChannels)
-        fail(std::to_string(channels_) + " channels, not 1 to " + std::to_string(mostChannels));
+    if (channels_ < 1 || channels_ > kMaxChannels)
+        fail(std::to_string(channels_) + " channels, not 1 to " + std::to_string(kMaxChannels));
     const std::uint32_t rate = little32(bytes.data() + 4);
     if (rate < 1 || rate > 384000) fail("a rate of " + std::to_string(rate) + " samples per second");
     rate_ = static_cast<int>(rate);
@@ -127,8 +127,8 @@ void WavReader::skip(std::uint64_t size) {
 }
 
 void WavReader::failCutShort(std::uint64_t there) const {
-    fail("cut short: " + std::to_string(dataBytes_) + " bytes of samples announced, " +
-         std::to_string(there) + " there");
+    fail("cut short: " + std::to_string(dataBytes_) + " bytes of samples declared, " + std::to_string(there) +
+         " there");
 }
 
 void WavReader::fail(const std::string& why) const {

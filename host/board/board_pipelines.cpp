@@ -36,7 +36,7 @@ bool runsAlways() {
     const std::string_view choice = set ? set : "";
     if (choice == "attached") return false;
     if (!choice.empty() && choice != "always")
-        KEP_HOST_ERROR("KEP_HOST_PRERECORD=" + std::string(choice) + " is none of always, attached");
+        KEP_HOST_ERROR("KEP_HOST_PRERECORD=" + std::string(choice) + " is neither always nor attached");
     return true;
 }
 

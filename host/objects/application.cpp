@@ -12,7 +12,7 @@ const ClassRegistration<Application> registration("Application", Naming::found);
 
 bool Application::Configure(base::AttrSet& attributes) {
     NestedDescription layout(attributes, "layout");
-    // Everything that can be refused comes before what runs is touched.
+    // Check everything that can be refused before touching what runs.
     PendingChildren content;
     if (!knowsAll(attributes) || (layout && !content.make(*layout))) return false;
     if (layout) {

@@ -6,9 +6,9 @@
 namespace kep::host {
 
 /**
- * What holds the pipelines of one purpose and starts and stops them together. Its `layout` is its content; an
- * application without one does nothing. A new layout takes the place of the old one once it is made whole:
- * when it is refused, what runs goes on. A property that it lacks is looked for in its content.
+ * Holds the pipelines of one purpose and starts and stops them together. Its `layout` describes its content.
+ * A new layout replaces the old one only once it is complete: when it is refused, the old one keeps running.
+ * A property that the application lacks is looked up in its content.
  */
 class Application final : public ObjectImpl {
   public:

@@ -18,7 +18,7 @@ namespace {
 class Registry {
   public:
     static Registry& instance() {
-        // Never destroyed: registrations of other libraries may go after this library's own statics.
+        // Never destroyed: registrations of other libraries may outlive this library's statics.
         static Registry* const registry = new Registry;
         return *registry;
     }
@@ -45,15 +45,15 @@ class Registry {
     std::map<std::string, ClassBase*> classes_ GUARDED_BY(mutex_);
 };
 
-/** Runs a step of making an object; what it throws becomes an error line and `failed`. */
+/** Runs a step of creating an object; an exception becomes an error line and `failed`. */
 template <class Step, class Result>
 Result guarded(const std::string& name, Result failed, Step step) {
     try {
         return step();
     } catch (const std::exception& failure) {
-        KEP_HOST_ERROR("cannot make " + name + ": " + failure.what());
+        KEP_HOST_ERROR("cannot create " + name + ": " + failure.what());
     } catch (...) {
-        KEP_HOST_ERROR("cannot make " + name);
+        KEP_HOST_ERROR("cannot create " + name);
     }
     return failed;
 }

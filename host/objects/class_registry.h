@@ -12,11 +12,12 @@ namespace kep::host {
 
 /** What a description with a name gives. */
 enum class Naming {
-    scoped, /**< a new object: names tell the children of one parent apart */
+    scoped, /**< a new object: names distinguish the children of one parent */
     found   /**< a Face of an object that others find by its name, with `noconfigure=true`, too */
 };
 
-/** A class of the registry, as long as it lives. A name that is taken already is refused with an error line.
+/** A class of the registry, for its lifetime. A name that is registered already is refused with an error
+ * line.
  */
 class KEP_API ClassBase : public base::IClass {
   public:
@@ -26,7 +27,7 @@ class KEP_API ClassBase : public base::IClass {
     const std::string& name() const { return name_; }
 
     /**
-     * Makes an object from a whole description. With `noconfigure=true` the other attributes are not taken.
+     * Creates an object from a whole description. With `noconfigure=true` it ignores the other attributes.
      * Null when refused; an error line says why.
      */
     std::unique_ptr<ObjectImpl> make(base::AttrSet& attributes);
@@ -49,7 +50,7 @@ class KEP_API ClassBase : public base::IClass {
     const Naming naming_;
 };
 
-/** Enters class T, an ObjectImpl, for as long as the registration lives: one with static storage per class.
+/** Registers class T, an ObjectImpl, for its lifetime: one with static storage per class.
  */
 template <class T>
 class ClassRegistration final : public ClassBase {

@@ -16,7 +16,7 @@ namespace {
 class Commands {
   public:
     static Commands& instance() {
-        // Never destroyed: registrations of other libraries may go after this library's own statics.
+        // Never destroyed: registrations of other libraries may outlive this library's statics.
         static Commands* const commands = new Commands;
         return *commands;
     }
@@ -47,7 +47,7 @@ class Commands {
 CommandRegistration::CommandRegistration(const char* name, CommandReceiver receiver)
     : key_(foldedName(name)) {
     if (Commands::instance().add(key_, std::move(receiver))) return;
-    KEP_HOST_ERROR("command " + key_ + " has a receiver already");
+    KEP_HOST_ERROR("command " + key_ + " already has a receiver");
     key_.clear();
 }
 
@@ -68,7 +68,7 @@ bool Factory::Run(const char* command, AttrSet& arguments) {
     const std::string name = command ? command : "";
     const auto receiver = host::Commands::instance().find(host::foldedName(name));
     if (!receiver) {
-        KEP_HOST_ERROR("there is no command \"" + name + "\"");
+        KEP_HOST_ERROR("unknown command \"" + name + "\"");
         return false;
     }
     try {

@@ -9,7 +9,7 @@
 
 namespace kep::host {
 
-/** Takes the arguments of a command, to which it may add; false when it refuses them. */
+/** Handles the arguments of a command and may add to them; false refuses them. */
 using CommandReceiver = std::function<bool(base::AttrSet& arguments)>;
 
 /**

@@ -5,7 +5,7 @@
 namespace kep::host {
 namespace {
 
-constexpr std::size_t npos = std::string_view::npos;
+constexpr std::size_t kNpos = std::string_view::npos;
 
 thread_local Description* described = nullptr;
 thread_local const char* keyRead = nullptr;
@@ -13,14 +13,14 @@ thread_local const char* keyRead = nullptr;
 /** Where `inner` begins in `outer`: as a value in braces, or else anywhere. */
 std::size_t findWithin(std::string_view outer, std::string_view inner) {
     const std::size_t braced = outer.find("{" + std::string(inner) + "}");
-    return braced == npos ? outer.find(inner) : braced + 1;
+    return braced == kNpos ? outer.find(inner) : braced + 1;
 }
 
 /** The place of an error in a text that a property took from the attribute that is being read. */
 std::string placeOfError(std::string_view text, std::size_t offset) {
     const Description* const value = described && keyRead ? described->value(keyRead) : nullptr;
-    const std::size_t found = value ? findWithin(value->text(), text) : npos;
-    return found == npos ? Description(text).place(offset) : value->place(found + offset);
+    const std::size_t found = value ? findWithin(value->text(), text) : kNpos;
+    return found == kNpos ? Description(text).place(offset) : value->place(found + offset);
 }
 
 /** Reports every attribute set that does not parse in an error line. */
@@ -83,7 +83,7 @@ ClassBase* findClass(base::AttrSet& attributes) {
     const char* const type = attributes.Get("type");
     if (!type) {
         const std::string text = attributes.ToString(false);
-        KEP_HOST_ERROR("there is no type in \"" + text + "\"");
+        KEP_HOST_ERROR("no type in \"" + text + "\"");
         return nullptr;
     }
     base::IClass* found = base::IClass::Find(type);

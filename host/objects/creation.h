@@ -63,11 +63,11 @@ class KEP_API NestedDescription {
  * parse. */
 KEP_API bool readItems(Description& description);
 
-/** Makes an object for a parent, or for one who keeps it. Null, and an error line, when it is refused. */
+/** Creates an object for its parent or owner. Null, and an error line, when it is refused. */
 KEP_API std::unique_ptr<ObjectImpl> makeObject(const char* text);
 KEP_API std::unique_ptr<ObjectImpl> makeObject(base::AttrSet& attributes);
 
-/** What an application gets for a description: an object, or its Face where others may find it by name. */
+/** Creates what an application gets: an object, or its Face where others may find it by name. */
 KEP_API object_base* createObject(const char* text);
 KEP_API object_base* createObject(base::AttrSet& attributes);
 
@@ -80,7 +80,7 @@ class KEP_API PendingChildren {
     ~PendingChildren();
 
     /**
-     * Makes what a layout describes: the elements of a chain, or the one object of a description. False, and
+     * Creates what a layout describes: the elements of a chain, or the object of a description. False, and
      * an error line, when any part is refused.
      */
     bool make(Description& layout);

@@ -78,7 +78,7 @@ void show(const StreamChoice& chosen) {
     }
 }
 
-/** Runs ahead of every static initialisation of this library and of those that are linked with it. */
+/** Runs before every static initialisation of this library and of those that are linked with it. */
 __attribute__((constructor(101))) void chooseStreams() {
     show(StreamChoice().set(kErrorStream));
     const char* value = std::getenv("KEP_HOST_LOG");

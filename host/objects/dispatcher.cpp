@@ -16,16 +16,16 @@ namespace {
 /** A callback that never returns must not keep the process from ending. */
 constexpr std::chrono::seconds kShutdownTimeout(2);
 /**
- * A callback that has run for so long counts as blocked. Longer holds up other messages for longer; shorter
+ * A callback that runs longer counts as blocked. A larger value delays other messages longer; a smaller one
  * starts threads for callbacks that are only slow.
  */
 constexpr std::chrono::milliseconds kBlockedAfter(50);
-/** An additional thread ends after so long without a message: long enough not to be started over and over. */
+/** Idle time after which an additional thread ends: long enough not to restart it over and over. */
 constexpr std::chrono::seconds kIdleTimeout(1);
 /** Messages that may wait for one callback before new ones are dropped. */
 constexpr int kQueueLimit = 4096;
 
-/** Destroyed after everything that can post and before the code is gone. */
+/** Destroyed after everything that can post and before the library is unloaded. */
 struct AtUnload {
     ~AtUnload() { Dispatcher::instance().stop(); }
 } atUnload;
@@ -39,16 +39,16 @@ class Dispatcher::Registration {
     // Guarded by the dispatcher's mutex, but for the callback while it is called.
     Callback callback;
     bool ended = false;
-    bool called = false;                   /**< a call is under way */
-    std::deque<std::string> held;          /**< what was next while a call was under way */
-    int waiting = 0;                       /**< messages that were posted and not delivered */
-    bool dropping = false;                 /**< the queue is full, which a line has told */
-    const Registration* awaited = nullptr; /**< the one whose end its call waits for */
+    bool called = false;                   /**< its callback runs */
+    std::deque<std::string> held;          /**< messages that came up while the callback ran */
+    int waiting = 0;                       /**< messages posted and not delivered */
+    bool dropping = false;                 /**< the queue is full; an error line has been written */
+    const Registration* awaited = nullptr; /**< whose end its callback waits for */
 };
 
 namespace {
 
-/** The registration whose callback the thread is in. */
+/** The registration whose callback this thread runs. */
 thread_local Dispatcher::Registration* ownCall = nullptr;
 
 void call(const Dispatcher::Callback& callback, const std::string& message) {
@@ -64,7 +64,7 @@ void call(const Dispatcher::Callback& callback, const std::string& message) {
 }  // namespace
 
 Dispatcher& Dispatcher::instance() {
-    // Never destroyed: objects with static storage may still post when this library's own are gone.
+    // Never destroyed: objects with static storage may post after this library's own are destroyed.
     static Dispatcher* const dispatcher = new Dispatcher;
     return *dispatcher;
 }
@@ -73,11 +73,11 @@ std::shared_ptr<Dispatcher::Registration> Dispatcher::registerCallback(Callback 
     return std::make_shared<Registration>(std::move(callback));
 }
 
-/** Starts a worker unless one is available. False when there is none at all. */
+/** Starts a worker unless one is idle. False when there is none at all. */
 bool Dispatcher::provideWorker() {
     if (available_ > 0) return true;
     joinEnded();
-    // Signals are the application's; its handlers shall run on its own threads.
+    // Block all signals: the application's handlers run on its own threads.
     sigset_t all;
     sigset_t before;
     sigfillset(&all);
@@ -89,13 +89,13 @@ bool Dispatcher::provideWorker() {
         ++available_;
     } catch (const std::system_error& failure) {
         workers_.pop_back();
-        KEP_HOST_ERROR(std::string("cannot start a thread that delivers messages: ") + failure.what());
+        KEP_HOST_ERROR(std::string("cannot start the thread that delivers messages: ") + failure.what());
     }
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     return !workers_.empty();
 }
 
-/** With the mutex held: a worker that has ended has nothing left to do but return. */
+/** Joins ended workers, with the mutex held: all they still do is return. */
 void Dispatcher::joinEnded() {
     std::erase_if(workers_, [](Worker& worker) {
         if (worker.ended && worker.thread.joinable()) worker.thread.join();
@@ -118,7 +118,7 @@ void Dispatcher::post(const std::shared_ptr<Registration>& to, std::string messa
         }
     }
     if (full) {
-        KEP_HOST_ERROR("a callback takes its messages too slowly: new ones are dropped");
+        KEP_HOST_ERROR("a message callback is too slow: dropping new messages");
     } else {
         changed_.notifyAll();
     }
@@ -138,7 +138,7 @@ void Dispatcher::redirect(const std::shared_ptr<Registration>& from,
     changed_.notifyAll();
 }
 
-/** What a registration has been kept from goes before everything that was posted later. */
+/** Puts the held messages of a registration before everything posted later. */
 void Dispatcher::requeueHeld(const std::shared_ptr<Registration>& from,
                              const std::shared_ptr<Registration>& to) {
     for (; !from->held.empty(); from->held.pop_back()) queue_.push_front({to, std::move(from->held.back())});
@@ -161,7 +161,7 @@ void Dispatcher::end(Registration& registration) {
         changed_.wait(lock, [&] { return !registration.called; });
         if (ownCall) ownCall->awaited = nullptr;
     }
-    // Destroyed with no lock held: what it owns may use the dispatcher.
+    // Destroyed outside the lock: what it owns may use the dispatcher.
     if (!registration.called) unused.swap(registration.callback);
     lock.unlock();
 }
@@ -194,7 +194,7 @@ bool Dispatcher::waitForMessages(MutexLock& lock) {
     return true;
 }
 
-/** Waits for the delivery under way, which keeps the messages in order, unless its callback blocks. */
+/** Waits for the current delivery, which keeps the messages in order, unless its callback blocks. */
 void Dispatcher::waitForDelivery(MutexLock& lock) {
     const std::uint64_t awaited = current_;
     const bool over = changed_.waitUntil(lock, currentSince_ + kBlockedAfter,
@@ -202,7 +202,7 @@ void Dispatcher::waitForDelivery(MutexLock& lock) {
     if (!over) current_ = 0;
 }
 
-/** Takes the next message out; none when its registration has ended, or its callback is running. */
+/** Dequeues the next message; none when its registration has ended or its callback runs. */
 Dispatcher::Entry Dispatcher::begin() {
     Entry entry = std::move(queue_.front());
     queue_.pop_front();
@@ -217,7 +217,7 @@ Dispatcher::Entry Dispatcher::begin() {
     current_ = ++deliveries_;
     currentSince_ = Clock::now();
     --available_;
-    // Somebody must notice when this callback blocks.
+    // Another worker must notice when this callback blocks.
     if (!queue_.empty()) provideWorker();
     return entry;
 }
@@ -226,7 +226,7 @@ void Dispatcher::deliver(const Entry& entry) {
     ownCall = entry.to.get();
     call(entry.to->callback, entry.message);
     ownCall = nullptr;
-    // Gone before those who wait for the end of the call go on.
+    // Destroyed before the waiters for the end of the call wake.
     Callback unused;
     const MutexLock lock(mutex_);
     if (entry.to->ended) unused.swap(entry.to->callback);
@@ -252,7 +252,7 @@ void Dispatcher::stop() {
                              [](const Worker& worker) { return !worker.ended; }) <= own;
     });
     joinEnded();
-    // What is left runs callbacks that do not return, or the one in which the process ends.
+    // The remaining threads run callbacks that do not return, or the one that called exit().
     for (Worker& worker : workers_) {
         if (worker.thread.joinable()) worker.thread.detach();
     }

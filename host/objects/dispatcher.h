@@ -15,17 +15,17 @@
 namespace kep::host {
 
 /**
- * Delivers messages to callbacks, on threads of its own and with no lock held. The messages of a registration
- * arrive in the order of their posting, one at a time. A callback that blocks holds up no other registration:
- * one thread delivers normally, and when its callback has not returned for a while another one goes on with
- * the messages that wait behind it. Additional threads end when they are idle.
+ * Delivers messages to callbacks on threads of its own, outside every lock. The messages of a registration
+ * are delivered in the order of posting, one at a time. A callback that blocks does not delay other
+ * registrations: normally one thread delivers; while its callback blocks, another thread delivers the
+ * messages queued behind it. Additional threads end when they are idle.
  */
 class Dispatcher {
   public:
     using Callback = std::function<void(const std::string& message)>;
     class Registration;
 
-    /** The process's own. It outlives every other object and delivers nothing more once the process ends. */
+    /** The one of the process. It outlives every other object and stops delivering when the process ends. */
     static Dispatcher& instance();
 
     static std::shared_ptr<Registration> registerCallback(Callback callback);
@@ -33,16 +33,16 @@ class Dispatcher {
     /** Queues a message. Never waits for a callback. */
     void post(const std::shared_ptr<Registration>& to, std::string message);
 
-    /** Has `to` receive what waits for `from`. */
+    /** Moves the queued messages of `from` to `to`. */
     void redirect(const std::shared_ptr<Registration>& from, const std::shared_ptr<Registration>& to);
 
     /**
-     * Drops what waits for the registration and destroys its callback. Returns when no call of it is under
-     * way; at once within that call, and within one that such a call waits for in the same way.
+     * Drops the messages queued for the registration and destroys its callback. Blocks while the callback
+     * runs, but not within that callback or one that it waits for in the same way.
      */
     void end(Registration& registration);
 
-    /** Drops all messages and ends the threads. Waits for running callbacks, but not for ever. */
+    /** Drops all messages and ends the threads. Waits for running callbacks, with a timeout. */
     void stop();
 
   private:
@@ -73,7 +73,7 @@ class Dispatcher {
     Condition changed_;
     std::deque<Entry> queue_ GUARDED_BY(mutex_);
     std::list<Worker> workers_ GUARDED_BY(mutex_);
-    int available_ GUARDED_BY(mutex_) = 0;            /**< workers that no callback keeps */
+    int available_ GUARDED_BY(mutex_) = 0;            /**< idle workers */
     std::uint64_t deliveries_ GUARDED_BY(mutex_) = 0; /**< begun so far */
     /** Number of the delivery that the others wait for; 0 for none. */
     std::uint64_t current_ GUARDED_BY(mutex_) = 0;

@@ -21,7 +21,7 @@ using kep::host::AttrSetObject;
 using kep::host::Face;
 using kep::host::ObjectImpl;
 
-/** Runs a call; what it throws becomes an error line and `failed`. */
+/** Runs a call; an exception becomes an error line and `failed`. */
 template <class Result, class Call>
 Result guarded(const char* entry, Result failed, Call call) noexcept {
     try {
@@ -34,9 +34,9 @@ Result guarded(const char* entry, Result failed, Call call) noexcept {
     return failed;
 }
 
-/** Whether an argument is there; an error line says when it is not. */
+/** Whether an argument is not null; an error line when it is. */
 bool given(const void* argument, const char* entry, const char* what) {
-    if (!argument) KEP_HOST_ERROR(std::string(entry) + " is given no " + what);
+    if (!argument) KEP_HOST_ERROR(std::string(entry) + ": null " + what);
     return argument != nullptr;
 }
 
@@ -50,7 +50,7 @@ bool looksLikeUrl(std::string_view text) {
 bool changeState(object_base* object, const char* text, bool up) {
     const auto state = kep::host::toState(text);
     if (!state) {
-        KEP_HOST_ERROR("\"" + std::string(text) + "\" is no state: there are null, ready and play");
+        KEP_HOST_ERROR("\"" + std::string(text) + "\" is not a state: states are null, ready and play");
         return false;
     }
     if (auto* const plain = object->AsType<kep::base::IParam>()) {
@@ -59,7 +59,7 @@ bool changeState(object_base* object, const char* text, bool up) {
     if (auto* const stream = object->AsType<IStreamControl>()) {
         return up ? stream->ChangeUp(*state) : stream->ChangeDown(*state);
     }
-    KEP_HOST_ERROR("an object without states cannot become \"" + std::string(text) + "\"");
+    KEP_HOST_ERROR("an object without states cannot change to \"" + std::string(text) + "\"");
     return false;
 }
 
@@ -105,7 +105,7 @@ const char* kepAttrGetStr(object_base* set, const char* key) {
         if (!given(set, "kepAttrGetStr", "object") || !given(key, "kepAttrGetStr", "key")) return nullptr;
         if (const auto* const attributes = set->AsType<AttrSetObject>())
             return attributes->attributes.Get(key);
-        // An object's values change while it runs, so the caller gets a copy that lasts until his next call.
+        // An object's values change while it runs: the copy is valid until the thread's next call.
         thread_local std::string copy;
         auto* const face = set->AsType<Face>();
         const std::shared_ptr<ObjectImpl> shared = face ? face->object() : nullptr;
@@ -140,8 +140,9 @@ int kepStatusDown(object_base* object, const char* state) {
 
 int kepRegisterMessageProcess(object_base* app, int (*handler)(const char* message)) {
     return guarded(__func__, false, [&] {
-        constexpr const char* entry = "kepRegisterMessageProcess";
-        if (!given(app, entry, "object") || !given(reinterpret_cast<const void*>(handler), entry, "handler"))
+        constexpr const char* kEntry = "kepRegisterMessageProcess";
+        if (!given(app, kEntry, "object") ||
+            !given(reinterpret_cast<const void*>(handler), kEntry, "handler"))
             return false;
         if (auto* const plain = app->AsType<kep::base::IMessageProcesser>()) {
             return plain->RegisterMessageProcessCallback(
@@ -151,7 +152,7 @@ int kepRegisterMessageProcess(object_base* app, int (*handler)(const char* messa
             return stream->RegisterMessageCallback(
                 [handler](const char* message) { return handler(message) == 1; });
         }
-        KEP_HOST_ERROR("an object without messages is given a handler of them");
+        KEP_HOST_ERROR("an object without messages cannot have a message handler");
         return false;
     });
 }

@@ -9,14 +9,14 @@ namespace kep::host {
 namespace {
 
 /**
- * The faces of makers. A call that leaves an object to the framework drops its face, and nobody can tell when
- * it has done so: such a face, some 150 bytes, stays until the process ends. Known here, it is no leak to a
- * leak checker once its object has ended.
+ * The faces of makers. A caller that leaves its object to the framework drops the face without deleting it:
+ * such a face, some 150 bytes, stays until the process ends. Registered here, it is reachable, which keeps
+ * leak checkers quiet.
  */
 class MakersFaces {
   public:
     static MakersFaces& instance() {
-        // Never destroyed: faces may be deleted when this library's statics are gone.
+        // Never destroyed: faces may be deleted after this library's statics.
         static MakersFaces* const faces = new MakersFaces;
         return *faces;
     }
@@ -53,7 +53,7 @@ Face::Face(const std::shared_ptr<ObjectImpl>& object, Role role) : object_(objec
 Face::~Face() {
     port_.setCallback(nullptr);
     if (role_ == Role::maker) MakersFaces::instance().remove(this);
-    // Of an ended object nothing is left to do, and its address may be another's by now.
+    // Once the object has ended its address may belong to another.
     const std::shared_ptr<ObjectImpl> object = object_.lock();
     if (!object) return;
     object->removeListener(port_);

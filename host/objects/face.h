@@ -9,19 +9,19 @@
 namespace kep::host {
 
 /**
- * What one handle has of an object that others may reach by its name: passes calls on to the object, and has
- * a message callback of its own, which goes with it. The object lives as NamedObjects says; when it has
- * ended, calls fail. A call under way keeps the object alive.
+ * One handle to an object that others may find by its name: forwards calls to the object and has a message
+ * callback of its own. NamedObjects owns the object; once it has ended, calls fail. A running call keeps it
+ * alive.
  */
 class KEP_API Face final : public base::object, public base::IMessageProcesser, public stream::IStatus {
   public:
-    /** A finder counts for the object's life; a maker only as long as nobody has found the object. */
+    /** A finder keeps the object alive; a maker only until the object is found. */
     enum class Role { maker, finder };
 
     Face(const std::shared_ptr<ObjectImpl>& object, Role role);
     Face(const Face&) = delete;
     Face& operator=(const Face&) = delete;
-    /** Ends the callback first, as MessagePort says. */
+    /** Ends the callback first, with the guarantees of MessagePort. */
     ~Face() override;
 
     /** Null once it has ended. */

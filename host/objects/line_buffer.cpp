@@ -14,7 +14,7 @@ namespace {
 
 constexpr char kEscape = '\033';
 constexpr std::string_view kClosed = "\n\033[0m";
-/** A line that nobody closes is let go at this length. */
+/** Bytes after which a line without an end is written. */
 constexpr std::size_t kLongest = 256 * 1024;
 constexpr int kFullPipeMilliseconds = 1000;
 
@@ -24,10 +24,10 @@ struct Line {
     Line* next;
 };
 
-// A plain pointer, so that a line can still be composed while the thread's other variables are destroyed.
+// A plain pointer: lines are still composed while the thread's other variables are destroyed.
 thread_local Line* composed = nullptr;
 
-// Keeps a line in one piece on a pipe that takes only part of it.
+// Keeps a line in one piece when a pipe accepts only part of it.
 constinit Mutex outputMutex;
 
 void writeOut(std::string_view text) noexcept {
@@ -57,7 +57,7 @@ void finish(Line** place) noexcept {
     writeOut(line->text);
 }
 
-/** Writes what a thread that ends has left unfinished. */
+/** Writes the unfinished lines of a thread that ends. */
 struct Rest {
     ~Rest() {
         while (composed) finish(&composed);
@@ -80,7 +80,7 @@ void appendToLine(int stream, std::string_view piece) noexcept try {
     (*place)->text += piece;
     if (isComplete((*place)->text)) finish(place);
 } catch (...) {
-    // Without memory for the piece there is none for a line about it.
+    // No memory for the piece, and none to report it.
 }
 
 }  // namespace kep::host

@@ -8,7 +8,7 @@ namespace kep::host {
 
 void writeLine(LogStream stream, const char* file, int line, const char* function,
                std::string_view text) noexcept try {
-    // Texts quoted from outside may hold anything; a line stays one line.
+    // Quoted texts may contain anything: keep the line a single line.
     std::string shown(text);
     for (char& character : shown) {
         if (static_cast<unsigned char>(character) < ' ') character = ' ';
@@ -17,7 +17,7 @@ void writeLine(LogStream stream, const char* file, int line, const char* functio
     base::ostream& out = kep::stream::BeginDebugLine(static_cast<int>(stream), colour, file, line, function);
     kep::stream::EndDebugLine(out << shown.c_str());
 } catch (...) {
-    // No memory for the text: the line is lost, the caller goes on.
+    // No memory: drop the line.
 }
 
 }  // namespace kep::host

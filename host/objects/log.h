@@ -7,14 +7,14 @@
 
 namespace kep::host {
 
-/** Debug streams of the framework's own lines; the numbers are those by which KEP_HOST_LOG chooses them. */
+/** Debug streams of the framework's own lines, with their numbers in KEP_HOST_LOG. */
 enum class LogStream : int { error = 8, info = 12 };
 
 /**
  * Writes one whole line to a debug stream in the framework's line format. Safe on any thread; never throws.
  *
- * Use it through the macros below, which add the place:
- * `KEP_HOST_ERROR("cannot open " + path + ": " + reason)`.
+ * Use it through the macros below, which add the source location:
+ * `KEP_HOST_ERROR(path + ": cannot open: " + reason)`.
  */
 KEP_API void writeLine(LogStream stream, const char* file, int line, const char* function,
                        std::string_view text) noexcept;

@@ -12,9 +12,8 @@
 namespace kep::host {
 
 /**
- * Where the messages of an object go out to one callback, in the order of their posting. They are delivered
- * on threads of the process's dispatcher: a slow callback holds back neither the thread that posts nor the
- * callback of another port.
+ * Delivers the messages of an object to one callback, in the order of posting, on the threads of the
+ * dispatcher: a slow callback delays neither the posting thread nor the callback of another port.
  */
 class KEP_API MessagePort {
   public:
@@ -30,8 +29,8 @@ class KEP_API MessagePort {
     MessagePort& operator=(const MessagePort&) = delete;
 
     /**
-     * Replaces the callback, which then gets what the earlier one has not had; an empty one drops what is
-     * posted. The earlier one has ended once this has returned, with the exceptions of the destructor.
+     * Replaces the callback; the new one also gets the messages still queued, an empty one drops them. The
+     * old callback no longer runs when this returns, with the exceptions of the destructor.
      */
     void setCallback(Callback callback);
 

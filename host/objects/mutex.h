@@ -33,7 +33,7 @@
 #define TRY_ACQUIRE(...) KEP_THREAD_ANNOTATION(try_acquire_capability(__VA_ARGS__))
 #define ASSERT_CAPABILITY(mutex) KEP_THREAD_ANNOTATION(assert_capability(mutex))
 #define RETURN_CAPABILITY(mutex) KEP_THREAD_ANNOTATION(lock_returned(mutex))
-/** For what the analysis cannot follow. Say why beside each use. */
+/** Where the analysis cannot follow the locking. Give the reason beside each use. */
 #define NO_THREAD_SAFETY_ANALYSIS KEP_THREAD_ANNOTATION(no_thread_safety_analysis)
 
 namespace kep::host {
@@ -54,7 +54,7 @@ class CAPABILITY("mutex") Mutex {
     std::mutex mutex_;
 };
 
-/** Holds a Mutex to the end of its scope. `unlock` and `lock` let go of it in between, for foreign work. */
+/** Holds a Mutex for its scope. `unlock` and `lock` release it in between, for foreign work. */
 class SCOPED_CAPABILITY MutexLock {
   public:
     explicit MutexLock(Mutex& mutex) ACQUIRE(mutex) : lock_(mutex.mutex_) {}
@@ -89,12 +89,12 @@ class Condition {
         condition_.wait(lock.lock_, holds);
     }
 
-    /** False when `time` has come without a notification. */
+    /** False on timeout. */
     template <class Clock, class Duration>
     bool waitUntil(MutexLock& lock, const std::chrono::time_point<Clock, Duration>& time) {
         return condition_.wait_until(lock.lock_, time) == std::cv_status::no_timeout;
     }
-    /** Whether `holds` holds, at the latest at `time`. */
+    /** Waits until `holds` or `time`; whether it holds. */
     template <class Clock, class Duration, class Predicate>
     bool waitUntil(MutexLock& lock, const std::chrono::time_point<Clock, Duration>& time,
                    Predicate holds) NO_THREAD_SAFETY_ANALYSIS {

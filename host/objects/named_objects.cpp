@@ -17,7 +17,7 @@ NamedObjects::Entries::iterator NamedObjects::entryOf(const ObjectImpl* object) 
                         [object](const Entry& entry) { return entry.object.get() == object; });
 }
 
-/** Takes the entry out, for its object to be destroyed with no lock held. */
+/** Removes the entry, so that its object is destroyed outside the lock. */
 void NamedObjects::takeIfUnused(const ObjectImpl* object, Entries& unused) {
     const auto entry = entryOf(object);
     if (entry != entries_.end() && entry->finders == 0 && !entry->isBeingMade)
@@ -25,7 +25,8 @@ void NamedObjects::takeIfUnused(const ObjectImpl* object, Entries& unused) {
 }
 
 std::shared_ptr<ObjectImpl> NamedObjects::find(const std::string& key, const Construct& construct) {
-    // A constructor is brief and calls nobody: two threads that look for one name share one object.
+    // Constructed under the lock, so that two threads that look for one name share one object. Constructors
+    // are short and call no foreign code.
     const MutexLock lock(mutex_);
     const auto found = std::find_if(entries_.rbegin(), entries_.rend(), [&key](const Entry& entry) {
         return entry.key == key && entry.isFindable;

@@ -13,9 +13,9 @@ namespace kep::host {
 class ObjectImpl;
 
 /**
- * The objects that are found by a name, and how long they live. Several may have one name; the newest is
- * found. An object lives until its last finder has left it, or its maker where nobody has found it. What a
- * maker does not delete lives on until somebody has found and left it, or the process ends.
+ * Owns the objects that are found by a name. Several may have one name; the newest is found. An object lives
+ * until its last finder releases it, or until its maker does where nobody has found it. An object that its
+ * maker does not delete lives until a finder has released it or the process ends.
  */
 class NamedObjects {
   public:
@@ -25,7 +25,7 @@ class NamedObjects {
 
     /** The newest object of `key`, or a new one that is not configured; null when none is constructed. */
     std::shared_ptr<ObjectImpl> find(const std::string& key, const Construct& construct);
-    /** A finder is done with the object. */
+    /** A finder releases the object. */
     void leave(const ObjectImpl* object);
 
     /**
@@ -33,9 +33,9 @@ class NamedObjects {
      * finds yet. Null when none is constructed.
      */
     std::shared_ptr<ObjectImpl> begin(const std::string& key, const Construct& construct);
-    /** Ends the making. A configured object is the newest from now on; of another, what was new goes. */
+    /** Ends the creation. A configured object becomes the newest; another one is removed if it was new. */
     void settle(const ObjectImpl* object, bool configured);
-    /** The maker is done with the object. */
+    /** The maker releases the object. */
     void abandon(const ObjectImpl* object);
 
   private:

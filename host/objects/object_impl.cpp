@@ -121,8 +121,8 @@ bool ObjectImpl::report(Access result, const char* key, const char* value) const
             break;
         case Access::wrongType:
             KEP_HOST_ERROR("property " + name + " of " + label() + " is not of " +
-                           (value && *value ? "a type that \"" + std::string(value) + "\" can stand for"
-                                            : "the type it is asked as"));
+                           (value && *value ? "a type that \"" + std::string(value) + "\" converts to"
+                                            : "the type that the caller uses"));
             break;
     }
     return false;

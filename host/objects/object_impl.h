@@ -23,11 +23,11 @@ namespace kep::host {
 class ClassBase;
 
 /**
- * What every object that a description makes has: a class, a name, properties, a state, a parent and
- * children, and messages that go from it to its parents and their callbacks.
+ * Base of every object created from a description: class, name, properties, state, parent and children, and
+ * messages that go to its own callback and those of its parents.
  *
- * An object owns its children. Deleting a child takes it out of its parent. A class whose `up` starts
- * something calls `retire` in its destructor, as nobody stops an object before it is deleted.
+ * An object owns its children. Deleting a child removes it from its parent. A class whose `up` starts
+ * something calls `retire` in its destructor: an object is not stopped before it is deleted.
  */
 class KEP_API ObjectImpl : public virtual base::object,
                            public base::IMessageProcesser,
@@ -38,7 +38,7 @@ class KEP_API ObjectImpl : public virtual base::object,
     ObjectImpl& operator=(const ObjectImpl&) = delete;
     ~ObjectImpl() override;
 
-    /** The class as it was registered; empty for an object that was not made by one. */
+    /** The registered name of the class; empty for an object that no class created. */
     std::string className() const;
     const std::string& name() const { return name_; }
     /** Class and name, for an error line. */
@@ -60,23 +60,23 @@ class KEP_API ObjectImpl : public virtual base::object,
     /** A property's text, null without an error line when there is none. */
     virtual std::unique_ptr<std::string> text(const char* key) const;
 
-    /** A disabled object is left out when its parent goes up; disabling a running one stops it. */
+    /** A disabled object is skipped when its parent goes up; disabling a running one stops it. */
     bool Enable(bool enable) override;
     /** Sets a property for each attribute of a description that is not reserved. */
     bool Configure(base::AttrSet& attributes) override;
-    /** Takes `child` over. Refused for one that has a parent, or is this object or above it. */
+    /** Takes ownership of `child`. Refused for one that has a parent, or is this object or an ancestor. */
     bool addChild(base::object* child) override;
     /** Sets a property for each attribute, up to the first that is refused. */
     bool fromAttrSet(base::AttrSet& attributes) override;
     bool toAttrSet(base::AttrSet& attributes) const override;
-    /** Gives a message to this object's callback and to the parent. */
+    /** Posts a message to this object's callback and hands it to the parent. */
     bool sendMessage(base::Message& message) override;
-    /** Takes a child's message; passes it on upward unless a class has its own use for it. */
+    /** Receives a child's message; by default sends it on upward. */
     bool receiveMessage(base::Message& message) override;
-    /** Has the messages go to a port as well, until it is removed. */
+    /** Posts messages to `port` as well, until it is removed. */
     void addListener(MessagePort& port);
     void removeListener(const MessagePort& port);
-    /** Replaces the callback; an empty one ends the delivery. */
+    /** Replaces the callback; an empty one ends delivery. */
     bool RegisterMessageProcessCallback(const std::function<bool(base::Message&)>& callback) override;
 
     State state() const { return state_.load(std::memory_order_acquire); }
@@ -95,18 +95,18 @@ class KEP_API ObjectImpl : public virtual base::object,
     Properties& properties() { return properties_; }
 
     /**
-     * One step up, to `target`. As it stands here it takes the children up, the last first, so that each is
-     * ready for what the one before it sends; when one refuses, those already up go back.
+     * One step up, to `target`. By default takes the children up, the last first, so that each is ready for
+     * the output of the one before it; when one refuses, those already up go back down.
      */
     virtual bool up(State target);
-    /** One step down, to `target`. As it stands here it takes the children down, the first first. */
+    /** One step down, to `target`. By default takes the children down, the first first. */
     virtual bool down(State target);
 
-    /** Declares attributes that the class's own Configure reads: they are no properties, and
-     * ObjectImpl::Configure passes over them. */
+    /** Declares attributes that the class's own Configure reads: they are not properties, and
+     * ObjectImpl::Configure skips them. */
     void reserveAttributes(std::initializer_list<std::string_view> keys);
 
-    /** Whether a property that this object lacks is looked for in its children. */
+    /** Whether a property that this object lacks is looked up in its children. */
     virtual bool asksChildren() const { return false; }
 
     /** Whether every attribute is reserved or a property; an error line names the first that is neither. */
@@ -150,7 +150,7 @@ class KEP_API ObjectImpl : public virtual base::object,
     std::vector<MessagePort*> listeners_ GUARDED_BY(listening_);
 };
 
-/** What a port calls for an object's callback; empty for an empty one. */
+/** The port callback for an object's callback; empty for an empty one. */
 MessagePort::Callback messageCallback(const std::function<bool(base::Message&)>& callback);
 
 }  // namespace kep::host

@@ -19,11 +19,11 @@ bool ObjectImpl::isBelow(const ObjectImpl* ancestor) const {
 bool ObjectImpl::addChild(base::object* child) {
     ObjectImpl* const added = dynamic_cast<ObjectImpl*>(child);
     if (!added) {
-        KEP_HOST_ERROR(label() + " is given no object as its child");
+        KEP_HOST_ERROR(label() + ": the child is not an object");
         return false;
     }
     if (added == this || isBelow(added)) {
-        KEP_HOST_ERROR(added->label() + " cannot be placed inside itself");
+        KEP_HOST_ERROR(added->label() + " cannot be a child of itself");
         return false;
     }
     ObjectImpl* none = nullptr;
@@ -96,7 +96,7 @@ bool ObjectImpl::Enable(bool enable) {
 bool ObjectImpl::setState(const std::string& text, bool mayRise, bool mayFall) {
     const auto target = toState(text.c_str());
     if (!target) {
-        KEP_HOST_ERROR("\"" + text + "\" is no state of " + label() + ": there are null, ready and play");
+        KEP_HOST_ERROR("\"" + text + "\" is not a state of " + label() + ": states are null, ready and play");
         return false;
     }
     return (!mayRise || changeUp(*target)) && (!mayFall || changeDown(*target));

@@ -12,7 +12,7 @@ namespace {
 class PlugIns {
   public:
     static PlugIns& instance() {
-        // Never destroyed: a plug-in may enter itself from any static initialisation.
+        // Never destroyed: a plug-in may register itself from any static initialisation.
         static PlugIns* const known = new PlugIns;
         return *known;
     }
@@ -21,7 +21,7 @@ class PlugIns {
         const MutexLock lock(mutex_);
         auto found =
             std::find_if(list_.begin(), list_.end(), [=](const PlugIn& known) { return known.name == name; });
-        // Unloading a plug-in says nothing here, so a name that comes again is the same one loaded anew.
+        // Unloading is not reported: a known name is the same plug-in loaded again.
         if (found == list_.end()) {
             const int index = static_cast<int>(list_.size()) + 1;
             found = list_.insert(found, PlugIn{name, {}, priority, index, 0});
@@ -56,10 +56,10 @@ std::vector<PlugIn> plugIns() {
 
 }  // namespace kep::host
 
-// The callback is not called, now or later: it belongs to code that may be unloaded without a word.
+// The callback is never called: it belongs to code that may be unloaded without notice.
 extern "C" int ReflectAdd(void (*)(const char*), int priority, const char* name, const char* version) {
     if (!name || !*name) {
-        KEP_HOST_ERROR("a plug-in without a name cannot be entered");
+        KEP_HOST_ERROR("cannot register a plug-in without a name");
         return 0;
     }
     return kep::host::PlugIns::instance().add(name, version, priority);

@@ -8,16 +8,16 @@
 
 namespace kep::host {
 
-/** A plug-in as it entered itself. */
+/** A plug-in as it registered itself. */
 struct PlugIn {
     std::string name;
     std::string version;
     int priority = 0;
-    int index = 0;   /**< what its registration was given, from 1 */
-    int entered = 0; /**< how often it has entered itself; more than once when it was loaded again */
+    int index = 0;   /**< returned by its registration, from 1 */
+    int entered = 0; /**< number of registrations; more than one when it was loaded again */
 };
 
-/** The plug-ins known, the lowest priority number first, those of one number in the order of their coming. */
+/** The plug-ins, the lowest priority number first, equal numbers in registration order. */
 KEP_API std::vector<PlugIn> plugIns();
 
 }  // namespace kep::host

@@ -21,14 +21,15 @@
 namespace kep::host {
 namespace {
 
-/** A slow disk takes seconds for what is queued before it; a user who waits for a prompt has less patience.
+/** Longer keeps a user waiting for the prompt; shorter cuts off a slow disk, which takes seconds to drain its
+ * queue.
  */
 constexpr std::chrono::seconds kProcessEndTimeout(10);
 
 class End {
   public:
     static End& instance() {
-        // Never destroyed: objects with static storage are removed from it when they go.
+        // Never destroyed: objects with static storage unregister in their destructors.
         static End* const end = new End;
         return *end;
     }
@@ -55,26 +56,26 @@ class End {
     bool hasBegun() const { return begun_; }
 
     void run() {
-        // A child process without exec has none of the threads, and nothing of its own to finish.
+        // After fork() without exec() the child has none of the threads.
         if (getpid() != process_ || begun_.exchange(true)) return;
         Dispatcher::instance().stop();
         if (!startThread()) return;
         MutexLock lock(mutex_);
         if (changed_.waitFor(lock, kProcessEndTimeout, [this]() REQUIRES(mutex_) { return done_; })) return;
         lock.unlock();
-        KEP_HOST_ERROR("the process ends although not everything could be stopped within " +
-                       std::to_string(kProcessEndTimeout.count()) + " s: files may be left unfinished");
+        KEP_HOST_ERROR("not everything stopped within " + std::to_string(kProcessEndTimeout.count()) +
+                       " s at the end of the process: files may be unfinished");
     }
 
   private:
-    /** Handlers run in the reverse order of their registration: the later, the earlier its turn. */
+    /** Exit handlers run in reverse order of registration: register late, run early. */
     void arm() REQUIRES(mutex_) {
         if (std::exchange(armed_, true)) return;
         process_ = getpid();
         std::atexit([] { instance().run(); });
     }
 
-    /** On a thread of its own, which can be left behind. */
+    /** On a thread of its own, which can be abandoned. */
     bool startThread() {
         sigset_t all;
         sigset_t before;

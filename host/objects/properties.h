@@ -17,20 +17,20 @@
 
 namespace kep::host {
 
-/** How an access to a property went. */
+/** Result of an access to a property. */
 enum class Access {
     done,
     unknown,   /**< there is no property of that name */
-    wrongType, /**< it is of another type, or the text is none of its type */
+    wrongType, /**< it is of another type, or the text does not convert to its type */
     oneWay,    /**< it cannot be read, or cannot be written */
     refused    /**< its owner refused the value, and has said why */
 };
 
 /**
  * The named values of an object, each of one type. Integers of all widths and booleans have a text form and
- * can be exchanged for each other where a TypeCompatible allows it; std::string is text; any other type is
- * handed over as is. Filled while the owner is built and not changed after that; access is as thread-safe as
- * the functions given.
+ * convert to each other where a TypeCompatible allows it; std::string is text; any other type is passed as
+ * is. Filled by the owner's constructor and constant afterwards; access is as thread-safe as the functions
+ * given.
  */
 class KEP_API Properties {
   public:
@@ -40,7 +40,7 @@ class KEP_API Properties {
     template <class T>
     using Setter = std::function<bool(const T&)>;
 
-    /** Adds a property; a null function leaves that direction out. */
+    /** Adds a property; a null function disables that direction. */
     template <class T>
     void add(std::string name, Getter<T> get, Setter<T> set) {
         Property property;

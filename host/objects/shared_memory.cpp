@@ -36,7 +36,7 @@ struct ISharedMemory::Segment {
 
     bool map(int file, const std::string& name) {
         struct stat status {};
-        // A new segment has no size and is all zero once it gets one; what is there is never cut or cleared.
+        // A new segment is empty and zeroed when resized; an existing one is never truncated or cleared.
         const bool sized = fstat(file, &status) == 0 && (static_cast<std::size_t>(status.st_size) >= size ||
                                                          ftruncate(file, static_cast<off_t>(size)) == 0);
         void* memory = sized ? mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0) : MAP_FAILED;

@@ -22,7 +22,7 @@ inline const char* toText(State state) {
     return "";
 }
 
-/** The state that a text names, without regard to case. */
+/** The state with this name, compared without case. */
 inline std::optional<State> toState(const char* text) {
     for (const State state : kStates) {
         if (Hash(text) == Hash(toText(state))) return state;

@@ -20,8 +20,8 @@ std::optional<StreamChoice> parseStreamChoice(std::string_view text, std::string
         int number = -1;
         if (!base::ConvertToImpl(word.c_str(), number) || number < 0 || number >= kDebugStreams) {
             problem = "\"" + word + "\" at position " + std::to_string(from + 1) +
-                      " is no stream number from 0 to " + std::to_string(kDebugStreams - 1) +
-                      "; streams are chosen by numbers separated by \",\", or by all or none alone";
+                      " is not a stream number from 0 to " + std::to_string(kDebugStreams - 1) +
+                      "; choose numbers separated by \",\", or all, or none";
             return std::nullopt;
         }
         choice.set(static_cast<std::size_t>(number));

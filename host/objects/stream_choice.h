@@ -12,8 +12,8 @@ inline constexpr int kDebugStreams = 32;
 using StreamChoice = std::bitset<kDebugStreams>;
 
 /**
- * Reads a choice of debug streams: numbers separated by ",", or `all`, or `none`. Without a value there is a
- * default. None, and `problem` filled, for any other text.
+ * Parses a choice of debug streams: numbers separated by ",", or `all`, or `none`. An empty text selects the
+ * error stream. Nothing, and `problem` filled, for any other text.
  */
 std::optional<StreamChoice> parseStreamChoice(std::string_view text, std::string& problem);
 

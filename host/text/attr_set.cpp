@@ -10,7 +10,7 @@
 
 namespace kep::base {
 
-/** The items in their order; when they are many, with an index by key, so that n of them take n steps. */
+/** The items in their order; above kFew with an index by key, so that n insertions take linear time. */
 class AttrSet::Items {
   public:
     struct Item {
@@ -50,10 +50,10 @@ class AttrSet::Items {
     std::deque<Item>::const_iterator end() const { return items_.end(); }
 
   private:
-    /** So many are looked through sooner than an index is made. */
+    /** Up to this many items a linear search is faster than an index. */
     static constexpr std::size_t kFew = 16;
 
-    /** The place of `key`, or a place past the end. */
+    /** The index of `key`, or one past the end. */
     std::size_t find(std::string_view key) const {
         if (items_.size() > kFew) {
             const auto found = index_.find(key);
@@ -69,7 +69,7 @@ class AttrSet::Items {
             index_.emplace(items_[place].key, place);
     }
 
-    std::deque<Item> items_; /**< which stay where they are, as the index refers to their keys */
+    std::deque<Item> items_; /**< a deque: the index refers to the keys, which must not move */
     std::unordered_map<std::string_view, std::size_t> index_;
 };
 
@@ -95,7 +95,7 @@ AttrSet::~AttrSet() {
 }
 
 bool AttrSet::Parse(const char* text) {
-    // Built aside: the text may be one of this set's own values.
+    // Parsed into a copy: the text may be a value of this set.
     auto fresh = std::make_unique<Items>();
     std::vector<host::AttrItem> found;
     host::TextError error;

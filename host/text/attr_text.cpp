@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::string_view kBlanks = " \t\r\n";
 constexpr std::string_view kNotInKeys = ",={}+";
-constexpr std::size_t npos = std::string_view::npos;
+constexpr std::size_t kNpos = std::string_view::npos;
 
 std::atomic<TextErrorHook> errorHook{nullptr};
 
@@ -20,23 +20,23 @@ bool fail(TextError& error, std::size_t offset, std::string message) {
 
 std::size_t skipBlanks(std::string_view text, std::size_t from) {
     const std::size_t found = text.find_first_not_of(kBlanks, from);
-    return found == npos ? text.size() : found;
+    return found == kNpos ? text.size() : found;
 }
 
-/** The brace that closes the one at `open`, or npos and `error` filled. */
+/** The brace that closes the one at `open`, or kNpos and `error` filled. */
 std::size_t findClosing(std::string_view text, std::size_t open, int maxNesting, TextError& error) {
     std::array<std::size_t, kMaxNesting + 1> opened;
     int depth = 0;
     for (std::size_t at = open;; ++at) {
         at = text.find_first_of("{}", at);
-        if (at == npos) {
+        if (at == kNpos) {
             fail(error, opened[depth - 1], "'{' is never closed");
-            return npos;
+            return kNpos;
         }
         if (text[at] == '{') {
             if (depth == maxNesting) {
                 fail(error, at, "braces nest deeper than " + std::to_string(kMaxNesting));
-                return npos;
+                return kNpos;
             }
             opened[depth++] = at;
         } else if (--depth == 0) {
@@ -45,37 +45,37 @@ std::size_t findClosing(std::string_view text, std::size_t open, int maxNesting,
     }
 }
 
-/** Reads the value that begins at `from`; gives the place of the "," or the end that follows it, or npos. */
+/** Reads the value that begins at `from`; gives the place of the "," or the end that follows it, or kNpos. */
 std::size_t parseValue(std::string_view text, std::size_t from, AttrItem& item, TextError& error) {
     const std::size_t open = skipBlanks(text, from);
     if (open == text.size() || text[open] != '{') {
         std::size_t end = text.find_first_of(",{}", from);
-        if (end == npos) end = text.size();
+        if (end == kNpos) end = text.size();
         if (end < text.size() && text[end] != ',') {
             fail(error, end, std::string("'") + text[end] + "' inside a value that is not in braces");
-            return npos;
+            return kNpos;
         }
         item.valueOffset = from;
         item.value = text.substr(from, end - from);
         return end;
     }
     const std::size_t close = findClosing(text, open, kMaxNesting, error);
-    if (close == npos) return npos;
+    if (close == kNpos) return kNpos;
     item.valueOffset = open + 1;
     item.value = text.substr(open + 1, close - open - 1);
     const std::size_t end = skipBlanks(text, close + 1);
     if (end < text.size() && text[end] != ',') {
         fail(error, end, "',' is missing after '}'");
-        return npos;
+        return kNpos;
     }
     return end;
 }
 
-/** Reads the item that begins at `from`; gives the place of the "," or the end that follows it, or npos. */
+/** Reads the item that begins at `from`; gives the place of the "," or the end that follows it, or kNpos. */
 std::size_t parseItem(std::string_view text, std::size_t from, AttrItem& item, TextError& error) {
     item.keyOffset = skipBlanks(text, from);
     std::size_t stop = text.find_first_of(kNotInKeys, item.keyOffset);
-    if (stop == npos) stop = text.size();
+    if (stop == kNpos) stop = text.size();
     item.key = trimmed(text.substr(item.keyOffset, stop - item.keyOffset));
     const bool ended = stop == text.size() || text[stop] == ',';
     if (item.key.empty() && (ended || text[stop] == '=')) {
@@ -87,28 +87,28 @@ std::size_t parseItem(std::string_view text, std::size_t from, AttrItem& item, T
     } else {
         return parseValue(text, stop + 1, item, error);
     }
-    return npos;
+    return kNpos;
 }
 
 }  // namespace
 
 std::string_view trimmed(std::string_view text) {
     const std::size_t first = text.find_first_not_of(kBlanks);
-    if (first == npos) return text.substr(0, 0);
+    if (first == kNpos) return text.substr(0, 0);
     return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
 std::size_t findOutsideBraces(std::string_view text, std::size_t from, std::string_view stops,
                               TextError& error) {
     for (std::size_t at = from; at < text.size(); ++at) {
-        if (stops.find(text[at]) != npos) return at;
+        if (stops.find(text[at]) != kNpos) return at;
         if (text[at] == '}') {
             fail(error, at, "'}' without a '{' before it");
-            return npos;
+            return kNpos;
         }
         if (text[at] == '{') {
             at = findClosing(text, at, kMaxNesting, error);
-            if (at == npos) return npos;
+            if (at == kNpos) return kNpos;
         }
     }
     return text.size();
@@ -120,7 +120,7 @@ bool parseItems(std::string_view text, std::vector<AttrItem>& items, TextError& 
     if (!content.empty() && content.front() == '{') {
         const std::size_t open = static_cast<std::size_t>(content.data() - text.data());
         const std::size_t close = findClosing(text, open, kMaxNesting + 1, error);
-        if (close == npos) return false;
+        if (close == kNpos) return false;
         if (close + 1 != open + content.size()) return fail(error, close + 1, "text after the closing '}'");
         content = trimmed(text.substr(open + 1, close - open - 1));
     }
@@ -129,7 +129,7 @@ bool parseItems(std::string_view text, std::vector<AttrItem>& items, TextError& 
     for (std::size_t at = 0;; ++at) {
         AttrItem item;
         at = parseItem(content, at, item, error);
-        if (at == npos) {
+        if (at == kNpos) {
             error.offset += start;
             items.clear();
             return false;
@@ -142,18 +142,18 @@ bool parseItems(std::string_view text, std::vector<AttrItem>& items, TextError& 
 }
 
 bool isKey(std::string_view key) {
-    return !key.empty() && trimmed(key).size() == key.size() && key.find_first_of(kNotInKeys) == npos;
+    return !key.empty() && trimmed(key).size() == key.size() && key.find_first_of(kNotInKeys) == kNpos;
 }
 
 bool isValue(std::string_view value) {
-    // In braces of its own it is one level deeper than it stands here.
+    // Braces around the value add one level.
     const std::string braced = "{" + std::string(value) + "}";
     TextError ignored;
     return findClosing(braced, 0, kMaxNesting, ignored) == braced.size() - 1;
 }
 
 void appendValue(std::string& text, std::string_view value) {
-    if (value.find_first_of(kNotInKeys) == npos && trimmed(value).size() == value.size()) {
+    if (value.find_first_of(kNotInKeys) == kNpos && trimmed(value).size() == value.size()) {
         text += value;
         return;
     }

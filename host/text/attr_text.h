@@ -10,7 +10,7 @@
 
 namespace kep::host {
 
-/** How deep braces may be nested in a text. */
+/** Maximum depth of nested braces. Larger costs stack in the parser; 64 is far above any real description. */
 inline constexpr int kMaxNesting = 64;
 
 /** Why a text was refused, and where: `offset` counts characters from 0. */
@@ -19,7 +19,7 @@ struct TextError {
     std::string message;
 };
 
-/** One `key=value` of a text, by reference into it. A value in braces comes without them. */
+/** One `key=value` of a text, by reference into it; a braced value without its braces. */
 struct AttrItem {
     std::string_view key;
     std::string_view value;
@@ -28,24 +28,24 @@ struct AttrItem {
 };
 
 /**
- * Splits `key=value` items separated by "," apart. The text may stand in braces as a whole; blanks around
- * keys are left out. What is inside a braced value is checked for balanced braces only.
+ * Parses `key=value` items separated by ",". The whole text may be in braces; blanks around keys are
+ * dropped. The contents of a braced value are checked for balanced braces only.
  *
  * @param[out] items the items in their order; keys may repeat
  * @param[out] error filled when false is returned
  */
 KEP_API bool parseItems(std::string_view text, std::vector<AttrItem>& items, TextError& error);
 
-/** Whether `key` can stand as a key in text. */
+/** Whether `key` is valid as a key. */
 KEP_API bool isKey(std::string_view key);
 
-/** Whether `value` can stand as a value in text, in braces if need be. */
+/** Whether `value` is valid as a value, in braces if necessary. */
 KEP_API bool isValue(std::string_view value);
 
-/** Appends a value, in braces where it would not be read back whole without. */
+/** Appends a value, in braces where it would not parse back to itself without them. */
 KEP_API void appendValue(std::string& text, std::string_view value);
 
-/** `text` less the blanks at its ends. */
+/** `text` without the blanks at its ends. */
 KEP_API std::string_view trimmed(std::string_view text);
 
 /**
@@ -55,10 +55,10 @@ KEP_API std::string_view trimmed(std::string_view text);
 KEP_API std::size_t findOutsideBraces(std::string_view text, std::size_t from, std::string_view stops,
                                       TextError& error);
 
-/** Told of every text that AttrSet refuses. */
+/** Called for every text that AttrSet or IUrl refuses. */
 using TextErrorHook = void (*)(std::string_view text, const TextError& error);
 
-/** Replaces the hook; null takes it away. */
+/** Replaces the hook; null removes it. */
 KEP_API void setTextErrorHook(TextErrorHook hook);
 void tellTextError(std::string_view text, const TextError& error);
 

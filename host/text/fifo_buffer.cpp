@@ -8,7 +8,7 @@
 namespace kep::base {
 namespace {
 
-/** Of a cache line, so that few copies straddle two. */
+/** Size of a cache line in bytes, so that few copies straddle two. */
 constexpr std::align_val_t kAlignment{64};
 
 struct AlignedDelete {
@@ -27,7 +27,7 @@ void plainCopy(void* target, const void* source, int size) {
 
 }  // namespace
 
-/** A ring: `size` bytes from `first` on, going on at the start when the end is reached. */
+/** A ring buffer: `size` bytes from `first` on, wrapping at the end. */
 struct FifoBuffer::Store {
     Bytes bytes;
     int capacity;
@@ -42,7 +42,7 @@ struct FifoBuffer::Store {
     }
 };
 
-// The name is for a debugger alone: nothing here can go wrong that a line would have to tell.
+// The name is for a debugger; no operation here writes a line.
 FifoBuffer::FifoBuffer(const char*, int capacity, Copy copyIn, Copy copyOut)
     : store_(new Store{allocate(capacity), std::max(capacity, 0), 0, 0, copyIn ? copyIn : plainCopy,
                        copyOut ? copyOut : plainCopy}) {}
@@ -59,7 +59,7 @@ int FifoBuffer::Size() const {
     return store_->size;
 }
 
-// Reader and writer are one thread here, so waiting for the other end would be waiting for oneself.
+// Reader and writer share a thread: waiting for the other end would deadlock.
 bool FifoBuffer::Push(const void* data, int size, bool) {
     Store& store = *store_;
     if (size < 0 || size > store.capacity - store.size) return false;
@@ -82,7 +82,7 @@ int FifoBuffer::Pop(void* data, int size, bool) {
     if (taken > straight)
         store.copyOut(static_cast<unsigned char*>(data) + straight, &store.bytes[0], taken - straight);
     store.size -= taken;
-    // An empty ring starts over, so that short frames stay in the same few cache lines.
+    // Rewind an empty ring: short frames stay in the same cache lines.
     store.first = store.size == 0 ? 0 : store.after(store.first, taken);
     return taken;
 }

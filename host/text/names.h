@@ -6,7 +6,7 @@
 
 namespace kep::host {
 
-/** A name as names are compared: without regard to case. */
+/** The key by which names compare: lower case. */
 inline std::string foldedName(std::string_view name) {
     std::string folded(name);
     for (char& letter : folded) {
@@ -15,7 +15,7 @@ inline std::string foldedName(std::string_view name) {
     return folded;
 }
 
-/** A class name as class names are compared: `pv-yuv-src` and `PvYuvSrc` are one. */
+/** The key by which class names compare: `pv-yuv-src` and `PvYuvSrc` are equal. */
 inline std::string foldedClassName(std::string_view name) {
     std::string folded = foldedName(name);
     std::erase(folded, '-');

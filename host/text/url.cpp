@@ -47,7 +47,7 @@ const char* split(std::string_view url, AttrSet& parts) {
     const std::string_view name = slash == path.npos ? path : path.substr(slash + 1);
     added = add(parts, "path", path) && add(parts, "name", name) && added;
     const std::size_t dot = name.rfind('.');
-    // A leading dot hides a file; it begins no extension.
+    // A leading dot marks a hidden file, not an extension.
     if (dot != name.npos && dot > 0) added = add(parts, "ext", name.substr(dot + 1)) && added;
     return added ? nullptr : "not a URL: its braces do not match";
 }

@@ -49,7 +49,7 @@ TEST_F(Cli, NoCommandShowsHelpAsAnError) {
 TEST_F(Cli, HelpIntoAFullDeviceFails) {
     const Result result = run("vncam --help >/dev/full");
     EXPECT_EQ(result.exit, 1);
-    EXPECT_EQ(result.err, "vncam: cannot write to standard output: No space left on device\n");
+    EXPECT_EQ(result.err, "vncam: standard output: cannot write: No space left on device\n");
 }
 
 struct WrongLine {
@@ -81,7 +81,7 @@ INSTANTIATE_TEST_SUITE_P(
         WrongLine{"live --quiet=1", "vncam live: option '--quiet' takes no value"},
         WrongLine{"live", "vncam live: nothing to write; give --video, --audio or both"},
         WrongLine{"live --video a b", "vncam live: unexpected argument 'b'"},
-        WrongLine{"live --video ''", "vncam live: --video needs the name of a file"},
+        WrongLine{"live --video ''", "vncam live: --video needs a file name"},
         WrongLine{"live --video - --audio -",
                   "vncam live: only one of --video and --audio can go to standard output"},
         WrongLine{"live --fps 0", "vncam live: --fps '0': not a whole number from 1 to 120"},
@@ -107,7 +107,7 @@ INSTANTIATE_TEST_SUITE_P(
                   "vncam live: --switch 320x180@2 does not come after --switch 640x360@2"},
         WrongLine{"live --video a --seconds 2 --switch 640x360@2.5",
                   "vncam live: --switch 640x360@2.5 lies after the end of the film"},
-        WrongLine{"play", "vncam play: which file? Give the name of a WAV file"},
+        WrongLine{"play", "vncam play: missing operand: FILE.wav"},
         WrongLine{"play a.wav b.wav", "vncam play: unexpected argument 'b.wav'"},
         WrongLine{"play --fly", "vncam play: unknown option '--fly'"},
         WrongLine{"sources all", "vncam sources: unexpected argument 'all'"}));

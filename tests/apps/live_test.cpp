@@ -142,13 +142,13 @@ TEST_F(Live, WillNotFloodATerminal) {
 TEST_F(Live, AnUnwritableFileIsNamed) {
     const Result film = run(std::string(smallFilm) + "--video missing/v.h264");
     EXPECT_EQ(film.exit, 1);
-    EXPECT_EQ(film.err, "vncam live: cannot open missing/v.h264: No such file or directory\n");
+    EXPECT_EQ(film.err, "vncam live: missing/v.h264: cannot open: No such file or directory\n");
 }
 
 TEST_F(Live, AFullDiskEndsTheFilmAndTheOtherFileIsWhole) {
     const Result film = run(std::string(smallFilm) + "--video /dev/full --audio a.aac --seconds 100");
     EXPECT_EQ(film.exit, 1);
-    EXPECT_EQ(film.err, "vncam live: cannot write to /dev/full: No space left on device\n");
+    EXPECT_EQ(film.err, "vncam live: /dev/full: cannot write: No space left on device\n");
 }
 
 TEST_F(Live, ACameraThatIsNotThereIsNamed) {

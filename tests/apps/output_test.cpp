@@ -96,7 +96,7 @@ TEST_F(OutputTest, AFileThatCannotGrowIsNamed) {
     }
     setrlimit(RLIMIT_FSIZE, &limit);
     std::signal(SIGXFSZ, former);
-    EXPECT_EQ(failure, "cannot write to " + path("film").string() + ": File too large");
+    EXPECT_EQ(failure, path("film").string() + ": cannot write: File too large");
     EXPECT_EQ(std::filesystem::file_size(path("film")), 100'000U);
 }
 

@@ -130,29 +130,28 @@ TEST_P(PlayRefuses, WithOneLine) {
 
 INSTANTIATE_TEST_SUITE_P(
     Table, PlayRefuses,
-    testing::Values(BadFile{"Empty", "", "not a WAV file"},
-                    BadFile{"Text", "this is no sound at all", "not a WAV file"},
-                    BadFile{"OtherRiff", chunk("RIFF", "AVI LIST"), "not a WAV file"},
-                    BadFile{"Float", wav(samplesOf(100), {.format = 3, .bits = 32}),
-                            "samples are 32-bit floating point, not 16-bit PCM"},
-                    BadFile{"Bytes", wav(samplesOf(100), {.bits = 8}),
-                            "samples are 8-bit PCM, not 16-bit PCM"},
-                    BadFile{"Other", wav(samplesOf(100), {.format = 7, .bits = 8}),
-                            "samples are 8-bit format 7, not 16-bit PCM"},
-                    BadFile{"NoChannel", wav(samplesOf(100), {.channels = 0}), "0 channels, not 1 to 8"},
-                    BadFile{"NoRate", wav(samplesOf(100), {.rate = 0}), "a rate of 0 samples per second"},
-                    BadFile{"NoFormat", riff(chunk("data", samplesOf(100))), "samples before their format"},
-                    BadFile{"ShortFormat", riff(chunk("fmt ", "short")), "its format record is too short"},
-                    BadFile{"NoSamples", riff(chunk("fmt ", formatRecord({}))), "ends before the samples"},
-                    BadFile{"EndsInFormat", wav({}).substr(0, 30), "ends before the format"},
-                    BadFile{"Truncated", wav(samplesOf(100)).substr(0, 144),
-                            "cut short: 200 bytes of samples announced, 100 there"}),
+    testing::Values(
+        BadFile{"Empty", "", "not a WAV file"}, BadFile{"Text", "this is no sound at all", "not a WAV file"},
+        BadFile{"OtherRiff", chunk("RIFF", "AVI LIST"), "not a WAV file"},
+        BadFile{"Float", wav(samplesOf(100), {.format = 3, .bits = 32}),
+                "samples are 32-bit floating point, not 16-bit PCM"},
+        BadFile{"Bytes", wav(samplesOf(100), {.bits = 8}), "samples are 8-bit PCM, not 16-bit PCM"},
+        BadFile{"Other", wav(samplesOf(100), {.format = 7, .bits = 8}),
+                "samples are 8-bit format 7, not 16-bit PCM"},
+        BadFile{"NoChannel", wav(samplesOf(100), {.channels = 0}), "0 channels, not 1 to 8"},
+        BadFile{"NoRate", wav(samplesOf(100), {.rate = 0}), "a rate of 0 samples per second"},
+        BadFile{"NoFormat", riff(chunk("data", samplesOf(100))), "samples precede the format chunk"},
+        BadFile{"ShortFormat", riff(chunk("fmt ", "short")), "format chunk too short"},
+        BadFile{"NoSamples", riff(chunk("fmt ", formatRecord({}))), "ends before the samples"},
+        BadFile{"EndsInFormat", wav({}).substr(0, 30), "ends before the format"},
+        BadFile{"Truncated", wav(samplesOf(100)).substr(0, 144),
+                "cut short: 200 bytes of samples declared, 100 there"}),
     [](const auto& file) { return file.param.name; });
 
 TEST_F(Play, AMissingFileIsNamed) {
     const Result result = run("vncam play nowhere.wav");
     EXPECT_EQ(result.exit, 1);
-    EXPECT_EQ(result.err, "vncam play: cannot open nowhere.wav: No such file or directory\n");
+    EXPECT_EQ(result.err, "vncam play: nowhere.wav: cannot open: No such file or directory\n");
 }
 
 TEST_F(Play, AFolderIsNoFile) {
@@ -166,7 +165,7 @@ TEST_F(Play, APipeThatIsCutShortIsTold) {
     const Result result = run("head -c 5000 in.wav | vncam play -");
     EXPECT_EQ(result.exit, 1);
     EXPECT_EQ(result.err,
-              "vncam play: standard input: cut short: 8000 bytes of samples announced, 4956 there\n");
+              "vncam play: standard input: cut short: 8000 bytes of samples declared, 4956 there\n");
 }
 
 TEST_F(Play, ASpeakerThatCannotBeOpenedIsNamed) {

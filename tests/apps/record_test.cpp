@@ -165,7 +165,7 @@ TEST_F(Record, ARecordingThatGoesOnIsNotRecovered) {
         " for i in {1..600}; do [ -s a.mp4.part ] && break; sleep 0.1; done; vncam recover . >told; wait "
         "$pid");
     EXPECT_EQ(made.exit, 0) << made.err;
-    EXPECT_EQ(readFile(path("told")), "./a.mp4.part: left as it is: something is still written to it\n");
+    EXPECT_EQ(readFile(path("told")), "./a.mp4.part: unchanged: still being written\n");
     expectPlayable("a.mp4");
 }
 
@@ -178,8 +178,8 @@ TEST_F(Record, WrongCommandLinesAreRefused) {
                {"--segment 0", "--segment '0': not a whole number from 1 to 86400"},
                {"--name a", "--name 'a' ends neither in .mp4 nor in .ts"},
                {"--name .mp4", "--name '.mp4' ends neither in .mp4 nor in .ts"},
-               {"--name b/a.mp4", "--name 'b/a.mp4': the folder belongs into --dir"},
-               {"--name a,b.mp4", "--name 'a,b.mp4': no name with one of , { }"},
+               {"--name b/a.mp4", "--name 'b/a.mp4': put the folder into --dir"},
+               {"--name a,b.mp4", "--name 'a,b.mp4': a name must not contain , { or }"},
                {"--name a.ts --power-fail-protection", "--name 'a.ts': power-fail protection is for .mp4"},
                {"more", "unexpected argument 'more'"}};
     for (const auto& one : all) {
@@ -192,7 +192,7 @@ TEST_F(Record, WrongCommandLinesAreRefused) {
 TEST_F(Record, FoldersThatCannotBeWrittenAreNamed) {
     const Result missing = record("--dir no");
     EXPECT_EQ(missing.exit, 1);
-    EXPECT_EQ(missing.err, "vncam record: cannot write to folder no: No such file or directory\n");
+    EXPECT_EQ(missing.err, "vncam record: no: cannot write to the folder: No such file or directory\n");
     const Result refused = record("--dir /proc --name a.mp4");
     EXPECT_EQ(refused.exit, 1);
     EXPECT_THAT(refused.err, HasSubstr("/proc"));
@@ -267,9 +267,9 @@ TEST_F(Event, RefusalsNameTheThing) {
         const char* options;
         const char* told;
     } all[] = {{"--pre -1", "--pre '-1': not a whole number from 0 to 3600"},
-               {"--url http://a/b.mp4", "--url 'http://a/b.mp4': neither a file URL nor the name of a file"},
-               {"--url a/", "--url 'a/': neither a file URL nor the name of a file"},
-               {"--url a,b.mp4", "--url 'a,b.mp4': no name with one of , { }"},
+               {"--url http://a/b.mp4", "--url 'http://a/b.mp4': not a file URL or a file name"},
+               {"--url a/", "--url 'a/': not a file URL or a file name"},
+               {"--url a,b.mp4", "--url 'a,b.mp4': a name must not contain , { or }"},
                {"--oneshot --pre 3", "--oneshot has a fixed length; leave out --pre and --post"}};
     for (const auto& one : all) {
         const Result refused = run(std::string("vncam event ") + one.options);

@@ -105,8 +105,7 @@ TEST_F(Recover, ADryRunTellsAndChangesNothing) {
     const Result planned = run("vncam recover --dry-run .");
     EXPECT_EQ(planned.exit, 0);
     EXPECT_THAT(planned.out, testing::StartsWith("./a.mp4.part would be ./a.mp4: 6.0 s\n  hole at byte "));
-    EXPECT_THAT(planned.out,
-                HasSubstr("./b.mp4.part: would be left as it is: a plain MP4 without its index"));
+    EXPECT_THAT(planned.out, HasSubstr("./b.mp4.part: would be unchanged: a plain MP4 without its index"));
     EXPECT_EQ(readFile(path("a.mp4.part")), before);
     EXPECT_FALSE(std::filesystem::exists(path("a.mp4")));
     const Result done = run("vncam recover .");
@@ -200,10 +199,10 @@ TEST_F(Recover, WhatCannotBePlayedIsToldAndLeft) {
     const Result result = run("vncam recover .");
     EXPECT_EQ(result.exit, 0);
     EXPECT_EQ(result.out,
-              "./a.mp4.part: left as it is: nothing was complete yet\n"
-              "./b.mp4.part: left as it is: a plain MP4 without its index, which cannot be recovered\n"
-              "./c.mp4.part: left as it is: it is empty\n"
-              "./d.mp4.part: left as it is: it is neither MP4 nor MPEG-TS\n");
+              "./a.mp4.part: unchanged: no complete picture\n"
+              "./b.mp4.part: unchanged: a plain MP4 without its index cannot be recovered\n"
+              "./c.mp4.part: unchanged: it is empty\n"
+              "./d.mp4.part: unchanged: neither MP4 nor MPEG-TS\n");
     EXPECT_EQ(sizeOf("a.mp4.part"), 3000U);
     EXPECT_EQ(readFile(path("d.mp4.part")), "no film");
 }
@@ -226,7 +225,7 @@ TEST_F(Recover, NothingIsOverwritten) {
 TEST_F(Recover, AFileThatIsBeingWrittenIsLeft) {
     filmFragments("a.mp4.part");
     const Result result = run("exec 5>>a.mp4.part; vncam recover .");
-    EXPECT_EQ(result.out, "./a.mp4.part: left as it is: something is still written to it\n");
+    EXPECT_EQ(result.out, "./a.mp4.part: unchanged: still being written\n");
     EXPECT_TRUE(std::filesystem::exists(path("a.mp4.part")));
 }
 
@@ -246,7 +245,7 @@ TEST_F(Recover, RefusalsNameTheThing) {
     EXPECT_EQ(run("vncam recover . .").exit, 2);
     const Result none = run("vncam recover no");
     EXPECT_EQ(none.exit, 1);
-    EXPECT_EQ(none.err, "vncam recover: cannot read folder no: No such file or directory\n");
+    EXPECT_EQ(none.err, "vncam recover: no: cannot read the folder: No such file or directory\n");
     writeFile(path("a.mp4"), "");
     EXPECT_THROW(recordings::recoverFile(path("a.mp4")), recordings::Failure);
 }

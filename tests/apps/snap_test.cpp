@@ -27,7 +27,7 @@ TEST_F(Snap, WrongCommandLinesAreRefused) {
     const struct {
         const char* options;
         const char* told;
-    } all[] = {{"", "which file? Give -o FILE"},
+    } all[] = {{"", "missing option: -o FILE"},
                {"-o", "option '-o' needs a value"},
                {"-x", "unknown option '-x'"},
                {"-o a.jpg --size 641x360",

@@ -80,9 +80,9 @@ TEST(Creation, WhatIsRefusedLeavesNothingBehind) {
     EXPECT_EQ(partsAlive, 0);
     EXPECT_EQ(lines.messages(),
               (Texts{"TestPart \"a\" has no property \"speed\"",
-                     "property \"rate\" of TestPart \"a\" is not of a type that \"x\" can stand for",
-                     "TestFound \"a\" has no property \"speed\"", "cannot make TestThrower: no memory left",
-                     "there is no type in \"name=unknown\"", "unknown class  at position 6 of \"type=\""}));
+                     "property \"rate\" of TestPart \"a\" is not of a type that \"x\" converts to",
+                     "TestFound \"a\" has no property \"speed\"", "cannot create TestThrower: no memory left",
+                     "no type in \"name=unknown\"", "unknown class  at position 6 of \"type=\""}));
 }
 
 TEST(Creation, NamesOfScopedClassesMayRepeat) {

@@ -36,7 +36,7 @@ TEST(Commands, WithoutAReceiverAreRefusedWithOneLine) {
     }
     EXPECT_FALSE(Factory::Globle().Run("passing", arguments));
     EXPECT_FALSE(Factory::Globle().Run(nullptr, arguments));
-    EXPECT_EQ(lines.messages(), (Texts{"there is no command \"passing\"", "there is no command \"\""}));
+    EXPECT_EQ(lines.messages(), (Texts{"unknown command \"passing\"", "unknown command \"\""}));
 }
 
 TEST(Commands, AreReceivedOnce) {
@@ -47,7 +47,7 @@ TEST(Commands, AreReceivedOnce) {
         const CommandRegistration second("ONCE", [](AttrSet&) { return false; });
     }
     EXPECT_TRUE(Factory::Globle().Run("once", arguments));
-    EXPECT_EQ(lines.messages(), (Texts{"command once has a receiver already"}));
+    EXPECT_EQ(lines.messages(), (Texts{"command once already has a receiver"}));
 }
 
 TEST(Commands, AReceiverThatThrowsHasRefused) {

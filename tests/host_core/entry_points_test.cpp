@@ -150,9 +150,9 @@ TEST(EntryPoints, ObjectsThatCannotSaySo) {
     EXPECT_FALSE(kepStatusUp(&bare, "faster"));
     EXPECT_FALSE(kepRegisterMessageProcess(&bare, handle));
     EXPECT_EQ(kepAttrGetStr(&bare, "a"), nullptr);
-    EXPECT_EQ(lines.messages(), (Texts{"an object without states cannot become \"play\"",
-                                       "\"faster\" is no state: there are null, ready and play",
-                                       "an object without messages is given a handler of them"}));
+    EXPECT_EQ(lines.messages(), (Texts{"an object without states cannot change to \"play\"",
+                                       "\"faster\" is not a state: states are null, ready and play",
+                                       "an object without messages cannot have a message handler"}));
 }
 
 TEST(EntryPoints, TheNextCallWorksAfterEachRefusal) {

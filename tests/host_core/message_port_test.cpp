@@ -319,7 +319,7 @@ TEST(MessagePort, ASlowCallbackBoundsItsOwnQueue) {
     for (int i = 0; i < 10000; ++i) port.post("m");
     gate.open();
     EXPECT_TRUE(waitUntil([&] { return calls == 4097; }));
-    EXPECT_EQ(lines.messages(), (Texts{"a callback takes its messages too slowly: new ones are dropped"}));
+    EXPECT_EQ(lines.messages(), (Texts{"a message callback is too slow: dropping new messages"}));
     port.post("again");
     EXPECT_TRUE(waitUntil([&] { return calls == 4098; }));
 }

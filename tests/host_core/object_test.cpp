@@ -80,9 +80,9 @@ TEST(Object, RefusesChildrenThatWouldNotMakeATree) {
     EXPECT_FALSE(root->addChild(root.get()));
     EXPECT_FALSE(root->children()[0]->addChild(root.get()));
     EXPECT_FALSE(other->addChild(root->children()[0]));
-    EXPECT_EQ(lines.messages(), (Texts{"TestPart \"root\" is given no object as its child",
-                                       "TestPart \"root\" cannot be placed inside itself",
-                                       "TestPart \"root\" cannot be placed inside itself",
+    EXPECT_EQ(lines.messages(), (Texts{"TestPart \"root\": the child is not an object",
+                                       "TestPart \"root\" cannot be a child of itself",
+                                       "TestPart \"root\" cannot be a child of itself",
                                        "TestPart \"a\" belongs to TestPart \"root\" already"}));
 }
 

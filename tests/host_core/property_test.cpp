@@ -133,14 +133,14 @@ TEST_F(Properties, EachRefusalSaysWhatAndWhere) {
     EXPECT_FALSE(part.Set("rate", &text, nullptr));
     EXPECT_EQ(lines.messages(),
               (Texts{"object has no property \"speed\"",
-                     "property \"rate\" of object is not of a type that \"fast\" can stand for",
+                     "property \"rate\" of object is not of a type that \"fast\" converts to",
                      "property \"duration\" of object cannot be set",
-                     "property \"call\" of object is not of a type that \"f\" can stand for",
+                     "property \"call\" of object is not of a type that \"f\" converts to",
                      "object has no property without a name",
-                     "property \"rate\" of object is not of the type it is asked as",
+                     "property \"rate\" of object is not of the type that the caller uses",
                      "property \"refuses\" of object cannot be read",
-                     "property \"rate\" of object is not of the type it is asked as",
-                     "property \"rate\" of object is not of the type it is asked as"}));
+                     "property \"rate\" of object is not of the type that the caller uses",
+                     "property \"rate\" of object is not of the type that the caller uses"}));
 }
 
 TEST_F(Properties, AreTheTextOfTheObject) {

@@ -78,7 +78,7 @@ TEST_F(States, AnUnknownStateIsRefusedWithOneLine) {
     const ErrorLines lines;
     EXPECT_FALSE(root->SetStr("statusup", "running"));
     EXPECT_EQ(lines.messages(),
-              (Texts{"\"running\" is no state of TestPart \"p\": there are null, ready and play"}));
+              (Texts{"\"running\" is not a state of TestPart \"p\": states are null, ready and play"}));
     EXPECT_EQ(events(), Texts{});
 }
 

@@ -183,7 +183,7 @@ TEST_F(BoardTest, AChoiceThatIsNoneIsToldOf) {
         std::exit(any ? 0 : 1);
     };
     EXPECT_EXIT(describe(), testing::ExitedWithCode(0),
-                "^[^\n]*KEP_HOST_PRERECORD=often is none of always, attached\n[^\n]*$");
+                "^[^\n]*KEP_HOST_PRERECORD=often is neither always nor attached\n[^\n]*$");
 }
 
 /** A camera that is not there until a film is put in its place. */
