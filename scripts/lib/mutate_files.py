@@ -135,7 +135,8 @@ def place(root, in_place):
     base = os.path.join(root, "build", "file-mutation")
     copy, tree = os.path.join(base, "source"), os.path.join(base, "build")
     os.makedirs(copy, exist_ok=True)
-    subprocess.run(["rsync", "-a", "--delete", *(os.path.join(root, name) for name in COPIED), copy], check=True)
+    # By contents and without times: a file that was mutated last must be newer than what was built of it.
+    subprocess.run(["rsync", "-rlpc", "--delete", *(os.path.join(root, name) for name in COPIED), copy], check=True)
     subprocess.run(["cmake", "-S", copy, "-B", tree, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Release", "-DVORNISA_TESTS=ON"],
                    check=True, capture_output=True)
     return copy, tree
