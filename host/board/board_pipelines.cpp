@@ -67,10 +67,10 @@ void BoardPipelines::startHolding(std::vector<std::shared_ptr<Outlet>> outlets) 
 
 void BoardPipelines::stopHolding() {
     {
-        const std::lock_guard lock(mutex_);
+        const MutexLock lock(mutex_);
         ending_ = true;
     }
-    changed_.notify_all();
+    changed_.notifyAll();
     if (holding_.joinable()) holding_.join();
 }
 
@@ -84,9 +84,9 @@ void BoardPipelines::hold(std::vector<std::shared_ptr<Outlet>> outlets) {
     for (RetryPause pause;;) {
         std::erase_if(outlets, [](const auto& outlet) { return !outlet || outlet->hold(); });
         if (outlets.empty()) return;
-        std::unique_lock lock(mutex_);
+        MutexLock lock(mutex_);
         const auto until = std::chrono::steady_clock::now() + pause.next();
-        if (changed_.wait_until(lock, until, [this] { return ending_; })) return;
+        if (changed_.waitUntil(lock, until, [this]() REQUIRES(mutex_) { return ending_; })) return;
     }
 }
 

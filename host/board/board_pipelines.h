@@ -1,13 +1,12 @@
 #ifndef KEP_HOST_BOARD_PIPELINES_H
 #define KEP_HOST_BOARD_PIPELINES_H
 
-#include <condition_variable>
 #include <memory>
-#include <mutex>
 #include <thread>
 #include <vector>
 
 #include "media/pipeline/outlet.h"
+#include "objects/mutex.h"
 #include "objects/object_impl.h"
 
 namespace kep::host {
@@ -33,9 +32,9 @@ class BoardPipelines {
     void hold(std::vector<std::shared_ptr<Outlet>> outlets);
 
     std::vector<std::unique_ptr<ObjectImpl>> pipelines_;
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    bool ending_ = false;
+    Mutex mutex_;
+    Condition changed_;
+    bool ending_ GUARDED_BY(mutex_) = false;
     std::thread holding_;
 };
 
