@@ -8,6 +8,7 @@
 #include "media/common/filming.h"
 #include "media/common/retry_pause.h"
 #include "media/pipeline/pipeline.h"
+#include "media/threads.h"
 #include "objects/creation.h"
 #include "objects/log.h"
 #include "objects/process_end.h"
@@ -16,7 +17,7 @@ namespace kep::host {
 namespace {
 
 constexpr const char* kAac =
-    "type=pipeline,name=plAacSource,ondemand=true,layout={MicSrc+encoder-aac:name=aac}";
+    "type=pipeline,name=plAacSource,ondemand=true,layout={MicSrc+encoder-aac:name=aac,adts=true}";
 // Shares the encoder of plAacSource, which encodes the same microphone.
 constexpr const char* kPreRecordAac =
     "type=pipeline,name=plPreRecordAac,ondemand=true,past=30000,"
@@ -60,7 +61,7 @@ BoardPipelines::BoardPipelines() {
 }
 
 void BoardPipelines::startHolding(std::vector<std::shared_ptr<Outlet>> outlets) try {
-    holding_ = std::thread([this, outlets = std::move(outlets)] { hold(outlets); });
+    holding_ = startThread(Thread::prerecord, [this, outlets = std::move(outlets)] { hold(outlets); });
 } catch (const std::system_error& failure) {
     KEP_HOST_ERROR(std::string("events will have no past: cannot start a thread: ") + failure.what());
 }

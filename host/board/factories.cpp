@@ -5,10 +5,7 @@
 #include "board/board_pipelines.h"
 #include "kep/device.h"
 #include "kep/streaming.h"
-#include "media/audio/audio_streams.h"
-#include "media/video/h264_source.h"
-#include "media/video/photography.h"
-#include "media/video/yuv_source.h"
+#include "media/faces/streams.h"
 #include "objects/log.h"
 
 namespace kep::host {
@@ -38,15 +35,15 @@ auto makeSource(const char* device, const char* interface, Make make) -> decltyp
 namespace kep::api::streaming {
 
 IYuvSource* IYuvSource::CreateNew(const char* device) {
-    return host::makeSource(device, "IYuvSource", std::make_unique<host::YuvSource>);
+    return host::makeSource(device, "IYuvSource", host::makeYuvSource);
 }
 
 IH264Source* IH264Source::CreateNew(const char* device) {
-    return host::makeSource(device, "IH264Source", std::make_unique<host::H264Source>);
+    return host::makeSource(device, "IH264Source", host::makeH264Source);
 }
 
 IPhotography* IPhotography::CreateNew(const char* device) {
-    return host::makeSource(device, "IPhotography", std::make_unique<host::Photography>);
+    return host::makeSource(device, "IPhotography", host::makePhotography);
 }
 
 IPcmSource* IPcmSource::CreateNew(const char* device) {

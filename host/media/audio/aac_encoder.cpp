@@ -10,7 +10,6 @@ namespace kep::host {
 
 namespace {
 
-constexpr int kUnitSamples = 1024;
 constexpr std::size_t kHeaderBytes = 7;
 // In the order of their index.
 constexpr std::array kRates = {96000, 88200, 64000, 48000, 44100, 32000, 24000,
@@ -38,8 +37,11 @@ int aacRateIndex(int hertz) {
     return found == kRates.end() ? -1 : static_cast<int>(found - kRates.begin());
 }
 
-AacEncoder::AacEncoder(AudioFormat from, AudioFormat to, const std::atomic<int>& bitRate)
-    : format_(to), wantedBitRate_(bitRate), framer_(from, to, AV_SAMPLE_FMT_FLTP, kUnitSamples) {}
+AacEncoder::AacEncoder(AudioFormat from, AudioFormat to, const std::atomic<int>& bitRate, bool adts)
+    : format_(to),
+      wantedBitRate_(bitRate),
+      adts_(adts),
+      framer_(from, to, AV_SAMPLE_FMT_FLTP, kUnitSamples) {}
 
 bool AacEncoder::open() {
     bitRate_ = wantedBitRate_;
@@ -67,8 +69,15 @@ CodecPtr AacEncoder::openCodec(int bitRate) const {
     return nullptr;
 }
 
-bool AacEncoder::add(const SharedBlock& block, const Emit& emit) {
-    framer_.add(*block);
+std::vector<std::uint8_t> AacEncoder::config() const {
+    constexpr unsigned kLowComplexity = 2;
+    const unsigned config = kLowComplexity << 11 | static_cast<unsigned>(aacRateIndex(format_.rate)) << 7 |
+                            static_cast<unsigned>(format_.channels) << 3;
+    return {static_cast<std::uint8_t>(config >> 8), static_cast<std::uint8_t>(config)};
+}
+
+bool AacEncoder::add(const std::int16_t* samples, std::int64_t frames, SteadyTime stamp, const Emit& emit) {
+    framer_.add(samples, frames, stamp);
     for (;;) {
         FramePtr frame(av_frame_alloc());
         frame->format = AV_SAMPLE_FMT_FLTP;
@@ -76,13 +85,13 @@ bool AacEncoder::add(const SharedBlock& block, const Emit& emit) {
         frame->nb_samples = kUnitSamples;
         av_channel_layout_default(&frame->ch_layout, format_.channels);
         if (av_frame_get_buffer(frame.get(), 0) < 0) throw std::bad_alloc();
-        SteadyTime stamp;
-        if (!framer_.take(reinterpret_cast<void**>(frame->extended_data), stamp)) return true;
+        SteadyTime first;
+        if (!framer_.take(reinterpret_cast<void**>(frame->extended_data), first)) return true;
         frame->pts = encoded_;
         if (!followBitRate()) return false;
         previous_ = std::move(current_);
         current_ = std::move(frame);
-        if (!encode(stamp, emit)) return false;
+        if (!encode(first, emit)) return false;
     }
 }
 
@@ -111,24 +120,27 @@ bool AacEncoder::encode(SteadyTime stamp, const Emit& emit) {
     while (result >= 0) {
         result = avcodec_receive_packet(codec_.get(), packet_.get());
         if (result < 0) break;
-        emit(accessUnit(*packet_));
-        av_packet_unref(packet_.get());
+        emit(accessUnit());
     }
     if (result == AVERROR(EAGAIN)) return true;
     KEP_HOST_ERROR("the AAC encoder failed: " + ffmpegError(result));
     return false;
 }
 
-SharedFrame AacEncoder::accessUnit(const AVPacket& packet) {
+AacUnit AacEncoder::accessUnit() {
     const SteadyTime stamp = stamps_.front();
     stamps_.pop_front();
-    const auto payload = static_cast<std::size_t>(packet.size);
-    std::vector<unsigned char> unit(kHeaderBytes + payload);
-    writeAdtsHeader(unit.data(), format_, payload);
-    std::copy_n(packet.data, payload, unit.data() + kHeaderBytes);
-    const unsigned char* bytes = unit.data();
-    const std::size_t size = unit.size();
-    return makeAudioFrame(std::move(unit), bytes, size, stamp);
+    if (!adts_) {
+        const std::shared_ptr<AVPacket> bare(av_packet_alloc(), FfmpegDeleter());
+        av_packet_move_ref(bare.get(), packet_.get());
+        return {{bare, bare->data}, bare->size, stamp};
+    }
+    const auto payload = static_cast<std::size_t>(packet_->size);
+    const auto unit = std::make_shared<std::vector<std::uint8_t>>(kHeaderBytes + payload);
+    writeAdtsHeader(unit->data(), format_, payload);
+    std::copy_n(packet_->data, payload, unit->data() + kHeaderBytes);
+    av_packet_unref(packet_.get());
+    return {{unit, unit->data()}, static_cast<int>(unit->size()), stamp};
 }
 
 }  // namespace kep::host

@@ -39,6 +39,11 @@ struct AudioBlock {
 /** A block shared by everyone who listens. */
 using SharedBlock = std::shared_ptr<const AudioBlock>;
 
+/** What it costs a queue that is bounded in bytes. */
+inline std::size_t weightOf(const SharedBlock& block) {
+    return block->samples.size() * sizeof(std::int16_t);
+}
+
 }  // namespace kep::host
 
 #endif

@@ -1,6 +1,5 @@
 #include "media/audio/audio_device.h"
 
-#include "kep/attr_set.h"
 #include "objects/log.h"
 
 namespace kep::host {
@@ -14,14 +13,6 @@ bool isPcmFormat(AudioFormat format, int maxChannels) {
     else
         return true;
     return false;
-}
-
-std::string audioDeviceLost(const std::string& device) {
-    base::AttrSet message;
-    message.Add("name", "deviceLost");
-    message.Add("media", "audio");
-    message.Add("device", device.c_str());
-    return message.ToString(false);
 }
 
 }  // namespace kep::host

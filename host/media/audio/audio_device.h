@@ -1,17 +1,12 @@
 #ifndef KEP_HOST_AUDIO_DEVICE_H
 #define KEP_HOST_AUDIO_DEVICE_H
 
-#include <string>
-
 #include "media/audio/audio_block.h"
 
 namespace kep::host {
 
 /** Whether uncompressed sound can have this format; an error line naming the value when not. */
 bool isPcmFormat(AudioFormat format, int maxChannels);
-
-/** The message that the microphone or speaker called `device` is gone. */
-std::string audioDeviceLost(const std::string& device);
 
 }  // namespace kep::host
 

@@ -1,67 +1,53 @@
 #ifndef KEP_HOST_MICROPHONE_SESSION_H
 #define KEP_HOST_MICROPHONE_SESSION_H
 
-#include <condition_variable>
 #include <functional>
 #include <memory>
-#include <mutex>
-#include <optional>
-#include <string>
-#include <vector>
 
 #include "media/audio/audio_input.h"
-#include "media/common/relay.h"
+#include "media/audio/block_builder.h"
+#include "media/hub/lease.h"
 
 namespace kep::host {
 
-/** One listener's end of the microphone: its queue, with the work on it, and what it wants to be told. */
-struct AudioTap {
-    Relay<SharedBlock> blocks{{100, 4u << 20}};                  // two seconds
-    std::function<void(std::size_t blocks)> onLost;              /**< so many blocks came too fast for it */
-    std::function<void(const std::string& device)> onDeviceLost; /**< nothing more will come */
-};
-
-/**
- * One run of the microphone: the device, the thread that captures from it, and the taps that it feeds. All of
- * the device happens on that thread, so that one that hangs can be left behind.
- */
-class MicrophoneSession {
+/** One run of the microphone. It is closed with its last consumer. */
+class MicrophoneSession final : public CaptureSession {
   public:
-    /** Sets the capture thread going, which keeps the session alive for as long as it runs. */
-    static std::shared_ptr<MicrophoneSession> launch(DeviceSpec device);
+    using Item = SharedBlock;
 
-    const DeviceSpec& device() const { return device_; }
+    explicit MicrophoneSession(const DeviceSpec& device);
 
-    /** Waits until the device is open. Nothing, with an error line, when it does not open or hangs. */
-    std::optional<AudioFormat> waitOpened(std::chrono::seconds limit);
-    /** Joins a listener, whose queue this opens. False when the session has ended. */
-    bool attach(AudioTap& tap);
-    /** After this nothing of the tap is touched any more. True when no listener is left. */
-    bool detach(AudioTap& tap);
-    /** Asks the session to end and waits until the device is free again; false when it hangs. */
-    bool end(std::chrono::seconds limit);
-    AudioFormat format() const { return format_; }
+    Hub<SharedBlock>& hub() { return hub_; }
+    /** Fixed once it is open. */
+    AudioFormat format() const { return captured_.format; }
 
   private:
-    enum class Phase { opening, running, ended };
+    bool open(std::string& reason) override;
+    bool read(std::string& reason) override;
+    void publish() override;
+    void close() override;
+    void endHub() override { hub_.end(); }
+    void interrupt() override;
 
-    explicit MicrophoneSession(DeviceSpec device) : device_(std::move(device)) {}
-    void run();
-    /** Makes an opened device that of the session and waits for a listener; false when it is of no use. */
-    bool adopt(std::unique_ptr<AudioInput> input);
-    void deliver(const SharedBlock& block);
-    void tellDeviceLost();
+    Mutex inputMutex_;
+    std::unique_ptr<AudioInput> input_; /**< of the capture thread; others interrupt it under the mutex */
+    AudioBlock captured_;
+    std::unique_ptr<BlockBuilder> builder_;
+    Hub<SharedBlock> hub_;
+};
 
-    const DeviceSpec device_;
-    std::unique_ptr<AudioInput> input_;  // of the capture thread; others may interrupt it while it runs
-    AudioFormat format_;                 // fixed once it runs
+/** A share of the microphone of the process. */
+class MicrophoneLease final : public Lease<MicrophoneSession> {
+  public:
+    /** Null, with a line, when the microphone does not open. `lost` is told of blocks that came too fast. */
+    static std::shared_ptr<MicrophoneLease> open(std::function<void(std::size_t)> lost);
 
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    Phase phase_ = Phase::opening;
-    bool unwanted_ = false;
-    bool deviceFree_ = false;
-    std::vector<AudioTap*> taps_;
+    ~MicrophoneLease() override { close(); }
+
+    AudioFormat format() const { return session().format(); }
+
+  private:
+    MicrophoneLease(std::shared_ptr<MicrophoneSession> session, std::function<void(std::size_t)> lost);
 };
 
 }  // namespace kep::host

@@ -29,16 +29,16 @@ SampleFramer::SampleFramer(AudioFormat from, AudioFormat to, AVSampleFormat samp
     converted_->ch_layout = toLayout;
 }
 
-void SampleFramer::add(const AudioBlock& block) {
-    const int room = swr_get_out_samples(resampler_.get(), static_cast<int>(block.frames()));
+void SampleFramer::add(const std::int16_t* samples, std::int64_t frames, SteadyTime stamp) {
+    const auto count = static_cast<int>(frames);
+    const int room = swr_get_out_samples(resampler_.get(), count);
     if (room > capacity_) makeRoom(room);
-    const auto* in = reinterpret_cast<const std::uint8_t*>(block.samples.data());
-    const int made =
-        swr_convert(resampler_.get(), converted_->extended_data, room, &in, static_cast<int>(block.frames()));
+    const auto* in = reinterpret_cast<const std::uint8_t*>(samples);
+    const int made = swr_convert(resampler_.get(), converted_->extended_data, room, &in, count);
     if (made < 0) return;
     av_audio_fifo_write(fifo_.get(), reinterpret_cast<void**>(converted_->extended_data), made);
     const std::chrono::nanoseconds held(swr_get_delay(resampler_.get(), 1000000000));
-    end_ = block.stamp + from_.duration(block.frames()) - held;
+    end_ = stamp + from_.duration(frames) - held;
 }
 
 void SampleFramer::makeRoom(int samples) {

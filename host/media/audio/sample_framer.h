@@ -21,7 +21,8 @@ class SampleFramer {
     /** Channels are one or two. @param frameSamples samples of each channel in a frame */
     SampleFramer(AudioFormat from, AudioFormat to, AVSampleFormat samples, int frameSamples);
 
-    void add(const AudioBlock& block);
+    /** Takes `frames` samples of each channel, the first of which was captured at `stamp`. */
+    void add(const std::int16_t* samples, std::int64_t frames, SteadyTime stamp);
     /** Moves the next frame into `planes`, which have room for it. False while there is none. */
     bool take(void** planes, SteadyTime& stamp);
 

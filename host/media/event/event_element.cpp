@@ -1,10 +1,9 @@
 #include "media/event/event_element.h"
 
-#include <pthread.h>
-
 #include <algorithm>
 #include <utility>
 
+#include "media/threads.h"
 #include "objects/log.h"
 
 namespace kep::host {
@@ -24,6 +23,9 @@ constexpr std::size_t kMostRecordings = 64;
 constexpr seconds kLongestGap(2);
 /** Without pictures for so long, and so long after its end, a clip awaits none any more. */
 constexpr seconds kPatience(5);
+
+/** How often a clip that nothing comes for has what waits before it given. */
+constexpr milliseconds kLook(500);
 
 /** The first element after `element` that writes clips. */
 ClipWriter* findWriter(const std::vector<Element*>& next) {
@@ -46,28 +48,28 @@ bool EventElement::up(State target) {
         return false;
     }
     {
-        const std::lock_guard lock(ringMutex_);
+        const MutexLock lock(ringMutex_);
         ring_.clear();
         lastPicture_ = Clock::now();
     }
     {
-        const std::lock_guard lock(postMutex_);
+        const MutexLock lock(postMutex_);
         running_ = true;
     }
     ending_ = false;
-    thread_ = std::thread([this] { work(); });
+    thread_ = startThread(Thread::event, [this] { work(); });
     return true;
 }
 
 bool EventElement::down(State target) {
     if (thread_.joinable()) {
         {
-            const std::lock_guard lock(postMutex_);
+            const MutexLock lock(postMutex_);
             running_ = false;
         }
         wake();
         thread_.join();
-        const std::lock_guard lock(ringMutex_);
+        const MutexLock lock(ringMutex_);
         ring_.clear();
     }
     return Element::down(target);
@@ -76,7 +78,7 @@ bool EventElement::down(State target) {
 void EventElement::take(const SharedPacket& packet, const Element&) {
     bool lacksKey = false;
     {
-        const std::lock_guard lock(ringMutex_);
+        const MutexLock lock(ringMutex_);
         countLost(ring_.push(packet));
         if (packet->isVideo()) lastPicture_ = Clock::now();
         lacksKey = packet->isVideo() && ring_.isEmpty();
@@ -103,7 +105,7 @@ void EventElement::countLost(const std::vector<SharedPacket>& dropped) {
 bool EventElement::post(const EventTrigger& trigger) {
     std::string refusal;
     {
-        const std::lock_guard lock(postMutex_);
+        const MutexLock lock(postMutex_);
         if (!running_) {
             refusal = "the service does not play";
         } else if (asked_ >= kMostRecordings) {
@@ -123,18 +125,14 @@ bool EventElement::post(const EventTrigger& trigger) {
 
 void EventElement::wake() {
     {
-        const std::lock_guard lock(postMutex_);
+        const MutexLock lock(postMutex_);
         if (running_ && asked_ == 0) return;
         wakes_ = true;
     }
-    woken_.notify_one();
+    woken_.notifyOne();
 }
 
 void EventElement::work() {
-    pthread_setname_np(pthread_self(), "event");
-    // Whoever wakes it goes on before it does.
-    const sched_param same{};
-    pthread_setschedparam(pthread_self(), SCHED_BATCH, &same);
     bool waits = true;
     SteadyTime first = SteadyTime::max();
     while (collect(first, waits)) {
@@ -147,7 +145,7 @@ void EventElement::work() {
             const auto current = at++;
             if (step != Step::complete && step != Step::failed) continue;
             close(*current, step);
-            const std::lock_guard lock(ringMutex_);
+            const MutexLock lock(ringMutex_);
             recordings_.erase(current);
         }
     }
@@ -157,12 +155,14 @@ void EventElement::work() {
 bool EventElement::collect(SteadyTime until, bool wait) {
     std::vector<EventTrigger> fresh;
     {
-        std::unique_lock lock(postMutex_);
-        const auto isWoken = [this] { return wakes_ || !running_; };
+        MutexLock lock(postMutex_);
+        const auto isWoken = [this]() REQUIRES(postMutex_) { return wakes_ || !running_; };
         if (wait && until == SteadyTime::max()) {
             woken_.wait(lock, isWoken);
-        } else if (wait) {
-            woken_.wait_until(lock, until, isWoken);
+        } else if (wait && !woken_.waitUntil(lock, std::min(until, Clock::now() + kLook), isWoken)) {
+            lock.unlock();
+            giveDue();
+            lock.lock();
         }
         wakes_ = false;
         fresh.swap(posted_);
@@ -170,7 +170,7 @@ bool EventElement::collect(SteadyTime until, bool wait) {
     }
     // A clip that follows can begin where this one ends.
     for (const EventTrigger& trigger : fresh) requestKeyFrame(trigger.end());
-    const std::lock_guard lock(ringMutex_);
+    const MutexLock lock(ringMutex_);
     for (const EventTrigger& trigger : fresh) {
         const SteadyTime::duration reach =
             std::max<SteadyTime::duration>(trigger.pre, Clock::now() - trigger.begin());
@@ -182,7 +182,7 @@ bool EventElement::collect(SteadyTime until, bool wait) {
 }
 
 SteadyTime EventElement::deadline(const Recording& recording) {
-    const std::lock_guard lock(ringMutex_);
+    const MutexLock lock(ringMutex_);
     return std::max(recording.trigger.end(), lastPicture_) + kPatience;
 }
 
@@ -200,7 +200,7 @@ EventElement::Step EventElement::begin(Recording& recording) {
     const EventTrigger& trigger = recording.trigger;
     bool late = false;
     {
-        std::unique_lock lock(ringMutex_);
+        MutexLock lock(ringMutex_);
         const std::optional<SteadyTime> shown = ring_.pictureAtOrBefore(trigger.begin());
         late = !shown || trigger.begin() - *shown > kLongestGap;
         const std::optional<std::uint64_t> key =
@@ -244,7 +244,7 @@ SharedPacket EventElement::nextPacket(Recording& recording) {
     std::array<std::size_t, 2> lost{};
     SharedPacket packet;
     {
-        const std::lock_guard lock(ringMutex_);
+        const MutexLock lock(ringMutex_);
         lost = std::exchange(recording.lost, {});
         recording.next = std::max(recording.next, ring_.first());
         if (recording.next < ring_.end()) packet = ring_.at(recording.next++).packet;
@@ -258,7 +258,7 @@ void EventElement::close(Recording& recording, Step how) {
     if (how == Step::complete && !recording.clip->finish()) how = Step::failed;
     recording.clip.reset();
     trace("clip " + recording.trigger.url + (how == Step::complete ? " is complete" : " is given up"));
-    const std::lock_guard lock(postMutex_);
+    const MutexLock lock(postMutex_);
     --asked_;
 }
 

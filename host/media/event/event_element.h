@@ -2,10 +2,8 @@
 #define KEP_HOST_EVENT_ELEMENT_H
 
 #include <array>
-#include <condition_variable>
 #include <list>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
@@ -39,9 +37,8 @@ struct EventTrigger {
  */
 class EventElement : public Element {
   public:
+    bool takesAtOnce() const override { return true; }
     void take(const SharedPacket& packet, const Element&) override;
-    /** The muxer behind it is given nothing of the stream. */
-    void takeFlush(const Element&) override {}
 
   protected:
     EventElement();
@@ -67,7 +64,7 @@ class EventElement : public Element {
     enum class Step { waits, goesOn, complete, failed };
 
     void wake();
-    void countLost(const std::vector<SharedPacket>& dropped);
+    void countLost(const std::vector<SharedPacket>& dropped) REQUIRES(ringMutex_);
     void work();
     bool collect(SteadyTime until, bool wait);
     Step advance(Recording& recording);
@@ -78,17 +75,17 @@ class EventElement : public Element {
     void tellRefusal(const EventTrigger& trigger, const std::string& reason);
     SteadyTime deadline(const Recording& recording);
 
-    std::mutex ringMutex_;
-    PacketRing ring_;
-    SteadyTime lastPicture_; /**< when it came */
+    Mutex ringMutex_;
+    PacketRing ring_ GUARDED_BY(ringMutex_);
+    SteadyTime lastPicture_ GUARDED_BY(ringMutex_); /**< when it came */
 
     // Held for moments only, as whoever triggers is not to wait.
-    std::mutex postMutex_;
-    std::condition_variable woken_;
-    std::vector<EventTrigger> posted_;
-    std::size_t asked_ = 0; /**< clips that are posted or being made */
-    bool wakes_ = false;
-    bool running_ = false;
+    Mutex postMutex_;
+    Condition woken_;
+    std::vector<EventTrigger> posted_ GUARDED_BY(postMutex_);
+    std::size_t asked_ GUARDED_BY(postMutex_) = 0; /**< clips that are posted or being made */
+    bool wakes_ GUARDED_BY(postMutex_) = false;
+    bool running_ GUARDED_BY(postMutex_) = false;
 
     // Owned by the clips' thread. take() walks the list under the ring's mutex, so it changes only under
     // that.

@@ -1,7 +1,5 @@
 #include <algorithm>
-#include <cstring>
 #include <memory>
-#include <optional>
 
 #include "media/audio/aac_encoder.h"
 #include "media/pipeline/element.h"
@@ -16,29 +14,34 @@ namespace {
 constexpr std::chrono::milliseconds kGap(100);
 constexpr int kDefaultRate = 48000;
 
-/** AAC-LC access units with ADTS headers, of the channels that come and of their sample rate if AAC has it.
+/**
+ * AAC-LC access units, of the channels that come and of their sample rate if AAC has it, or of the `rate` and
+ * `channels` that are set. With `adts=true` each has an ADTS header.
  */
 class EncoderAac final : public Element {
   public:
-    EncoderAac() { addWholeNumber(properties(), *this, "br", bitRate_, 8'000, 512'000); }
+    EncoderAac() {
+        addWholeNumber(properties(), *this, "br", bitRate_, AacEncoder::kLowestBitRate,
+                       AacEncoder::kHighestBitRate);
+        addWholeNumber(properties(), *this, "rate", rate_, 0, 96'000);
+        addWholeNumber(properties(), *this, "channels", channels_, 0, 2);
+        addFlag(properties(), "adts", adts_);
+    }
     ~EncoderAac() override { retire(); }
 
-    bool isPrompt() override { return givesPromptly(); }
-
     void take(const SharedPacket& packet, const Element&) override {
-        if (packet->isVideo() || packet->media->codec != AV_CODEC_ID_PCM_S16LE) {
+        const host::Media& raw = *packet->media;
+        if (raw.codec != AV_CODEC_ID_PCM_S16LE) {
             if (!failing_) KEP_HOST_ERROR(label() + " is given something else than samples");
             failing_ = true;
             return;
         }
-        auto block = std::make_shared<AudioBlock>();
-        block->format = {packet->media->sampleRate, packet->media->channels};
-        block->stamp = packet->stamp;
-        block->samples.resize(static_cast<std::size_t>(packet->size) / sizeof(std::int16_t));
-        std::memcpy(block->samples.data(), packet->bytes.get(), block->samples.size() * sizeof(std::int16_t));
-        const bool encoded =
-            prepare(*block) && encoder_->add(block, [this](const SharedFrame& unit) { hand(unit); });
-        end_ = block->stamp + block->format.duration(block->frames());
+        const AudioFormat format = {raw.sampleRate, raw.channels};
+        const auto frames = packet->size / static_cast<std::int64_t>(format.frameBytes());
+        const bool encoded = prepare(format, packet->stamp) &&
+                             encoder_->add(reinterpret_cast<const std::int16_t*>(packet->bytes.get()), frames,
+                                           packet->stamp, [this](const AacUnit& unit) { hand(unit); });
+        end_ = packet->stamp + format.duration(frames);
         if (encoded) return;
         encoder_.reset();
         tellLost(host::Media::Kind::audio, 1);
@@ -58,16 +61,18 @@ class EncoderAac final : public Element {
     }
 
   private:
-    bool prepare(const AudioBlock& block) {
-        const auto gap = block.stamp - end_;
-        if (encoder_ && block.format == format_ && gap < kGap && gap > -kGap) return true;
+    bool prepare(AudioFormat format, SteadyTime stamp) {
+        const auto gap = stamp - end_;
+        if (encoder_ && format == format_ && gap < kGap && gap > -kGap) return true;
         // What the old encoder still holds belongs before the gap and would get the time after it.
         encoder_.reset();
-        format_ = block.format;
-        const AudioFormat made = {isAacRate(format_.rate) ? format_.rate : kDefaultRate,
-                                  std::min(format_.channels, 2)};
+        format_ = format;
+        AudioFormat made = {isAacRate(format.rate) ? format.rate : kDefaultRate,
+                            std::min(format.channels, 2)};
+        if (rate_ > 0) made.rate = rate_;
+        if (channels_ > 0) made.channels = channels_;
         // A stream that cannot be encoded is told of once.
-        auto encoder = std::make_unique<AacEncoder>(format_, made, bitRate_);
+        auto encoder = std::make_unique<AacEncoder>(format, made, bitRate_, adts_);
         if (failing_ || !encoder->open()) return false;
         encoder_ = std::move(encoder);
         auto media = std::make_shared<host::Media>();
@@ -76,22 +81,26 @@ class EncoderAac final : public Element {
         media->sampleRate = made.rate;
         media->channels = made.channels;
         media->bitRate = bitRate_;
+        media->parameters = encoder_->config();
         media_ = std::move(media);
         return true;
     }
 
-    void hand(const SharedFrame& unit) {
-        constexpr std::int64_t kUnitSamples = 1024;
+    void hand(const AacUnit& unit) {
         auto packet = std::make_shared<MediaPacket>();
         packet->media = media_;
-        packet->stamp = unit->stamp;
-        packet->duration = AudioFormat{media_->sampleRate, media_->channels}.duration(kUnitSamples);
-        packet->size = unit->size;
-        packet->bytes = {unit, unit->data};
+        packet->stamp = unit.stamp;
+        packet->duration =
+            AudioFormat{media_->sampleRate, media_->channels}.duration(AacEncoder::kUnitSamples);
+        packet->size = unit.size;
+        packet->bytes = unit.bytes;
         give(packet);
     }
 
     std::atomic<int> bitRate_{128'000};
+    std::atomic<int> rate_{0};     /**< 0 for that of the samples */
+    std::atomic<int> channels_{0}; /**< the same */
+    std::atomic<bool> adts_{false};
 
     // Of the thread that brings the samples.
     std::unique_ptr<AacEncoder> encoder_;

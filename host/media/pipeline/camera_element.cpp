@@ -1,15 +1,13 @@
-#include <pthread.h>
-
-#include <condition_variable>
 #include <thread>
 
 #include "media/common/filming.h"
 #include "media/common/retry_pause.h"
 #include "media/pipeline/element.h"
 #include "media/pipeline/limits.h"
+#include "media/threads.h"
+#include "media/video/camera_session.h"
 #include "media/video/picture_scaler.h"
 #include "media/video/picture_size.h"
-#include "media/video/video_hub.h"
 #include "objects/class_registry.h"
 #include "objects/log.h"
 
@@ -18,9 +16,10 @@ namespace {
 
 /**
  * The camera's pictures in a size of their own, that of the camera where none is set. A camera that is lost
- * while it runs is looked for again: what records goes on when it is back.
+ * while it runs is looked for again, so that what records goes on when it is back; with `retry=false` the
+ * stream ends there.
  */
-class CameraElement final : public SourceElement, private TapListener {
+class CameraElement final : public SourceElement {
   public:
     CameraElement() {
         filmingBegins();
@@ -32,7 +31,9 @@ class CameraElement final : public SourceElement, private TapListener {
                     return true;
                 });
         }
-        addWholeNumber(properties(), *this, "fr", rate_, 1, 120);
+        properties().add<int>(
+            "fr", [this] { return rate_.load(); }, [this](int wanted) { return setRate(wanted); });
+        addFlag(properties(), "retry", retries_);
     }
     ~CameraElement() override { retire(); }
 
@@ -44,23 +45,27 @@ class CameraElement final : public SourceElement, private TapListener {
     bool up(State target) override {
         if (target != State::play) return true;
         if (!isSize()) return false;
-        auto tap = VideoHub::instance().open(rate_, delivered_, *this);
-        if (!tap) return false;
-        tap_ = std::move(tap);
-        stopping_ = false;
-        thread_ = std::thread([this] { work(); });
+        std::shared_ptr<CameraLease> lease = open();
+        if (!lease) return false;
+        {
+            const MutexLock lock(mutex_);
+            lease_ = std::move(lease);
+            isStopping_ = false;
+        }
+        thread_ = startThread(Thread::cameraElement, [this] { work(); });
         return true;
     }
 
     bool down(State) override {
+        std::shared_ptr<CameraLease> lease;
         {
-            const std::lock_guard lock(mutex_);
-            stopping_ = true;
-            if (tap_) tap_->close();
+            const MutexLock lock(mutex_);
+            isStopping_ = true;
+            lease.swap(lease_);
+            changed_.notifyAll();
         }
-        changed_.notify_all();
+        if (lease) lease->close();
         if (thread_.joinable()) thread_.join();
-        tap_.reset();
         return true;
     }
 
@@ -77,68 +82,93 @@ class CameraElement final : public SourceElement, private TapListener {
         return false;
     }
 
-    void work() {
-        pthread_setname_np(pthread_self(), "camera-element");
-        do {
-            const CameraFormat& camera = tap_->format();
-            auto media = std::make_shared<host::Media>();
-            media->codec = AV_CODEC_ID_RAWVIDEO;
-            media->width = width_ == kUnset ? camera.width : width_.load();
-            media->height = height_ == kUnset ? camera.height : height_.load();
-            media->frameRate = tap_->rate();
-            media->colours = camera.colours;
-            giveAll(media, *SharedScaler::forSize(media->width, media->height));
-        } while (reopen());
+    bool setRate(int wanted) {
+        if (!isWithin(*this, "fr", wanted, 1, kHighestRate)) return false;
+        rate_ = wanted;
+        if (const std::shared_ptr<CameraLease> current = lease()) current->setRate(wanted);
+        return true;
     }
 
-    void giveAll(const MediaPtr& media, SharedScaler& scaler) {
-        const auto giveOne = [&](const PicturePtr& picture) {
+    std::shared_ptr<CameraLease> open() {
+        return CameraLease::open(
+            rate_, delivered_,
+            {[this](std::size_t pictures) { tellLost(host::Media::Kind::video, pictures); }, nullptr});
+    }
+
+    std::shared_ptr<CameraLease> lease() {
+        const MutexLock lock(mutex_);
+        return lease_;
+    }
+
+    void work() {
+        do {
+            if (const std::shared_ptr<CameraLease> current = lease()) giveAll(*current);
+        } while (recover());
+    }
+
+    void giveAll(CameraLease& lease) {
+        MediaPtr media = describe(lease);
+        const auto scaler = SharedScaler::forSize(media->width, media->height);
+        announce(media);
+        for (PicturePtr picture; lease.pull(picture, true);) {
+            if (av_cmp_q(lease.rate(), media->frameRate) != 0) media = describe(lease);
             delivered_ = picture->number;
             auto packet = std::make_shared<MediaPacket>();
             packet->media = media;
             packet->stamp = picture->stamp;
-            packet->picture = scaler.scale(picture);
+            packet->number = picture->number;
+            packet->picture = scaler->scale(picture);
             if (packet->picture) {
                 give(packet);
             } else {
                 tellLost(host::Media::Kind::video, 1);
             }
-            return true;
-        };
-        tap_->serve(giveOne, [this] { return givesPromptly(); });
-    }
-
-    /** Waits until the camera is there again; false when the element is to stop. */
-    bool reopen() {
-        for (RetryPause pause;;) {
-            {
-                std::unique_lock lock(mutex_);
-                const auto until = std::chrono::steady_clock::now() + pause.next();
-                if (changed_.wait_until(lock, until, [this] { return stopping_; })) return false;
-            }
-            auto tap = VideoHub::instance().open(rate_, delivered_, *this);
-            if (!tap) continue;
-            const std::lock_guard lock(mutex_);
-            tap_.swap(tap);
-            return !stopping_;
         }
     }
 
-    void picturesLost(std::size_t count) override { tellLost(host::Media::Kind::video, count); }
-    void cameraLost(const std::string& device) override {
-        tell("deviceLost", "media=video,device={" + device + "}");
+    MediaPtr describe(const CameraLease& lease) const {
+        const CameraFormat& camera = lease.format();
+        auto media = std::make_shared<host::Media>();
+        media->codec = AV_CODEC_ID_RAWVIDEO;
+        media->width = width_ == kUnset ? camera.width : width_.load();
+        media->height = height_ == kUnset ? camera.height : height_.load();
+        media->frameRate = lease.rate();
+        media->colours = camera.colours;
+        return media;
+    }
+
+    /** Waits until the camera is there again; false when the element is to stop. */
+    bool recover() {
+        if (const std::shared_ptr<CameraLease> current = lease(); current && current->isLost())
+            tellDeviceLost(host::Media::Kind::video, current->device());
+        if (!retries_) return false;
+        for (RetryPause pause;;) {
+            {
+                MutexLock lock(mutex_);
+                if (changed_.waitFor(lock, pause.next(), [this]() REQUIRES(mutex_) { return isStopping_; }))
+                    return false;
+            }
+            std::shared_ptr<CameraLease> found = open();
+            if (!found) continue;
+            const MutexLock lock(mutex_);
+            if (isStopping_) return false;
+            lease_.swap(found);
+            return true;
+        }
     }
 
     static constexpr int kUnset = -1;
     std::atomic<int> width_{kUnset};
     std::atomic<int> height_{kUnset};
     std::atomic<int> rate_{30};
+    std::atomic<bool> retries_{true};
+
     std::int64_t delivered_ = -1; /**< number of the newest picture given; of the thread while it runs */
 
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    bool stopping_ = false;
-    std::unique_ptr<VideoTap> tap_; /**< replaced by the thread alone, under the mutex */
+    Mutex mutex_;
+    Condition changed_;
+    bool isStopping_ GUARDED_BY(mutex_) = false;
+    std::shared_ptr<CameraLease> lease_ GUARDED_BY(mutex_);
     std::thread thread_;
 };
 

@@ -63,24 +63,22 @@ void Element::give(const SharedPacket& packet) {
     for (const SteadyTime at : outlet_->takeKeyFrameRequests()) requestKeyFrame(at);
 }
 
-bool Element::givesPromptly() const {
-    return std::all_of(next_.begin(), next_.end(), [](Element* after) { return after->isPrompt(); });
+void Element::giveDue() {
+    for (Element* const before : previous_) before->giveDue();
 }
 
-std::chrono::milliseconds Element::lagAllowedByNext() const {
-    if (next_.empty() || outlet_) return {};
-    const auto less = [](const Element* one, const Element* other) {
-        return one->allowedLag() < other->allowedLag();
-    };
-    return (*std::min_element(next_.begin(), next_.end(), less))->allowedLag();
+bool Element::nextTakeAtOnce() const {
+    return std::all_of(next_.begin(), next_.end(), [](const Element* after) { return after->takesAtOnce(); });
+}
+
+void Element::announce(const MediaPtr& media) const {
+    for (Element* const after : next_) {
+        if (after->takes(media->kind)) after->expect(media);
+    }
 }
 
 void Element::giveCut() const {
     for (Element* next : next_) next->takeCut(*this);
-}
-
-void Element::giveFlush() const {
-    for (Element* next : next_) next->takeFlush(*this);
 }
 
 void Element::tell(const char* name, const std::string& attributes) {
@@ -94,6 +92,23 @@ void Element::tellLost(Media::Kind kind, std::size_t lost) {
     const std::size_t total = lost_[video ? 0 : 1] += lost;
     tell("frameLost", std::string("media=") + (video ? "video" : "audio") + ",lost=" + std::to_string(lost) +
                           ",total=" + std::to_string(total));
+}
+
+void Element::tellLost(const std::vector<SharedPacket>& lost) {
+    std::size_t pictures = 0;
+    std::size_t all = 0;
+    for (const SharedPacket& packet : lost) {
+        if (!packet) continue;
+        ++all;
+        if (packet->isVideo()) ++pictures;
+    }
+    tellLost(Media::Kind::video, pictures);
+    tellLost(Media::Kind::audio, all - pictures);
+}
+
+void Element::tellDeviceLost(Media::Kind kind, const std::string& device) {
+    const bool video = kind == Media::Kind::video;
+    tell("deviceLost", std::string("media=") + (video ? "video" : "audio") + ",device={" + device + "}");
 }
 
 void Element::tellFailed(const std::string& url, const std::string& reason, const std::string& kept) {

@@ -3,7 +3,6 @@
 
 #include <array>
 #include <atomic>
-#include <chrono>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -35,9 +34,9 @@ class KEP_API Element : public ObjectImpl {
     /** The stream is cut here: what follows belongs to another file. As it stands here it is passed on. */
     virtual void takeCut(const Element&) { giveCut(); }
 
-    /** What was given so far is to be brought to safety: what follows it is held up. As it stands here it is
-     * passed on. */
-    virtual void takeFlush(const Element&) { giveFlush(); }
+    /** What will come is of this media, as far as is known: time to set up what takes long. Called by the
+     * thread that gives, before the first packet. As it stands here it is passed on. */
+    virtual void expect(const MediaPtr& media) { announce(media); }
 
     /**
      * A key frame is wanted at `at`, or as soon as one can be made when that is past. Goes up the stream to
@@ -50,16 +49,14 @@ class KEP_API Element : public ObjectImpl {
     virtual bool isFed() const { return true; }
 
     /**
-     * Whether take() would return without having waited for another thread, in this element and all after it.
-     * Asked on the thread that gives, and true until it has given a packet.
+     * Whether take() neither waits nor works for long, here and in all elements after this one. A queue
+     * before such an element needs no thread. Asked when the elements after this one are up.
      */
-    virtual bool isPrompt() { return false; }
+    virtual bool takesAtOnce() const { return false; }
 
-    /**
-     * How long packets may be gathered before they are given to this element, as it would gather them itself
-     * or nobody sees the difference. Asked when the element before it goes up.
-     */
-    virtual std::chrono::milliseconds allowedLag() const { return {}; }
+    /** What waits for a time that has come is to be given. Goes up the stream, from a thread of an element
+     * that nothing has come to for a while. */
+    virtual void giveDue();
 
     /** Links `next` after this element. Only while both are down. */
     virtual bool link(Element& next);
@@ -74,12 +71,9 @@ class KEP_API Element : public ObjectImpl {
     /** Gives a packet to every element after this one that takes its media. */
     void give(const SharedPacket& packet);
     void giveCut() const;
-    void giveFlush() const;
-
-    /** Whether a packet would be given without waiting for another thread. */
-    bool givesPromptly() const;
-    /** How long packets may be gathered before they are given. */
-    std::chrono::milliseconds lagAllowedByNext() const;
+    void announce(const MediaPtr& media) const;
+    /** Whether what is given is taken at once. */
+    bool nextTakeAtOnce() const;
 
     const std::vector<Element*>& next() const { return next_; }
     const std::vector<Element*>& previous() const { return previous_; }
@@ -88,6 +82,9 @@ class KEP_API Element : public ObjectImpl {
     void tell(const char* name, const std::string& attributes);
     /** Counts packets that this element had to drop, and sends `name=frameLost` upward; nothing for none. */
     void tellLost(Media::Kind kind, std::size_t lost);
+    void tellLost(const std::vector<SharedPacket>& lost);
+    /** Sends `name=deviceLost` upward. */
+    void tellDeviceLost(Media::Kind kind, const std::string& device);
 
     /** Sends `name=failed,media=file` upward, of a file that is not made or only in part. `url` is empty when
      * it has none; `kept` is the URL of the part, empty when there is none. */

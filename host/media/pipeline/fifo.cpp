@@ -1,21 +1,19 @@
-#include <pthread.h>
-
-#include <mutex>
 #include <thread>
 
-#include "media/common/relay.h"
+#include "media/hub/group_queue.h"
 #include "media/pipeline/element.h"
 #include "media/pipeline/limits.h"
+#include "media/threads.h"
 #include "objects/class_registry.h"
 
 namespace kep::host {
 namespace {
 
 /**
- * A bounded queue and the thread behind it, which what is handed on in no time does not need. When it is full
- * it makes the element before it wait, so that what is lost is lost at the source, whose queue is bounded
- * too; with `leaky=true` it drops whole groups itself, oldest first. On the way down it hands on all that it
- * holds.
+ * A bounded queue and the thread behind it. When it is full it makes the element before it wait, so that what
+ * is lost is lost at the source, whose queue is bounded too; with `leaky=true` it drops whole groups itself,
+ * oldest first. On the way down it hands on all that it holds. Before elements that take at once, and with a
+ * single element before it, there is nothing to queue: it hands on where it is given.
  */
 class Fifo final : public Element {
   public:
@@ -26,59 +24,73 @@ class Fifo final : public Element {
     }
     ~Fifo() override { retire(); }
 
-    /** What has room now has it still when the one who asked gives, unless others give too. */
-    bool isPrompt() override { return leaky_ || (previous().size() == 1 && relay_.queue().hasRoom()); }
+    bool takesAtOnce() const override { return !queues_ || leaky_; }
 
     void take(const SharedPacket& packet, const Element&) override {
+        if (!queues_) {
+            give(packet);
+            return;
+        }
         const std::size_t weight = packet->weight();
-        const std::lock_guard lock(entry_);
-        if (!leaky_) relay_.queue().waitForRoom(weight);
-        const auto pushed = relay_.bring(packet, groups_.begins(*packet), weight, kBriefly);
-        tellLost(packet->media->kind, pushed.lost);
+        GroupQueue<SharedPacket>::PushResult pushed;
+        {
+            const MutexLock lock(entry_);
+            if (!leaky_) queue_.waitForRoom(weight);
+            pushed = queue_.push(packet, groups_.begins(*packet), weight);
+        }
+        tellLost(pushed.dropped);
         if (pushed.awaitsKey && packet->isVideo()) requestKeyFrame(packet->stamp);
     }
 
     void takeCut(const Element&) override {
-        const std::lock_guard lock(entry_);
-        if (!leaky_) relay_.queue().waitForRoom(0);
-        relay_.queue().push({}, false, 0);
+        if (!queues_) {
+            giveCut();
+            return;
+        }
+        const MutexLock lock(entry_);
+        if (!leaky_) queue_.waitForRoom(0);
+        queue_.push(nullptr, false, 0);
     }
 
   protected:
     bool up(State target) override {
         if (target != State::play) return true;
-        groups_ = {};
-        relay_.queue().open({static_cast<std::size_t>(max_), static_cast<std::size_t>(bytes_)});
-        thread_ = std::thread([this] { work(); });
+        queues_ = !nextTakeAtOnce() || previous().size() > 1;
+        if (!queues_) return true;
+        {
+            const MutexLock lock(entry_);
+            groups_ = {};
+        }
+        queue_.open({static_cast<std::size_t>(max_), static_cast<std::size_t>(bytes_)});
+        thread_ = startThread(Thread::fifo, [this] { work(); });
         return true;
     }
 
     bool down(State) override {
         if (!thread_.joinable()) return true;
-        relay_.queue().finish();
+        queue_.finish();
         thread_.join();
         return true;
     }
 
   private:
     void work() {
-        pthread_setname_np(pthread_self(), "fifo");
-        const auto handOn = [this](const SharedPacket& packet) {
+        for (SharedPacket packet; queue_.pull(packet, true);) {
             if (packet) {
                 give(packet);
             } else {
                 giveCut();
             }
-        };
-        relay_.serve(handOn, [this] { return givesPromptly(); });
+        }
     }
 
     std::atomic<int> max_{64};
     std::atomic<int> bytes_{64 << 20};
     std::atomic<bool> leaky_{false};
-    Relay<SharedPacket> relay_{{1, 1}};
-    std::mutex entry_; /**< one packet after the other, of however many elements before it */
-    GroupSense groups_;
+    bool queues_ = false; /**< fixed while it is up */
+    GroupQueue<SharedPacket> queue_{{1, 1}};
+    Mutex entry_; /**< one packet after the other, of however many elements before it */
+    GroupSense groups_ GUARDED_BY(entry_);
     std::thread thread_;
 };
 

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "media/hub/rate_gate.h"
 #include "media/pipeline/element.h"
 #include "media/pipeline/limits.h"
 #include "objects/class_registry.h"
@@ -8,41 +9,26 @@
 namespace kep::host {
 namespace {
 
-using std::chrono::nanoseconds;
-
 /** Lets no more than `fr` pictures of a second pass. Sound passes. */
 class FrameRateCtrl final : public Element {
   public:
     FrameRateCtrl() { addWholeNumber(properties(), *this, "fr", rate_, 1, 1000); }
 
-    bool isPrompt() override { return givesPromptly(); }
+    bool takesAtOnce() const override { return nextTakeAtOnce(); }
 
     void take(const SharedPacket& packet, const Element&) override {
-        if (!packet->isVideo() || isDue(packet->stamp)) give(packet);
+        if (!packet->isVideo() || gate_.passes(packet->stamp, rate_)) give(packet);
     }
 
   protected:
     bool up(State) override {
-        due_ = last_ = {};
+        gate_ = {};
         return true;
     }
 
   private:
-    bool isDue(SteadyTime stamp) {
-        const nanoseconds period = nanoseconds(1'000'000'000) / rate_.load();
-        const nanoseconds interval = stamp - last_;
-        last_ = stamp;
-        // Of the pictures about a due time the nearest is taken; a rate about that of the source takes them
-        // all, whatever their jitter.
-        if (stamp + std::clamp(interval, nanoseconds(0), period) / 2 < due_) return false;
-        due_ += period;
-        if (due_ <= stamp) due_ = stamp + period;
-        return true;
-    }
-
     std::atomic<int> rate_{30};
-    SteadyTime due_;
-    SteadyTime last_;
+    RateGate gate_;
 };
 
 /** Drops `a` of every `b` pictures, evenly: `dr=a/b`. A count of 0 or less drops none. Sound passes. */
@@ -52,13 +38,13 @@ class FrameDroper final : public Element {
         properties().add<std::string>(
             "dr",
             [this] {
-                const std::lock_guard lock(mutex_);
+                const MutexLock lock(mutex_);
                 return std::to_string(drops_) + "/" + std::to_string(of_);
             },
             [this](const std::string& text) { return setRatio(text); });
     }
 
-    bool isPrompt() override { return givesPromptly(); }
+    bool takesAtOnce() const override { return nextTakeAtOnce(); }
 
     void take(const SharedPacket& packet, const Element&) override {
         if (!packet->isVideo() || passes()) give(packet);
@@ -76,7 +62,7 @@ class FrameDroper final : public Element {
             KEP_HOST_ERROR(label() + ": dr=" + text + " is no number of pictures out of a larger one");
             return false;
         }
-        const std::lock_guard lock(mutex_);
+        const MutexLock lock(mutex_);
         drops_ = drops;
         of_ = of;
         sum_ = 0;
@@ -84,17 +70,17 @@ class FrameDroper final : public Element {
     }
 
     bool passes() {
-        const std::lock_guard lock(mutex_);
+        const MutexLock lock(mutex_);
         sum_ += std::max(drops_, 0);
         if (sum_ < of_) return true;
         sum_ -= of_;
         return false;
     }
 
-    std::mutex mutex_;
-    int drops_ = 0;
-    int of_ = 1;
-    int sum_ = 0;
+    Mutex mutex_;
+    int drops_ GUARDED_BY(mutex_) = 0;
+    int of_ GUARDED_BY(mutex_) = 1;
+    int sum_ GUARDED_BY(mutex_) = 0;
 };
 
 const ClassRegistration<FrameRateCtrl> rateControl("FrameRateCtrl");

@@ -24,10 +24,4 @@ void Media::toString(std::string& text) const {
     text = attributes.ToString(false);
 }
 
-std::size_t MediaPacket::weight() const {
-    if (!picture) return static_cast<std::size_t>(size);
-    return static_cast<std::size_t>(picture->frame->width) *
-           static_cast<std::size_t>(picture->frame->height) * 3 / 2;
-}
-
 }  // namespace kep::host

@@ -50,7 +50,8 @@ class KEP_API MediaPacket final : public stream::Packet {
     SteadyTime stamp;                     /**< capture time of the picture or of the first sample */
     std::chrono::nanoseconds duration{0}; /**< 0 when it is not known */
     bool key = true;
-    PicturePtr picture; /**< of raw video; the bytes below are then those of no one */
+    std::int64_t number = 0; /**< of the camera's picture; 0 for sound */
+    PicturePtr picture;      /**< of raw video; the bytes below are then those of no one */
     std::shared_ptr<const std::uint8_t> bytes;
     int size = 0;
 
@@ -63,10 +64,14 @@ class KEP_API MediaPacket final : public stream::Packet {
 
     bool isVideo() const { return media->kind == host::Media::Kind::video; }
     /** What the packet costs a queue that is bounded in bytes. */
-    std::size_t weight() const;
+    std::size_t weight() const { return picture ? weightOf(picture) : static_cast<std::size_t>(size); }
 };
 
 using SharedPacket = std::shared_ptr<const MediaPacket>;
+
+inline std::size_t weightOf(const SharedPacket& packet) {
+    return packet->weight();
+}
 
 /** Finds where a stream may be cut. Where there is video, sound alone begins no group. */
 class GroupSense {

@@ -6,110 +6,95 @@
 
 namespace kep::host {
 
+bool Inlet::wants(const SharedPacket& packet) {
+    begins_ = groups_.begins(*packet);
+    // What comes before the first group is nothing that this listener has lost.
+    begun_ = begun_ || begins_;
+    if (!begun_) lacksKey(packet);
+    return begun_;
+}
+
+void Inlet::lacksKey(const SharedPacket& packet) {
+    if (packet->isVideo()) keyFrames_->add(packet->stamp);
+}
+
 void Outlet::setDemand(Demand demand) {
-    const std::lock_guard demandLock(demandMutex_);
+    MutexLock lock(demandMutex_);
+    waitForChange(lock);
     demand_ = std::move(demand);
 }
 
 void Outlet::keepPast(std::chrono::milliseconds past) {
-    const std::lock_guard lock(mutex_);
-    past_.setLength(past);
-    past_.clear();
+    hub_.withPast([past](Past& kept) {
+        kept.ring.setLength(past);
+        kept.clear();
+    });
 }
 
 void Outlet::give(const SharedPacket& packet) {
-    const std::lock_guard lock(mutex_);
-    if (past_.length().count() > 0) {
-        past_.push(packet);
-        // A group that is too long to be kept.
-        if (packet->isVideo() && past_.isEmpty()) requestKeyFrame(packet->stamp);
-    }
-    for (Inlet* const inlet : inlets_) hand(*inlet, packet);
-}
-
-void Outlet::tell(const std::string& message) {
-    const std::lock_guard lock(mutex_);
-    for (const Inlet* const inlet : inlets_) {
-        if (inlet->onMessage) inlet->onMessage(message);
-    }
-}
-
-void Outlet::hand(Inlet& inlet, const SharedPacket& packet) {
-    const bool begins = inlet.groups_.begins(*packet);
-    // What comes before the first group is nothing that this listener has lost.
-    inlet.begun_ = inlet.begun_ || begins;
-    if (!inlet.begun_) {
-        if (packet->isVideo()) requestKeyFrame(packet->stamp);
-        return;
-    }
-    const auto pushed = inlet.relay.bring(packet, begins, packet->weight(), kBriefly);
-    if (pushed.awaitsKey && packet->isVideo()) requestKeyFrame(packet->stamp);
-    if (pushed.lost && inlet.onLost) inlet.onLost(packet->media->kind, pushed.lost);
+    hub_.publish(packet);
+    if (!packet->isVideo()) return;
+    // A group that is too long to be kept.
+    const bool lacksKey =
+        hub_.withPast([](Past& kept) { return kept.ring.length().count() > 0 && kept.ring.isEmpty(); });
+    if (lacksKey) requestKeyFrame(packet->stamp);
 }
 
 bool Outlet::attach(Inlet& inlet) {
-    const std::lock_guard demandLock(demandMutex_);
-    {
-        const std::lock_guard lock(mutex_);
-        if (ended_) return false;
-        inlet.relay.queue().open();
-        inlet.groups_ = {};
-        inlet.begun_ = false;
-        for (std::uint64_t i = past_.first(); i < past_.end(); ++i) hand(inlet, past_.at(i).packet);
-        inlets_.push_back(&inlet);
+    inlet.keyFrames_ = &keyFrames_;
+    inlet.groups_ = {};
+    inlet.begun_ = false;
+    if (!hub_.subscribe(inlet)) return false;
+    if (!raise()) {
+        hub_.unsubscribe(inlet);
+        return false;
     }
-    if (raise()) return true;
-    withdraw(inlet);
-    return false;
-}
-
-bool Outlet::withdraw(Inlet& inlet) {
-    const std::lock_guard lock(mutex_);
-    return std::erase(inlets_, &inlet) > 0;
+    if (inlet.worksAtOnce()) inlet.pump();
+    return true;
 }
 
 void Outlet::detach(Inlet& inlet) {
-    const std::lock_guard demandLock(demandMutex_);
-    if (withdraw(inlet)) lower();
-}
-
-bool Outlet::hold() {
-    const std::lock_guard demandLock(demandMutex_);
-    return raise();
-}
-
-void Outlet::release() {
-    const std::lock_guard demandLock(demandMutex_);
-    lower();
+    if (hub_.unsubscribe(inlet)) lower();
 }
 
 bool Outlet::raise() {
-    if (holders_++ > 0 || !demand_ || demand_(true)) return true;
-    --holders_;
-    return false;
+    {
+        MutexLock lock(demandMutex_);
+        waitForChange(lock);
+        if (holders_++ > 0 || !demand_) return true;
+        isChanging_ = true;
+    }
+    return change(true);
 }
 
 void Outlet::lower() {
-    if (--holders_ > 0 || !demand_) return;
-    demand_(false);
-    // What comes when it is raised again does not follow on it.
-    const std::lock_guard lock(mutex_);
-    past_.clear();
-}
-
-void Outlet::end() {
-    const std::lock_guard lock(mutex_);
-    ended_ = true;
-    for (Inlet* const inlet : inlets_) {
-        if (inlet->onEnd) inlet->onEnd();
-        inlet->relay.queue().finish();
+    {
+        MutexLock lock(demandMutex_);
+        waitForChange(lock);
+        if (--holders_ > 0 || !demand_) return;
+        isChanging_ = true;
     }
-    past_.clear();
+    change(false);
+    // What comes when it is raised again does not follow on it.
+    hub_.withPast([](Past& kept) { kept.clear(); });
 }
 
-bool Outlet::hasEnded() const {
-    const std::lock_guard lock(mutex_);
-    return ended_;
+void Outlet::waitForChange(MutexLock& lock) {
+    changed_.wait(lock, [this]() REQUIRES(demandMutex_) { return !isChanging_; });
+}
+
+bool Outlet::change(bool wanted) {
+    Demand demand;
+    {
+        const MutexLock lock(demandMutex_);
+        demand = demand_;
+    }
+    const bool done = demand(wanted);
+    const MutexLock lock(demandMutex_);
+    if (wanted && !done) --holders_;
+    isChanging_ = false;
+    changed_.notifyAll();
+    return done;
 }
 
 OutletNames& OutletNames::instance() {
@@ -119,18 +104,18 @@ OutletNames& OutletNames::instance() {
 }
 
 void OutletNames::add(const std::string& name, std::shared_ptr<Outlet> outlet) {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     entries_.push_back({foldedName(name), std::move(outlet)});
 }
 
 void OutletNames::remove(const Outlet* outlet) {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     std::erase_if(entries_, [outlet](const Entry& entry) { return entry.outlet.get() == outlet; });
 }
 
 std::shared_ptr<Outlet> OutletNames::find(const std::string& name) {
     const std::string folded = foldedName(name);
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     const auto found = std::find_if(entries_.rbegin(), entries_.rend(),
                                     [&](const Entry& entry) { return entry.name == folded; });
     return found == entries_.rend() ? nullptr : found->outlet;

@@ -4,35 +4,56 @@
 #include <chrono>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
-#include "media/common/key_frame_requests.h"
-#include "media/common/relay.h"
+#include "media/hub/hub.h"
+#include "media/hub/key_frame_requests.h"
 #include "media/pipeline/packet_ring.h"
 
 namespace kep::host {
 
 /** A listener's end: its own bounded queue, and what it wants to be told on the giver's thread. */
-struct Inlet {
-    static constexpr std::size_t mostBytes = 32U << 20;
+class KEP_API Inlet final : public Subscription<SharedPacket> {
+  public:
+    static constexpr std::size_t kMostBytes = 32U << 20;
 
-    Relay<SharedPacket> relay{{8192, mostBytes}};
-    std::function<void(Media::Kind, std::size_t)>
-        onLost; /**< the listener was too slow for so many packets */
+    Inlet() : Subscription({8192, kMostBytes}) {}
+
+    /** The listener was too slow for these. */
+    std::function<void(const std::vector<SharedPacket>&)> onLost;
     std::function<void(const std::string& message)> onMessage; /**< what the pipeline's elements tell */
     std::function<void()> onEnd;                               /**< nothing more will come */
+    /** Takes a packet on the giver's thread, at once; without it the listener pulls from the queue. */
+    std::function<void(const SharedPacket&)> onPacket;
 
   private:
     friend class Outlet;
+
+    bool wants(const SharedPacket& packet) override;
+    bool beginsGroup(const SharedPacket&) override { return begins_; }
+    void lacksKey(const SharedPacket& packet) override;
+    void lost(const std::vector<SharedPacket>& dropped) override {
+        if (onLost) onLost(dropped);
+    }
+    void told(const std::string& message) override {
+        if (onMessage) onMessage(message);
+    }
+    void ended() override {
+        if (onEnd) onEnd();
+    }
+    bool worksAtOnce() const override { return onPacket != nullptr; }
+    void work(const SharedPacket& packet) override { onPacket(packet); }
+
+    KeyFrameRequests* keyFrames_ = nullptr; /**< of the outlet */
     GroupSense groups_;
+    bool begins_ = false;
     bool begun_ = false;
 };
 
 /**
- * The end of a pipeline, to which others attach while it runs. Each has a queue of its own: a slow one loses
- * its own oldest groups and holds back nobody. It outlives its pipeline for as long as somebody holds it.
+ * The end of a pipeline, to which others attach while it runs. It outlives its pipeline for as long as
+ * somebody holds it.
  */
 class KEP_API Outlet {
   public:
@@ -47,7 +68,7 @@ class KEP_API Outlet {
     /** Hands a packet to all listeners. Never waits for one of them. */
     void give(const SharedPacket& packet);
     /** Hands all listeners a message. */
-    void tell(const std::string& message);
+    void tell(const std::string& message) { hub_.tell(message); }
 
     /** Asks for a key frame on behalf of a listener; passed on with the next packet. */
     void requestKeyFrame(SteadyTime at) { keyFrames_.add(at); }
@@ -61,30 +82,41 @@ class KEP_API Outlet {
     void detach(Inlet& inlet);
 
     /** Keeps what feeds the outlet running although nobody listens. */
-    bool hold();
-    void release();
+    bool hold() { return raise(); }
 
     /** The pipeline is no more: every listener is told. */
-    void end();
-    bool hasEnded() const;
+    void end() { hub_.end(); }
+    bool hasEnded() const { return hub_.hasEnded(); }
 
   private:
-    void hand(Inlet& inlet, const SharedPacket& packet);
-    bool withdraw(Inlet& inlet);
+    struct Past {
+        void push(const SharedPacket& packet) {
+            if (ring.length().count() > 0) ring.push(packet);
+        }
+        template <class Function>
+        void forEach(const Function& function) const {
+            for (std::uint64_t i = ring.first(); i < ring.end(); ++i) function(ring.at(i).packet);
+        }
+        void clear() { ring.clear(); }
+
+        // Less than an inlet takes, so that replay never overflows one.
+        PacketRing ring{std::chrono::nanoseconds(0), 24U << 20};
+    };
+
     bool raise();
     void lower();
+    /** Calls the demand, with no lock held; isChanging_ keeps others from it meanwhile. */
+    bool change(bool wanted) EXCLUDES(demandMutex_);
+    void waitForChange(MutexLock& lock) REQUIRES(demandMutex_);
 
-    std::mutex demandMutex_; /**< one attach or detach at a time; taken before mutex_ */
-    Demand demand_;
-    int holders_ = 0;
+    Mutex demandMutex_;
+    Condition changed_;
+    Demand demand_ GUARDED_BY(demandMutex_);
+    int holders_ GUARDED_BY(demandMutex_) = 0;
+    bool isChanging_ GUARDED_BY(demandMutex_) = false;
 
     KeyFrameRequests keyFrames_;
-
-    mutable std::mutex mutex_;
-    std::vector<Inlet*> inlets_;
-    bool ended_ = false;
-    // Less than an inlet takes, so that nobody loses of the past that he is handed.
-    PacketRing past_{std::chrono::nanoseconds(0), 24U << 20};
+    Hub<SharedPacket, Past> hub_;
 };
 
 /** The ends of the pipelines that have a name, for all applications of the process. */
@@ -103,8 +135,8 @@ class KEP_API OutletNames {
         std::shared_ptr<Outlet> outlet;
     };
 
-    std::mutex mutex_;
-    std::vector<Entry> entries_;
+    Mutex mutex_;
+    std::vector<Entry> entries_ GUARDED_BY(mutex_);
 };
 
 }  // namespace kep::host

@@ -1,10 +1,9 @@
-#include <pthread.h>
-
-#include <mutex>
 #include <thread>
+#include <utility>
 
 #include "media/common/filming.h"
 #include "media/pipeline/pipeline.h"
+#include "media/threads.h"
 #include "objects/class_registry.h"
 #include "objects/creation.h"
 #include "objects/log.h"
@@ -17,15 +16,15 @@ namespace {
 /**
  * Brings in what another pipeline gives at its end: `connect={type=pipeline,name=X}` attaches to the one of
  * that name, `connect={type=pipeline,layout={...},name=Y}` makes one of its own, which it starts and stops.
- * Between the two is a queue bounded in bytes; a chain that does not keep up loses whole groups, oldest
- * first.
+ * Between the two is a queue bounded in bytes, with a thread behind it; a chain that does not keep up loses
+ * whole groups, oldest first. What takes at once is given packets where the other pipeline gives them.
  */
 class ShmSource final : public SourceElement {
   public:
     ShmSource() {
         filmingBegins();
         reserveAttributes({"connect"});
-        inlet_.onLost = [this](host::Media::Kind kind, std::size_t lost) { tellLost(kind, lost); };
+        inlet_.onLost = [this](const std::vector<SharedPacket>& lost) { tellLost(lost); };
         inlet_.onMessage = [this](const std::string& text) {
             TextMessage message(text.c_str());
             sendMessage(message);
@@ -42,8 +41,7 @@ class ShmSource final : public SourceElement {
 
     /** May come before this element is up, as those behind it are up earlier. */
     void requestKeyFrame(SteadyTime at) override {
-        const std::lock_guard lock(outletMutex_);
-        if (outlet_) outlet_->requestKeyFrame(at);
+        if (const std::shared_ptr<Outlet> outlet = this->outlet()) outlet->requestKeyFrame(at);
     }
 
   protected:
@@ -51,7 +49,7 @@ class ShmSource final : public SourceElement {
 
     bool up(State target) override {
         if (target != State::play) return ObjectImpl::up(target);
-        std::shared_ptr<Outlet> outlet = outlet_;
+        std::shared_ptr<Outlet> outlet = this->outlet();
         if (outlet && outlet->hasEnded()) outlet = OutletNames::instance().find(partner_);
         if (!outlet) {
             KEP_HOST_ERROR(label() + ": there is no pipeline \"" + partner_ + "\"");
@@ -62,9 +60,13 @@ class ShmSource final : public SourceElement {
             KEP_HOST_ERROR(label() + ": pipeline \"" + partner_ + "\" cannot listen to itself");
             return false;
         }
+        const bool pulls = !nextTakeAtOnce();
+        inlet_.onPacket = nullptr;
+        if (!pulls) inlet_.onPacket = [this](const SharedPacket& packet) { give(packet); };
         // Before the own pipeline starts, so that its first picture is not missed.
         if (!outlet->attach(inlet_)) return false;
-        thread_ = std::thread([this] { work(); });
+        isAttached_ = true;
+        if (pulls) thread_ = startThread(Thread::shmSource, [this] { work(); });
         if (ObjectImpl::up(target)) return true;
         leave();
         return false;
@@ -107,8 +109,12 @@ class ShmSource final : public SourceElement {
     }
 
     void setOutletToHear(const std::shared_ptr<Outlet>& outlet) {
-        const std::lock_guard lock(outletMutex_);
+        const MutexLock lock(outletMutex_);
         outlet_ = outlet;
+    }
+    std::shared_ptr<Outlet> outlet() {
+        const MutexLock lock(outletMutex_);
+        return outlet_;
     }
 
     /** Whether what this gives ends up there. */
@@ -121,23 +127,22 @@ class ShmSource final : public SourceElement {
     }
 
     void work() {
-        pthread_setname_np(pthread_self(), "shm-source");
-        inlet_.relay.serve([this](const SharedPacket& packet) { give(packet); },
-                           [this] { return givesPromptly(); });
+        for (SharedPacket packet; inlet_.queue().pull(packet, true);) give(packet);
     }
 
     /** Hands on what has come, and ends. */
     void leave() {
-        if (!thread_.joinable()) return;
-        outlet_->detach(inlet_);
-        inlet_.relay.queue().finish();
-        thread_.join();
+        if (!std::exchange(isAttached_, false)) return;
+        outlet()->detach(inlet_);
+        inlet_.queue().finish();
+        if (thread_.joinable()) thread_.join();
     }
 
     Inlet inlet_;
+    bool isAttached_ = false;
     std::string partner_;
-    std::mutex outletMutex_; /**< for who asks for key frames; the rest reads it while nothing changes it */
-    std::shared_ptr<Outlet> outlet_;
+    Mutex outletMutex_;
+    std::shared_ptr<Outlet> outlet_ GUARDED_BY(outletMutex_);
     std::thread thread_;
 };
 

@@ -1,11 +1,6 @@
-#include <pthread.h>
-
-#include <algorithm>
 #include <array>
-#include <condition_variable>
 #include <deque>
-#include <thread>
-#include <utility>
+#include <optional>
 
 #include "media/pipeline/element.h"
 #include "media/pipeline/limits.h"
@@ -17,8 +12,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::nanoseconds;
 
-/** What may wait of one stream. */
-constexpr std::size_t kMostHeld = 512;
+/** What may wait of one stream: more than the past that a pipeline keeps, which comes all at once. */
+constexpr std::size_t kMostHeld = 4096;
 constexpr std::size_t kMostBytesHeld = 64 << 20;
 /**
  * Milliseconds that a packet waits for the other stream. Sound usually comes 80 ms after its picture, as an
@@ -26,9 +21,6 @@ constexpr std::size_t kMostBytesHeld = 64 << 20;
  * stamps. What waits here is lost with the power, so it must stay well below a second.
  */
 constexpr int kWait = 600;
-/** Having given nothing for so long while packets wait, have what was given before brought to safety: with
- * what waits here it would be more than a second. */
-constexpr std::chrono::milliseconds kStall(150);
 /** How far a stamp may lie ahead of the clock, and after the one before it once it has been shifted. */
 constexpr std::chrono::seconds kSlack(1);
 
@@ -72,67 +64,80 @@ class StampGuard {
 };
 
 /**
- * Merges sound and pictures on one thread, in the order of their stamps. It begins with the first key frame:
- * what is heard before is left out. A packet waits for the other stream no longer than `wait` milliseconds,
- * and not at all while that stream is silent: once it has been waited for in vain, nothing waits for it until
- * it delivers again. Sound that comes later than that keeps its own time. Where those that follow allow a
- * lag, packets are given a few at a time, as each waking of the thread has its cost.
+ * Merges sound and pictures in the order of their stamps, one at a time, on the threads that bring them: of
+ * two that come together one gives for both. It begins with the first key frame and drops audio that precedes
+ * it. A packet waits for the other stream no longer than `wait` milliseconds, and not at all while that
+ * stream is silent: once it has been waited for in vain, nothing waits for it until it delivers again. Sound
+ * that comes later than that keeps its own time. What is due is given when the next packet of either stream
+ * comes, or when an element after this one that has a thread asks for it.
  */
 class Sync final : public Element {
   public:
     Sync() { addWholeNumber(properties(), *this, "wait", wait_, 0, 60'000); }
     ~Sync() override { retire(); }
 
-    /** What has room for many has room for one of each of those who give. */
-    bool isPrompt() override {
-        const std::lock_guard lock(mutex_);
-        return std::all_of(inputs_.begin(), inputs_.end(),
-                           [](const Input& input) { return input.isHalfEmpty(); });
-    }
+    bool takesAtOnce() const override { return nextTakeAtOnce(); }
 
     void take(const SharedPacket& packet, const Element&) override {
-        std::unique_lock lock(mutex_);
-        Input& input = inputOf(*packet);
-        // Sound that waits for the first picture is no use when it is old; all else waits for room.
-        if (!started_ && !packet->isVideo() && input.held.size() >= kMostHeld) input.pop();
-        room_.wait(lock, [&] { return !open_ || input.hasRoom(); });
-        if (!open_) return;
-        input.push({onClock(input, packet), Clock::now()});
-        const bool wakes = isToWake(input);
-        lock.unlock();
-        if (wakes) arrived_.notify_one();
+        std::optional<std::string> jump;
+        {
+            MutexLock lock(mutex_);
+            Input& input = inputOf(*packet);
+            // Old sound that waits for the first picture is no use; all else waits for the thread that gives.
+            if (!started_ && !packet->isVideo() && input.held.size() >= kMostHeld) input.pop();
+            room_.wait(lock, [&]() REQUIRES(mutex_) { return !isOpen_ || !isGiving_ || input.hasRoom(); });
+            if (!isOpen_) return;
+            input.push({onClock(input, packet, jump), Clock::now()});
+        }
+        if (jump) tell("timeJump", *jump);
+        giveDue();
+    }
+
+    void giveDue() override {
+        MutexLock lock(mutex_);
+        if (isGiving_) return;
+        isGiving_ = true;
+        while (Input* const first = due()) {
+            const SharedPacket packet = first->pop();
+            lock.unlock();
+            give(packet);
+            lock.lock();
+            room_.notifyAll();
+        }
+        isGiving_ = false;
+        room_.notifyAll();
     }
 
     /** Encoders know the stamps that have not been corrected. */
     void requestKeyFrame(SteadyTime at) override {
-        std::unique_lock lock(mutex_);
-        const nanoseconds shift = video().guard.shift();
-        lock.unlock();
+        nanoseconds shift{0};
+        {
+            const MutexLock lock(mutex_);
+            shift = video().guard.shift();
+        }
         Element::requestKeyFrame(at - shift);
     }
 
   protected:
     bool up(State target) override {
         if (target != State::play) return true;
-        const std::lock_guard lock(mutex_);
+        const MutexLock lock(mutex_);
         inputs_ = {};
         started_ = false;
-        stall_ = SteadyTime::max();
-        lag_ = lagAllowedByNext();
-        open_ = true;
-        thread_ = std::thread([this] { work(); });
+        isOpen_ = true;
         return true;
     }
 
     bool down(State) override {
-        if (!thread_.joinable()) return true;
         {
-            const std::lock_guard lock(mutex_);
-            open_ = false;
+            const MutexLock lock(mutex_);
+            isOpen_ = false;
+            room_.notifyAll();
         }
-        room_.notify_all();
-        arrived_.notify_all();
-        thread_.join();
+        giveDue();
+        // Another thread may be giving instead, and is to be through with it.
+        MutexLock lock(mutex_);
+        room_.wait(lock, [this]() REQUIRES(mutex_) { return !isGiving_; });
         return true;
     }
 
@@ -148,32 +153,36 @@ class Sync final : public Element {
         std::size_t jumps = 0;
         bool silent = false; /**< the wait for it timed out, and nothing has arrived since */
 
-        bool isHalfEmpty() const { return held.size() < kMostHeld / 2 && bytes < kMostBytesHeld / 2; }
         bool hasRoom() const { return held.size() < kMostHeld && bytes < kMostBytesHeld; }
         void push(Held item) {
             silent = false;
             bytes += item.packet->weight();
             held.push_back(std::move(item));
         }
-        void pop() {
-            bytes -= held.front().packet->weight();
+        SharedPacket pop() {
+            SharedPacket packet = std::move(held.front().packet);
+            bytes -= packet->weight();
             held.pop_front();
+            return packet;
         }
     };
 
-    Input& inputOf(const MediaPacket& packet) { return packet.isVideo() ? video() : audio(); }
-    Input& video() { return inputs_[0]; }
-    Input& audio() { return inputs_[1]; }
+    Input& inputOf(const MediaPacket& packet) REQUIRES(mutex_) {
+        return packet.isVideo() ? video() : audio();
+    }
+    Input& video() REQUIRES(mutex_) { return inputs_[0]; }
+    Input& audio() REQUIRES(mutex_) { return inputs_[1]; }
     /** With a single element before it there is nothing to wait for. */
     bool mergesTwo() const { return previous().size() > 1; }
 
-    SharedPacket onClock(Input& input, const SharedPacket& packet) {
+    /** The packet with the stamp that it should have; `jump` tells of a jump. */
+    static SharedPacket onClock(Input& input, const SharedPacket& packet, std::optional<std::string>& jump) {
         bool jumped = false;
         const nanoseconds correction = input.guard.correction(*packet, jumped);
         if (jumped) {
             const auto by = std::chrono::duration_cast<std::chrono::milliseconds>(-correction).count();
-            tell("timeJump", std::string("media=") + (packet->isVideo() ? "video" : "audio") +
-                                 ",by=" + std::to_string(by) + ",total=" + std::to_string(++input.jumps));
+            jump = std::string("media=") + (packet->isVideo() ? "video" : "audio") +
+                   ",by=" + std::to_string(by) + ",total=" + std::to_string(++input.jumps);
         }
         if (correction.count() == 0) return packet;
         auto moved = std::make_shared<MediaPacket>(*packet);
@@ -181,89 +190,22 @@ class Sync final : public Element {
         return moved;
     }
 
-    /** Whether the thread has something to do before it would look by itself. */
-    bool isToWake(const Input& input) {
-        if (resting_) {
-            resting_ = input.isHalfEmpty();
-            return !resting_;
-        }
-        SteadyTime until;
-        return due(until) || until < look_;
-    }
-
-    void work() {
-        pthread_setname_np(pthread_self(), "sync");
-        std::unique_lock lock(mutex_);
-        for (SharedPacket packet; choose(lock, packet); packet.reset()) {
-            room_.notify_all();
-            lock.unlock();
-            give(packet);
-            lock.lock();
-        }
-    }
-
-    /** Takes the packet that is next; false when there will be none. */
-    bool choose(std::unique_lock<std::mutex>& lock, SharedPacket& packet) {
-        for (;;) {
-            if (Input* const first = due(look_)) {
-                packet = first->held.front().packet;
-                first->pop();
-                look_ = SteadyTime::min();
-                hasGiven_ = true;
-                stall_ = Clock::now() + kStall;
-                return true;
-            }
-            if (!open_) return false;
-            if (rest(lock) || flush(lock)) continue;
-            if (look_ == SteadyTime::max()) {
-                arrived_.wait(lock);
-            } else {
-                arrived_.wait_until(lock, look_);
-            }
-        }
-    }
-
-    /** When packets have waited for long, has what was given before written; false when that is not due. */
-    bool flush(std::unique_lock<std::mutex>& lock) {
-        if (look_ == SteadyTime::max() || stall_ == SteadyTime::max()) return false;
-        if (Clock::now() < stall_) {
-            look_ = std::min(look_, stall_);
-            return false;
-        }
-        stall_ = SteadyTime::max();
-        lock.unlock();
-        giveFlush();
-        lock.lock();
-        return true;
-    }
-
-    /** After work lets a few packets gather; false when there has been none since the last time. */
-    bool rest(std::unique_lock<std::mutex>& lock) {
-        if (lag_.count() == 0 || !std::exchange(hasGiven_, false)) return false;
-        resting_ = true;
-        arrived_.wait_for(lock, lag_, [this] { return !resting_ || !open_; });
-        resting_ = false;
-        return true;
-    }
-
-    /** Whose first packet is to go now; if nobody's, `until` tells when to look again though nothing comes.
-     */
-    Input* due(SteadyTime& until) {
-        until = SteadyTime::max();
+    /** Whose first packet is to go now; null for nobody's. */
+    Input* due() REQUIRES(mutex_) {
         start();
         Input* const first = started_ ? earliest() : nullptr;
-        if (!first || !mergesTwo() || !open_) return first;
+        if (!first || !mergesTwo() || !isOpen_) return first;
         const Held& head = first->held.front();
         Input& other = first == &video() ? audio() : video();
         if (!other.held.empty() || other.silent || other.guard.hasPassed(head.packet->stamp)) return first;
-        until = head.arrival + std::chrono::milliseconds(wait_.load());
-        if (Clock::now() < until) return nullptr;
+        if (Clock::now() < head.arrival + std::chrono::milliseconds(wait_.load()))
+            return first->hasRoom() ? nullptr : first;
         other.silent = true;
         return first;
     }
 
-    /** Leaves out what comes before the beginning. */
-    void start() {
+    /** Drops what precedes the beginning. */
+    void start() REQUIRES(mutex_) {
         if (!started_ && !mergesTwo()) {
             started_ = !video().held.empty() || !audio().held.empty();
             start_ = {};
@@ -278,26 +220,20 @@ class Sync final : public Element {
         while (!audio().held.empty() && audio().held.front().packet->stamp < start_) audio().pop();
     }
 
-    Input* earliest() {
+    Input* earliest() REQUIRES(mutex_) {
         if (video().held.empty()) return audio().held.empty() ? nullptr : &audio();
         if (audio().held.empty()) return &video();
         return audio().held.front().packet->stamp < video().held.front().packet->stamp ? &audio() : &video();
     }
 
     std::atomic<int> wait_{kWait};
-    std::mutex mutex_;
-    std::condition_variable arrived_;
-    std::condition_variable room_;
-    bool open_ = false;
-    bool started_ = false;
-    SteadyTime start_;
-    SteadyTime look_ = SteadyTime::min();  /**< when the thread looks by itself; past while it is at work */
-    SteadyTime stall_ = SteadyTime::max(); /**< when what was given is to be flushed; max once it is */
-    std::chrono::milliseconds lag_{0};
-    bool hasGiven_ = false; /**< the thread, since it has rested */
-    bool resting_ = false;  /**< until a time, or until there is much to do */
-    std::array<Input, 2> inputs_;
-    std::thread thread_;
+    Mutex mutex_;
+    Condition room_;
+    bool isOpen_ GUARDED_BY(mutex_) = false;
+    bool isGiving_ GUARDED_BY(mutex_) = false; /**< a thread is, which then gives for all */
+    bool started_ GUARDED_BY(mutex_) = false;
+    SteadyTime start_ GUARDED_BY(mutex_);
+    std::array<Input, 2> inputs_ GUARDED_BY(mutex_);
 };
 
 const ClassRegistration<Sync> registration("Sync");

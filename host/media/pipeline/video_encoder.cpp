@@ -1,9 +1,10 @@
 #include <memory>
 
-#include "media/common/key_frame_requests.h"
+#include "media/hub/key_frame_requests.h"
 #include "media/pipeline/element.h"
 #include "media/pipeline/limits.h"
 #include "media/video/h264_encoder.h"
+#include "media/video/picture_size.h"
 #include "objects/class_registry.h"
 #include "objects/log.h"
 
@@ -12,14 +13,19 @@ namespace {
 
 /**
  * Encodes pictures one in, one access unit out, with parameter sets before each key frame. Bit rate, frame
- * rate and group length act on the running stream; a key frame that is asked for begins a group. `clock` is
- * of encoders in hardware and is kept as it is.
+ * rate and group length act on the running stream; a key frame that is asked for begins a group. The frame
+ * rate is that of the pictures where none is set. `clock` is of encoders in hardware and is kept as it is.
  */
 class VideoEncoder : public Element {
   public:
     VideoEncoder(const char* encoder, AVCodecID codec) : encoderName_(encoder), codec_(codec) {
-        addWholeNumber(properties(), *this, "br", bitRate_, 10'000, 200'000'000);
-        addWholeNumber(properties(), *this, "fr", rate_, 1, 120);
+        addWholeNumber(properties(), *this, "br", bitRate_, H264Encoder::kLowestBitRate,
+                       H264Encoder::kHighestBitRate);
+        properties().add<int>(
+            "fr", [this] { return rate_ ? rate_.load() : kUsualRate; },
+            [this](int wanted) {
+                return isWithin(*this, "fr", wanted, 1, kHighestRate) && (rate_ = wanted) == wanted;
+            });
         addWholeNumber(properties(), *this, "gop", gop_, -1, 100'000);
         addWholeNumber(properties(), *this, "clock", clock_, 0, 2'000'000'000);
         properties().add<std::string>(
@@ -31,9 +37,14 @@ class VideoEncoder : public Element {
             });
     }
 
-    bool isPrompt() override { return givesPromptly(); }
-
     void requestKeyFrame(SteadyTime at) override { keyFrames_.add(at); }
+
+    /** To set up an encoder takes as long as to capture the first picture: both at once. What fails here
+     * fails with that picture again, which then tells of it. */
+    void expect(const MediaPtr& media) override {
+        std::string ignored;
+        if (media->codec == AV_CODEC_ID_RAWVIDEO) prepare(*media, ignored);
+    }
 
     void take(const SharedPacket& packet, const Element&) override {
         if (!packet->picture) {
@@ -42,7 +53,7 @@ class VideoEncoder : public Element {
             return;
         }
         std::string reason;
-        if (prepare(*packet, reason) && encode(*packet, reason)) return;
+        if (prepare(*packet->media, reason) && encode(*packet, reason)) return;
         tellLost(host::Media::Kind::video, 1);
         encoder_.reset();
         // One line for one trouble, and another attempt with each picture.
@@ -66,41 +77,35 @@ class VideoEncoder : public Element {
     }
 
   private:
-    bool prepare(const MediaPacket& packet, std::string& reason) {
-        const AVFrame& frame = *packet.picture->frame;
-        const int rate = rate_;
+    bool prepare(const host::Media& raw, std::string& reason) {
+        AVRational rate = {rate_, 1};
+        if (rate.num == 0) rate = raw.frameRate.num > 0 ? raw.frameRate : AVRational{kUsualRate, 1};
         const int bitRate = bitRate_;
-        const bool fits = encoder_ && frame.width == media_->width && frame.height == media_->height &&
-                          rate == media_->frameRate.num;
-        const bool changed = encoder_ && bitRate != media_->bitRate;
-        if (fits && !changed) return true;
+        const bool fits = encoder_ && raw.width == media_->width && raw.height == media_->height &&
+                          av_cmp_q(rate, media_->frameRate) == 0;
+        if (fits && bitRate == media_->bitRate) return true;
+        auto media = std::make_shared<host::Media>();
+        media->codec = codec_;
+        media->width = raw.width;
+        media->height = raw.height;
+        media->frameRate = rate;
+        media->bitRate = bitRate;
+        media_ = std::move(media);
         // The libraries change the bit rate of a running encoder for H.264 alone.
         if (fits && codec_ == AV_CODEC_ID_H264) {
             encoder_->setBitRate(bitRate);
-            setMedia(frame, rate, bitRate);
             return true;
         }
-        encoder_ = H264Encoder::open({frame.width, frame.height, {rate, 1}, bitRate, packet.media->colours},
-                                     reason, encoderName_);
+        encoder_ =
+            H264Encoder::open({raw.width, raw.height, rate, bitRate, raw.colours}, reason, encoderName_);
         inGroup_ = 0;
-        setMedia(frame, rate, bitRate);
         return encoder_ != nullptr;
-    }
-
-    void setMedia(const AVFrame& frame, int rate, int bitRate) {
-        auto media = std::make_shared<host::Media>();
-        media->codec = codec_;
-        media->width = frame.width;
-        media->height = frame.height;
-        media->frameRate = {rate, 1};
-        media->bitRate = bitRate;
-        media_ = std::move(media);
     }
 
     bool encode(const MediaPacket& raw, std::string& reason) {
         const int gop = gop_;
-        const std::chrono::nanoseconds duration =
-            std::chrono::nanoseconds(1'000'000'000) / media_->frameRate.num;
+        const std::chrono::nanoseconds duration(
+            av_rescale(1'000'000'000, media_->frameRate.den, media_->frameRate.num));
         // The picture nearest to the time that was asked for.
         const SteadyTime reach = raw.stamp + duration / 2;
         const bool begins = inGroup_ == 0 || (gop > 0 && inGroup_ >= gop) || keyFrames_.isDue(reach);
@@ -111,6 +116,7 @@ class VideoEncoder : public Element {
         auto packet = std::make_shared<MediaPacket>();
         packet->media = media_;
         packet->stamp = raw.stamp;
+        packet->number = raw.number;
         packet->duration = duration;
         packet->key = unit->flags & AV_PKT_FLAG_KEY;
         if (packet->key) keyFrames_.answer(reach);
@@ -124,7 +130,8 @@ class VideoEncoder : public Element {
     const char* const encoderName_;
     const AVCodecID codec_;
     std::atomic<int> bitRate_{2'000'000};
-    std::atomic<int> rate_{30};
+    static constexpr int kUsualRate = 30;
+    std::atomic<int> rate_{0}; /**< 0 for that of the pictures */
     std::atomic<int> gop_{15};
     std::atomic<int> clock_{400'000};
     KeyFrameRequests keyFrames_;

@@ -1,13 +1,15 @@
 #include "media/recording/muxer.h"
 
 #include <array>
-#include <mutex>
+#include <thread>
 #include <utility>
 
+#include "media/hub/group_queue.h"
 #include "media/pipeline/element.h"
 #include "media/pipeline/limits.h"
 #include "media/recording/muxer_settings.h"
 #include "media/recording/recording.h"
+#include "media/threads.h"
 #include "objects/class_registry.h"
 #include "objects/log.h"
 
@@ -20,14 +22,19 @@ constexpr const char* kClipExtension = "part";
 /** From one attempt at a file to the next. Shorter ones wear a disk that stays full, longer ones lose more of
  * what comes once it has room. */
 constexpr std::chrono::seconds kRetry(1);
-/** Little beside a fragment, which is gathered in memory, and enough for two or three packets at a time. */
-constexpr std::chrono::milliseconds kAllowedLag(50);
+/** How overdue a packet is when what came before is brought to safety: with what Sync holds back it would be
+ * more than a second. Shorter ones write more, smaller fragments. */
+constexpr std::chrono::milliseconds kOverdue(150);
+/** What a disk that hangs may leave waiting: some ten seconds of a large stream. */
+constexpr std::size_t kMostQueued = 8192;
+constexpr std::size_t kMostBytesQueued = 32U << 20;
 
 /**
  * Writes what it is given to a file, and begins another one at every cut, when a stream changes and when one
- * appears that the file has no place for. A file that cannot be written costs what comes until the next
- * attempt, a second later. One line tells of one trouble, however many attempts are made, and a file is told
- * of once it is known that the trouble is over.
+ * appears that the file has no place for. Packets wait in a queue for the thread that writes, so that nothing
+ * else waits for a disk; when it is full, whole groups are dropped. A file that cannot be written costs what
+ * comes until the next attempt, a second later. One line tells of one trouble, however many attempts are
+ * made, and a file is told of once it is known that the trouble is over.
  */
 class Muxer : public Element, public ClipWriter {
   public:
@@ -44,14 +51,10 @@ class Muxer : public Element, public ClipWriter {
         });
     }
 
+    bool takesAtOnce() const override { return true; }
     void take(const SharedPacket& packet, const Element&) override;
-    void takeCut(const Element&) override {
-        const std::lock_guard lock(entry_);
-        finishSegment();
-    }
-    void takeFlush(const Element&) override;
+    void takeCut(const Element&) override;
     std::unique_ptr<Clip> beginClip(const std::string& url, OnFailed failed) override;
-    std::chrono::milliseconds allowedLag() const override { return kAllowedLag; }
 
   protected:
     bool up(State target) override;
@@ -121,6 +124,16 @@ class Muxer : public Element, public ClipWriter {
         Recording recording_;
     };
 
+    /** A packet and how many cuts came before it. */
+    struct Queued {
+        SharedPacket packet;
+        std::uint64_t cuts = 0;
+    };
+
+    void work();
+    void idle();
+    void cutTo(std::uint64_t cuts);
+    void write(const SharedPacket& packet);
     std::string urlText();
     bool setUrl(const std::string& text);
     MediaFileSettings settings(const MuxerUrl& url) const { return {container_, flush_, url.openExtension}; }
@@ -135,76 +148,142 @@ class Muxer : public Element, public ClipWriter {
     std::atomic<bool> flush_{false};
     Teller segments_{*this, false};
 
-    std::mutex mutex_; /**< for what the thread that writes shares with others */
-    std::string urlText_;
-    MuxerUrl url_;
-    KnownStreams known_;
+    Mutex mutex_;
+    std::string urlText_ GUARDED_BY(mutex_);
+    MuxerUrl url_ GUARDED_BY(mutex_);
+    KnownStreams known_ GUARDED_BY(mutex_);
 
-    std::mutex entry_; /**< one packet after the other, of however many elements before it */
+    Mutex entry_; /**< one packet after the other, of however many elements before it */
+    GroupSense given_ GUARDED_BY(entry_);
+    bool hasBegun_ GUARDED_BY(entry_) = false; /**< there has been a group, so that what is dropped is lost */
+    std::uint64_t cuts_ GUARDED_BY(entry_) = 0;
+    std::thread thread_ GUARDED_BY(entry_); /**< from the first packet on: clips need none */
+    GroupQueue<Queued> queue_{{kMostQueued, kMostBytesQueued}};
+
+    // Of the thread, and of down() after it.
+    std::uint64_t cutsMade_ = 0;
     std::unique_ptr<FileNames> names_;
     MuxerUrl namedBy_; /**< what the names are made of */
     std::unique_ptr<Recording> recording_;
     GroupSense groups_;
     bool cutAtKey_ = false;
-    bool begun_ = false; /**< there has been a group, so that what has no file is lost */
     SteadyTime retry_;
     std::array<std::size_t, 2> dropped_{}; /**< pictures and sounds that nobody has been told of */
 };
 
 std::string Muxer::urlText() {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     return urlText_;
 }
 
 bool Muxer::setUrl(const std::string& text) {
     MuxerUrl url;
     if (!MuxerUrl::read(text, label(), url)) return false;
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     urlText_ = text;
     url_ = std::move(url);
     return true;
 }
 
 KnownStreams Muxer::known() {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     return known_;
 }
 
 bool Muxer::up(State target) {
     if (target != State::play) return true;
-    const std::lock_guard lock(entry_);
     {
-        const std::lock_guard shared(mutex_);
+        const MutexLock lock(mutex_);
         known_ = {};
+    }
+    {
+        const MutexLock lock(entry_);
+        given_ = {};
+        hasBegun_ = false;
+        cutsMade_ = cuts_;
     }
     names_.reset();
     groups_ = {};
-    cutAtKey_ = begun_ = false;
+    cutAtKey_ = false;
     endTrouble();
+    queue_.open();
     return true;
 }
 
 bool Muxer::down(State) {
-    const std::lock_guard lock(entry_);
+    queue_.finish();
+    std::thread ended;
+    {
+        const MutexLock lock(entry_);
+        ended.swap(thread_);
+    }
+    if (ended.joinable()) ended.join();
     finishSegment();
     tellDropped();
     return true;
 }
 
 void Muxer::take(const SharedPacket& packet, const Element&) {
-    const std::lock_guard lock(entry_);
+    GroupQueue<Queued>::PushResult pushed;
     {
-        const std::lock_guard shared(mutex_);
+        const MutexLock lock(entry_);
+        const bool begins = given_.begins(*packet);
+        hasBegun_ = hasBegun_ || begins;
+        if (hasBegun_) {
+            pushed = queue_.push({packet, cuts_}, begins, packet->weight());
+            if (!thread_.joinable()) thread_ = startThread(Thread::muxer, [this] { work(); });
+        }
+        pushed.awaitsKey = pushed.awaitsKey || !hasBegun_;
+    }
+    std::vector<SharedPacket> lost;
+    for (Queued& dropped : pushed.dropped) lost.push_back(std::move(dropped.packet));
+    tellLost(lost);
+    if (pushed.awaitsKey && packet->isVideo()) requestKeyFrame(packet->stamp);
+}
+
+void Muxer::takeCut(const Element&) {
+    const MutexLock lock(entry_);
+    ++cuts_;
+}
+
+void Muxer::work() {
+    std::chrono::nanoseconds usual{0};
+    for (;;) {
+        const bool isOpen = queue_.isOpen();
+        if (Queued next; queue_.pull(next, false)) {
+            cutTo(next.cuts);
+            write(next.packet);
+            usual = next.packet->duration;
+        } else if (!isOpen) {
+            return;
+        } else if (!queue_.waitWithin(std::chrono::ceil<std::chrono::milliseconds>(kOverdue + usual))) {
+            idle();
+        }
+    }
+}
+
+/** Has what waits before it given when that is due, and brings what has come to safety. */
+void Muxer::idle() {
+    giveDue();
+    if (recording_ && !recording_->flush()) retryLater();
+}
+
+void Muxer::cutTo(std::uint64_t cuts) {
+    if (std::exchange(cutsMade_, cuts) != cuts) finishSegment();
+}
+
+void Muxer::write(const SharedPacket& packet) {
+    {
+        const MutexLock lock(mutex_);
         (packet->isVideo() ? known_.video : known_.audio) = packet->media;
     }
     const bool begins = groups_.begins(*packet);
-    begun_ = begun_ || begins;
     if (recording_ && !recording_->hasPlaceFor(*packet->media)) cutAtKey_ = true;
     if (cutAtKey_ && begins) finishSegment();
     const bool isDue = std::chrono::steady_clock::now() >= retry_;
     if (!begins && (cutAtKey_ || (!recording_ && isDue))) requestKeyFrame(packet->stamp);
     if (!recording_ && !(begins && isDue && begin())) {
-        if (begun_) ++dropped_[packet->isVideo() ? 0 : 1];
+        ++dropped_[packet->isVideo() ? 0 : 1];
         return;
     }
     if (!recording_->write(packet)) {
@@ -213,13 +292,8 @@ void Muxer::take(const SharedPacket& packet, const Element&) {
     }
     if (!recording_->isOpen()) return;
     if (recording_->isSafe()) endTrouble();
-    const std::lock_guard shared(mutex_);
+    const MutexLock lock(mutex_);
     known_.complete = true;
-}
-
-void Muxer::takeFlush(const Element&) {
-    const std::lock_guard lock(entry_);
-    if (recording_ && !recording_->flush()) retryLater();
 }
 
 void Muxer::tellDropped() {
@@ -230,7 +304,7 @@ void Muxer::tellDropped() {
 bool Muxer::begin() {
     MuxerUrl url;
     {
-        const std::lock_guard lock(mutex_);
+        const MutexLock lock(mutex_);
         url = url_;
     }
     tellDropped();
@@ -272,7 +346,7 @@ void Muxer::retryLater() {
 std::unique_ptr<Clip> Muxer::beginClip(const std::string& url, OnFailed failed) {
     MuxerUrl where;
     {
-        const std::lock_guard lock(mutex_);
+        const MutexLock lock(mutex_);
         where = url_;
     }
     if (!url.empty() && !MuxerUrl::read(url, label(), where)) {

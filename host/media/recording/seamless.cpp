@@ -1,5 +1,3 @@
-#include <mutex>
-
 #include "media/common/time_span.h"
 #include "media/pipeline/element.h"
 #include "objects/class_registry.h"
@@ -14,7 +12,7 @@ constexpr std::chrono::milliseconds kUsualPicture(33);
 /**
  * Cuts a stream into segments of `duration`, each before the first key frame at or after its time, which it
  * asks the encoder for. The times are multiples of the duration after the first key frame, so that no segment
- * makes those after it late.
+ * makes those after it late. One packet comes after the other, as Sync or a queue before it has it.
  * Sound that comes in the order of its stamps then lies in the segment in which it begins.
  */
 class Seamless final : public Element {
@@ -26,17 +24,16 @@ class Seamless final : public Element {
     }
 
     void take(const SharedPacket& packet, const Element&) override {
-        const std::lock_guard lock(entry_);
         if (groups_.begins(*packet)) {
             if (isDue(*packet)) giveCut();
         } else if (begun_ && packet->isVideo() && middleOf(*packet) >= next_) {
-            // It was asked for in time, but too late for an encoder that is far ahead of a slow disk.
+            // It was asked for in time and has not come.
             requestKeyFrame(packet->stamp);
         }
         give(packet);
     }
 
-    std::chrono::milliseconds allowedLag() const override { return lagAllowedByNext(); }
+    bool takesAtOnce() const override { return nextTakeAtOnce(); }
 
   protected:
     bool up(State) override {
@@ -84,7 +81,6 @@ class Seamless final : public Element {
 
     std::atomic<std::chrono::milliseconds> duration_{std::chrono::milliseconds(60'000)};
 
-    std::mutex entry_; /**< one packet after the other, of however many elements before it */
     GroupSense groups_;
     bool begun_ = false;
     bool video_ = false;

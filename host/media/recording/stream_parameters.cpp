@@ -1,6 +1,5 @@
 #include "media/recording/stream_parameters.h"
 
-#include <array>
 #include <cstring>
 
 #include "media/audio/aac_encoder.h"
@@ -11,8 +10,6 @@ extern "C" {
 
 namespace kep::host {
 namespace {
-
-constexpr int kAacUnitSamples = 1024;
 
 struct FilterDeleter {
     void operator()(AVBSFContext* filter) const { av_bsf_free(&filter); }
@@ -46,17 +43,6 @@ bool readParameterSets(const MediaPacket& first, AVCodecParameters& parameters) 
     return found && setExtradata(parameters, found, size);
 }
 
-/** AudioSpecificConfig of AAC-LC. */
-bool writeAacConfig(AVCodecParameters& parameters, int channels) {
-    constexpr unsigned kLowComplexity = 2;
-    const int rate = aacRateIndex(parameters.sample_rate);
-    if (rate < 0 || channels < 1 || channels > 7) return false;
-    const unsigned config =
-        kLowComplexity << 11 | static_cast<unsigned>(rate) << 7 | static_cast<unsigned>(channels) << 3;
-    const std::array bytes = {static_cast<std::uint8_t>(config >> 8), static_cast<std::uint8_t>(config)};
-    return setExtradata(parameters, bytes.data(), bytes.size());
-}
-
 }  // namespace
 
 bool describeStream(const Media& media, const MediaPacket* first, AVCodecParameters& parameters,
@@ -77,7 +63,7 @@ bool describeStream(const Media& media, const MediaPacket* first, AVCodecParamet
         }
     } else {
         parameters.sample_rate = media.sampleRate;
-        parameters.frame_size = kAacUnitSamples;
+        parameters.frame_size = AacEncoder::kUnitSamples;
         av_channel_layout_default(&parameters.ch_layout, media.channels);
     }
     bool known = false;
@@ -85,8 +71,6 @@ bool describeStream(const Media& media, const MediaPacket* first, AVCodecParamet
         known = setExtradata(parameters, media.parameters.data(), media.parameters.size());
     } else if (video) {
         known = first && readParameterSets(*first, parameters);
-    } else {
-        known = media.codec == AV_CODEC_ID_AAC && writeAacConfig(parameters, media.channels);
     }
     if (!known)
         reason = std::string("no file can be made of this ") + avcodec_get_name(media.codec) +

@@ -2,97 +2,95 @@
 #define KEP_HOST_CAMERA_SESSION_H
 
 #include <atomic>
-#include <condition_variable>
-#include <mutex>
-#include <vector>
+#include <functional>
+#include <map>
+#include <memory>
 
-#include "media/video/h264_encoder.h"
-#include "media/video/video_tap.h"
+#include "media/hub/lease.h"
+#include "media/hub/rate_gate.h"
+#include "media/video/camera.h"
 
 namespace kep::host {
 
 /**
- * One run of the camera: the device, the thread that captures from it, and the taps that it feeds. It
- * outlasts its last tap by a moment, so that a stream that is stopped and started finds the camera running,
- * and ends for good then or when the device fails.
+ * One run of the camera. It outlasts its last consumer by a moment, so that a stream that is stopped and
+ * started finds the camera running.
  */
-class CameraSession : public std::enable_shared_from_this<CameraSession> {
+class CameraSession final : public CaptureSession {
   public:
-    /** Sets the capture thread going. `number` is that of the last picture of any session before. */
-    static std::shared_ptr<CameraSession> launch(DeviceSpec device, int rate, std::int64_t number);
+    using Item = PicturePtr;
 
-    const DeviceSpec& device() const { return device_; }
+    explicit CameraSession(const DeviceSpec& device);
 
-    /** Waits until the device delivers. False when it cannot be opened, which has been told in a line. */
-    bool waitOpened(std::chrono::milliseconds limit);
-    /** Asks the session to end and waits until the device is free again; false when it hangs. */
-    bool end(std::chrono::milliseconds limit);
-
-    /** Joins a consumer, who gets the newest picture at once. False when the session has ended. */
-    bool attach(VideoTap& tap);
-    /** After this nothing of the tap is touched any more. */
-    void detach(VideoTap& tap);
-    bool isInUse() const;
-    std::int64_t lastNumber() const { return number_; }
-
+    Hub<PicturePtr, NewestOnly<PicturePtr>>& hub() { return hub_; }
+    /** Fixed once it is open. */
     const CameraFormat& format() const { return format_; }
-    void setRate(VideoTap& tap, int rate);
-    /** Takes no lock: an encoder asks it for each picture, while the capture thread still has the camera's.
-     */
-    AVRational rateOf(const VideoTap& tap) const;
-
-    /** Encoders wait here for their next stream as long as the camera runs. */
-    EncoderShelf& encoders() { return encoders_; }
-
-    /** Gives the device up when it has kept the capture thread waiting for longer than `limit`. */
-    void loseIfStalled(std::chrono::milliseconds limit);
+    /** Pictures that it gives in a second. */
+    AVRational rate() const;
+    /** What a consumer wants; 0 when it leaves. */
+    void setRate(const void* consumer, int rate);
 
   private:
-    enum class Phase { opening, running, ended };
+    bool open(std::string& reason) override;
+    bool read(std::string& reason) override;
+    SteadyTime due() const override { return read_->stamp; }
+    void publish() override;
+    void close() override;
+    void endHub() override { hub_.end(); }
 
-    CameraSession(DeviceSpec device, int rate, std::int64_t number);
-    void run();
-    bool open();
-    bool captureNext();
-    /** Finds when to begin with the next picture; `made` is how long this one took. */
-    void planNext(const Picture& picture, std::chrono::nanoseconds made);
-    /** Has an encoder ready before the first stream asks for one, when it has not asked at once. */
-    void prepareEncoder();
-    /**
-     * The one place through which every picture passes on its way to every consumer.
-     *
-     * @return whom the capture thread helps with it; null for nobody
-     */
-    VideoTap* publish(PicturePtr picture);
-    /** Whether the tap's work on a picture would be done, with room to spare, before the next one must be
-     * begun. */
-    bool hasTimeFor(const VideoTap& tap) const;
-    /** Opens the lock meanwhile. */
-    void help(std::unique_lock<std::mutex>& lock, VideoTap& tap);
-    void lose(const std::string& reason);
-    int highestRate() const;
-    AVRational cameraRate() const;
-
-    const DeviceSpec device_;
-    EncoderShelf encoders_;
     std::unique_ptr<Camera> camera_; /**< of the capture thread */
-    CameraFormat format_;            /**< fixed once the phase is running */
+    CameraFormat format_;
+    std::shared_ptr<Picture> read_;
+    Mutex ratesMutex_;
+    std::map<const void*, int> rates_ GUARDED_BY(ratesMutex_);
+    std::atomic<int> wantedRate_{30}; /**< the highest of them, or of the last that left */
+    Hub<PicturePtr, NewestOnly<PicturePtr>> hub_;
+};
 
-    mutable std::mutex mutex_;
-    std::condition_variable changed_;
-    Phase phase_ = Phase::opening;
-    bool deviceFree_ = false;
-    std::vector<VideoTap*> taps_;
-    VideoTap* helped_ = nullptr; /**< whose work the capture thread is doing */
-    PicturePtr newest_;
-    std::atomic<int> wantedRate_;
-    std::chrono::steady_clock::time_point lastUse_;
-    std::chrono::steady_clock::time_point
-        waitingSince_;                            /**< for the device; zero while it is not waited for */
-    std::chrono::steady_clock::time_point begin_; /**< when the next picture is begun with */
-    std::chrono::steady_clock::time_point latestBegin_; /**< when it must be, so as to be ready in time */
-    const std::int64_t first_;                          /**< number of the last picture before this run */
-    std::atomic<std::int64_t> number_;
+/** A share of the camera of the process, in a rate of its own. */
+class KEP_API CameraLease final : public Lease<CameraSession> {
+  public:
+    /** A second of 1080p: as much as the camera delivers in one burst after the machine has stalled. */
+    static constexpr std::size_t kUsualDepth = 64;
+
+    struct Listener {
+        /** Pictures that the camera or this queue has dropped; may be null. */
+        std::function<void(std::size_t)> lost;
+        /** The camera is lost; may be null. */
+        std::function<void(const std::string& device)> ended;
+    };
+
+    /**
+     * Opens the camera for its first consumer. KEP_HOST_VIDEO is read whenever it has none.
+     *
+     * @param rate     pictures wanted in a second
+     * @param after    number of the newest picture that this consumer has had before
+     * @param listener told on the capture thread, with no lock held
+     * @param depth    pictures that may wait to be pulled; the oldest are dropped for newer ones
+     * @return null, with a line written, when there is no camera
+     */
+    static std::shared_ptr<CameraLease> open(int rate, std::int64_t after, Listener listener,
+                                             std::size_t depth = kUsualDepth);
+    ~CameraLease() override;
+
+    const CameraFormat& format() const { return session().format(); }
+    /** Changes the rate from the next picture on. */
+    void setRate(int rate);
+    /** The rate at which pictures really come: what is wanted, or what the camera gives if that is less. */
+    AVRational rate() const;
+
+  private:
+    CameraLease(std::shared_ptr<CameraSession> session, int rate, std::int64_t after, Listener listener,
+                std::size_t depth);
+
+    void offered(const PicturePtr& picture) override;
+    bool wants(const PicturePtr& picture) override;
+
+    std::atomic<int> rate_;
+    // Of the capture thread.
+    std::int64_t after_;
+    std::int64_t seen_ = -1; /**< number of the newest picture, taken or not */
+    RateGate gate_;
 };
 
 }  // namespace kep::host

@@ -19,18 +19,15 @@ std::chrono::nanoseconds toNanoseconds(std::int64_t ticks, AVRational base) {
 std::unique_ptr<Camera> FileCamera::open(const std::string& path, std::string& reason) {
     struct stat status {};
     const bool loops = stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
-    const std::optional<std::size_t> memory = LoopMemory::chosenBytes(reason);
-    if (!memory) return nullptr;
     const std::string url = "file:" + path;
     std::unique_ptr<MediaInput> input = MediaInput::open(url, nullptr, nullptr, reason);
     if (!input) return nullptr;
-    return std::unique_ptr<Camera>(new FileCamera(url, std::move(input), loops, *memory));
+    return std::unique_ptr<Camera>(new FileCamera(url, std::move(input), loops));
 }
 
-FileCamera::FileCamera(std::string url, std::unique_ptr<MediaInput> input, bool loops, std::size_t memory)
-    : url_(std::move(url)), input_(std::move(input)), loops_(loops), rate_(input_->rate()), memory_(memory) {
+FileCamera::FileCamera(std::string url, std::unique_ptr<MediaInput> input, bool loops)
+    : url_(std::move(url)), input_(std::move(input)), loops_(loops), rate_(input_->rate()) {
     if (rate_.num == 0) rate_ = rateOfStills;
-    if (!loops_) memory_.forget();
 }
 
 CameraFormat FileCamera::format() const {
@@ -44,23 +41,15 @@ bool FileCamera::next(int, Picture& picture, std::string& reason) {
 }
 
 bool FileCamera::read(FramePtr& frame, std::string& reason) {
-    if (memory_.isWhole() && next_ >= memory_.size()) beginPass();
-    if (next_ < memory_.size()) {
-        frame = memory_.at(next_++);
+    if (still_) {
+        frame.reset(av_frame_clone(still_.get()));
         if (!frame) reason = "no memory for a picture";
         return frame != nullptr;
     }
-    if (!ahead_) return readOn(frame, reason);
-    frame = std::move(ahead_);
-    return true;
-}
-
-bool FileCamera::readOn(FramePtr& frame, std::string& reason) {
     const MediaInput::Result result = input_->read(frame, reason);
     if (result == MediaInput::Result::picture) {
         if (!firstPts_) firstPts_ = frame->pts;
-        ++inThisPass_;
-        memory_.add(*frame);
+        first_.reset(++inThisPass_ == 1 && loops_ ? av_frame_clone(frame.get()) : nullptr);
         return true;
     }
     if (result == MediaInput::Result::failed) return false;
@@ -68,33 +57,13 @@ bool FileCamera::readOn(FramePtr& frame, std::string& reason) {
         reason = inThisPass_ ? "has ended" : "no picture in it";
         return false;
     }
-    memory_.finish();
-    beginPass();
-    return memory_.isWhole() || resume() ? read(frame, reason) : startOver(frame, reason);
-}
-
-void FileCamera::beginPass() {
     lastPts_ = AV_NOPTS_VALUE;
-    next_ = 0;
-    inThisPass_ = 0;
-}
-
-bool FileCamera::resume() {
-    const std::optional<std::int64_t> at = memory_.resumeAt();
-    // Amid pictures out of order a decoder that begins anew may lose some.
-    if (!at || input_->reorders() || !input_->seek(*at)) return false;
-    // Not every format finds a place by its time.
-    std::string ignored;
-    if (input_->read(ahead_, ignored) == MediaInput::Result::picture && ahead_->pts == *at) {
-        ++inThisPass_;
-        return true;
-    }
-    ahead_.reset();
-    return false;
+    // A file of a single picture is decoded once.
+    still_ = std::move(first_);
+    return still_ ? read(frame, reason) : startOver(frame, reason);
 }
 
 bool FileCamera::startOver(FramePtr& frame, std::string& reason) {
-    memory_.forget();
     // Not every format finds its beginning by time; to open it anew always works, but takes longest.
     for (; rewind_ != Rewind::impossible; rewind_ = static_cast<Rewind>(static_cast<int>(rewind_) + 1)) {
         inThisPass_ = 0;
@@ -108,7 +77,7 @@ bool FileCamera::startOver(FramePtr& frame, std::string& reason) {
             rewound = input_->rewind(rewind_ == Rewind::byBytes);
         }
         const bool anyBeginning = rewind_ == Rewind::reopening;
-        if (rewound && readOn(frame, reason) && (anyBeginning || frame->pts == firstPts_)) return true;
+        if (rewound && read(frame, reason) && (anyBeginning || frame->pts == firstPts_)) return true;
     }
     reason = "cannot be read again from its beginning";
     return false;

@@ -4,7 +4,6 @@
 #include <optional>
 
 #include "media/video/camera.h"
-#include "media/video/loop_memory.h"
 #include "media/video/media_input.h"
 
 namespace kep::host {
@@ -27,12 +26,8 @@ class FileCamera final : public Camera {
     /** Ways back to the beginning of a file, the quickest first. */
     enum class Rewind { byTime, byBytes, reopening, impossible };
 
-    FileCamera(std::string url, std::unique_ptr<MediaInput> input, bool loops, std::size_t memory);
+    FileCamera(std::string url, std::unique_ptr<MediaInput> input, bool loops);
     bool read(FramePtr& frame, std::string& reason);
-    bool readOn(FramePtr& frame, std::string& reason);
-    void beginPass();
-    /** Has the decoder go on behind what is kept; false when it cannot. */
-    bool resume();
     /** Decodes from the beginning. */
     bool startOver(FramePtr& frame, std::string& reason);
     Clock::time_point dueTime(const AVFrame& frame);
@@ -44,9 +39,8 @@ class FileCamera final : public Camera {
     Rewind rewind_ = Rewind::byTime;
     int inThisPass_ = 0;
     std::optional<std::int64_t> firstPts_; /**< of all */
-    LoopMemory memory_;
-    std::size_t next_ = SIZE_MAX; /**< of the pictures kept; none of them in the first pass */
-    FramePtr ahead_;              /**< what follows on them */
+    FramePtr first_;                       /**< of this pass, while it is the only one */
+    FramePtr still_;                       /**< the whole of a file of one picture */
     std::int64_t lastPts_ = AV_NOPTS_VALUE;
     Clock::time_point lastDue_{};
 };

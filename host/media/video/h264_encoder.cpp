@@ -1,6 +1,5 @@
 #include "media/video/h264_encoder.h"
 
-#include <algorithm>
 #include <limits>
 
 extern "C" {
@@ -10,8 +9,6 @@ extern "C" {
 namespace kep::host {
 
 namespace {
-
-constexpr std::size_t shelfRoom = 3;
 
 void setRate(AVCodecContext& codec, int bitsPerSecond) {
     codec.bit_rate = bitsPerSecond;
@@ -55,7 +52,7 @@ std::unique_ptr<H264Encoder> H264Encoder::open(const H264Settings& settings, std
     av_opt_set(codec->priv_data, "preset", "ultrafast", 0);
     av_opt_set(codec->priv_data, "tune", "zerolatency", 0);
     av_opt_set(codec->priv_data, "forced-idr", "1", 0);
-    // Of one that writes its own lines, past the libraries' log; others have no such option.
+    // x265 bypasses av_log; other encoders have no such option.
     av_opt_set(codec->priv_data, "x265-params", "log-level=none", 0);
 
     const int opened = avcodec_open2(codec.get(), found, nullptr);
@@ -63,17 +60,10 @@ std::unique_ptr<H264Encoder> H264Encoder::open(const H264Settings& settings, std
         reason = std::string("encoder ") + encoder + ": " + ffmpegError(opened);
         return nullptr;
     }
-    return std::unique_ptr<H264Encoder>(new H264Encoder(std::move(codec), settings));
-}
-
-bool H264Encoder::fits(const H264Settings& settings) const {
-    return settings.width == settings_.width && settings.height == settings_.height &&
-           av_cmp_q(settings.rate, settings_.rate) == 0 && settings.colours == settings_.colours &&
-           (settings.bitRate == settings_.bitRate || count_ <= 1);
+    return std::unique_ptr<H264Encoder>(new H264Encoder(std::move(codec)));
 }
 
 void H264Encoder::setBitRate(int bitsPerSecond) {
-    settings_.bitRate = bitsPerSecond;
     setRate(*codec_, bitsPerSecond);
 }
 
@@ -93,63 +83,6 @@ PacketPtr H264Encoder::encode(const AVFrame& picture, bool key, std::string& rea
         return nullptr;
     }
     return packet;
-}
-
-std::unique_ptr<H264Encoder> EncoderShelf::take(const H264Settings& settings) {
-    std::unique_ptr<H264Encoder> taken;
-    const std::lock_guard lock(mutex_);
-    asked_ = true;
-    const auto found = std::find_if(encoders_.begin(), encoders_.end(),
-                                    [&](const auto& one) { return one->fits(settings); });
-    if (found != encoders_.end()) {
-        taken = std::move(*found);
-        encoders_.erase(found);
-        taken->setBitRate(settings.bitRate);
-    }
-    return taken;
-}
-
-void EncoderShelf::put(std::unique_ptr<H264Encoder> encoder) {
-    std::unique_ptr<H264Encoder> oldest;
-    const std::lock_guard lock(mutex_);
-    if (!open_) return;
-    if (encoders_.size() == shelfRoom) {
-        oldest = std::move(encoders_.front());
-        encoders_.erase(encoders_.begin());
-    }
-    encoders_.push_back(std::move(encoder));
-}
-
-void EncoderShelf::prepare(const H264Settings& settings, std::shared_ptr<const AVFrame> picture) {
-    const std::lock_guard lock(mutex_);
-    if (!open_ || asked_) return;
-    asked_ = true;
-    preparing_ = std::thread([this, settings, picture = std::move(picture)] {
-        // Whoever starts a stream in the meantime sets up its own, and tells why when that cannot be done.
-        std::string reason;
-        auto encoder = H264Encoder::open(settings, reason);
-        if (encoder && encoder->encode(*picture, true, reason)) put(std::move(encoder));
-    });
-}
-
-bool EncoderShelf::isPreparing() {
-    const std::lock_guard lock(mutex_);
-    return preparing_.joinable();
-}
-
-void EncoderShelf::close() {
-    std::thread preparing;
-    {
-        const std::lock_guard lock(mutex_);
-        encoders_.clear();
-        open_ = false;
-        preparing.swap(preparing_);
-    }
-    if (preparing.joinable()) preparing.join();
-}
-
-EncoderShelf::~EncoderShelf() {
-    close();
 }
 
 }  // namespace kep::host

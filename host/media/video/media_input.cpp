@@ -104,19 +104,11 @@ FramePtr MediaInput::convert(FramePtr decoded) {
 }
 
 bool MediaInput::rewind(bool byBytes) {
-    if (!byBytes) return seek(stream_->start_time == AV_NOPTS_VALUE ? 0 : stream_->start_time);
-    restartDecoder();
-    return av_seek_frame(input_.get(), -1, 0, AVSEEK_FLAG_BYTE) >= 0;
-}
-
-bool MediaInput::seek(std::int64_t pts) {
-    restartDecoder();
-    return av_seek_frame(input_.get(), stream_->index, pts, AVSEEK_FLAG_BACKWARD) >= 0;
-}
-
-void MediaInput::restartDecoder() {
     draining_ = false;
     avcodec_flush_buffers(codec_.get());
+    if (byBytes) return av_seek_frame(input_.get(), -1, 0, AVSEEK_FLAG_BYTE) >= 0;
+    const std::int64_t start = stream_->start_time == AV_NOPTS_VALUE ? 0 : stream_->start_time;
+    return av_seek_frame(input_.get(), stream_->index, start, AVSEEK_FLAG_BACKWARD) >= 0;
 }
 
 }  // namespace kep::host

@@ -28,8 +28,6 @@ class MediaInput {
     AVColorSpace colours() const { return isRgb(codec_->pix_fmt) ? AVCOL_SPC_BT709 : codec_->colorspace; }
     /** Pictures in a second; 0 when the input does not say. */
     AVRational rate() const;
-    /** Whether pictures may be coded in another order than they are shown in, as far as is known by now. */
-    bool reorders() const { return codec_->has_b_frames > 0; }
     /** What the time of a picture, `pts`, counts in. */
     AVRational timeBase() const { return stream_->time_base; }
 
@@ -38,12 +36,9 @@ class MediaInput {
 
     /** Goes back to the beginning, found by its time or as the first byte; false when the input cannot. */
     bool rewind(bool byBytes);
-    /** Goes to the last key frame whose time is not after `pts`; false when the input cannot. */
-    bool seek(std::int64_t pts);
 
   private:
     MediaInput() = default;
-    void restartDecoder();
     bool openDecoder(int stream, std::string& reason);
     /** Feeds the decoder one packet, or tells it that there are no more. */
     bool feed(std::string& reason);

@@ -20,6 +20,12 @@ struct Picture {
 
 using PicturePtr = std::shared_ptr<const Picture>;
 
+/** What it costs a queue that is bounded in bytes. */
+inline std::size_t weightOf(const PicturePtr& picture) {
+    return static_cast<std::size_t>(picture->frame->width) *
+           static_cast<std::size_t>(picture->frame->height) * 3 / 2;
+}
+
 /**
  * Memory for pictures of one size, used again and again. The planes of a picture lie end to end, unpadded. It
  * keeps at most kMostIdle pictures that nobody holds, so that what one burst needed goes back to the system.

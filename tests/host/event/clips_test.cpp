@@ -83,7 +83,7 @@ class BoardPictures {
         ASSERT_TRUE(outlet_ && outlet_->attach(inlet_));
     }
     int missing() {
-        for (kep::host::SharedPacket packet; inlet_.relay.queue().pull(packet, false);) {
+        for (kep::host::SharedPacket packet; inlet_.queue().pull(packet, false);) {
             const std::chrono::duration<double> step = packet->stamp - last_;
             if (begun_) missing_ += static_cast<int>(std::lround(step.count() * kRate)) - 1;
             last_ = packet->stamp;
@@ -190,7 +190,7 @@ class ClipsTest : public testing::Test {
                 kep::host::Inlet inlet;
                 if (!outlet || !outlet->attach(inlet)) return false;
                 kep::host::SharedPacket first;
-                const bool has = inlet.relay.queue().pull(first, false) && first->stamp < Clock::now() - past;
+                const bool has = inlet.queue().pull(first, false) && first->stamp < Clock::now() - past;
                 outlet->detach(inlet);
                 return has;
             })) << name;

@@ -235,20 +235,26 @@ TEST(CameraElement, IsLookedForAgainWhenItIsLost) {
     std::filesystem::remove_all(folder);
 }
 
-TEST(Microphone, IsEncodedWithoutAGap) {
+TEST(Microphone, IsEncodedWithoutAGapAndWithADTSWhereItIsAskedFor) {
     setenv("KEP_HOST_AUDIO", "test", 1);
-    Described app("type=pipeline,layout={MicSrc+encoder-aac:name=aac,br=96000+TestSink:name=z}");
-    ASSERT_TRUE(app);
-    ASSERT_TRUE(app.play());
-    ASSERT_TRUE(app.child<TestSink>("z").waitFor(50));
-    app.stop();
-    const std::vector<SharedPacket> units = app.child<TestSink>("z").packets();
-    EXPECT_EQ(units.front()->media->codec, AV_CODEC_ID_AAC);
-    EXPECT_EQ(units.front()->media->bitRate, 96'000);
-    for (std::size_t i = 1; i < units.size(); ++i) {
-        const std::chrono::duration<double, std::milli> step = units[i]->stamp - units[i - 1]->stamp;
-        EXPECT_NEAR(step.count(), 1024 * 1000. / 48000, 0.5) << i;
-        EXPECT_EQ(units[i]->bytes.get()[0], 0xff);
+    for (const bool adts : {false, true}) {
+        Described app("type=pipeline,layout={MicSrc+encoder-aac:name=aac,br=96000,adts=" +
+                      std::string(adts ? "true" : "false") + "+TestSink:name=z}");
+        ASSERT_TRUE(app);
+        ASSERT_TRUE(app.play());
+        ASSERT_TRUE(app.child<TestSink>("z").waitFor(50));
+        app.stop();
+        const std::vector<SharedPacket> units = app.child<TestSink>("z").packets();
+        EXPECT_EQ(units.front()->media->codec, AV_CODEC_ID_AAC);
+        EXPECT_EQ(units.front()->media->bitRate, 96'000);
+        // AudioSpecificConfig of AAC-LC, 48 kHz, two channels.
+        EXPECT_EQ(units.front()->media->parameters, (std::vector<std::uint8_t>{0x11, 0x90}));
+        for (std::size_t i = 1; i < units.size(); ++i) {
+            const std::chrono::duration<double, std::milli> step = units[i]->stamp - units[i - 1]->stamp;
+            EXPECT_NEAR(step.count(), 1024 * 1000. / 48000, 0.5) << i;
+            const std::uint8_t* const bytes = units[i]->bytes.get();
+            EXPECT_EQ(bytes[0] == 0xff && (bytes[1] & 0xf6) == 0xf0, adts);
+        }
     }
 }
 

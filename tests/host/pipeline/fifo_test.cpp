@@ -26,20 +26,32 @@ TEST(Fifo, HandsOnEveryPacketInOrderOnAThreadOfItsOwn) {
     }
 }
 
-TEST(Fifo, HandsOnWithTheThreadThatGivesWhatIsDoneAtOnce) {
-    Described chain("type=pipeline,layout={TestSource:name=a+FifoFilter:max=4+TestSink:name=z}");
+TEST(Fifo, HasNoThreadBeforeWhatTakesAtOnce) {
+    for (const bool atOnce : {true, false}) {
+        Described chain(
+            "type=pipeline,layout={TestSource:name=a+FifoFilter:name=f+FifoFilter+TestSink:name=z}");
+        ASSERT_TRUE(chain);
+        TestSink& sink = chain.child<TestSink>("z");
+        sink.setAtOnce(atOnce);
+        ASSERT_TRUE(chain.play());
+        EXPECT_EQ(chain.child<Element>("f").takesAtOnce(), atOnce);
+        for (int i = 0; i < 10; ++i) chain.child<TestSource>("a").push(picture(i));
+        ASSERT_TRUE(sink.waitFor(10));
+        EXPECT_EQ(sink.thread() == std::this_thread::get_id(), atOnce);
+    }
+}
+
+TEST(Fifo, HasAThreadWhereSeveralGive) {
+    Described chain(
+        "type=pipeline,layout={TestSource:name=a+TestSource:name=b,link=null+FifoFilter:link={a,b}"
+        "+TestSink:name=z}");
     ASSERT_TRUE(chain);
-    ASSERT_TRUE(chain.play());
     TestSink& sink = chain.child<TestSink>("z");
-    sink.setPrompt(true);
-    int given = 0;
-    EXPECT_TRUE(waitUntil([&] {
-        chain.child<TestSource>("a").push(picture(given++));
-        return sink.thread() == std::this_thread::get_id();
-    }));
-    ASSERT_TRUE(sink.waitFor(static_cast<std::size_t>(given)));
-    const std::vector<std::int64_t> stamps = sink.stamps(origin);
-    for (int i = 0; i < given; ++i) EXPECT_EQ(stamps[static_cast<std::size_t>(i)], i);
+    sink.setAtOnce(true);
+    ASSERT_TRUE(chain.play());
+    chain.child<TestSource>("a").push(picture(0));
+    ASSERT_TRUE(sink.waitFor(1));
+    EXPECT_EQ(sink.threadName(), "fifo");
 }
 
 TEST(Fifo, OneThatDropsAskForAKeyFrameToGoOnWith) {

@@ -58,22 +58,26 @@ TEST(ShmSource, BeginsWithAKeyFrameAndDrainsOnTheWayDown) {
     EXPECT_EQ(sink.packets().size(), 26U);
 }
 
-TEST(ShmSource, HandsOnWithTheThreadThatGivesWhatIsDoneAtOnce) {
-    Described given(giver("plGiven"));
-    Described reading(reader("plGiven"));
-    ASSERT_TRUE(given && reading);
-    ASSERT_TRUE(given.play() && reading.play());
-    TestSink& sink = reading.child<TestSink>("z");
-    int count = 0;
-    const auto push = [&] {
-        given.child<TestSource>("a").push(videoPacket(origin + milliseconds(count++), true));
-        return sink.thread() == std::this_thread::get_id();
-    };
-    for (int i = 0; i < 100; ++i) EXPECT_FALSE(push());
-    sink.setPrompt(true);
-    EXPECT_TRUE(waitUntil(push));
-    const std::vector<std::int64_t> stamps = sink.stamps(origin);
-    EXPECT_TRUE(std::is_sorted(stamps.begin(), stamps.end()));
+TEST(ShmSource, HasNoThreadBeforeWhatTakesAtOnce) {
+    for (const bool atOnce : {true, false}) {
+        Described given(giver("plGiven", ",past=1000"));
+        Described reading(reader("plGiven"));
+        ASSERT_TRUE(given && reading);
+        ASSERT_TRUE(given.play());
+        // The past is given by the thread that attaches.
+        for (int i = 0; i < 10; ++i)
+            given.child<TestSource>("a").push(videoPacket(origin + milliseconds(i), i == 0));
+        TestSink& sink = reading.child<TestSink>("z");
+        sink.setAtOnce(atOnce);
+        ASSERT_TRUE(reading.play());
+        ASSERT_TRUE(sink.waitFor(10));
+        EXPECT_EQ(sink.thread() == std::this_thread::get_id(), atOnce);
+        given.child<TestSource>("a").push(videoPacket(origin + milliseconds(10), true));
+        ASSERT_TRUE(sink.waitFor(11));
+        EXPECT_EQ(sink.thread() == std::this_thread::get_id(), atOnce);
+        const std::vector<std::int64_t> stamps = sink.stamps(origin);
+        EXPECT_TRUE(std::is_sorted(stamps.begin(), stamps.end()));
+    }
 }
 
 TEST(ShmSource, APipelineCannotListenToItself) {
@@ -105,7 +109,7 @@ TEST(ShmSource, ASlowListenerLosesItsOwnGroupsAndHoldsBackNobody) {
     slow.child<TestSink>("z").setOpen(true);
     slow.stop();
     const std::vector<std::int64_t> stamps = slow.child<TestSink>("z").stamps(origin);
-    EXPECT_LE(stamps.size(), Inlet::mostBytes / bytes + 1);
+    EXPECT_LE(stamps.size(), Inlet::kMostBytes / bytes + 1);
     EXPECT_NE(
         slow.waitForMessage("name=frameLost,media=video", ",total=" + std::to_string(count - stamps.size())),
         "");

@@ -35,7 +35,6 @@ class TestSource final : public SourceElement {
     ~TestSource() override { retire(); }
     void push(const SharedPacket& packet) { give(packet); }
     void cut() { giveCut(); }
-    void flush() { giveFlush(); }
     void requestKeyFrame(SteadyTime at) override;
     /** What key frames were asked for, the first first. */
     std::vector<SteadyTime> keyFrameRequests();
@@ -51,27 +50,23 @@ class TestSink final : public Element {
     ~TestSink() override { retire(); }
     void take(const SharedPacket& packet, const Element& from) override;
     void takeCut(const Element&) override;
-    void takeFlush(const Element&) override { ++flushes_; }
-    int flushes() const { return flushes_; }
-    /** As setPrompt() says; false at first. */
-    bool isPrompt() override { return prompt_; }
-    void setPrompt(bool prompt) { prompt_ = prompt; }
-    /** As setAllowedLag() says; none at first. */
-    milliseconds allowedLag() const override { return allowedLag_; }
-    void setAllowedLag(milliseconds lag) { allowedLag_ = lag; }
+    /** As setAtOnce() says; false at first. */
+    bool takesAtOnce() const override { return atOnce_; }
+    void setAtOnce(bool atOnce) { atOnce_ = atOnce; }
 
     std::vector<SharedPacket> packets();
     /** The stamps in milliseconds after `origin`. */
     std::vector<std::int64_t> stamps(SteadyTime origin);
+    /** Waits until so many have come, and has what waits before it given in the meantime. */
     bool waitFor(std::size_t count);
     /** How many packets had come before the cut; -1 without one. */
     int cutAfter();
     /** While it is closed, whoever gives waits. */
     void setOpen(bool open);
+    /** Whether somebody waits for it to be open. */
+    bool isWaitedFor();
     /** Which thread brought the last packet. */
     std::thread::id thread();
-    /** How often that thread has waited for something, up to then. */
-    long waits();
     std::string threadName();
 
   private:
@@ -80,11 +75,9 @@ class TestSink final : public Element {
     std::vector<SharedPacket> packets_;
     int cutAfter_ = -1;
     bool open_ = true;
-    std::atomic<int> flushes_{0};
-    std::atomic<bool> prompt_{false};
-    std::atomic<milliseconds> allowedLag_{milliseconds(0)};
+    bool isWaitedFor_ = false;
+    std::atomic<bool> atOnce_{false};
     std::thread::id thread_;
-    long waits_ = 0;
     std::string threadName_;
 };
 

@@ -75,23 +75,23 @@ void addSound(SampleStream& stream, int seconds, SteadyTime begin) {
     media->sampleRate = kSound.rate;
     media->channels = kSound.channels;
     media->bitRate = 32'000;
-    stream.audio = media;
     const std::atomic<int> bitRate{media->bitRate};
-    AacEncoder encoder(kSound, kSound, bitRate);
+    AacEncoder encoder(kSound, kSound, bitRate, true);
     if (!encoder.open()) throw std::runtime_error("no encoder of AAC");
+    media->parameters = encoder.config();
+    stream.audio = media;
     std::mt19937 random(2);
     for (std::int64_t block = 0; block < seconds * 50; ++block) {
-        auto samples = std::make_shared<AudioBlock>();
-        samples->format = kSound;
-        samples->stamp = begin + kSound.duration(block * kSound.blockFrames());
+        std::vector<std::int16_t> samples;
         for (int i = 0; i < kSound.blockFrames(); ++i)
-            samples->samples.push_back(static_cast<std::int16_t>(random() % 8192));
-        encoder.add(samples, [&](const SharedFrame& unit) {
-            auto packet = packetOf(media, unit->stamp, kSound.duration(1024));
-            packet->size = unit->size;
-            packet->bytes = {unit, unit->data};
+            samples.push_back(static_cast<std::int16_t>(random() % 8192));
+        const SteadyTime stamp = begin + kSound.duration(block * kSound.blockFrames());
+        encoder.add(samples.data(), kSound.blockFrames(), stamp, [&](const AacUnit& unit) {
+            auto packet = packetOf(media, unit.stamp, kSound.duration(AacEncoder::kUnitSamples));
+            packet->size = unit.size;
+            packet->bytes = unit.bytes;
             // What a recording leaves out before its first picture is not given at all.
-            if (unit->stamp >= begin) stream.packets.push_back(packet);
+            if (unit.stamp >= begin) stream.packets.push_back(packet);
         });
     }
 }

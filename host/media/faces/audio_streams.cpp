@@ -1,0 +1,105 @@
+#include <algorithm>
+
+#include "media/audio/aac_encoder.h"
+#include "media/audio/audio_device.h"
+#include "media/faces/live_stream.h"
+#include "media/faces/streams.h"
+#include "objects/log.h"
+
+namespace kep::host {
+namespace {
+
+/**
+ * A stream of the microphone. Rate and channels take effect at the next start: a reader could not tell where
+ * in a running stream they changed.
+ */
+class MicrophoneStream : public LiveStream, public virtual api::streaming::common::IAudio {
+  public:
+    void SetSampleRate(int hertz) override { rate_ = hertz; }
+    void SetChannels(int channels) override { channels_ = channels; }
+    bool PullFrame(SharedFrame& frame, bool wait) override {
+        const bool playing = StatusIsPlay();
+        if (queue().pull(frame, wait)) return true;
+        if (!playing) KEP_HOST_ERROR("no audio frame: the stream is not started");
+        return false;
+    }
+
+  protected:
+    explicit MicrophoneStream(const char* encoder)
+        : LiveStream("type=MicSrc,retry=false", encoder, {100, 4U << 20}) {}  // two seconds
+
+    AudioFormat format() const { return {rate_, channels_}; }
+    /** Has an element make this format. */
+    static bool setFormat(ObjectImpl& element, AudioFormat format) {
+        return isPcmFormat(format, 2) && set(element, "rate", format.rate) &&
+               set(element, "channels", format.channels);
+    }
+
+  private:
+    std::atomic<int> rate_{AudioFormat{}.rate};
+    std::atomic<int> channels_{AudioFormat{}.channels};
+};
+
+class PcmSource final : public api::streaming::IPcmSource, public MicrophoneStream {
+  public:
+    PcmSource() : MicrophoneStream(nullptr) {}
+    ~PcmSource() override { shutDown(); }
+
+  private:
+    bool start() override { return setFormat(source(), format()); }
+};
+
+/** AAC with ADTS headers. A bit rate acts on the running stream; a rate or channels, which every header
+ * names, at the next start. */
+class AacSource final : public api::streaming::IAacSource, public MicrophoneStream {
+  public:
+    AacSource() : MicrophoneStream("type=encoder-aac,adts=true") {}
+    ~AacSource() override { shutDown(); }
+
+    void SetBitRate(int bitsPerSecond) override {
+        if (bitsPerSecond <= 0) {
+            KEP_HOST_ERROR("bit rate " + std::to_string(bitsPerSecond) + " is refused");
+            return;
+        }
+        isSet_ = true;
+        setBitRate(bitsPerSecond);
+    }
+
+  private:
+    /** AAC has nothing beyond these bounds at any rate. */
+    void setBitRate(int bitsPerSecond) {
+        set(encoder(), "br",
+            std::clamp(bitsPerSecond, AacEncoder::kLowestBitRate, AacEncoder::kHighestBitRate));
+    }
+
+    bool start() override {
+        constexpr int kBitRatePerChannel = 64'000;
+        const AudioFormat wanted = format();
+        if (!isAacRate(wanted.rate)) {
+            KEP_HOST_ERROR("AAC has no sample rate " + std::to_string(wanted.rate));
+            return false;
+        }
+        if (!setFormat(encoder(), wanted)) return false;
+        if (!isSet_) setBitRate(kBitRatePerChannel * wanted.channels);
+        return true;
+    }
+
+    void elementFailed(const std::string& why) override {
+        MicrophoneStream::elementFailed(why == "name=failed,media=audio" ? "name=encoderLost,media=audio"
+                                                                         : why);
+    }
+
+    std::atomic<bool> isSet_{false};
+};
+
+}  // namespace
+
+std::unique_ptr<api::streaming::IPcmSource> makePcmSource() {
+    return std::make_unique<PcmSource>();
+}
+
+std::unique_ptr<api::streaming::IAacSource> makeAacSource() {
+    return std::make_unique<AacSource>();
+}
+
+}  // namespace kep::host

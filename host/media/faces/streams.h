@@ -1,0 +1,19 @@
+#ifndef KEP_HOST_STREAMS_H
+#define KEP_HOST_STREAMS_H
+
+#include <memory>
+
+#include "kep/streaming.h"
+
+namespace kep::host {
+
+std::unique_ptr<api::streaming::IYuvSource> makeYuvSource();
+std::unique_ptr<api::streaming::IH264Source> makeH264Source();
+std::unique_ptr<api::streaming::IPhotography> makePhotography();
+std::unique_ptr<api::streaming::IPcmSource> makePcmSource();
+std::unique_ptr<api::streaming::IAacSource> makeAacSource();
+std::unique_ptr<api::streaming::IPcmPlayer> makePcmPlayer();
+
+}  // namespace kep::host
+
+#endif

@@ -1,0 +1,117 @@
+#include <algorithm>
+#include <limits>
+
+#include "media/faces/live_stream.h"
+#include "media/faces/streams.h"
+#include "media/hub/key_frame_requests.h"
+#include "media/video/h264_encoder.h"
+#include "media/video/picture_size.h"
+#include "objects/log.h"
+
+namespace kep::host {
+namespace {
+
+using api::streaming::common::frame_t;
+
+/** Whether a setting is within its bounds; a line names it when it is not. */
+bool isSetting(const char* name, int value, int low, int high) {
+    if (value >= low && value <= high) return true;
+    KEP_HOST_ERROR(std::string(name) + " " + std::to_string(value) + " is not from " + std::to_string(low) +
+                   " to " + std::to_string(high));
+    return false;
+}
+
+bool isRate(int framesPerSecond) {
+    return isSetting("frame rate", framesPerSecond, 1, kHighestRate);
+}
+
+/**
+ * A stream of the camera. A size that is not set is that of the camera, a rate that is not set is 30. Values
+ * that make no sense are refused with a line: at start, or by the setter itself for what acts on a running
+ * stream, which then goes on with what it had.
+ */
+class CameraStream : public LiveStream,
+                     public virtual api::streaming::common::IVideo,
+                     public virtual api::streaming::common::IBitRateControl {
+  public:
+    void SetWidth(int pixels) override { width_ = pixels; }
+    void SetHeight(int pixels) override { height_ = pixels; }
+    void SetFrameRate(int framesPerSecond) override {
+        if (StatusIsPlay() && !(isRate(framesPerSecond) && set(source(), "fr", framesPerSecond))) return;
+        rate_ = framesPerSecond;
+    }
+    bool PullFrame(SharedFrame& frame, bool wait) override {
+        if (queue().pull(frame, wait)) return true;
+        if (!StatusIsPlay()) KEP_HOST_ERROR("the stream is not playing");
+        return false;
+    }
+
+  protected:
+    using LiveStream::LiveStream;
+
+    bool start() override {
+        const int width = width_;
+        const int height = height_;
+        return (width == kUnset || (isSide("width", width) && set(source(), "w", width))) &&
+               (height == kUnset || (isSide("height", height) && set(source(), "h", height))) &&
+               isRate(rate_) && set(source(), "fr", rate_);
+    }
+
+  private:
+    static constexpr int kUnset = std::numeric_limits<int>::min();
+    std::atomic<int> width_{kUnset};
+    std::atomic<int> height_{kUnset};
+    std::atomic<int> rate_{30};
+};
+
+constexpr const char* kCamera = "type=PvYuvSrcAdv,retry=false";
+
+/** The camera's pictures as one block of planar YUV 4:2:0 each. */
+class YuvSource final : public api::streaming::IYuvSource, public CameraStream {
+  public:
+    // A second of 1080p: as much as the camera delivers in one burst after the machine has stalled.
+    YuvSource() : CameraStream(kCamera, nullptr, {64, 96U << 20}) {}
+    ~YuvSource() override { shutDown(); }
+};
+
+/**
+ * The camera's pictures as H.264. Bit rate (2 Mb/s), frame rate and group length (15 pictures) act on the
+ * running stream, the size at its next start. A group length of 0 or less has no regular key frames, only the
+ * first one and those that are asked for.
+ */
+class H264Source final : public api::streaming::IH264Source, public CameraStream {
+  public:
+    // What a reader may leave lying: some seconds of a usual stream.
+    H264Source() : CameraStream(kCamera, "type=encoder-h264", {120, 8U << 20}) {}
+    ~H264Source() override { shutDown(); }
+
+    void SetBitRate(int bitsPerSecond) override {
+        if (StatusIsPlay() && !(isBitRate(bitsPerSecond) && set(encoder(), "br", bitsPerSecond))) return;
+        bitRate_ = bitsPerSecond;
+    }
+    void SetGop(int frames) override { set(encoder(), "gop", std::clamp(frames, 0, 100'000)); }
+    void RequestKeyFrame() override { encoder().requestKeyFrame(KeyFrameRequests::kNextPicture); }
+
+  private:
+    static bool isBitRate(int bitsPerSecond) {
+        return isSetting("bit rate", bitsPerSecond, H264Encoder::kLowestBitRate,
+                         H264Encoder::kHighestBitRate);
+    }
+    bool start() override {
+        return isBitRate(bitRate_) && set(encoder(), "br", bitRate_) && CameraStream::start();
+    }
+
+    std::atomic<int> bitRate_{2'000'000};
+};
+
+}  // namespace
+
+std::unique_ptr<api::streaming::IYuvSource> makeYuvSource() {
+    return std::make_unique<YuvSource>();
+}
+
+std::unique_ptr<api::streaming::IH264Source> makeH264Source() {
+    return std::make_unique<H264Source>();
+}
+
+}  // namespace kep::host

@@ -1,0 +1,147 @@
+#ifndef KEP_HOST_CAPTURE_SESSION_H
+#define KEP_HOST_CAPTURE_SESSION_H
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "kep/visibility.h"
+#include "media/common/device_spec.h"
+#include "media/common/steady_time.h"
+#include "media/threads.h"
+#include "objects/mutex.h"
+
+namespace kep::host {
+
+/** What tells one kind of device from another. */
+struct CaptureKind {
+    Thread thread;
+    std::chrono::milliseconds openTimeout;  /**< a device that takes longer is left behind */
+    std::chrono::milliseconds closeTimeout; /**< the same of one that is closed */
+    std::chrono::milliseconds linger;       /**< how long it stays open after its last consumer */
+    std::chrono::milliseconds stallTimeout; /**< it is lost when it gives nothing for longer; 0 for never */
+    std::string name;                       /**< begins the lines about it */
+    std::string noAnswer;                   /**< the line about one that does not open in time ... */
+    std::string hangs;                      /**< ... and one that does not close */
+};
+
+/**
+ * One run of a device: opened, captured from and closed on one thread, so that a device that hangs in its
+ * driver can be left behind. It captures from its first consumer on, and ends for good some time after its
+ * last, or when the device fails.
+ */
+class KEP_API CaptureSession {
+  public:
+    virtual ~CaptureSession() = default;
+    CaptureSession(const CaptureSession&) = delete;
+    CaptureSession& operator=(const CaptureSession&) = delete;
+
+    /** Starts the capture thread, which first waits until `before` has closed the device. */
+    static void launch(const std::shared_ptr<CaptureSession>& session,
+                       std::shared_ptr<CaptureSession> before);
+
+    const DeviceSpec& device() const { return device_; }
+    bool isOver() const;
+    bool isInUse() const;
+    /** Waits until the device is open. False when it does not open, of which a line has told. */
+    bool waitOpened();
+    /** Counts a consumer. False when the session is over. */
+    bool join();
+    /** A consumer is ready for what is captured: the first is to have the beginning. */
+    void begin();
+    /** Ends the session after the last consumer, unless it lingers. */
+    void leave();
+    /** Ends the session and waits until the device is closed; false when it hangs, of which a line tells. */
+    bool end();
+    /** Gives the device up when it has kept the capture thread waiting for too long. */
+    void loseIfStalled();
+
+  protected:
+    CaptureSession(CaptureKind kind, DeviceSpec device)
+        : kind_(std::move(kind)), device_(std::move(device)) {}
+
+    // Called by the capture thread, with no lock held. An empty reason stands for one that a line has told.
+    virtual bool open(std::string& reason) = 0;
+    /** Waits for what is captured next; false when nothing more will come. */
+    virtual bool read(std::string& reason) = 0;
+    /** What was read is held back until then. */
+    virtual SteadyTime due() const { return {}; }
+    virtual void publish() = 0;
+    virtual void close() = 0;
+    /** Tells the consumers that nothing more will come. May be called by other threads. */
+    virtual void endHub() = 0;
+    /** Makes read() return. Called by other threads, while the device is open. */
+    virtual void interrupt() {}
+
+  private:
+    using Clock = std::chrono::steady_clock;
+    enum class Phase { opening, running, over };
+
+    void run(const std::shared_ptr<CaptureSession>& before);
+    bool openDevice();
+    void captureAll();
+    bool isWanted() REQUIRES(mutex_);
+    void lose(const std::string& reason);
+    bool waitClosed();
+
+    const CaptureKind kind_;
+    const DeviceSpec device_;
+
+    mutable Mutex mutex_;
+    Condition changed_;
+    Phase phase_ GUARDED_BY(mutex_) = Phase::opening;
+    bool isClosed_ GUARDED_BY(mutex_) = false;
+    bool isLeftBehind_ GUARDED_BY(mutex_) = false;
+    int consumers_ GUARDED_BY(mutex_) = 0;
+    bool hasBegun_ GUARDED_BY(mutex_) = false;
+    Clock::time_point lastUse_ GUARDED_BY(mutex_);
+    Clock::time_point waitsSince_ GUARDED_BY(mutex_); /**< for the device; zero while nobody does */
+};
+
+/** The one device of its kind in the process: the session that is running, or the next. */
+template <class Session>
+class CaptureDevice {
+  public:
+    /** A session that has been joined. Null, with a line, when the device does not open. */
+    std::shared_ptr<Session> join(const DeviceSpec& chosen) EXCLUDES(mutex_) {
+        // One that ends just then, by itself, is followed by another.
+        for (int attempt = 0; attempt < kAttempts; ++attempt) {
+            const std::shared_ptr<Session> session = current(chosen);
+            if (!session->waitOpened()) return nullptr;
+            if (session->join()) return session;
+        }
+        return nullptr;
+    }
+
+    void end() EXCLUDES(mutex_) {
+        std::shared_ptr<Session> session;
+        {
+            const MutexLock lock(mutex_);
+            session = session_;
+        }
+        if (session) session->end();
+    }
+
+  private:
+    static constexpr int kAttempts = 3;
+
+    std::shared_ptr<Session> current(const DeviceSpec& chosen) EXCLUDES(mutex_) {
+        const MutexLock lock(mutex_);
+        const bool fits = session_ && !session_->isOver() &&
+                          (session_->device().text == chosen.text || session_->isInUse());
+        if (!fits) {
+            auto next = std::make_shared<Session>(chosen);
+            CaptureSession::launch(next, session_);
+            session_ = std::move(next);
+        }
+        return session_;
+    }
+
+    Mutex mutex_;
+    std::shared_ptr<Session> session_ GUARDED_BY(mutex_);
+};
+
+}  // namespace kep::host
+
+#endif

@@ -1,0 +1,226 @@
+#ifndef KEP_HOST_HUB_H
+#define KEP_HOST_HUB_H
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "media/hub/call_gate.h"
+#include "media/hub/group_queue.h"
+
+namespace kep::host {
+
+/**
+ * A consumer of a hub: its bounded queue, and what it is told. A derived class says what it wants and what it
+ * does about losses; its functions are called on the publisher's thread with no lock of the hub held.
+ *
+ * Either a thread of the consumer's pulls from the queue, or the consumer works on what comes within work(),
+ * on the thread that publishes: only where that takes next to no time, as it holds back all others.
+ */
+template <class Item>
+class Subscription {
+  public:
+    using Queue = GroupQueue<Item>;
+
+    explicit Subscription(typename Queue::Limits limits) : queue_(limits) {}
+    virtual ~Subscription() = default;
+    Subscription(const Subscription&) = delete;
+    Subscription& operator=(const Subscription&) = delete;
+
+    Queue& queue() { return queue_; }
+
+    /** Works on what is queued, unless another thread is about it: then that one does so. */
+    void pump() EXCLUDES(pumping_) {
+        for (bool first = true;; first = false) {
+            Item item;
+            {
+                const MutexLock lock(pumping_);
+                if (first && isPumped_) return;
+                isPumped_ = queue_.pull(item, false);
+                if (!isPumped_) return;
+            }
+            work(item);
+        }
+    }
+
+  protected:
+    /** An item is published, whether or not this consumer wants it. */
+    virtual void offered(const Item&) {}
+    /** Whether this consumer is to have the item. This and beginsGroup() are asked for one item after the
+     * other, and call nobody. */
+    virtual bool wants(const Item&) { return true; }
+    /** Whether a group begins with the item: where it ends, one that was dropped does. */
+    virtual bool beginsGroup(const Item&) { return true; }
+    /** The consumer was too slow for these. */
+    virtual void lost(const std::vector<Item>&) {}
+    /** The item was dropped as nothing before it is there; a key item is wanted. */
+    virtual void lacksKey(const Item&) {}
+    /** Nothing more will come. */
+    virtual void ended() {}
+    virtual void told(const std::string& /*message*/) {}
+    /** Whether items are worked on where they are published. */
+    virtual bool worksAtOnce() const { return false; }
+    virtual void work(const Item&) {}
+
+  private:
+    template <class, class>
+    friend class Hub;
+
+    void receive(const Item& item) {
+        enqueue(item);
+        if (worksAtOnce()) pump();
+    }
+    void enqueue(const Item& item) EXCLUDES(entry_) {
+        offered(item);
+        typename Queue::PushResult pushed;
+        {
+            const MutexLock lock(entry_);
+            if (!wants(item)) return;
+            pushed = queue_.push(item, beginsGroup(item), weightOf(item));
+        }
+        if (pushed.awaitsKey) lacksKey(item);
+        if (!pushed.dropped.empty()) lost(pushed.dropped);
+    }
+    void end() {
+        ended();
+        queue_.finish();
+    }
+
+    Queue queue_;
+    Mutex entry_; /**< one item after the other */
+    Mutex pumping_;
+    bool isPumped_ GUARDED_BY(pumping_) = false;
+};
+
+/** What a hub keeps for consumers that come later: nothing. */
+template <class Item>
+struct NoPast {
+    void push(const Item&) {}
+    template <class Function>
+    void forEach(const Function&) const {}
+    void clear() {}
+};
+
+/** The newest item. */
+template <class Item>
+struct NewestOnly {
+    void push(const Item& item) { newest = item; }
+    template <class Function>
+    void forEach(const Function& function) const {
+        if (newest) function(newest);
+    }
+    void clear() { newest = {}; }
+
+    Item newest;
+};
+
+/**
+ * One source and its consumers. Each has a queue of its own: one that is slow loses its own oldest groups and
+ * holds back nobody. One thread publishes at a time, with no lock held while consumers are called.
+ */
+template <class Item, class Past = NoPast<Item>>
+class Hub {
+  public:
+    explicit Hub(Past past = {}) : past_(std::move(past)) {}
+
+    /** Opens the consumer's queue and lets it have the past, then all that comes; the past is worked on with
+     * pump(). False when the hub has ended. */
+    bool subscribe(Subscription<Item>& consumer) EXCLUDES(mutex_) {
+        const MutexLock lock(mutex_);
+        if (hasEnded_) return false;
+        consumer.queue().open();
+        // No foreign work: the past goes to the queue, which has room for all of it.
+        past_.forEach([&](const Item& item) { consumer.enqueue(item); });
+        auto list = std::make_shared<List>(*list_);
+        list->push_back(std::make_shared<Entry>(consumer));
+        list_ = std::move(list);
+        return true;
+    }
+
+    /** After this nothing of the consumer is touched any more; its queue keeps what it has. False for one
+     * that has not subscribed. Not to be called by what the hub calls. */
+    bool unsubscribe(const Subscription<Item>& consumer) EXCLUDES(mutex_) {
+        std::shared_ptr<Entry> gone;
+        {
+            const MutexLock lock(mutex_);
+            auto list = std::make_shared<List>(*list_);
+            const auto found = std::find_if(list->begin(), list->end(),
+                                            [&](const auto& entry) { return &entry->consumer == &consumer; });
+            if (found == list->end()) return false;
+            gone = *found;
+            list->erase(found);
+            list_ = std::move(list);
+        }
+        gone->gate.close();
+        return true;
+    }
+
+    void publish(const Item& item) EXCLUDES(mutex_) {
+        std::shared_ptr<const List> list;
+        {
+            const MutexLock lock(mutex_);
+            past_.push(item);
+            list = list_;
+        }
+        each(*list, [&](Subscription<Item>& consumer) { consumer.receive(item); });
+    }
+
+    /** Gives all consumers a message. */
+    void tell(const std::string& message) EXCLUDES(mutex_) {
+        each(*consumers(), [&](Subscription<Item>& consumer) { consumer.told(message); });
+    }
+
+    /** Tells all consumers that nothing more will come, and takes no new ones. */
+    void end() EXCLUDES(mutex_) {
+        std::shared_ptr<const List> list;
+        {
+            const MutexLock lock(mutex_);
+            if (hasEnded_) return;
+            hasEnded_ = true;
+            past_.clear();
+            list = list_;
+        }
+        each(*list, [](Subscription<Item>& consumer) { consumer.end(); });
+    }
+
+    bool hasEnded() const EXCLUDES(mutex_) {
+        const MutexLock lock(mutex_);
+        return hasEnded_;
+    }
+
+    /** Has `function` look at the past, or change what is kept of it. */
+    template <class Function>
+    auto withPast(const Function& function) EXCLUDES(mutex_) {
+        const MutexLock lock(mutex_);
+        return function(past_);
+    }
+
+  private:
+    struct Entry {
+        explicit Entry(Subscription<Item>& one) : consumer(one) {}
+        Subscription<Item>& consumer;
+        CallGate gate;
+    };
+    using List = std::vector<std::shared_ptr<Entry>>;
+
+    std::shared_ptr<const List> consumers() const EXCLUDES(mutex_) {
+        const MutexLock lock(mutex_);
+        return list_;
+    }
+
+    template <class Function>
+    static void each(const List& list, const Function& function) {
+        for (const auto& entry : list) entry->gate.pass([&] { function(entry->consumer); });
+    }
+
+    mutable Mutex mutex_;
+    Past past_ GUARDED_BY(mutex_);
+    std::shared_ptr<const List> list_ GUARDED_BY(mutex_) = std::make_shared<List>();
+    bool hasEnded_ GUARDED_BY(mutex_) = false;
+};
+
+}  // namespace kep::host
+
+#endif

@@ -1,0 +1,97 @@
+#ifndef KEP_HOST_LEASE_H
+#define KEP_HOST_LEASE_H
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "media/hub/capture_session.h"
+#include "media/hub/hub.h"
+
+namespace kep::host {
+
+/** One consumer's share of a device: its queue, and the session that it keeps open. A derived class calls
+ * close() in its destructor, as it is called by the capture thread until then. */
+template <class Session>
+class Lease : protected Subscription<typename Session::Item> {
+  public:
+    using Item = typename Session::Item;
+
+    virtual ~Lease() = default;
+
+    const std::string& device() const { return session_->device().text; }
+
+    /** Takes the next item; with `wait` blocks until there is one. False once the lease is closed, or the
+     * device is lost and what is queued is taken. */
+    bool pull(Item& item, bool wait) {
+        while (!this->queue().pull(item, false)) {
+            if (!wait) return false;
+            if (this->queue().waitWithin(kLook)) continue;
+            if (!this->queue().isOpen()) return this->queue().pull(item, false);
+            session_->loseIfStalled();
+        }
+        return true;
+    }
+
+    /** Whether the device has been lost. */
+    bool isLost() const { return isLost_; }
+
+    /** Gives the share back: what is queued is dropped, and nobody is told any more. Not to be called by
+     * what the hub calls. */
+    void close() {
+        if (isOpen_.exchange(false)) {
+            session_->hub().unsubscribe(*this);
+            session_->leave();
+        }
+        this->queue().close();
+    }
+
+  protected:
+    using Lost = std::function<void(std::size_t)>;
+    using Ended = std::function<void(const std::string& device)>;
+
+    /** Of a session that has been joined. `lost` is told of items that came too fast, `ended` that the device
+     * is lost; on the capture thread, with no lock held. Either may be null. */
+    Lease(std::shared_ptr<Session> session, typename GroupQueue<Item>::Limits limits, Lost lost, Ended ended)
+        : Subscription<Item>(limits),
+          session_(std::move(session)),
+          lost_(std::move(lost)),
+          ended_(std::move(ended)) {}
+
+    /** To be called once. False when the device has just been lost. */
+    bool subscribe() {
+        isOpen_ = session_->hub().subscribe(*this);
+        if (isOpen_) {
+            session_->begin();
+        } else {
+            session_->leave();
+        }
+        return isOpen_;
+    }
+
+    Session& session() const { return *session_; }
+    void tellLost(std::size_t count) {
+        if (lost_) lost_(count);
+    }
+
+  private:
+    /** How often a consumer who waits looks after the device. */
+    static constexpr std::chrono::seconds kLook{1};
+
+    void lost(const std::vector<Item>& dropped) override { tellLost(dropped.size()); }
+    void ended() override {
+        isLost_ = true;
+        if (ended_) ended_(device());
+    }
+
+    const std::shared_ptr<Session> session_;
+    const Lost lost_;
+    const Ended ended_;
+    std::atomic<bool> isOpen_{false};
+    std::atomic<bool> isLost_{false};
+};
+
+}  // namespace kep::host
+
+#endif

@@ -1,0 +1,41 @@
+#ifndef KEP_HOST_THREADS_H
+#define KEP_HOST_THREADS_H
+
+#include <functional>
+#include <thread>
+
+#include "kep/visibility.h"
+
+namespace kep::host {
+
+/**
+ * Every thread of the framework's media part, and why it is there. A thread stands where somebody waits: for
+ * a device, for a disk, for a consumer that blocks; and behind the two captures, so that work on what was
+ * captured never delays the next capture. All else happens on the thread that brings a packet.
+ *
+ * A live H.264 stream has camera and cameraElement; a recording with sound has these, their two of the
+ * microphone, and muxer; an event service has event in the place of muxer.
+ */
+enum class Thread {
+    camera,            /**< waits for the camera: opens it, captures, closes it */
+    microphone,        /**< the same of the microphone */
+    cameraElement,     /**< scales and encodes what one chain takes from the camera */
+    microphoneElement, /**< converts and encodes what one chain takes from the microphone */
+    fifo,              /**< a queue before elements that may block or work for long; elsewhere it has none */
+    shmSource,         /**< the same for what comes from another pipeline */
+    muxer,             /**< waits for the disk that a recording is on */
+    event,             /**< waits for the disks that clips are on, and for their time to come */
+    speaker,           /**< waits for the loudspeaker */
+    pictureWriter,     /**< waits for the disk of pictures that nobody waits for */
+    prerecord,         /**< looks for devices that pre-recording lacks; ends once it has them */
+};
+
+/** The thread's name, as tools show it. */
+KEP_API const char* nameOf(Thread thread);
+
+/** Starts a thread. The only place of the media part that does. */
+KEP_API std::thread startThread(Thread thread, std::function<void()> work);
+
+}  // namespace kep::host
+
+#endif
