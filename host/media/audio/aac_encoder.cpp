@@ -1,41 +1,12 @@
 #include "media/audio/aac_encoder.h"
 
 #include <algorithm>
-#include <array>
 #include <new>
 
+#include "media/audio/adts.h"
 #include "objects/log.h"
 
 namespace kep::host {
-
-namespace {
-
-constexpr std::size_t kHeaderBytes = 7;
-// In the order of their index.
-constexpr std::array kRates = {96000, 88200, 64000, 48000, 44100, 32000, 24000,
-                               22050, 16000, 12000, 11025, 8000,  7350};
-
-void writeAdtsHeader(unsigned char* header, AudioFormat format, std::size_t payload) {
-    constexpr unsigned kProfileLc = 1;
-    const auto rate = static_cast<unsigned>(aacRateIndex(format.rate));
-    const auto channels = static_cast<unsigned>(format.channels);
-    const auto size = static_cast<unsigned>(payload + kHeaderBytes);
-    header[0] = 0xff;
-    header[1] = 0xf1;  // end of the sync word, MPEG-4, no checksum
-    header[2] = static_cast<unsigned char>(kProfileLc << 6 | rate << 2 | channels >> 2);
-    header[3] = static_cast<unsigned char>((channels & 3) << 6 | size >> 11);
-    header[4] = static_cast<unsigned char>(size >> 3);
-    header[5] =
-        static_cast<unsigned char>((size & 7) << 5 | 0x1f);  // and the buffer fullness of a variable rate
-    header[6] = 0xfc;
-}
-
-}  // namespace
-
-int aacRateIndex(int hertz) {
-    const auto found = std::find(kRates.begin(), kRates.end(), hertz);
-    return found == kRates.end() ? -1 : static_cast<int>(found - kRates.begin());
-}
 
 AacEncoder::AacEncoder(AudioFormat from, AudioFormat to, const std::atomic<int>& bitRate, bool adts)
     : format_(to),
@@ -70,10 +41,7 @@ CodecPtr AacEncoder::openCodec(int bitRate) const {
 }
 
 std::vector<std::uint8_t> AacEncoder::config() const {
-    constexpr unsigned kLowComplexity = 2;
-    const unsigned config = kLowComplexity << 11 | static_cast<unsigned>(aacRateIndex(format_.rate)) << 7 |
-                            static_cast<unsigned>(format_.channels) << 3;
-    return {static_cast<std::uint8_t>(config >> 8), static_cast<std::uint8_t>(config)};
+    return aacConfig(format_.rate, format_.channels);
 }
 
 bool AacEncoder::add(const std::int16_t* samples, std::int64_t frames, SteadyTime stamp, const Emit& emit) {
@@ -136,9 +104,9 @@ AacUnit AacEncoder::accessUnit() {
         return {{bare, bare->data}, bare->size, stamp};
     }
     const auto payload = static_cast<std::size_t>(packet_->size);
-    const auto unit = std::make_shared<std::vector<std::uint8_t>>(kHeaderBytes + payload);
-    writeAdtsHeader(unit->data(), format_, payload);
-    std::copy_n(packet_->data, payload, unit->data() + kHeaderBytes);
+    const auto unit = std::make_shared<std::vector<std::uint8_t>>(AdtsHeader::kBytes + payload);
+    AdtsHeader::write(unit->data(), format_.rate, format_.channels, payload);
+    std::copy_n(packet_->data, payload, unit->data() + AdtsHeader::kBytes);
     av_packet_unref(packet_.get());
     return {{unit, unit->data()}, static_cast<int>(unit->size()), stamp};
 }

@@ -12,13 +12,6 @@
 
 namespace kep::host {
 
-/** The index by which AAC's headers name a sample rate; -1 for one that AAC does not know. */
-int aacRateIndex(int hertz);
-/** Whether AAC knows this sample rate. */
-inline bool isAacRate(int hertz) {
-    return aacRateIndex(hertz) >= 0;
-}
-
 /** An access unit: its bytes, and the capture time of the first sample that a decoder makes of it. */
 struct AacUnit {
     std::shared_ptr<const std::uint8_t> bytes;

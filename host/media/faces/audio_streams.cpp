@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "media/audio/aac_encoder.h"
+#include "media/audio/adts.h"
 #include "media/audio/audio_device.h"
 #include "media/faces/live_stream.h"
 #include "media/faces/streams.h"

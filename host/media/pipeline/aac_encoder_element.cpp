@@ -2,6 +2,7 @@
 #include <memory>
 
 #include "media/audio/aac_encoder.h"
+#include "media/audio/adts.h"
 #include "media/pipeline/element.h"
 #include "media/pipeline/limits.h"
 #include "objects/class_registry.h"

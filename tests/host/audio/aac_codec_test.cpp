@@ -1,0 +1,475 @@
+// AAC coding of buffers in memory, through the public header; other programs judge and make what is coded.
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <numbers>
+#include <random>
+#include <span>
+
+#include "kep/entry_points.h"
+#include "support.h"
+#include "vornisa_api.h"
+
+namespace {
+
+using audio_test::ScopedFolder;
+using audio_test::writeFile;
+using Samples = std::vector<std::int16_t>;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+constexpr std::size_t kUnit = 1024;         // samples of each channel
+constexpr std::size_t kDelay = kUnit;       // of the encoder
+constexpr std::size_t kMostUnit = 768 + 7;  // bytes, with one channel
+
+struct Format {
+    int rate = 48000;
+    int channels = 1;
+    int bitRate = 128'000;
+    bool adts = true;
+};
+
+/** A codec as an application has it. */
+class Codec {
+  public:
+    Codec(VNRes resource, const Format& format) : Codec(resource) {
+        EXPECT_EQ(VNAacCodecSet(id_, format.rate, format.channels, format.adts, format.bitRate, 0),
+                  VNRES_SUCCEED);
+    }
+    explicit Codec(VNRes resource) { EXPECT_EQ(VNAcquire(resource, &id_), VNRES_SUCCEED); }
+    Codec(const Codec&) = delete;
+    Codec& operator=(const Codec&) = delete;
+    ~Codec() { VNRelease(id_); }
+    int id() const { return id_; }
+
+  private:
+    int id_ = 0;
+};
+
+/** What calls have made of an input, in order; `sizes` are those of the results. */
+struct Coded {
+    std::string bytes;
+    std::vector<int> sizes;
+};
+
+using Convert = int (*)(int, const void*, int, int*, void*, int);
+
+/** Gives `input` to a codec in pieces of `pieceSize()` bytes, each until it is taken whole. */
+template <class PieceSize>
+Coded convert(Convert call, int id, const std::string& input, PieceSize pieceSize, std::size_t room = 65536) {
+    Coded coded;
+    std::string out(room, 0);
+    for (std::size_t at = 0; at < input.size();) {
+        const std::size_t size = std::min<std::size_t>(pieceSize(), input.size() - at);
+        int consumed = -1;
+        const int made = call(id, input.data() + at, static_cast<int>(size), &consumed, out.data(),
+                              static_cast<int>(out.size()));
+        if (made < 0 || consumed < 0 || (made == 0 && consumed == 0)) {
+            ADD_FAILURE() << "result " << made << ", " << consumed << " of " << size << " bytes at " << at;
+            return coded;
+        }
+        coded.bytes.append(out, 0, static_cast<std::size_t>(made));
+        if (made > 0) coded.sizes.push_back(made);
+        at += static_cast<std::size_t>(consumed);
+    }
+    return coded;
+}
+
+/** The same, and what comes out at the end. */
+template <class PieceSize>
+Coded encode(int id, const std::string& pcm, PieceSize pieceSize, std::size_t room = 65536) {
+    Coded coded = convert(VNAacEncode, id, pcm, pieceSize, room);
+    std::string out(room, 0);
+    for (;;) {
+        const int made = VNAacEncode(id, nullptr, 0, nullptr, out.data(), static_cast<int>(out.size()));
+        EXPECT_GE(made, 0);
+        if (made <= 0) return coded;
+        coded.bytes.append(out, 0, static_cast<std::size_t>(made));
+        coded.sizes.push_back(made);
+    }
+}
+
+auto always(std::size_t size) {
+    return [size] { return size; };
+}
+
+std::string bytesOf(const Samples& samples) {
+    return {reinterpret_cast<const char*>(samples.data()), samples.size() * sizeof samples[0]};
+}
+Samples samplesOf(const std::string& bytes) {
+    Samples samples(bytes.size() / sizeof(std::int16_t));
+    std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof samples[0]);
+    return samples;
+}
+
+/** The pitch of a channel, far enough below half of every rate. */
+double pitchOfChannel(int channel) {
+    return 300.0 + 100.0 * channel;
+}
+
+/** Each channel has its own steady tone of a quarter of full scale. */
+Samples tones(const Format& format, std::size_t frames) {
+    Samples samples;
+    for (std::size_t i = 0; i < frames; ++i) {
+        for (int channel = 0; channel < format.channels; ++channel)
+            samples.push_back(
+                static_cast<std::int16_t>(8192 * std::sin(2 * std::numbers::pi * pitchOfChannel(channel) *
+                                                          static_cast<double>(i) / format.rate)));
+    }
+    return samples;
+}
+
+/** Chords that change, with some noise: what a codec cannot bring back exactly. */
+Samples music(int rate, int channels, std::size_t frames) {
+    std::mt19937 random(7);
+    std::uniform_real_distribution<double> noise(-200, 200);
+    Samples samples;
+    for (std::size_t i = 0; i < frames; ++i) {
+        const double time = static_cast<double>(i) / rate;
+        const double root = 110 * std::pow(2, static_cast<int>(time * 4) % 12 / 12.0);
+        for (int channel = 0; channel < channels; ++channel) {
+            double value = noise(random);
+            for (int harmonic = 1; harmonic < 12; ++harmonic)
+                value += 6000.0 / harmonic *
+                         std::sin(2 * std::numbers::pi * root * harmonic * time + harmonic * channel);
+            samples.push_back(static_cast<std::int16_t>(std::clamp(value, -32768.0, 32767.0)));
+        }
+    }
+    return samples;
+}
+
+/** Of `result`, which begins `delay` samples of each channel early, against what it was made of; in dB. */
+double signalToNoise(const Samples& original, const Samples& result, std::size_t delay, int channels) {
+    const std::size_t skipped = delay * static_cast<std::size_t>(channels);
+    double signal = 0;
+    double noise = 0;
+    for (std::size_t i = 0; i < original.size() && i + skipped < result.size(); ++i) {
+        const double wanted = original[i];
+        const double off = result[i + skipped] - wanted;
+        signal += wanted * wanted;
+        noise += off * off;
+    }
+    return 10 * std::log10(signal / noise);
+}
+
+class AacCodecTest : public testing::Test {
+  protected:
+    std::string file(const std::string& name) const { return folder_.file(name); }
+    std::string ffmpeg(const std::string& arguments) const {
+        return outputOf("ffmpeg -nostdin -hide_banner -loglevel error -y " + arguments + " 2>&1");
+    }
+    static std::string rawFormat(int rate, int channels) {
+        return "-f s16le -ar " + std::to_string(rate) + " -ac " + std::to_string(channels);
+    }
+
+    ScopedFolder folder_;
+};
+
+class AacFormats : public testing::TestWithParam<std::tuple<int, int, bool>> {};
+
+TEST_P(AacFormats, EachChannelComesBack) {
+    const auto [rate, channels, adts] = GetParam();
+    const Format format = {rate, channels, 64'000 * channels, adts};
+    const Codec encoder(VNRES_AAC_ENCODER, format);
+    const Codec decoder(VNRES_AAC_DECODER, format);
+    const Samples original = tones(format, static_cast<std::size_t>(rate));
+    const std::size_t block = kUnit * sizeof(std::int16_t) * static_cast<std::size_t>(channels);
+    const Coded coded = encode(encoder.id(), bytesOf(original), always(block));
+    std::string decoded;
+    std::string out(block, 0);
+    std::size_t at = 0;
+    for (const int size : coded.sizes) {
+        int consumed = 0;
+        const int made = VNAacDecode(decoder.id(), coded.bytes.data() + at, size, &consumed, out.data(),
+                                     static_cast<int>(out.size()));
+        ASSERT_GE(made, 0);
+        ASSERT_EQ(consumed, size);
+        decoded.append(out, 0, static_cast<std::size_t>(made));
+        at += static_cast<std::size_t>(size);
+    }
+    const Samples samples = samplesOf(decoded);
+    ASSERT_GE(samples.size(), original.size() + kDelay * static_cast<std::size_t>(channels));
+    for (int channel = 0; channel < channels; ++channel) {
+        const auto first = (kDelay + kUnit) * static_cast<std::size_t>(channels);
+        const auto frames = static_cast<std::size_t>(rate) - 2 * kUnit;
+        const double start = static_cast<double>(kUnit) / rate;
+        const auto at = first + static_cast<std::size_t>(channel);
+        // The fourth channel of six, and of eight, carries low frequencies alone.
+        const double low = channel == 3 && channels >= 6 ? 0 : 0.9;
+        const auto pitch =
+            audio_test::pitchOf(samples.data() + at, frames, channels, rate, pitchOfChannel(channel), start);
+        EXPECT_GE(pitch.amplitude, 8192 * low) << "channel " << channel;
+        EXPECT_LE(pitch.amplitude, 8192 * 1.1) << "channel " << channel;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(OfAac, AacFormats,
+                         testing::Combine(testing::Values(96000, 88200, 64000, 48000, 44100, 32000, 24000,
+                                                          22050, 16000, 12000, 11025, 8000, 7350),
+                                          testing::Values(1, 2, 3, 4, 5, 6, 8), testing::Bool()),
+                         [](const auto& format) {
+                             return std::to_string(std::get<0>(format.param)) + "x" +
+                                    std::to_string(std::get<1>(format.param)) +
+                                    (std::get<2>(format.param) ? "Adts" : "Bare");
+                         });
+
+TEST_F(AacCodecTest, PiecesOfAnyLengthMakeTheSameStream) {
+    const Format format = {44100, 2, 96'000, true};
+    const std::string pcm = bytesOf(music(format.rate, format.channels, 44100 * 2 + 321));
+    std::mt19937 random(1);
+    const auto anySize = [&random] { return 1 + random() % 9000; };
+    const Codec whole(VNRES_AAC_ENCODER, format);
+    const Codec pieces(VNRES_AAC_ENCODER, format);
+    const Coded expected = encode(whole.id(), pcm, always(pcm.size()));
+    EXPECT_EQ(encode(pieces.id(), pcm, anySize, kMostUnit * 2).bytes, expected.bytes);
+
+    const Codec decoder(VNRES_AAC_DECODER, format);
+    const Codec inPieces(VNRES_AAC_DECODER, format);
+    const Coded decoded = convert(VNAacDecode, decoder.id(), expected.bytes, always(expected.bytes.size()));
+    EXPECT_EQ(convert(
+                  VNAacDecode, inPieces.id(), expected.bytes, [&] { return 1 + random() % 700; }, 4096)
+                  .bytes,
+              decoded.bytes);
+    EXPECT_EQ(decoded.bytes.size() % (kUnit * 4), 0U);
+    // The delay, and the last unit filled up with silence.
+    EXPECT_EQ(decoded.bytes.size() / (kUnit * 4), (pcm.size() / 4 + kUnit - 1) / kUnit + 1);
+}
+
+TEST_F(AacCodecTest, AnOutputBufferThatIsTooSmallCostsNothing) {
+    const Format format = {48000, 1, 64'000, true};
+    const std::string pcm = bytesOf(tones(format, kUnit * 8));
+    const Codec encoder(VNRES_AAC_ENCODER, format);
+    const Codec reference(VNRES_AAC_ENCODER, format);
+    const ErrorLines lines;
+    std::string out(kMostUnit, 0);
+    int consumed = -5;
+    EXPECT_EQ(VNAacEncode(encoder.id(), pcm.data(), static_cast<int>(pcm.size()), &consumed, out.data(),
+                          static_cast<int>(out.size()) - 1),
+              VNRES_UNSUPPORTED);
+    EXPECT_EQ(consumed, -5);
+    const Coded expected = encode(reference.id(), pcm, always(pcm.size()));
+    EXPECT_EQ(encode(encoder.id(), pcm, always(pcm.size()), kMostUnit).bytes, expected.bytes);
+
+    const Codec decoder(VNRES_AAC_DECODER, format);
+    const Codec other(VNRES_AAC_DECODER, format);
+    std::string samples(kUnit * 2, 0);
+    EXPECT_EQ(VNAacDecode(decoder.id(), expected.bytes.data(), 7, &consumed, samples.data(), 0), 0);
+    EXPECT_EQ(consumed, 7);
+    consumed = -5;
+    const std::string rest = expected.bytes.substr(7);
+    EXPECT_EQ(VNAacDecode(decoder.id(), rest.data(), static_cast<int>(rest.size()), &consumed, samples.data(),
+                          static_cast<int>(samples.size()) - 1),
+              VNRES_UNSUPPORTED);
+    EXPECT_EQ(consumed, -5);
+    EXPECT_EQ(convert(VNAacDecode, decoder.id(), rest, always(rest.size()), samples.size()).bytes,
+              convert(VNAacDecode, other.id(), expected.bytes, always(expected.bytes.size())).bytes);
+    EXPECT_THAT(lines.raw(),
+                HasSubstr("AacCodec \"aacEncoder\": output buffer of 774 bytes: an access unit may "
+                          "take 775"));
+    EXPECT_THAT(
+        lines.raw(),
+        HasSubstr("AacCodec \"aacDecoder\": output buffer of 2047 bytes: the next samples take 2048"));
+}
+
+TEST_F(AacCodecTest, AnotherProgramDecodesWhatIsEncodedAsWellAsItsOwn) {
+    for (const int channels : {1, 2}) {
+        const Format format = {48000, channels, 64'000 * channels, true};
+        const Samples original = music(format.rate, channels, 48000 * 4);
+        const Codec encoder(VNRES_AAC_ENCODER, format);
+        writeFile(file("in.pcm"), bytesOf(original));
+        writeFile(file("ours.aac"), encode(encoder.id(), bytesOf(original), always(4096)).bytes);
+        const std::string raw = rawFormat(format.rate, channels);
+        ffmpeg(raw + " -i " + file("in.pcm") + " -c:a aac -b:a " + std::to_string(format.bitRate) + " " +
+               file("theirs.aac"));
+        double decibels[2] = {};
+        int index = 0;
+        for (const std::string name : {"ours", "theirs"}) {
+            ffmpeg("-i " + file(name + ".aac") + " " + raw + " " + file(name + ".pcm"));
+            decibels[index++] =
+                signalToNoise(original, samplesOf(contentsOf(file(name + ".pcm"))), kDelay, channels);
+        }
+        EXPECT_GT(decibels[1], 10) << channels;
+        EXPECT_NEAR(decibels[0], decibels[1], 1) << channels;
+    }
+}
+
+TEST_F(AacCodecTest, WhatAnotherProgramHasEncodedIsDecodedAsWellAsByItself) {
+    const Format format = {44100, 2, 128'000, true};
+    const Samples original = music(format.rate, 2, 44100 * 4);
+    writeFile(file("in.pcm"), bytesOf(original));
+    const std::string raw = rawFormat(format.rate, 2);
+    ffmpeg(raw + " -i " + file("in.pcm") + " -c:a aac -b:a 128k " + file("theirs.aac"));
+    ffmpeg("-i " + file("theirs.aac") + " " + raw + " " + file("theirs.pcm"));
+    const Codec decoder(VNRES_AAC_DECODER, format);
+    const std::string coded = contentsOf(file("theirs.aac"));
+    const Samples ours = samplesOf(convert(VNAacDecode, decoder.id(), coded, always(1000)).bytes);
+    const Samples theirs = samplesOf(contentsOf(file("theirs.pcm")));
+    ASSERT_EQ(ours.size(), theirs.size());
+    EXPECT_NEAR(signalToNoise(original, ours, kDelay, 2), signalToNoise(original, theirs, kDelay, 2), 1);
+}
+
+TEST_F(AacCodecTest, AStreamMayFollowAnother) {
+    const Format format = {16000, 1, 32'000, true};
+    const std::string pcm = bytesOf(tones(format, 5000));
+    const Codec encoder(VNRES_AAC_ENCODER, format);
+    const std::string first = encode(encoder.id(), pcm, always(500)).bytes;
+    EXPECT_FALSE(first.empty());
+    EXPECT_EQ(encode(encoder.id(), pcm, always(500)).bytes, first);
+    // Other settings, with samples of a unit still held: the new stream has none of them.
+    std::string out(4096, 0);
+    EXPECT_EQ(VNAacEncode(encoder.id(), pcm.data(), 100, nullptr, out.data(), 4096), 0);
+    ASSERT_EQ(VNAacCodecSet(encoder.id(), 8000, 1, 1, 32'000, 0), VNRES_SUCCEED);
+    const Codec fresh(VNRES_AAC_ENCODER, {8000, 1, 32'000, true});
+    EXPECT_EQ(encode(encoder.id(), pcm, always(500)).bytes, encode(fresh.id(), pcm, always(500)).bytes);
+}
+
+TEST_F(AacCodecTest, BandWidthCutsWhatIsAboveIt) {
+    const Format format = {48000, 1, 128'000, true};
+    Samples high;
+    for (std::size_t i = 0; i < 48000; ++i)
+        high.push_back(static_cast<std::int16_t>(
+            8192 * std::sin(2 * std::numbers::pi * 9000 * static_cast<double>(i) / format.rate)));
+    double amplitudes[2] = {};
+    int index = 0;
+    for (const int bandWidth : {0, 4000}) {
+        const Codec encoder(VNRES_AAC_ENCODER);
+        ASSERT_EQ(VNAacCodecSet(encoder.id(), 48000, 1, 1, 128'000, bandWidth), VNRES_SUCCEED);
+        const Codec decoder(VNRES_AAC_DECODER, format);
+        const Samples samples =
+            samplesOf(convert(VNAacDecode, decoder.id(),
+                              encode(encoder.id(), bytesOf(high), always(2048)).bytes, always(9999))
+                          .bytes);
+        ASSERT_GT(samples.size(), 40000U);
+        amplitudes[index++] =
+            audio_test::pitchOf(samples.data() + 4096, 32768, 1, format.rate, 9000, 0).amplitude;
+    }
+    EXPECT_GT(amplitudes[0], 8000);
+    EXPECT_LT(amplitudes[1], 100);
+}
+
+TEST_F(AacCodecTest, SettingsThatAacDoesNotHaveAreRefused) {
+    const Codec encoder(VNRES_AAC_ENCODER);
+    const ErrorLines lines;
+    EXPECT_EQ(VNAacCodecSet(encoder.id(), 44000, 2, 1, 64'000, 0), VNRES_INVALID_ARG);
+    EXPECT_EQ(VNAacCodecSet(encoder.id(), 44100, 7, 1, 64'000, 0), VNRES_INVALID_ARG);
+    EXPECT_EQ(VNAacCodecSet(encoder.id(), 44100, 2, 1, -1, 0), VNRES_INVALID_ARG);
+    EXPECT_EQ(VNAacCodecSet(encoder.id(), 44100, 2, 1, 64'000, 48'001), VNRES_INVALID_ARG);
+    EXPECT_EQ(lines.count("AacCodec \"aacEncoder\": rate=44000 is not a sample rate of AAC: 96000,"), 1);
+    EXPECT_EQ(lines.count("AacCodec \"aacEncoder\": ch=7 is not from 1 to 6, or 8"), 1);
+    EXPECT_EQ(lines.count("AacCodec \"aacEncoder\": br=-1 is not from 0 to 2000000"), 1);
+    EXPECT_EQ(lines.count("AacCodec \"aacEncoder\": bw=48001 is not from 0 to 48000"), 1);
+    EXPECT_EQ(VNAacCodecSet(encoder.id(), 7350, 8, 0, 0, 48'000), VNRES_SUCCEED);
+}
+
+TEST_F(AacCodecTest, OfAnotherKindOrDirectionAHandleIsRefused) {
+    const Codec encoder(VNRES_AAC_ENCODER);
+    const Codec decoder(VNRES_AAC_DECODER);
+    int other = 0;
+    ASSERT_EQ(VNAcquire(VNRES_RECORD_MAN, &other), VNRES_SUCCEED);
+    char bytes[4096] = {};
+    // From here on both functions are known to the library.
+    EXPECT_EQ(VNAacEncode(encoder.id(), bytes, 10, nullptr, bytes, 4096), 0);
+    EXPECT_EQ(VNAacDecode(decoder.id(), bytes, 10, nullptr, bytes, 4096), 0);
+    const ErrorLines lines;
+    int consumed = -5;
+    EXPECT_EQ(VNAacEncode(decoder.id(), bytes, 10, &consumed, bytes, 4096), VNRES_UNSUPPORTED);
+    EXPECT_EQ(VNAacDecode(encoder.id(), bytes, 10, &consumed, bytes, 4096), VNRES_UNSUPPORTED);
+    EXPECT_EQ(VNAacDecode(other, bytes, 10, &consumed, bytes, 4096), VNRES_UNSUPPORTED);
+    EXPECT_EQ(consumed, -5);
+    EXPECT_EQ(lines.count("AacCodec \"aacDecoder\" is no AAC encoder"), 1);
+    EXPECT_EQ(lines.count("AacCodec \"aacEncoder\" is no AAC decoder"), 1);
+    EXPECT_EQ(lines.count("the object of this handle is no AAC decoder"), 1);
+    VNRelease(other);
+}
+
+TEST_F(AacCodecTest, BuffersThatAreNoneAreRefused) {
+    const Codec encoder(VNRES_AAC_ENCODER);
+    const Codec decoder(VNRES_AAC_DECODER);
+    char bytes[4096] = {};
+    const ErrorLines lines;
+    EXPECT_EQ(VNAacEncode(encoder.id(), nullptr, 1, nullptr, bytes, 4096), VNRES_UNSUPPORTED);
+    EXPECT_EQ(VNAacEncode(encoder.id(), bytes, -1, nullptr, bytes, 4096), VNRES_UNSUPPORTED);
+    EXPECT_EQ(VNAacEncode(encoder.id(), bytes, 10, nullptr, nullptr, 1), VNRES_UNSUPPORTED);
+    EXPECT_EQ(VNAacDecode(decoder.id(), bytes, 10, nullptr, bytes, -1), VNRES_UNSUPPORTED);
+    EXPECT_EQ(lines.count("AacCodec \"aacEncoder\": input of 1 bytes at null, output buffer of 4096 bytes"),
+              1);
+    EXPECT_EQ(lines.count("output buffer of 1 bytes at null"), 1);
+    EXPECT_EQ(lines.count("AacCodec \"aacDecoder\": input of 10 bytes, output buffer of -1 bytes"), 1);
+}
+
+TEST_F(AacCodecTest, NoiseBetweenUnitsIsPassedOver) {
+    const Format format = {48000, 1, 64'000, true};
+    const Codec encoder(VNRES_AAC_ENCODER, format);
+    const Coded coded = encode(encoder.id(), bytesOf(tones(format, 48000)), always(2048));
+    std::string noisy = "ID3 and more that is no AAC";
+    std::size_t at = 0;
+    for (const int size : coded.sizes) {
+        noisy += coded.bytes.substr(at, static_cast<std::size_t>(size));
+        noisy += "noise";
+        at += static_cast<std::size_t>(size);
+    }
+    const Codec decoder(VNRES_AAC_DECODER, format);
+    const Codec reference(VNRES_AAC_DECODER, format);
+    const ErrorLines lines;
+    EXPECT_EQ(convert(VNAacDecode, decoder.id(), noisy, always(noisy.size()), 1 << 20).bytes,
+              convert(VNAacDecode, reference.id(), coded.bytes, always(1000)).bytes);
+    const std::size_t passed = noisy.size() - coded.bytes.size();
+    EXPECT_EQ(lines.count("AacCodec \"aacDecoder\": passed over " + std::to_string(passed) +
+                          " bytes that are no access unit"),
+              1);
+}
+
+TEST_F(AacCodecTest, ABareUnitThatIsDamagedDoesNotSpoilTheNext) {
+    const Format format = {48000, 1, 64'000, false};
+    const Codec encoder(VNRES_AAC_ENCODER, format);
+    const Coded coded = encode(encoder.id(), bytesOf(tones(format, 48000)), always(2048));
+    ASSERT_GT(coded.sizes.size(), 10U);
+    const Codec decoder(VNRES_AAC_DECODER, format);
+    const ErrorLines lines;
+    std::string out(2048, 0);
+    int consumed = -5;
+    const std::string damage(40, '\xff');
+    EXPECT_EQ(VNAacDecode(decoder.id(), damage.data(), 40, &consumed, out.data(), 2048), VNRES_UNSUPPORTED);
+    EXPECT_EQ(consumed, -5);
+    EXPECT_EQ(VNAacDecode(decoder.id(), coded.bytes.data(), coded.sizes[0], &consumed, out.data(), 2048),
+              2048);
+    EXPECT_EQ(consumed, coded.sizes[0]);
+}
+
+TEST_F(AacCodecTest, WhatIsHostileCrashesNothing) {
+    std::mt19937 random(3);
+    const Format format = {48000, 2, 64'000, true};
+    const Codec encoder(VNRES_AAC_ENCODER, format);
+    const std::string good = encode(encoder.id(), bytesOf(music(48000, 2, 48000)), always(4096)).bytes;
+    setenv("KEP_HOST_LOG", "none", 1);
+    for (const bool adts : {true, false}) {
+        const Codec decoder(VNRES_AAC_DECODER, {48000, 2, 64'000, adts});
+        std::string out(65536, 0);
+        for (int round = 0; round < 400; ++round) {
+            std::string bytes = good.substr(random() % good.size());
+            for (int flips = static_cast<int>(random() % 30); flips > 0; --flips)
+                bytes[random() % bytes.size()] = static_cast<char>(random());
+            int consumed = 0;
+            const int made = VNAacDecode(decoder.id(), bytes.data(), static_cast<int>(bytes.size()),
+                                         &consumed, out.data(), static_cast<int>(out.size()));
+            if (made < 0) {
+                EXPECT_EQ(made, VNRES_UNSUPPORTED);
+            } else {
+                EXPECT_LE(consumed, static_cast<int>(bytes.size()));
+                EXPECT_LE(made, static_cast<int>(out.size()));
+            }
+        }
+    }
+    unsetenv("KEP_HOST_LOG");
+}
+
+TEST_F(AacCodecTest, ADescriptionSaysTheDirection) {
+    const ErrorLines lines;
+    EXPECT_EQ(kepCreate("type=AacCodec,name=x"), nullptr);
+    EXPECT_EQ(kepCreate("type=AacCodec,name=x,isEncoder=yes"), nullptr);
+    EXPECT_THAT(lines.messages(),
+                ElementsAre(HasSubstr("AacCodec \"x\": isEncoder= is neither true nor false"),
+                            HasSubstr("AacCodec \"x\": isEncoder=yes is neither true nor false")));
+}
+
+}  // namespace
