@@ -24,6 +24,7 @@ constexpr int kHighestBandWidth = 48'000;
 class AacCodec final : public ObjectImpl {
   public:
     AacCodec() {
+        initFfmpeg();
         reserveAttributes({"isEncoder"});
         const auto addSetting = [this](const char* key, int AacSettings::*setting, auto isAccepted,
                                        const char* accepted) {
