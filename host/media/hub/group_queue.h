@@ -94,6 +94,12 @@ class GroupQueue {
         return !items_.empty();
     }
 
+    /** How many items wait. */
+    std::size_t size() {
+        const MutexLock lock(mutex_);
+        return items_.size();
+    }
+
     /** Whether items still come. */
     bool isOpen() {
         const MutexLock lock(mutex_);

@@ -42,6 +42,9 @@ class Muxer : public Element, public ClipWriter {
         properties().add<std::string>(
             "url", [this] { return urlText(); }, [this](const std::string& text) { return setUrl(text); });
         addFlag(properties(), "flush", flush_);
+        // A packet that is being written counts until it is.
+        properties().add<int>(
+            "queued", [this] { return static_cast<int>(queue_.size()) + (isWriting_ ? 1 : 0); }, nullptr);
         properties().add<std::string>("sendmsg", nullptr, [this](const std::string& text) {
             MuxerMessages asked;
             if (!MuxerMessages::read(text.c_str(), label(), asked)) return false;
@@ -159,6 +162,7 @@ class Muxer : public Element, public ClipWriter {
     std::uint64_t cuts_ GUARDED_BY(entry_) = 0;
     std::thread thread_ GUARDED_BY(entry_); /**< from the first packet on: clips need none */
     GroupQueue<Queued> queue_{{kMostQueued, kMostBytesQueued}};
+    std::atomic<bool> isWriting_{false};
 
     // Of the thread, and of down() after it.
     std::uint64_t cutsMade_ = 0;
@@ -250,15 +254,17 @@ void Muxer::work() {
     std::chrono::nanoseconds usual{0};
     for (;;) {
         const bool isOpen = queue_.isOpen();
+        // Before the pull, so that "queued" misses nothing.
+        isWriting_ = true;
         if (Queued next; queue_.pull(next, false)) {
             cutTo(next.cuts);
             write(next.packet);
             usual = next.packet->duration;
-        } else if (!isOpen) {
-            return;
-        } else if (!queue_.waitWithin(std::chrono::ceil<std::chrono::milliseconds>(kOverdue + usual))) {
-            idle();
+            continue;
         }
+        isWriting_ = false;
+        if (!isOpen) return;
+        if (!queue_.waitWithin(std::chrono::ceil<std::chrono::milliseconds>(kOverdue + usual))) idle();
     }
 }
 

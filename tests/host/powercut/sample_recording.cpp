@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "pipeline_fixture.h"
+#include "wait_until.h"
 
 namespace kep::host {
 namespace {
@@ -25,13 +26,14 @@ SampleRecording::SampleRecording(const SampleStream& sample, int secondsOfSegmen
     double captured = 0;
     StepLog log([&] { return captured; });
     const InUse inUse(log);
-    // No queue between: each packet has gone all its way before the next is captured.
     Described recorder(
         "type=application,layout={type=pipeline,layout={TestSource:name=src+VornisaSeamless:name=seamless,"
         "duration=" +
-        std::to_string(secondsOfSegment) + "s+" + muxer + ",url={file:///sd/rec.mp4,temp_ext_name=part}}}");
+        std::to_string(secondsOfSegment) + "s+" + muxer +
+        ",name=muxer,url={file:///sd/rec.mp4,temp_ext_name=part}}}");
     must(recorder && recorder.play(), "the recorder does not start");
     TestSource& source = recorder.child<TestSource>("src");
+    const ObjectImpl& writer = recorder.child<ObjectImpl>("muxer");
     const MediaPacket& first = *stream.packets.front();
     for (std::size_t i = 0; i < stream.packets.size(); ++i) {
         const MediaPacket& packet = *stream.packets[i];
@@ -43,6 +45,8 @@ SampleRecording::SampleRecording(const SampleStream& sample, int secondsOfSegmen
         }
         captured = age;
         source.push(stream.packets[i]);
+        // Each packet has gone all its way before the next is captured.
+        must(waitUntil([&] { return *writer.text("queued") == "0"; }), "the muxer does not come to an end");
         noteNames(log);
     }
     must(recorder.stop(), "the recorder does not stop");
