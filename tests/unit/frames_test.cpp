@@ -175,10 +175,13 @@ TEST_F(ReadTest, IsUnsupportedWhereFramesCannotBePulled) {
 
 TEST_F(ReadTest, RefusesWhatGivesNoFrames) {
     const int other = handleOf(new Stream<ControlPart, InputPart>);
-    EXPECT_EQ(VNRead(other, buffer, sizeof buffer, 1, &length), VNRES_WRONG_DEVICE);
-    EXPECT_EQ(length, 17);
-    EXPECT_EQ(happened(), Events{error("VNRead", "!output," + std::to_string(other) +
-                                                     ":this dev can not output frame!")});
+    // What the first call has found may be known to the second.
+    for (int call = 0; call < 2; ++call) {
+        EXPECT_EQ(VNRead(other, buffer, sizeof buffer, 1, &length), VNRES_WRONG_DEVICE);
+        EXPECT_EQ(length, 17);
+        EXPECT_EQ(happened(), Events{error("VNRead", "!output," + std::to_string(other) +
+                                                         ":this dev can not output frame!")});
+    }
 }
 
 TEST_F(ReadTest, RefusesNoHandle) {

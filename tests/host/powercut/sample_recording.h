@@ -19,7 +19,7 @@ struct SampleRecording : Recorded {
 
     /** By the elements that record, with protection against a loss of power unless it is `flush=false`.
      * Throws when one refuses. */
-    SampleRecording(const SampleStream& stream, int secondsOfSegment,
+    SampleRecording(const SampleStream& sample, int secondsOfSegment,
                     const std::string& muxer = "muxer-fmp4:flush=true");
 
     const SampleStream& stream;
