@@ -11,8 +11,6 @@
 namespace kep::host {
 namespace {
 
-using api::streaming::common::frame_t;
-
 /** Whether a setting is within its bounds; a line names it when it is not. */
 bool isSetting(const char* name, int value, int low, int high) {
     if (value >= low && value <= high) return true;

@@ -107,7 +107,7 @@ class CaptureDevice {
     std::shared_ptr<Session> join(const DeviceSpec& chosen) EXCLUDES(mutex_) {
         // One that ends just then, by itself, is followed by another.
         for (int attempt = 0; attempt < kAttempts; ++attempt) {
-            const std::shared_ptr<Session> session = current(chosen);
+            std::shared_ptr<Session> session = current(chosen);
             if (!session->waitOpened()) return nullptr;
             if (session->join()) return session;
         }

@@ -18,7 +18,7 @@ class Lease : protected Subscription<typename Session::Item> {
   public:
     using Item = typename Session::Item;
 
-    virtual ~Lease() = default;
+    ~Lease() override = default;
 
     const std::string& device() const { return session_->device().text; }
 

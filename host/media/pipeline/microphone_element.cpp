@@ -79,7 +79,8 @@ class MicrophoneElement final : public SourceElement {
     std::shared_ptr<MicrophoneLease> provide() {
         {
             const MutexLock lock(mutex_);
-            if (isStopping_ || (lease_ && !lease_->isLost())) return lease_;
+            // Without `retry` also one that has been lost since the start: the stream ends with it.
+            if (isStopping_ || (lease_ && !(retries_ && lease_->isLost()))) return lease_;
         }
         std::shared_ptr<MicrophoneLease> found = open();
         if (!found) return nullptr;

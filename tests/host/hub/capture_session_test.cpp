@@ -57,7 +57,7 @@ class Session final : public CaptureSession {
   public:
     using Item = Block;
 
-    explicit Session(DeviceSpec device)
+    explicit Session(const DeviceSpec& device)
         : CaptureSession(
               {Thread::microphone, milliseconds(200), milliseconds(200), milliseconds(0), milliseconds(100),
                "device " + device.text, device.text + ": no answer", device.text + ": hangs"},

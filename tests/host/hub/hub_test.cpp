@@ -16,7 +16,6 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 struct Number {
     int value = 0;
