@@ -16,7 +16,6 @@
 
 namespace {
 
-using kep::State;
 using Texts = std::vector<std::string>;
 
 /** What an application has of an object; it is deleted as VNRelease does it. */
