@@ -39,7 +39,8 @@ class MicrophoneSession final : public CaptureSession {
 /** A share of the microphone of the process. */
 class MicrophoneLease final : public Lease<MicrophoneSession> {
   public:
-    /** Null, with a line, when the microphone does not open. `lost` is told of blocks that came too fast. */
+    /** Null, with a line, when the microphone does not open. `lost` gets the number of blocks that a full
+     * queue dropped. */
     static std::shared_ptr<MicrophoneLease> open(std::function<void(std::size_t)> lost);
 
     ~MicrophoneLease() override { close(); }

@@ -10,8 +10,8 @@
 namespace kep::host {
 
 /**
- * A stream that an application pulls from: a source element, perhaps an encoder, and a queue. A device that
- * is lost ends it, once what has come of it is in the queue.
+ * A stream that an application pulls from: a source element, perhaps an encoder, and a queue. A lost
+ * device ends the stream after its last frame is in the queue.
  */
 class LiveStream : public StreamObject, public virtual api::streaming::common::IStreamOutput {
   public:

@@ -17,8 +17,8 @@ namespace kep::host {
 /** What tells one kind of device from another. */
 struct CaptureKind {
     Thread thread;
-    std::chrono::milliseconds openTimeout;  /**< a device that takes longer is left behind */
-    std::chrono::milliseconds closeTimeout; /**< the same of one that is closed */
+    std::chrono::milliseconds openTimeout;  /**< a device that takes longer to open is left behind */
+    std::chrono::milliseconds closeTimeout; /**< a device that takes longer to close is left behind */
     std::chrono::milliseconds linger;       /**< how long it stays open after its last consumer */
     std::chrono::milliseconds stallTimeout; /**< it is lost when it gives nothing for longer; 0 for never */
     std::string name;                       /**< begins the lines about it */

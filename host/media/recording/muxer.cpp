@@ -268,7 +268,7 @@ void Muxer::work() {
     }
 }
 
-/** Has what waits before it given when that is due, and brings what has come to safety. */
+/** Releases what Sync holds back once it is due, and flushes the open file. */
 void Muxer::idle() {
     giveDue();
     if (recording_ && !recording_->flush()) retryLater();
