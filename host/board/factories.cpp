@@ -60,17 +60,14 @@ IPcmPlayer* IPcmPlayer::CreateNew(const char* device) {
 
 }  // namespace kep::api::streaming
 
-// Not built into this framework: refused with an error line.
 namespace kep::dev {
 
-IMicrophone* IMicrophone::Microphone(const char*) {
-    KEP_HOST_ERROR("IMicrophone is not built into this framework");
-    return nullptr;
+IMicrophone* IMicrophone::Microphone(const char* device) {
+    return host::isDevice(device, "IMicrophone") ? &host::microphone() : nullptr;
 }
 
-ISpeaker* ISpeaker::Speaker(const char*) {
-    KEP_HOST_ERROR("ISpeaker is not built into this framework");
-    return nullptr;
+ISpeaker* ISpeaker::Speaker(const char* device) {
+    return host::isDevice(device, "ISpeaker") ? &host::speaker() : nullptr;
 }
 
 }  // namespace kep::dev

@@ -39,6 +39,7 @@ bool MicrophoneSession::read(std::string&) {
 }
 
 void MicrophoneSession::publish() {
+    gain_.apply(captured_.samples, captured_.format);
     builder_->add(captured_);
     while (const SharedBlock block = builder_->take()) hub_.publish(block);
 }

@@ -6,6 +6,7 @@
 
 #include "media/audio/audio_input.h"
 #include "media/audio/block_builder.h"
+#include "media/audio/volume.h"
 #include "media/hub/lease.h"
 
 namespace kep::host {
@@ -32,6 +33,7 @@ class MicrophoneSession final : public CaptureSession {
     Mutex inputMutex_;
     std::unique_ptr<AudioInput> input_; /**< of the capture thread; others interrupt it under the mutex */
     AudioBlock captured_;
+    Gain gain_{microphoneVolume()};
     std::unique_ptr<BlockBuilder> builder_;
     Hub<SharedBlock> hub_;
 };

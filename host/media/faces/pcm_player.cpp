@@ -1,10 +1,12 @@
 #include <algorithm>
 #include <cstring>
+#include <span>
 #include <thread>
 
 #include "media/audio/audio_device.h"
 #include "media/audio/sound_queue.h"
 #include "media/audio/speaker.h"
+#include "media/audio/volume.h"
 #include "media/faces/stream_object.h"
 #include "media/faces/streams.h"
 #include "media/threads.h"
@@ -80,7 +82,9 @@ void PcmPlayer::stop() {
 
 void PcmPlayer::play() {
     std::vector<std::int16_t> samples(static_cast<std::size_t>(format_.blockFrames()) * format_.channels);
+    Gain gain(speakerVolume());
     while (const std::size_t bytes = queue_.pull(samples.data(), samples.size() * sizeof samples[0])) {
+        gain.apply(std::span(samples).first(bytes / sizeof samples[0]), format_);
         if (!speaker_->write(samples.data(), static_cast<std::int64_t>(bytes / format_.frameBytes()))) {
             queue_.close();
             endedByLoss("audio", device_);

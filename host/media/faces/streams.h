@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "kep/device.h"
 #include "kep/streaming.h"
 
 namespace kep::host {
@@ -13,6 +14,10 @@ std::unique_ptr<api::streaming::IPhotography> makePhotography();
 std::unique_ptr<api::streaming::IPcmSource> makePcmSource();
 std::unique_ptr<api::streaming::IAacSource> makeAacSource();
 std::unique_ptr<api::streaming::IPcmPlayer> makePcmPlayer();
+
+/** The one microphone and the one speaker of this process, there whether or not a stream uses them. */
+dev::IMicrophone& microphone();
+dev::ISpeaker& speaker();
 
 }  // namespace kep::host
 

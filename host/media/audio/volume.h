@@ -1,0 +1,66 @@
+#ifndef KEP_HOST_VOLUME_H
+#define KEP_HOST_VOLUME_H
+
+#include <atomic>
+#include <cstdint>
+#include <span>
+
+#include "kep/visibility.h"
+#include "media/audio/audio_block.h"
+
+namespace kep::host {
+
+/** Volume and mute of a sound device. Safe on any thread. */
+class KEP_API Volume {
+  public:
+    static constexpr int kMost = 100; /**< samples stay as they are */
+    static constexpr int kFactorBits = 15;
+    static constexpr int kUnchanged = 1 << kFactorBits; /**< the factor that leaves samples as they are */
+
+    /** @param device begins the line about a volume that is not on the scale */
+    explicit constexpr Volume(const char* device) : device_(device) {}
+
+    /** From 0, silence, to kMost, proportional to the amplitude; what lies outside is clamped, with a line.
+     */
+    void set(int volume);
+    /** A volume set meanwhile is heard when the mute ends. */
+    void setMute(bool mute) { isMuted_ = mute; }
+
+    /** What samples are multiplied by, in units of 1 / kUnchanged; 0 while muted. */
+    int factor() const { return isMuted_ ? 0 : volume_ * kUnchanged / kMost; }
+
+  private:
+    const char* const device_;
+    std::atomic<int> volume_{kMost};
+    std::atomic<bool> isMuted_{false};
+};
+
+/** The microphone's of this process: applied to what is captured, whoever listens. */
+Volume& microphoneVolume();
+/** The speaker's of this process: applied to what is played, whoever plays. */
+Volume& speakerVolume();
+
+/**
+ * Applies a volume to the samples of one device, which is used by one thread. It follows a change in a
+ * straight ramp of kRampMilliseconds from silence to the most, so that none clicks.
+ */
+class KEP_API Gain {
+  public:
+    static constexpr int kRampMilliseconds = 5;
+
+    explicit Gain(const Volume& volume) : volume_(volume), factor_(volume.factor()) {}
+
+    /** @param samples interleaved, a whole number of frames of `format` */
+    void apply(std::span<std::int16_t> samples, AudioFormat format);
+
+  private:
+    /** Until `target` is reached; the number of samples that this took. */
+    std::size_t ramp(std::span<std::int16_t> samples, AudioFormat format, int target);
+
+    const Volume& volume_;
+    int factor_;
+};
+
+}  // namespace kep::host
+
+#endif
