@@ -25,13 +25,20 @@ struct Command {
     int (*run)(int argc, char** argv);
 };
 
+/** Carries out a command line without the program's name; its first argument is a command or an option. */
+int runCommandLine(int argc, char** argv);
+
+int runAac(int argc, char** argv);
 int runEvent(int argc, char** argv);
 int runLive(int argc, char** argv);
+int runMute(int argc, char** argv);
+int runPcm(int argc, char** argv);
 int runPlay(int argc, char** argv);
 int runRecord(int argc, char** argv);
 int runRecover(int argc, char** argv);
 int runSnap(int argc, char** argv);
 int runSources(int argc, char** argv);
+int runVolume(int argc, char** argv);
 
 }  // namespace vncam
 

@@ -2,6 +2,7 @@
 #include <chrono>
 #include <exception>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -11,13 +12,15 @@
 #include "live_settings.h"
 #include "terminal.h"
 #include "track.h"
+#include "volume_keys.h"
 
 namespace vncam {
 namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto kPollInterval = 250ms;
+/** Of the progress and of the keys. */
+constexpr auto kPollInterval = 100ms;
 constexpr auto kStallTimeout = 2s;
 constexpr double kSamplesPerAacFrame = 1024;
 
@@ -61,13 +64,15 @@ Tracks startTracks(const LiveSettings& settings) {
     return tracks;
 }
 
-std::string progressText(const Tracks& tracks, double seconds) {
+/** @param microphone null when nobody listens to it */
+std::string progressText(const Tracks& tracks, double seconds, const SoundDevice* microphone) {
     std::string text = "vncam live  " + clockText(tracks.front()->second());
     if (seconds > 0) text += " / " + clockText(seconds);
     for (const auto& track : tracks) {
         text += std::string("  ") + track->media() + " " + std::to_string(track->frames()) + " frames";
         if (track->lost() > 0) text += " (" + std::to_string(track->lost()) + " lost)";
     }
+    if (microphone) text += "  " + microphone->text();
     return text;
 }
 
@@ -75,10 +80,14 @@ std::string progressText(const Tracks& tracks, double seconds) {
  * cut. */
 void awaitEnd(const Tracks& tracks, const LiveSettings& settings) {
     const auto finished = [](const auto& track) { return track->finished(); };
+    std::optional<VolumeKeys> keys;
+    if (!settings.audio.empty()) keys.emplace(SoundDevice::microphone());
     for (;;) {
         const auto unfinished = std::ranges::find_if_not(tracks, finished);
         if (unfinished == tracks.end()) break;
-        if (!settings.quiet) showProgress(progressText(tracks, settings.seconds));
+        if (keys) keys->poll();
+        if (!settings.quiet)
+            showProgress(progressText(tracks, settings.seconds, keys ? &keys->device() : nullptr));
         (*unfinished)->finished(kPollInterval);
         const bool broken = std::ranges::any_of(tracks, [](const auto& track) { return track->broken(); });
         const bool ending = broken || stopRequested() || std::ranges::any_of(tracks, finished);

@@ -11,6 +11,7 @@ namespace {
 constexpr Usage kUsage{
     "live", "", "Films and writes the live streams.",
     "FILE may be - for standard output, for one of the two streams: vncam live --video - | ffplay -\n"
+    "With --audio, on a terminal, the keys + and - change the volume of the microphone, m mutes it.\n"
     "Filming ends after --seconds or on Ctrl-C; the files are complete either way."};
 
 std::vector<Option> liveOptions(LiveSettings& settings) {

@@ -56,8 +56,8 @@ std::string writtenOption(char** argv) {
 }
 
 /** The letters that getopt_long knows, each with a colon behind it if it takes a value. */
-std::string shortForms(const std::vector<Option>& options) {
-    std::string letters = ":h";
+std::string shortForms(const Usage& usage, const std::vector<Option>& options) {
+    std::string letters = usage.isPrefix ? "+:h" : ":h";
     for (const Option& own : options) {
         if (own.letter) letters.append(1, own.letter).append(own.value ? ":" : "");
     }
@@ -80,9 +80,9 @@ void printVersion() {
 bool parseOptions(int argc, char** argv, const Usage& usage, const std::vector<Option>& options,
                   std::vector<std::string>& operands) {
     const std::vector<option> table = getoptTable(options);
-    const std::string letters = shortForms(options);
+    const std::string letters = shortForms(usage, options);
     opterr = 0;
-    optind = 1;
+    optind = 0;  // of glibc: begins anew, in the order that this command wants
     for (;;) {
         const int found = getopt_long(argc, argv, letters.c_str(), table.data(), nullptr);
         if (found == -1) break;

@@ -21,7 +21,8 @@ struct Usage {
     const char* command;
     const char* arguments; /**< of the first line, after the options; may be empty */
     const char* about;
-    const char* notes; /**< at the end; may be empty */
+    const char* notes;     /**< at the end; may be empty */
+    bool isPrefix = false; /**< options behind the first operand belong to another command */
 };
 
 /**

@@ -52,6 +52,11 @@ void Output::write(const char* data, std::size_t size) {
     if (!regular_ || gathered_.size() >= kPieceSize) writeGathered();
 }
 
+void Output::seek(std::uint64_t position) {
+    writeGathered();
+    if (lseek(descriptor_, static_cast<off_t>(position), SEEK_SET) < 0) fail("cannot seek", errno);
+}
+
 void Output::writeOut(const char* data, std::size_t size) {
     // A pipe that is said to be writable takes this much without blocking.
     const std::size_t most = regular_ ? size : static_cast<std::size_t>(PIPE_BUF);

@@ -29,11 +29,17 @@ class Output {
     void write(const char* data, std::size_t size);
     void abandon() { abandoned_ = true; }
 
+    /** Whether earlier bytes can be written over: in a file, not in a pipe. */
+    bool isSeekable() const { return regular_; }
+    /** The next bytes are written from there on. Throws as write() does. */
+    void seek(std::uint64_t position);
+
     /** Closes the file; throws Failure when what was written did not arrive. */
     void close();
 
     /** The name for messages. */
     const std::string& name() const { return name_; }
+    /** Bytes given to write(). */
     std::uint64_t bytes() const { return bytes_; }
 
   private:

@@ -7,13 +7,16 @@
 #include "options.h"
 #include "resource.h"
 #include "terminal.h"
+#include "volume_keys.h"
 #include "wav.h"
 
 namespace vncam {
 namespace {
 
-constexpr Usage kUsage{"play", "FILE.wav", "Plays a WAV file of 16-bit PCM samples on the loudspeaker.",
-                       "FILE.wav may be - for standard input. Ctrl-C stops playback."};
+constexpr Usage kUsage{
+    "play", "FILE.wav", "Plays a WAV file of 16-bit PCM samples on the loudspeaker.",
+    "FILE.wav may be - for standard input. On a terminal the keys + and - change the volume\n"
+    "of the loudspeaker, m mutes it. Ctrl-C stops playback."};
 
 constexpr int kBlocksPerSecond = 50;
 
@@ -27,14 +30,17 @@ void feedAll(WavReader& wav, const Resource& player, const std::string& name, bo
     const double rate = wav.rate();
     const auto blockFrames = static_cast<std::size_t>(std::max(1, wav.rate() / kBlocksPerSecond));
     std::uint64_t fed = 0;
+    VolumeKeys keys(SoundDevice::speaker());
     while (!stopRequested()) {
         std::vector<char> block = wav.read(blockFrames);
         if (block.empty()) return;
         check(VNFeed(player.id(), block.data(), static_cast<int>(block.size())), "VNFeed");
+        keys.poll();
         fed += block.size() / wav.frameBytes();
         if (!quiet)
             showProgress(progressText(name, static_cast<double>(fed) / rate,
-                                      static_cast<double>(wav.frames()) / rate));
+                                      static_cast<double>(wav.frames()) / rate) +
+                         "  " + keys.device().text());
     }
 }
 

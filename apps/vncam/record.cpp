@@ -16,6 +16,7 @@
 #include "recording_length.h"
 #include "resource.h"
 #include "terminal.h"
+#include "volume_keys.h"
 
 namespace vncam {
 namespace {
@@ -59,12 +60,14 @@ class Recording {
           inbox_(resource_.id()) {}
 
     void watch() {
+        VolumeKeys keys(SoundDevice::microphone());
         const auto start = steady_clock::now();
         while (!stopRequested() && !length_.isOver(steady_clock::now())) {
             listen();
             if (opened_ == 0 && steady_clock::now() - start > kStartTimeout)
                 throw Failure("nothing recorded: no video received");
-            if (!settings_.quiet) showProgress(progress());
+            keys.poll();
+            if (!settings_.quiet) showProgress(progress() + "  " + keys.device().text());
         }
     }
 

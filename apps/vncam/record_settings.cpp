@@ -21,6 +21,7 @@ constexpr Usage kUsage{
     "NAME.part. With --power-fail-protection each second is on the disk before the next, and `vncam "
     "recover`\n"
     "finishes what a power cut has left; without it an .mp4 that is cut short is lost.\n"
+    "On a terminal the keys + and - change the volume of the microphone, m mutes it.\n"
     "The recording ends after --seconds or by Ctrl-C; the names of the files go to standard output. When\n"
     "--seconds is a number of whole segments there are just so many files, each of full length: what has\n"
     "been begun of another one when the last is complete is removed."};

@@ -8,16 +8,19 @@ namespace {
 
 using Cli = Shell;
 
+const std::vector<std::string> kCommands = {"live", "pcm",     "play",   "record", "event",  "snap",
+                                            "aac",  "recover", "volume", "mute",   "sources"};
+
 TEST_F(Cli, HelpGoesToStandardOutput) {
     const Result help = run("vncam --help");
     EXPECT_EQ(help.exit, 0);
     EXPECT_EQ(help.err, "");
-    for (const char* command : {"live", "play", "sources"})
-        EXPECT_TRUE(std::regex_search(help.out, std::regex(std::string("\n  ") + command + " "))) << help.out;
+    for (const std::string& command : kCommands)
+        EXPECT_TRUE(std::regex_search(help.out, std::regex("\n  " + command + " "))) << help.out;
 }
 
 TEST_F(Cli, EveryCommandHasHelpAndVersion) {
-    for (const std::string command : {"live", "play", "sources"}) {
+    for (const std::string& command : kCommands) {
         const Result help = run("vncam " + command + " --help");
         EXPECT_EQ(help.exit, 0);
         EXPECT_EQ(help.out.rfind("Usage: vncam " + command, 0), 0u) << help.out;
@@ -107,6 +110,30 @@ INSTANTIATE_TEST_SUITE_P(
                   "vncam live: --switch 320x180@2 does not come after --switch 640x360@2"},
         WrongLine{"live --video a --seconds 2 --switch 640x360@2.5",
                   "vncam live: --switch 640x360@2.5 lies after the end of the film"},
+        WrongLine{"pcm a.wav", "vncam pcm: unexpected argument 'a.wav'"},
+        WrongLine{"pcm -o ''", "vncam pcm: --output needs a file name"},
+        WrongLine{"pcm --raw", "vncam pcm: --raw needs --output"},
+        WrongLine{"pcm --channels 0", "vncam pcm: --channels '0': not a whole number from 1 to 2"},
+        WrongLine{"pcm --rate 7999", "vncam pcm: --rate '7999': not a whole number from 8000 to 192000"},
+        WrongLine{"pcm --seconds x", "vncam pcm: --seconds 'x': not a number of seconds"},
+        WrongLine{"aac", "vncam aac: missing operand: encode or decode"},
+        WrongLine{"aac encode", "vncam aac: missing operand: IN"},
+        WrongLine{"aac encode a.wav", "vncam aac: missing operand: OUT"},
+        WrongLine{"aac encode a.wav b.aac c", "vncam aac: unexpected argument 'c'"},
+        WrongLine{"aac transcode a b", "vncam aac: 'transcode': not encode or decode"},
+        WrongLine{"aac encode --bps x a b", "vncam aac: --bps 'x': not a whole number from 0 to 2000000"},
+        WrongLine{"aac encode --bandwidth 48001 a b",
+                  "vncam aac: --bandwidth '48001': not a whole number from 0 to 48000"},
+        WrongLine{"volume", "vncam volume: missing operand: mic or speaker"},
+        WrongLine{"volume mic", "vncam volume: missing operand: N"},
+        WrongLine{"volume horn 50", "vncam volume: 'horn': not mic or speaker"},
+        WrongLine{"volume mic loud", "vncam volume: N 'loud': not a whole number from 0 to 100"},
+        WrongLine{"volume mic 101", "vncam volume: N '101': not a whole number from 0 to 100"},
+        WrongLine{"volume --fly mic 50", "vncam volume: unknown option '--fly'"},
+        WrongLine{"volume mic 50 fly", "vncam: unknown command 'fly'"},
+        WrongLine{"volume mic 50 pcm --fly", "vncam pcm: unknown option '--fly'"},
+        WrongLine{"mute", "vncam mute: missing operand: mic or speaker"},
+        WrongLine{"mute horn", "vncam mute: 'horn': not mic or speaker"},
         WrongLine{"play", "vncam play: missing operand: FILE.wav"},
         WrongLine{"play a.wav b.wav", "vncam play: unexpected argument 'b.wav'"},
         WrongLine{"play --fly", "vncam play: unknown option '--fly'"},

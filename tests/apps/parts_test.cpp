@@ -1,7 +1,9 @@
 // Parts of the application that a run of the whole reaches only with hardware.
 #include <unistd.h>
 
+#include "adts.h"
 #include "devices.h"
+#include "level_meter.h"
 #include "message.h"
 #include "output_capture.h"
 #include "shell.h"
@@ -56,6 +58,61 @@ TEST(ClockText, HasHoursOnlyWhenThereAreAny) {
     EXPECT_EQ(vncam::clockText(0), "0:00");
     EXPECT_EQ(vncam::clockText(67.9), "1:07");
     EXPECT_EQ(vncam::clockText(3723), "1:02:03");
+}
+
+TEST(LevelMeter, ShowsDecibelsBelowTheLargestAmplitude) {
+    EXPECT_EQ(vncam::decibelText(32768), "0.0 dB");
+    EXPECT_EQ(vncam::decibelText(16384), "-6.0 dB");
+    EXPECT_EQ(vncam::decibelText(1), "-90.3 dB");
+    EXPECT_EQ(vncam::decibelText(0), "silence");
+    EXPECT_EQ(vncam::meterText(32768), "[####################] 0.0 dB");
+    EXPECT_EQ(vncam::meterText(1036), "[##########----------] -30.0 dB");
+    EXPECT_EQ(vncam::meterText(1), "[--------------------] -90.3 dB");
+    EXPECT_EQ(vncam::meterText(0), "[--------------------] silence");
+}
+
+TEST(LevelMeter, KeepsThePeakSinceItWasLastTaken) {
+    vncam::LevelMeter meter;
+    EXPECT_EQ(meter.takePeak(), 0);
+    const std::int16_t samples[] = {5, -32768, 100, -7};
+    meter.add(samples, 1);
+    meter.add(samples + 2, 2);
+    EXPECT_EQ(meter.takePeak(), 100);
+    EXPECT_EQ(meter.takePeak(), 0);
+    meter.add(samples, 4);
+    meter.add(samples, 1);
+    EXPECT_EQ(meter.takePeak(), 32768);
+    EXPECT_EQ(meter.peak(), 32768);
+}
+
+/** The header of a unit of 300 bytes at 44100 Hz in stereo, with some of its bytes replaced. */
+std::optional<vncam::AdtsUnit> adtsWith(std::size_t index, int byte) {
+    std::string header("\xff\xf1\x50\x80\x25\x9f\xfc", 7);
+    header[index] = static_cast<char>(byte);
+    return vncam::readAdts(header);
+}
+
+TEST(AdtsHeader, TellsRateChannelsAndLength) {
+    const auto unit = adtsWith(0, 0xff);
+    ASSERT_TRUE(unit);
+    EXPECT_EQ(unit->rate, 44100);
+    EXPECT_EQ(unit->channels, 2);
+    EXPECT_EQ(unit->bytes, 300u);
+    EXPECT_EQ(adtsWith(2, 0x6c)->rate, 8000);
+    EXPECT_EQ(adtsWith(2, 0x51)->channels, 6);
+    EXPECT_EQ(adtsWith(3, 0x00)->channels, 0);
+    EXPECT_EQ(adtsWith(3, 0x83)->bytes, 300u + 3 * 2048);
+    EXPECT_EQ(adtsWith(1, 0xf8)->rate, 44100) << "MPEG-2 with a checksum";
+}
+
+TEST(AdtsHeader, IsTakenForNothingElse) {
+    EXPECT_FALSE(adtsWith(0, 0xfe));
+    EXPECT_FALSE(adtsWith(1, 0xe1));
+    EXPECT_FALSE(adtsWith(1, 0xf3)) << "another layer";
+    EXPECT_FALSE(adtsWith(2, 0x74)) << "a reserved rate";
+    EXPECT_FALSE(vncam::readAdts(std::string("\xff\xf1\x50\x80\x25\x9f", 6)));
+    EXPECT_FALSE(vncam::readAdts(std::string("\xff\xf1\x50\x80\x00\xc0\xfc", 7)))
+        << "shorter than its header";
 }
 
 TEST(OutputCapture, KeepsTheFirstMessageAndGivesTheStreamBack) {

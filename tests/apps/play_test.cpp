@@ -3,52 +3,10 @@
 #include <regex>
 
 #include "shell.h"
+#include "wav_bytes.h"
 
 namespace vncam_test {
 namespace {
-
-std::string little(std::uint32_t value, int bytes) {
-    std::string text;
-    for (int i = 0; i < bytes; ++i) text += static_cast<char>(value >> 8 * i & 0xFF);
-    return text;
-}
-
-struct WavForm {
-    std::uint32_t rate = 16000;
-    std::uint16_t channels = 1;
-    std::uint16_t format = 1;
-    std::uint16_t bits = 16;
-};
-
-std::string chunk(const std::string& name, const std::string& content) {
-    return name + little(static_cast<std::uint32_t>(content.size()), 4) + content +
-           std::string(content.size() % 2, '\0');
-}
-
-std::string formatRecord(const WavForm& form) {
-    const std::uint32_t frame = form.channels * form.bits / 8u;
-    return little(form.format, 2) + little(form.channels, 2) + little(form.rate, 4) +
-           little(form.rate * frame, 4) + little(frame, 2) + little(form.bits, 2);
-}
-
-std::string riff(const std::string& chunks) {
-    return chunk("RIFF", "WAVE" + chunks);
-}
-
-std::string wav(const std::string& samples, const WavForm& form = {}) {
-    return riff(chunk("fmt ", formatRecord(form)) + chunk("data", samples));
-}
-
-/** Samples that repeat nowhere, so that a lost, doubled or moved block shows. */
-std::string samplesOf(std::size_t count) {
-    std::string samples;
-    std::uint32_t state = 1;
-    for (std::size_t i = 0; i < count; ++i) {
-        state = state * 1664525u + 1013904223u;
-        samples += little(state >> 16, 2);
-    }
-    return samples;
-}
 
 class Play : public Shell {
   protected:

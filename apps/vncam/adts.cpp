@@ -1,0 +1,29 @@
+#include "adts.h"
+
+#include <array>
+
+namespace vncam {
+namespace {
+
+constexpr std::size_t kHeaderBytes = 7;
+constexpr std::array kRates{96000, 88200, 64000, 48000, 44100, 32000, 24000,
+                            22050, 16000, 12000, 11025, 8000,  7350};
+/** By the number in the header; 0 has the unit describe them. */
+constexpr std::array kChannels{0, 1, 2, 3, 4, 5, 6, 8};
+
+}  // namespace
+
+std::optional<AdtsUnit> readAdts(std::span<const char> bytes) {
+    if (bytes.size() < kHeaderBytes) return std::nullopt;
+    const auto byte = [&](std::size_t i) {
+        return static_cast<unsigned>(static_cast<unsigned char>(bytes[i]));
+    };
+    // Twelve bits that are set, and two that are not, around one that chooses between MPEG-2 and MPEG-4.
+    if (byte(0) != 0xff || (byte(1) & 0xf6) != 0xf0) return std::nullopt;
+    const unsigned rate = byte(2) >> 2 & 0xf;
+    const std::size_t size = (byte(3) & 3) << 11 | byte(4) << 3 | byte(5) >> 5;
+    if (rate >= kRates.size() || size < kHeaderBytes) return std::nullopt;
+    return AdtsUnit{kRates[rate], kChannels[(byte(2) & 1) << 2 | byte(3) >> 6], size};
+}
+
+}  // namespace vncam

@@ -1,0 +1,93 @@
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <string>
+
+#include "command.h"
+#include "interrupt.h"
+#include "options.h"
+#include "terminal.h"
+
+namespace vncam {
+namespace {
+
+constexpr Command kCommands[] = {
+    {"live", "film: write live H.264 and AAC to files or a pipe", runLive},
+    {"pcm", "capture the microphone's samples, or show its level", runPcm},
+    {"play", "play a WAV file on the loudspeaker", runPlay},
+    {"record", "record video and audio into segments", runRecord},
+    {"event", "make a clip that begins before its event", runEvent},
+    {"snap", "take a still picture", runSnap},
+    {"recover", "recover recordings that a power cut left unfinished", runRecover},
+    {"aac", "encode a WAV file as AAC, or decode it", runAac},
+    {"volume", "set the volume of microphone or speaker for another command", runVolume},
+    {"mute", "mute microphone or speaker for another command", runMute},
+    {"sources", "list resources, settings and devices", runSources},
+};
+
+const Command* findCommand(const char* name) {
+    for (const Command& command : kCommands)
+        if (std::strcmp(command.name, name) == 0) return &command;
+    return nullptr;
+}
+
+void printHelp(std::FILE* out) {
+    std::fputs(
+        "Usage: vncam COMMAND [OPTION]...\n"
+        "A camera application on the command line.\n\n"
+        "Commands:\n",
+        out);
+    for (const Command& command : kCommands) std::fprintf(out, "  %-10s %s\n", command.name, command.summary);
+    std::fputs(
+        "\n"
+        "      --help     show this help; `vncam COMMAND --help` shows that of a command\n"
+        "      --version  show the version\n\n"
+        "Exit status: 0 success, 1 failure, 2 usage error.\n",
+        out);
+}
+
+int wrongCommandLine(const std::string& who, const std::string& what) {
+    std::fprintf(stderr, "%s: %s\nTry '%s --help'.\n", who.c_str(), what.c_str(), who.c_str());
+    return exitUsage;
+}
+
+int runCommand(const Command& command, int argc, char** argv) {
+    const std::string who = std::string("vncam ") + command.name;
+    // Pre-recording costs an encoder; only events need it, which may be what another command runs.
+    if (command.run != runEvent && command.run != runVolume && command.run != runMute)
+        setenv("KEP_HOST_PRERECORD", "attached", 0);
+    try {
+        installStopSignals();
+        return command.run(argc, argv);
+    } catch (const UsageError& error) {
+        return wrongCommandLine(who, error.what());
+    } catch (const std::exception& error) {
+        report(command.name, error.what());
+        return exitFailure;
+    }
+}
+
+}  // namespace
+
+int runCommandLine(int argc, char** argv) {
+    if (argc < 1) {
+        printHelp(stderr);
+        return exitUsage;
+    }
+    const char* first = argv[0];
+    if (std::strcmp(first, "--help") == 0 || std::strcmp(first, "-h") == 0) {
+        printHelp(stdout);
+        return exitOk;
+    }
+    if (std::strcmp(first, "--version") == 0) {
+        printVersion();
+        return exitOk;
+    }
+    if (first[0] == '-') return wrongCommandLine("vncam", std::string("unknown option '") + first + "'");
+    const Command* command = findCommand(first);
+    if (!command) return wrongCommandLine("vncam", std::string("unknown command '") + first + "'");
+    return runCommand(*command, argc, argv);
+}
+
+}  // namespace vncam
