@@ -13,11 +13,18 @@
 namespace recordings {
 
 FileBytes::FileBytes(std::string path) : path_(std::move(path)) {
-    descriptor_ = open(path_.c_str(), O_RDONLY | O_CLOEXEC);
+    // A pipe that nobody writes to would not let itself be opened.
+    descriptor_ = open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     struct stat status {};
-    if (descriptor_ < 0 || fstat(descriptor_, &status) != 0)
-        throw Failure(path_ + ": cannot open: " + std::strerror(errno));
-    size_ = static_cast<std::uint64_t>(status.st_size);
+    const bool opened = descriptor_ >= 0 && fstat(descriptor_, &status) == 0;
+    const int reason = errno;
+    if (opened && S_ISREG(status.st_mode)) {
+        size_ = static_cast<std::uint64_t>(status.st_size);
+        return;
+    }
+    if (descriptor_ >= 0) close(descriptor_);
+    if (opened && !S_ISDIR(status.st_mode)) throw Failure(path_ + ": cannot open: not a regular file");
+    throw Failure(path_ + ": cannot open: " + std::strerror(opened ? EISDIR : reason));
 }
 
 FileBytes::~FileBytes() {
@@ -26,21 +33,22 @@ FileBytes::~FileBytes() {
 
 Bytes FileBytes::read(std::uint64_t offset, std::uint64_t count) const {
     Bytes bytes(offset < size_ ? std::min(count, size_ - offset) : 0);
-    for (std::size_t filled = 0; filled < bytes.size();) {
-        const ssize_t got = pread(descriptor_, bytes.data() + filled, bytes.size() - filled,
-                                  static_cast<off_t>(offset + filled));
-        if (got < 0 && errno == EINTR) continue;
-        if (got < 0) throw Failure(path_ + ": cannot read: " + std::strerror(errno));
-        if (got == 0) bytes.resize(filled);
-        filled += static_cast<std::size_t>(got);
-    }
+    bytes.resize(read(offset, std::span(bytes)));
     return bytes;
 }
 
-std::uint64_t bigEndian(ByteSpan bytes, std::size_t at, std::size_t count) {
-    std::uint64_t value = 0;
-    for (const std::uint8_t byte : bytes.subspan(at, count)) value = value << 8 | byte;
-    return value;
+std::size_t FileBytes::read(std::uint64_t offset, std::span<std::uint8_t> bytes) const {
+    const std::uint64_t wanted = offset < size_ ? std::min<std::uint64_t>(bytes.size(), size_ - offset) : 0;
+    std::size_t filled = 0;
+    while (filled < wanted) {
+        const ssize_t got =
+            pread(descriptor_, bytes.data() + filled, wanted - filled, static_cast<off_t>(offset + filled));
+        if (got < 0 && errno == EINTR) continue;
+        if (got < 0) throw Failure(path_ + ": cannot read: " + std::strerror(errno));
+        if (got == 0) break;  // the file has become shorter
+        filled += static_cast<std::size_t>(got);
+    }
+    return filled;
 }
 
 }  // namespace recordings

@@ -14,15 +14,18 @@ using ByteSpan = std::span<const std::uint8_t>;
 /** Random access to a file, for reading. */
 class FileBytes {
   public:
-    /** Throws Failure when the file cannot be opened. */
+    /** Throws Failure when the file cannot be opened, or is none, but a folder, a device or a pipe. */
     explicit FileBytes(std::string path);
     ~FileBytes();
     FileBytes(const FileBytes&) = delete;
     FileBytes& operator=(const FileBytes&) = delete;
 
     std::uint64_t size() const { return size_; }
+    const std::string& path() const { return path_; }
     /** So many bytes, fewer at the end of the file. Throws Failure when they cannot be read. */
     Bytes read(std::uint64_t offset, std::uint64_t count) const;
+    /** The same, into `bytes`; returns how many there were. */
+    std::size_t read(std::uint64_t offset, std::span<std::uint8_t> bytes) const;
 
   private:
     const std::string path_;
@@ -31,7 +34,11 @@ class FileBytes {
 };
 
 /** A big-endian integer. */
-std::uint64_t bigEndian(ByteSpan bytes, std::size_t at, std::size_t count);
+inline std::uint64_t bigEndian(ByteSpan bytes, std::size_t at, std::size_t count) {
+    std::uint64_t value = 0;
+    for (const std::uint8_t byte : bytes.subspan(at, count)) value = value << 8 | byte;
+    return value;
+}
 
 }  // namespace recordings
 

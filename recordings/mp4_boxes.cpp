@@ -22,6 +22,12 @@ std::optional<BoxHeader> readBoxHeader(ByteSpan bytes, std::uint64_t room) {
     return header;
 }
 
+std::optional<BoxHeader> readFinishedBox(ByteSpan bytes, std::uint64_t room) {
+    constexpr std::size_t kSizeField = 4;
+    if (bytes.size() < kSizeField || bigEndian(bytes, 0, kSizeField) == 0) return std::nullopt;
+    return readBoxHeader(bytes, room);
+}
+
 Bytes boxHeader(std::string_view kind, std::uint64_t size) {
     const bool isLong = size > std::numeric_limits<std::uint32_t>::max();
     Bytes header;

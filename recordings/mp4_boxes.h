@@ -24,6 +24,9 @@ inline constexpr std::uint64_t kLongestBoxHeader = 16;
  * when there is none that fits. */
 std::optional<BoxHeader> readBoxHeader(ByteSpan bytes, std::uint64_t room);
 
+/** The same, but nothing for one that goes on to the end, as one does that has never been finished. */
+std::optional<BoxHeader> readFinishedBox(ByteSpan bytes, std::uint64_t room);
+
 /** Calls `visit(kind, contents)` for each box in the contents of another; false when they do not fill it. */
 template <class Visit>
 bool forEachBox(ByteSpan bytes, Visit&& visit) {

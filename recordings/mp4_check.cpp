@@ -122,19 +122,20 @@ class Mp4Checker {
         if (!index_ || !box || box->kind != "moof" || box->end > kMaxFragmentHeader) return std::nullopt;
         FoundFragment found{};
         found.contents = file_.read(at + box->contents, box->end - box->contents);
-        const auto fragment = readFragment(found.contents, at, file_.size(), *index_);
+        Mp4Fragment& fragment = found.fragment;
         found.data = at + box->end;
-        if (!fragment || fragment->dataBegin < found.data + kHeaderSize) return std::nullopt;
-        found.fragment = *fragment;
+        if (!readFragment(found.contents, at, file_.size(), *index_, fragment) || fragment.hasEmptySample ||
+            fragment.dataBegin < found.data + kHeaderSize)
+            return std::nullopt;
         const auto data = boxAt(file_, found.data);
         found.end = data ? found.data + data->end : 0;
-        found.hasDataHeader = data && data->kind == "mdat" && found.end >= fragment->dataEnd &&
-                              (found.end == fragment->dataEnd || found.end == file_.size() ||
-                               beginsBox(found.end) || !beginsBox(fragment->dataEnd));
+        found.hasDataHeader = data && data->kind == "mdat" && found.end >= fragment.dataEnd &&
+                              (found.end == fragment.dataEnd || found.end == file_.size() ||
+                               beginsBox(found.end) || !beginsBox(fragment.dataEnd));
         if (found.hasDataHeader) return found;
         // The samples tell where their box begins and ends.
-        found.end = fragment->dataEnd;
-        if (fragment->dataBegin != found.data + kHeaderSize) return std::nullopt;
+        found.end = fragment.dataEnd;
+        if (fragment.dataBegin != found.data + kHeaderSize) return std::nullopt;
         return found;
     }
 
@@ -147,15 +148,23 @@ class Mp4Checker {
             damages_.push_back({Kind::samples, found->data, found->data + kHeaderSize, 0});
         }
         takeSamples(*found);
-        first_ = std::min(first_, found->fragment.begin);
-        last_ = std::max(last_, found->fragment.end);
+        for (const Mp4Run& run : found->fragment.runs) {
+            first_ = std::min(first_, beginOf(run));
+            last_ = std::max(last_, beginOf(run) + seconds(run, run.length));
+        }
         fragments_.push_back(at_);
         at_ = found->end;
         return true;
     }
 
+    double seconds(const Mp4Run& run, std::uint64_t units) const {
+        return static_cast<double>(units) / index_->tracks.at(run.track).timescale;
+    }
+    double beginOf(const Mp4Run& run) const { return seconds(run, run.begin.value_or(0)); }
+
     void takeSamples(const FoundFragment& found) {
-        readFragment(found.contents, at_, file_.size(), *index_, [this](const Mp4Sample& sample) {
+        Mp4Fragment again;
+        readFragment(found.contents, at_, file_.size(), *index_, again, [this](const Mp4Sample& sample) {
             if (isWhole(sample)) return;
             const std::uint64_t end = sample.offset + sample.size;
             const bool goesOn = !damages_.empty() && damages_.back().kind == Kind::samples &&
@@ -175,8 +184,10 @@ class Mp4Checker {
      * in the same blocks. The mark of the file tells; without one it must be whole and of a later time. */
     bool isOwn(const FoundFragment& found, std::uint64_t at) const {
         if (mark_) return markAt(file_, found.end) == mark_;
-        bool whole = found.fragment.begin + kOverlap >= last_;
-        readFragment(found.contents, at, file_.size(), *index_,
+        bool whole = std::ranges::all_of(
+            found.fragment.runs, [this](const Mp4Run& run) { return beginOf(run) + kOverlap >= last_; });
+        Mp4Fragment again;
+        readFragment(found.contents, at, file_.size(), *index_, again,
                      [&](const Mp4Sample& sample) { whole = whole && isWhole(sample); });
         return whole;
     }

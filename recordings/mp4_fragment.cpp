@@ -1,7 +1,7 @@
 #include "recordings/mp4_fragment.h"
 
 #include <algorithm>
-#include <limits>
+#include <bit>
 
 #include "recordings/mp4_boxes.h"
 
@@ -11,6 +11,17 @@ namespace {
 
 /** Of a fragment: twenty seconds of samples that are not even compressed. More are a count that lies. */
 constexpr std::uint64_t kMaxSamples = 1 << 20;
+
+/** Flags of a `trun` box, for the fields that it has. */
+namespace run_flags {
+constexpr std::uint32_t kOffset = 0x01;
+constexpr std::uint32_t kFirstFlags = 0x04;
+constexpr std::uint32_t kDuration = 0x100;
+constexpr std::uint32_t kSize = 0x200;
+constexpr std::uint32_t kFlags = 0x400;
+constexpr std::uint32_t kComposition = 0x800;
+constexpr std::uint32_t kOfEach = kDuration | kSize | kFlags | kComposition;
+}  // namespace run_flags
 
 /** A fragment's part of one track. */
 class TrackRun {
@@ -27,10 +38,7 @@ class TrackRun {
             if (kind == "trun") good = readSamples(box) && good;
         });
         if (!fills || !good || !track_) return false;
-        const double scale = track_->timescale;
-        const double begin = static_cast<double>(begin_) / scale;
-        fragment_.begin = std::min(fragment_.begin, begin);
-        fragment_.end = std::max(fragment_.end, begin + static_cast<double>(length_) / scale);
+        if (hasSamples_) fragment_.runs.push_back(run_);
         return true;
     }
 
@@ -38,9 +46,10 @@ class TrackRun {
     bool readHeader(ByteSpan contents) {
         Numbers numbers(contents);
         const std::uint32_t flags = numbers.next32();
-        number_ = numbers.next32();
-        const auto found = index_.tracks.find(number_);
-        if (found == index_.tracks.end() || !found->second.hasDefaults) return false;
+        run_.track = numbers.next32();
+        const auto found = index_.tracks.find(run_.track);
+        if (found == index_.tracks.end() || !found->second.hasDefaults || found->second.timescale == 0)
+            return false;
         track_ = &found->second;
         base_ = flags & 0x01 ? numbers.next(8) : fragmentOffset_;
         if (flags & 0x02) numbers.skip(4);
@@ -52,7 +61,8 @@ class TrackRun {
 
     bool readTime(ByteSpan contents) {
         Numbers numbers(contents);
-        begin_ = numbers.next(numbers.next32() >> 24 == 1 ? 8 : 4);
+        const std::size_t width = numbers.next32() >> 24 == 1 ? 8 : 4;
+        run_.begin = numbers.next(width);
         return !numbers.failed();
     }
 
@@ -61,32 +71,66 @@ class TrackRun {
         const std::uint32_t flags = numbers.next32();
         const std::uint32_t count = numbers.next32();
         if (!track_ || count > kMaxSamples - fragment_.samples) return false;
-        if (flags & 0x01) {
+        if (flags & run_flags::kOffset) {
             const std::int64_t distance = static_cast<std::int32_t>(numbers.next32());
             if (base_ > fileBytes_ || (distance < 0 && base_ < static_cast<std::uint64_t>(-distance)))
                 return false;
             at_ = base_ + static_cast<std::uint64_t>(distance);
         }
-        if (flags & 0x04) numbers.skip(4);
-        for (std::uint32_t i = 0; i < count; ++i) {
-            length_ += flags & 0x100 ? numbers.next32() : duration_;
-            const std::uint32_t size = flags & 0x200 ? numbers.next32() : size_;
-            if (flags & 0x400) numbers.skip(4);
-            if (flags & 0x800) numbers.skip(4);
-            // Each takes its bytes of the file, so a count that lies ends here.
-            if (numbers.failed() || size == 0 || at_ > fileBytes_ || size > fileBytes_ - at_) return false;
-            take({number_, at_, size});
-            at_ += size;
-        }
-        return !numbers.failed() && numbers.rest().empty();
+        if (flags & run_flags::kFirstFlags) numbers.skip(4);
+        const auto fields = static_cast<std::uint32_t>(std::popcount(flags & run_flags::kOfEach));
+        if (numbers.failed() || numbers.rest().size() != std::size_t{4} * fields * count) return false;
+        return fields ? readListed(numbers, flags, count) : takeEqual(count);
     }
 
-    void take(const Mp4Sample& sample) {
+    bool readListed(Numbers numbers, std::uint32_t flags, std::uint32_t count) {
+        for (std::uint32_t i = 0; i < count; ++i) {
+            const std::uint32_t duration = flags & run_flags::kDuration ? numbers.next32() : duration_;
+            const std::uint32_t size = flags & run_flags::kSize ? numbers.next32() : size_;
+            if (flags & run_flags::kFlags) numbers.skip(4);
+            // Of version 0 they are unsigned, but nobody means one beyond a signed number's.
+            const auto shift =
+                flags & run_flags::kComposition ? static_cast<std::int32_t>(numbers.next32()) : 0;
+            if (!isInFile(size)) return false;
+            takeTime(duration, shift);
+            take(size);
+        }
+        return true;
+    }
+
+    /** Samples that have no fields of their own, of which a few bytes may state very many. */
+    bool takeEqual(std::uint32_t count) {
+        if (count == 0) return true;
+        const std::uint64_t bytes = std::uint64_t{size_} * count;
+        if (size_ == 0 || !isInFile(bytes)) return false;
+        takeTime(std::uint64_t{duration_} * count, 0);
+        if (visit_) {
+            for (std::uint32_t i = 0; i < count; ++i) take(size_);
+            return true;
+        }
+        fragment_.samples += count - 1;
+        take(bytes);
+        return true;
+    }
+
+    bool isInFile(std::uint64_t bytes) const { return at_ <= fileBytes_ && bytes <= fileBytes_ - at_; }
+
+    void takeTime(std::uint64_t length, std::int32_t shift) {
+        const std::int64_t begin = static_cast<std::int64_t>(run_.length) + shift;
+        const std::int64_t end = static_cast<std::int64_t>(run_.length + length) + shift;
+        run_.earliest = hasSamples_ ? std::min(run_.earliest, begin) : begin;
+        run_.latest = hasSamples_ ? std::max(run_.latest, end) : end;
+        run_.length += length;
+        hasSamples_ = true;
+    }
+
+    void take(std::uint64_t bytes) {
         const bool first = fragment_.samples++ == 0;
-        const std::uint64_t end = sample.offset + sample.size;
-        fragment_.dataBegin = first ? sample.offset : std::min(fragment_.dataBegin, sample.offset);
-        fragment_.dataEnd = std::max(fragment_.dataEnd, end);
-        if (visit_) visit_(sample);
+        fragment_.hasEmptySample = fragment_.hasEmptySample || bytes == 0;
+        fragment_.dataBegin = first ? at_ : std::min(fragment_.dataBegin, at_);
+        if (visit_) visit_({run_.track, at_, static_cast<std::uint32_t>(bytes)});
+        at_ += bytes;
+        fragment_.dataEnd = std::max(fragment_.dataEnd, at_);
     }
 
     const std::uint64_t fragmentOffset_;
@@ -95,23 +139,25 @@ class TrackRun {
     const VisitSample& visit_;
     Mp4Fragment& fragment_;
     const Mp4Track* track_ = nullptr;
-    std::uint32_t number_ = 0;
-    std::uint64_t base_ = 0, at_ = 0, begin_ = 0, length_ = 0;
+    Mp4Run run_;
+    bool hasSamples_ = false;
+    std::uint64_t base_ = 0, at_ = 0;
     std::uint32_t duration_ = 0, size_ = 0;
 };
 
 }  // namespace
 
-std::optional<Mp4Fragment> readFragment(ByteSpan contents, std::uint64_t offset, std::uint64_t fileBytes,
-                                        const Mp4Index& index, const VisitSample& visit) {
-    Mp4Fragment fragment;
-    fragment.begin = std::numeric_limits<double>::max();
+bool readFragment(ByteSpan contents, std::uint64_t offset, std::uint64_t fileBytes, const Mp4Index& index,
+                  Mp4Fragment& fragment, const VisitSample& visit) {
+    fragment.samples = 0;
+    fragment.hasEmptySample = false;
+    fragment.dataBegin = fragment.dataEnd = 0;
+    fragment.runs.clear();
     bool good = true;
     const bool fills = forEachBox(contents, [&](std::string_view kind, ByteSpan box) {
         if (kind == "traf") good = good && TrackRun(offset, fileBytes, index, visit, fragment).read(box);
     });
-    if (!fills || !good || fragment.samples == 0) return std::nullopt;
-    return fragment;
+    return fills && good && fragment.samples > 0;
 }
 
 bool forEachEntry(ByteSpan contents, const std::function<bool(std::uint64_t offset)>& visit) {

@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <optional>
+#include <vector>
 
 #include "recordings/mp4_index.h"
 
@@ -15,24 +16,35 @@ struct Mp4Sample {
     std::uint32_t size;
 };
 
+/** The samples of one track in a fragment; times in units of the track. */
+struct Mp4Run {
+    std::uint32_t track = 0;
+    std::optional<std::uint64_t> begin; /**< decoding time of the first sample; without one, the end of the
+                                             track's run before */
+    std::uint64_t length = 0;           /**< of all samples together */
+    /** Presentation of the earliest sample and end of that of the latest, counted from `begin`. */
+    std::int64_t earliest = 0;
+    std::int64_t latest = 0;
+};
+
 /** The description of a fragment. Samples are visited, not stored: a short box may list very many. */
 struct Mp4Fragment {
     std::uint64_t samples = 0;
+    bool hasEmptySample = false;
     std::uint64_t dataBegin = 0; /**< in the file, of the first byte of a sample */
     std::uint64_t dataEnd = 0;
-    double begin = 0; /**< seconds, of its earliest sample */
-    double end = 0;
+    std::vector<Mp4Run> runs;
 };
 
 using VisitSample = std::function<void(const Mp4Sample&)>;
 
 /**
  * Reads the contents of a `moof` box that begins at `offset` of a file of so many bytes, and calls `visit`
- * with each sample. Nothing when they are damaged, or list a sample that is empty or beyond the end of the
- * file.
+ * with each sample. False when they are damaged, or list a sample that is beyond the end of the file;
+ * `fragment` is then incomplete.
  */
-std::optional<Mp4Fragment> readFragment(ByteSpan contents, std::uint64_t offset, std::uint64_t fileBytes,
-                                        const Mp4Index& index, const VisitSample& visit = nullptr);
+bool readFragment(ByteSpan contents, std::uint64_t offset, std::uint64_t fileBytes, const Mp4Index& index,
+                  Mp4Fragment& fragment, const VisitSample& visit = nullptr);
 
 /** Calls `visit` with where a fragment begins for each entry of the contents of a `tfra` box, until it is
  * false; false, too, when the entries do not fill the box. */

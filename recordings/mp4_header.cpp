@@ -24,7 +24,7 @@ std::optional<Mp4Header> headerAt(const FileBytes& file, std::uint64_t begin) {
     }
     if (!box || box->kind != "moov" || box->end > kMaxIndexSize) return std::nullopt;
     auto index = readIndex(file.read(at + box->contents, box->end - box->contents));
-    if (!index) return std::nullopt;
+    if (!index || !index->usable) return std::nullopt;
     const std::uint64_t end = at + box->end;
     auto mark = markAt(file, end);
     return Mp4Header{begin, mark ? end + kMarkBoxSize : end, std::move(*index), std::move(mark)};
@@ -48,9 +48,7 @@ bool forEachPlaceOf(const FileBytes& file, std::string_view kind, std::uint64_t 
 
 std::optional<BoxHeader> boxAt(const FileBytes& file, std::uint64_t offset) {
     if (offset >= file.size()) return std::nullopt;
-    const Bytes bytes = file.read(offset, kLongestBoxHeader);
-    if (bytes.size() < kSizeField || bigEndian(bytes, 0, kSizeField) == 0) return std::nullopt;
-    return readBoxHeader(bytes, file.size() - offset);
+    return readFinishedBox(file.read(offset, kLongestBoxHeader), file.size() - offset);
 }
 
 std::optional<Bytes> markAt(const FileBytes& file, std::uint64_t offset) {

@@ -8,6 +8,9 @@ namespace recordings {
 
 namespace {
 
+/** No recording has as many; more would be there to take memory. */
+constexpr std::size_t kMaxTracks = 1024;
+
 /** Unit and length of a header box with two times before them, `mvhd` and `mdhd`. */
 struct Timing {
     std::uint32_t timescale;
@@ -139,23 +142,41 @@ std::uint32_t readTrackNumber(ByteSpan header) {
     return numbers.next32();
 }
 
+std::vector<Mp4Edit> readEdits(ByteSpan contents) {
+    Numbers numbers(contents);
+    const std::size_t width = numbers.next32() >> 24 == 1 ? 8 : 4;
+    const std::uint32_t count = numbers.next32();
+    std::vector<Mp4Edit> edits;
+    for (std::uint32_t i = 0; i < count && !numbers.failed(); ++i) {
+        const std::uint64_t length = numbers.next(width);
+        const std::uint64_t time = numbers.next(width);
+        numbers.skip(4);
+        const bool isNegative = time >> (8 * width - 1) != 0;
+        if (!numbers.failed()) edits.push_back({length, isNegative ? -1 : static_cast<std::int64_t>(time)});
+    }
+    return edits;
+}
+
 Mp4Track readTrack(ByteSpan contents) {
     Mp4Track track;
+    track.edits = readEdits(findBox(findBox(contents, "edts"), "elst"));
     const ByteSpan media = findBox(contents, "mdia");
-    track.timescale = readTiming(findBox(media, "mdhd")).timescale;
+    const Timing timing = readTiming(findBox(media, "mdhd"));
+    track.timescale = timing.timescale;
     const ByteSpan handler = findBox(media, "hdlr");
     if (handler.size() >= 12) track.handler.assign(handler.begin() + 8, handler.begin() + 12);
     const ByteSpan tables = findBox(findBox(media, "minf"), "stbl");
     readSampleEntry(findBox(tables, "stsd"), track);
     const ByteSpan sizes = findBox(tables, "stsz");
     if (sizes.size() >= 12) track.samples = bigEndian(sizes, 8, 4);
+    if (track.samples > 0) track.length = timing.duration;
     return track;
 }
 
 void readDefaults(ByteSpan contents, Mp4Index& index) {
     forEachBox(contents, [&](std::string_view kind, ByteSpan box) {
         Numbers numbers(box);
-        if (kind != "trex") return;
+        if (kind != "trex" || index.tracks.size() > kMaxTracks) return;
         numbers.skip(kFullBoxHeader);
         Mp4Track& track = index.tracks[numbers.next32()];
         numbers.skip(4);
@@ -231,8 +252,9 @@ std::optional<Mp4Index> readIndex(ByteSpan contents) {
         if (kind == "mvhd") {
             consistent = consistent && hasSize(box, 100, 112);
             const Timing timing = readTiming(box);
+            index.timescale = timing.timescale;
             if (timing.timescale) index.seconds = static_cast<double>(timing.duration) / timing.timescale;
-        } else if (kind == "trak") {
+        } else if (kind == "trak" && index.tracks.size() <= kMaxTracks) {
             consistent = consistent && isConsistent(box);
             Mp4Track track = readTrack(box);
             Mp4Track& kept = index.tracks[readTrackNumber(findBox(box, "tkhd"))];
@@ -244,10 +266,10 @@ std::optional<Mp4Index> readIndex(ByteSpan contents) {
             readDefaults(box, index);
         }
     });
-    if (!fills || !consistent || index.tracks.empty()) return std::nullopt;
-    const bool usable =
-        std::ranges::all_of(index.tracks, [](const auto& track) { return isUsable(track.second); });
-    return usable ? std::optional(std::move(index)) : std::nullopt;
+    if (!fills || index.tracks.empty() || index.tracks.size() > kMaxTracks) return std::nullopt;
+    index.usable = consistent && std::ranges::all_of(
+                                     index.tracks, [](const auto& track) { return isUsable(track.second); });
+    return index;
 }
 
 }  // namespace recordings

@@ -8,6 +8,7 @@
 #include "error_lines.h"
 #include "judged_file.h"
 #include "recorder.h"
+#include "recordings/recovery.h"
 #include "vornisa_api.h"
 
 namespace recording_test {
@@ -109,6 +110,36 @@ TEST_F(PublicRecording, GoesOnWithoutAMicrophoneAndHasSoundWhenThereIsOne) {
     const JudgedFile heard(files[checked], 640, 360, false);
     EXPECT_FALSE(heard.audio().empty());
     EXPECT_TRUE(heard.video().front().key);
+}
+
+/** In seconds; fails the test when the file is refused. */
+double lengthOf(const std::filesystem::path& file) {
+    std::int64_t milliseconds = 0;
+    EXPECT_EQ(VNGetFMp4Duration(file.c_str(), &milliseconds), VNRES_SUCCEED);
+    return static_cast<double>(milliseconds) / 1000;
+}
+
+TEST_F(PublicRecording, TellsItsLengthOpenFinishedAndRecovered) {
+    constexpr double kFrame = 1.0 / 30;
+    ASSERT_EQ(record(60, "a.mp4", kProtected), VNRES_SUCCEED);
+    ASSERT_TRUE(waitForOpenFile());
+    const std::filesystem::path open = unfinished().at(0);
+    std::int64_t milliseconds = 0;
+    EXPECT_TRUE(waitUntil([&] {
+        return VNGetFMp4Duration(open.c_str(), &milliseconds) == VNRES_SUCCEED && milliseconds > 1200;
+    }));
+    const std::filesystem::path copy = folder() / "cut.mp4.part";
+    std::filesystem::copy_file(open, copy);
+    const double atCopy = lengthOf(copy);
+    EXPECT_GE(atCopy, static_cast<double>(milliseconds) / 1000);
+    ASSERT_EQ(end(), VNRES_SUCCEED);
+    const JudgedFile whole(folder() / "a.mp4");
+    EXPECT_NEAR(lengthOf(whole.path()), whole.length(), kFrame);
+    const recordings::Recovery recovery = recordings::recoverFile(copy);
+    EXPECT_EQ(recovery.path, folder() / "cut.mp4");
+    const JudgedFile recovered(recovery.path);
+    EXPECT_NEAR(lengthOf(recovery.path), recovered.length(), kFrame);
+    EXPECT_NEAR(lengthOf(recovery.path), atCopy, kFrame);
 }
 
 TEST_F(PublicRecording, HoldsH265WhereThereIsAnEncoder) {

@@ -1,0 +1,49 @@
+#include <cstdint>
+#include <string>
+
+#include "kep/url.h"
+#include "objects/class_registry.h"
+#include "objects/log.h"
+#include "recordings/failure.h"
+#include "recordings/mp4_length.h"
+#include "text/names.h"
+
+namespace kep::host {
+namespace {
+
+/**
+ * What is known of a fragmented MP4 file, `url=file://PATH`: "duration" in milliseconds. Reads it once, when
+ * it is created; a file that has none refuses the creation. Starts nothing.
+ */
+class FragmentedInfo final : public ObjectImpl {
+  public:
+    FragmentedInfo() {
+        reserveAttributes({"url"});
+        properties().add<std::int64_t>(
+            "duration", [this] { return milliseconds_; }, nullptr);
+    }
+
+    bool Configure(base::AttrSet& attributes) override try {
+        if (!ObjectImpl::Configure(attributes)) return false;
+        const std::string url = attributes.GetOrDef("url", "");
+        base::AttrSet parts;
+        if (!base::IUrl::Parse(url.c_str(), parts)) return false;
+        if (foldedName(parts.GetOrDef("scheme", "")) != "file") {
+            KEP_HOST_ERROR(label() + ": url={" + url + "} is no URL of a file");
+            return false;
+        }
+        milliseconds_ = recordings::fragmentedLength(parts.GetOrDef("path", ""));
+        return true;
+    } catch (const recordings::Failure& failure) {
+        KEP_HOST_ERROR(label() + ": " + failure.what());
+        return false;
+    }
+
+  private:
+    std::int64_t milliseconds_ = 0;
+};
+
+const ClassRegistration<FragmentedInfo> registration("fmp4-info");
+
+}  // namespace
+}  // namespace kep::host
