@@ -107,7 +107,7 @@ TestCard::TestCard() : clockFont_(96, white, black), lineFont_(46, 180, black) {
     ball_.resize(ballSize * ballSize);
     for (int y = 0; y < ballSize; ++y) {
         for (int x = 0; x < ballSize; ++x)
-            ball_[static_cast<std::size_t>(y * ballSize + x)] = discPixel(x, y);
+            ball_[static_cast<std::size_t>(y) * ballSize + static_cast<std::size_t>(x)] = discPixel(x, y);
     }
 }
 

@@ -90,7 +90,7 @@ void PrintTo(const Layout& layout, std::ostream* out) {
 class LayoutTest : public FragmentedLength, public testing::WithParamInterface<Layout> {
   protected:
     std::string make() const {
-        const std::string file = path("made.mp4");
+        std::string file = path("made.mp4");
         outputOf("ffmpeg -v error " + std::string(kSources) + " " + GetParam().options + " " + file);
         return file;
     }
