@@ -1,7 +1,6 @@
 #include "media/audio/aac_block_decoder.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 #include <new>
 
@@ -11,9 +10,14 @@ namespace kep::host {
 namespace {
 
 constexpr std::size_t kBlockSamples = 1024;  // of each channel
+/** Bytes; libswresample converts to other addresses several times as slowly. */
+constexpr std::uintptr_t kFastAlignment = 16;
 
-std::int16_t toSample(float value) {
-    return static_cast<std::int16_t>(std::lrintf(std::clamp(value * 32768.0F, -32768.0F, 32767.0F)));
+/** How many bytes precede the first byte of ones, with which every ADTS header begins. */
+std::size_t bytesBeforeOnes(std::span<const std::uint8_t> bytes) {
+    const void* const ones = std::memchr(bytes.data(), 0xff, bytes.size());
+    if (!ones) return bytes.size();
+    return static_cast<std::size_t>(static_cast<const std::uint8_t*>(ones) - bytes.data());
 }
 
 }  // namespace
@@ -70,6 +74,8 @@ bool AacBlockDecoder::decode(std::span<const std::uint8_t> in, std::span<std::ui
     if (!samples_.empty()) {
         if (!hasRoom(out.size(), settings_.channels, reason)) return false;
         hand(out, used);
+        // A bare unit that turns out to be damaged fails its call, which must not lose these samples.
+        if (!settings_.adts) return true;
     }
     if (in.empty()) return true;
     return settings_.adts ? decodeStream(in, out, used, skipped, reason) : decodeBare(in, out, used, reason);
@@ -77,8 +83,9 @@ bool AacBlockDecoder::decode(std::span<const std::uint8_t> in, std::span<std::ui
 
 bool AacBlockDecoder::decodeBare(std::span<const std::uint8_t> in, std::span<std::uint8_t> out,
                                  BlockUse& used, std::string& reason) {
-    if (!hasRoom(out.size() - used.written, settings_.channels, reason)) return used.written > 0;
-    if (!decodeUnit(in, reason)) return false;
+    if (!hasRoom(out.size(), settings_.channels, reason)) return false;
+    unit_.assign(in.begin(), in.end());
+    if (!decodeUnit(out, used, reason)) return false;
     used.taken = in.size();
     hand(out, used);
     return true;
@@ -89,6 +96,11 @@ bool AacBlockDecoder::decodeStream(std::span<const std::uint8_t> in, std::span<s
     std::size_t passedOver = 0;
     std::string damaged;
     while (used.taken < in.size()) {
+        if (unit_.empty()) {
+            const std::size_t noise = bytesBeforeOnes(in.subspan(used.taken));
+            passedOver += noise;
+            used.taken += noise;
+        }
         const std::size_t wanted = bytesWanted();
         const std::size_t count = std::min(wanted - unit_.size(), in.size() - used.taken);
         const bool completes = wanted > AdtsHeader::kBytes && count == wanted - unit_.size();
@@ -106,8 +118,7 @@ bool AacBlockDecoder::decodeStream(std::span<const std::uint8_t> in, std::span<s
             passedOver += findHeader();
             continue;
         }
-        if (!decodeUnit(unit_, damaged)) passedOver += unit_.size();
-        unit_.clear();
+        if (!decodeUnit(out, used, damaged)) passedOver += wanted;
         hand(out, used);
     }
     if (passedOver > 0)
@@ -134,35 +145,76 @@ std::size_t AacBlockDecoder::bytesWanted() const {
     return AdtsHeader::read(unit_)->unitBytes;
 }
 
-bool AacBlockDecoder::decodeUnit(std::span<const std::uint8_t> unit, std::string& reason) {
-    if (!codec_ && !open(reason)) return false;
-    padded_.resize(unit.size() + AV_INPUT_BUFFER_PADDING_SIZE);
-    std::copy(unit.begin(), unit.end(), padded_.begin());
-    std::fill(padded_.begin() + static_cast<std::ptrdiff_t>(unit.size()), padded_.end(), std::uint8_t{0});
-    packet_->data = padded_.data();
-    packet_->size = static_cast<int>(unit.size());
-    int result = avcodec_send_packet(codec_.get(), packet_.get());
+bool AacBlockDecoder::decodeUnit(std::span<std::uint8_t> out, BlockUse& used, std::string& reason) {
+    const std::size_t size = unit_.size();
+    unit_.resize(size + AV_INPUT_BUFFER_PADDING_SIZE);
+    packet_->data = unit_.data();
+    packet_->size = static_cast<int>(size);
+    const bool decoded = decodePacket(out, used, reason);
     packet_->data = nullptr;
     packet_->size = 0;
+    unit_.clear();
+    return decoded;
+}
+
+bool AacBlockDecoder::decodePacket(std::span<std::uint8_t> out, BlockUse& used, std::string& reason) {
+    if (!codec_ && !open(reason)) return false;
+    int result = avcodec_send_packet(codec_.get(), packet_.get());
     while (result >= 0) {
         result = avcodec_receive_frame(codec_.get(), frame_.get());
         if (result < 0) break;
-        const auto channels = static_cast<std::size_t>(frame_->ch_layout.nb_channels);
-        const auto count = static_cast<std::size_t>(frame_->nb_samples);
-        const std::size_t first = samples_.size();
-        samples_.resize(first + count * channels);
-        for (std::size_t channel = 0; channel < channels; ++channel) {
-            const auto* const plane = reinterpret_cast<const float*>(frame_->extended_data[channel]);
-            for (std::size_t i = 0; i < count; ++i)
-                samples_[first + i * channels + channel] = toSample(plane[i]);
-        }
-        samplesOfUnit_ = count;
-        channels_ = static_cast<int>(channels);
+        const bool converted = convertFrame(out, used, reason);
         av_frame_unref(frame_.get());
+        if (!converted) return false;
     }
     if (result == AVERROR(EAGAIN)) return true;
     reason = ffmpegError(result);
     return false;
+}
+
+bool AacBlockDecoder::convertFrame(std::span<std::uint8_t> out, BlockUse& used, std::string& reason) {
+    const int channels = frame_->ch_layout.nb_channels;
+    if (channels != channels_ && !openConverter(channels, reason)) return false;
+    const auto count = static_cast<std::size_t>(frame_->nb_samples);
+    const std::size_t samples = count * static_cast<std::size_t>(channels);
+    const std::size_t bytes = samples * sizeof(std::int16_t);
+    std::uint8_t* target = out.data() + used.written;
+    const bool fits = samples_.empty() && bytes <= out.size() - used.written &&
+                      reinterpret_cast<std::uintptr_t>(target) % kFastAlignment == 0;
+    const std::size_t kept = samples_.size();
+    if (!fits) {
+        samples_.resize(kept + samples);
+        target = reinterpret_cast<std::uint8_t*>(samples_.data() + kept);
+    }
+    const auto** const planes = const_cast<const std::uint8_t**>(frame_->extended_data);
+    const int result = swr_convert(converter_.get(), &target, frame_->nb_samples, planes, frame_->nb_samples);
+    if (result < 0) {
+        samples_.resize(kept);
+        reason = ffmpegError(result);
+        return false;
+    }
+    if (fits) used.written += bytes;
+    samplesOfUnit_ = count;
+    return true;
+}
+
+bool AacBlockDecoder::openConverter(int channels, std::string& reason) {
+    channels_ = 0;
+    // Which channels they are does not matter where their number and order stay.
+    AVChannelLayout layout{};
+    layout.order = AV_CHANNEL_ORDER_UNSPEC;
+    layout.nb_channels = channels;
+    SwrContext* converter = nullptr;
+    int result = swr_alloc_set_opts2(&converter, &layout, AV_SAMPLE_FMT_S16, settings_.rate, &layout,
+                                     AV_SAMPLE_FMT_FLTP, settings_.rate, 0, nullptr);
+    converter_.reset(converter);
+    if (result >= 0) result = swr_init(converter);
+    if (result < 0) {
+        reason = ffmpegError(result);
+        return false;
+    }
+    channels_ = channels;
+    return true;
 }
 
 void AacBlockDecoder::hand(std::span<std::uint8_t> out, BlockUse& used) {

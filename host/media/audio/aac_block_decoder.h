@@ -14,7 +14,8 @@ namespace kep::host {
 /**
  * Decodes AAC into interleaved 16-bit samples, a buffer at a time. An ADTS stream may be cut anywhere: what
  * does not complete a unit is kept for the next call, and what is no unit is passed over. Of bare access
- * units each call takes exactly one. The first 1024 samples of a stream are the encoder's delay.
+ * units each call takes one, or none while samples of an earlier one wait for room. The first 1024 samples of
+ * a stream are the encoder's delay.
  */
 class AacBlockDecoder {
   public:
@@ -43,7 +44,12 @@ class AacBlockDecoder {
     std::size_t findHeader();
     /** Bytes that unit_ must have to go on: those of a header or of the unit it begins. */
     std::size_t bytesWanted() const;
-    bool decodeUnit(std::span<const std::uint8_t> unit, std::string& reason);
+    /** Decodes unit_ and empties it. */
+    bool decodeUnit(std::span<std::uint8_t> out, BlockUse& used, std::string& reason);
+    bool decodePacket(std::span<std::uint8_t> out, BlockUse& used, std::string& reason);
+    /** Converts frame_ into `out`, or to the end of samples_ where that has no room. */
+    bool convertFrame(std::span<std::uint8_t> out, BlockUse& used, std::string& reason);
+    bool openConverter(int channels, std::string& reason);
     /** @param channels of the next unit, as far as it tells */
     bool hasRoom(std::size_t room, int channels, std::string& reason) const;
     /** Moves decoded samples to `out`. */
@@ -51,10 +57,10 @@ class AacBlockDecoder {
 
     AacSettings settings_;
     CodecPtr codec_;
+    ResamplerPtr converter_;  // of planar floats to samples, for channels_
     FramePtr frame_{av_frame_alloc()};
     PacketPtr packet_{av_packet_alloc()};
-    std::vector<std::uint8_t> unit_;     // of a stream: what does not complete a unit
-    std::vector<std::uint8_t> padded_;   // a unit and the zeros that the decoder reads beyond it
+    std::vector<std::uint8_t> unit_;     // one to decode, or of a stream what does not complete one
     std::vector<std::int16_t> samples_;  // decoded and not handed out
     std::size_t samplesOfUnit_ = 1024;   // of each channel, in the unit decoded last
     int channels_ = 0;                   // in the unit decoded last; 0 before the first

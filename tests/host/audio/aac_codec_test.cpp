@@ -439,6 +439,27 @@ TEST_F(AacCodecTest, ABareUnitThatIsDamagedDoesNotSpoilTheNext) {
     EXPECT_EQ(consumed, coded.sizes[0]);
 }
 
+TEST_F(AacCodecTest, SamplesWithoutRoomOutlastADamagedBareUnit) {
+    // Silence of one channel whose upper half of the spectrum is described, which doubles the samples.
+    const std::vector<std::uint8_t> doubled = {0x00, 0xc8, 0x00, 0x06, 0xbd, 0xd6, 0x40, 0x00,
+                                               0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x0e};
+    const std::vector<std::uint8_t> damaged(40, 0xff);
+    const Codec decoder(VNRES_AAC_DECODER, {24000, 1, 64'000, false});
+    const ErrorLines lines;
+    const auto decode = [&](const std::vector<std::uint8_t>& unit, int room, int& consumed) {
+        std::string out(static_cast<std::size_t>(room), 0);
+        return VNAacDecode(decoder.id(), unit.data(), static_cast<int>(unit.size()), &consumed, out.data(),
+                           room);
+    };
+    int consumed = -5;
+    EXPECT_EQ(decode(doubled, 2048, consumed), 0);
+    EXPECT_EQ(consumed, static_cast<int>(doubled.size()));
+    const int samples = decode(damaged, 16384, consumed);
+    EXPECT_GE(samples, 4096);
+    EXPECT_EQ(consumed, 0);
+    EXPECT_EQ(decode(damaged, 16384, consumed), VNRES_UNSUPPORTED);
+}
+
 TEST_F(AacCodecTest, WhatIsHostileCrashesNothing) {
     std::mt19937 random(3);
     const Format format = {48000, 2, 64'000, true};
