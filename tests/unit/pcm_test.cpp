@@ -410,5 +410,57 @@ TEST_F(ReadPcmModelTest, LosesDoublesAndMovesNoByteInBlocksOfAnySize) {
     });
 }
 
+/** An hour of sound in frames of 20 ms of 48 kHz stereo: bytes of a pattern whose length divides no size. */
+class HourOfSound : public Root, public virtual common::IStreamOutput {
+  public:
+    static constexpr int kFrameBytes = 3840;
+    static constexpr int kFrames = 180'000;
+    static constexpr std::size_t kPeriod = 65'521;  // prime
+
+    HourOfSound() {
+        for (std::size_t at = 0; at < pattern_.size(); ++at)
+            pattern_[at] = EndlessSource::byteAt(at % kPeriod);
+    }
+
+    bool IsSupportedPullFrame() override { return true; }
+    bool PullFrame(std::shared_ptr<frame_t>& frame, bool) override {
+        if (pulled_ == kFrames) return false;
+        frame = std::make_shared<frame_t>();
+        frame->data = pattern_.data() + static_cast<std::size_t>(pulled_) * kFrameBytes % kPeriod;
+        frame->size = kFrameBytes;
+        ++pulled_;
+        return true;
+    }
+
+    const unsigned char* bytesAt(std::int64_t position) const {
+        return pattern_.data() + static_cast<std::size_t>(position) % kPeriod;
+    }
+
+  private:
+    std::vector<unsigned char> pattern_ = std::vector<unsigned char>(kPeriod + kFrameBytes);
+    int pulled_ = 0;
+};
+
+TEST_F(ReadPcmModelTest, AnHourInBlocksOfAnySizeComesWholeAndInOrder) {
+    auto* const sound = new HourOfSound;
+    const int hour = handleOf(sound);
+    std::mt19937 random(11);
+    std::vector<unsigned char> block(2 * HourOfSound::kFrameBytes);
+    std::int64_t position = 0;
+    for (;;) {
+        const int wanted = 1 + static_cast<int>(random() % block.size());
+        int length = -1;
+        const int result = VNReadPcm(hour, block.data(), wanted, &length);
+        if (result == VNRES_FAIL) break;
+        ASSERT_EQ(result, VNRES_SUCCEED);
+        const auto left = HourOfSound::kFrameBytes - static_cast<int>(position % HourOfSound::kFrameBytes);
+        ASSERT_EQ(length, std::min(wanted, left)) << "at byte " << position;
+        ASSERT_EQ(std::memcmp(block.data(), sound->bytesAt(position), static_cast<std::size_t>(length)), 0)
+            << "at byte " << position;
+        position += length;
+    }
+    EXPECT_EQ(position, std::int64_t{HourOfSound::kFrames} * HourOfSound::kFrameBytes);
+}
+
 }  // namespace
 }  // namespace unit
