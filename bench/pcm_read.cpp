@@ -1,10 +1,11 @@
-/** What VNReadPcm costs beside two plain copies of the same frames. */
+/** What VNReadPcm costs beside two plain copies of the same frames, in time and in allocations. */
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
 #include <cstring>
 #include <vector>
 
+#include "allocation_count.h"
 #include "kep/streaming.h"
 #include "median_reporter.h"
 #include "vornisa_api.h"
@@ -14,7 +15,7 @@ namespace {
 using namespace kep::api::streaming;
 using common::frame_t;
 
-/** Sizes that divide without rest: the line that a short block writes is no part of what is measured. */
+/** Frames are multiples of blocks: a shorter block would write a line, which is not what is measured. */
 struct Sizes {
     const char* name;
     int frame;
@@ -28,7 +29,7 @@ constexpr Sizes kSizes[] = {{"frames_640_blocks_640", 640, 640},
                             {"frames_65536_blocks_4096", 65536, 4096}};
 
 constexpr int kCapacity = 131072;
-/** More than a level-2 cache holds: a frame comes from another core. */
+/** Exceeds a level-2 cache: a frame comes from another core. */
 constexpr int kSourceBytes = 8 << 20;
 
 class Source : public IPcmSource {
@@ -62,34 +63,55 @@ int handle = 0;
 unsigned char store[kCapacity];
 unsigned char block[kCapacity];
 
+bool copyFrameTwice(common::IStreamOutput& output, const Sizes& sizes) {
+    std::shared_ptr<frame_t> frame;
+    if (!output.PullFrame(frame, true)) return false;
+    std::memcpy(store, frame->data, static_cast<std::size_t>(frame->size));
+    benchmark::ClobberMemory();
+    for (int at = 0; at < sizes.frame; at += sizes.block) {
+        std::memcpy(block, store + at, static_cast<std::size_t>(sizes.block));
+        benchmark::ClobberMemory();
+    }
+    return true;
+}
+
+bool readFrame(const Sizes& sizes) {
+    for (int at = 0; at < sizes.frame; at += sizes.block) {
+        int length = 0;
+        if (VNReadPcm(handle, block, sizes.block, &length) != VNRES_SUCCEED || length != sizes.block)
+            return false;
+        benchmark::ClobberMemory();
+    }
+    return true;
+}
+
 void copyTwice(benchmark::State& state, const Sizes& sizes) {
     source->frameBytes = sizes.frame;
     common::IStreamOutput* output = source;
     benchmark::DoNotOptimize(output);
-    for (auto _ : state) {
-        std::shared_ptr<frame_t> frame;
-        if (!output->PullFrame(frame, true)) state.SkipWithError("pull failed");
-        std::memcpy(store, frame->data, static_cast<std::size_t>(frame->size));
-        benchmark::ClobberMemory();
-        for (int at = 0; at < sizes.frame; at += sizes.block) {
-            std::memcpy(block, store + at, static_cast<std::size_t>(sizes.block));
-            benchmark::ClobberMemory();
-        }
-    }
+    for (auto _ : state)
+        if (!copyFrameTwice(*output, sizes)) state.SkipWithError("pull failed");
     state.SetBytesProcessed(state.iterations() * sizes.frame);
 }
 
 void readPcm(benchmark::State& state, const Sizes& sizes) {
     source->frameBytes = sizes.frame;
-    for (auto _ : state) {
-        for (int at = 0; at < sizes.frame; at += sizes.block) {
-            int length = 0;
-            if (VNReadPcm(handle, block, sizes.block, &length) != VNRES_SUCCEED || length != sizes.block)
-                state.SkipWithError("VNReadPcm failed");
-            benchmark::ClobberMemory();
-        }
-    }
+    for (auto _ : state)
+        if (!readFrame(sizes)) state.SkipWithError("VNReadPcm failed");
     state.SetBytesProcessed(state.iterations() * sizes.frame);
+}
+
+/** Allocations of VNReadPcm over 1000 frames beyond those of the source, which allocates each frame. */
+long allocationsOfCalls(const Sizes& sizes) {
+    constexpr int kFrames = 1000;
+    source->frameBytes = sizes.frame;
+    const std::size_t before = allocationCount();
+    for (int i = 0; i < kFrames; ++i)
+        if (!copyFrameTwice(*source, sizes)) return -1;
+    const std::size_t between = allocationCount();
+    for (int i = 0; i < kFrames; ++i)
+        if (!readFrame(sizes)) return -1;
+    return static_cast<long>(allocationCount() - between) - static_cast<long>(between - before);
 }
 
 }  // namespace
@@ -117,5 +139,12 @@ int main(int argc, char** argv) {
         std::printf("pcm_percent_%s %.1f\n", sizes.name,
                     100 * medians["two_copies_" + name] / medians["VNReadPcm_" + name]);
     }
+    long allocations = 0;
+    for (const Sizes& sizes : kSizes) {
+        const long more = allocationsOfCalls(sizes);
+        if (more < 0) return 1;
+        allocations += more;
+    }
+    std::printf("pcm_allocations %ld\n", allocations);
     return VNRelease(handle) == VNRES_SUCCEED ? 0 : 1;
 }
