@@ -1,6 +1,6 @@
 /**
- * What the C face costs: each call beside the framework call that it makes, done directly. The last lines
- * give the ratio and the difference of the medians.
+ * Cost of the C interface: each call beside the framework call that it makes. The last lines give the ratio
+ * and the difference of the medians.
  */
 #include <benchmark/benchmark.h>
 
@@ -24,8 +24,7 @@ using namespace kep::api::streaming;
 using common::frame_t;
 
 constexpr int kFrameBytes = 16 * 1024;
-/** More than a level-2 cache holds: a frame comes from another core's encoder, not from the reader's cache.
- */
+/** Exceeds a level-2 cache: a frame comes from another core's encoder, not from the reader's cache. */
 constexpr std::size_t kFrames = 512;
 
 class Source : public virtual common::IStreamControl, public kep::stream::IStatus, public IH264Source {
@@ -40,7 +39,7 @@ class Source : public virtual common::IStreamControl, public kep::stream::IStatu
     bool StatusIsPlay() const override { return true; }
 
     bool IsSupportedPullFrame() override { return true; }
-    // Not inlined: the framework is a library of its own, for a direct caller as for the API.
+    // Not inlined: the framework is a separate library, for a direct caller as for the API.
     [[gnu::noinline]] bool PullFrame(std::shared_ptr<frame_t>& frame, bool) override {
         frame = std::make_shared<frame_t>();
         frame->data = data_[next_++ % kFrames].data();
@@ -97,7 +96,7 @@ void readByApi(benchmark::State& state) {
         if (!readFrame()) state.SkipWithError("VNRead failed");
 }
 
-/** Nanoseconds that a number of calls take. */
+/** Nanoseconds that kFrames calls take. */
 template <class Call>
 double timeOf(Call call) {
     using Clock = std::chrono::steady_clock;
@@ -107,7 +106,7 @@ double timeOf(Call call) {
     return std::chrono::duration<double, std::nano>(Clock::now() - begin).count();
 }
 
-/** VNRead beside the direct pull and copy in turn, so that a machine that changes its speed slows both. */
+/** VNRead and the direct pull and copy in turn, so that changes of the machine's speed affect both. */
 double readRatio() {
     common::IStreamOutput* output = source;
     benchmark::DoNotOptimize(output);

@@ -4,8 +4,8 @@
 #include <vector>
 
 /**
- * Encodes raw pictures one by one as a live source does (x264, ultrafast, zerolatency, one thread), one in
- * each frame time, as between two pictures processor and caches go to others, and takes the time of each.
+ * Encodes raw pictures as a live source does (x264, ultrafast, zerolatency, one thread) and measures the time
+ * of each. Pictures are a frame time apart, so that other work uses processor and caches in between.
  *
  * @param pictures planar YUV 4:2:0, each width * height * 3 / 2 bytes
  * @return milliseconds per picture; empty when there is no encoder

@@ -52,7 +52,7 @@ void must(int code, const char* call) {
     std::exit(1);
 }
 
-/** A live source, started or stopped as the measurement wants. */
+/** A live source. */
 class Stream {
   public:
     explicit Stream(int type, Size size = {1920, 1080}) : buffer_(4 << 20) {
@@ -102,7 +102,7 @@ void cold() {
     std::printf("cold_start_ms %.2f\n", startToFirstFrame());
 }
 
-/** With the first encoder of a process: later ones of the same settings find it waiting for them. */
+/** With the first encoder of a process: later ones with the same settings reuse it. */
 void first() {
     Stream camera(VNRES_YUV_SOURCE, {640, 360});
     camera.start();
@@ -169,7 +169,7 @@ void switching(int count) {
     long memory = 0;
     std::size_t descriptors = 0;
     for (int i = 0; i < count; ++i) {
-        // After a tenth of the run every size has been seen often enough for pools and caches to be full.
+        // After a tenth of the run pools and caches are full for every size.
         if (i == count / 10) {
             memory = residentKiB();
             descriptors = openDescriptors();

@@ -3,9 +3,9 @@
  *
  *   bench_record FOLDER SECONDS_OF_A_FILE FILES
  *
- * Stops when so many files are finished; what has begun by then becomes one more. With 0 for FILES it makes a
- * single file and stops by the clock. Prints, one figure a line, how many files there are, how many packets
- * were told to be lost, and by how much memory and open descriptors have grown since a quarter of the files.
+ * Stops when so many files are finished; the one open by then becomes one more. With 0 for FILES it makes a
+ * single file and stops by the clock. Prints, one figure a line: the number of files, the number of packets
+ * that messages reported as lost, and the growth of memory and open descriptors since a quarter of the files.
  */
 #include <algorithm>
 #include <chrono>
@@ -61,7 +61,7 @@ int main(int argc, char** argv) {
     }
     const int seconds = std::atoi(argv[2]);
     const int files = std::atoi(argv[3]);
-    // Longer than it is going to be: it is not to end by itself.
+    // Longer than the recording, which must not end by itself.
     const int length = files == 0 ? seconds + 60 : seconds;
     int id = 0;
     if (!must(VNRecMan2(kPixels, "", "", length, argv[1], "rec.mp4", "PowerFailProtection=true"),
@@ -70,7 +70,7 @@ int main(int argc, char** argv) {
         !must(VNRegisterMessageCallback(id, hear), "VNRegisterMessageCallback"))
         return 1;
     if (files == 0) {
-        // The message comes when the file is made, a little after its first picture.
+        // The message is sent when the file has been created, a little after its first picture.
         if (!waitFor(begun, 1)) return 1;
         std::this_thread::sleep_for(std::chrono::seconds(seconds));
         return must(VNStop(id), "VNStop") && must(VNRelease(id), "VNRelease") ? 0 : 1;

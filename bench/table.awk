@@ -1,4 +1,4 @@
-# Turns figures ("name value" lines) into a table of what is asked, what was measured and what a peer reaches.
+# Prints figures ("name value" lines) as a table: the limit, the measured value and the value of a peer.
 #   awk -f table.awk ASKED FIGURES      ASKED: name|words|relation|limit|peer's name or -
 BEGIN { FS = "|" }
 FNR == NR { if ($0 !~ /^#/ && NF == 5) { order[++rows] = $1; words[$1] = $2; relation[$1] = $3; limit[$1] = $4; peer[$1] = $5 } next }

@@ -38,7 +38,7 @@ KEP_API bool ConvertToImpl(const char* text, bool& value);
 
 /**
  * An ordered set of key and value texts: `key=value` items separated by ",". A value in braces is itself a
- * description, a list or a chain of elements joined by "+", and is kept with its braces taken off.
+ * description, a list or a chain of elements joined by "+"; it is stored without its braces.
  */
 class KEP_API AttrSet {
   public:
@@ -52,7 +52,7 @@ class KEP_API AttrSet {
      * empty. */
     bool Parse(const char* text);
 
-    /** Sets `key` to `value`, at the end if it is new, in its place if it is not. */
+    /** Sets `key` to `value`; a new key is appended, an existing one keeps its place. */
     bool Add(const char* key, const char* value);
 
     template <class T>

@@ -6,7 +6,7 @@
 namespace kep {
 namespace dev {
 
-/** What microphone and speaker have in common. */
+/** The operations that microphone and speaker share. */
 class KEP_API ISoundDevice {
   public:
     virtual bool IsSupportVolumeControl() = 0;
@@ -20,7 +20,7 @@ class KEP_API ISoundDevice {
 
 class KEP_API IMicrophone : public ISoundDevice {
   public:
-    /** The microphone of a device, the framework's own; null when there is none. */
+    /** The microphone of a device, owned by the framework; null when there is none. */
     static IMicrophone* Microphone(const char* device);
 
   protected:
@@ -29,7 +29,7 @@ class KEP_API IMicrophone : public ISoundDevice {
 
 class KEP_API ISpeaker : public ISoundDevice {
   public:
-    /** The speaker of a device, the framework's own; null when there is none. */
+    /** The speaker of a device, owned by the framework; null when there is none. */
     static ISpeaker* Speaker(const char* device);
 
   protected:

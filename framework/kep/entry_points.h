@@ -15,7 +15,7 @@ KEP_API kep::object_base* kepCreate(const char* text);
 /** Creates an application from a description of it or of its only pipeline. */
 KEP_API kep::object_base* kepCreateApp(const char* text);
 
-/** Parses attribute text into an object of its own. */
+/** Parses attribute text into a new object. */
 KEP_API kep::object_base* kepCreateAttrSet(const char* text);
 
 /** The text of `key`, of an attribute set or of any object's attributes; null when there is none. */
@@ -30,8 +30,8 @@ KEP_API int kepStatusUp(kep::object_base* object, const char* state);
 /** Lowers an object to a state named "ready" or "null". */
 KEP_API int kepStatusDown(kep::object_base* object, const char* state);
 
-/** Gives `handler` every message of an application as attribute text; it returns 1 when it has dealt with it.
- */
+/** Passes every message of an application to `handler`, as attribute text. The handler returns 1 for a
+ * message that it has handled. */
 KEP_API int kepRegisterMessageProcess(kep::object_base* app, int (*handler)(const char* message));
 
 /** Destroys an object that one of these calls created. */

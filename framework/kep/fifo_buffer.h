@@ -8,10 +8,10 @@
 namespace kep {
 namespace base {
 
-/** A first-in-first-out store of bytes with a fixed capacity. */
+/** A first-in-first-out queue of bytes with a fixed capacity. */
 class KEP_API FifoBuffer : public kep::object_base {
   public:
-    /** Copies `size` bytes on their way into or out of the store. */
+    /** Copies `size` bytes into or out of the queue. */
     typedef void (*Copy)(void* target, const void* source, int size);
 
     /**
@@ -29,9 +29,9 @@ class KEP_API FifoBuffer : public kep::object_base {
     int Max() const;
     /** Bytes held. */
     int Size() const;
-    /** Takes all of `size` bytes, or none and is false. */
+    /** Stores all of `size` bytes; false, and stores none, when they do not fit. */
     bool Push(const void* data, int size, bool wait);
-    /** Gives up to `size` bytes, and how many. */
+    /** Copies out up to `size` bytes and returns their number. */
     int Pop(void* data, int size, bool wait);
 
   private:

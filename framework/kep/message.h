@@ -10,7 +10,7 @@
 namespace kep {
 namespace base {
 
-/** A message on its way up from an element: a text with a "name" among its attributes. */
+/** A message that an element sends to its parents: attributes, one of which is "name". */
 class KEP_API Message : public IAttributes {
   public:
     /** The attributes, to which a handler may add; the text form contains them. */
@@ -20,12 +20,12 @@ class KEP_API Message : public IAttributes {
     ~Message() = default;
 };
 
-/** An object that hands its messages to a callback. */
+/** An object that passes its messages to a callback. */
 class KEP_API IMessageProcesser {
   public:
     /**
-     * Delivers every further message to `callback`, on a thread of the framework's. The callback returns
-     * whether it has dealt with the message.
+     * Delivers every further message to `callback`, on a thread of the framework. The callback returns
+     * whether it has handled the message.
      */
     virtual bool RegisterMessageProcessCallback(const std::function<bool(Message&)>& callback) = 0;
 

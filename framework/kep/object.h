@@ -14,7 +14,7 @@
 namespace kep {
 namespace base {
 
-/** A framework object proper: what description text creates. */
+/** An object that description text creates. */
 class KEP_API object : public kep::object_base, public IAttributes, public IParam {
   public:
     virtual bool Enable(bool enable) = 0;

@@ -18,7 +18,7 @@ class KEP_API IMedia : public base::IAttributes {
     ~IMedia() = default;
 };
 
-/** One unit of media on its way between elements. */
+/** One unit of media, as elements exchange it. */
 class KEP_API Packet {
   public:
     virtual const void* Data() const = 0;

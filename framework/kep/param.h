@@ -8,7 +8,7 @@
 namespace kep {
 namespace base {
 
-/** Says whether a property that is declared with type `declared` can be exchanged as the type handed over. */
+/** Whether a property that is declared with type `declared` can be exchanged as the type passed with it. */
 typedef bool (*TypeCompatible)(const std::type_info& declared);
 
 /** Named properties of an object. Every operation is true on success. */

@@ -26,11 +26,11 @@ namespace base {
 class KEP_API IClass {
   public:
     static IClass* Find(const char* type);
-    /** Like Find, for a class that a library not yet consulted may bring. */
+    /** Like Find, but may load another library to find the class. */
     static IClass* FindBeforeNew(const char* type);
 
-    /** Makes an object from a whole description; null when the class refuses it, which then has cleaned up.
-     */
+    /** Creates an object from a complete description. Null when the class refuses it; the class has then
+     * freed what it created. */
     template <class T>
     T* New(AttrSet& attributes) {
         object_base* made = create(attributes);
@@ -89,7 +89,7 @@ class KEP_API Factory {
   public:
     static Factory& Globle();
 
-    /** Hands `arguments` to the receiver of `command`, which may add to them; false when there is none. */
+    /** Passes `arguments` to the receiver of `command`, which may add to them; false when there is none. */
     bool Run(const char* command, AttrSet& arguments);
 
   private:

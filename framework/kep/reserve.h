@@ -5,9 +5,9 @@
 
 namespace kep {
 
-// Objects whose memory the plug-in provides have these bytes beyond what is declared of them, as the
-// firmware's classes may be larger. More costs stack or heap; too few, and the firmware writes into what lies
-// behind the object.
+// Objects in memory that the plug-in provides get these bytes in addition to what is declared, as the
+// firmware's classes may be larger. Too many only cost stack or heap; with too few the firmware writes beyond
+// the end of the object.
 
 constexpr std::size_t kAttrSetReserve = 256;      /**< on the stack, up to four at a time */
 constexpr std::size_t kOstreamStringReserve = 64; /**< on the stack, one at a time */

@@ -21,12 +21,12 @@ class KEP_API ISharedMemory : public virtual base::object {
   protected:
     /** @param size bytes of all slots */
     explicit ISharedMemory(int size);
-    /** Detaches; the segment and what it holds stay. */
+    /** Detaches; the segment keeps its contents. */
     ~ISharedMemory() override;
 
-    /** Start of the attached segment, null while there is none. */
+    /** Start of the attached segment; null while none is attached. */
     void* Address() const;
-    /** The slot that is current. */
+    /** The current slot. */
     int Slot() const;
 
   private:
@@ -43,8 +43,8 @@ class SharedMemoryRoom {
 /**
  * A shared segment of `count` records of type T.
  *
- * The segment is all there is of it: as an object it refuses everything. Its table is compiled into the
- * plug-in, which would need a symbol of the framework for each operation that ISharedMemory carried out.
+ * Only the segment works: every operation of `object` fails. The virtual table is compiled into the plug-in,
+ * which would otherwise need a symbol of the framework for each of those operations.
  */
 template <class T>
 class TSharedMemory : public ISharedMemory, private virtual SharedMemoryRoom {

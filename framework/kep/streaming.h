@@ -20,12 +20,12 @@ class KEP_API IState : public virtual kep::object_base {
     virtual State CurrentState() = 0;
 };
 
-/** Its operations are the first of its table: it does not share the table of IState. */
+/** Its operations are the first of its virtual table, which it does not share with IState. */
 class KEP_API IStreamControl : public virtual kep::object_base {
   public:
     virtual bool ChangeUp(State target) = 0;
     virtual bool ChangeDown(State target) = 0;
-    /** Delivers the object's messages, as attribute text, on a thread of the framework's. */
+    /** Delivers the object's messages, as attribute text, on a thread of the framework. */
     virtual bool RegisterMessageCallback(const std::function<bool(const char*)>& callback) = 0;
 };
 
@@ -39,7 +39,7 @@ class KEP_API IStreamOutput : public virtual kep::object_base {
 class KEP_API IStreamInput : public virtual IState {
   public:
     virtual bool IsSupportedPushFrame() = 0;
-    /** Hands over a frame, whose data the caller may change as soon as the call has returned. */
+    /** Takes a frame. The caller may change its data as soon as the call has returned. */
     virtual bool PushFrame(std::shared_ptr<frame_t> frame) = 0;
 };
 
@@ -118,12 +118,12 @@ class KEP_API IPcmPlayer : public virtual common::IStreamControl,
     static IPcmPlayer* CreateNew(const char* device);
 };
 
-/** The still-picture taker. */
+/** The still camera. */
 class KEP_API IPhotography : public virtual common::IStreamControl, public virtual common::IState {
   public:
     static IPhotography* CreateNew(const char* device);
 
-    /** Writes the newest picture to a file URL; `wait` returns only when it is written. */
+    /** Writes the newest picture to a file URL; with `wait` the call returns once it is written. */
     virtual bool Snap(const char* url, bool wait) = 0;
     /** The same, to the URL set before. */
     virtual bool Snap(bool wait) = 0;

@@ -32,7 +32,7 @@ inline bool SetTyped(IParam& param, const char* key, T value) {
     return param.Set(key, &value, &typeid(T));
 }
 
-/** Reads a property of exactly type T; `value` is as it was when that fails. */
+/** Reads a property of exactly type T; `value` is unchanged on failure. */
 template <class T>
 inline bool GetTyped(const IParam& param, const char* key, T& value) {
     T read = value;
@@ -46,7 +46,7 @@ inline bool SetInteger(IParam& param, const char* key, std::int64_t value) {
     return param.SetWithType(key, &value, &typeid(std::int64_t), IsIntegerCompatible);
 }
 
-/** Reads a property of any integer type; `value` is as it was when that fails. */
+/** Reads a property of any integer type; `value` is unchanged on failure. */
 inline bool GetInteger(const IParam& param, const char* key, std::int64_t& value) {
     std::int64_t read = value;
     if (!param.GetWithType(key, &read, &typeid(std::int64_t), IsIntegerCompatible)) return false;

@@ -1,4 +1,4 @@
-# Common ground of the scripts: sourced, sets `root` and goes there, so that they work from any folder.
+# Shared by the scripts: sourced, sets `root` and changes to it, so that they work from any folder.
 # shellcheck shell=bash
 set -euo pipefail
 root=$(cd "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/../.." && pwd)
@@ -12,8 +12,8 @@ die() {
   exit 1
 }
 
-# run_logged LOG TEXT COMMAND...: one line with what is done and how long it took; all output goes to the log,
-# whose end is shown when the command fails.
+# run_logged LOG TEXT COMMAND...: prints one line with TEXT and the time the command took. Its output goes to the log,
+# the end of which is shown when the command fails.
 run_logged() {
   local log=$logs/$1.log text=$2 begin=$SECONDS status=0
   shift 2
@@ -28,8 +28,8 @@ run_logged() {
   return "$status"
 }
 
-# missing_packages PACKAGE[:ARCHITECTURE]...: those that are not installed, for this machine's architecture when none is
-# given.
+# missing_packages PACKAGE[:ARCHITECTURE]...: prints those that are not installed; the default is this machine's
+# architecture.
 missing_packages() {
   local native known package name architecture
   native=$(dpkg --print-architecture)
@@ -60,18 +60,18 @@ apt_install() {
 
 has_architecture() { dpkg --print-foreign-architectures | grep -qx "$1"; }
 
-# need_architecture NAME: among those whose packages apt knows.
+# need_architecture NAME: adds it to the architectures that apt installs packages of.
 need_architecture() {
   ! has_architecture "$1" || return 0
   echo "Adding the package architecture $1"
   as_root dpkg --add-architecture "$1" || die "the architecture $1 could not be added"
 }
 
-# need_packages PACKAGE...: installs what is missing of them and says so; quick and silent when nothing is.
+# need_packages PACKAGE...: lists and installs those that are missing; fast and silent when none is.
 need_packages() {
   local missing
   command -v dpkg-query >/dev/null && command -v apt-get >/dev/null ||
-    die "this is no Debian; install yourself what these packages hold: $*"
+    die "not a Debian system; install the equivalents of these packages by hand: $*"
   mapfile -t missing < <(missing_packages "$@")
   [ ${#missing[@]} -gt 0 ] || return 0
   if [ "$(id -u)" -ne 0 ] && ! command -v sudo >/dev/null; then
@@ -88,15 +88,15 @@ build_packages=(
 )
 test_packages=(libgtest-dev libgmock-dev pulseaudio)
 
-# use_compiler_cache: where ccache is installed, builds from now on use it, so that sources once compiled are not
-# compiled again. Of precompiled headers their contents count, not their times.
+# use_compiler_cache: makes later builds use ccache where it is installed. Precompiled headers are compared by their
+# contents, not by their times.
 use_compiler_cache() {
   command -v ccache >/dev/null || return 0
   export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
   export CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
 }
 
-# all_sources: every C and C++ file of the tree, also those that Git does not know yet or may not look at.
+# all_sources: every C and C++ file of the tree, also those that Git does not track or ignores.
 all_sources() {
   find . -name '.?*' -prune -o -path ./build -prune -o -type f \( -name '*.c' -o -name '*.cpp' -o -name '*.h' \) -printf '%P\n' | sort
 }

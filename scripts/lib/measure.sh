@@ -1,4 +1,4 @@
-# Measurements whose failures do not stop the others: sourced by scripts/bench and its tests.
+# Measurements that may fail without stopping the others: sourced by scripts/bench and its tests.
 # shellcheck shell=bash
 unmeasured=()
 
@@ -25,7 +25,7 @@ measure() {
   unmeasured+=("$text")
 }
 
-# print_table ASKED FIGURES: the table, whatever is missing in it, and what could not be measured.
+# print_table ASKED FIGURES: prints the table, also with figures missing, and then the measurements that failed.
 print_table() {
   local text
   awk -f bench/table.awk "$1" "$2"
