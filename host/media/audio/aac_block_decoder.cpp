@@ -159,17 +159,23 @@ bool AacBlockDecoder::decodeUnit(std::span<std::uint8_t> out, BlockUse& used, st
 
 bool AacBlockDecoder::decodePacket(std::span<std::uint8_t> out, BlockUse& used, std::string& reason) {
     if (!codec_ && !open(reason)) return false;
+    bool hasSamples = false;
+    bool hasFailed = false;
     int result = avcodec_send_packet(codec_.get(), packet_.get());
     while (result >= 0) {
         result = avcodec_receive_frame(codec_.get(), frame_.get());
         if (result < 0) break;
         const bool converted = convertFrame(out, used, reason);
+        hasSamples |= converted;
+        hasFailed |= !converted;
         av_frame_unref(frame_.get());
-        if (!converted) return false;
     }
-    if (result == AVERROR(EAGAIN)) return true;
-    reason = ffmpegError(result);
-    return false;
+    if (result != AVERROR(EAGAIN)) {
+        hasFailed = true;
+        reason = ffmpegError(result);
+    }
+    // Where only the end of a unit is damaged, refusing the unit would lose its samples.
+    return hasSamples || !hasFailed;
 }
 
 bool AacBlockDecoder::convertFrame(std::span<std::uint8_t> out, BlockUse& used, std::string& reason) {

@@ -29,7 +29,7 @@ class AacBlockDecoder {
      * @param used    out: bytes taken from `in` and bytes written to `out`
      * @param skipped out: what was passed over and why; empty for nothing
      * @return false, with `reason` filled, nothing taken and nothing lost, when `out` is too small for the
-     * next unit; also when a bare access unit cannot be decoded, which a next one can
+     * next unit; also when a bare access unit gives no samples, which does not keep later ones from decoding
      */
     bool decode(std::span<const std::uint8_t> in, std::span<std::uint8_t> out, BlockUse& used,
                 std::string& skipped, std::string& reason);

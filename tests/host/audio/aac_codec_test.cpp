@@ -439,6 +439,24 @@ TEST_F(AacCodecTest, ABareUnitThatIsDamagedDoesNotSpoilTheNext) {
     EXPECT_EQ(consumed, coded.sizes[0]);
 }
 
+TEST_F(AacCodecTest, ABareUnitWithADamagedEndIsTakenWithItsSamples) {
+    const Format format = {48000, 1, 64'000, false};
+    const Codec encoder(VNRES_AAC_ENCODER, format);
+    const Coded coded = encode(encoder.id(), bytesOf(tones(format, 4800)), always(2048), kMostUnit);
+    const std::string unit =
+        coded.bytes.substr(0, static_cast<std::size_t>(coded.sizes.at(0))) + std::string(40, '\xff');
+    const Codec decoder(VNRES_AAC_DECODER, format);
+    const ErrorLines lines;
+    std::string out(8192, 0);
+    for (int round = 0; round < 2; ++round) {
+        int consumed = -5;
+        EXPECT_EQ(VNAacDecode(decoder.id(), unit.data(), static_cast<int>(unit.size()), &consumed, out.data(),
+                              8192),
+                  2048);
+        EXPECT_EQ(consumed, static_cast<int>(unit.size()));
+    }
+}
+
 TEST_F(AacCodecTest, SamplesWithoutRoomOutlastADamagedBareUnit) {
     // Silence of one channel whose upper half of the spectrum is described, which doubles the samples.
     const std::vector<std::uint8_t> doubled = {0x00, 0xc8, 0x00, 0x06, 0xbd, 0xd6, 0x40, 0x00,
