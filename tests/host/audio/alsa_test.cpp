@@ -4,6 +4,7 @@
 #include <cstring>
 #include <numbers>
 
+#include "kep/device.h"
 #include "support.h"
 
 namespace audio_test {
@@ -63,6 +64,34 @@ TEST_F(Alsa, HearsWhatIsThere) {
     EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(400));
     for (std::size_t index = 1; index < frames.size(); ++index)
         EXPECT_GT(frames[index]->stamp, frames[index - 1]->stamp);
+}
+
+TEST_F(Alsa, AVolumeActsOnWhatIsPlayedAndHeard) {
+    const auto level = [](std::int16_t value, int count) {
+        std::string bytes;
+        for (int i = 0; i < count; ++i) bytes.append(reinterpret_cast<const char*>(&value), sizeof value);
+        return bytes;
+    };
+    kep::dev::ISpeaker::Speaker("vornisa")->SetVolume(50);
+    const ScopedEnv speaker("KEP_HOST_SPEAKER", "alsa:tofile");
+    std::unique_ptr<IPcmPlayer> player(IPcmPlayer::CreateNew("vornisa"));
+    ASSERT_TRUE(player->ChangeUp(State::play));
+    std::string sound = level(20000, 48000);
+    auto frame = std::make_shared<kep::api::streaming::common::frame_t>();
+    frame->data = reinterpret_cast<unsigned char*>(sound.data());
+    frame->size = static_cast<int>(sound.size());
+    ASSERT_TRUE(player->PushFrame(frame));
+    ASSERT_TRUE(player->ChangeDown(State::null));
+    kep::dev::ISpeaker::Speaker("vornisa")->SetVolume(100);
+    EXPECT_TRUE(contentsOf(folder_.file("played.raw")) == level(10000, 48000));
+
+    writeFile(folder_.file("heard.raw"), level(20000, 48000 * 20));
+    kep::dev::IMicrophone::Microphone("vornisa")->SetVolume(50);
+    const ScopedEnv audio("KEP_HOST_AUDIO", "alsa:fromfile");
+    std::unique_ptr<IPcmSource> source(IPcmSource::CreateNew("vornisa"));
+    ASSERT_TRUE(source->ChangeUp(State::play));
+    EXPECT_TRUE(bytesOf(pullFrames(*source, 10)) == level(10000, 10 * 1920));
+    kep::dev::IMicrophone::Microphone("vornisa")->SetVolume(100);
 }
 
 TEST_F(Alsa, ADeviceThatDoesNotExistIsNamed) {

@@ -154,6 +154,21 @@ TEST_F(PcmRead, RefusesWhatItCannotRead) {
     EXPECT_EQ(errors_.count("len!=buf_size,3840<>131072"), 1);
 }
 
+TEST_F(PcmRead, ABlockOfNothingKeepsFramesUntilOneNoLongerFits) {
+    const Samples heard = noiseOf(48000 * 2);
+    hear(heard, 48000, 2);
+    const Stream pcm = openPcm();
+    std::string block(kMostBytes, '\0');
+    int length = 17;
+    EXPECT_EQ(VNReadPcm(pcm.id(), block.data(), 0, &length), VNRES_BUF_TOO_SMALL);
+    EXPECT_EQ(errors_.count("buf size is not enough.131072,130560+3840"), 1);
+    EXPECT_EQ(length, 17);
+    // Those kept stay: 34 frames of 20 ms.
+    EXPECT_EQ(VNReadPcm(pcm.id(), block.data(), kMostBytes, &length), VNRES_SUCCEED);
+    ASSERT_EQ(length, 34 * 3840);
+    EXPECT_EQ(std::memcmp(block.data(), heard.data(), 34 * 3840), 0);
+}
+
 TEST_F(PcmRead, AMicrophoneThatIsLostAndReturnsIsHeardAgainAtItsVolume) {
     const std::string sign = folder_.file("away");
     const ScopedEnv microphone("KEP_HOST_AUDIO", "test:lost=" + sign);

@@ -7,12 +7,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstring>
 #include <numbers>
 #include <thread>
 
 #include "support.h"
+#include "vornisa_api.h"
 
 namespace audio_test {
 namespace {
@@ -131,6 +134,56 @@ TEST_F(Pulse, TheMicrophoneHearsAllThatTheSpeakerPlays) {
     EXPECT_GE(pure, 40);
     EXPECT_TRUE(source_->ChangeDown(State::null));
     EXPECT_EQ(errors_.count("lost"), 0) << errors_.raw();
+}
+
+/** Plays a tone without a break for as long as it lives. */
+class Tone {
+  public:
+    Tone(IPcmPlayer& player, std::string cycles)
+        : feeder_([this, &player, cycles = std::move(cycles)]() mutable {
+              auto frame = std::make_shared<kep::api::streaming::common::frame_t>();
+              frame->data = reinterpret_cast<unsigned char*>(cycles.data());
+              frame->size = static_cast<int>(cycles.size());
+              while (!isOver_ && player.PushFrame(frame)) continue;
+          }) {}
+    ~Tone() {
+        isOver_ = true;
+        feeder_.join();
+    }
+
+  private:
+    std::atomic<bool> isOver_{false};
+    std::thread feeder_;
+};
+
+TEST_F(Pulse, VolumeAndMuteOfBothDevicesActOnTheirSamples) {
+    ASSERT_TRUE(source_->ChangeUp(State::play)) << errors_.raw();
+    ASSERT_TRUE(player_->ChangeUp(State::play)) << errors_.raw();
+    const Tone tone(*player_, sine(600, 4800));  // whole cycles
+    // Until a frame has this amplitude throughout: 600 Hz make 12 cycles in it.
+    const auto isHeard = [&](double amplitude) {
+        return waitUntil([&] {
+            const std::vector<std::int16_t> samples = samplesOf(pullFrames(*source_, 1));
+            if (amplitude == 0) return std::ranges::count(samples, 0) == 1920;
+            return std::abs(pitchOf(samples.data(), 960, 2, 48000, 600, 0).amplitude - amplitude) <
+                   0.02 * amplitude;
+        });
+    };
+    EXPECT_TRUE(isHeard(9000));
+    VNSetSpeakerVol(50);
+    EXPECT_TRUE(isHeard(4500));
+    VNSetMicVol(50);
+    EXPECT_TRUE(isHeard(2250));
+    VNSetMicMute(1);
+    EXPECT_TRUE(isHeard(0));
+    VNSetMicMute(0);
+    EXPECT_TRUE(isHeard(2250));
+    VNSetSpeakerMute(1);
+    EXPECT_TRUE(isHeard(0));
+    VNSetSpeakerMute(0);
+    VNSetSpeakerVol(100);
+    VNSetMicVol(100);
+    EXPECT_TRUE(isHeard(9000));
 }
 
 TEST_F(Pulse, AServerThatDiesIsALostDevice) {
