@@ -203,6 +203,7 @@ void measureDevice(int seconds, const std::string& reference,
 
 int main(int argc, char** argv) {
     const std::string mode = argc > 1 ? argv[1] : "";
+    setenv("KEP_HOST_PRERECORD", "attached", 1);
     if (mode == "tone") {
         measureTone(argc > 2 ? std::atoi(argv[2]) : 500);
     } else if (mode == "device" && argc >= 4 && argc % 2 == 0) {
