@@ -28,7 +28,7 @@ constexpr std::array kRates = {96000, 88200, 64000, 48000, 44100, 32000, 24000,
 constexpr std::array kChannels = {1, 2, 3, 4, 5, 6, 8};
 /** None, around one unit of one or two channels, and what one unit of usual streams always fits into. */
 constexpr std::array<std::size_t, 8> kRooms = {0, 1, 2047, 2048, 4095, 4096, 8192, 65536};
-/** More than any unit decodes to: 64 channels of 2048 samples. */
+/** More than any block decodes to: 64 channels of 2048 samples. */
 constexpr std::size_t kAmpleRoom = 64 * 2048 * sizeof(std::int16_t);
 constexpr std::size_t kSettingsBytes = 3;
 /** For bare units. Each takes up to 30 MiB, as hostile units describe many channels. */

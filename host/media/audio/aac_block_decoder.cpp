@@ -10,6 +10,8 @@ namespace kep::host {
 namespace {
 
 constexpr std::size_t kBlockSamples = 1024;  // of each channel
+/** Blocks of an ADTS unit, by the two bits of its header; more of them would need any amount of memory. */
+constexpr int kMostBlocks = 4;
 /** Bytes; libswresample converts to other addresses several times as slowly. */
 constexpr std::uintptr_t kFastAlignment = 16;
 
@@ -59,7 +61,8 @@ bool AacBlockDecoder::open(std::string& reason) {
 bool AacBlockDecoder::hasRoom(std::size_t room, int channels, std::string& reason) const {
     // What was decoded last tells more than a header: one channel may be coded so that two come of it.
     const auto expected = static_cast<std::size_t>(channels_ > 0 ? channels_ : channels);
-    const std::size_t samples = samples_.empty() ? samplesOfUnit_ * expected : samples_.size();
+    const std::size_t block = samplesOfUnit_ * expected;
+    const std::size_t samples = samples_.empty() ? block : std::min(block, samples_.size());
     const std::size_t needed = samples * sizeof(std::int16_t);
     if (room >= needed) return true;
     reason = "output buffer of " + std::to_string(room) + " bytes: the next samples take " +
@@ -75,7 +78,7 @@ bool AacBlockDecoder::decode(std::span<const std::uint8_t> in, std::span<std::ui
         if (!hasRoom(out.size(), settings_.channels, reason)) return false;
         hand(out, used);
         // A bare unit that turns out to be damaged fails its call, which must not lose these samples.
-        if (!settings_.adts) return true;
+        if (!samples_.empty() || !settings_.adts) return true;
     }
     if (in.empty()) return true;
     return settings_.adts ? decodeStream(in, out, used, skipped, reason) : decodeBare(in, out, used, reason);
@@ -159,15 +162,18 @@ bool AacBlockDecoder::decodeUnit(std::span<std::uint8_t> out, BlockUse& used, st
 
 bool AacBlockDecoder::decodePacket(std::span<std::uint8_t> out, BlockUse& used, std::string& reason) {
     if (!codec_ && !open(reason)) return false;
-    bool hasSamples = false;
+    int blocks = 0;
     bool hasFailed = false;
     int result = avcodec_send_packet(codec_.get(), packet_.get());
     while (result >= 0) {
         result = avcodec_receive_frame(codec_.get(), frame_.get());
         if (result < 0) break;
-        const bool converted = convertFrame(out, used, reason);
-        hasSamples |= converted;
-        hasFailed |= !converted;
+        if (blocks < kMostBlocks) {
+            if (convertFrame(out, used, reason))
+                ++blocks;
+            else
+                hasFailed = true;
+        }
         av_frame_unref(frame_.get());
     }
     if (result != AVERROR(EAGAIN)) {
@@ -175,7 +181,7 @@ bool AacBlockDecoder::decodePacket(std::span<std::uint8_t> out, BlockUse& used, 
         reason = ffmpegError(result);
     }
     // Where only the end of a unit is damaged, refusing the unit would lose its samples.
-    return hasSamples || !hasFailed;
+    return blocks > 0 || !hasFailed;
 }
 
 bool AacBlockDecoder::convertFrame(std::span<std::uint8_t> out, BlockUse& used, std::string& reason) {
@@ -224,11 +230,14 @@ bool AacBlockDecoder::openConverter(int channels, std::string& reason) {
 }
 
 void AacBlockDecoder::hand(std::span<std::uint8_t> out, BlockUse& used) {
-    const std::size_t bytes = samples_.size() * sizeof(std::int16_t);
-    if (bytes == 0 || bytes > out.size() - used.written) return;
-    std::memcpy(out.data() + used.written, samples_.data(), bytes);
-    used.written += bytes;
-    samples_.clear();
+    if (samples_.empty()) return;
+    const std::size_t room = (out.size() - used.written) / sizeof(std::int16_t);
+    const std::size_t whole = room - room % static_cast<std::size_t>(std::max(channels_, 1));
+    const std::size_t count = samples_.size() <= room ? samples_.size() : whole;
+    if (count == 0) return;
+    std::memcpy(out.data() + used.written, samples_.data(), count * sizeof(std::int16_t));
+    used.written += count * sizeof(std::int16_t);
+    samples_.erase(samples_.begin(), samples_.begin() + static_cast<std::ptrdiff_t>(count));
 }
 
 }  // namespace kep::host

@@ -52,7 +52,7 @@ class AacBlockDecoder {
     bool openConverter(int channels, std::string& reason);
     /** @param channels of the next unit, as far as it tells */
     bool hasRoom(std::size_t room, int channels, std::string& reason) const;
-    /** Moves decoded samples to `out`. */
+    /** Moves decoded samples to `out`, as many as there is room for. */
     void hand(std::span<std::uint8_t> out, BlockUse& used);
 
     AacSettings settings_;
