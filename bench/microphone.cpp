@@ -6,8 +6,8 @@
  *       VNReadPcm on the test tone, whose samples lie at fixed times of the steady clock
  *   bench_microphone device SECONDS REFERENCE [NAME COMMAND]...
  *       VNReadPcm on KEP_HOST_AUDIO beside commands that write samples of the same device to their standard
- * output, while somebody plays clicks apart by half a second or more. REFERENCE is such a command, too: one
- * that delivers each sample at once, and so tells when a click was captured.
+ *       output. The device must deliver clicks, half a second or more apart. REFERENCE is a command that
+ *       writes each sample at once: it gives the time at which a click was captured.
  *
  * Prints one figure a line. All samples are 16 bits, 48 kHz, stereo.
  */

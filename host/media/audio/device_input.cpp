@@ -10,9 +10,9 @@ namespace kep::host {
 
 namespace {
 
-// How late a block may be noticed. Shorter costs wake-ups, but only at the end of each block.
+// How late the end of a block may be noticed; shorter costs wake-ups.
 constexpr auto kPoll = std::chrono::milliseconds(1);
-// A PulseAudio server delivers samples late by the length of its fragments.
+// A PulseAudio server delivers samples late by the length of a fragment; more of them cost wake-ups.
 constexpr int kFragmentsInBlock = 12;
 constexpr auto kImplausible = std::chrono::seconds(1);
 // A device whose samples run ahead of the clock by more has no clock of its own and is held back.
