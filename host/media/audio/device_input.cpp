@@ -10,10 +10,7 @@ namespace kep::host {
 
 namespace {
 
-// How late the end of a block may be noticed; shorter costs wake-ups.
-constexpr auto kPoll = std::chrono::milliseconds(1);
-// A PulseAudio server delivers samples late by the length of a fragment; more of them cost wake-ups.
-constexpr int kFragmentsInBlock = 12;
+constexpr auto kPoll = std::chrono::milliseconds(5);
 constexpr auto kImplausible = std::chrono::seconds(1);
 // A device whose samples run ahead of the clock by more has no clock of its own and is held back.
 constexpr auto kAhead = std::chrono::milliseconds(100);
@@ -42,8 +39,7 @@ InputPtr DeviceInput::openDevice(int channels, int& result) const {
     AVDictionary* options = nullptr;
     av_dict_set_int(&options, "sample_rate", AudioFormat{}.rate, 0);
     av_dict_set_int(&options, "channels", channels, 0);
-    const int fragment =
-        AudioFormat{}.blockFrames() / kFragmentsInBlock * channels * static_cast<int>(sizeof(std::int16_t));
+    const int fragment = AudioFormat{}.blockFrames() * channels * static_cast<int>(sizeof(std::int16_t));
     if (device_.kind == "pulse") av_dict_set_int(&options, "fragment_size", fragment, 0);
     AVFormatContext* raw = avformat_alloc_context();
     raw->flags |= AVFMT_FLAG_NONBLOCK;
@@ -58,7 +54,7 @@ bool DeviceInput::read(AudioBlock& block) {
         if (interrupted_) return false;
         const int result = decoder_.decode(block.samples);
         if (result == AVERROR(EAGAIN)) {
-            if (!pacer_.waitUntil(nextPoll(std::chrono::steady_clock::now()))) return false;
+            if (!pacer_.waitUntil(std::chrono::steady_clock::now() + kPoll)) return false;
         } else if (result < 0) {
             KEP_HOST_ERROR("microphone " + device_.text + " is lost: " + ffmpegError(result));
             return false;
@@ -66,18 +62,9 @@ bool DeviceInput::read(AudioBlock& block) {
     }
     const std::int64_t frames = block.frames();
     const SteadyTime now = std::chrono::steady_clock::now();
-    lastRead_ = now;
-    framesRead_ += frames;
     block.stamp = captureTime(now, frames);
     end_ = std::max(end_, now - kImplausible) + format().duration(frames);
     return end_ < now + kAhead || pacer_.waitUntil(end_ - kAhead);
-}
-
-SteadyTime DeviceInput::nextPoll(SteadyTime now) const {
-    // Consumers are given whole blocks: until the next one can be complete there is nothing to do.
-    const int block = format().blockFrames();
-    const std::int64_t missing = block - framesRead_ % block;
-    return std::max(now + kPoll, lastRead_ + format().duration(missing) - kPoll);
 }
 
 SteadyTime DeviceInput::captureTime(SteadyTime now, std::int64_t frames) const {

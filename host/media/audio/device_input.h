@@ -24,14 +24,10 @@ class DeviceInput final : public AudioInput {
   private:
     InputPtr openDevice(int channels, int& result) const;
     SteadyTime captureTime(SteadyTime now, std::int64_t frames) const;
-    /** When the next read is worth while after one that has found nothing. */
-    SteadyTime nextPoll(SteadyTime now) const;
 
     const DeviceSpec device_;
     AudioDecoder decoder_;
     SteadyTime end_;  // by when what has been read was captured, at the device's nominal rate
-    SteadyTime lastRead_;
-    std::int64_t framesRead_ = 0;
     Pacer pacer_;
     std::atomic<bool> interrupted_{false};
 };
