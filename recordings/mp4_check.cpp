@@ -24,6 +24,8 @@ constexpr std::uint64_t kMaxFragmentIndex = 64 << 20;
  */
 constexpr double kOverlap = 0.5;
 constexpr std::uint64_t kHeaderSize = 8;
+/** How often a byte may be read. */
+constexpr std::uint64_t kMaxReads = 8;
 /** What a box can be skipped by whatever its size says. */
 constexpr std::uint64_t kSmallBox = 16;
 
@@ -117,9 +119,10 @@ class Mp4Checker {
         return box && std::ranges::find(kTopLevelKinds, box->kind) != kTopLevelKinds.end();
     }
 
-    std::optional<FoundFragment> fragmentAt(std::uint64_t at) const {
+    std::optional<FoundFragment> fragmentAt(std::uint64_t at) {
         const auto box = boxAt(file_, at);
-        if (!index_ || !box || box->kind != "moof" || box->end > kMaxFragmentHeader) return std::nullopt;
+        if (!index_ || !box || box->kind != "moof" || box->end > kMaxFragmentHeader || !mayRead(box->end))
+            return std::nullopt;
         FoundFragment found{};
         found.contents = file_.read(at + box->contents, box->end - box->contents);
         Mp4Fragment& fragment = found.fragment;
@@ -147,7 +150,7 @@ class Mp4Checker {
             repairs_.push_back({found->data, boxHeader("mdat", found->end - found->data)});
             damages_.push_back({Kind::samples, found->data, found->data + kHeaderSize, 0});
         }
-        takeSamples(*found);
+        if (!takeSamples(*found)) return false;
         for (const Mp4Run& run : found->fragment.runs) {
             first_ = std::min(first_, beginOf(run));
             last_ = std::max(last_, beginOf(run) + seconds(run, run.length));
@@ -162,17 +165,27 @@ class Mp4Checker {
     }
     double beginOf(const Mp4Run& run) const { return seconds(run, run.begin.value_or(0)); }
 
-    void takeSamples(const FoundFragment& found) {
+    bool takeSamples(const FoundFragment& found) {
         Mp4Fragment again;
-        readFragment(found.contents, at_, file_.size(), *index_, again, [this](const Mp4Sample& sample) {
-            if (isWhole(sample)) return;
-            const std::uint64_t end = sample.offset + sample.size;
-            const bool goesOn = !damages_.empty() && damages_.back().kind == Kind::samples &&
-                                damages_.back().end == sample.offset;
-            if (!goesOn) damages_.push_back({Kind::samples, sample.offset, end, 0});
-            damages_.back().end = end;
-            ++damages_.back().packets;
-        });
+        return readFragment(
+            found.contents, at_, file_.size(), *index_, again, [this](const Mp4Sample& sample) {
+                if (!mayRead(sample.size)) return false;
+                if (isWhole(sample)) return true;
+                const std::uint64_t end = sample.offset + sample.size;
+                const bool goesOn = !damages_.empty() && damages_.back().kind == Kind::samples &&
+                                    damages_.back().end == sample.offset;
+                if (!goesOn) damages_.push_back({Kind::samples, sample.offset, end, 0});
+                damages_.back().end = end;
+                ++damages_.back().packets;
+                return true;
+            });
+    }
+
+    /** Each byte is read a few times at most; but boxes that lie could have the same ones read over and over.
+     */
+    bool mayRead(std::uint64_t bytes) {
+        bytesRead_ += bytes;
+        return bytesRead_ <= kMaxReads * file_.size();
     }
 
     bool isWhole(const Mp4Sample& sample) const {
@@ -182,13 +195,14 @@ class Mp4Checker {
 
     /** Whether a fragment that was searched for is of this recording, and not what is left of a deleted one
      * in the same blocks. The mark of the file tells; without one it must be whole and of a later time. */
-    bool isOwn(const FoundFragment& found, std::uint64_t at) const {
+    bool isOwn(const FoundFragment& found, std::uint64_t at) {
         if (mark_) return markAt(file_, found.end) == mark_;
         bool whole = std::ranges::all_of(
             found.fragment.runs, [this](const Mp4Run& run) { return beginOf(run) + kOverlap >= last_; });
         Mp4Fragment again;
-        readFragment(found.contents, at, file_.size(), *index_, again,
-                     [&](const Mp4Sample& sample) { whole = whole && isWhole(sample); });
+        readFragment(found.contents, at, file_.size(), *index_, again, [&](const Mp4Sample& sample) {
+            return whole = whole && mayRead(sample.size) && isWhole(sample);
+        });
         return whole;
     }
 
@@ -215,6 +229,7 @@ class Mp4Checker {
     const FileBytes& file_;
     std::uint64_t at_ = 0;
     std::uint64_t end_ = 0; /**< where the file is to end; 0 where it does */
+    std::uint64_t bytesRead_ = 0;
     bool hasData_ = false;
     bool isFragmented_ = false;
     std::optional<Mp4Index> index_;

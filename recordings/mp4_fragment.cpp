@@ -93,7 +93,7 @@ class TrackRun {
                 flags & run_flags::kComposition ? static_cast<std::int32_t>(numbers.next32()) : 0;
             if (!isInFile(size)) return false;
             takeTime(duration, shift);
-            take(size);
+            if (!take(size)) return false;
         }
         return true;
     }
@@ -105,11 +105,12 @@ class TrackRun {
         if (size_ == 0 || !isInFile(bytes)) return false;
         takeTime(std::uint64_t{duration_} * count, 0);
         if (visit_) {
-            for (std::uint32_t i = 0; i < count; ++i) take(size_);
+            for (std::uint32_t i = 0; i < count; ++i)
+                if (!take(size_)) return false;
             return true;
         }
+        if (!take(bytes)) return false;
         fragment_.samples += count - 1;
-        take(bytes);
         return true;
     }
 
@@ -124,13 +125,14 @@ class TrackRun {
         hasSamples_ = true;
     }
 
-    void take(std::uint64_t bytes) {
+    bool take(std::uint64_t bytes) {
         const bool first = fragment_.samples++ == 0;
         fragment_.hasEmptySample = fragment_.hasEmptySample || bytes == 0;
         fragment_.dataBegin = first ? at_ : std::min(fragment_.dataBegin, at_);
-        if (visit_) visit_({run_.track, at_, static_cast<std::uint32_t>(bytes)});
+        const Mp4Sample sample{run_.track, at_, static_cast<std::uint32_t>(bytes)};
         at_ += bytes;
         fragment_.dataEnd = std::max(fragment_.dataEnd, at_);
+        return !visit_ || visit_(sample);
     }
 
     const std::uint64_t fragmentOffset_;

@@ -36,12 +36,13 @@ struct Mp4Fragment {
     std::vector<Mp4Run> runs;
 };
 
-using VisitSample = std::function<void(const Mp4Sample&)>;
+/** False ends the reading of the fragment. */
+using VisitSample = std::function<bool(const Mp4Sample&)>;
 
 /**
  * Reads the contents of a `moof` box that begins at `offset` of a file of so many bytes, and calls `visit`
- * with each sample. False when they are damaged, or list a sample that is beyond the end of the file;
- * `fragment` is then incomplete.
+ * with each sample. False when they are damaged, or list a sample that is beyond the end of the file, or
+ * `visit` was false; `fragment` is then incomplete.
  */
 bool readFragment(ByteSpan contents, std::uint64_t offset, std::uint64_t fileBytes, const Mp4Index& index,
                   Mp4Fragment& fragment, const VisitSample& visit = nullptr);

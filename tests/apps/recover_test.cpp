@@ -274,5 +274,39 @@ TEST_F(Recover, NoDamageBringsItDown) {
     }
 }
 
+std::string bigEndian(std::uint32_t value) {
+    std::string bytes;
+    for (int shift = 24; shift >= 0; shift -= 8) bytes.push_back(static_cast<char>(value >> shift));
+    return bytes;
+}
+
+std::string box(const std::string& kind, const std::string& contents) {
+    return bigEndian(static_cast<std::uint32_t>(contents.size() + 8)) + kind + contents;
+}
+
+TEST_F(Recover, BoxesThatHaveTheSameBytesReadOverAndOverAreGivenUp) {
+    filmFragments("a.mp4");
+    const std::string whole = readFile(path("a.mp4"));
+    const std::string header = whole.substr(0, whole.find("moof") - 4);
+    constexpr std::uint32_t kSize = 1 << 20;
+    // A million samples of one byte in a fragment of 100, and a description of the whole file every eight
+    // bytes.
+    const std::string listed =
+        box("moof", box("traf", box("tfhd", bigEndian(0x20010) + bigEndian(1) + bigEndian(1) + bigEndian(0)) +
+                                    box("tfdt", bigEndian(0) + bigEndian(0)) +
+                                    box("trun", bigEndian(1) + bigEndian(kSize / 2) + bigEndian(84))));
+    const std::string nested = bigEndian(kSize / 2) + "moof";
+    for (const std::string& part : {listed + bigEndian(kSize / 2 + 8) + "mdat", listed, nested}) {
+        std::string hostile = header;
+        while (hostile.size() < kSize) hostile += part;
+        writeFile(path("hostile"), hostile + whole);
+        const RecordingCheck check = checkRecording(path("hostile"));
+        EXPECT_LE(check.end, hostile.size() + whole.size());
+        // Fragments are read, also of samples that have no fields of their own.
+        EXPECT_EQ(check.state,
+                  part == nested ? RecordingCheck::State::unplayable : RecordingCheck::State::damaged);
+    }
+}
+
 }  // namespace
 }  // namespace vncam_test
