@@ -6,7 +6,6 @@
 #include <functional>
 #include <initializer_list>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -137,13 +136,17 @@ class KEP_API ObjectImpl : public virtual base::object,
     Properties properties_;
     std::vector<std::string_view> reserved_;
 
-    std::mutex transition_;
+    /** One change of state at a time, with no lock held while up() or down() runs. */
+    class Transition;
+    Mutex transitions_;
+    Condition changed_;
+    bool isChanging_ GUARDED_BY(transitions_) = false;
     std::atomic<State> state_{State::null};
     std::atomic<bool> enabled_{true};
 
-    mutable std::mutex tree_;
+    mutable Mutex tree_;
     std::atomic<ObjectImpl*> parent_{nullptr};
-    std::vector<ObjectImpl*> children_;
+    std::vector<ObjectImpl*> children_ GUARDED_BY(tree_);
 
     MessagePort port_;
     Mutex listening_;

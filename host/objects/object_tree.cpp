@@ -31,13 +31,13 @@ bool ObjectImpl::addChild(base::object* child) {
         KEP_HOST_ERROR(added->label() + " belongs to " + none->label() + " already");
         return false;
     }
-    const std::lock_guard lock(tree_);
+    const MutexLock lock(tree_);
     children_.push_back(added);
     return true;
 }
 
 void ObjectImpl::removeChild(ObjectImpl* child) {
-    const std::lock_guard lock(tree_);
+    const MutexLock lock(tree_);
     std::erase(children_, child);
     child->parent_ = nullptr;
 }
@@ -57,7 +57,7 @@ bool ObjectImpl::replaceChildren(const std::vector<ObjectImpl*>& kept) {
     };
     std::vector<ObjectImpl*> gone;
     {
-        const std::lock_guard lock(tree_);
+        const MutexLock lock(tree_);
         std::copy_if(children_.begin(), children_.end(), std::back_inserter(gone), std::not_fn(isKept));
         children_ = kept;
     }
@@ -69,7 +69,7 @@ bool ObjectImpl::replaceChildren(const std::vector<ObjectImpl*>& kept) {
 }
 
 std::vector<ObjectImpl*> ObjectImpl::children() const {
-    const std::lock_guard lock(tree_);
+    const MutexLock lock(tree_);
     return children_;
 }
 
@@ -102,8 +102,27 @@ bool ObjectImpl::setState(const std::string& text, bool mayRise, bool mayFall) {
     return (!mayRise || changeUp(*target)) && (!mayFall || changeDown(*target));
 }
 
+class ObjectImpl::Transition {
+  public:
+    explicit Transition(ObjectImpl& object) : object_(object) {
+        MutexLock lock(object.transitions_);
+        object.changed_.wait(lock, [&]() REQUIRES(object.transitions_) { return !object.isChanging_; });
+        object.isChanging_ = true;
+    }
+    Transition(const Transition&) = delete;
+    Transition& operator=(const Transition&) = delete;
+    ~Transition() {
+        const MutexLock lock(object_.transitions_);
+        object_.isChanging_ = false;
+        object_.changed_.notifyOne();
+    }
+
+  private:
+    ObjectImpl& object_;
+};
+
 bool ObjectImpl::changeUp(State target) {
-    const std::lock_guard lock(transition_);
+    const Transition transition(*this);
     if (!enabled_ && target != State::null) {
         KEP_HOST_ERROR(label() + " is disabled and cannot be started");
         return false;
@@ -121,7 +140,7 @@ bool ObjectImpl::changeUp(State target) {
 }
 
 bool ObjectImpl::changeDown(State target) {
-    const std::lock_guard lock(transition_);
+    const Transition transition(*this);
     bool clean = true;
     while (state() > target) {
         const bool played = state() == State::play;
