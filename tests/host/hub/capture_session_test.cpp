@@ -51,7 +51,7 @@ struct Behaviour {
     }
 };
 
-Behaviour* behaviour = nullptr;
+std::shared_ptr<Behaviour> behaviour;
 
 class Session final : public CaptureSession {
   public:
@@ -91,7 +91,8 @@ class Session final : public CaptureSession {
         behaviour_.set(&Behaviour::gives, true);
     }
 
-    Behaviour& behaviour_ = *behaviour;
+    const std::shared_ptr<Behaviour> own_ = behaviour;  // a session that is left behind outlives its test
+    Behaviour& behaviour_ = *own_;
     std::atomic<bool> isInterrupted_{false};
     int next_ = 0;
     Hub<Block> hub_;
@@ -115,7 +116,7 @@ class Share final : public Lease<Session> {
 
 class CaptureSessionTest : public testing::Test {
   protected:
-    CaptureSessionTest() { behaviour = &behaviour_; }
+    CaptureSessionTest() { behaviour = own_; }
     ~CaptureSessionTest() override {
         // A session that was left behind may still use it.
         behaviour_.set(&Behaviour::answers, true);
@@ -124,7 +125,8 @@ class CaptureSessionTest : public testing::Test {
             [this] { return behaviour_.count(&Behaviour::closed) >= behaviour_.count(&Behaviour::opened); }));
     }
 
-    Behaviour& behaviour_ = *new Behaviour;  // outlives threads that are left behind
+    const std::shared_ptr<Behaviour> own_ = std::make_shared<Behaviour>();
+    Behaviour& behaviour_ = *own_;
     CaptureDevice<Session> device_;
     const ErrorLines lines_;
 };
