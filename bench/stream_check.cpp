@@ -11,7 +11,7 @@
 #include <cstdlib>
 #include <memory>
 
-#include "media/video/frame_code.h"
+#include "picture/frame_code.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>

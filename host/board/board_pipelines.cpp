@@ -17,7 +17,7 @@ namespace kep::host {
 namespace {
 
 constexpr const char* kAac =
-    "type=pipeline,name=plAacSource,ondemand=true,layout={MicSrc+encoder-aac:name=aac,adts=true}";
+    "type=pipeline,name=plAacSource,ondemand=true,layout={MicSrc+encoder-aac:name=aac}";
 // Shares the encoder of plAacSource, which encodes the same microphone.
 constexpr const char* kPreRecordAac =
     "type=pipeline,name=plPreRecordAac,ondemand=true,past=30000,"

@@ -3,37 +3,23 @@
 #include <pthread.h>
 #include <sys/prctl.h>
 
+#include <array>
 #include <utility>
 
 namespace kep::host {
 
+namespace {
+
+// In the order of the threads; the system takes 15 characters.
+constexpr std::array kNames = {"camera",  "microphone",     "camera-element", "mic-element",
+                               "fifo",    "shm-source",     "muxer",          "event",
+                               "speaker", "picture-writer", "prerecord"};
+static_assert(kNames.size() == static_cast<std::size_t>(Thread::prerecord) + 1);
+
+}  // namespace
+
 const char* nameOf(Thread thread) {
-    // The system takes 15 characters.
-    switch (thread) {
-        case Thread::camera:
-            return "camera";
-        case Thread::microphone:
-            return "microphone";
-        case Thread::cameraElement:
-            return "camera-element";
-        case Thread::microphoneElement:
-            return "mic-element";
-        case Thread::fifo:
-            return "fifo";
-        case Thread::shmSource:
-            return "shm-source";
-        case Thread::muxer:
-            return "muxer";
-        case Thread::event:
-            return "event";
-        case Thread::speaker:
-            return "speaker";
-        case Thread::pictureWriter:
-            return "picture-writer";
-        case Thread::prerecord:
-            return "prerecord";
-    }
-    return "";
+    return kNames[static_cast<std::size_t>(thread)];
 }
 
 std::thread startThread(Thread thread, std::function<void()> work) {

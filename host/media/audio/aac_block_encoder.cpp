@@ -1,7 +1,6 @@
 #include "media/audio/aac_block_encoder.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <new>
 
@@ -10,22 +9,9 @@
 namespace kep::host {
 namespace {
 
-constexpr int kUnitSamples = 1024;  // of each channel
-constexpr int kUsualBitRate = 64'000;
+constexpr int kUnitSamples = AacSettings::kUnitSamples;
 /** Bytes of an access unit for each channel: the 6144 bits of a decoder's input buffer. */
 constexpr std::size_t kMostUnitBytes = 768;
-/** The channels that AAC's headers have numbers for, by their count. */
-constexpr std::array<std::uint64_t, 9> kLayouts = {
-    0,
-    AV_CH_LAYOUT_MONO,
-    AV_CH_LAYOUT_STEREO,
-    AV_CH_LAYOUT_SURROUND,
-    AV_CH_LAYOUT_4POINT0,
-    AV_CH_LAYOUT_5POINT0_BACK,
-    AV_CH_LAYOUT_5POINT1_BACK,
-    0,
-    AV_CH_LAYOUT_7POINT1,
-};
 
 }  // namespace
 
@@ -53,35 +39,10 @@ bool AacBlockEncoder::hasRoom(std::span<std::uint8_t> out, const BlockUse& used,
 }
 
 bool AacBlockEncoder::open(std::string& reason) {
-    const AVCodec* const encoder = avcodec_find_encoder_by_name("aac");
-    if (!encoder) {
-        reason = "the FFmpeg libraries have no encoder \"aac\"";
-        return false;
-    }
-    CodecPtr codec(avcodec_alloc_context3(encoder));
-    if (!codec) throw std::bad_alloc();
-    codec->sample_rate = settings_.rate;
-    codec->sample_fmt = AV_SAMPLE_FMT_FLTP;
-    codec->bit_rate = settings_.bitRate > 0 ? settings_.bitRate : kUsualBitRate * settings_.channels;
-    codec->cutoff = std::min(settings_.bandWidth, settings_.rate / 2);
-    codec->time_base = {1, settings_.rate};
-    av_channel_layout_from_mask(&codec->ch_layout, kLayouts[static_cast<std::size_t>(settings_.channels)]);
-    if (const int result = avcodec_open2(codec.get(), encoder, nullptr); result < 0) {
-        reason = "no AAC of " + std::to_string(settings_.rate) + " Hz, " +
-                 std::to_string(settings_.channels) + " channels, " + std::to_string(codec->bit_rate) +
-                 " bit/s: " + ffmpegError(result);
-        return false;
-    }
-    FramePtr frame(av_frame_alloc());
-    if (!frame) throw std::bad_alloc();
-    frame->format = AV_SAMPLE_FMT_FLTP;
-    frame->sample_rate = settings_.rate;
-    frame->nb_samples = kUnitSamples;
-    frame->ch_layout = codec->ch_layout;
-    if (av_frame_get_buffer(frame.get(), 0) < 0) throw std::bad_alloc();
+    codec_ = openAacEncoder(settings_, reason);
+    if (!codec_) return false;
+    frame_ = aacFrame(*codec_);
     block_.reserve(blockBytes());
-    codec_ = std::move(codec);
-    frame_ = std::move(frame);
     encoded_ = 0;
     isEnding_ = false;
     return true;

@@ -8,6 +8,7 @@
 #include <memory>
 #include <vector>
 
+#include "media/audio/aac_settings.h"
 #include "media/audio/sample_framer.h"
 
 namespace kep::host {
@@ -26,10 +27,11 @@ struct AacUnit {
  */
 class AacEncoder {
   public:
-    static constexpr int kUnitSamples = 1024; /**< of each channel */
-    /** Bits in a second; what is too much for a sample rate the encoder brings down itself. */
+    static constexpr int kUnitSamples = AacSettings::kUnitSamples;
+    /** Bits in a second; what is too much for a sample rate is brought down to the most it can have. */
     static constexpr int kLowestBitRate = 8'000;
     static constexpr int kHighestBitRate = 512'000;
+    static constexpr int kMostUnitBits = 6144; /**< of each channel: a decoder's input buffer */
     using Emit = std::function<void(const AacUnit&)>;
 
     /** @param bitRate bits per second, followed while it runs; must outlive the encoder */
@@ -44,20 +46,15 @@ class AacEncoder {
     std::vector<std::uint8_t> config() const;
 
   private:
-    CodecPtr openCodec(int bitRate) const;
-    bool followBitRate();
-    bool encode(SteadyTime stamp, const Emit& emit);
+    bool encode(const AVFrame& frame, SteadyTime stamp, const Emit& emit);
     AacUnit accessUnit();
 
     const AudioFormat format_;
     const std::atomic<int>& wantedBitRate_;
     const bool adts_;
-    int bitRate_ = 0;
     CodecPtr codec_;
     SampleFramer framer_;
     PacketPtr packet_{av_packet_alloc()};
-    FramePtr current_;
-    FramePtr previous_;              // with current_, what an encoder that takes over must have heard
     std::int64_t encoded_ = 0;       // samples of each channel handed to the encoder
     std::deque<SteadyTime> stamps_;  // of the access units to come
 };

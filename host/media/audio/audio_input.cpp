@@ -1,9 +1,9 @@
 #include "media/audio/audio_input.h"
 
 #include "media/audio/device_input.h"
-#include "media/audio/faulty_tone.h"
 #include "media/audio/file_input.h"
 #include "media/audio/tone_input.h"
+#include "media/common/ffmpeg.h"
 
 namespace kep::host {
 
@@ -24,11 +24,10 @@ std::optional<DeviceSpec> microphoneFromEnvironment() {
         {{"test", false}, {"test", true}, {"alsa", true}, {"pulse", true}, {"file", true}});
 }
 
-std::unique_ptr<AudioInput> openAudioInput(const DeviceSpec& spec) {
+std::unique_ptr<AudioInput> openAudioInput(const DeviceSpec& spec, const std::atomic<bool>& stopped) {
     initFfmpeg();
-    if (spec.kind == "test" && spec.argument.empty()) return std::make_unique<ToneInput>();
-    if (spec.kind == "test") return opened<FaultyTone>(spec);
-    if (spec.kind == "file") return opened<FileInput>(spec.argument);
+    if (spec.kind == "test") return opened<ToneInput>(spec);
+    if (spec.kind == "file") return opened<FileInput>(spec.argument, stopped);
     return opened<DeviceInput>(spec);
 }
 

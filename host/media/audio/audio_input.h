@@ -1,35 +1,34 @@
 #ifndef KEP_HOST_AUDIO_INPUT_H
 #define KEP_HOST_AUDIO_INPUT_H
 
+#include <atomic>
 #include <memory>
-#include <string>
 
 #include "media/audio/audio_block.h"
 #include "media/common/device_spec.h"
 
 namespace kep::host {
 
-/** Where sound comes from, in real time. Made and read on one thread. */
+/** Where sound comes from. Made and read on one thread. */
 class AudioInput {
   public:
     virtual ~AudioInput() = default;
 
     virtual AudioFormat format() const = 0;
     /**
-     * Waits for what is captured next and replaces samples and stamp of `block` by it; its format is
-     * format(). False when nothing more will come, because of interrupt() or, with an error line, by itself.
+     * Replaces samples and stamp of `block` by what is captured next, perhaps nothing; its format is
+     * format(). The caller holds the block back until `due`, when its last sample has been captured, and then
+     * reads again. False, with an error line, when nothing more will come.
      */
-    virtual bool read(AudioBlock& block) = 0;
-    /** Makes the read under way and every later one return false. Safe on any thread. */
-    virtual void interrupt() = 0;
+    virtual bool read(AudioBlock& block, SteadyTime& due) = 0;
 };
 
-/** The kinds of microphone that KEP_HOST_AUDIO chooses from; none, with an error line, if it is none of them.
- */
+/** The microphone that KEP_HOST_AUDIO chooses; nothing, with an error line, for an unknown kind. */
 std::optional<DeviceSpec> microphoneFromEnvironment();
 
-/** Opens the chosen microphone; null, with an error line that names it, when that fails. */
-std::unique_ptr<AudioInput> openAudioInput(const DeviceSpec& spec);
+/** Opens the chosen microphone; null, with an error line that names it, when that fails. Setting `stopped`,
+ * on any thread, ends a read that waits for a pipe. */
+std::unique_ptr<AudioInput> openAudioInput(const DeviceSpec& spec, const std::atomic<bool>& stopped);
 
 }  // namespace kep::host
 

@@ -23,7 +23,7 @@ void BlockBuilder::add(const AudioBlock& captured) {
     pending_.insert(pending_.end(), captured.samples.begin(), captured.samples.end());
 }
 
-SharedBlock BlockBuilder::take() {
+std::shared_ptr<AudioBlock> BlockBuilder::take() {
     const std::size_t samples = static_cast<std::size_t>(format_.blockFrames()) * format_.channels;
     if (pending_.size() < samples) return nullptr;
     auto block = std::make_shared<AudioBlock>();

@@ -15,7 +15,7 @@ class BlockBuilder {
 
     void add(const AudioBlock& captured);
     /** The next whole block; null while there is none. */
-    SharedBlock take();
+    std::shared_ptr<AudioBlock> take();
 
   private:
     const AudioFormat format_;

@@ -1,11 +1,8 @@
 #ifndef KEP_HOST_DEVICE_INPUT_H
 #define KEP_HOST_DEVICE_INPUT_H
 
-#include <atomic>
-
-#include "media/audio/audio_decoder.h"
 #include "media/audio/audio_input.h"
-#include "media/audio/pacer.h"
+#include "media/audio/decoded_sound.h"
 
 namespace kep::host {
 
@@ -17,19 +14,17 @@ class DeviceInput final : public AudioInput {
     /** False, with an error line, when the device cannot be opened. */
     bool open();
 
-    AudioFormat format() const override { return decoder_.format(); }
-    bool read(AudioBlock& block) override;
-    void interrupt() override;
+    AudioFormat format() const override { return sound_.format(); }
+    bool read(AudioBlock& block, SteadyTime& due) override;
 
   private:
-    InputPtr openDevice(int channels, int& result) const;
-    SteadyTime captureTime(SteadyTime now, std::int64_t frames) const;
+    std::unique_ptr<MediaReader> openDevice(int channels, std::string& reason) const;
+    SteadyTime captureTime(const AVFrame& frame, SteadyTime now, std::int64_t frames) const;
 
     const DeviceSpec device_;
-    AudioDecoder decoder_;
+    std::unique_ptr<MediaReader> reader_;
+    DecodedSound sound_;
     SteadyTime end_;  // by when what has been read was captured, at the device's nominal rate
-    Pacer pacer_;
-    std::atomic<bool> interrupted_{false};
 };
 
 }  // namespace kep::host

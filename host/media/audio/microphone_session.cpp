@@ -25,34 +25,26 @@ MicrophoneSession::MicrophoneSession(const DeviceSpec& device)
 
 // An input tells itself why it fails.
 bool MicrophoneSession::open(std::string&) {
-    std::unique_ptr<AudioInput> input = openAudioInput(device());
-    if (!input) return false;
-    captured_.format = input->format();
+    input_ = openAudioInput(device(), isStopped_);
+    if (!input_) return false;
+    captured_.format = input_->format();
     builder_ = std::make_unique<BlockBuilder>(captured_.format);
-    const MutexLock lock(inputMutex_);
-    input_ = std::move(input);
     return true;
 }
 
 bool MicrophoneSession::read(std::string&) {
-    return input_->read(captured_);
+    return input_->read(captured_, due_);
 }
 
 void MicrophoneSession::publish() {
-    gain_.apply(captured_.samples, captured_.format);
+    if (captured_.samples.empty()) return;
     builder_->add(captured_);
-    while (const SharedBlock block = builder_->take()) hub_.publish(block);
-}
-
-void MicrophoneSession::close() {
-    std::unique_ptr<AudioInput> closed;  // outside the lock
-    const MutexLock lock(inputMutex_);
-    closed.swap(input_);
-}
-
-void MicrophoneSession::interrupt() {
-    const MutexLock lock(inputMutex_);
-    if (input_) input_->interrupt();
+    // The block that was being captured when a volume changes has the ramp, the next one is changed
+    // throughout.
+    while (const auto block = builder_->take()) {
+        gain_.apply(block->samples, block->format);
+        hub_.publish(block);
+    }
 }
 
 MicrophoneLease::MicrophoneLease(std::shared_ptr<MicrophoneSession> session,

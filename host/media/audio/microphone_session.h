@@ -25,14 +25,17 @@ class MicrophoneSession final : public CaptureSession {
   private:
     bool open(std::string& reason) override;
     bool read(std::string& reason) override;
+    SteadyTime due() const override { return due_; }
     void publish() override;
-    void close() override;
+    void close() override { input_.reset(); }
     void endHub() override { hub_.end(); }
-    void interrupt() override;
+    void interrupt() override { isStopped_ = true; }
 
-    Mutex inputMutex_;
-    std::unique_ptr<AudioInput> input_; /**< of the capture thread; others interrupt it under the mutex */
+    std::atomic<bool> isStopped_{false};
+    // Of the capture thread.
+    std::unique_ptr<AudioInput> input_;
     AudioBlock captured_;
+    SteadyTime due_;
     Gain gain_{microphoneVolume()};
     std::unique_ptr<BlockBuilder> builder_;
     Hub<SharedBlock> hub_;

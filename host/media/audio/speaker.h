@@ -21,8 +21,7 @@ class Speaker {
     virtual void playOut() = 0;
 };
 
-/** The kinds of speaker that KEP_HOST_SPEAKER chooses from; none, with an error line, if it is none of them.
- */
+/** The speaker that KEP_HOST_SPEAKER chooses; nothing, with an error line, for an unknown kind. */
 std::optional<DeviceSpec> speakerFromEnvironment();
 
 /** Opens the chosen speaker; null, with an error line that names it, when that fails. */

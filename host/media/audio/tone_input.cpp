@@ -1,7 +1,10 @@
 #include "media/audio/tone_input.h"
 
 #include <cmath>
+#include <filesystem>
 #include <numbers>
+
+#include "objects/log.h"
 
 namespace kep::host {
 
@@ -15,7 +18,7 @@ constexpr double kAmplitude = 8192;  // a quarter of full scale
 
 }  // namespace
 
-ToneInput::ToneInput() : second_(kRate) {
+ToneInput::ToneInput(DeviceSpec device) : device_(std::move(device)), second_(kRate) {
     // Tone and beep make a whole number of cycles in their part of the second: no jump where they meet.
     for (int sample = 0; sample < kRate; ++sample) {
         const double hertz = sample < kBeepSamples ? kBeepHertz : kToneHertz;
@@ -26,14 +29,36 @@ ToneInput::ToneInput() : second_(kRate) {
     next_ = blocks * format().blockFrames();
 }
 
-bool ToneInput::read(AudioBlock& block) {
+bool ToneInput::open() {
+    if (device_.argument.empty()) return true;
+    const std::size_t equals = device_.argument.find('=');
+    const std::string fault = device_.argument.substr(0, equals);
+    if (equals != std::string::npos) sign_ = device_.argument.substr(equals + 1);
+    stalls_ = fault == "stalled";
+    const bool isKnown = !sign_.empty() && (stalls_ || fault == "lost");
+    if (isKnown && (stalls_ || !isFaulty())) return true;
+    KEP_HOST_ERROR("cannot open microphone " + device_.text +
+                   (isKnown ? ": it is away" : ": it is none of test, test:lost=PATH, test:stalled=PATH"));
+    return false;
+}
+
+bool ToneInput::read(AudioBlock& block, SteadyTime& due) {
     const int frames = format().blockFrames();
     block.stamp = SteadyTime(format().duration(next_));
-    if (!pacer_.waitUntil(block.stamp + format().duration(frames))) return false;
+    due = block.stamp + format().duration(frames);
     block.samples.clear();
     for (int sample = 0; sample < frames; ++sample, ++next_)
         block.samples.insert(block.samples.end(), format().channels, second_[next_ % kRate]);
-    return true;
+    if (!isFaulty()) return true;
+    // The tone goes on with the clock, whether or not it is heard.
+    block.samples.clear();
+    if (!stalls_) KEP_HOST_ERROR("microphone " + device_.text + " is lost");
+    return stalls_;
+}
+
+bool ToneInput::isFaulty() const {
+    std::error_code ignored;
+    return !sign_.empty() && std::filesystem::exists(sign_, ignored);
 }
 
 }  // namespace kep::host

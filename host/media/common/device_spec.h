@@ -26,7 +26,7 @@ struct DeviceKind {
  * @param variable name of the environment variable
  * @param fallback the choice when the variable is unset or empty
  * @param kinds    the kinds that the device comes in
- * @return the choice; nothing, with an error line naming variable and value, when it is none of them
+ * @return the choice; nothing, with an error line that names variable and value, for an unknown kind
  */
 std::optional<DeviceSpec> deviceFromEnvironment(const char* variable, const char* fallback,
                                                 std::initializer_list<DeviceKind> kinds);

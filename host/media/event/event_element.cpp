@@ -16,15 +16,16 @@ using std::chrono::seconds;
 constexpr seconds kUsuallyKept(30);
 constexpr seconds kLongestKept(600);
 constexpr std::size_t kMostBytesKept = 64U << 20;
-/** More than what is asked for, as a trigger may come late and finds its key frame a group earlier. */
+/** Kept beyond what is asked for: a trigger may come late, and its key frame may lie a group earlier. */
 constexpr seconds kMargin(5);
 constexpr std::size_t kMostRecordings = 64;
-/** After so long without pictures the camera has been away, and what was before shows nothing of an event. */
+/** After a longer gap in the pictures the camera has been away, and earlier pictures do not show the event.
+ */
 constexpr seconds kLongestGap(2);
-/** Without pictures for so long, and so long after its end, a clip awaits none any more. */
+/** A clip times out so long after its end and after the last picture. */
 constexpr seconds kPatience(5);
 
-/** How often a clip that nothing comes for has what waits before it given. */
+/** How often a clip that receives nothing has the elements before it release what is due. */
 constexpr milliseconds kLook(500);
 
 /** The first element after `element` that writes clips. */

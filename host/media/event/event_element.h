@@ -14,7 +14,7 @@
 
 namespace kep::host {
 
-/** A clip that somebody wants: of what time, and where. */
+/** A request for a clip: the time it covers, and its URL. */
 struct EventTrigger {
     SteadyTime point;
     std::chrono::milliseconds pre{0};
@@ -30,10 +30,13 @@ struct EventTrigger {
  *
  * A clip runs from the last key frame at or before its beginning to the last picture at or before its end,
  * with the sound from its first picture on. Each reads the kept packets at its own pace on one thread that
- * waits for the disk, so clips may overlap, and neither the stream nor whoever triggers ever waits. What is
- * kept follows the longest time that was asked for, up to a bound; a clip that falls back behind it loses
- * whole groups. When the stream ends, open clips end with what there is. Of a clip that is not made, `failed`
- * tells once: whoever asked for it may be waiting.
+ * waits for the disk, so clips may overlap, and neither the stream nor the caller of a trigger ever waits.
+ * The ring grows to the longest time that was asked for, up to a bound; a clip that falls behind it loses
+ * whole groups. When the stream ends, open clips end with the packets there are. A clip that is not made
+ * sends `failed` once, as an application may wait for it.
+ *
+ * The ring is beside the past of the pipelines that it attaches to, as it holds sound and pictures merged and
+ * numbered, and so that each clip has its own place in them; the packets themselves are shared.
  */
 class EventElement : public Element {
   public:
@@ -48,7 +51,7 @@ class EventElement : public Element {
 
     /** Asks for a clip, and returns at once. False, with a line and `failed`, when none can be made. */
     bool post(const EventTrigger& trigger);
-    /** A clip that was asked for is not made, or only in part, of which a line has told. Sends `failed`. */
+    /** Sends `failed` for a clip that is not made, or only in part; its error line has been written. */
     virtual void clipFailed(const ClipFailure& failure);
 
   private:
@@ -79,7 +82,7 @@ class EventElement : public Element {
     PacketRing ring_ GUARDED_BY(ringMutex_);
     SteadyTime lastPicture_ GUARDED_BY(ringMutex_); /**< when it came */
 
-    // Held for moments only, as whoever triggers is not to wait.
+    // Held briefly: the caller of a trigger must not wait.
     Mutex postMutex_;
     Condition woken_;
     std::vector<EventTrigger> posted_ GUARDED_BY(postMutex_);

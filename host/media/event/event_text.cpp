@@ -2,8 +2,8 @@
 
 #include <array>
 
-#include "media/common/time_span.h"
 #include "objects/log.h"
+#include "text/time_span.h"
 
 namespace kep::host {
 namespace {

@@ -8,20 +8,21 @@
 
 namespace kep::host {
 
-/** Reads `pre` or `post`; false, with a line in which `owner` speaks, for a text that is no time. */
+/** Reads `pre` or `post`. False, with an error line that begins with `owner`, for a text that is not a time.
+ */
 bool readSpan(const std::string& owner, const char* name, const std::string& text,
               std::chrono::milliseconds& span);
 
-/** Reads `tp`, a time of the monotonic clock; none, with a line, for a text that is none or lies far ahead.
- */
+/** Reads `tp`, a time of the monotonic clock. Nothing, with an error line, for a text that is not a time or
+ * lies far in the future. */
 std::optional<SteadyTime> readPoint(const std::string& owner, const std::string& text);
 
-/** Reads `pre=,post=,tp=,url=`, all of which must be there; false, with a line, when one is wrong. The URL is
- * then read nevertheless, if there is one. */
+/** Reads `pre=,post=,tp=,url=`, all of which are required. False, with an error line, when one is missing or
+ * wrong; the URL is read all the same where there is one. */
 bool readTrigger(const std::string& owner, const std::string& text, EventTrigger& trigger);
 
-/** Adds `delApp`, whether the element deletes its application, which only its maker does here: a line says so
- * of `true`. */
+/** Adds `delApp`, whether the element deletes its application. Here only its owner deletes it: `true` writes
+ * an information line. */
 void addDeletion(Properties& properties, const ObjectImpl& owner);
 
 }  // namespace kep::host

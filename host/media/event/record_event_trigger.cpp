@@ -1,15 +1,15 @@
-#include "media/common/time_span.h"
 #include "media/event/event_element.h"
 #include "media/event/event_text.h"
 #include "objects/class_registry.h"
 #include "objects/log.h"
+#include "text/time_span.h"
 
 namespace kep::host {
 namespace {
 
 /**
  * Makes one clip each time it starts to play, from `pre` before `tp` to `post` after it, under the muxer's
- * own URL. Of a clip that fails `recordStop` tells, with `failed=true`, in the place of `failed`: whoever
+ * own URL. A clip that fails sends `recordStop` with `failed=true` instead of `failed`: an application that
  * waits for the end of the clip waits for that message alone.
  */
 class RecordEventTrigger final : public EventElement {

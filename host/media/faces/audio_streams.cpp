@@ -2,8 +2,8 @@
 
 #include "media/audio/aac_encoder.h"
 #include "media/audio/adts.h"
-#include "media/audio/audio_device.h"
 #include "media/faces/live_stream.h"
+#include "media/faces/settings.h"
 #include "media/faces/streams.h"
 #include "objects/log.h"
 
@@ -32,7 +32,7 @@ class MicrophoneStream : public LiveStream, public virtual api::streaming::commo
     AudioFormat format() const { return {rate_, channels_}; }
     /** Has an element make this format. */
     static bool setFormat(ObjectImpl& element, AudioFormat format) {
-        return isPcmFormat(format, 2) && set(element, "rate", format.rate) &&
+        return isPcmSetting(format, 2) && set(element, "rate", format.rate) &&
                set(element, "channels", format.channels);
     }
 

@@ -1,14 +1,13 @@
 #include <algorithm>
-#include <cstring>
 #include <span>
 #include <thread>
 
-#include "media/audio/audio_device.h"
-#include "media/audio/sound_queue.h"
 #include "media/audio/speaker.h"
 #include "media/audio/volume.h"
+#include "media/faces/settings.h"
 #include "media/faces/stream_object.h"
 #include "media/faces/streams.h"
+#include "media/hub/group_queue.h"
 #include "media/threads.h"
 #include "objects/log.h"
 
@@ -17,8 +16,11 @@ namespace kep::host {
 namespace {
 
 using SharedFrame = std::shared_ptr<api::streaming::common::frame_t>;
+using Bytes = std::vector<unsigned char>;
 
 constexpr int kMaxChannels = 8;
+/** Parts of a few bytes cost more memory than their bytes. */
+constexpr std::size_t kMostParts = 1U << 16;
 
 /**
  * The loudspeaker. What is pushed is heard in order; a push waits while half a second of sound is still to be
@@ -38,6 +40,7 @@ class PcmPlayer final : public api::streaming::IPcmPlayer, public StreamObject {
     void stop() override;
 
   private:
+    bool enqueue(const unsigned char* data, std::size_t size);
     void play();
 
     std::atomic<int> rate_{AudioFormat{}.rate};
@@ -45,7 +48,10 @@ class PcmPlayer final : public api::streaming::IPcmPlayer, public StreamObject {
     AudioFormat format_;
     std::string device_;
     std::unique_ptr<Speaker> speaker_;
-    SoundQueue queue_;
+    Mutex entry_; /**< one frame after the other */
+    /** Bytes of 20 ms; a longer frame is queued in parts, so that its end waits for room. */
+    std::size_t part_ GUARDED_BY(entry_) = 1;
+    GroupQueue<Bytes> queue_{{kMostParts, 0}};
     std::thread player_;
 };
 
@@ -55,21 +61,40 @@ bool PcmPlayer::PushFrame(SharedFrame frame) {
         return false;
     }
     const bool playing = StatusIsPlay();
-    if (queue_.push(frame->data, static_cast<std::size_t>(frame->size))) return true;
+    if (enqueue(frame->data, static_cast<std::size_t>(frame->size))) return true;
     KEP_HOST_ERROR(playing ? "the player was stopped before a frame was taken whole"
                            : "cannot play a frame: the player is not started");
     return false;
 }
 
+/** Copies a frame, as its buffer is the caller's again. */
+bool PcmPlayer::enqueue(const unsigned char* data, std::size_t size) {
+    const MutexLock lock(entry_);
+    if (size == 0) return queue_.isOpen();
+    const unsigned char* const end = data + size;
+    while (data < end) {
+        const unsigned char* const next = data + std::min(end - data, static_cast<std::ptrdiff_t>(part_));
+        queue_.waitForRoom(static_cast<std::size_t>(next - data));
+        if (!queue_.push(Bytes(data, next), true, static_cast<std::size_t>(next - data)).wasOpen)
+            return false;
+        data = next;
+    }
+    return true;
+}
+
 bool PcmPlayer::start() {
     format_ = {rate_, channels_};
-    if (!isPcmFormat(format_, kMaxChannels)) return false;
+    if (!isPcmSetting(format_, kMaxChannels)) return false;
     const std::optional<DeviceSpec> spec = speakerFromEnvironment();
     if (!spec) return false;
     speaker_ = openSpeaker(*spec, format_);
     if (!speaker_) return false;
     device_ = spec->text;
-    queue_.open(static_cast<std::size_t>(format_.rate) / 2 * format_.frameBytes(), format_.frameBytes());
+    {
+        const MutexLock lock(entry_);
+        part_ = static_cast<std::size_t>(format_.blockFrames()) * format_.frameBytes();
+    }
+    queue_.open({kMostParts, static_cast<std::size_t>(format_.rate) / 2 * format_.frameBytes()});
     player_ = startThread(Thread::speaker, [this] { play(); });
     return true;
 }
@@ -81,15 +106,20 @@ void PcmPlayer::stop() {
 }
 
 void PcmPlayer::play() {
-    std::vector<std::int16_t> samples(static_cast<std::size_t>(format_.blockFrames()) * format_.channels);
+    Bytes samples;  // of a frame that is still incomplete, and those that came
     Gain gain(speakerVolume());
-    while (const std::size_t bytes = queue_.pull(samples.data(), samples.size() * sizeof samples[0])) {
-        gain.apply(std::span(samples).first(bytes / sizeof samples[0]), format_);
-        if (!speaker_->write(samples.data(), static_cast<std::int64_t>(bytes / format_.frameBytes()))) {
+    for (Bytes part; queue_.pull(part, true);) {
+        samples.insert(samples.end(), part.begin(), part.end());
+        const std::size_t frames = samples.size() / format_.frameBytes();
+        auto* const first = reinterpret_cast<std::int16_t*>(samples.data());
+        gain.apply(std::span(first, frames * static_cast<std::size_t>(format_.channels)), format_);
+        if (frames > 0 && !speaker_->write(first, static_cast<std::int64_t>(frames))) {
             queue_.close();
             endedByLoss("audio", device_);
             return;
         }
+        samples.erase(samples.begin(),
+                      samples.begin() + static_cast<std::ptrdiff_t>(frames * format_.frameBytes()));
     }
     speaker_->playOut();
 }

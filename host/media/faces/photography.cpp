@@ -1,9 +1,15 @@
-#include "media/faces/photography.h"
+#include <limits>
+#include <thread>
 
+#include "media/faces/settings.h"
+#include "media/faces/stream_object.h"
 #include "media/faces/streams.h"
+#include "media/hub/group_queue.h"
 #include "media/threads.h"
+#include "media/video/camera_session.h"
+#include "media/video/jpeg_encoder.h"
 #include "media/video/picture_file.h"
-#include "media/video/picture_size.h"
+#include "media/video/picture_scaler.h"
 #include "objects/log.h"
 #include "text/attr_text.h"
 
@@ -11,80 +17,116 @@ namespace kep::host {
 
 namespace {
 
-constexpr int rate = 30;
-constexpr std::size_t mostWaiting = 16;
+constexpr int kUnset = std::numeric_limits<int>::min();
+constexpr int kRate = 30;
+/** Pictures that nobody waits for; more would hold the camera's memory while a disk hangs. */
+constexpr std::size_t kMostWaiting = 16;
+/** An older picture does not show the present: the camera has stopped, or is a very slow one. */
+constexpr std::chrono::seconds kOldest(1);
 
-/** Past this age a picture is no picture of now: the camera has stopped, or is a very slow one. */
-constexpr std::chrono::seconds oldest(1);
-
-/** A message with a text that, should it be none that a message can carry, is left out. */
+/** A message with an attribute, which is left out when no message can carry its value. */
 std::string withText(std::string message, const char* key, const std::string& value) {
     if (isValue(value)) appendValue(message.append(",").append(key).append("="), value);
     return message;
 }
 
-}  // namespace
+/**
+ * Takes still pictures as JPEG files. While it plays it keeps the camera running, so that one is taken at
+ * once. A size that is not set is that of the camera; settings act on the next picture.
+ *
+ * Each picture that is written is told by `name=pictureTaken,url=...`, one that cannot be by
+ * `name=pictureFailed,url=...` and a line.
+ */
+class Photography final : public api::streaming::IPhotography, public StreamObject {
+  public:
+    ~Photography() override { shutDown(); }
+
+    bool Snap(const char* url, bool wait) override { return take(url ? url : "", wait); }
+    bool Snap(bool wait) override;
+    void SetWidth(int pixels) override { width_ = pixels; }
+    void SetHeight(int pixels) override { height_ = pixels; }
+    void SetQuality(int percent) override { quality_ = percent; }
+    void SetSourceIndex(int index) override { source_ = index; }
+    void SetUrl(const char* url) override;
+
+  protected:
+    bool start() override;
+    void stop() override;
+
+  private:
+    /** A picture on its way to its file. */
+    struct Shot {
+        PicturePtr picture;
+        std::string url;
+        std::string path;
+        int width = 0;
+        int height = 0;
+        int quality = 0;
+    };
+
+    bool checkSettings() const;
+    bool take(const std::string& url, bool wait);
+    PicturePtr newestPicture();
+    bool write(const Shot& shot);
+    bool writeLater(Shot shot);
+
+    std::atomic<int> width_{kUnset};
+    std::atomic<int> height_{kUnset};
+    std::atomic<int> quality_{80};
+    std::atomic<int> source_{0};
+    Mutex mutex_;
+    std::string url_ GUARDED_BY(mutex_);
+    std::shared_ptr<CameraLease> camera_ GUARDED_BY(mutex_);
+    GroupQueue<Shot> later_{{2 * kMostWaiting, 0}};
+    std::thread writer_;
+};
 
 void Photography::SetUrl(const char* url) {
-    const MutexLock lock(urlMutex_);
+    const MutexLock lock(mutex_);
     url_ = url ? url : "";
 }
 
 bool Photography::checkSettings() const {
     const int width = width_;
     const int height = height_;
-    const int quality = quality_;
-    const int source = source_;
-    if (width != unset && !isSide("width", width)) return false;
-    if (height != unset && !isSide("height", height)) return false;
-    if (quality < 1 || quality > 100) {
-        KEP_HOST_ERROR("picture quality " + std::to_string(quality) + " is not from 1 to 100");
+    if ((width != kUnset && !isSideSetting("width", width)) ||
+        (height != kUnset && !isSideSetting("height", height)) ||
+        !isSetting("picture quality", quality_, 1, 100))
         return false;
-    }
-    if (source == 0) return true;
-    KEP_HOST_ERROR("there is no picture source " + std::to_string(source) + ", only 0");
-    return false;
+    const int source = source_;
+    if (source != 0) KEP_HOST_ERROR("there is no picture source " + std::to_string(source) + ", only 0");
+    return source == 0;
 }
 
 bool Photography::start() {
     if (!checkSettings()) return false;
-    auto opened = std::make_shared<Run>();
-    // One picture is kept, and always the newest.
-    opened->camera = CameraLease::open(
-        rate, -1, {nullptr, [this](const std::string& device) { endedByLoss("video", device); }}, 1);
-    if (!opened->camera) return false;
-    const MutexLock lock(runMutex_);
-    run_ = std::move(opened);
+    std::shared_ptr<CameraLease> opened = CameraLease::open(
+        kRate, -1, {nullptr, [this](const std::string& device) { endedByLoss("video", device); }}, 1);
+    if (!opened) return false;
+    later_.open();
+    writer_ = startThread(Thread::pictureWriter, [this] {
+        for (Shot shot; later_.pull(shot, true);) write(shot);
+    });
+    const MutexLock lock(mutex_);
+    camera_ = std::move(opened);
     return true;
 }
 
 void Photography::stop() {
-    std::shared_ptr<Run> closed;
+    std::shared_ptr<CameraLease> closed;
     {
-        const MutexLock lock(runMutex_);
-        closed.swap(run_);
+        const MutexLock lock(mutex_);
+        closed.swap(camera_);
     }
-    if (closed) closed->camera->close();
-    std::thread writer;
-    {
-        const MutexLock lock(laterMutex_);
-        closing_ = true;
-        laterChanged_.notifyAll();
-        writer.swap(writer_);
-    }
-    if (writer.joinable()) writer.join();
-    const MutexLock lock(laterMutex_);
-    closing_ = false;
-}
-
-bool Photography::Snap(const char* url, bool wait) {
-    return take(url ? url : "", wait);
+    if (closed) closed->close();
+    later_.finish();
+    if (writer_.joinable()) writer_.join();
 }
 
 bool Photography::Snap(bool wait) {
     std::string url;
     {
-        const MutexLock lock(urlMutex_);
+        const MutexLock lock(mutex_);
         url = url_;
     }
     return take(url, wait);
@@ -95,23 +137,23 @@ bool Photography::take(const std::string& url, bool wait) {
     if (!path || !checkSettings()) return false;
     Shot shot = {newestPicture(), url, *path, width_, height_, quality_};
     if (!shot.picture) return false;
-    if (shot.width == unset) shot.width = shot.picture->frame->width;
-    if (shot.height == unset) shot.height = shot.picture->frame->height;
+    if (shot.width == kUnset) shot.width = shot.picture->frame->width;
+    if (shot.height == kUnset) shot.height = shot.picture->frame->height;
     return wait ? write(shot) : writeLater(std::move(shot));
 }
 
 PicturePtr Photography::newestPicture() {
-    std::shared_ptr<Run> run;
+    std::shared_ptr<CameraLease> camera;
     {
-        const MutexLock lock(runMutex_);
-        run = run_;
+        const MutexLock lock(mutex_);
+        camera = camera_;
     }
-    if (run) {
-        const MutexLock lock(cameraMutex_);
-        run->camera->pull(run->newest, false);
-        const auto now = std::chrono::steady_clock::now();
-        if (run->newest && now - run->newest->stamp < oldest) return run->newest;
-        if (run->camera->pull(run->newest, true)) return run->newest;
+    if (camera) {
+        PicturePtr picture = camera->newest();
+        if (picture && std::chrono::steady_clock::now() - picture->stamp < kOldest) return picture;
+        // What is queued is as old.
+        camera->pull(picture, false);
+        if (camera->pull(picture, true)) return picture;
     }
     KEP_HOST_ERROR("there is no picture to take: the camera is not running");
     return nullptr;
@@ -119,48 +161,32 @@ PicturePtr Photography::newestPicture() {
 
 bool Photography::write(const Shot& shot) {
     std::string reason;
-    bool written = false;
-    {
-        const MutexLock lock(writing_);
-        if (!scaler_ || shot.width != scaledWidth_ || shot.height != scaledHeight_) {
-            scaler_ = SharedScaler::forSize(shot.width, shot.height);
-            scaledWidth_ = shot.width;
-            scaledHeight_ = shot.height;
-        }
-        const PicturePtr scaled = scaler_->scale(shot.picture);
-        if (!scaled) reason = "no memory for a picture";
-        written = scaled && encoder_.encode(*scaled->frame, shot.quality, reason) &&
-                  writeWhole(shot.path, encoder_.data(), encoder_.size(), reason);
+    FramePtr scaled;
+    const AVFrame* picture = shot.picture->frame.get();
+    if (picture->width != shot.width || picture->height != shot.height) {
+        scaled = PictureScaler().scale(*picture, shot.width, shot.height);
+        picture = scaled.get();
     }
+    JpegFile file;
+    if (picture)
+        file = encodeJpeg(*picture, shot.quality, reason);
+    else
+        reason = "no memory for a picture";
+    const bool written = file.bytes && writeWhole(shot.path, file.bytes.get(), file.size, reason);
     if (!written) KEP_HOST_ERROR("picture " + shot.path + ": " + reason);
     post(withText(written ? "name=pictureTaken" : "name=pictureFailed", "url", shot.url));
     return written;
 }
 
 bool Photography::writeLater(Shot shot) {
-    const MutexLock lock(laterMutex_);
-    if (closing_ || later_.size() == mostWaiting) {
-        KEP_HOST_ERROR("picture " + shot.path + ": " + std::to_string(later_.size()) + " wait already");
-        return false;
-    }
-    later_.push_back(std::move(shot));
-    if (!writer_.joinable()) writer_ = startThread(Thread::pictureWriter, [this] { writeAll(); });
-    laterChanged_.notifyAll();
-    return true;
+    const std::string path = shot.path;
+    const std::size_t waiting = later_.size();
+    if (waiting < kMostWaiting && later_.push(std::move(shot), true, 0).wasOpen) return true;
+    KEP_HOST_ERROR("picture " + path + ": " + std::to_string(waiting) + " wait already");
+    return false;
 }
 
-void Photography::writeAll() {
-    MutexLock lock(laterMutex_);
-    while (true) {
-        laterChanged_.wait(lock, [this]() REQUIRES(laterMutex_) { return closing_ || !later_.empty(); });
-        if (later_.empty()) return;
-        const Shot shot = std::move(later_.front());
-        later_.pop_front();
-        lock.unlock();
-        write(shot);
-        lock.lock();
-    }
-}
+}  // namespace
 
 std::unique_ptr<api::streaming::IPhotography> makePhotography() {
     return std::make_unique<Photography>();

@@ -2,6 +2,7 @@
 #include <limits>
 
 #include "media/faces/live_stream.h"
+#include "media/faces/settings.h"
 #include "media/faces/streams.h"
 #include "media/hub/key_frame_requests.h"
 #include "media/video/h264_encoder.h"
@@ -10,14 +11,6 @@
 
 namespace kep::host {
 namespace {
-
-/** Whether a setting is within its bounds; a line names it when it is not. */
-bool isSetting(const char* name, int value, int low, int high) {
-    if (value >= low && value <= high) return true;
-    KEP_HOST_ERROR(std::string(name) + " " + std::to_string(value) + " is not from " + std::to_string(low) +
-                   " to " + std::to_string(high));
-    return false;
-}
 
 bool isRate(int framesPerSecond) {
     return isSetting("frame rate", framesPerSecond, 1, kHighestRate);
@@ -50,8 +43,8 @@ class CameraStream : public LiveStream,
     bool start() override {
         const int width = width_;
         const int height = height_;
-        return (width == kUnset || (isSide("width", width) && set(source(), "w", width))) &&
-               (height == kUnset || (isSide("height", height) && set(source(), "h", height))) &&
+        return (width == kUnset || (isSideSetting("width", width) && set(source(), "w", width))) &&
+               (height == kUnset || (isSideSetting("height", height) && set(source(), "h", height))) &&
                isRate(rate_) && set(source(), "fr", rate_);
     }
 

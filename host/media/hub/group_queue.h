@@ -26,6 +26,7 @@ class GroupQueue {
     struct PushResult {
         std::vector<Item> dropped; /**< by this push, the pushed item perhaps among them */
         bool awaitsKey = false;    /**< nothing will be taken until a key item comes */
+        bool wasOpen = true;       /**< otherwise nothing was taken */
     };
 
     explicit GroupQueue(Limits limits) : limits_(limits) {}
@@ -58,6 +59,7 @@ class GroupQueue {
     PushResult push(Item item, bool key, std::size_t bytes) {
         PushResult result;
         const MutexLock lock(mutex_);
+        result.wasOpen = open_;
         if (!open_) return result;
         while (!items_.empty() && isFullFor(bytes)) {
             dropOldestGroup(result.dropped);

@@ -37,8 +37,8 @@ class Lease : protected Subscription<typename Session::Item> {
     /** Whether the device has been lost. */
     bool isLost() const { return isLost_; }
 
-    /** Gives the share back: what is queued is dropped, and nobody is told any more. Not to be called by
-     * what the hub calls. */
+    /** Gives the share back, drops what is queued and ends the calls to `lost` and `ended`. Not to be called
+     * from within a call of the hub. */
     void close() {
         if (isOpen_.exchange(false)) {
             session_->hub().unsubscribe(*this);
@@ -51,8 +51,9 @@ class Lease : protected Subscription<typename Session::Item> {
     using Lost = std::function<void(std::size_t)>;
     using Ended = std::function<void(const std::string& device)>;
 
-    /** Of a session that has been joined. `lost` is told of items that came too fast, `ended` that the device
-     * is lost; on the capture thread, with no lock held. Either may be null. */
+    /** Takes over a session that has been joined. `lost` is called with the number of items that the queue
+     * dropped, `ended` when the device is lost: on the capture thread, with no lock held. Either may be null.
+     */
     Lease(std::shared_ptr<Session> session, typename GroupQueue<Item>::Limits limits, Lost lost, Ended ended)
         : Subscription<Item>(limits),
           session_(std::move(session)),
@@ -76,7 +77,7 @@ class Lease : protected Subscription<typename Session::Item> {
     }
 
   private:
-    /** How often a consumer who waits looks after the device. */
+    /** How often a waiting consumer checks whether the device has stalled. */
     static constexpr std::chrono::seconds kLook{1};
 
     void lost(const std::vector<Item>& dropped) override { tellLost(dropped.size()); }

@@ -37,7 +37,7 @@ class EncoderAac final : public Element {
             failing_ = true;
             return;
         }
-        const AudioFormat format = {raw.sampleRate, raw.channels};
+        const AudioFormat format = raw.audioFormat();
         const auto frames = packet->size / static_cast<std::int64_t>(format.frameBytes());
         const bool encoded = prepare(format, packet->stamp) &&
                              encoder_->add(reinterpret_cast<const std::int16_t*>(packet->bytes.get()), frames,
@@ -76,14 +76,10 @@ class EncoderAac final : public Element {
         auto encoder = std::make_unique<AacEncoder>(format, made, bitRate_, adts_);
         if (failing_ || !encoder->open()) return false;
         encoder_ = std::move(encoder);
-        auto media = std::make_shared<host::Media>();
-        media->kind = host::Media::Kind::audio;
-        media->codec = AV_CODEC_ID_AAC;
-        media->sampleRate = made.rate;
-        media->channels = made.channels;
+        const std::shared_ptr<host::Media> media = host::Media::sound(AV_CODEC_ID_AAC, made);
         media->bitRate = bitRate_;
         media->parameters = encoder_->config();
-        media_ = std::move(media);
+        media_ = media;
         return true;
     }
 
@@ -91,8 +87,7 @@ class EncoderAac final : public Element {
         auto packet = std::make_shared<MediaPacket>();
         packet->media = media_;
         packet->stamp = unit.stamp;
-        packet->duration =
-            AudioFormat{media_->sampleRate, media_->channels}.duration(AacEncoder::kUnitSamples);
+        packet->duration = media_->audioFormat().duration(AacEncoder::kUnitSamples);
         packet->size = unit.size;
         packet->bytes = unit.bytes;
         give(packet);

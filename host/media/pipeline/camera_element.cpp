@@ -1,10 +1,4 @@
-#include <thread>
-
-#include "media/common/filming.h"
-#include "media/common/retry_pause.h"
-#include "media/pipeline/element.h"
-#include "media/pipeline/limits.h"
-#include "media/threads.h"
+#include "media/pipeline/device_element.h"
 #include "media/video/camera_session.h"
 #include "media/video/picture_scaler.h"
 #include "media/video/picture_size.h"
@@ -14,15 +8,10 @@
 namespace kep::host {
 namespace {
 
-/**
- * The camera's pictures in a size of their own, that of the camera where none is set. A camera that is lost
- * while it runs is looked for again, so that what records goes on when it is back; with `retry=false` the
- * stream ends there.
- */
-class CameraElement final : public SourceElement {
+/** The camera's pictures in a size of their own, that of the camera where none is set. */
+class CameraElement final : public DeviceElement<CameraLease> {
   public:
-    CameraElement() {
-        filmingBegins();
+    CameraElement() : DeviceElement(Thread::cameraElement, host::Media::Kind::video) {
         for (auto [name, side] : {std::pair("w", &width_), std::pair("h", &height_)}) {
             properties().add<int>(
                 name, [side = side] { return side->load(); },
@@ -33,40 +22,16 @@ class CameraElement final : public SourceElement {
         }
         properties().add<int>(
             "fr", [this] { return rate_.load(); }, [this](int wanted) { return setRate(wanted); });
-        addFlag(properties(), "retry", retries_);
     }
     ~CameraElement() override { retire(); }
 
     bool Configure(base::AttrSet& attributes) override {
-        return SourceElement::Configure(attributes) && isSize();
+        return DeviceElement::Configure(attributes) && isSize();
     }
 
   protected:
     bool up(State target) override {
-        if (target != State::play) return true;
-        if (!isSize()) return false;
-        std::shared_ptr<CameraLease> lease = open();
-        if (!lease) return false;
-        {
-            const MutexLock lock(mutex_);
-            lease_ = std::move(lease);
-            isStopping_ = false;
-        }
-        thread_ = startThread(Thread::cameraElement, [this] { work(); });
-        return true;
-    }
-
-    bool down(State) override {
-        std::shared_ptr<CameraLease> lease;
-        {
-            const MutexLock lock(mutex_);
-            isStopping_ = true;
-            lease.swap(lease_);
-            changed_.notifyAll();
-        }
-        if (lease) lease->close();
-        if (thread_.joinable()) thread_.join();
-        return true;
+        return (target != State::play || isSize()) && DeviceElement::up(target);
     }
 
   private:
@@ -89,26 +54,14 @@ class CameraElement final : public SourceElement {
         return true;
     }
 
-    std::shared_ptr<CameraLease> open() {
-        return CameraLease::open(
-            rate_, delivered_,
-            {[this](std::size_t pictures) { tellLost(host::Media::Kind::video, pictures); }, nullptr});
+    bool startsWithout() const override { return false; }
+    std::shared_ptr<CameraLease> open() override {
+        return CameraLease::open(rate_, delivered_,
+                                 {[this](std::size_t pictures) { tellDropped(pictures); }, nullptr});
     }
 
-    std::shared_ptr<CameraLease> lease() {
-        const MutexLock lock(mutex_);
-        return lease_;
-    }
-
-    void work() {
-        do {
-            if (const std::shared_ptr<CameraLease> current = lease()) giveAll(*current);
-        } while (recover());
-    }
-
-    void giveAll(CameraLease& lease) {
+    void giveAll(CameraLease& lease) override {
         MediaPtr media = describe(lease);
-        const auto scaler = SharedScaler::forSize(media->width, media->height);
         announce(media);
         for (PicturePtr picture; lease.pull(picture, true);) {
             if (av_cmp_q(lease.rate(), media->frameRate) != 0) media = describe(lease);
@@ -117,13 +70,23 @@ class CameraElement final : public SourceElement {
             packet->media = media;
             packet->stamp = picture->stamp;
             packet->number = picture->number;
-            packet->picture = scaler->scale(picture);
+            packet->picture = scaled(picture, *media);
             if (packet->picture) {
                 give(packet);
             } else {
-                tellLost(host::Media::Kind::video, 1);
+                tellDropped(1);
             }
         }
+    }
+
+    PicturePtr scaled(const PicturePtr& picture, const host::Media& media) {
+        if (picture->frame->width == media.width && picture->frame->height == media.height) return picture;
+        auto made = std::make_shared<Picture>();
+        made->frame = scaler_.scale(*picture->frame, media.width, media.height);
+        if (!made->frame) return nullptr;
+        made->stamp = picture->stamp;
+        made->number = picture->number;
+        return made;
     }
 
     MediaPtr describe(const CameraLease& lease) const {
@@ -137,39 +100,14 @@ class CameraElement final : public SourceElement {
         return media;
     }
 
-    /** Waits until the camera is there again; false when the element is to stop. */
-    bool recover() {
-        if (const std::shared_ptr<CameraLease> current = lease(); current && current->isLost())
-            tellDeviceLost(host::Media::Kind::video, current->device());
-        if (!retries_) return false;
-        for (RetryPause pause;;) {
-            {
-                MutexLock lock(mutex_);
-                if (changed_.waitFor(lock, pause.next(), [this]() REQUIRES(mutex_) { return isStopping_; }))
-                    return false;
-            }
-            std::shared_ptr<CameraLease> found = open();
-            if (!found) continue;
-            const MutexLock lock(mutex_);
-            if (isStopping_) return false;
-            lease_.swap(found);
-            return true;
-        }
-    }
-
     static constexpr int kUnset = -1;
     std::atomic<int> width_{kUnset};
     std::atomic<int> height_{kUnset};
     std::atomic<int> rate_{30};
-    std::atomic<bool> retries_{true};
 
-    std::int64_t delivered_ = -1; /**< number of the newest picture given; of the thread while it runs */
-
-    Mutex mutex_;
-    Condition changed_;
-    bool isStopping_ GUARDED_BY(mutex_) = false;
-    std::shared_ptr<CameraLease> lease_ GUARDED_BY(mutex_);
-    std::thread thread_;
+    // Of the thread while it runs.
+    std::int64_t delivered_ = -1; /**< number of the newest picture given */
+    PictureScaler scaler_;
 };
 
 const ClassRegistration<CameraElement> registration("PvYuvSrcAdv");

@@ -31,17 +31,16 @@ class KEP_API Element : public ObjectImpl {
      */
     virtual void take(const SharedPacket& packet, const Element& from) = 0;
 
-    /** The stream is cut here: what follows belongs to another file. As it stands here it is passed on. */
+    /** The stream is cut here: what follows belongs to another file. By default passed on. */
     virtual void takeCut(const Element&) { giveCut(); }
 
-    /** What will come is of this media, as far as is known: time to set up what takes long. Called by the
-     * thread that gives, before the first packet. As it stands here it is passed on. */
+    /** Announces the media of the packets to come, so that an encoder is set up before the first of them.
+     * Called by the thread that gives them. By default passed on. */
     virtual void expect(const MediaPtr& media) { announce(media); }
 
     /**
-     * A key frame is wanted at `at`, or as soon as one can be made when that is past. Goes up the stream to
-     * the encoder, which makes no second one where it has made one since. Called on any thread while the
-     * element is up.
+     * Requests a key frame at `at`, or at once when that is past. Passed on to the encoder, which ignores it
+     * when it has made one since `at`. Called on any thread while the element is up.
      */
     virtual void requestKeyFrame(SteadyTime at);
 
@@ -54,8 +53,8 @@ class KEP_API Element : public ObjectImpl {
      */
     virtual bool takesAtOnce() const { return false; }
 
-    /** What waits for a time that has come is to be given. Goes up the stream, from a thread of an element
-     * that nothing has come to for a while. */
+    /** Has the elements before this one give what they held back until now. Called on the thread of an
+     * element that has received nothing for a while. */
     virtual void giveDue();
 
     /** Links `next` after this element. Only while both are down. */

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <condition_variable>
 
 #include "media/pipeline/element.h"
 #include "media/pipeline/limits.h"
@@ -22,9 +21,10 @@ class FakeSink final : public Element {
 
     void take(const SharedPacket& packet, const Element&) override {
         if (live_) {
-            std::unique_lock lock(mutex_);
+            MutexLock lock(mutex_);
             const SteadyTime latest = std::chrono::steady_clock::now() + kLongestHold;
-            stopping_.wait_until(lock, std::min(packet->stamp, latest), [this] { return stopped_; });
+            stopping_.waitUntil(lock, std::min(packet->stamp, latest),
+                                [this]() REQUIRES(mutex_) { return stopped_; });
         }
         ++count_;
     }
@@ -35,19 +35,17 @@ class FakeSink final : public Element {
 
   private:
     bool stop(bool stopped) {
-        {
-            const std::lock_guard lock(mutex_);
-            stopped_ = stopped;
-        }
-        stopping_.notify_all();
+        const MutexLock lock(mutex_);
+        stopped_ = stopped;
+        stopping_.notifyAll();
         return true;
     }
 
     std::atomic<bool> live_{false};
     std::atomic<std::int64_t> count_{0};
-    std::mutex mutex_;
-    std::condition_variable stopping_;
-    bool stopped_ = false;
+    Mutex mutex_;
+    Condition stopping_;
+    bool stopped_ GUARDED_BY(mutex_) = false;
 };
 
 const ClassRegistration<FakeSink> registration("FakeSink");

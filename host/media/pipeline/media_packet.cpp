@@ -4,6 +4,15 @@
 
 namespace kep::host {
 
+std::shared_ptr<Media> Media::sound(AVCodecID codec, AudioFormat format) {
+    auto media = std::make_shared<Media>();
+    media->kind = Kind::audio;
+    media->codec = codec;
+    media->sampleRate = format.rate;
+    media->channels = format.channels;
+    return media;
+}
+
 void Media::toString(std::string& text) const {
     base::AttrSet attributes;
     attributes.Add("type", kind == Kind::video ? "video" : "audio");

@@ -33,17 +33,20 @@ class KEP_API Media final : public stream::IMedia {
     std::vector<std::uint8_t>
         parameters; /**< of the codec, as the FFmpeg libraries keep them; empty if in-band */
 
+    /** Samples or access units of a format. */
+    static std::shared_ptr<Media> sound(AVCodecID codec, AudioFormat format);
+
     virtual ~Media() = default;
+    AudioFormat audioFormat() const { return {sampleRate, channels}; }
     int Codec() const override { return codec; }
     void toString(std::string& text) const override;
-    /** A description cannot be changed by text. */
+    /** Always false: a description cannot be set from text. */
     bool fromString(const char*) override { return false; }
 };
 
 using MediaPtr = std::shared_ptr<const Media>;
 
-/** One picture, block of samples or access unit on its way through a pipeline. Whoever holds it only reads
- * it. */
+/** One picture, block of samples or access unit on its way through a pipeline. Shared: read only. */
 class KEP_API MediaPacket final : public stream::Packet {
   public:
     MediaPtr media;
@@ -51,7 +54,7 @@ class KEP_API MediaPacket final : public stream::Packet {
     std::chrono::nanoseconds duration{0}; /**< 0 when it is not known */
     bool key = true;
     std::int64_t number = 0; /**< of the camera's picture; 0 for sound */
-    PicturePtr picture;      /**< of raw video; the bytes below are then those of no one */
+    PicturePtr picture;      /**< of raw video, which has no bytes */
     std::shared_ptr<const std::uint8_t> bytes;
     int size = 0;
 

@@ -14,12 +14,12 @@ namespace kep::host {
 using recordings::FileLayer;
 
 /**
- * Takes what libavformat writes and hands it to the file layer in whole pieces, when it is told to. What is
- * behind the last piece is kept in memory and may still be written over.
+ * Buffers what libavformat writes and passes it to the file layer in whole pieces, on request. What follows
+ * the last piece is in memory and can still be overwritten.
  */
 class FileOutput {
   public:
-    /** `spill` is how much is kept before it is written without being asked; 0 for no limit. */
+    /** `spill` is how many bytes are buffered before they are written without a request; 0 for no limit. */
     static std::unique_ptr<FileOutput> create(const std::string& path, std::size_t spill,
                                               std::string& reason);
     ~FileOutput();
@@ -30,7 +30,7 @@ class FileOutput {
 
     /** Writes what is kept. */
     bool write(std::string& reason);
-    /** The same of the header of a file of fragments, one of which will bring a copy of it. */
+    /** Writes what is kept, the header of a fragmented file; one of its fragments will hold a copy. */
     bool writeHeader(std::string& reason);
     /** Writes what is kept, one fragment, as writeBox() does. */
     bool writeFragment(bool sync, std::string& reason);
@@ -40,7 +40,7 @@ class FileOutput {
      * header is written, which itself is left to be synced.
      */
     bool writeBox(bool sync, std::string& reason);
-    /** Takes away what a failed write has left behind the first `size` bytes. */
+    /** Truncates the remains of a failed write behind the first `size` bytes. */
     bool dropRest(std::uint64_t size);
     bool sync(std::string& reason);
     /** Closes the file under the name that it has; once it is closed, nothing else may be asked of it. */
@@ -50,9 +50,9 @@ class FileOutput {
 
     /** How much has been handed to the file layer. */
     std::uint64_t written() const { return written_; }
-    /** A write has failed, whoever asked for it. */
+    /** Whether a write has failed, also one that libavformat asked for. */
     bool failed() const { return failed_; }
-    /** Why; empty when none has. */
+    /** Why it has failed; empty otherwise. */
     const std::string& reason() const { return reason_; }
 
   private:

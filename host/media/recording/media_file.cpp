@@ -2,11 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <deque>
-#include <optional>
 
-#include "media/recording/file_output.h"
-#include "media/recording/track.h"
 #include "recordings/wall_time.h"
 
 extern "C" {
@@ -16,7 +12,6 @@ extern "C" {
 namespace kep::host {
 namespace {
 
-using Container = MediaFileSettings::Container;
 using std::chrono::milliseconds;
 
 /**
@@ -31,11 +26,6 @@ constexpr std::size_t kPiece = 256 << 10;
 /** Sound that waits for the first picture. */
 constexpr std::size_t kMostEarly = 512;
 
-struct ContextDeleter {
-    void operator()(AVFormatContext* context) const { avformat_free_context(context); }
-};
-using OutputPtr = std::unique_ptr<AVFormatContext, ContextDeleter>;
-
 /** A time of capture as the files have it. */
 std::string wallClockText(SteadyTime stamp) {
     const std::time_t time = recordings::wallTime(stamp);
@@ -46,97 +36,60 @@ std::string wallClockText(SteadyTime stamp) {
     return text.data();
 }
 
-class LibavFile final : public MediaFile {
-  public:
-    LibavFile(const std::string& path, const MediaFileSettings& settings, std::unique_ptr<FileOutput> output,
-              const MediaPtr& video, const MediaPtr& audio)
-        : path_(path),
-          openPath_(openPathOf(path, settings)),
-          container_(settings.container),
-          flush_(settings.flush),
-          output_(std::move(output)) {
-        if (video) video_.track.emplace(video);
-        if (audio) audio_.track.emplace(audio);
+}  // namespace
+
+std::unique_ptr<MediaFile> MediaFile::open(const std::string& path, const MediaFileSettings& settings,
+                                           const MediaPtr& video, const MediaPtr& audio,
+                                           std::string& reason) {
+    initFfmpeg();
+    if (!video && !audio) {
+        reason = path + ": a file holds pictures or sound";
+        return nullptr;
     }
+    std::string openPath = settings.openExtension.empty() ? path : path + "." + settings.openExtension;
+    auto output = FileOutput::create(openPath, settings.container == Container::mp4 ? kPiece : 0, reason);
+    if (!output) return nullptr;
+    return std::unique_ptr<MediaFile>(
+        new MediaFile(path, settings, std::move(openPath), std::move(output), video, audio));
+}
 
-    static std::string openPathOf(const std::string& path, const MediaFileSettings& settings) {
-        return settings.openExtension.empty() ? path : path + "." + settings.openExtension;
-    }
+MediaFile::MediaFile(const std::string& path, const MediaFileSettings& settings, std::string openPath,
+                     std::unique_ptr<FileOutput> output, const MediaPtr& video, const MediaPtr& audio)
+    : path_(path),
+      openPath_(std::move(openPath)),
+      container_(settings.container),
+      flush_(settings.flush),
+      output_(std::move(output)) {
+    if (video) video_.track.emplace(video);
+    if (audio) audio_.track.emplace(audio);
+}
 
-    bool write(const MediaPacket& packet, std::string& reason) override {
-        ++(packet.isVideo() ? video_ : audio_).given;
-        reason = reason_;
-        if (!reason_.empty()) return false;
-        if (!(packet.isVideo() ? video_ : audio_).track) return true;
-        const bool leads = packet.isVideo() == video_.track.has_value();
-        if (context_) return noted(add(packet, leads && packet.key, reason), reason);
-        if (leads) return !packet.key || noted(begin(packet, reason), reason);
-        if (early_.size() == kMostEarly) early_.pop_front();
-        early_.push_back(packet);
-        return true;
-    }
+MediaFile::~MediaFile() = default;
 
-    bool flush(std::string& reason) override;
-    bool finish(std::string& reason) override;
+bool MediaFile::write(const MediaPacket& packet, std::string& reason) {
+    ++streamOf(packet).given;
+    reason = reason_;
+    if (!reason_.empty()) return false;
+    if (!streamOf(packet).track) return true;
+    const bool leads = packet.isVideo() == video_.track.has_value();
+    if (context_) return noted(add(packet, leads && packet.key, reason), reason);
+    if (leads) return !packet.key || noted(begin(packet, reason), reason);
+    if (early_.size() == kMostEarly) early_.pop_front();
+    early_.push_back(packet);
+    return true;
+}
 
-    const std::string& path() const override { return path_; }
-    const std::string& location() const override { return location_; }
-    bool isSafe() const override { return safe_; }
-    bool isTaken() const override { return container_ == Container::mp4 ? output_->written() > 0 : safe_; }
-    std::size_t lost(Media::Kind kind) const override {
-        const Stream& stream = kind == Media::Kind::video ? video_ : audio_;
-        return stream.given - stream.kept;
-    }
-    std::uint64_t bytes() const override { return output_->written(); }
+/** Has the file end here when something has failed. */
+bool MediaFile::noted(bool done, std::string& reason) {
+    if (done) return true;
+    // What libavformat calls an I/O error is known better here.
+    if (output_->failed()) reason = output_->reason();
+    if (reason.rfind(openPath_, 0) != 0) reason = openPath_ + ": " + reason;
+    reason_ = reason;
+    return false;
+}
 
-  private:
-    struct Stream {
-        std::optional<Track> track;
-        std::size_t given = 0; /**< packets */
-        std::size_t kept = 0;  /**< of these, in what is complete */
-    };
-    using Streams = std::array<Stream*, 2>;
-
-    bool begin(const MediaPacket& first, std::string& reason);
-    bool writeHeader(std::string& reason);
-    bool add(const MediaPacket& packet, bool key, std::string& reason);
-    bool endFragment(bool isLast, std::string& reason);
-    bool complete(std::string& reason);
-    void keepHanded();
-    bool isFragmented() const { return container_ == Container::fragmentedMp4; }
-    Streams streams() { return {&video_, &audio_}; }
-
-    /** Has the file end here when something has failed. */
-    bool noted(bool done, std::string& reason) {
-        if (done) return true;
-        // What libavformat calls an I/O error is known better here.
-        if (output_->failed()) reason = output_->reason();
-        if (reason.rfind(openPath_, 0) != 0) reason = openPath_ + ": " + reason;
-        reason_ = reason;
-        return false;
-    }
-
-    const std::string path_;
-    const std::string openPath_;
-    std::string location_ = openPath_;
-    const Container container_;
-    const bool flush_;
-    std::unique_ptr<FileOutput> output_;
-    OutputPtr context_;
-    Stream video_;
-    Stream audio_;
-    std::deque<MediaPacket> early_;
-    SteadyTime zero_;
-    SteadyTime fragment_;        /**< when the fragment begins */
-    bool named_ = false;         /**< the open name is on the disk */
-    bool safe_ = false;          /**< what has been written can be played */
-    bool gone_ = false;          /**< somebody has removed it */
-    bool unsynced_ = false;      /**< nobody knows what of it is on the disk */
-    std::uint64_t complete_ = 0; /**< bytes up to the end of the last fragment that was written */
-    std::string reason_;         /**< what has failed */
-};
-
-bool LibavFile::begin(const MediaPacket& first, std::string& reason) {
+bool MediaFile::begin(const MediaPacket& first, std::string& reason) {
     zero_ = fragment_ = early_.empty() ? first.stamp : std::min(first.stamp, early_.front().stamp);
     const char* const format = container_ == Container::mpegTs ? "mpegts" : "mp4";
     AVFormatContext* made = nullptr;
@@ -160,7 +113,7 @@ bool LibavFile::begin(const MediaPacket& first, std::string& reason) {
     return add(first, true, reason);
 }
 
-bool LibavFile::writeHeader(std::string& reason) {
+bool MediaFile::writeHeader(std::string& reason) {
     AVDictionary* options = nullptr;
     av_dict_set(&options, "avoid_negative_ts", "disabled", 0);
     switch (container_) {
@@ -190,10 +143,10 @@ bool LibavFile::writeHeader(std::string& reason) {
     return output_->writeHeader(reason) && (!flush_ || output_->sync(reason));
 }
 
-bool LibavFile::add(const MediaPacket& packet, bool key, std::string& reason) {
+bool MediaFile::add(const MediaPacket& packet, bool key, std::string& reason) {
     // Behind the beginning there is no place for it.
     if (packet.stamp < zero_) return true;
-    Track& track = *(packet.isVideo() ? video_ : audio_).track;
+    Track& track = *streamOf(packet).track;
     const auto age = packet.stamp - fragment_;
     const bool ends = age >= (key ? kFragment : kLongestFragment);
     // The one before it belongs to the fragment that ends here.
@@ -205,7 +158,7 @@ bool LibavFile::add(const MediaPacket& packet, bool key, std::string& reason) {
     return endFragment(false, reason);
 }
 
-bool LibavFile::endFragment(bool isLast, std::string& reason) {
+bool MediaFile::endFragment(bool isLast, std::string& reason) {
     FileLayer& layer = FileLayer::current();
     if (!layer.exists(openPath_)) {
         reason = "the file has been removed";
@@ -220,26 +173,29 @@ bool LibavFile::endFragment(bool isLast, std::string& reason) {
     // Each time the place of the fragment is told anew, whatever the durations before it sum up to.
     if (isFragmented()) av_opt_set(context_->priv_data, "movflags", "+frag_discont", 0);
     // The last one is synced with what comes behind it.
-    if (!(isFragmented() ? output_->writeFragment(flush_, reason) : output_->write(reason)) ||
-        (flush_ && !isLast && !output_->sync(reason))) {
-        unsynced_ = unsynced_ || !output_->failed();
+    if (!noteOnDisk((isFragmented() ? output_->writeFragment(flush_, reason) : output_->write(reason)) &&
+                    (!flush_ || isLast || output_->sync(reason))))
         return false;
-    }
-    safe_ = true;
-    complete_ = output_->written();
-    keepHanded();
     if (isLast || named_) return true;
     named_ = !flush_ || layer.syncFolder(FileLayer::folderOf(openPath_), reason);
     return named_;
 }
 
-void LibavFile::keepHanded() {
+/** All that the muxer was handed is in the file, unless writing or syncing it failed. */
+bool MediaFile::noteOnDisk(bool written) {
+    if (!written) {
+        unsynced_ = unsynced_ || !output_->failed();
+        return false;
+    }
+    safe_ = true;
+    complete_ = output_->written();
     for (Stream* const stream : streams()) {
         if (stream->track) stream->kept = stream->track->handed();
     }
+    return true;
 }
 
-bool LibavFile::flush(std::string& reason) {
+bool MediaFile::flush(std::string& reason) {
     reason = reason_;
     if (!reason_.empty()) return false;
     if (!context_) return true;
@@ -258,7 +214,7 @@ bool LibavFile::flush(std::string& reason) {
     return noted(endFragment(false, reason), reason);
 }
 
-bool LibavFile::complete(std::string& reason) {
+bool MediaFile::complete(std::string& reason) {
     if (!context_) {
         reason = "there was nothing to write";
         return false;
@@ -272,17 +228,10 @@ bool LibavFile::complete(std::string& reason) {
         reason = ffmpegError(result);
         return false;
     }
-    if (!(isFragmented() ? output_->writeBox(flush_, reason) : output_->write(reason))) {
-        unsynced_ = unsynced_ || !output_->failed();
-        return false;
-    }
-    safe_ = true;
-    complete_ = output_->written();
-    keepHanded();
-    return true;
+    return noteOnDisk(isFragmented() ? output_->writeBox(flush_, reason) : output_->write(reason));
 }
 
-bool LibavFile::finish(std::string& reason) {
+bool MediaFile::finish(std::string& reason) {
     const bool whole = reason_.empty() && noted(complete(reason), reason);
     context_.reset();
     std::string trouble;
@@ -307,22 +256,6 @@ bool LibavFile::finish(std::string& reason) {
     }
     location_ = path_;
     return true;
-}
-
-}  // namespace
-
-std::unique_ptr<MediaFile> MediaFile::open(const std::string& path, const MediaFileSettings& settings,
-                                           const MediaPtr& video, const MediaPtr& audio,
-                                           std::string& reason) {
-    initFfmpeg();
-    if (!video && !audio) {
-        reason = path + ": a file holds pictures or sound";
-        return nullptr;
-    }
-    const std::size_t piece = settings.container == Container::mp4 ? kPiece : 0;
-    auto output = FileOutput::create(LibavFile::openPathOf(path, settings), piece, reason);
-    if (!output) return nullptr;
-    return std::make_unique<LibavFile>(path, settings, std::move(output), video, audio);
 }
 
 }  // namespace kep::host

@@ -1,11 +1,15 @@
 #ifndef KEP_HOST_MEDIA_FILE_H
 #define KEP_HOST_MEDIA_FILE_H
 
+#include <array>
+#include <deque>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "media/pipeline/media_packet.h"
-#include "recordings/file_layer.h"
+#include "media/recording/file_output.h"
+#include "media/recording/track.h"
 
 namespace kep::host {
 
@@ -37,32 +41,79 @@ class KEP_API MediaFile {
     static std::unique_ptr<MediaFile> open(const std::string& path, const MediaFileSettings& settings,
                                            const MediaPtr& video, const MediaPtr& audio, std::string& reason);
 
-    /** Closes the file under its open name when finish() has not been called. */
-    virtual ~MediaFile() = default;
+    ~MediaFile();
 
     /** Adds a packet, in the order of decoding. False, with `reason` filled, when it cannot be written: the
      * file ends with what was complete before. */
-    virtual bool write(const MediaPacket& packet, std::string& reason) = 0;
+    bool write(const MediaPacket& packet, std::string& reason);
     /** Ends the fragment that is being gathered, or hands what is gathered to the disk. The packet that came
      * last is left for the next one, as nobody knows yet how long it lasts. */
-    virtual bool flush(std::string& reason) = 0;
+    bool flush(std::string& reason);
     /**
      * Completes the file and gives it its final name. When the end of it could not be written it is named all
      * the same, with `reason` filled, if it plays as far as it goes. False, with `reason` filled, leaves it
-     * under its open name, or removes it when nothing of it plays. To be called once, and last.
+     * under its open name, or removes it when nothing of it plays. To be called once, and last. A file that
+     * is destroyed without it keeps its open name.
      */
-    virtual bool finish(std::string& reason) = 0;
+    bool finish(std::string& reason);
 
-    virtual const std::string& path() const = 0; /**< the final name */
-    virtual const std::string& location()
-        const = 0;                   /**< where it lies; once finished, empty if nothing of it plays */
-    virtual bool isSafe() const = 0; /**< something of it plays as it lies on the disk */
+    const std::string& path() const { return path_; } /**< the final name */
+    /** Where it lies; once finished, empty if nothing of it plays. */
+    const std::string& location() const { return location_; }
+    /** Something of it plays as it lies on the disk. */
+    bool isSafe() const { return safe_; }
     /** The disk has taken something that stays: the first fragment or, where the index comes last, the first
      * piece. */
-    virtual bool isTaken() const = 0;
+    bool isTaken() const { return container_ == Container::mp4 ? output_->written() > 0 : safe_; }
     /** Once finished: how many of the packets that it was given it does not hold. */
-    virtual std::size_t lost(Media::Kind kind) const = 0;
-    virtual std::uint64_t bytes() const = 0; /**< written so far */
+    std::size_t lost(Media::Kind kind) const {
+        const Stream& stream = kind == Media::Kind::video ? video_ : audio_;
+        return stream.given - stream.kept;
+    }
+    std::uint64_t bytes() const { return output_->written(); } /**< written so far */
+
+  private:
+    using Container = MediaFileSettings::Container;
+    struct Stream {
+        std::optional<Track> track;
+        std::size_t given = 0; /**< packets */
+        std::size_t kept = 0;  /**< of these, in what is complete */
+    };
+    struct ContextDeleter {
+        void operator()(AVFormatContext* context) const { avformat_free_context(context); }
+    };
+
+    MediaFile(const std::string& path, const MediaFileSettings& settings, std::string openPath,
+              std::unique_ptr<FileOutput> output, const MediaPtr& video, const MediaPtr& audio);
+    bool begin(const MediaPacket& first, std::string& reason);
+    bool writeHeader(std::string& reason);
+    bool add(const MediaPacket& packet, bool key, std::string& reason);
+    bool endFragment(bool isLast, std::string& reason);
+    bool complete(std::string& reason);
+    bool noteOnDisk(bool written);
+    bool noted(bool done, std::string& reason);
+    bool isFragmented() const { return container_ == Container::fragmentedMp4; }
+    Stream& streamOf(const MediaPacket& packet) { return packet.isVideo() ? video_ : audio_; }
+    std::array<Stream*, 2> streams() { return {&video_, &audio_}; }
+
+    const std::string path_;
+    const std::string openPath_;
+    std::string location_ = openPath_;
+    const Container container_;
+    const bool flush_;
+    std::unique_ptr<FileOutput> output_;
+    std::unique_ptr<AVFormatContext, ContextDeleter> context_;
+    Stream video_;
+    Stream audio_;
+    std::deque<MediaPacket> early_;
+    SteadyTime zero_;
+    SteadyTime fragment_;        /**< when the fragment begins */
+    bool named_ = false;         /**< the open name is on the disk */
+    bool safe_ = false;          /**< what has been written can be played */
+    bool gone_ = false;          /**< the file has been removed by others */
+    bool unsynced_ = false;      /**< a failed sync left unknown what of it is on the disk */
+    std::uint64_t complete_ = 0; /**< bytes up to the end of the last fragment that was written */
+    std::string reason_;         /**< what has failed */
 };
 
 }  // namespace kep::host

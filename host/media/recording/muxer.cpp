@@ -22,19 +22,19 @@ constexpr const char* kClipExtension = "part";
 /** From one attempt at a file to the next. Shorter ones wear a disk that stays full, longer ones lose more of
  * what comes once it has room. */
 constexpr std::chrono::seconds kRetry(1);
-/** How overdue a packet is when what came before is brought to safety: with what Sync holds back it would be
- * more than a second. Shorter ones write more, smaller fragments. */
+/** When the next packet is so much overdue, the open file is flushed: together with what Sync holds back, a
+ * power cut would otherwise take more than a second. Shorter ones write more, smaller fragments. */
 constexpr std::chrono::milliseconds kOverdue(150);
-/** What a disk that hangs may leave waiting: some ten seconds of a large stream. */
+/** Bounds of the queue while a disk hangs: some ten seconds of a large stream. */
 constexpr std::size_t kMostQueued = 8192;
 constexpr std::size_t kMostBytesQueued = 32U << 20;
 
 /**
  * Writes what it is given to a file, and begins another one at every cut, when a stream changes and when one
  * appears that the file has no place for. Packets wait in a queue for the thread that writes, so that nothing
- * else waits for a disk; when it is full, whole groups are dropped. A file that cannot be written costs what
- * comes until the next attempt, a second later. One line tells of one trouble, however many attempts are
- * made, and a file is told of once it is known that the trouble is over.
+ * else waits for a disk; when it is full, whole groups are dropped. After a file that cannot be written,
+ * packets are dropped until the next attempt, a second later. All failed attempts in a row write one line,
+ * and files of later attempts are reported as opened only once the disk has taken some of them.
  */
 class Muxer : public Element, public ClipWriter {
   public:

@@ -26,7 +26,7 @@ class KEP_API Clip {
     virtual bool finish() = 0;
 };
 
-/** A clip that is not made, or only in part. */
+/** Why a clip is not made, or only in part. */
 struct ClipFailure {
     std::string url;
     std::string reason;
@@ -40,9 +40,9 @@ class KEP_API ClipWriter {
 
     virtual ~ClipWriter() = default;
     /**
-     * Begins a clip under `url`, or under the muxer's own when it is empty. Null for a URL that is none of a
-     * file. Of a clip that fails, then or later, an error line tells and `failed`, once and on the thread
-     * that uses the clip.
+     * Begins a clip under `url`, or under the muxer's own when it is empty. Null for a URL that does not name
+     * a file. A clip that fails, then or later, writes an error line and calls `failed`, once and on the
+     * thread that uses the clip.
      */
     virtual std::unique_ptr<Clip> beginClip(const std::string& url, OnFailed failed) = 0;
 };

@@ -1,7 +1,7 @@
-#include "media/common/time_span.h"
 #include "media/pipeline/element.h"
 #include "objects/class_registry.h"
 #include "objects/log.h"
+#include "text/time_span.h"
 
 namespace kep::host {
 namespace {

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "media/common/device_spec.h"
+#include "media/common/media_reader.h"
 #include "media/video/picture.h"
 
 namespace kep::host {
@@ -16,6 +17,10 @@ struct CameraFormat {
     AVRational rate = {0, 1}; /**< pictures in a second; 0 when it follows the highest rate that is wanted */
     AVColorSpace colours = AVCOL_SPC_BT709;
 };
+
+/** What a camera delivers that is a file or a device: its size brought down to even numbers, and 30 pictures
+ * a second when it does not say. */
+CameraFormat formatOf(const MediaReader& reader);
 
 /** A device that pictures come from. Used by the capture thread alone. */
 class Camera {

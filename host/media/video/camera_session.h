@@ -74,6 +74,10 @@ class KEP_API CameraLease final : public Lease<CameraSession> {
     ~CameraLease() override;
 
     const CameraFormat& format() const { return session().format(); }
+    /** The newest picture of the camera, whether or not it is in the queue; null when there is none. */
+    PicturePtr newest() const {
+        return session().hub().withPast([](const auto& past) { return past.newest; });
+    }
     /** Changes the rate from the next picture on. */
     void setRate(int rate);
     /** The rate at which pictures really come: what is wanted, or what the camera gives if that is less. */

@@ -1,10 +1,8 @@
 #ifndef KEP_HOST_FILE_CAMERA_H
 #define KEP_HOST_FILE_CAMERA_H
 
-#include <optional>
-
+#include "media/common/looping_file.h"
 #include "media/video/camera.h"
-#include "media/video/media_input.h"
 
 namespace kep::host {
 
@@ -17,30 +15,16 @@ class FileCamera final : public Camera {
     /** Null, with `reason` filled, when the file cannot be opened. */
     static std::unique_ptr<Camera> open(const std::string& path, std::string& reason);
 
-    CameraFormat format() const override;
+    CameraFormat format() const override { return formatOf(file_->reader()); }
     bool next(int wanted, Picture& picture, std::string& reason) override;
 
   private:
     using Clock = std::chrono::steady_clock;
 
-    /** Ways back to the beginning of a file, the quickest first. */
-    enum class Rewind { byTime, byBytes, reopening, impossible };
-
-    FileCamera(std::string url, std::unique_ptr<MediaInput> input, bool loops);
-    bool read(FramePtr& frame, std::string& reason);
-    /** Decodes from the beginning. */
-    bool startOver(FramePtr& frame, std::string& reason);
+    explicit FileCamera(std::unique_ptr<LoopingFile> file) : file_(std::move(file)) {}
     Clock::time_point dueTime(const AVFrame& frame);
 
-    const std::string url_;
-    std::unique_ptr<MediaInput> input_;
-    const bool loops_;
-    AVRational rate_;
-    Rewind rewind_ = Rewind::byTime;
-    int inThisPass_ = 0;
-    std::optional<std::int64_t> firstPts_; /**< of all */
-    FramePtr first_;                       /**< of this pass, while it is the only one */
-    FramePtr still_;                       /**< the whole of a file of one picture */
+    const std::unique_ptr<LoopingFile> file_;
     std::int64_t lastPts_ = AV_NOPTS_VALUE;
     Clock::time_point lastDue_{};
 };

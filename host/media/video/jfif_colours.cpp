@@ -52,7 +52,6 @@ void repeatLast(std::uint8_t* row, std::size_t used, std::size_t all) {
 
 JfifColours::JfifColours(const AVFrame& like)
     : width_(like.width),
-      colours_(like.colorspace),
       stride_(roundedUp(like.width)),
       luma_(stride_ * stripRows),
       blue_(stride_ / 2 * chromaRows),
@@ -73,10 +72,6 @@ JfifColours::JfifColours(const AVFrame& like)
     const double redScale = ofChroma / (2 * (1 - to.red));
     toBlue_ = {fraction(blueScale * (blueByBlue - lumaByBlue)), fraction(blueScale * -lumaByRed)};
     toRed_ = {fraction(redScale * -lumaByBlue), fraction(redScale * (redByRed - lumaByRed))};
-}
-
-bool JfifColours::fits(const AVFrame& frame) const {
-    return frame.width == width_ && frame.colorspace == colours_;
 }
 
 void JfifColours::convert(const AVFrame& frame, int firstRow) {

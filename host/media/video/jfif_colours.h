@@ -22,9 +22,6 @@ class JfifColours {
     /** For pictures like this one: planar YUV 4:2:0 of limited range and even size. */
     explicit JfifColours(const AVFrame& like);
 
-    /** Whether it does for pictures like this one. */
-    bool fits(const AVFrame& frame) const;
-
     /** Converts the strip that begins at a row; rows and columns past the picture's end repeat its last. */
     void convert(const AVFrame& frame, int firstRow);
 
@@ -42,7 +39,6 @@ class JfifColours {
     void convertLuma(const std::uint8_t* from, std::uint8_t* to) const;
 
     const int width_;
-    const AVColorSpace colours_;
     const std::size_t stride_;
     Weights toLuma_{}, toBlue_{}, toRed_{};
     std::vector<std::uint8_t> luma_, blue_, red_;

@@ -11,7 +11,7 @@
 
 namespace kep::host {
 
-/** One picture of the camera: planar YUV 4:2:0 of limited range. Whoever holds it only reads it. */
+/** One picture of the camera: planar YUV 4:2:0 of limited range. Shared: read only. */
 struct Picture {
     FramePtr frame;
     std::chrono::steady_clock::time_point stamp; /**< when it was captured */

@@ -1,6 +1,5 @@
 #include "media/video/picture_scaler.h"
 
-#include <map>
 #include <utility>
 
 extern "C" {
@@ -77,29 +76,18 @@ FramePtr PictureScaler::scale(const AVFrame& from, int width, int height) {
     return rows > 0 ? std::move(to) : nullptr;
 }
 
-std::shared_ptr<SharedScaler> SharedScaler::forSize(int width, int height) {
-    // Never destroyed: a process may end while a capture thread still scales.
-    static auto& mutex = *new std::mutex;
-    static auto& scalers = *new std::map<std::pair<int, int>, std::weak_ptr<SharedScaler>>;
-    const std::lock_guard lock(mutex);
-    std::erase_if(scalers, [](const auto& entry) { return entry.second.expired(); });
-    std::weak_ptr<SharedScaler>& slot = scalers[{width, height}];
-    std::shared_ptr<SharedScaler> scaler = slot.lock();
-    if (!scaler) slot = scaler = std::make_shared<SharedScaler>(width, height);
-    return scaler;
-}
-
-PicturePtr SharedScaler::scale(const PicturePtr& picture) {
-    if (picture->frame->width == width_ && picture->frame->height == height_) return picture;
-    const std::lock_guard lock(mutex_);
-    if (latest_ && latest_->number == picture->number) return latest_;
-    auto scaled = std::make_shared<Picture>();
-    scaled->frame = scaler_.scale(*picture->frame, width_, height_);
-    if (!scaled->frame) return nullptr;
-    scaled->stamp = picture->stamp;
-    scaled->number = picture->number;
-    latest_ = scaled;
-    return scaled;
+FramePtr PictureScaler::toPicture(FramePtr decoded, std::string& reason) {
+    const int width = decoded->width / 2 * 2;
+    const int height = decoded->height / 2 * 2;
+    if (decoded->format == AV_PIX_FMT_YUV420P && decoded->color_range != AVCOL_RANGE_JPEG &&
+        decoded->width == width && decoded->height == height)
+        return decoded;
+    FramePtr picture = scale(*decoded, width, height);
+    if (picture)
+        picture->pts = decoded->pts;
+    else
+        reason = "its pictures cannot be converted";
+    return picture;
 }
 
 }  // namespace kep::host

@@ -1,8 +1,7 @@
 #ifndef KEP_HOST_PICTURE_SCALER_H
 #define KEP_HOST_PICTURE_SCALER_H
 
-#include <memory>
-#include <mutex>
+#include <string>
 
 #include "media/video/picture.h"
 
@@ -16,6 +15,8 @@ class PictureScaler {
   public:
     /** A picture of the given size, which is even; null when the format cannot be converted. */
     FramePtr scale(const AVFrame& from, int width, int height);
+    /** The same of a picture as decoded, its size brought down to even numbers; null with `reason` filled. */
+    FramePtr toPicture(FramePtr decoded, std::string& reason);
 
   private:
     struct Job {
@@ -32,25 +33,6 @@ class PictureScaler {
     Job job_{};
     ScalerPtr context_;
     PicturePool pool_;
-};
-
-/** One size of the hub's pictures, made once for all consumers that want that size. */
-class SharedScaler {
-  public:
-    /** The scaler for a size. It lives as long as somebody holds it. */
-    static std::shared_ptr<SharedScaler> forSize(int width, int height);
-
-    SharedScaler(int width, int height) : width_(width), height_(height) {}
-
-    /** The picture in this size, the same one if it has the size already; null without memory. */
-    PicturePtr scale(const PicturePtr& picture);
-
-  private:
-    const int width_;
-    const int height_;
-    std::mutex mutex_;
-    PictureScaler scaler_;
-    PicturePtr latest_;
 };
 
 }  // namespace kep::host

@@ -13,9 +13,6 @@ constexpr bool isSide(int pixels) {
     return pixels >= kSmallestSide && pixels <= kLargestSide && pixels % 2 == 0;
 }
 
-/** The same; if it is none, a line says so, with the side's name. */
-bool isSide(const char* name, int pixels);
-
 }  // namespace kep::host
 
 #endif

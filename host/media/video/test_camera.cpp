@@ -34,9 +34,14 @@ bool TestCamera::next(int wanted, Picture& picture, std::string& reason) {
         }
     }
     picture.stamp = last_ = gridTime(due, wanted);
-    picture.frame = card_.paint(static_cast<std::uint32_t>(picture.number), picture.stamp, wanted);
-    if (!picture.frame) reason = "no memory for a picture";
-    return picture.frame != nullptr;
+    picture.frame = pool_.get(TestCard::width, TestCard::height);
+    if (!picture.frame) {
+        reason = "no memory for a picture";
+        return false;
+    }
+    picture.frame->colorspace = AVCOL_SPC_BT709;
+    card_.paint(picture.frame->data[0], static_cast<std::uint32_t>(picture.number), picture.stamp, wanted);
+    return true;
 }
 
 }  // namespace kep::host

@@ -2,7 +2,7 @@
 #define KEP_HOST_TEST_CAMERA_H
 
 #include "media/video/camera.h"
-#include "media/video/test_card.h"
+#include "picture/test_card.h"
 
 namespace kep::host {
 
@@ -19,6 +19,7 @@ class TestCamera final : public Camera {
 
   private:
     TestCard card_;
+    PicturePool pool_;
     std::chrono::steady_clock::time_point last_{};
 };
 

@@ -3,75 +3,48 @@
 #include <sys/stat.h>
 
 #include <cstring>
-
-extern "C" {
-#include <libavdevice/avdevice.h>
-}
+#include <new>
 
 namespace kep::host {
 
 namespace {
 
 /** Ways to ask for the picture, the best first: many cameras reach 1080p at full rate only compressed. */
-constexpr struct {
-    const char* format;
-    const char* size;
-} wishes[] = {{"mjpeg", "1920x1080"}, {nullptr, "1920x1080"}, {nullptr, nullptr}};
+constexpr const char* kWishes[] = {"input_format=mjpeg:video_size=1920x1080:framerate=30",
+                                   "video_size=1920x1080:framerate=30", ""};
 
 }  // namespace
 
 std::unique_ptr<Camera> V4l2Camera::open(const std::string& device, std::string& reason) {
-    initFfmpeg();
-    const AVInputFormat* v4l2 = av_find_input_format("video4linux2");
-    if (!v4l2) {
-        reason = "this build of the media libraries has no Video4Linux";
-        return nullptr;
-    }
     struct stat status {};
     if (stat(device.c_str(), &status) != 0) {
         reason = std::strerror(errno);
         return nullptr;
     }
-    for (const auto& wish : wishes) {
-        AVDictionary* options = nullptr;
-        if (wish.format) av_dict_set(&options, "input_format", wish.format, 0);
-        if (wish.size) {
-            av_dict_set(&options, "video_size", wish.size, 0);
-            av_dict_set(&options, "framerate", "30", 0);
-        }
-        if (auto input = MediaInput::open(device, v4l2, options, reason)) {
-            return std::unique_ptr<Camera>(new V4l2Camera(std::move(input)));
-        }
+    for (const char* const wish : kWishes) {
+        if (auto reader = MediaReader::open({device, "video4linux2", wish}, AVMEDIA_TYPE_VIDEO, reason))
+            return std::unique_ptr<Camera>(new V4l2Camera(std::move(reader)));
     }
     return nullptr;
 }
 
-CameraFormat V4l2Camera::format() const {
-    const AVRational rate = input_->rate();
-    return {input_->width(), input_->height(), rate.num ? rate : AVRational{30, 1}, input_->colours()};
-}
-
 bool V4l2Camera::next(int, Picture& picture, std::string& reason) {
     using namespace std::chrono;
-    switch (input_->read(picture.frame, reason)) {
-        case MediaInput::Result::picture:
-            break;
-        case MediaInput::Result::end:
-            reason = "has ended";
-            return false;
-        case MediaInput::Result::failed:
-            return false;
+    FramePtr frame(av_frame_alloc());
+    if (!frame) throw std::bad_alloc();
+    if (const int result = reader_->read(*frame); result < 0) {
+        reason = result == AVERROR_EOF ? "has ended" : ffmpegError(result);
+        return false;
     }
     // Drivers stamp by the monotonic clock; those that do otherwise are stamped on arrival.
-    const steady_clock::time_point now = steady_clock::now();
-    picture.stamp = now;
-    const AVFrame& frame = *picture.frame;
-    if (frame.pts != AV_NOPTS_VALUE) {
+    picture.stamp = steady_clock::now();
+    if (const std::int64_t pts = frame->best_effort_timestamp; pts != AV_NOPTS_VALUE) {
         const steady_clock::time_point told(
-            microseconds(av_rescale_q(frame.pts, input_->timeBase(), {1, 1'000'000})));
-        if (told <= now && now - told < seconds(1)) picture.stamp = told;
+            microseconds(av_rescale_q(pts, reader_->stream().time_base, {1, 1'000'000})));
+        if (told <= picture.stamp && picture.stamp - told < seconds(1)) picture.stamp = told;
     }
-    return true;
+    picture.frame = scaler_.toPicture(std::move(frame), reason);
+    return picture.frame != nullptr;
 }
 
 }  // namespace kep::host

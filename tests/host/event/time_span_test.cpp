@@ -1,4 +1,4 @@
-#include "media/common/time_span.h"
+#include "text/time_span.h"
 
 #include <gtest/gtest.h>
 

@@ -10,7 +10,7 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "media/video/frame_code.h"
+#include "picture/frame_code.h"
 
 extern char** environ;
 

@@ -1,6 +1,6 @@
 #include "picture_probe.h"
 
-#include "media/video/frame_code.h"
+#include "picture/frame_code.h"
 
 namespace {
 

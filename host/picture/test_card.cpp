@@ -1,4 +1,4 @@
-#include "media/video/test_card.h"
+#include "picture/test_card.h"
 
 #include <algorithm>
 #include <cmath>
@@ -8,7 +8,7 @@
 #include <numbers>
 #include <string_view>
 
-#include "media/video/frame_code.h"
+#include "picture/frame_code.h"
 
 extern "C" {
 #include <libavutil/imgutils.h>
@@ -146,11 +146,9 @@ void TestCard::paintBackground() {
     }
 }
 
-FramePtr TestCard::paint(std::uint32_t number, std::chrono::steady_clock::time_point stamp, int rate) {
-    FramePtr frame = pool_.get(width, height);
-    if (!frame) return nullptr;
-    frame->colorspace = AVCOL_SPC_BT709;
-    std::uint8_t* luma = frame->data[0];
+void TestCard::paint(std::uint8_t* planes, std::uint32_t number, std::chrono::steady_clock::time_point stamp,
+                     int rate) {
+    std::uint8_t* const luma = planes;
     // The snow is written anew in each picture and needs no background.
     const std::size_t aboveSnow = static_cast<std::size_t>(snowBand.y) * width;
     const std::size_t belowSnow = aboveSnow + static_cast<std::size_t>(snowBand.height) * width;
@@ -160,7 +158,6 @@ FramePtr TestCard::paint(std::uint32_t number, std::chrono::steady_clock::time_p
     paintMotion(luma, stamp.time_since_epoch() % std::chrono::seconds(1));
     paintClock(luma, number, stamp, rate);
     paintCode(luma, number);
-    return frame;
 }
 
 void TestCard::paintSnow(std::uint8_t* luma) {

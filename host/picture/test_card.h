@@ -5,8 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "media/video/picture.h"
-#include "media/video/stroke_font.h"
+#include "picture/stroke_font.h"
 
 namespace kep::host {
 
@@ -22,9 +21,10 @@ class TestCard {
 
     TestCard();
 
-    /** The whole picture numbered `number` as of `stamp`, at `rate` pictures a second. Null without memory.
-     */
-    FramePtr paint(std::uint32_t number, std::chrono::steady_clock::time_point stamp, int rate);
+    /** Paints the picture numbered `number` as of `stamp`, at `rate` pictures a second, to `planes`: planar
+     * YUV 4:2:0 of limited range and BT.709, end to end. */
+    void paint(std::uint8_t* planes, std::uint32_t number, std::chrono::steady_clock::time_point stamp,
+               int rate);
 
   private:
     void paintBackground();
@@ -34,7 +34,6 @@ class TestCard {
                     int rate) const;
     void paintMotion(std::uint8_t* luma, std::chrono::nanoseconds intoSecond) const;
 
-    PicturePool pool_;
     StrokeFont clockFont_;
     StrokeFont lineFont_;
     std::vector<std::uint8_t> background_;

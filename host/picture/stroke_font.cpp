@@ -1,4 +1,4 @@
-#include "media/video/stroke_font.h"
+#include "picture/stroke_font.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,0 +1,28 @@
+#ifndef KEP_HOST_DECODED_SOUND_H
+#define KEP_HOST_DECODED_SOUND_H
+
+#include <vector>
+
+#include "media/audio/audio_block.h"
+#include "media/common/media_reader.h"
+
+namespace kep::host {
+
+/** Brings decoded sound to 16-bit samples of its own rate, mono or mixed to stereo. */
+class DecodedSound {
+  public:
+    DecodedSound() = default;
+    explicit DecodedSound(const AVCodecContext& codec);
+
+    AudioFormat format() const { return format_; }
+    /** Appends a frame's samples; negative, with libavutil's meaning, when it cannot be converted. */
+    int append(AVFrame& frame, std::vector<std::int16_t>& samples);
+
+  private:
+    AudioFormat format_;
+    ResamplerPtr converter_;
+};
+
+}  // namespace kep::host
+
+#endif
