@@ -218,7 +218,7 @@ EventElement::Step EventElement::begin(Recording& recording) {
     if (late) {
         const auto by = std::chrono::ceil<milliseconds>(recording.from - trigger.begin());
         KEP_HOST_ERROR(label() + ": clip " + trigger.url + " begins " + std::to_string(by.count()) +
-                       " ms late: there are no pictures of before");
+                       " ms late: no earlier pictures buffered");
     }
     recording.clip =
         writer_->beginClip(trigger.url, [this](const ClipFailure& failure) { clipFailed(failure); });
