@@ -2,6 +2,7 @@
 
 #include <csetjmp>
 #include <cstdio>
+#include <utility>
 
 extern "C" {
 #include <jpeglib.h>
@@ -12,6 +13,9 @@ extern "C" {
 namespace kep::host {
 
 namespace {
+
+/** Holds most files at 1080p. A smaller one makes the library copy what it has each time it grows. */
+constexpr unsigned long kUsualBytes = 1U << 20;
 
 struct Errors {
     jpeg_error_mgr base; /**< first, as the library gives back its address alone */
@@ -55,9 +59,10 @@ JpegFile encodeJpeg(const AVFrame& picture, int quality, std::string& reason) {
         std::longjmp(reinterpret_cast<Errors*>(common->err)->back, 1);
     };
     errors.base.output_message = [](j_common_ptr) {};
-    unsigned char* bytes = nullptr;
-    unsigned long size = 0;
-    // What the library has allocated for the file by then is lost: only lack of memory leads here.
+    // A larger file gets memory of the library's; what that is by then is lost when memory runs out.
+    decltype(JpegFile::bytes) usual(static_cast<unsigned char*>(std::malloc(kUsualBytes)));
+    unsigned char* bytes = usual.get();
+    unsigned long size = usual ? kUsualBytes : 0;
     if (setjmp(errors.back) != 0) {
         char text[JMSG_LENGTH_MAX];
         errors.base.format_message(reinterpret_cast<j_common_ptr>(&codec), text);
@@ -69,6 +74,7 @@ JpegFile encodeJpeg(const AVFrame& picture, int quality, std::string& reason) {
     jpeg_mem_dest(&codec, &bytes, &size);
     compress(codec, picture, colours, quality);
     jpeg_destroy_compress(&codec);
+    if (bytes == usual.get()) return {std::move(usual), size};
     return {decltype(JpegFile::bytes)(bytes), size};
 }
 
