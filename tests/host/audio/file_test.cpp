@@ -240,9 +240,9 @@ TEST_F(Pipe, ALateWriterIsNotCaughtUpWith) {
     ASSERT_EQ(after.size(), 10u);
     EXPECT_GE(after.back()->stamp - before.back()->stamp, std::chrono::milliseconds(400));
     EXPECT_GE(Clock::now(), after.back()->stamp);
+    later.join();
     ASSERT_TRUE(source->ChangeDown(State::null));
     close(file);
-    later.join();
 }
 
 }  // namespace
