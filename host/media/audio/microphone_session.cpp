@@ -11,7 +11,10 @@ CaptureKind microphoneKind(const DeviceSpec& device) {
     kind.thread = Thread::microphone;
     kind.openTimeout = seconds(10);
     kind.closeTimeout = seconds(2);
-    kind.linger = kind.stallTimeout = seconds(0);
+    kind.linger = seconds(0);
+    // A reading of a device that is there returns at once; the client of a server that has died may hang for
+    // ever. A pipe is waited for as long as its writer likes.
+    kind.stallTimeout = seconds(device.kind == "pulse" || device.kind == "alsa" ? 5 : 0);
     kind.name = "microphone " + device.text;
     kind.noAnswer = "cannot open " + kind.name + ": it does not answer";
     kind.hangs = kind.name + " hangs and is left behind";
