@@ -162,20 +162,25 @@ bool readFragment(ByteSpan contents, std::uint64_t offset, std::uint64_t fileByt
     return fills && good && fragment.samples > 0;
 }
 
-bool forEachEntry(ByteSpan contents, const std::function<bool(std::uint64_t offset)>& visit) {
+std::optional<FragmentTable> readFragmentTable(ByteSpan contents) {
     Numbers numbers(contents);
-    const bool isLong = numbers.next32() >> 24 == 1;
-    numbers.skip(4);
+    FragmentTable table{};
+    table.width = numbers.next32() >> 24 == 1 ? 8 : 4;
+    table.track = numbers.next32();
     const std::uint32_t widths = numbers.next32();
-    const std::size_t numbersOfSample = (widths >> 4 & 3) + (widths >> 2 & 3) + (widths & 3) + 3;
-    const std::uint32_t count = numbers.next32();
-    for (std::uint32_t i = 0; i < count; ++i) {
-        numbers.skip(isLong ? 8 : 4);
-        const std::uint64_t offset = numbers.next(isLong ? 8 : 4);
-        numbers.skip(numbersOfSample);
-        if (numbers.failed() || !visit(offset)) return false;
+    // Behind time and offset the numbers of track, run and sample, each of its own width.
+    table.entry = 2 * table.width + (widths >> 4 & 3) + (widths >> 2 & 3) + (widths & 3) + 3;
+    table.count = numbers.next32();
+    return numbers.failed() ? std::nullopt : std::optional(table);
+}
+
+bool forEachEntry(ByteSpan contents, const std::function<bool(std::uint64_t offset)>& visit) {
+    const auto table = readFragmentTable(contents);
+    if (!table || contents.size() - kFragmentTableHead != table->entry * table->count) return false;
+    for (std::size_t at = kFragmentTableHead; at < contents.size(); at += table->entry) {
+        if (!visit(bigEndian(contents, at + table->width, table->width))) return false;
     }
-    return !numbers.failed() && numbers.rest().empty();
+    return true;
 }
 
 }  // namespace recordings

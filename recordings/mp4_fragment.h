@@ -47,6 +47,20 @@ using VisitSample = std::function<bool(const Mp4Sample&)>;
 bool readFragment(ByteSpan contents, std::uint64_t offset, std::uint64_t fileBytes, const Mp4Index& index,
                   Mp4Fragment& fragment, const VisitSample& visit = nullptr);
 
+/** What stands before the entries of a `tfra` box. */
+struct FragmentTable {
+    std::uint32_t track;
+    std::uint64_t width; /**< of the time and of the offset in an entry, in bytes */
+    std::uint64_t entry; /**< of an entry, in bytes */
+    std::uint64_t count;
+};
+
+/** Size of what stands before the entries, in bytes. */
+inline constexpr std::size_t kFragmentTableHead = 16;
+
+/** Reads it from the contents of the box; nothing when they are shorter. */
+std::optional<FragmentTable> readFragmentTable(ByteSpan contents);
+
 /** Calls `visit` with where a fragment begins for each entry of the contents of a `tfra` box, until it is
  * false; false, too, when the entries do not fill the box. */
 bool forEachEntry(ByteSpan contents, const std::function<bool(std::uint64_t offset)>& visit);

@@ -206,17 +206,13 @@ class LengthReader {
         for (; at < end; ++tables) {
             const auto box = window_.boxAt(at);
             if (!box || box->kind != "tfra" || tables >= index_.tracks.size()) return false;
-            constexpr std::size_t kFields = 16;
-            Numbers numbers(window_.view(at + box->contents, kFields));
-            const std::uint64_t width = numbers.next32() >> 24 == 1 ? 8 : 4;
-            const std::uint32_t track = numbers.next32();
-            const std::uint32_t widths = numbers.next32();
-            const std::uint64_t entry = 2 * width + (widths >> 4 & 3) + (widths >> 2 & 3) + (widths & 3) + 3;
-            const std::uint64_t count = numbers.next32();
-            if (numbers.failed() || box->end != box->contents + kFields + count * entry) return false;
+            const auto table = readFragmentTable(window_.view(at + box->contents, kFragmentTableHead));
+            if (!table || box->end != box->contents + kFragmentTableHead + table->count * table->entry)
+                return false;
             at += box->end;
-            if (count == 0) continue;
-            lastOf[track] = Numbers(window_.view(at - entry + width, width)).next(width);
+            if (table->count == 0) continue;
+            const ByteSpan offset = window_.view(at - table->entry + table->width, table->width);
+            lastOf[table->track] = Numbers(offset).next(table->width);
         }
         return at == end && tables == index_.tracks.size();
     }
