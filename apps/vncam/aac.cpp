@@ -122,12 +122,6 @@ class PieceReader {
     const int file_;
 };
 
-std::string secondsText(double frames, int rate) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.1f s", frames / rate);
-    return text;
-}
-
 void encode(const AacSettings& settings) {
     WavReader wav(settings.in);
     Codec codec(true);
@@ -146,7 +140,7 @@ void encode(const AacSettings& settings) {
     codec.finish(write);
     output.close();
     if (!settings.isQuiet)
-        report("aac", output.name() + ": " + secondsText(static_cast<double>(frames), wav.rate()) + ", " +
+        report("aac", output.name() + ": " + lengthText(static_cast<double>(frames) / wav.rate()) + ", " +
                           std::to_string(output.bytes()) + " bytes");
 }
 
@@ -174,7 +168,7 @@ void decode(const AacSettings& settings) {
     output.close();
     const std::size_t frames = written / (static_cast<std::size_t>(first->channels) * sizeof(std::int16_t));
     if (!settings.isQuiet)
-        report("aac", output.name() + ": " + secondsText(static_cast<double>(frames), first->rate) + ", " +
+        report("aac", output.name() + ": " + lengthText(static_cast<double>(frames) / first->rate) + ", " +
                           std::to_string(frames) + " samples");
 }
 

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "blocking_call.h"
 #include "command.h"
 #include "inbox.h"
 #include "interrupt.h"
@@ -27,7 +28,6 @@ namespace vncam {
 namespace {
 
 using namespace std::chrono_literals;
-using std::chrono::steady_clock;
 
 /** Of the level that is shown, and of the keys. */
 constexpr auto kPollInterval = 100ms;
@@ -107,10 +107,8 @@ class Capture {
     }
 
     std::string summary() const {
-        char seconds[32];
-        std::snprintf(seconds, sizeof seconds, "%.1f s", second());
-        return sink_.name() + ": " + std::to_string(frames_) + " samples, " + seconds + ", peak " +
-               decibelText(meter_.peak()) + ", " + std::to_string(lost_) + " frames lost";
+        return sink_.name() + ": " + std::to_string(frames_) + " samples, " + lengthText(second()) +
+               ", peak " + decibelText(meter_.peak()) + ", " + std::to_string(lost_) + " frames lost";
     }
 
   private:
@@ -122,10 +120,10 @@ class Capture {
         std::vector<std::int16_t> block(blockFrames * static_cast<std::size_t>(settings_.channels));
         while (!stopRequested() && frames_ < mostFrames_) {
             int bytes = 0;
-            waitingSince_ = steady_clock::now().time_since_epoch().count();
-            const int result = VNReadPcm(source_.id(), block.data(),
-                                         static_cast<int>(block.size() * sizeof block[0]), &bytes);
-            waitingSince_ = 0;
+            const int result = read_.make([&] {
+                return VNReadPcm(source_.id(), block.data(), static_cast<int>(block.size() * sizeof block[0]),
+                                 &bytes);
+            });
             if (isCut_) return;
             check(result, "VNReadPcm");
             const std::size_t frames = std::min<std::uint64_t>(
@@ -142,7 +140,7 @@ class Capture {
             keys.poll();
             listen();
             if (!settings_.isQuiet) showProgress(progressText(keys.device()));
-            if (stopRequested() && waiting() > kStallTimeout) {
+            if (stopRequested() && read_.lasting() > kStallTimeout) {
                 isCut_ = true;
                 VNStop(source_.id());
             }
@@ -153,12 +151,6 @@ class Capture {
         std::string text = "vncam pcm  " + clockText(second());
         if (settings_.seconds > 0) text += " / " + clockText(settings_.seconds);
         return text + "  " + device.text() + "  " + meterText(meter_.takePeak());
-    }
-
-    steady_clock::duration waiting() const {
-        const steady_clock::rep since = waitingSince_;
-        return since == 0 ? steady_clock::duration::zero()
-                          : steady_clock::now().time_since_epoch() - steady_clock::duration(since);
     }
 
     void listen(std::chrono::milliseconds limit = 0ms) {
@@ -198,7 +190,7 @@ class Capture {
     const std::uint64_t mostFrames_; /**< samples of each channel */
     LevelMeter meter_;
     std::atomic<std::uint64_t> frames_{0};
-    std::atomic<steady_clock::rep> waitingSince_{0};
+    BlockingCall read_;
     std::atomic<bool> isCut_{false};
     std::uint64_t lost_ = 0;
     bool isStopped_ = false;

@@ -29,12 +29,6 @@ constexpr Usage kUsage{
 /** Damages reported per file, one line each. */
 constexpr std::size_t kMostLines = 20;
 
-std::string lengthText(double seconds) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.1f s", seconds);
-    return text;
-}
-
 std::string packetsText(std::uint64_t packets) {
     return packets == 0 ? "no packet damaged"
                         : std::to_string(packets) + (packets == 1 ? " packet damaged" : " packets damaged");

@@ -38,6 +38,12 @@ void clearProgress() {
     if (progressShown.exchange(false)) std::fputs("\r\033[K", stderr);
 }
 
+std::string lengthText(double seconds) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.1f s", seconds);
+    return text;
+}
+
 std::string clockText(double seconds) {
     const long whole = static_cast<long>(seconds);
     char text[48];

@@ -14,6 +14,9 @@ void showProgress(const std::string& text);
 /** Clears the progress line. */
 void clearProgress();
 
+/** A length as summaries have it: 12.3 s. */
+std::string lengthText(double seconds);
+
 /** Seconds as a clock shows them: 0:07, 12:30, 1:02:03. */
 std::string clockText(double seconds);
 

@@ -1,6 +1,5 @@
 #include "track.h"
 
-#include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <thread>
@@ -87,9 +86,7 @@ void Track::cut() {
 }
 
 steady_clock::duration Track::waiting() const {
-    const steady_clock::rep since = waitingSince_;
-    return since == 0 ? steady_clock::duration::zero()
-                      : steady_clock::now().time_since_epoch() - steady_clock::duration(since);
+    return read_.lasting();
 }
 
 bool Track::finished(std::chrono::milliseconds limit) const {
@@ -114,10 +111,10 @@ double Track::second() const {
 }
 
 std::string Track::summary() const {
-    char seconds[32];
-    std::snprintf(seconds, sizeof seconds, "%.1f s", static_cast<double>(frames()) / framesPerSecond_);
     return output_.name() + ": " + std::to_string(frames()) + " " + media() + " frames, " +
-           std::to_string(output_.bytes()) + " bytes, " + seconds + ", " + std::to_string(lost()) + " lost";
+           std::to_string(output_.bytes()) + " bytes, " +
+           lengthText(static_cast<double>(frames()) / framesPerSecond_) + ", " + std::to_string(lost()) +
+           " lost";
 }
 
 void Track::readAll(double seconds, const BeforeFrame& beforeFrame) {
@@ -135,9 +132,7 @@ void Track::readAll(double seconds, const BeforeFrame& beforeFrame) {
 
 int Track::readFrame(char* frame) {
     int length = 0;
-    waitingSince_ = steady_clock::now().time_since_epoch().count();
-    const int result = VNRead(id(), frame, kFrameBytes, 1, &length);
-    waitingSince_ = 0;
+    const int result = read_.make([&] { return VNRead(id(), frame, kFrameBytes, 1, &length); });
     if (cut_ && !ending_ && !stopRequested()) throw Failure(std::string("no ") + media() + " frame received");
     if (!cut_) check(result, std::string("VNRead of ") + media());
     return length;

@@ -8,6 +8,7 @@
 #include <future>
 #include <string>
 
+#include "blocking_call.h"
 #include "output.h"
 #include "resource.h"
 #include "values.h"
@@ -74,7 +75,7 @@ class Track {
     std::atomic<bool> ending_{false};
     std::atomic<bool> cut_{false};
     std::atomic<bool> broken_{false};
-    std::atomic<std::chrono::steady_clock::rep> waitingSince_{0};
+    BlockingCall read_;
     std::future<void> reading_;
 };
 
