@@ -18,8 +18,8 @@ namespace kep::host {
 
 namespace {
 
-/** Copies rows of luma, or of chroma of both colours. By the library, as a race detector that is told of each
- * byte would take longer than a picture lasts. */
+/** Copies rows of luma or chroma. libavutil does it, because the thread sanitizer records each byte that our
+ * own code copies, and then the camera cannot keep up. */
 void copyRows(std::uint8_t* to, const std::uint8_t* from, int rows) {
     av_image_copy_plane(to, TestCard::width, from, TestCard::width, TestCard::width, rows);
 }

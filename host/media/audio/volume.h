@@ -35,9 +35,9 @@ class KEP_API Volume {
     std::atomic<bool> isMuted_{false};
 };
 
-/** The microphone's of this process: applied to what is captured, whoever listens. */
+/** Volume of this process's microphone. It applies to captured samples, for all consumers alike. */
 Volume& microphoneVolume();
-/** The speaker's of this process: applied to what is played, whoever plays. */
+/** Volume of this process's speaker. It applies to played samples, for all players alike. */
 Volume& speakerVolume();
 
 /**

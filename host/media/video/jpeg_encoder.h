@@ -23,7 +23,7 @@ struct JpegFile {
  * libjpeg gives a quality, in the colours that readers of such a file expect.
  *
  * @param quality 1 to 100
- * @param reason  why there is no file
+ * @param reason  receives the cause when no file could be made
  */
 JpegFile encodeJpeg(const AVFrame& picture, int quality, std::string& reason);
 
