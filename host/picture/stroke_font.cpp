@@ -82,7 +82,7 @@ StrokeFont::StrokeFont(int height, std::uint8_t ink, std::uint8_t background)
     const std::size_t cell = static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_);
     glyphs_[' '] = std::vector<std::uint8_t>(cell, background);
     for (const Strokes& one : strokes) {
-        std::vector<std::uint8_t>& glyph = glyphs_[static_cast<std::size_t>(one.character)];
+        std::vector<std::uint8_t>& glyph = glyphs_[static_cast<unsigned char>(one.character)];
         glyph.resize(cell);
         for (int y = 0; y < height_; ++y) {
             for (int x = 0; x < width_; ++x) {
