@@ -24,6 +24,8 @@ class DeviceInput final : public AudioInput {
     const DeviceSpec device_;
     std::unique_ptr<MediaReader> reader_;
     DecodedSound sound_;
+    SteadyTime lastRead_;
+    std::int64_t framesRead_ = 0;
     SteadyTime end_;  // by when what has been read was captured, at the device's nominal rate
 };
 
