@@ -159,13 +159,18 @@ void decode(const AacSettings& settings) {
         wav.write(samples, bytes);
         written += bytes;
     };
+    AdtsFollower units;
     do {
+        units.add(piece);
         codec.convert(piece, write);
         piece.clear();
     } while (reader.append(piece));
     codec.finish(write);
     wav.finish();
     output.close();
+    if (units.bytesOfUnit() > 0 && !stopRequested())
+        report("aac", reader.name() + ": cut short: of the " + std::to_string(units.bytesOfUnit()) +
+                          " bytes of its last unit there are " + std::to_string(units.bytesThere()));
     const std::size_t frames = written / (static_cast<std::size_t>(first->channels) * sizeof(std::int16_t));
     if (!settings.isQuiet)
         report("aac", output.name() + ": " + lengthText(static_cast<double>(frames) / first->rate) + ", " +

@@ -1,5 +1,6 @@
 #include "adts.h"
 
+#include <algorithm>
 #include <array>
 
 namespace vncam {
@@ -24,6 +25,26 @@ std::optional<AdtsUnit> readAdts(std::span<const char> bytes) {
     const std::size_t size = (byte(3) & 3) << 11 | byte(4) << 3 | byte(5) >> 5;
     if (rate >= kRates.size() || size < kHeaderBytes) return std::nullopt;
     return AdtsUnit{kRates[rate], kChannels[(byte(2) & 1) << 2 | byte(3) >> 6], size};
+}
+
+void AdtsFollower::add(std::span<const char> bytes) {
+    while (!bytes.empty()) {
+        if (unit_ == 0) {
+            header_.push_back(bytes.front());
+            bytes = bytes.subspan(1);
+            if (const auto unit = readAdts(header_)) {
+                there_ = header_.size();
+                unit_ = unit->bytes;
+                header_.clear();
+            } else if (header_.size() == kHeaderBytes) {
+                header_.erase(header_.begin());  // no unit begins there
+            }
+        }
+        const std::size_t count = std::min(unit_ - there_, bytes.size());
+        there_ += count;
+        bytes = bytes.subspan(count);
+        if (there_ == unit_) there_ = unit_ = 0;
+    }
 }
 
 }  // namespace vncam

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <optional>
 #include <span>
+#include <vector>
 
 namespace vncam {
 
@@ -16,6 +17,21 @@ struct AdtsUnit {
 
 /** The unit that the bytes begin with; nothing when they begin with none. */
 std::optional<AdtsUnit> readAdts(std::span<const char> bytes);
+
+/** Follows the units of an ADTS stream that comes in pieces, to know whether it ends within one. */
+class AdtsFollower {
+  public:
+    void add(std::span<const char> bytes);
+
+    /** Of the unit that the stream has ended in; both 0 when it is whole. */
+    std::size_t bytesThere() const { return there_; }
+    std::size_t bytesOfUnit() const { return unit_; }
+
+  private:
+    std::vector<char> header_;  // the part of one that has come
+    std::size_t there_ = 0;
+    std::size_t unit_ = 0;
+};
 
 }  // namespace vncam
 

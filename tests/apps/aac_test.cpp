@@ -75,6 +75,20 @@ TEST_F(Aac, DecodesWhatAnotherProgramEncodes) {
     EXPECT_GT(ratio(samplesIn("in.wav"), samplesIn("out.wav"), 2 * kUnit), 20);
 }
 
+TEST_F(Aac, TellsThatTheLastUnitIsCutShort) {
+    makeTone("in.wav", 48000, 2, 1);
+    ASSERT_EQ(run("vncam aac --quiet encode in.wav whole.aac").exit, 0);
+    const std::string whole = readFile(path("whole.aac"));
+    const std::size_t last =
+        std::stoul(run("ffprobe -v error -show_entries packet=size -of csv=p=0 whole.aac | tail -1").out);
+    writeFile(path("cut.aac"), whole.substr(0, whole.size() - 5));
+    const Result result = run("vncam aac decode --quiet cut.aac out.wav");
+    EXPECT_EQ(result.exit, 0);
+    EXPECT_EQ(result.err, "vncam aac: cut.aac: cut short: of the " + std::to_string(last) +
+                              " bytes of its last unit there are " + std::to_string(last - 5) + "\n");
+    EXPECT_EQ(samplesIn("out.wav").size() / 2, 47 * kUnit) << "of 48 units";
+}
+
 TEST_F(Aac, GoesThroughPipesThereAndBack) {
     makeTone("in.wav", 48000, 1, 2);
     const Result result =

@@ -115,6 +115,21 @@ TEST(AdtsHeader, IsTakenForNothingElse) {
         << "shorter than its header";
 }
 
+TEST(AdtsFollower, KnowsWhereAStreamEnds) {
+    const std::string unit = std::string("\xff\xf1\x50\x80\x25\x9f\xfc", 7) + std::string(293, '\xff');
+    const std::string stream = "noise" + unit + unit;
+    for (std::size_t end = 0; end <= stream.size(); ++end) {
+        for (const std::size_t piece : {1, 6, 400}) {
+            vncam::AdtsFollower units;
+            for (std::size_t at = 0; at < end; at += piece)
+                units.add(std::string_view(stream).substr(at, std::min(piece, end - at)));
+            const std::size_t there = end < 5 ? 0 : (end - 5) % 300;
+            EXPECT_EQ(units.bytesThere(), there < 7 ? 0 : there) << end;
+            EXPECT_EQ(units.bytesOfUnit(), there < 7 ? 0 : 300) << end;
+        }
+    }
+}
+
 TEST(OutputCapture, KeepsTheFirstMessageAndGivesTheStreamBack) {
     testing::internal::CaptureStderr();
     {
