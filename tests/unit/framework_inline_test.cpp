@@ -1,16 +1,19 @@
 /** What the framework's headers do themselves, but for what needs its objects. */
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <climits>
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <type_traits>
 #include <typeinfo>
 #include <vector>
 
 #include "kep/attr_set.h"
 #include "kep/attributes.h"
 #include "kep/debug_line.h"
+#include "kep/fifo_buffer.h"
 #include "kep/frame.h"
 #include "kep/hash.h"
 #include "kep/hex.h"
@@ -56,6 +59,21 @@ TEST(HashTest, TakesCapitalsForSmallLetters) {
 
 TEST(HashTest, TakesBytesAboveAsciiAsTheyAre) {
     EXPECT_EQ(kep::Hash("\xff"), (0x811c9dc5u ^ 0xffu) * 16777619u);
+}
+
+// A copy would give the owner its data back twice.
+static_assert(!std::is_copy_constructible_v<common::frame_t> && !std::is_copy_assignable_v<common::frame_t>);
+// It owns what it stores.
+static_assert(!std::is_copy_constructible_v<FifoBuffer> && !std::is_copy_assignable_v<FifoBuffer>);
+
+TEST(FrameTest, HoldsNothingUntilItIsFilled) {
+    const common::frame_t frame;
+    EXPECT_EQ(frame.index, 0);
+    EXPECT_EQ(frame.data, nullptr);
+    EXPECT_EQ(frame.size, 0);
+    EXPECT_FALSE(frame.key);
+    EXPECT_EQ(frame.stamp, std::chrono::steady_clock::time_point());
+    EXPECT_EQ(frame.release, nullptr);
 }
 
 TEST(FrameTest, IsReleasedOnceByItsLastOwner) {
