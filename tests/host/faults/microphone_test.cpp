@@ -64,9 +64,10 @@ class MicrophoneTest : public PublicRecording {
         expectToFollow(segments_, kSeconds, lostPictures());
     }
 
-    /** Seconds of the recording without sound. */
+    /** Seconds of the recording without sound, those included that lie between files for want of a picture.
+     */
     double silence() const {
-        double seconds = 0;
+        double seconds = lostPictures() * kPicture;
         for (const Segment& segment : segments_)
             seconds += segment.length() - double(segment.file.audio().packets.size()) * 1024 / 48000;
         return seconds;

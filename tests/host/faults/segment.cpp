@@ -5,7 +5,6 @@
 namespace kep::host {
 namespace {
 
-constexpr double kPicture = 1.0 / 30;
 constexpr double kMillisecond = 0.001;
 
 }  // namespace

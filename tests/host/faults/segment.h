@@ -10,6 +10,9 @@
 
 namespace kep::host {
 
+/** Seconds that a picture of these recordings stands for. */
+constexpr double kPicture = 1.0 / 30;
+
 /** A finished file of a recording of the test sources, decoded. Fails the test when it does not play. */
 struct Segment {
     explicit Segment(const std::filesystem::path& path);
