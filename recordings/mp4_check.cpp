@@ -35,11 +35,14 @@ constexpr std::array<std::string_view, 14> kTopLevelKinds = {"moof", "mdat", "fr
 
 /** A fragment that can be read, and where it ends. */
 struct FoundFragment {
+    FoundFragment() = default;
+    FoundFragment(FoundFragment&&) = default;  // a copy would refer to the contents of the original
+
     Mp4Fragment fragment;
-    Bytes contents;     /**< of its description */
-    std::uint64_t data; /**< where the box with its samples begins */
-    std::uint64_t end;
-    bool hasDataHeader; /**< that box begins as it must */
+    Bytes contents;         /**< of its description, which `fragment` refers to */
+    std::uint64_t data = 0; /**< where the box with its samples begins */
+    std::uint64_t end = 0;
+    bool hasDataHeader = false; /**< that box begins as it must */
 };
 
 class Mp4Checker {
@@ -123,7 +126,7 @@ class Mp4Checker {
         const auto box = boxAt(file_, at);
         if (!index_ || !box || box->kind != "moof" || box->end > kMaxFragmentHeader || !mayRead(box->end))
             return std::nullopt;
-        FoundFragment found{};
+        FoundFragment found;
         found.contents = file_.read(at + box->contents, box->end - box->contents);
         Mp4Fragment& fragment = found.fragment;
         found.data = at + box->end;
@@ -166,19 +169,17 @@ class Mp4Checker {
     double beginOf(const Mp4Run& run) const { return seconds(run, run.begin.value_or(0)); }
 
     bool takeSamples(const FoundFragment& found) {
-        Mp4Fragment again;
-        return readFragment(
-            found.contents, at_, file_.size(), *index_, again, [this](const Mp4Sample& sample) {
-                if (!mayRead(sample.size)) return false;
-                if (isWhole(sample)) return true;
-                const std::uint64_t end = sample.offset + sample.size;
-                const bool goesOn = !damages_.empty() && damages_.back().kind == Kind::samples &&
-                                    damages_.back().end == sample.offset;
-                if (!goesOn) damages_.push_back({Kind::samples, sample.offset, end, 0});
-                damages_.back().end = end;
-                ++damages_.back().packets;
-                return true;
-            });
+        return forEachSample(found.fragment, [this](const Mp4Sample& sample) {
+            if (!mayRead(sample.size)) return false;
+            if (isWhole(sample)) return true;
+            const std::uint64_t end = sample.offset + sample.size;
+            const bool goesOn = !damages_.empty() && damages_.back().kind == Kind::samples &&
+                                damages_.back().end == sample.offset;
+            if (!goesOn) damages_.push_back({Kind::samples, sample.offset, end, 0});
+            damages_.back().end = end;
+            ++damages_.back().packets;
+            return true;
+        });
     }
 
     /** Each byte is read a few times at most; but boxes that lie could have the same ones read over and over.
@@ -195,15 +196,24 @@ class Mp4Checker {
 
     /** Whether a fragment that was searched for is of this recording, and not what is left of a deleted one
      * in the same blocks. The mark of the file tells; without one it must be whole and of a later time. */
-    bool isOwn(const FoundFragment& found, std::uint64_t at) {
+    bool isOwn(const FoundFragment& found) {
         if (mark_) return markAt(file_, found.end) == mark_;
-        bool whole = std::ranges::all_of(
-            found.fragment.runs, [this](const Mp4Run& run) { return beginOf(run) + kOverlap >= last_; });
-        Mp4Fragment again;
-        readFragment(found.contents, at, file_.size(), *index_, again, [&](const Mp4Sample& sample) {
-            return whole = whole && mayRead(sample.size) && isWhole(sample);
-        });
-        return whole;
+        return std::ranges::all_of(found.fragment.runs,
+                                   [this](const Mp4Run& run) { return beginOf(run) + kOverlap >= last_; }) &&
+               forEachSample(found.fragment, [this](const Mp4Sample& sample) {
+                   return mayRead(sample.size) && isWhole(sample);
+               });
+    }
+
+    /** Calls `visit` until it is false; whether it never was. */
+    template <class Visit>
+    static bool forEachSample(const Mp4Fragment& fragment, Visit&& visit) {
+        Mp4Sample sample;
+        for (const Mp4Run& run : fragment.runs) {
+            for (Mp4RunSamples samples(run); samples.next(sample);)
+                if (!visit(sample)) return false;
+        }
+        return true;
     }
 
     /** Goes on at the next fragment that can be read; has a player skip what lies before it, or all that
@@ -212,7 +222,7 @@ class Mp4Checker {
         std::uint64_t next = file_.size();
         forEachPlaceOf(file_, "moof", at_ + kHeaderSize, [&](std::uint64_t offset) {
             const auto fragment = fragmentAt(offset);
-            if (!fragment || !isOwn(*fragment, offset)) return false;
+            if (!fragment || !isOwn(*fragment)) return false;
             next = offset;
             return true;
         });

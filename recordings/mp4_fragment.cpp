@@ -3,14 +3,22 @@
 #include <algorithm>
 #include <bit>
 
-#include "recordings/mp4_boxes.h"
-
 namespace recordings {
 
 namespace {
 
 /** Of a fragment: twenty seconds of samples that are not even compressed. More are a count that lies. */
 constexpr std::uint64_t kMaxSamples = 1 << 20;
+
+/** Flags of a `tfhd` box, for the fields that it has and for what its offsets count from. */
+namespace head_flags {
+constexpr std::uint32_t kBase = 0x01;
+constexpr std::uint32_t kDescription = 0x02;
+constexpr std::uint32_t kDuration = 0x08;
+constexpr std::uint32_t kSize = 0x10;
+constexpr std::uint32_t kFlags = 0x20;
+constexpr std::uint32_t kBaseIsFragment = 0x20000;
+}  // namespace head_flags
 
 /** Flags of a `trun` box, for the fields that it has. */
 namespace run_flags {
@@ -23,39 +31,53 @@ constexpr std::uint32_t kComposition = 0x800;
 constexpr std::uint32_t kOfEach = kDuration | kSize | kFlags | kComposition;
 }  // namespace run_flags
 
+/** Of a sample's flags: it is no sync sample. */
+constexpr std::uint32_t kNoSyncSample = 0x10000;
+
 /** A fragment's part of one track. */
 class TrackRun {
   public:
-    TrackRun(std::uint64_t offset, std::uint64_t fileBytes, const Mp4Index& index, const VisitSample& visit,
+    /** @param implied where the samples lie when nothing says so: behind those of the run before */
+    TrackRun(std::uint64_t offset, std::uint64_t implied, std::uint64_t fileBytes, const Mp4Index& index,
              Mp4Fragment& fragment)
-        : fragmentOffset_(offset), fileBytes_(fileBytes), index_(index), visit_(visit), fragment_(fragment) {}
+        : fragmentOffset_(offset),
+          implied_(implied),
+          fileBytes_(fileBytes),
+          index_(index),
+          fragment_(fragment) {}
 
     bool read(ByteSpan contents) {
+        run_.contents = contents;
         bool good = true;
         const bool fills = forEachBox(contents, [&](std::string_view kind, ByteSpan box) {
             if (kind == "tfhd") good = readHeader(box) && good;
             if (kind == "tfdt") good = readTime(box) && good;
             if (kind == "trun") good = readSamples(box) && good;
         });
-        if (!fills || !good || !track_) return false;
+        if (!fills || !good || !known_) return false;
         if (hasSamples_) fragment_.runs.push_back(run_);
         return true;
     }
+    std::uint64_t end() const { return at_; }
 
   private:
     bool readHeader(ByteSpan contents) {
+        if (known_) return false;
         Numbers numbers(contents);
         const std::uint32_t flags = numbers.next32();
         run_.track = numbers.next32();
         const auto found = index_.tracks.find(run_.track);
         if (found == index_.tracks.end() || !found->second.hasDefaults || found->second.timescale == 0)
             return false;
-        track_ = &found->second;
-        base_ = flags & 0x01 ? numbers.next(8) : fragmentOffset_;
-        if (flags & 0x02) numbers.skip(4);
-        duration_ = flags & 0x08 ? numbers.next32() : track_->sampleDuration;
-        size_ = flags & 0x10 ? numbers.next32() : track_->sampleSize;
-        at_ = base_;
+        const Mp4Track& track = found->second;
+        known_ = true;
+        run_.base = flags & head_flags::kBaseIsFragment ? fragmentOffset_ : implied_;
+        if (flags & head_flags::kBase) run_.base = numbers.next(8);
+        if (flags & head_flags::kDescription) numbers.skip(4);
+        run_.duration = flags & head_flags::kDuration ? numbers.next32() : track.sampleDuration;
+        run_.size = flags & head_flags::kSize ? numbers.next32() : track.sampleSize;
+        run_.flags = flags & head_flags::kFlags ? numbers.next32() : track.sampleFlags;
+        at_ = run_.base;
         return !numbers.failed();
     }
 
@@ -67,50 +89,32 @@ class TrackRun {
     }
 
     bool readSamples(ByteSpan contents) {
-        Numbers numbers(contents);
-        const std::uint32_t flags = numbers.next32();
-        const std::uint32_t count = numbers.next32();
-        if (!track_ || count > kMaxSamples - fragment_.samples) return false;
-        if (flags & run_flags::kOffset) {
-            const std::int64_t distance = static_cast<std::int32_t>(numbers.next32());
-            if (base_ > fileBytes_ || (distance < 0 && base_ < static_cast<std::uint64_t>(-distance)))
+        auto box = RunBox::read(contents);
+        if (!known_ || !box || box->count > kMaxSamples - fragment_.samples) return false;
+        if (box->distance) {
+            const std::int64_t distance = *box->distance;
+            if (run_.base > fileBytes_ || (distance < 0 && run_.base < static_cast<std::uint64_t>(-distance)))
                 return false;
-            at_ = base_ + static_cast<std::uint64_t>(distance);
+            at_ = run_.base + static_cast<std::uint64_t>(distance);
         }
-        if (flags & run_flags::kFirstFlags) numbers.skip(4);
-        const auto fields = static_cast<std::uint32_t>(std::popcount(flags & run_flags::kOfEach));
-        if (numbers.failed() || numbers.rest().size() != std::size_t{4} * fields * count) return false;
-        return fields ? readListed(numbers, flags, count) : takeEqual(count);
-    }
-
-    bool readListed(Numbers numbers, std::uint32_t flags, std::uint32_t count) {
-        for (std::uint32_t i = 0; i < count; ++i) {
-            const std::uint32_t duration = flags & run_flags::kDuration ? numbers.next32() : duration_;
-            const std::uint32_t size = flags & run_flags::kSize ? numbers.next32() : size_;
-            if (flags & run_flags::kFlags) numbers.skip(4);
-            // Of version 0 they are unsigned, but nobody means one beyond a signed number's.
-            const auto shift =
-                flags & run_flags::kComposition ? static_cast<std::int32_t>(numbers.next32()) : 0;
-            if (!isInFile(size)) return false;
-            takeTime(duration, shift);
-            if (!take(size)) return false;
+        if (box->isUniform()) return takeUniform(box->count);
+        Mp4Sample sample;
+        for (std::uint32_t i = 0; i < box->count; ++i) {
+            box->next(run_, sample);
+            if (!isInFile(sample.size)) return false;
+            takeTime(sample.duration, sample.shift);
+            take(1, sample.size);
         }
         return true;
     }
 
     /** Samples that have no fields of their own, of which a few bytes may state very many. */
-    bool takeEqual(std::uint32_t count) {
+    bool takeUniform(std::uint32_t count) {
         if (count == 0) return true;
-        const std::uint64_t bytes = std::uint64_t{size_} * count;
-        if (size_ == 0 || !isInFile(bytes)) return false;
-        takeTime(std::uint64_t{duration_} * count, 0);
-        if (visit_) {
-            for (std::uint32_t i = 0; i < count; ++i)
-                if (!take(size_)) return false;
-            return true;
-        }
-        if (!take(bytes)) return false;
-        fragment_.samples += count - 1;
+        const std::uint64_t bytes = std::uint64_t{run_.size} * count;
+        if (run_.size == 0 || !isInFile(bytes)) return false;
+        takeTime(std::uint64_t{run_.duration} * count, 0);
+        take(count, bytes);
         return true;
     }
 
@@ -125,41 +129,109 @@ class TrackRun {
         hasSamples_ = true;
     }
 
-    bool take(std::uint64_t bytes) {
-        const bool first = fragment_.samples++ == 0;
+    void take(std::uint32_t samples, std::uint64_t bytes) {
         fragment_.hasEmptySample = fragment_.hasEmptySample || bytes == 0;
-        fragment_.dataBegin = first ? at_ : std::min(fragment_.dataBegin, at_);
-        const Mp4Sample sample{run_.track, at_, static_cast<std::uint32_t>(bytes)};
+        fragment_.dataBegin = fragment_.samples == 0 ? at_ : std::min(fragment_.dataBegin, at_);
+        fragment_.samples += samples;
         at_ += bytes;
         fragment_.dataEnd = std::max(fragment_.dataEnd, at_);
-        return !visit_ || visit_(sample);
     }
 
     const std::uint64_t fragmentOffset_;
+    const std::uint64_t implied_;
     const std::uint64_t fileBytes_;
     const Mp4Index& index_;
-    const VisitSample& visit_;
     Mp4Fragment& fragment_;
-    const Mp4Track* track_ = nullptr;
     Mp4Run run_;
+    bool known_ = false; /**< the track and what its samples have in common */
     bool hasSamples_ = false;
-    std::uint64_t base_ = 0, at_ = 0;
-    std::uint32_t duration_ = 0, size_ = 0;
+    std::uint64_t at_ = 0;
 };
 
 }  // namespace
 
 bool readFragment(ByteSpan contents, std::uint64_t offset, std::uint64_t fileBytes, const Mp4Index& index,
-                  Mp4Fragment& fragment, const VisitSample& visit) {
+                  Mp4Fragment& fragment) {
     fragment.samples = 0;
     fragment.hasEmptySample = false;
     fragment.dataBegin = fragment.dataEnd = 0;
     fragment.runs.clear();
     bool good = true;
+    std::uint64_t implied = offset;
     const bool fills = forEachBox(contents, [&](std::string_view kind, ByteSpan box) {
-        if (kind == "traf") good = good && TrackRun(offset, fileBytes, index, visit, fragment).read(box);
+        if (kind != "traf" || !good) return;
+        TrackRun run(offset, implied, fileBytes, index, fragment);
+        good = run.read(box);
+        implied = run.end();
     });
     return fills && good && fragment.samples > 0;
+}
+
+std::optional<RunBox> RunBox::read(ByteSpan contents) {
+    RunBox box;
+    Numbers numbers(contents);
+    box.flags = numbers.next32();
+    box.count = numbers.next32();
+    if (box.flags & run_flags::kOffset) box.distance = static_cast<std::int32_t>(numbers.next32());
+    if (box.flags & run_flags::kFirstFlags) box.firstFlags = numbers.next32();
+    const auto fields = static_cast<std::uint32_t>(std::popcount(box.flags & run_flags::kOfEach));
+    if (numbers.failed() || numbers.rest().size() != std::size_t{4} * fields * box.count) return std::nullopt;
+    box.fields = numbers;
+    return box;
+}
+
+bool RunBox::isUniform() const {
+    return (flags & run_flags::kOfEach) == 0;
+}
+
+void RunBox::next(const Mp4Run& run, Mp4Sample& sample) {
+    sample.track = run.track;
+    sample.duration = flags & run_flags::kDuration ? fields.next32() : run.duration;
+    sample.size = flags & run_flags::kSize ? fields.next32() : run.size;
+    std::uint32_t own = flags & run_flags::kFlags ? fields.next32() : run.flags;
+    if (firstFlags) own = *firstFlags;
+    firstFlags.reset();
+    sample.key = (own & kNoSyncSample) == 0;
+    // Of version 0 they are unsigned, but nobody means one beyond a signed number's.
+    sample.shift = flags & run_flags::kComposition ? static_cast<std::int32_t>(fields.next32()) : 0;
+}
+
+/** Goes on to a box that has samples left; false when there is none. */
+bool Mp4RunSamples::enterBox() {
+    while (box_.count == 0) {
+        const auto header = readBoxHeader(rest_, rest_.size());
+        if (!header) return false;
+        const ByteSpan contents = rest_.subspan(header->contents, header->end - header->contents);
+        rest_ = rest_.subspan(header->end);
+        if (header->kind != "trun") continue;
+        box_ = RunBox::read(contents).value_or(RunBox());
+        if (box_.distance) at_ = run_.base + static_cast<std::uint64_t>(std::int64_t{*box_.distance});
+    }
+    return true;
+}
+
+bool Mp4RunSamples::next(Mp4Sample& sample) {
+    if (!enterBox()) return false;
+    --box_.count;
+    box_.next(run_, sample);
+    sample.offset = at_;
+    sample.time = time_;
+    at_ += sample.size;
+    time_ += sample.duration;
+    return true;
+}
+
+bool Mp4RunSamples::nextKey(Mp4Sample& sample) {
+    while (enterBox()) {
+        if (box_.isUniform() && !box_.firstFlags && (run_.flags & kNoSyncSample)) {
+            at_ += std::uint64_t{box_.count} * run_.size;
+            time_ += std::uint64_t{box_.count} * run_.duration;
+            box_.count = 0;
+        } else if (next(sample) && sample.key) {
+            return true;
+        }
+    }
+    return false;
 }
 
 std::optional<FragmentTable> readFragmentTable(ByteSpan contents) {

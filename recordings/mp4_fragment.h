@@ -5,15 +5,20 @@
 #include <optional>
 #include <vector>
 
+#include "recordings/mp4_boxes.h"
 #include "recordings/mp4_index.h"
 
 namespace recordings {
 
-/** A sample listed in a fragment. */
+/** A sample of a file; times in units of its track. */
 struct Mp4Sample {
-    std::uint32_t track;
-    std::uint64_t offset; /**< in the file */
-    std::uint32_t size;
+    std::uint32_t track = 0;
+    std::uint64_t offset = 0; /**< in the file */
+    std::uint32_t size = 0;
+    std::uint64_t time = 0; /**< of decoding; in a fragment counted from the beginning of its run */
+    std::uint32_t duration = 0;
+    std::int32_t shift = 0; /**< from decoding to presentation */
+    bool key = true;
 };
 
 /** The samples of one track in a fragment; times in units of the track. */
@@ -25,9 +30,16 @@ struct Mp4Run {
     /** Presentation of the earliest sample and end of that of the latest, counted from `begin`. */
     std::int64_t earliest = 0;
     std::int64_t latest = 0;
+
+    // What Mp4RunSamples reads.
+    ByteSpan contents;          /**< of the `traf` box */
+    std::uint64_t base = 0;     /**< in the file; where samples lie whose box does not say so */
+    std::uint32_t duration = 0; /**< these three of samples that do not have their own */
+    std::uint32_t size = 0;
+    std::uint32_t flags = 0;
 };
 
-/** The description of a fragment. Samples are visited, not stored: a short box may list very many. */
+/** The description of a fragment. It has no list of its samples: a short box may state very many. */
 struct Mp4Fragment {
     std::uint64_t samples = 0;
     bool hasEmptySample = false;
@@ -36,16 +48,49 @@ struct Mp4Fragment {
     std::vector<Mp4Run> runs;
 };
 
-/** False ends the reading of the fragment. */
-using VisitSample = std::function<bool(const Mp4Sample&)>;
-
 /**
- * Reads the contents of a `moof` box that begins at `offset` of a file of so many bytes, and calls `visit`
- * with each sample. False when they are damaged, or list a sample that is beyond the end of the file, or
- * `visit` was false; `fragment` is then incomplete.
+ * Reads the contents of a `moof` box that begins at `offset` of a file of so many bytes. False when they are
+ * damaged, or list a sample that is beyond the end of the file; `fragment` is then incomplete. Its runs refer
+ * to the contents.
  */
 bool readFragment(ByteSpan contents, std::uint64_t offset, std::uint64_t fileBytes, const Mp4Index& index,
-                  Mp4Fragment& fragment, const VisitSample& visit = nullptr);
+                  Mp4Fragment& fragment);
+
+/** The contents of a `trun` box: its samples and what all of them have in common. */
+struct RunBox {
+    std::uint32_t flags = 0;
+    std::uint32_t count = 0;                 /**< samples */
+    std::optional<std::int32_t> distance;    /**< of the first sample from the base of the run */
+    std::optional<std::uint32_t> firstFlags; /**< of the first sample */
+    Numbers fields{ByteSpan()};              /**< of one sample after the other */
+
+    /** Nothing when the box does not hold what its flags and its count state. */
+    static std::optional<RunBox> read(ByteSpan contents);
+    /** Whether the samples have no fields, so that all are alike. */
+    bool isUniform() const;
+    /** Fills what the box says of the next sample, and the rest from the run. */
+    void next(const Mp4Run& run, Mp4Sample& sample);
+};
+
+/** Goes over the samples of a run that readFragment() has found good. */
+class Mp4RunSamples {
+  public:
+    explicit Mp4RunSamples(const Mp4Run& run) : run_(run), rest_(run.contents), at_(run.base) {}
+
+    /** False when there are no more. */
+    bool next(Mp4Sample& sample);
+    /** Goes on to the next key sample; many alike that are none are passed over at once. */
+    bool nextKey(Mp4Sample& sample);
+
+  private:
+    bool enterBox();
+
+    Mp4Run run_;
+    ByteSpan rest_; /**< boxes that have not been begun */
+    RunBox box_;
+    std::uint64_t at_;
+    std::uint64_t time_ = 0;
+};
 
 /** What stands before the entries of a `tfra` box. */
 struct FragmentTable {

@@ -55,29 +55,34 @@ void readPictureEntry(ByteSpan entry, Mp4Track& track) {
     constexpr std::size_t kSize = 24;
     if (entry.size() < kFields || bigEndian(entry, kSize, 2) == 0 || bigEndian(entry, kSize + 2, 2) == 0)
         return;
+    track.width = static_cast<int>(bigEndian(entry, kSize, 2));
+    track.height = static_cast<int>(bigEndian(entry, kSize + 2, 2));
     forEachBox(entry.subspan(kFields), [&](std::string_view kind, ByteSpan settings) {
         const std::size_t at = kind == "avcC" ? 4 : kind == "hvcC" ? 21 : settings.size();
         if (at >= settings.size()) return;
         track.lengthBytes = (settings[at] & 3U) + 1;
+        track.settings.assign(settings.begin(), settings.end());
         track.configured = kind == "hvcC" || hasParameterSets(settings);
     });
 }
 
-/** Goes on to the contents of a descriptor; false when it is of another kind or does not fit. */
-bool enterDescriptor(Numbers& numbers, std::uint64_t kind) {
+/** Goes on to the contents of a descriptor and returns their length; 0 when it is of another kind or does not
+ * fit. */
+std::size_t enterDescriptor(Numbers& numbers, std::uint64_t kind) {
     constexpr std::size_t kMaxLengthSize = 4;
-    if (numbers.next(1) != kind) return false;
-    std::uint64_t length = 0;
+    if (numbers.next(1) != kind) return 0;
+    std::size_t length = 0;
     for (std::size_t i = 0; i < kMaxLengthSize; ++i) {
         const std::uint64_t part = numbers.next(1);
         length = length << 7 | (part & 0x7f);
         if (!(part & 0x80)) break;
     }
-    return !numbers.failed() && length > 0 && length <= numbers.rest().size();
+    return !numbers.failed() && length <= numbers.rest().size() ? length : 0;
 }
 
-/** Whether an `esds` box has the settings of a decoder in the descriptors in which they belong. */
-bool hasSoundSettings(ByteSpan contents) {
+/** Takes the settings of a decoder out of an `esds` box; false when they are not in the descriptors in which
+ * they belong. */
+bool readSoundSettings(ByteSpan contents, Mp4Track& track) {
     constexpr std::uint64_t kStream = 3;
     constexpr std::uint64_t kDecoder = 4;
     constexpr std::uint64_t kSettings = 5;
@@ -96,19 +101,28 @@ bool hasSoundSettings(ByteSpan contents) {
     const bool isMp3 = coding == 0x69 || coding == 0x6b;
     if (!isAac) return isMp3 && !numbers.failed();
     numbers.skip(kDecoderFields);
-    if (!enterDescriptor(numbers, kSettings)) return false;
+    const std::size_t length = enterDescriptor(numbers, kSettings);
+    if (length == 0) return false;
+    track.settings.assign(numbers.rest().begin(),
+                          numbers.rest().begin() + static_cast<std::ptrdiff_t>(length));
     // The kind of sound in five bits, its rate in four, of which two values stand for none, and its channels.
     const std::uint64_t config = numbers.next(2);
     const std::uint64_t rate = config >> 7 & 0xf;
     const std::uint64_t channels = config >> 3 & 0xf;
+    // The entry around it has two channels whatever there are.
+    if (channels > 0) track.channels = channels == 7 ? 8 : static_cast<int>(channels);
     return !numbers.failed() && config >> 11 != 0 && rate != 13 && rate != 14 && channels <= 7;
 }
 
 void readSoundEntry(ByteSpan entry, Mp4Track& track) {
     constexpr std::size_t kFields = 28;
+    constexpr std::size_t kChannels = 16;
+    constexpr std::size_t kRate = 24;  // whole hertz in the first two of four bytes
     if (entry.size() < kFields) return;
+    track.channels = static_cast<int>(bigEndian(entry, kChannels, 2));
+    track.sampleRate = static_cast<int>(bigEndian(entry, kRate, 2));
     forEachBox(entry.subspan(kFields), [&](std::string_view kind, ByteSpan settings) {
-        if (kind == "esds") track.configured = hasSoundSettings(settings);
+        if (kind == "esds") track.configured = readSoundSettings(settings, track);
     });
 }
 
@@ -122,6 +136,7 @@ void readSampleEntry(ByteSpan contents, Mp4Track& track) {
         } else if (kind == "mp4a") {
             readSoundEntry(entry, track);
         } else {
+            if (track.handler == "soun") readSoundEntry(entry, track);
             track.configured = true;
         }
     });
@@ -157,7 +172,36 @@ std::vector<Mp4Edit> readEdits(ByteSpan contents) {
     return edits;
 }
 
-Mp4Track readTrack(ByteSpan contents) {
+/** The entries of a table, or none when they are not as many as it says. */
+Mp4Table readTable(ByteSpan index, ByteSpan box, std::uint64_t entryBytes) {
+    constexpr std::size_t kHead = kFullBoxHeader + 4;
+    if (box.size() < kHead) return {};
+    const std::uint64_t count = bigEndian(box, kFullBoxHeader, 4);
+    if (count > (box.size() - kHead) / entryBytes) return {};
+    return {static_cast<std::uint64_t>(box.data() - index.data()) + kHead, count};
+}
+
+Mp4Tables readTables(ByteSpan index, ByteSpan boxes) {
+    Mp4Tables tables;
+    tables.durations = readTable(index, findBox(boxes, "stts"), 8);
+    tables.shifts = readTable(index, findBox(boxes, "ctts"), 8);
+    tables.chunks = readTable(index, findBox(boxes, "stsc"), 12);
+    tables.offsets = readTable(index, findBox(boxes, "stco"), 4);
+    if (tables.offsets.count == 0) {
+        tables.offsetBytes = 8;
+        tables.offsets = readTable(index, findBox(boxes, "co64"), 8);
+    }
+    const ByteSpan keys = findBox(boxes, "stss");
+    if (!keys.empty()) tables.keys = readTable(index, keys, 4);
+    const ByteSpan sizes = findBox(boxes, "stsz");
+    if (sizes.size() < kFullBoxHeader + 4) return tables;
+    tables.sampleSize = static_cast<std::uint32_t>(bigEndian(sizes, kFullBoxHeader, 4));
+    // Its head has one more number, the size of all.
+    if (tables.sampleSize == 0) tables.sizes = readTable(index, sizes.subspan(4), 4);
+    return tables;
+}
+
+Mp4Track readTrack(ByteSpan index, ByteSpan contents) {
     Mp4Track track;
     track.edits = readEdits(findBox(findBox(contents, "edts"), "elst"));
     const ByteSpan media = findBox(contents, "mdia");
@@ -169,7 +213,10 @@ Mp4Track readTrack(ByteSpan contents) {
     readSampleEntry(findBox(tables, "stsd"), track);
     const ByteSpan sizes = findBox(tables, "stsz");
     if (sizes.size() >= 12) track.samples = bigEndian(sizes, 8, 4);
-    if (track.samples > 0) track.length = timing.duration;
+    if (track.samples > 0) {
+        track.length = timing.duration;
+        track.tables = readTables(index, tables);
+    }
     return track;
 }
 
@@ -182,6 +229,7 @@ void readDefaults(ByteSpan contents, Mp4Index& index) {
         numbers.skip(4);
         track.sampleDuration = numbers.next32();
         track.sampleSize = numbers.next32();
+        track.sampleFlags = numbers.next32();
         track.hasDefaults = !numbers.failed();
     });
 }
@@ -256,11 +304,12 @@ std::optional<Mp4Index> readIndex(ByteSpan contents) {
             if (timing.timescale) index.seconds = static_cast<double>(timing.duration) / timing.timescale;
         } else if (kind == "trak" && index.tracks.size() <= kMaxTracks) {
             consistent = consistent && isConsistent(box);
-            Mp4Track track = readTrack(box);
+            Mp4Track track = readTrack(contents, box);
             Mp4Track& kept = index.tracks[readTrackNumber(findBox(box, "tkhd"))];
             track.hasDefaults = kept.hasDefaults;
             track.sampleDuration = kept.sampleDuration;
             track.sampleSize = kept.sampleSize;
+            track.sampleFlags = kept.sampleFlags;
             kept = std::move(track);
         } else if (kind == "mvex") {
             readDefaults(box, index);

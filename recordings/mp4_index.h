@@ -16,6 +16,24 @@ struct Mp4Edit {
     std::int64_t mediaTime = 0; /**< where it begins, in units of the track; below 0 nothing is shown */
 };
 
+/** A table in the contents of an index: its entries, of a size that its kind fixes. */
+struct Mp4Table {
+    std::uint64_t at = 0; /**< of the first entry, counted from the beginning of the contents */
+    std::uint64_t count = 0;
+};
+
+/** The tables of the samples that the index lists itself. Each lies within the index. */
+struct Mp4Tables {
+    Mp4Table durations; /**< `stts` */
+    Mp4Table shifts;    /**< `ctts`; empty when samples are presented when they are decoded */
+    Mp4Table chunks;    /**< `stsc` */
+    Mp4Table offsets;   /**< `stco` or `co64`, of chunks */
+    std::size_t offsetBytes = 4;
+    Mp4Table sizes;               /**< `stsz`; empty when all have `sampleSize` */
+    std::uint32_t sampleSize = 0; /**< of all; 0 when each has its own */
+    std::optional<Mp4Table> keys; /**< `stss`; without one each sample is a key */
+};
+
 /** A track in the index of a file. */
 struct Mp4Track {
     std::uint32_t timescale = 0; /**< units in a second */
@@ -25,10 +43,18 @@ struct Mp4Track {
     std::size_t lengthBytes = 4; /**< of the length before each unit of a picture */
     bool hasDefaults = false;    /**< fragments may have samples of it */
     std::uint32_t sampleDuration = 0;
-    std::uint32_t sampleSize = 0; /**< both of samples that do not have their own */
-    std::uint64_t samples = 0;    /**< listed in the index itself */
-    std::uint64_t length = 0;     /**< of these */
+    std::uint32_t sampleSize = 0; /**< all three of samples that do not have their own */
+    std::uint32_t sampleFlags = 0;
+    std::uint64_t samples = 0; /**< listed in the index itself */
+    std::uint64_t length = 0;  /**< of these */
     std::vector<Mp4Edit> edits;
+    int width = 0; /**< of pictures */
+    int height = 0;
+    int sampleRate = 0; /**< of sound, in hertz */
+    int channels = 0;
+    /** For its decoder: the contents of `avcC` or `hvcC`, or of AAC the AudioSpecificConfig. */
+    Bytes settings;
+    Mp4Tables tables;
 };
 
 struct Mp4Index {

@@ -6,10 +6,8 @@
 #include <map>
 #include <vector>
 
-#include "recordings/box_window.h"
 #include "recordings/failure.h"
-#include "recordings/mp4_fragment.h"
-#include "recordings/mp4_header.h"
+#include "recordings/fragment_map.h"
 
 namespace recordings {
 
@@ -17,8 +15,6 @@ namespace {
 
 /** That of a fragmented file has no tables: with three tracks it is below 4 KiB. */
 constexpr std::uint64_t kMaxIndexSize = 2 << 20;
-/** A fragment's description is below 2 KiB for half a second. */
-constexpr std::uint64_t kMaxFragmentSize = 1 << 20;
 /** Of fragments, each track has begun long before. */
 constexpr int kMaxBeginning = 64;
 
@@ -32,15 +28,20 @@ struct TrackTimes {
 
 class LengthReader {
   public:
-    explicit LengthReader(const FileBytes& file) : file_(file), window_(file) {}
+    LengthReader(const FileBytes& file, const Mp4Beginning& beginning)
+        : file_(file),
+          index_(beginning.index),
+          firstBox_(beginning.firstBox),
+          window_(file),
+          walk_(file, beginning) {}
 
     std::int64_t milliseconds() {
-        readHeader();
         takeListed();
         if (!readIndexed()) {
             times_.clear();
             takeListed();
-            walk(firstBox_, file_.size(), [] { return true; });
+            walk_.moveTo(firstBox_);
+            while (walk_.next(file_.size())) take();
         }
         if (times_.empty()) throw Failure(file_.path() + ": no fragment of this MP4 is whole");
         double begin = std::numeric_limits<double>::max();
@@ -58,64 +59,6 @@ class LengthReader {
     }
 
   private:
-    /** Goes over the boxes up to the index, and over that. */
-    void readHeader() {
-        bool isFragmented = false;
-        std::uint64_t at = 0;
-        auto box = window_.boxAt(at);
-        if (!box || (box->kind != "ftyp" && box->kind != "moov" && box->kind != "styp"))
-            throw Failure(file_.path() + ": not an MP4 file");
-        for (; box && box->kind != "moov"; box = window_.boxAt(at)) {
-            isFragmented = isFragmented || box->kind == "moof";
-            at += box->end;
-        }
-        if (!box) throw Failure(file_.path() + ": the index of this MP4 is missing or damaged");
-        if (box->end > kMaxIndexSize)
-            throw Failure(file_.path() + ": an MP4 without fragments, or with an index of " +
-                          std::to_string(box->end) + " bytes");
-        const std::uint64_t contents = at + box->contents;
-        auto index = recordings::readIndex(window_.view(contents, box->end - box->contents));
-        if (!index) throw Failure(file_.path() + ": the index of this MP4 is damaged");
-        index_ = std::move(*index);
-        const bool expected =
-            std::ranges::any_of(index_.tracks, [](const auto& track) { return track.second.hasDefaults; });
-        if (!expected) throw Failure(file_.path() + ": an MP4 without fragments");
-        at += box->end;
-        mark_ = markAt(file_, at);
-        firstBox_ = isFragmented ? 0 : at;
-    }
-
-    /** Reads the fragments between two places while `goesOn()`; returns where it ended. */
-    template <class GoesOn>
-    std::uint64_t walk(std::uint64_t at, std::uint64_t end, GoesOn&& goesOn) {
-        while (at < end && goesOn()) {
-            const auto box = window_.boxAt(at);
-            if (!box) break;
-            const std::uint64_t next = at + box->end;
-            if (box->kind == "moof" && box->end <= kMaxFragmentSize) {
-                const ByteSpan contents = window_.view(at + box->contents, box->end - box->contents);
-                const bool whole = readFragment(contents, at, file_.size(), index_, fragment_);
-                if (whole && isForeign(next)) break;
-                if (whole) take();
-            }
-            at = next;
-        }
-        return at;
-    }
-
-    /** Whether the data box at `data` is followed by the mark of another file: it is what is left of a
-     * deleted one in the same blocks. */
-    bool isForeign(std::uint64_t data) {
-        if (!mark_) return false;
-        const auto box = window_.boxAt(data);
-        if (!box || box->kind != "mdat") return false;
-        const std::uint64_t at = data + box->end;
-        const auto behind = window_.boxAt(at);
-        if (!behind || behind->kind != "free" || behind->end != behind->contents + mark_->size())
-            return false;
-        return !std::ranges::equal(window_.view(at + behind->contents, mark_->size()), *mark_);
-    }
-
     /** The samples before the first fragment, which the index lists itself. */
     void takeListed() {
         for (const auto& [number, track] : index_.tracks) {
@@ -125,7 +68,7 @@ class LengthReader {
     }
 
     void take() {
-        for (const Mp4Run& run : fragment_.runs) {
+        for (const Mp4Run& run : walk_.fragment().runs) {
             TrackTimes& times = times_[run.track];
             const std::uint64_t first = run.begin.value_or(times.next);
             const double begin = static_cast<double>(first) + static_cast<double>(run.earliest);
@@ -166,38 +109,32 @@ class LengthReader {
     /** Reads the first fragments and those that the index at the end of a file has as the last ones. False
      * when there is no such index or it does not lead to what there is. */
     bool readIndexed() {
-        constexpr std::uint64_t kEndBox = 16;  // says how large the index is in its last number
-        if (firstBox_ == 0 || file_.size() < firstBox_ + kEndBox) return false;
-        const ByteSpan last = window_.view(file_.size() - kEndBox, kEndBox);
-        const auto end = readBoxHeader(last, kEndBox);
-        if (!end || end->kind != "mfro" || end->end != kEndBox) return false;
-        const std::uint64_t size = bigEndian(last, kEndBox - 4, 4);
-        if (size > file_.size() - firstBox_) return false;
-        const std::uint64_t begin = file_.size() - size;
-        const auto box = window_.boxAt(begin);
-        if (!box || box->kind != "mfra" || box->end != size) return false;
-
+        const auto found = findFragmentIndex(file_, window_, firstBox_);
+        if (!found) return false;
+        const std::uint64_t begin = found->begin;
         std::map<std::uint32_t, std::uint64_t> lastOf;
-        if (!readTables(begin + box->contents, file_.size() - kEndBox, lastOf)) return false;
-        int fragments = 0;
-        walk(firstBox_, begin, [&] { return !hasBegun(lastOf) && ++fragments < kMaxBeginning; });
+        if (!readTables(found->tables, found->end, lastOf)) return false;
+        walk_.moveTo(firstBox_);
+        for (int i = 0; i < kMaxBeginning && !hasBegun(lastOf) && walk_.next(begin); ++i) take();
         if (!hasBegun(lastOf)) return false;
         std::vector<std::uint64_t> places;
         for (const auto& [track, offset] : lastOf) places.push_back(offset);
         std::ranges::sort(places);
         if (places.empty()) return false;
         for (const std::uint64_t place : places) {
-            const auto moof = place >= firstBox_ ? window_.boxAt(place) : std::nullopt;
-            if (!moof || moof->kind != "moof") return false;
-            walk(place, place + 1, [] { return true; });
+            if (place < firstBox_) return false;
+            walk_.moveTo(place);
+            if (!walk_.isFragment(place) || !walk_.next(place + 1)) return false;
+            take();
             for (const auto& [track, offset] : lastOf) {
-                const bool isIn = std::ranges::any_of(fragment_.runs, [number = track](const Mp4Run& run) {
-                    return run.track == number && run.begin;
-                });
+                const auto& runs = walk_.fragment().runs;
+                const bool isIn = std::ranges::any_of(
+                    runs, [number = track](const Mp4Run& run) { return run.track == number && run.begin; });
                 if (offset == place && !isIn) return false;
             }
         }
-        return walk(places.back(), begin, [] { return true; }) == begin;
+        while (walk_.next(begin)) take();
+        return walk_.at() == begin;
     }
 
     /** Where the last fragment of each track begins; false when a table is damaged or a track has none. */
@@ -222,11 +159,10 @@ class LengthReader {
     }
 
     const FileBytes& file_;
+    const Mp4Index& index_;
+    const std::uint64_t firstBox_;
     BoxWindow window_;
-    Mp4Index index_;
-    std::optional<Bytes> mark_;
-    std::uint64_t firstBox_ = 0;
-    Mp4Fragment fragment_;
+    FragmentWalk walk_;
     std::map<std::uint32_t, TrackTimes> times_;
 };
 
@@ -234,7 +170,14 @@ class LengthReader {
 
 std::int64_t fragmentedLength(const std::string& path) {
     const FileBytes file(path);
-    return LengthReader(file).milliseconds();
+    BoxWindow window(file);
+    const Mp4Beginning beginning = readBeginning(file, window, kMaxIndexSize);
+    if (!beginning.expectsFragments()) throw Failure(path + ": an MP4 without fragments");
+    return fragmentedLength(file, beginning);
+}
+
+std::int64_t fragmentedLength(const FileBytes& file, const Mp4Beginning& beginning) {
+    return LengthReader(file, beginning).milliseconds();
 }
 
 }  // namespace recordings

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string>
 
+#include "recordings/fragment_walk.h"
+
 namespace recordings {
 
 /**
@@ -16,6 +18,8 @@ namespace recordings {
  * Throws Failure for a file that cannot be read, is no MP4 or has no whole fragment.
  */
 std::int64_t fragmentedLength(const std::string& path);
+/** The same of a file that is open and expects fragments. */
+std::int64_t fragmentedLength(const FileBytes& file, const Mp4Beginning& beginning);
 
 }  // namespace recordings
 

@@ -1,43 +1,9 @@
 // Any bytes as a fragmented MP4 file: its length is given or refused, in time and memory that its size
 // justifies, and what the check of recordings finds in it has a place in it.
-#include <sys/mman.h>
-#include <unistd.h>
-
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <string>
-
+#include "memory_file.h"
 #include "recordings/failure.h"
 #include "recordings/mp4_length.h"
 #include "recordings/recording_check.h"
-
-namespace {
-
-void require(bool holds, const char* what) {
-    if (holds) return;
-    std::fprintf(stderr, "%s\n", what);
-    std::abort();
-}
-
-/** A file in memory that bears a name. */
-class MemoryFile {
-  public:
-    MemoryFile() : descriptor_(memfd_create("fuzz.mp4", MFD_CLOEXEC)) {
-        require(descriptor_ >= 0, "no file in memory");
-    }
-    std::string path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
-    void fill(const std::uint8_t* data, std::size_t size) const {
-        require(ftruncate(descriptor_, 0) == 0 &&
-                    pwrite(descriptor_, data, size, 0) == static_cast<ssize_t>(size),
-                "the file in memory cannot be written");
-    }
-
-  private:
-    const int descriptor_;
-};
-
-}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const MemoryFile file;

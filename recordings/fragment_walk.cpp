@@ -1,0 +1,83 @@
+#include "recordings/fragment_walk.h"
+
+#include <algorithm>
+
+#include "recordings/failure.h"
+#include "recordings/mp4_header.h"
+
+namespace recordings {
+
+namespace {
+
+/** A fragment's description is below 2 KiB for half a second. */
+constexpr std::uint64_t kMaxFragmentSize = 1 << 20;
+
+}  // namespace
+
+bool Mp4Beginning::expectsFragments() const {
+    return std::ranges::any_of(index.tracks, [](const auto& track) { return track.second.hasDefaults; });
+}
+
+Mp4Beginning readBeginning(const FileBytes& file, BoxWindow& window, std::uint64_t maxIndex) {
+    Mp4Beginning beginning;
+    bool isFragmented = false;
+    std::uint64_t at = 0;
+    auto box = window.boxAt(at);
+    if (!box || (box->kind != "ftyp" && box->kind != "moov" && box->kind != "styp"))
+        throw Failure(file.path() + ": not an MP4 file");
+    for (; box && box->kind != "moov"; box = window.boxAt(at)) {
+        isFragmented = isFragmented || box->kind == "moof";
+        at += box->end;
+    }
+    if (!box) throw Failure(file.path() + ": the index of this MP4 is missing or damaged");
+    if (box->end > maxIndex)
+        throw Failure(file.path() + ": an MP4 without fragments, or with an index of " +
+                      std::to_string(box->end) + " bytes");
+    beginning.contents = file.read(at + box->contents, box->end - box->contents);
+    auto index = readIndex(beginning.contents);
+    if (!index) throw Failure(file.path() + ": the index of this MP4 is damaged");
+    beginning.index = std::move(*index);
+    at += box->end;
+    beginning.mark = markAt(file, at);
+    beginning.firstBox = isFragmented ? 0 : at;
+    return beginning;
+}
+
+bool FragmentWalk::isFragment(std::uint64_t offset) {
+    const auto box = window_.boxAt(offset);
+    return box && box->kind == "moof";
+}
+
+bool FragmentWalk::next(std::uint64_t end) {
+    while (at_ < end) {
+        const auto box = window_.boxAt(at_);
+        if (!box) return false;
+        offset_ = at_;
+        const std::uint64_t next = at_ + box->end;
+        if (box->kind == "moof" && box->end <= kMaxFragmentSize) {
+            const ByteSpan read = window_.view(at_ + box->contents, box->end - box->contents);
+            contents_.assign(read.begin(), read.end());
+            const bool whole = readFragment(contents_, at_, file_.size(), beginning_.index, fragment_);
+            if (whole && isForeign(next)) return false;
+            at_ = next;
+            if (whole) return true;
+        }
+        at_ = next;
+    }
+    return false;
+}
+
+/** Whether the data box at `data` is followed by the mark of another file: it is what is left of a deleted
+ * one in the same blocks. */
+bool FragmentWalk::isForeign(std::uint64_t data) {
+    if (!beginning_.mark) return false;
+    const auto box = window_.boxAt(data);
+    if (!box || box->kind != "mdat") return false;
+    const std::uint64_t at = data + box->end;
+    const auto behind = window_.boxAt(at);
+    const Bytes& mark = *beginning_.mark;
+    if (!behind || behind->kind != "free" || behind->end != behind->contents + mark.size()) return false;
+    return !std::ranges::equal(window_.view(at + behind->contents, mark.size()), mark);
+}
+
+}  // namespace recordings
