@@ -43,7 +43,8 @@ typedef struct VNDemuxTrack {
 
 /**
  * Receives the packets of a file. Called on threads of the framework, for audio and video at the same time;
- * the stream waits while it runs.
+ * the stream waits while it runs. It may call VNDemuxSeek. The framework for workstations also lets it call
+ * VNStop and VNRelease of its handle while no other thread does: its own call is then the last of its track.
  */
 typedef void (*VNDemuxPacketCallback)(const VNDemuxPacket* packet);
 
@@ -76,7 +77,9 @@ VN_API int VNGetFMp4Duration(const char* filename, int64_t* durms);
 /**
  * Gives a demultiplexer its file and its callbacks, and makes it ready; VNStart then lets the packets flow.
  * The record is read during the call only, its text included, and stays the caller's. The callbacks are
- * called until the handle is released, also when a later step of the call failed: nothing is undone.
+ * called until the handle is released, also when a later step of the call failed: nothing is undone. VNStop
+ * closes the file; VNStart then begins at its beginning. The end of the file is told by the message
+ * `name=endOfFile`, once the callbacks for all packets have returned.
  *
  * @param id  handle of a VNRES_DEMUX; not 0
  * @param res in and out; not null, nor are its `filename`, `cbfrm` and `cbtrunk`
@@ -89,10 +92,12 @@ VN_API int VNGetFMp4Duration(const char* filename, int64_t* durms);
 VN_API int VNDemuxSet(int id, VNDemuxRes* res);
 
 /**
- * Moves a demultiplexer that VNDemuxSet made ready to another time, playing or not.
+ * Moves a demultiplexer that VNDemuxSet made ready to another time, playing or not. The framework for
+ * workstations goes on at the last key frame at or before that time, drops what was to be handed on before
+ * it, but for a callback that has begun, and plays again when it had come to the end of the file.
  *
  * @param id     handle of a VNRES_DEMUX; not 0
- * @param pts_ms milliseconds from the beginning of the file
+ * @param pts_ms milliseconds from the beginning of the file, 0 to its duration
  *
  * @retval VNRES_SUCCEED     the request was taken
  * @retval VNRES_INVALID_ARG `id` is 0

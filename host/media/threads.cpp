@@ -11,9 +11,9 @@ namespace kep::host {
 namespace {
 
 // In the order of the threads; the system takes 15 characters.
-constexpr std::array kNames = {"camera",  "microphone",     "camera-element", "mic-element",
-                               "fifo",    "shm-source",     "muxer",          "event",
-                               "speaker", "picture-writer", "prerecord"};
+constexpr std::array kNames = {"camera",     "microphone", "camera-element", "mic-element", "fifo",
+                               "shm-source", "muxer",      "event",          "speaker",     "picture-writer",
+                               "demuxer",    "func-sink",  "prerecord"};
 static_assert(kNames.size() == static_cast<std::size_t>(Thread::prerecord) + 1);
 
 }  // namespace

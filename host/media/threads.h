@@ -27,6 +27,8 @@ enum class Thread {
     event,             /**< waits for the disks that clips are on, and for their time to come */
     speaker,           /**< waits for the loudspeaker */
     pictureWriter,     /**< waits for the disk of pictures that nobody waits for */
+    demuxer,           /**< reads a recorded file, and waits for those who are handed its packets */
+    funcSink,          /**< waits for an application's callback to return */
     prerecord,         /**< looks for devices that pre-recording lacks; ends once it has them */
 };
 

@@ -23,6 +23,10 @@ int aacRateIndex(int hertz) {
     return found == kRates.end() ? -1 : static_cast<int>(found - kRates.begin());
 }
 
+int aacRate(unsigned index) {
+    return index < kRates.size() ? kRates[index] : 0;
+}
+
 bool isAacChannelCount(int channels) {
     return (channels >= 1 && channels <= 6) || channels == 8;
 }

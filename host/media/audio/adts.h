@@ -11,6 +11,8 @@ namespace kep::host {
 
 /** The index by which AAC's headers name a sample rate; -1 for one that AAC does not know. */
 int aacRateIndex(int hertz);
+/** The sample rate of such an index; 0 for one that stands for none. */
+int aacRate(unsigned index);
 /** Whether AAC knows this sample rate. */
 inline bool isAacRate(int hertz) {
     return aacRateIndex(hertz) >= 0;

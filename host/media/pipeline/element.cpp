@@ -67,6 +67,10 @@ void Element::giveDue() {
     for (Element* const before : previous_) before->giveDue();
 }
 
+void Element::discard(bool discards) {
+    for (Element* const after : next_) after->discard(discards);
+}
+
 bool Element::nextTakeAtOnce() const {
     return std::all_of(next_.begin(), next_.end(), [](const Element* after) { return after->takesAtOnce(); });
 }

@@ -57,6 +57,10 @@ class KEP_API Element : public ObjectImpl {
      * element that has received nothing for a while. */
     virtual void giveDue();
 
+    /** While an element discards, its take() keeps nothing and waits for nothing, and what it held is gone:
+     * the source goes on elsewhere in its file, or ends at once. By default passed on. */
+    virtual void discard(bool discards);
+
     /** Links `next` after this element. Only while both are down. */
     virtual bool link(Element& next);
     /** Parts the element from those after it. Only while both are down. */

@@ -30,6 +30,7 @@ void Media::toString(std::string& text) const {
         attributes.Add<int>("channels", channels);
     }
     if (bitRate > 0) attributes.Add<int>("bitrate", bitRate);
+    if (timescale > 0) attributes.Add("timebase", ("1/" + std::to_string(timescale)).c_str());
     text = attributes.ToString(false);
 }
 

@@ -30,6 +30,7 @@ class KEP_API Media final : public stream::IMedia {
     int sampleRate = 0;
     int channels = 0;
     int bitRate = 0;
+    std::uint32_t timescale = 0; /**< units in a second of the file that it comes from; 0 when from none */
     std::vector<std::uint8_t>
         parameters; /**< of the codec, as the FFmpeg libraries keep them; empty if in-band */
 

@@ -1,12 +1,11 @@
 #include <cstdint>
 #include <string>
 
-#include "kep/url.h"
+#include "media/playback/file_url.h"
 #include "objects/class_registry.h"
 #include "objects/log.h"
 #include "recordings/failure.h"
 #include "recordings/mp4_length.h"
-#include "text/names.h"
 
 namespace kep::host {
 namespace {
@@ -26,13 +25,9 @@ class FragmentedInfo final : public ObjectImpl {
     bool Configure(base::AttrSet& attributes) override try {
         if (!ObjectImpl::Configure(attributes)) return false;
         const std::string url = attributes.GetOrDef("url", "");
-        base::AttrSet parts;
-        if (!base::IUrl::Parse(url.c_str(), parts)) return false;
-        if (foldedName(parts.GetOrDef("scheme", "")) != "file") {
-            KEP_HOST_ERROR(label() + ": url={" + url + "} is no URL of a file");
-            return false;
-        }
-        milliseconds_ = recordings::fragmentedLength(parts.GetOrDef("path", ""));
+        const auto path = localPath(url, label());
+        if (!path) return false;
+        milliseconds_ = recordings::fragmentedLength(*path);
         return true;
     } catch (const recordings::Failure& failure) {
         KEP_HOST_ERROR(label() + ": " + failure.what());
