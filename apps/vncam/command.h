@@ -29,7 +29,9 @@ struct Command {
 int runCommandLine(int argc, char** argv);
 
 int runAac(int argc, char** argv);
+int runDemux(int argc, char** argv);
 int runEvent(int argc, char** argv);
+int runInfo(int argc, char** argv);
 int runLive(int argc, char** argv);
 int runMute(int argc, char** argv);
 int runPcm(int argc, char** argv);

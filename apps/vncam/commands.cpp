@@ -20,6 +20,8 @@ constexpr Command kCommands[] = {
     {"event", "make a clip that begins before its event", runEvent},
     {"snap", "take a still picture", runSnap},
     {"recover", "recover recordings that a power cut left unfinished", runRecover},
+    {"info", "show length, tracks and fragments of MP4 files", runInfo},
+    {"demux", "take the streams out of an MP4 file, or list its packets", runDemux},
     {"aac", "encode a WAV file as AAC, or decode it", runAac},
     {"volume", "set the volume of microphone or speaker for another command", runVolume},
     {"mute", "mute microphone or speaker for another command", runMute},

@@ -8,8 +8,8 @@ namespace {
 
 using Cli = Shell;
 
-const std::vector<std::string> kCommands = {"live", "pcm",     "play",   "record", "event",  "snap",
-                                            "aac",  "recover", "volume", "mute",   "sources"};
+const std::vector<std::string> kCommands = {"live",    "pcm",    "play", "record",  "event", "snap", "aac",
+                                            "recover", "volume", "mute", "sources", "info",  "demux"};
 
 TEST_F(Cli, HelpGoesToStandardOutput) {
     const Result help = run("vncam --help");
