@@ -21,6 +21,8 @@ Playback::Playback() {
 
 Playback::~Playback() {
     release();
+    // One that has released the handle itself still runs.
+    EXPECT_TRUE(waitUntil([this] { return inside_ == 0; }));
     current = nullptr;
 }
 
@@ -92,15 +94,21 @@ void Playback::clear() {
 
 void Playback::take(const VNDemuxPacket* packet) {
     auto& self = *static_cast<Playback*>(packet->user);
-    if (self.released_) ++self.calledLate_;
-    if (self.onPacket) self.onPacket(*packet);
-    const std::string data(static_cast<const char*>(packet->data), static_cast<std::size_t>(packet->size));
+    ++self.inside_;
+    self.keep(*packet);
+    --self.inside_;
+}
+
+void Playback::keep(const VNDemuxPacket& packet) {
+    if (released_) ++calledLate_;
+    if (onPacket) onPacket(packet);
+    const std::string data(static_cast<const char*>(packet.data), static_cast<std::size_t>(packet.size));
     // A byte stream begins with a start code, an ADTS header with ones.
     const bool video = !data.empty() && data[0] == 0;
-    const std::lock_guard lock(self.mutex_);
-    self.threads_.insert(std::this_thread::get_id());
-    EXPECT_TRUE(std::ranges::find(self.media_, packet->media) != self.media_.end()) << "a track not told of";
-    self.packets_.push_back({video, packet->iskey == 1, packet->pts_ms, data, packet->media});
+    const std::lock_guard lock(mutex_);
+    threads_.insert(std::this_thread::get_id());
+    EXPECT_TRUE(std::ranges::find(media_, packet.media) != media_.end()) << "a track not told of";
+    packets_.push_back({video, packet.iskey == 1, packet.pts_ms, data, packet.media});
 }
 
 void Playback::takeTrack(const VNDemuxTrack* track) {

@@ -58,12 +58,14 @@ class Playback {
 
   private:
     static void take(const VNDemuxPacket* packet);
+    void keep(const VNDemuxPacket& packet);
     static void takeTrack(const VNDemuxTrack* track);
     static void takeMessage(const char* message);
 
     int id_ = 0;
     std::atomic<bool> released_{false};
     std::atomic<int> calledLate_{0};
+    std::atomic<int> inside_{0}; /**< callbacks for packets */
     std::int64_t duration_ = -1;
     std::mutex mutex_;
     std::vector<PlayedPacket> packets_;
