@@ -33,6 +33,7 @@ Mp4Beginning readBeginning(const FileBytes& file, BoxWindow& window, std::uint64
     if (box->end > maxIndex)
         throw Failure(file.path() + ": an MP4 without fragments, or with an index of " +
                       std::to_string(box->end) + " bytes");
+    beginning.contentsAt = at + box->contents;
     beginning.contents = file.read(at + box->contents, box->end - box->contents);
     auto index = readIndex(beginning.contents);
     if (!index) throw Failure(file.path() + ": the index of this MP4 is damaged");

@@ -12,9 +12,10 @@ namespace recordings {
 /** What a reader of an MP4 file begins with. */
 struct Mp4Beginning {
     Mp4Index index;
-    Bytes contents; /**< of the `moov` box, which the tables of the index lie in */
-    std::uint64_t firstBox =
-        0;                     /**< where fragments may begin: behind the index, or at 0 when it comes last */
+    Bytes contents;               /**< of the `moov` box, which the tables of the index lie in */
+    std::uint64_t contentsAt = 0; /**< where these lie in the file */
+    /** Where fragments may begin: behind the index, or at 0 when it comes last. */
+    std::uint64_t firstBox = 0;
     std::optional<Bytes> mark; /**< of the file; behind its fragments, too, if it has one */
 
     /** Whether fragments may have samples. */

@@ -1,6 +1,7 @@
 #include "recordings/mp4_index.h"
 
 #include <algorithm>
+#include <array>
 
 #include "recordings/mp4_boxes.h"
 
@@ -220,8 +221,13 @@ Mp4Track readTrack(ByteSpan index, ByteSpan contents) {
     return track;
 }
 
-void readDefaults(ByteSpan contents, Mp4Index& index) {
+/** Reads what samples of fragments have in common. False when boxes are among them that do not belong there:
+ * a player may take one for what it means elsewhere, such as `mdhd`. */
+bool readDefaults(ByteSpan contents, Mp4Index& index) {
+    constexpr std::array<std::string_view, 6> kKinds = {"trex", "mehd", "leva", "trep", "free", "skip"};
+    bool good = true;
     forEachBox(contents, [&](std::string_view kind, ByteSpan box) {
+        good = good && std::ranges::find(kKinds, kind) != kKinds.end();
         Numbers numbers(box);
         if (kind != "trex" || index.tracks.size() > kMaxTracks) return;
         numbers.skip(kFullBoxHeader);
@@ -232,6 +238,7 @@ void readDefaults(ByteSpan contents, Mp4Index& index) {
         track.sampleFlags = numbers.next32();
         track.hasDefaults = !numbers.failed();
     });
+    return good;
 }
 
 /** Whether a box is as long as its version has it: 0, or 1 with times of eight bytes. */
@@ -312,7 +319,7 @@ std::optional<Mp4Index> readIndex(ByteSpan contents) {
             track.sampleFlags = kept.sampleFlags;
             kept = std::move(track);
         } else if (kind == "mvex") {
-            readDefaults(box, index);
+            consistent = readDefaults(box, index) && consistent;
         }
     });
     if (!fills || index.tracks.empty() || index.tracks.size() > kMaxTracks) return std::nullopt;

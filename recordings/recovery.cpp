@@ -12,6 +12,7 @@
 
 #include "recordings/failure.h"
 #include "recordings/file_layer.h"
+#include "recordings/length_box.h"
 
 namespace recordings {
 
@@ -114,6 +115,20 @@ void make(const Repair& repair, FileLayer::File& file) {
     }
 }
 
+/** Has the header of a fragmented file tell how long it is. */
+void fillLength(const std::string& path, FileLayer::File& file) {
+    const FileBytes bytes(path);
+    std::optional<LengthBox> box;
+    try {
+        box = lengthBoxOf(bytes);
+    } catch (const Failure&) {
+        return;  // a file of another kind; players need no length to play it
+    }
+    std::string reason;
+    if (box && !file.write(box->offset, box->bytes.data(), box->bytes.size(), reason))
+        throw Failure("cannot repair " + reason);
+}
+
 /** Copies the bytes behind the end of a recording to `NAME.rest`; false on failure. */
 bool keepRest(const std::string& path, Recovery& recovery) {
     const FileBytes file(path);
@@ -167,6 +182,7 @@ Recovery recoverFile(const std::string& path) {
         if (!file->truncate(result.check.end, reason)) throw Failure("cannot cut " + reason);
         result.cut = size - result.check.end;
     }
+    fillLength(path, *file);
     const auto committed = layer.commit(*file, path, result.path, FileLayer::Taken::refuse, reason);
     if (committed == FileLayer::Committed::no) throw Failure("cannot finish " + reason);
     return result;

@@ -91,5 +91,27 @@ TEST_F(FileCommands, DemuxSaysWhatIsWrong) {
     EXPECT_THAT(missing.err, HasSubstr("missing.mp4: cannot open: No such file or directory"));
 }
 
+TEST_F(FileCommands, HeadersOfFinishedAndRecoveredRecordingsTellTheirLength) {
+    const Result made = run(
+        "vncam record --size 640x360 --segment 2 --seconds 2 --power-fail-protection --dir . --name rec.mp4");
+    ASSERT_EQ(made.exit, 0) << made.err;
+    const std::string whole = readFile(path("rec.mp4"));
+    const std::size_t box = whole.find("mehd");
+    ASSERT_LT(box, whole.find("moof"));
+    EXPECT_THAT(run("vncam info --json rec.mp4").out, HasSubstr("\"finished\": true"));
+    std::uint64_t units = 0;
+    for (std::size_t i = box + 8; i < box + 16; ++i)
+        units = units << 8 | static_cast<unsigned char>(whole[i]);
+    // In units of the file, which are milliseconds.
+    EXPECT_NEAR(static_cast<double>(units), 2000, 40);
+
+    std::string open = whole;
+    open.replace(box, 16, "free" + std::string(12, '\0'));
+    writeFile(path("open.mp4.part"), open);
+    EXPECT_EQ(run("vncam recover .").exit, 0);
+    EXPECT_TRUE(readFile(path("open.mp4")) == whole);
+    EXPECT_EQ(run("ffmpeg -nostdin -v error -i rec.mp4 -f null - 2>&1").out, "");
+}
+
 }  // namespace
 }  // namespace vncam_test

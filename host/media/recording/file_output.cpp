@@ -7,6 +7,9 @@
 #include <new>
 #include <random>
 
+#include "recordings/failure.h"
+#include "recordings/length_box.h"
+
 namespace kep::host {
 namespace {
 
@@ -116,10 +119,28 @@ void FileOutput::pad() {
 }
 
 bool FileOutput::writeHeader(std::string& reason) {
+    if (!addLengthPlace()) return noted(false, reason);
     addMark();
     header_ = kept_;
     pad();
     return write(reason);
+}
+
+bool FileOutput::addLengthPlace() {
+    // Written behind the header, so that libavformat counts it, and then moved.
+    const recordings::Bytes place = recordings::lengthPlace();
+    avio_write(context_, place.data(), static_cast<int>(place.size()));
+    avio_flush(context_);
+    if (failed_ || recordings::moveLengthPlace(kept_)) return !failed_;
+    reason_ = "the header has no place for the length of the file";
+    return false;
+}
+
+bool FileOutput::fillLength(const std::string& path, std::string& reason) try {
+    const auto box = recordings::lengthBoxOf(recordings::FileBytes(path));
+    return !box || noted(file_->write(box->offset, box->bytes.data(), box->bytes.size(), reason_), reason);
+} catch (const recordings::Failure&) {
+    return true;  // it plays without
 }
 
 void FileOutput::addMark() {

@@ -40,6 +40,8 @@ class FileOutput {
      * header is written, which itself is left to be synced.
      */
     bool writeBox(bool sync, std::string& reason);
+    /** Has the header of a fragmented file, which lies at `path`, tell how long it is. */
+    bool fillLength(const std::string& path, std::string& reason);
     /** Truncates the remains of a failed write behind the first `size` bytes. */
     bool dropRest(std::uint64_t size);
     bool sync(std::string& reason);
@@ -68,6 +70,7 @@ class FileOutput {
      */
     void pad();
     bool writeKept();
+    bool addLengthPlace();
     void addMark();
     void addHeaderCopy();
     bool noted(bool done, std::string& reason);
