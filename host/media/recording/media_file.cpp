@@ -228,9 +228,9 @@ bool MediaFile::complete(std::string& reason) {
         reason = ffmpegError(result);
         return false;
     }
-    if (!noteOnDisk(isFragmented() ? output_->writeBox(flush_, reason) : output_->write(reason)))
-        return false;
-    return container_ != Container::fragmentedMp4 || output_->fillLength(openPath_, reason);
+    const bool isWhole =
+        noteOnDisk(isFragmented() ? output_->writeBox(flush_, reason) : output_->write(reason));
+    return isWhole && (!isFragmented() || output_->fillLength(openPath_, reason));
 }
 
 bool MediaFile::finish(std::string& reason) {
