@@ -1,22 +1,8 @@
 #include "media/audio/audio_input.h"
 
-#include "media/audio/device_input.h"
-#include "media/audio/file_input.h"
-#include "media/audio/tone_input.h"
 #include "media/common/ffmpeg.h"
 
 namespace kep::host {
-
-namespace {
-
-template <class Input, class... Arguments>
-std::unique_ptr<AudioInput> opened(Arguments&&... arguments) {
-    auto input = std::make_unique<Input>(std::forward<Arguments>(arguments)...);
-    if (!input->open()) return nullptr;
-    return input;
-}
-
-}  // namespace
 
 std::optional<DeviceSpec> microphoneFromEnvironment() {
     return deviceFromEnvironment(
@@ -26,9 +12,9 @@ std::optional<DeviceSpec> microphoneFromEnvironment() {
 
 std::unique_ptr<AudioInput> openAudioInput(const DeviceSpec& spec, const std::atomic<bool>& stopped) {
     initFfmpeg();
-    if (spec.kind == "test") return opened<ToneInput>(spec);
-    if (spec.kind == "file") return opened<FileInput>(spec.argument, stopped);
-    return opened<DeviceInput>(spec);
+    if (spec.kind == "test") return openTone(spec);
+    if (spec.kind == "file") return openSoundFile(spec.argument, stopped);
+    return openSoundDevice(spec);
 }
 
 }  // namespace kep::host

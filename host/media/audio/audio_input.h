@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <memory>
+#include <string>
 
 #include "media/audio/audio_block.h"
 #include "media/common/device_spec.h"
@@ -29,6 +30,11 @@ std::optional<DeviceSpec> microphoneFromEnvironment();
 /** Opens the chosen microphone; null, with an error line that names it, when that fails. Setting `stopped`,
  * on any thread, ends a read that waits for a pipe. */
 std::unique_ptr<AudioInput> openAudioInput(const DeviceSpec& spec, const std::atomic<bool>& stopped);
+
+// The kinds of microphone. Null, with an error line that names it, when one does not open.
+std::unique_ptr<AudioInput> openTone(const DeviceSpec& device);
+std::unique_ptr<AudioInput> openSoundFile(const std::string& path, const std::atomic<bool>& stopped);
+std::unique_ptr<AudioInput> openSoundDevice(const DeviceSpec& device);
 
 }  // namespace kep::host
 

@@ -1,7 +1,7 @@
-#include "media/audio/device_input.h"
-
 #include <new>
 
+#include "media/audio/audio_input.h"
+#include "media/audio/decoded_sound.h"
 #include "objects/log.h"
 
 extern "C" {
@@ -21,7 +21,28 @@ constexpr auto kImplausible = std::chrono::seconds(1);
 // A device whose samples run ahead of the clock by more has no clock of its own and is held back.
 constexpr auto kAhead = std::chrono::milliseconds(100);
 
-}  // namespace
+/** A capture device of the workstation: ALSA or PulseAudio, by the names that libavdevice gives them. */
+class DeviceInput final : public AudioInput {
+  public:
+    explicit DeviceInput(DeviceSpec device) : device_(std::move(device)) {}
+
+    /** False, with an error line, when the device cannot be opened. */
+    bool open();
+
+    AudioFormat format() const override { return sound_.format(); }
+    bool read(AudioBlock& block, SteadyTime& due) override;
+
+  private:
+    std::unique_ptr<MediaReader> openDevice(int channels, std::string& reason) const;
+    SteadyTime captureTime(const AVFrame& frame, SteadyTime now, std::int64_t frames) const;
+
+    const DeviceSpec device_;
+    std::unique_ptr<MediaReader> reader_;
+    DecodedSound sound_;
+    SteadyTime lastRead_;
+    std::int64_t framesRead_ = 0;
+    SteadyTime end_;  // by when what has been read was captured, at the device's nominal rate
+};
 
 bool DeviceInput::open() {
     std::string reason;
@@ -79,6 +100,14 @@ SteadyTime DeviceInput::captureTime(const AVFrame& frame, SteadyTime now, std::i
     const SteadyTime told = now - std::chrono::microseconds(av_gettime() - frame.best_effort_timestamp);
     const auto deviation = told - latest;
     return deviation > kImplausible || deviation < -kImplausible ? latest : told;
+}
+
+}  // namespace
+
+std::unique_ptr<AudioInput> openSoundDevice(const DeviceSpec& device) {
+    auto input = std::make_unique<DeviceInput>(device);
+    if (!input->open()) return nullptr;
+    return input;
 }
 
 }  // namespace kep::host

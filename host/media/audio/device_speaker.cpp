@@ -1,8 +1,9 @@
-#include "media/audio/device_speaker.h"
-
 #include <algorithm>
+#include <string>
 #include <thread>
 
+#include "media/audio/speaker.h"
+#include "media/common/ffmpeg.h"
 #include "objects/log.h"
 
 extern "C" {
@@ -18,7 +19,27 @@ constexpr std::chrono::seconds kStuck{5};
 constexpr std::int64_t kBufferMilliseconds = 100;
 constexpr std::int64_t kLongestDelay = 2000000;  // microseconds
 
-}  // namespace
+/** A playback device of the workstation: ALSA or PulseAudio, by the names that libavdevice gives them. */
+class DeviceSpeaker final : public Speaker {
+  public:
+    DeviceSpeaker(DeviceSpec device, AudioFormat format) : device_(std::move(device)), format_(format) {}
+    ~DeviceSpeaker() override;
+
+    /** False, with an error line, when the device cannot be opened for this format. */
+    bool open();
+    bool write(const std::int16_t* samples, std::int64_t frames) override;
+    void playOut() override;
+
+  private:
+    int openDevice();
+
+    const DeviceSpec device_;
+    const AudioFormat format_;
+    AVFormatContext* output_ = nullptr;
+    PacketPtr packet_{av_packet_alloc()};
+    bool opened_ = false;
+    std::int64_t written_ = 0;  // samples of each channel
+};
 
 DeviceSpeaker::~DeviceSpeaker() {
     if (opened_) av_write_trailer(output_);
@@ -95,6 +116,14 @@ void DeviceSpeaker::playOut() {
     const std::int64_t left =
         av_rescale_q(written_, {1, format_.rate}, {1, 1000000}) - av_rescale_q(heard, base, {1, 1000000});
     std::this_thread::sleep_for(std::chrono::microseconds(std::clamp<std::int64_t>(left, 0, kLongestDelay)));
+}
+
+}  // namespace
+
+std::unique_ptr<Speaker> openSpeakerDevice(const DeviceSpec& device, AudioFormat format) {
+    auto speaker = std::make_unique<DeviceSpeaker>(device, format);
+    if (!speaker->open()) return nullptr;
+    return speaker;
 }
 
 }  // namespace kep::host

@@ -1,12 +1,14 @@
-#include "media/audio/file_input.h"
-
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstring>
+#include <string>
 
+#include "media/audio/audio_input.h"
+#include "media/audio/decoded_sound.h"
+#include "media/common/looping_file.h"
 #include "objects/log.h"
 
 namespace kep::host {
@@ -21,7 +23,31 @@ constexpr std::chrono::milliseconds kHeldUp{200};
 
 constexpr const char* kSilent = "nothing comes out of it";
 
-}  // namespace
+/** The sound of a file, over and over without a gap, or of a named pipe until it ends, in real time. */
+class FileInput final : public AudioInput {
+  public:
+    FileInput(std::string path, const std::atomic<bool>& stopped)
+        : path_(std::move(path)), stopped_(stopped) {}
+    ~FileInput() override;
+
+    /** False, with an error line, when it cannot be played. */
+    bool open();
+
+    AudioFormat format() const override { return sound_.format(); }
+    bool read(AudioBlock& block, SteadyTime& due) override;
+
+  private:
+    bool openPipe(std::string& reason);
+    bool isInterrupted() const { return stopped_ || std::chrono::steady_clock::now() > openLimit_; }
+
+    const std::string path_;
+    const std::atomic<bool>& stopped_;
+    SteadyTime openLimit_ = SteadyTime::max();
+    int pipe_ = -1;
+    std::unique_ptr<LoopingFile> file_;
+    DecodedSound sound_;
+    SteadyTime next_;  // time of the sample that is due next
+};
 
 FileInput::~FileInput() {
     if (pipe_ >= 0) ::close(pipe_);
@@ -77,6 +103,14 @@ bool FileInput::read(AudioBlock& block, SteadyTime& due) {
     block.stamp = next_;
     due = next_ += duration;
     return true;
+}
+
+}  // namespace
+
+std::unique_ptr<AudioInput> openSoundFile(const std::string& path, const std::atomic<bool>& stopped) {
+    auto input = std::make_unique<FileInput>(path, stopped);
+    if (!input->open()) return nullptr;
+    return input;
 }
 
 }  // namespace kep::host

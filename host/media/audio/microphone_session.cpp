@@ -1,9 +1,16 @@
 #include "media/audio/microphone_session.h"
 
+#include <algorithm>
 #include <utility>
+#include <vector>
 
 namespace kep::host {
 namespace {
+
+/** A stamp that is further from the one expected is followed at once. */
+constexpr auto kJump = std::chrono::milliseconds(100);
+/** What part of a smaller deviation is followed with each piece. */
+constexpr int kSmoothing = 64;
 
 CaptureKind microphoneKind(const DeviceSpec& device) {
     using std::chrono::seconds;
@@ -23,8 +30,53 @@ CaptureKind microphoneKind(const DeviceSpec& device) {
 
 }  // namespace
 
+/**
+ * Makes blocks of one length out of what a device delivers in pieces of any length, and gives them smooth
+ * times: small deviations of a device's own stamps are followed slowly, large ones at once.
+ */
+class MicrophoneSession::BlockBuilder {
+  public:
+    explicit BlockBuilder(AudioFormat format) : format_(format) {}
+
+    void add(const AudioBlock& captured);
+    /** The next whole block; null while there is none. */
+    std::shared_ptr<AudioBlock> take();
+
+  private:
+    const AudioFormat format_;
+    std::vector<std::int16_t> pending_;
+    SteadyTime end_;  // time of the sample after the last one pending
+    bool started_ = false;
+};
+
+void MicrophoneSession::BlockBuilder::add(const AudioBlock& captured) {
+    const auto deviation = captured.stamp - end_;
+    if (!started_ || deviation > kJump || deviation < -kJump)
+        end_ = captured.stamp;
+    else
+        end_ += deviation / kSmoothing;
+    started_ = true;
+    // Nothing is captured later than it is delivered: a stamp that says so was late itself.
+    end_ = std::min(end_ + format_.duration(captured.frames()), std::chrono::steady_clock::now());
+    pending_.insert(pending_.end(), captured.samples.begin(), captured.samples.end());
+}
+
+std::shared_ptr<AudioBlock> MicrophoneSession::BlockBuilder::take() {
+    const std::size_t samples = static_cast<std::size_t>(format_.blockFrames()) * format_.channels;
+    if (pending_.size() < samples) return nullptr;
+    auto block = std::make_shared<AudioBlock>();
+    block->format = format_;
+    block->stamp = end_ - format_.duration(static_cast<std::int64_t>(pending_.size()) / format_.channels);
+    const auto cut = pending_.begin() + static_cast<std::ptrdiff_t>(samples);
+    block->samples.assign(pending_.begin(), cut);
+    pending_.erase(pending_.begin(), cut);
+    return block;
+}
+
 MicrophoneSession::MicrophoneSession(const DeviceSpec& device)
     : CaptureSession(microphoneKind(device), device) {}
+
+MicrophoneSession::~MicrophoneSession() = default;
 
 // An input tells itself why it fails.
 bool MicrophoneSession::open(std::string&) {

@@ -5,7 +5,6 @@
 #include <memory>
 
 #include "media/audio/audio_input.h"
-#include "media/audio/block_builder.h"
 #include "media/audio/volume.h"
 #include "media/hub/lease.h"
 
@@ -17,12 +16,15 @@ class MicrophoneSession final : public CaptureSession {
     using Item = SharedBlock;
 
     explicit MicrophoneSession(const DeviceSpec& device);
+    ~MicrophoneSession() override;
 
     Hub<SharedBlock>& hub() { return hub_; }
     /** Fixed once it is open. */
     AudioFormat format() const { return captured_.format; }
 
   private:
+    class BlockBuilder;
+
     bool open(std::string& reason) override;
     bool read(std::string& reason) override;
     SteadyTime due() const override { return due_; }

@@ -1,15 +1,15 @@
 #include "media/audio/speaker.h"
 
+#include <algorithm>
 #include <thread>
 
-#include "media/audio/device_speaker.h"
-#include "media/audio/wav_speaker.h"
+#include "media/common/ffmpeg.h"
 
 namespace kep::host {
 
 namespace {
 
-/** Hears nothing, in real time. */
+/** Discards samples at real-time pace. */
 class NullSpeaker final : public Speaker {
   public:
     explicit NullSpeaker(AudioFormat format) : format_(format) {}
@@ -29,12 +29,6 @@ class NullSpeaker final : public Speaker {
     SteadyTime free_ = std::chrono::steady_clock::now();
 };
 
-template <class Kind>
-std::unique_ptr<Speaker> opened(std::unique_ptr<Kind> speaker) {
-    if (!speaker->open()) return nullptr;
-    return speaker;
-}
-
 }  // namespace
 
 std::optional<DeviceSpec> speakerFromEnvironment() {
@@ -45,8 +39,8 @@ std::optional<DeviceSpec> speakerFromEnvironment() {
 std::unique_ptr<Speaker> openSpeaker(const DeviceSpec& spec, AudioFormat format) {
     initFfmpeg();
     if (spec.kind == "null") return std::make_unique<NullSpeaker>(format);
-    if (spec.kind == "file") return opened(std::make_unique<WavSpeaker>(spec.argument, format));
-    return opened(std::make_unique<DeviceSpeaker>(spec, format));
+    if (spec.kind == "file") return openSpeakerFile(spec.argument, format);
+    return openSpeakerDevice(spec, format);
 }
 
 }  // namespace kep::host

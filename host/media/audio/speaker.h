@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 
 #include "media/audio/audio_block.h"
 #include "media/common/device_spec.h"
@@ -26,6 +27,10 @@ std::optional<DeviceSpec> speakerFromEnvironment();
 
 /** Opens the chosen speaker; null, with an error line that names it, when that fails. */
 std::unique_ptr<Speaker> openSpeaker(const DeviceSpec& spec, AudioFormat format);
+
+// The kinds of speaker that can fail to open: null, with an error line that names it.
+std::unique_ptr<Speaker> openSpeakerFile(const std::string& path, AudioFormat format);
+std::unique_ptr<Speaker> openSpeakerDevice(const DeviceSpec& device, AudioFormat format);
 
 }  // namespace kep::host
 

@@ -1,9 +1,9 @@
-#include "media/audio/tone_input.h"
-
 #include <cmath>
 #include <filesystem>
 #include <numbers>
+#include <string>
 
+#include "media/audio/audio_input.h"
 #include "objects/log.h"
 
 namespace kep::host {
@@ -16,7 +16,36 @@ constexpr double kToneHertz = 440;
 constexpr double kBeepHertz = 1000;
 constexpr double kAmplitude = 8192;  // a quarter of full scale
 
-}  // namespace
+/**
+ * The test tone: 440 Hz, and for 100 ms from each whole second of the steady clock 1000 Hz instead. Sample n
+ * is the sample of the time n / 48000 s on that clock, so that the beep begins with the very sample of the
+ * whole second and the pace never drifts.
+ *
+ * It can have a fault, to see how an application takes it: while a file of the given name exists the
+ * microphone is away (`test:lost=PATH`) or gives nothing (`test:stalled=PATH`).
+ */
+class ToneInput final : public AudioInput {
+  public:
+    explicit ToneInput(DeviceSpec device);
+
+    /** False, with an error line, when the fault is unknown or the microphone is away. */
+    bool open();
+
+    AudioFormat format() const override { return {}; }
+    bool read(AudioBlock& block, SteadyTime& due) override;
+
+  private:
+    bool isFaulty() const {
+        std::error_code ignored;
+        return !sign_.empty() && std::filesystem::exists(sign_, ignored);
+    }
+
+    const DeviceSpec device_;
+    bool stalls_ = false;
+    std::string sign_;                 /**< the file; empty for a microphone without a fault */
+    std::vector<std::int16_t> second_; /**< one second of one channel; both pitches repeat with it */
+    std::int64_t next_;                /**< sample that is due next, counted from the clock's epoch */
+};
 
 ToneInput::ToneInput(DeviceSpec device) : device_(std::move(device)), second_(kRate) {
     // Tone and beep make a whole number of cycles in their part of the second: no jump where they meet.
@@ -56,9 +85,12 @@ bool ToneInput::read(AudioBlock& block, SteadyTime& due) {
     return stalls_;
 }
 
-bool ToneInput::isFaulty() const {
-    std::error_code ignored;
-    return !sign_.empty() && std::filesystem::exists(sign_, ignored);
+}  // namespace
+
+std::unique_ptr<AudioInput> openTone(const DeviceSpec& device) {
+    auto input = std::make_unique<ToneInput>(device);
+    if (!input->open()) return nullptr;
+    return input;
 }
 
 }  // namespace kep::host

@@ -1,5 +1,3 @@
-#include "media/audio/wav_speaker.h"
-
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -7,7 +5,9 @@
 #include <bit>
 #include <cerrno>
 #include <cstring>
+#include <string>
 
+#include "media/audio/speaker.h"
 #include "objects/log.h"
 
 namespace kep::host {
@@ -34,7 +34,26 @@ struct WavHeader {
 };
 static_assert(sizeof(WavHeader) == 44);
 
-}  // namespace
+/** A WAV file, written as fast as it is fed; its header tells the truth after every write. */
+class WavSpeaker final : public Speaker {
+  public:
+    WavSpeaker(std::string path, AudioFormat format) : path_(std::move(path)), format_(format) {}
+    ~WavSpeaker() override;
+
+    /** Creates or empties the file. False, with an error line, when that fails. */
+    bool open();
+    bool write(const std::int16_t* samples, std::int64_t frames) override;
+    void playOut() override {}
+
+  private:
+    bool writeAt(std::uint64_t offset, const void* data, std::size_t size);
+    bool writeHeader();
+
+    const std::string path_;
+    const AudioFormat format_;
+    int file_ = -1;
+    std::uint64_t written_ = 0;  // bytes of samples
+};
 
 WavSpeaker::~WavSpeaker() {
     if (file_ >= 0) ::close(file_);
@@ -83,6 +102,14 @@ bool WavSpeaker::writeHeader() {
     header.frameBytes = static_cast<std::uint16_t>(format_.frameBytes());
     header.bytesPerSecond = header.rate * header.frameBytes;
     return writeAt(0, &header, sizeof header);
+}
+
+}  // namespace
+
+std::unique_ptr<Speaker> openSpeakerFile(const std::string& path, AudioFormat format) {
+    auto speaker = std::make_unique<WavSpeaker>(path, format);
+    if (!speaker->open()) return nullptr;
+    return speaker;
 }
 
 }  // namespace kep::host

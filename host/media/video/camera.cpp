@@ -1,9 +1,6 @@
 #include "media/video/camera.h"
 
-#include "media/video/file_camera.h"
 #include "media/video/picture_scaler.h"
-#include "media/video/test_camera.h"
-#include "media/video/v4l2_camera.h"
 
 namespace kep::host {
 
@@ -20,9 +17,9 @@ std::optional<DeviceSpec> chosenCamera() {
 }
 
 std::unique_ptr<Camera> openCamera(const DeviceSpec& spec, std::string& reason) {
-    if (spec.kind == "test") return std::make_unique<TestCamera>();
-    return spec.kind == "v4l2" ? V4l2Camera::open(spec.argument, reason)
-                               : FileCamera::open(spec.argument, reason);
+    if (spec.kind == "test") return openTestCamera();
+    return spec.kind == "v4l2" ? openV4l2Camera(spec.argument, reason)
+                               : openFileCamera(spec.argument, reason);
 }
 
 }  // namespace kep::host

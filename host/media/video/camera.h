@@ -47,6 +47,11 @@ std::optional<DeviceSpec> chosenCamera();
 /** Opens a camera. Null, with `reason` filled, when it cannot be opened. */
 std::unique_ptr<Camera> openCamera(const DeviceSpec& spec, std::string& reason);
 
+// The kinds of camera. Null, with `reason` filled, when one does not open.
+std::unique_ptr<Camera> openTestCamera();
+std::unique_ptr<Camera> openV4l2Camera(const std::string& device, std::string& reason);
+std::unique_ptr<Camera> openFileCamera(const std::string& path, std::string& reason);
+
 }  // namespace kep::host
 
 #endif

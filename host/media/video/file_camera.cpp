@@ -1,7 +1,7 @@
-#include "media/video/file_camera.h"
-
 #include <sys/stat.h>
 
+#include "media/common/looping_file.h"
+#include "media/video/camera.h"
 #include "media/video/picture_scaler.h"
 
 namespace kep::host {
@@ -15,26 +15,30 @@ std::chrono::nanoseconds toNanoseconds(std::int64_t ticks, AVRational base) {
     return std::chrono::nanoseconds(av_rescale_q(ticks, base, {1, 1'000'000'000}));
 }
 
-}  // namespace
+/**
+ * A video or picture file as a camera: in real time and over and over, as if it went on for ever. A single
+ * picture is repeated. A pipe is filmed once and ends with what is written to it.
+ */
+class FileCamera final : public Camera {
+  public:
+    explicit FileCamera(std::unique_ptr<LoopingFile> file) : file_(std::move(file)) {}
 
-std::unique_ptr<Camera> FileCamera::open(const std::string& path, std::string& reason) {
-    struct stat status {};
-    const bool loops = stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
-    MediaReader::Source source;
-    source.url = "file:" + path;
-    const auto convert = [scaler = std::make_shared<PictureScaler>()](FramePtr decoded, std::string& why) {
-        return scaler->toPicture(std::move(decoded), why);
-    };
-    auto file = LoopingFile::open(source, AVMEDIA_TYPE_VIDEO, loops, convert, reason);
-    return std::unique_ptr<Camera>(file ? new FileCamera(std::move(file)) : nullptr);
-}
+    CameraFormat format() const override { return formatOf(file_->reader()); }
+    bool next(int, Picture& picture, std::string& reason) override {
+        picture.frame = file_->next(reason);
+        if (picture.frame) picture.stamp = dueTime(*picture.frame);
+        return picture.frame != nullptr;
+    }
 
-bool FileCamera::next(int, Picture& picture, std::string& reason) {
-    picture.frame = file_->next(reason);
-    if (!picture.frame) return false;
-    picture.stamp = dueTime(*picture.frame);
-    return true;
-}
+  private:
+    using Clock = std::chrono::steady_clock;
+
+    Clock::time_point dueTime(const AVFrame& frame);
+
+    const std::unique_ptr<LoopingFile> file_;
+    std::int64_t lastPts_ = AV_NOPTS_VALUE;
+    Clock::time_point lastDue_{};
+};
 
 FileCamera::Clock::time_point FileCamera::dueTime(const AVFrame& frame) {
     const Clock::time_point now = Clock::now();
@@ -51,6 +55,21 @@ FileCamera::Clock::time_point FileCamera::dueTime(const AVFrame& frame) {
     // A camera that cannot keep up goes on from now instead of hurrying for ever.
     if (now - lastDue_ > kTolerance) lastDue_ = now;
     return lastDue_;
+}
+
+}  // namespace
+
+std::unique_ptr<Camera> openFileCamera(const std::string& path, std::string& reason) {
+    struct stat status {};
+    const bool loops = stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+    MediaReader::Source source;
+    source.url = "file:" + path;
+    const auto convert = [scaler = std::make_shared<PictureScaler>()](FramePtr decoded, std::string& why) {
+        return scaler->toPicture(std::move(decoded), why);
+    };
+    auto file = LoopingFile::open(source, AVMEDIA_TYPE_VIDEO, loops, convert, reason);
+    if (!file) return nullptr;
+    return std::make_unique<FileCamera>(std::move(file));
 }
 
 }  // namespace kep::host

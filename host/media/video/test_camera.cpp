@@ -1,4 +1,5 @@
-#include "media/video/test_camera.h"
+#include "media/video/camera.h"
+#include "picture/test_card.h"
 
 namespace kep::host {
 
@@ -20,7 +21,22 @@ Clock::time_point gridTime(std::int64_t index, int rate) {
     return Clock::time_point(std::chrono::nanoseconds(index / rate * second + index % rate * second / rate));
 }
 
-}  // namespace
+/**
+ * The test picture as a camera. It films at the highest rate that a consumer asks for; the capture times are
+ * the whole multiples of the picture's duration on the steady clock.
+ */
+class TestCamera final : public Camera {
+  public:
+    CameraFormat format() const override {
+        return {TestCard::width, TestCard::height, {0, 1}, AVCOL_SPC_BT709};
+    }
+    bool next(int wanted, Picture& picture, std::string& reason) override;
+
+  private:
+    TestCard card_;
+    PicturePool pool_;
+    Clock::time_point last_{};
+};
 
 bool TestCamera::next(int wanted, Picture& picture, std::string& reason) {
     const Clock::time_point now = Clock::now();
@@ -42,6 +58,12 @@ bool TestCamera::next(int wanted, Picture& picture, std::string& reason) {
     picture.frame->colorspace = AVCOL_SPC_BT709;
     card_.paint(picture.frame->data[0], static_cast<std::uint32_t>(picture.number), picture.stamp, wanted);
     return true;
+}
+
+}  // namespace
+
+std::unique_ptr<Camera> openTestCamera() {
+    return std::make_unique<TestCamera>();
 }
 
 }  // namespace kep::host

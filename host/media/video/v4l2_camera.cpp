@@ -1,9 +1,10 @@
-#include "media/video/v4l2_camera.h"
-
 #include <sys/stat.h>
 
 #include <cstring>
 #include <new>
+
+#include "media/video/camera.h"
+#include "media/video/picture_scaler.h"
 
 namespace kep::host {
 
@@ -13,20 +14,18 @@ namespace {
 constexpr const char* kWishes[] = {"input_format=mjpeg:video_size=1920x1080:framerate=30",
                                    "video_size=1920x1080:framerate=30", ""};
 
-}  // namespace
+/** A Video4Linux device, opened at 1080p and 30 pictures a second or what comes nearest. */
+class V4l2Camera final : public Camera {
+  public:
+    explicit V4l2Camera(std::unique_ptr<MediaReader> reader) : reader_(std::move(reader)) {}
 
-std::unique_ptr<Camera> V4l2Camera::open(const std::string& device, std::string& reason) {
-    struct stat status {};
-    if (stat(device.c_str(), &status) != 0) {
-        reason = std::strerror(errno);
-        return nullptr;
-    }
-    for (const char* const wish : kWishes) {
-        if (auto reader = MediaReader::open({device, "video4linux2", wish}, AVMEDIA_TYPE_VIDEO, reason))
-            return std::unique_ptr<Camera>(new V4l2Camera(std::move(reader)));
-    }
-    return nullptr;
-}
+    CameraFormat format() const override { return formatOf(*reader_); }
+    bool next(int wanted, Picture& picture, std::string& reason) override;
+
+  private:
+    const std::unique_ptr<MediaReader> reader_;
+    PictureScaler scaler_;
+};
 
 bool V4l2Camera::next(int, Picture& picture, std::string& reason) {
     using namespace std::chrono;
@@ -45,6 +44,21 @@ bool V4l2Camera::next(int, Picture& picture, std::string& reason) {
     }
     picture.frame = scaler_.toPicture(std::move(frame), reason);
     return picture.frame != nullptr;
+}
+
+}  // namespace
+
+std::unique_ptr<Camera> openV4l2Camera(const std::string& device, std::string& reason) {
+    struct stat status {};
+    if (stat(device.c_str(), &status) != 0) {
+        reason = std::strerror(errno);
+        return nullptr;
+    }
+    for (const char* const wish : kWishes) {
+        if (auto reader = MediaReader::open({device, "video4linux2", wish}, AVMEDIA_TYPE_VIDEO, reason))
+            return std::make_unique<V4l2Camera>(std::move(reader));
+    }
+    return nullptr;
 }
 
 }  // namespace kep::host
