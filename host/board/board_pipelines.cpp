@@ -27,8 +27,8 @@ constexpr const char* kPreRecordH264 =
     "layout={pv-yuv-src-adv:name=src+encoder-h264:name=enc,goptype=ippp,gop=15,br=4000000,fr=30}";
 
 const struct FilmingHook {
-    FilmingHook() { setFilmingHook(&BoardPipelines::begin); }
-    ~FilmingHook() { setFilmingHook(nullptr); }
+    FilmingHook() { filmingHook = &BoardPipelines::begin; }
+    ~FilmingHook() { filmingHook = nullptr; }
 } hook;
 
 /** Whether pre-recording runs although nobody is attached. */

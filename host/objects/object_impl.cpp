@@ -128,6 +128,25 @@ bool ObjectImpl::report(Access result, const char* key, const char* value) const
     return false;
 }
 
+bool ObjectImpl::isWithin(const char* name, int value, int low, int high) const {
+    if (value >= low && value <= high) return true;
+    KEP_HOST_ERROR(label() + ": " + name + "=" + std::to_string(value) + " is not from " +
+                   std::to_string(low) + " to " + std::to_string(high));
+    return false;
+}
+
+void ObjectImpl::addNumber(const char* name, std::atomic<int>& value, int low, int high,
+                           std::function<void()> changed) {
+    properties_.add<int>(
+        name, [&value] { return value.load(); },
+        [=, this, &value](int wanted) {
+            if (!isWithin(name, wanted, low, high)) return false;
+            value = wanted;
+            if (changed) changed();
+            return true;
+        });
+}
+
 bool ObjectImpl::Set(const char* key, void* value, const std::type_info* type) {
     return SetWithType(key, value, type, nullptr);
 }

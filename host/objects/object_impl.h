@@ -92,6 +92,11 @@ class KEP_API ObjectImpl : public virtual base::object,
 
   protected:
     Properties& properties() { return properties_; }
+    /** Adds a property of whole numbers from `low` to `high`; `changed` is called after each change. */
+    void addNumber(const char* name, std::atomic<int>& value, int low, int high,
+                   std::function<void()> changed = nullptr);
+    /** Whether a property's new value is from `low` to `high`; an error line says so of any other. */
+    bool isWithin(const char* name, int value, int low, int high) const;
 
     /**
      * One step up, to `target`. By default takes the children up, the last first, so that each is ready for

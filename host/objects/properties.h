@@ -1,6 +1,7 @@
 #ifndef KEP_HOST_PROPERTIES_H
 #define KEP_HOST_PROPERTIES_H
 
+#include <atomic>
 #include <concepts>
 #include <cstdint>
 #include <functional>
@@ -39,6 +40,17 @@ class KEP_API Properties {
     /** False refuses the value. */
     template <class T>
     using Setter = std::function<bool(const T&)>;
+
+    /** Adds a property that takes every value of its type. `value` outlives this. */
+    template <class T>
+    void add(std::string name, std::atomic<T>& value) {
+        add<T>(
+            std::move(name), [&value] { return value.load(); },
+            [&value](T wanted) {
+                value = wanted;
+                return true;
+            });
+    }
 
     /** Adds a property; a null function disables that direction. */
     template <class T>

@@ -42,12 +42,12 @@ std::optional<AdtsHeader> AdtsHeader::read(std::span<const std::uint8_t> bytes) 
     if (bytes.size() < kBytes || bytes[0] != 0xff || (bytes[1] & 0xf6) != 0xf0) return std::nullopt;
     const unsigned rateIndex = bytes[2] >> 2 & 0xf;
     const unsigned config = static_cast<unsigned>(bytes[2] & 1) << 2 | bytes[3] >> 6;
-    const bool hasChecksum = (bytes[1] & 1) == 0;
     AdtsHeader header{};
+    header.headerBytes = kBytes + (bytes[1] & 1 ? 0 : 2);
     header.unitBytes = static_cast<std::size_t>(bytes[3] & 3) << 11 |
                        static_cast<std::size_t>(bytes[4]) << 3 | bytes[5] >> 5;
     header.channels = config == 7 ? 8 : static_cast<int>(config);
-    if (rateIndex >= kRates.size() || header.unitBytes <= kBytes + (hasChecksum ? 2 : 0)) return std::nullopt;
+    if (rateIndex >= kRates.size() || header.unitBytes <= header.headerBytes) return std::nullopt;
     return header;
 }
 

@@ -30,8 +30,9 @@ struct AdtsHeader {
     static constexpr std::size_t kBytes = 7;         /**< as written here, without a checksum */
     static constexpr std::size_t kMostUnit = 0x1fff; /**< bytes of header and access unit */
 
-    std::size_t unitBytes; /**< of the whole unit, header included */
-    int channels;          /**< 0 when the unit itself describes them */
+    std::size_t headerBytes; /**< 7, or 9 with a checksum */
+    std::size_t unitBytes;   /**< of the whole unit, header included */
+    int channels;            /**< 0 when the unit itself describes them */
 
     /** Reads a header; none when `bytes`, of which there are at least kBytes, do not begin with one. */
     static std::optional<AdtsHeader> read(std::span<const std::uint8_t> bytes);

@@ -1,13 +1,17 @@
 #ifndef KEP_HOST_FILMING_H
 #define KEP_HOST_FILMING_H
 
+#include <atomic>
+
 namespace kep::host {
 
-/** To be called by the constructor of each element that films or records: camera, microphone, ShmSource. */
-void filmingBegins();
+/** What is done when something begins to film or record, on any thread; null for nothing. */
+inline constinit std::atomic<void (*)()> filmingHook{nullptr};
 
-/** Has `hook` called by filmingBegins(), on any thread; null for nobody. */
-void setFilmingHook(void (*hook)());
+/** To be called by the constructor of each element that films or records: camera, microphone, ShmSource. */
+inline void filmingBegins() {
+    if (const auto hook = filmingHook.load()) hook();
+}
 
 }  // namespace kep::host
 

@@ -24,6 +24,8 @@ constexpr std::size_t kMostRecordings = 64;
 constexpr seconds kLongestGap(2);
 /** A clip times out so long after its end and after the last picture. */
 constexpr seconds kPatience(5);
+/** A time beyond this is of another clock, and a clip would wait for it for ever. */
+constexpr seconds kFarthestAhead(60);
 
 /** How often a clip that receives nothing has the elements before it release what is due. */
 constexpr milliseconds kLook(500);
@@ -38,7 +40,25 @@ ClipWriter* findWriter(const std::vector<Element*>& next) {
 
 }  // namespace
 
-EventElement::EventElement() : ring_(kUsuallyKept, kMostBytesKept) {}
+EventElement::EventElement() : ring_(kUsuallyKept, kMostBytesKept) {
+    properties().add<bool>(
+        "delApp", [] { return false; },
+        [this](bool wanted) {
+            if (wanted) KEP_HOST_INFO(label() + ": delApp=true: an application is deleted by its maker");
+            return true;
+        });
+}
+
+std::optional<SteadyTime> EventElement::readPoint(const std::string& text) const {
+    milliseconds point(0);
+    if (!readSpan("tp", text, point)) return std::nullopt;
+    const auto ahead = SteadyTime(point) - Clock::now();
+    if (ahead <= kFarthestAhead) return SteadyTime(point);
+    KEP_HOST_ERROR(label() + ": tp=" + text + " lies " +
+                   std::to_string(std::chrono::floor<seconds>(ahead).count()) +
+                   " s ahead of the monotonic clock");
+    return std::nullopt;
+}
 
 bool EventElement::up(State target) {
     if (!Element::up(target)) return false;

@@ -53,6 +53,9 @@ class EventElement : public Element {
     bool post(const EventTrigger& trigger);
     /** Sends `failed` for a clip that is not made, or only in part; its error line has been written. */
     virtual void clipFailed(const ClipFailure& failure);
+    /** Reads `tp`, a time of the monotonic clock. Nothing, with an error line, for a text that is not a time
+     * or lies far in the future. */
+    std::optional<SteadyTime> readPoint(const std::string& text) const;
 
   private:
     struct Recording {

@@ -3,7 +3,6 @@
 #include "media/audio/aac_encoder.h"
 #include "media/audio/adts.h"
 #include "media/faces/live_stream.h"
-#include "media/faces/settings.h"
 #include "media/faces/streams.h"
 #include "objects/log.h"
 

@@ -1,8 +1,57 @@
 #include "media/faces/live_stream.h"
 
+#include <utility>
+
 #include "objects/creation.h"
 
 namespace kep::host {
+
+bool FrameQueue::up(State target) {
+    if (target != State::play) return true;
+    sounds_ = 0;
+    queue_.open();
+    return true;
+}
+
+bool FrameQueue::down(State) {
+    queue_.close();
+    return true;
+}
+
+void FrameQueue::take(const SharedPacket& packet, const Element&) {
+    auto frame = std::make_shared<api::streaming::common::frame_t>();
+    frame->index = packet->isVideo() ? static_cast<int>(packet->number) : sounds_++;
+    frame->key = packet->key;
+    frame->stamp = packet->stamp;
+    // Nobody writes into a frame that was pulled; the field is not const because frames are also pushed.
+    if (packet->picture) {
+        const PicturePtr picture = asOneBlock(packet->picture);
+        if (!picture) {
+            tellLost(host::Media::Kind::video, 1);
+            return;
+        }
+        frame->data = picture->frame->data[0];
+        frame->size = picture->frame->width * picture->frame->height * 3 / 2;
+        frame->release = [picture](auto*) {};
+    } else {
+        frame->data = const_cast<unsigned char*>(packet->bytes.get());
+        frame->size = packet->size;
+        frame->release = [packet](auto*) {};
+    }
+    const auto pushed = queue_.push(std::move(frame), packet->key, packet->weight());
+    tellLost(packet->media->kind, pushed.dropped.size());
+    if (pushed.awaitsKey) requestKeyFrame(packet->stamp);
+}
+
+/** The planes end to end, as they come where the picture is shared with every other reader. */
+PicturePtr FrameQueue::asOneBlock(const PicturePtr& picture) {
+    const AVFrame& from = *picture->frame;
+    if (isOneBlock(from)) return picture;
+    auto block = std::make_shared<Picture>();
+    block->frame = pool_.get(from.width, from.height);
+    if (!block->frame || av_frame_copy(block->frame.get(), &from) < 0) return nullptr;
+    return block;
+}
 
 LiveStream::LiveStream(const char* source, const char* encoder, FrameQueue::Queue::Limits limits) {
     std::unique_ptr<ObjectImpl> first = makeObject(source);

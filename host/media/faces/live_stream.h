@@ -4,10 +4,44 @@
 #include <memory>
 #include <string>
 
-#include "media/faces/frame_queue.h"
+#include "kep/frame.h"
 #include "media/faces/stream_object.h"
+#include "media/hub/group_queue.h"
+#include "media/pipeline/element.h"
 
 namespace kep::host {
+
+using SharedFrame = std::shared_ptr<api::streaming::common::frame_t>;
+
+/** The end of a live stream's elements: a queue of frames that the application pulls from. A reader that does
+ * not keep up loses whole groups, oldest first. */
+class FrameQueue final : public Element {
+  public:
+    using Queue = GroupQueue<SharedFrame>;
+
+    explicit FrameQueue(Queue::Limits limits) : queue_(limits) {}
+    ~FrameQueue() override { retire(); }
+
+    bool pull(SharedFrame& frame, bool wait) { return queue_.pull(frame, wait); }
+    /** Nothing more will come: the reader takes what there is. */
+    void finish() { queue_.finish(); }
+    /** Wakes a reader that waits, and drops what it has not taken. */
+    void close() { queue_.close(); }
+
+    bool takesAtOnce() const override { return true; }
+    void take(const SharedPacket& packet, const Element&) override;
+
+  protected:
+    bool up(State target) override;
+    bool down(State target) override;
+
+  private:
+    PicturePtr asOneBlock(const PicturePtr& picture);
+
+    Queue queue_;
+    PicturePool pool_;
+    int sounds_ = 0; /**< given since it went up */
+};
 
 /**
  * A stream that an application pulls from: a source element, perhaps an encoder, and a queue. A lost

@@ -4,7 +4,6 @@
 
 #include "media/audio/speaker.h"
 #include "media/audio/volume.h"
-#include "media/faces/settings.h"
 #include "media/faces/stream_object.h"
 #include "media/faces/streams.h"
 #include "media/hub/group_queue.h"

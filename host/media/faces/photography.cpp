@@ -1,7 +1,6 @@
 #include <limits>
 #include <thread>
 
-#include "media/faces/settings.h"
 #include "media/faces/stream_object.h"
 #include "media/faces/streams.h"
 #include "media/hub/group_queue.h"

@@ -4,8 +4,18 @@
 
 #include "kep/attr_set.h"
 #include "media/pipeline/element.h"
+#include "objects/log.h"
 
 namespace kep::host {
+namespace {
+
+bool refuse(const char* name, int value, const char* kind, int low, int high) {
+    KEP_HOST_ERROR(std::string(name) + " " + std::to_string(value) + " is not " + kind + "from " +
+                   std::to_string(low) + " to " + std::to_string(high));
+    return false;
+}
+
+}  // namespace
 
 class StreamObject::Body final : public ObjectImpl {
   public:
@@ -133,6 +143,19 @@ void StreamObject::hear(base::Message& message) {
 bool StreamObject::RegisterMessageCallback(const std::function<bool(const char*)>& callback) {
     messages_.setCallback([callback](const std::string& message) { callback(message.c_str()); });
     return true;
+}
+
+bool StreamObject::isSetting(const char* name, int value, int low, int high) {
+    return (value >= low && value <= high) || refuse(name, value, "", low, high);
+}
+
+bool StreamObject::isSideSetting(const char* name, int pixels) {
+    return isSide(pixels) || refuse(name, pixels, "an even number ", kSmallestSide, kLargestSide);
+}
+
+bool StreamObject::isPcmSetting(AudioFormat format, int mostChannels) {
+    return isSetting("sample rate", format.rate, 4000, 192'000) &&
+           isSetting("channels", format.channels, 1, mostChannels);
 }
 
 void StreamObject::shutDown() {

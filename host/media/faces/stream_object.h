@@ -8,6 +8,7 @@
 
 #include "kep/status.h"
 #include "kep/streaming.h"
+#include "media/audio/audio_block.h"
 #include "objects/object_impl.h"
 
 namespace kep::host {
@@ -37,6 +38,13 @@ class StreamObject : public virtual api::streaming::common::IStreamControl,
     virtual bool start() = 0;
     /** Called when the elements are down; every waiting call of a reader or writer returns. */
     virtual void stop() = 0;
+
+    // Whether a setting of an application makes sense; a line names it and its value when it does not.
+    static bool isSetting(const char* name, int value, int low, int high);
+    /** A side of a picture. */
+    static bool isSideSetting(const char* name, int pixels);
+    /** The format of uncompressed sound. */
+    static bool isPcmSetting(AudioFormat format, int mostChannels);
 
     /** Takes an element over, behind those before it, and links it with the last of them. */
     void add(std::unique_ptr<ObjectImpl> element);

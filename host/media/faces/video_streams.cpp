@@ -2,19 +2,13 @@
 #include <limits>
 
 #include "media/faces/live_stream.h"
-#include "media/faces/settings.h"
 #include "media/faces/streams.h"
 #include "media/hub/key_frame_requests.h"
 #include "media/video/h264_encoder.h"
-#include "media/video/picture_size.h"
 #include "objects/log.h"
 
 namespace kep::host {
 namespace {
-
-bool isRate(int framesPerSecond) {
-    return isSetting("frame rate", framesPerSecond, 1, kHighestRate);
-}
 
 /**
  * A stream of the camera. A size that is not set is that of the camera, a rate that is not set is 30. Values
@@ -49,6 +43,10 @@ class CameraStream : public LiveStream,
     }
 
   private:
+    static bool isRate(int framesPerSecond) {
+        return isSetting("frame rate", framesPerSecond, 1, kHighestRate);
+    }
+
     static constexpr int kUnset = std::numeric_limits<int>::min();
     std::atomic<int> width_{kUnset};
     std::atomic<int> height_{kUnset};

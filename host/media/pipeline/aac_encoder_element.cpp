@@ -4,7 +4,6 @@
 #include "media/audio/aac_encoder.h"
 #include "media/audio/adts.h"
 #include "media/pipeline/element.h"
-#include "media/pipeline/limits.h"
 #include "objects/class_registry.h"
 #include "objects/log.h"
 
@@ -22,11 +21,10 @@ constexpr int kDefaultRate = 48000;
 class EncoderAac final : public Element {
   public:
     EncoderAac() {
-        addWholeNumber(properties(), *this, "br", bitRate_, AacEncoder::kLowestBitRate,
-                       AacEncoder::kHighestBitRate);
-        addWholeNumber(properties(), *this, "rate", rate_, 0, 96'000);
-        addWholeNumber(properties(), *this, "channels", channels_, 0, 2);
-        addFlag(properties(), "adts", adts_);
+        addNumber("br", bitRate_, AacEncoder::kLowestBitRate, AacEncoder::kHighestBitRate);
+        addNumber("rate", rate_, 0, 96'000);
+        addNumber("channels", channels_, 0, 2);
+        properties().add("adts", adts_);
     }
     ~EncoderAac() override { retire(); }
 

@@ -1,7 +1,6 @@
 #include "media/pipeline/device_element.h"
 #include "media/video/camera_session.h"
 #include "media/video/picture_scaler.h"
-#include "media/video/picture_size.h"
 #include "objects/class_registry.h"
 #include "objects/log.h"
 
@@ -12,16 +11,11 @@ namespace {
 class CameraElement final : public DeviceElement<CameraLease> {
   public:
     CameraElement() : DeviceElement(Thread::cameraElement, host::Media::Kind::video) {
-        for (auto [name, side] : {std::pair("w", &width_), std::pair("h", &height_)}) {
-            properties().add<int>(
-                name, [side = side] { return side->load(); },
-                [side = side](int pixels) {
-                    *side = pixels;
-                    return true;
-                });
-        }
-        properties().add<int>(
-            "fr", [this] { return rate_.load(); }, [this](int wanted) { return setRate(wanted); });
+        properties().add("w", width_);
+        properties().add("h", height_);
+        addNumber("fr", rate_, 1, kHighestRate, [this] {
+            if (const std::shared_ptr<CameraLease> current = lease()) current->setRate(rate_);
+        });
     }
     ~CameraElement() override { retire(); }
 
@@ -45,13 +39,6 @@ class CameraElement final : public DeviceElement<CameraLease> {
                        " is not of even numbers from " + std::to_string(kSmallestSide) + " to " +
                        std::to_string(kLargestSide));
         return false;
-    }
-
-    bool setRate(int wanted) {
-        if (!isWithin(*this, "fr", wanted, 1, kHighestRate)) return false;
-        rate_ = wanted;
-        if (const std::shared_ptr<CameraLease> current = lease()) current->setRate(wanted);
-        return true;
     }
 
     bool startsWithout() const override { return false; }

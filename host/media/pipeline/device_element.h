@@ -7,7 +7,6 @@
 #include "media/common/filming.h"
 #include "media/common/retry_pause.h"
 #include "media/pipeline/element.h"
-#include "media/pipeline/limits.h"
 #include "media/threads.h"
 
 namespace kep::host {
@@ -22,7 +21,7 @@ class DeviceElement : public SourceElement {
   protected:
     DeviceElement(Thread thread, Media::Kind kind) : threadKind_(thread), kind_(kind) {
         filmingBegins();
-        addFlag(properties(), "retry", retries_);
+        properties().add("retry", retries_);
     }
 
     /** A share of the device; null, with a line, when it does not open. */

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
-#include "media/pipeline/limits.h"
 #include "media/pipeline/outlet.h"
 #include "objects/log.h"
 #include "objects/text_message.h"
 #include "text/attr_text.h"
+#include "text/time_span.h"
 
 namespace kep::host {
 
@@ -27,7 +27,7 @@ Element::Element() {
             caps_ = caps.empty() ? Caps::both : caps == "video" ? Caps::video : Caps::audio;
             return true;
         });
-    addFlag(properties(), "dbg", traced_);
+    properties().add("dbg", traced_);
 }
 
 Element::~Element() {
@@ -35,10 +35,9 @@ Element::~Element() {
     for (Element* const before : previous_) std::erase(before->next_, this);
 }
 
-bool Element::link(Element& next) {
+void Element::link(Element& next) {
     next_.push_back(&next);
     next.previous_.push_back(this);
-    return true;
 }
 
 void Element::unlink() {
@@ -92,9 +91,8 @@ void Element::tell(const char* name, const std::string& attributes) {
 
 void Element::tellLost(Media::Kind kind, std::size_t lost) {
     if (!lost) return;
-    const bool video = kind == Media::Kind::video;
-    const std::size_t total = lost_[video ? 0 : 1] += lost;
-    tell("frameLost", std::string("media=") + (video ? "video" : "audio") + ",lost=" + std::to_string(lost) +
+    const std::size_t total = lost_[static_cast<std::size_t>(kind)] += lost;
+    tell("frameLost", std::string("media=") + Media::nameOf(kind) + ",lost=" + std::to_string(lost) +
                           ",total=" + std::to_string(total));
 }
 
@@ -111,8 +109,7 @@ void Element::tellLost(const std::vector<SharedPacket>& lost) {
 }
 
 void Element::tellDeviceLost(Media::Kind kind, const std::string& device) {
-    const bool video = kind == Media::Kind::video;
-    tell("deviceLost", std::string("media=") + (video ? "video" : "audio") + ",device={" + device + "}");
+    tell("deviceLost", std::string("media=") + Media::nameOf(kind) + ",device={" + device + "}");
 }
 
 void Element::tellFailed(const std::string& url, const std::string& reason, const std::string& kept) {
@@ -126,6 +123,13 @@ std::string Element::failureText(const std::string& url, const std::string& reas
     attributes += "reason=";
     appendValue(attributes, reason);
     return attributes;
+}
+
+bool Element::readSpan(const char* name, const std::string& text, std::chrono::milliseconds& span) const {
+    std::string reason;
+    if (readTimeSpan(text, span, reason)) return true;
+    KEP_HOST_ERROR(label() + ": " + name + "=" + text + " " + reason);
+    return false;
 }
 
 void Element::trace(std::string_view text) const {

@@ -44,9 +44,6 @@ class KEP_API Element : public ObjectImpl {
      */
     virtual void requestKeyFrame(SteadyTime at);
 
-    /** Whether anything can be linked before this element; nothing can before a source. */
-    virtual bool isFed() const { return true; }
-
     /**
      * Whether take() neither waits nor works for long, here and in all elements after this one. A queue
      * before such an element needs no thread. Asked when the elements after this one are up.
@@ -62,7 +59,7 @@ class KEP_API Element : public ObjectImpl {
     virtual void discard(bool discards);
 
     /** Links `next` after this element. Only while both are down. */
-    virtual bool link(Element& next);
+    void link(Element& next);
     /** Parts the element from those after it. Only while both are down. */
     void unlink();
     /** Where others can listen to what this element gives; null for nowhere. Only while it is down. */
@@ -96,6 +93,9 @@ class KEP_API Element : public ObjectImpl {
     static std::string failureText(const std::string& url, const std::string& reason,
                                    const std::string& kept);
 
+    /** Reads a span of time, the value of property `name`; an error line tells of any other text. */
+    bool readSpan(const char* name, const std::string& text, std::chrono::milliseconds& span) const;
+
     /** Writes an information line when the element's "dbg" is on. */
     void trace(std::string_view text) const;
 
@@ -112,10 +112,9 @@ class KEP_API Element : public ObjectImpl {
     std::array<std::atomic<std::size_t>, 2> lost_{};
 };
 
-/** An element at which a stream begins. */
+/** An element at which a stream begins: nothing is linked before it. */
 class KEP_API SourceElement : public Element {
   public:
-    bool isFed() const final { return false; }
     void take(const SharedPacket&, const Element&) final {}
 };
 

@@ -1,7 +1,6 @@
 #include <algorithm>
 
 #include "media/pipeline/element.h"
-#include "media/pipeline/limits.h"
 #include "objects/class_registry.h"
 
 namespace kep::host {
@@ -13,7 +12,7 @@ constexpr std::chrono::seconds kLongestHold(1);
 class FakeSink final : public Element {
   public:
     FakeSink() {
-        addFlag(properties(), "live", live_);
+        properties().add("live", live_);
         properties().add<std::int64_t>(
             "count", [this] { return count_.load(); }, nullptr);
     }

@@ -2,7 +2,6 @@
 
 #include "media/hub/group_queue.h"
 #include "media/pipeline/element.h"
-#include "media/pipeline/limits.h"
 #include "media/threads.h"
 #include "objects/class_registry.h"
 
@@ -18,9 +17,9 @@ namespace {
 class Fifo final : public Element {
   public:
     Fifo() {
-        addWholeNumber(properties(), *this, "max", max_, 1, 100'000);
-        addWholeNumber(properties(), *this, "bytes", bytes_, 1, 1 << 30);
-        addFlag(properties(), "leaky", leaky_);
+        addNumber("max", max_, 1, 100'000);
+        addNumber("bytes", bytes_, 1, 1 << 30);
+        properties().add("leaky", leaky_);
     }
     ~Fifo() override { retire(); }
 

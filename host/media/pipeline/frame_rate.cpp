@@ -3,8 +3,8 @@
 
 #include "media/hub/rate_gate.h"
 #include "media/pipeline/element.h"
-#include "media/pipeline/limits.h"
 #include "objects/class_registry.h"
+#include "objects/log.h"
 
 namespace kep::host {
 namespace {
@@ -12,7 +12,7 @@ namespace {
 /** Lets no more than `fr` pictures of a second pass. Sound passes. */
 class FrameRateCtrl final : public Element {
   public:
-    FrameRateCtrl() { addWholeNumber(properties(), *this, "fr", rate_, 1, 1000); }
+    FrameRateCtrl() { addNumber("fr", rate_, 1, 1000); }
 
     bool takesAtOnce() const override { return nextTakeAtOnce(); }
 

@@ -15,7 +15,7 @@ std::shared_ptr<Media> Media::sound(AVCodecID codec, AudioFormat format) {
 
 void Media::toString(std::string& text) const {
     base::AttrSet attributes;
-    attributes.Add("type", kind == Kind::video ? "video" : "audio");
+    attributes.Add("type", nameOf(kind));
     attributes.Add("codec", avcodec_get_name(codec));
     if (kind == Kind::video) {
         attributes.Add<int>("width", width);

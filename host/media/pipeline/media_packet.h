@@ -20,6 +20,8 @@ namespace kep::host {
 class KEP_API Media final : public stream::IMedia {
   public:
     enum class Kind { video, audio };
+    /** As messages name it. */
+    static const char* nameOf(Kind kind) { return kind == Kind::video ? "video" : "audio"; }
 
     Kind kind = Kind::video;
     AVCodecID codec = AV_CODEC_ID_NONE; /**< AV_CODEC_ID_RAWVIDEO and AV_CODEC_ID_PCM_S16LE for raw media */

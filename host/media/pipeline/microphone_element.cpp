@@ -17,8 +17,8 @@ namespace {
 class MicrophoneElement final : public DeviceElement<MicrophoneLease> {
   public:
     MicrophoneElement() : DeviceElement(Thread::microphoneElement, host::Media::Kind::audio) {
-        addWholeNumber(properties(), *this, "rate", rate_, 0, 192'000);
-        addWholeNumber(properties(), *this, "channels", channels_, 0, 2);
+        addNumber("rate", rate_, 0, 192'000);
+        addNumber("channels", channels_, 0, 2);
     }
     ~MicrophoneElement() override { retire(); }
 

@@ -29,18 +29,8 @@ Pipeline::Pipeline() {
     reserveAttributes({"layout", "serialize", "link", "dbg"});
     properties().add<bool>(
         "ondemand", [this] { return onDemand_.load(); }, [this](bool wanted) { return setOnDemand(wanted); });
-    properties().add<int>(
-        "past", [this] { return past_.load(); },
-        [this](int milliseconds) {
-            if (milliseconds < 0 || milliseconds > kLongestPast) {
-                KEP_HOST_ERROR(label() + ": past=" + std::to_string(milliseconds) + " is not from 0 to " +
-                               std::to_string(kLongestPast));
-                return false;
-            }
-            past_ = milliseconds;
-            outlet_->keepPast(std::chrono::milliseconds(milliseconds));
-            return true;
-        });
+    addNumber("past", past_, 0, kLongestPast,
+              [this] { outlet_->keepPast(std::chrono::milliseconds(past_.load())); });
 }
 
 Pipeline::~Pipeline() {
@@ -92,7 +82,7 @@ bool Pipeline::plan(Description& chain, const std::vector<ObjectImpl*>& objects,
             if (std::find(joint.feeders.begin(), joint.feeders.end(), feeder) == joint.feeders.end())
                 joint.feeders.push_back(feeder);
         }
-        if (!joint.feeders.empty() && !joint.element->isFed()) {
+        if (!joint.feeders.empty() && dynamic_cast<SourceElement*>(joint.element)) {
             KEP_HOST_ERROR(objects[i]->label() + " is a source and takes nothing from " +
                            joint.feeders.front()->label() + place());
             return false;
@@ -112,9 +102,7 @@ bool Pipeline::Configure(base::AttrSet& attributes) {
         changeDown(State::null);
         if (!replaceChildren(content.objects())) return false;
         for (const Joint& joint : joints) {
-            for (Element* const feeder : joint.feeders) {
-                if (!feeder->link(*joint.element)) return false;
-            }
+            for (Element* const feeder : joint.feeders) feeder->link(*joint.element);
         }
         if (!joints.empty()) joints.back().element->setOutlet(outlet_);
     }

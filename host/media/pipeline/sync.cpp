@@ -3,7 +3,6 @@
 #include <optional>
 
 #include "media/pipeline/element.h"
-#include "media/pipeline/limits.h"
 #include "objects/class_registry.h"
 
 namespace kep::host {
@@ -73,7 +72,7 @@ class StampGuard {
  */
 class Sync final : public Element {
   public:
-    Sync() { addWholeNumber(properties(), *this, "wait", wait_, 0, 60'000); }
+    Sync() { addNumber("wait", wait_, 0, 60'000); }
     ~Sync() override { retire(); }
 
     bool takesAtOnce() const override { return nextTakeAtOnce(); }
@@ -181,7 +180,7 @@ class Sync final : public Element {
         const nanoseconds correction = input.guard.correction(*packet, jumped);
         if (jumped) {
             const auto by = std::chrono::duration_cast<std::chrono::milliseconds>(-correction).count();
-            jump = std::string("media=") + (packet->isVideo() ? "video" : "audio") +
+            jump = std::string("media=") + host::Media::nameOf(packet->media->kind) +
                    ",by=" + std::to_string(by) + ",total=" + std::to_string(++input.jumps);
         }
         if (correction.count() == 0) return packet;

@@ -2,9 +2,7 @@
 
 #include "media/hub/key_frame_requests.h"
 #include "media/pipeline/element.h"
-#include "media/pipeline/limits.h"
 #include "media/video/h264_encoder.h"
-#include "media/video/picture_size.h"
 #include "objects/class_registry.h"
 #include "objects/log.h"
 
@@ -19,15 +17,14 @@ namespace {
 class VideoEncoder : public Element {
   public:
     VideoEncoder(const char* encoder, AVCodecID codec) : encoderName_(encoder), codec_(codec) {
-        addWholeNumber(properties(), *this, "br", bitRate_, H264Encoder::kLowestBitRate,
-                       H264Encoder::kHighestBitRate);
+        addNumber("br", bitRate_, H264Encoder::kLowestBitRate, H264Encoder::kHighestBitRate);
         properties().add<int>(
             "fr", [this] { return rate_ ? rate_.load() : kUsualRate; },
             [this](int wanted) {
-                return isWithin(*this, "fr", wanted, 1, kHighestRate) && (rate_ = wanted) == wanted;
+                return isWithin("fr", wanted, 1, kHighestRate) && (rate_ = wanted) == wanted;
             });
-        addWholeNumber(properties(), *this, "gop", gop_, -1, 100'000);
-        addWholeNumber(properties(), *this, "clock", clock_, 0, 2'000'000'000);
+        addNumber("gop", gop_, -1, 100'000);
+        addNumber("clock", clock_, 0, 2'000'000'000);
         properties().add<std::string>(
             "goptype", [] { return std::string("ippp"); },
             [this](const std::string& type) {

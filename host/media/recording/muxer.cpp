@@ -6,7 +6,6 @@
 
 #include "media/hub/group_queue.h"
 #include "media/pipeline/element.h"
-#include "media/pipeline/limits.h"
 #include "media/recording/muxer_settings.h"
 #include "media/recording/recording.h"
 #include "media/threads.h"
@@ -41,7 +40,7 @@ class Muxer : public Element, public ClipWriter {
     explicit Muxer(Container container) : container_(container) {
         properties().add<std::string>(
             "url", [this] { return urlText(); }, [this](const std::string& text) { return setUrl(text); });
-        addFlag(properties(), "flush", flush_);
+        properties().add("flush", flush_);
         // A packet that is being written counts until it is.
         properties().add<int>(
             "queued", [this] { return static_cast<int>(queue_.size()) + (isWriting_ ? 1 : 0); }, nullptr);

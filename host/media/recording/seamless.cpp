@@ -1,7 +1,6 @@
 #include "media/pipeline/element.h"
 #include "objects/class_registry.h"
 #include "objects/log.h"
-#include "text/time_span.h"
 
 namespace kep::host {
 namespace {
@@ -45,11 +44,9 @@ class Seamless final : public Element {
   private:
     bool setDuration(const std::string& text) {
         std::chrono::milliseconds span{};
-        std::string reason;
-        const bool read = readTimeSpan(text, span, reason);
-        if (read && span.count() == 0) reason = "is no time at all";
-        if (!reason.empty()) {
-            KEP_HOST_ERROR(label() + ": duration=" + text + " " + reason);
+        if (!readSpan("duration", text, span)) return false;
+        if (span.count() == 0) {
+            KEP_HOST_ERROR(label() + ": duration=" + text + " is no time at all");
             return false;
         }
         duration_ = span;

@@ -11,6 +11,16 @@
 
 namespace kep::host {
 
+/** The sides that a picture can have: even numbers of pixels from the smallest to the largest. */
+constexpr int kSmallestSide = 16;
+constexpr int kLargestSide = 8192;
+/** Pictures in a second; more than a camera gives. */
+constexpr int kHighestRate = 120;
+
+constexpr bool isSide(int pixels) {
+    return pixels >= kSmallestSide && pixels <= kLargestSide && pixels % 2 == 0;
+}
+
 /** One picture of the camera: planar YUV 4:2:0 of limited range. Shared: read only. */
 struct Picture {
     FramePtr frame;
