@@ -83,7 +83,7 @@ std::shared_ptr<Outlet> BoardPipelines::make(const char* text) {
 
 void BoardPipelines::hold(std::vector<std::shared_ptr<Outlet>> outlets) {
     for (RetryPause pause;;) {
-        std::erase_if(outlets, [](const auto& outlet) { return !outlet || outlet->hold(); });
+        std::erase_if(outlets, [](const auto& outlet) { return !outlet || outlet->hold(true); });
         if (outlets.empty()) return;
         MutexLock lock(mutex_);
         const auto until = std::chrono::steady_clock::now() + pause.next();

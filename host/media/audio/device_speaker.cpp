@@ -35,15 +35,14 @@ class DeviceSpeaker final : public Speaker {
 
     const DeviceSpec device_;
     const AudioFormat format_;
-    AVFormatContext* output_ = nullptr;
+    OutputPtr output_;
     PacketPtr packet_{av_packet_alloc()};
     bool opened_ = false;
     std::int64_t written_ = 0;  // samples of each channel
 };
 
 DeviceSpeaker::~DeviceSpeaker() {
-    if (opened_) av_write_trailer(output_);
-    avformat_free_context(output_);
+    if (opened_) av_write_trailer(output_.get());
 }
 
 bool DeviceSpeaker::open() {
@@ -56,10 +55,12 @@ bool DeviceSpeaker::open() {
 }
 
 int DeviceSpeaker::openDevice() {
+    AVFormatContext* made = nullptr;
     int result =
-        avformat_alloc_output_context2(&output_, nullptr, device_.kind.c_str(), device_.argument.c_str());
+        avformat_alloc_output_context2(&made, nullptr, device_.kind.c_str(), device_.argument.c_str());
+    output_.reset(made);
     if (result < 0) return result;
-    AVStream* stream = avformat_new_stream(output_, nullptr);
+    AVStream* stream = avformat_new_stream(made, nullptr);
     if (!stream) return AVERROR(ENOMEM);
     AVCodecParameters& parameters = *stream->codecpar;
     parameters.codec_type = AVMEDIA_TYPE_AUDIO;
@@ -77,7 +78,7 @@ int DeviceSpeaker::openDevice() {
         // A blocking write does not notice that the server has gone.
         output_->flags |= AVFMT_FLAG_NONBLOCK;
     }
-    result = avformat_write_header(output_, &options);
+    result = avformat_write_header(made, &options);
     av_dict_free(&options);
     return result;
 }
@@ -92,7 +93,7 @@ bool DeviceSpeaker::write(const std::int16_t* samples, std::int64_t frames) {
         packet_->pts = packet_->dts =
             av_rescale_q(written_, unit, base) + attempt;  // libavformat wants it to rise
         packet_->duration = av_rescale_q(frames, unit, base);
-        int result = av_write_frame(output_, packet_.get());
+        int result = av_write_frame(output_.get(), packet_.get());
         packet_->data = nullptr;
         if (result >= 0) break;
         if (result == AVERROR(EAGAIN) && std::chrono::steady_clock::now() - begin < kStuck) {
@@ -111,7 +112,7 @@ void DeviceSpeaker::playOut() {
     // ALSA plays out by itself when it is closed; the other leaves that to us and tells how far it has come.
     std::int64_t heard = 0;
     std::int64_t wall = 0;
-    if (device_.kind != "pulse" || av_get_output_timestamp(output_, 0, &heard, &wall) < 0) return;
+    if (device_.kind != "pulse" || av_get_output_timestamp(output_.get(), 0, &heard, &wall) < 0) return;
     const AVRational base = output_->streams[0]->time_base;
     const std::int64_t left =
         av_rescale_q(written_, {1, format_.rate}, {1, 1000000}) - av_rescale_q(heard, base, {1, 1000000});

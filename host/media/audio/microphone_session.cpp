@@ -14,18 +14,17 @@ constexpr int kSmoothing = 64;
 
 CaptureKind microphoneKind(const DeviceSpec& device) {
     using std::chrono::seconds;
-    CaptureKind kind;
-    kind.thread = Thread::microphone;
-    kind.openTimeout = seconds(10);
-    kind.closeTimeout = seconds(2);
-    kind.linger = seconds(0);
-    // A reading of a device that is there returns at once; the client of a server that has died may hang for
-    // ever. A pipe is waited for as long as its writer likes.
-    kind.stallTimeout = seconds(device.kind == "pulse" || device.kind == "alsa" ? 5 : 0);
-    kind.name = "microphone " + device.text;
-    kind.noAnswer = "cannot open " + kind.name + ": it does not answer";
-    kind.hangs = kind.name + " hangs and is left behind";
-    return kind;
+    const std::string name = "microphone " + device.text;
+    return {.thread = Thread::microphone,
+            .openTimeout = seconds(10),
+            .closeTimeout = seconds(2),
+            .linger = seconds(0),
+            // Reads of a working device return at once, but the client of a dead server may hang for ever. A
+            // pipe may stay silent for as long as its writer likes.
+            .stallTimeout = seconds(device.kind == "pulse" || device.kind == "alsa" ? 5 : 0),
+            .name = name,
+            .noAnswer = "cannot open " + name + ": it does not answer",
+            .hangs = name + " hangs and is left behind"};
 }
 
 }  // namespace
@@ -102,18 +101,17 @@ void MicrophoneSession::publish() {
     }
 }
 
-MicrophoneLease::MicrophoneLease(std::shared_ptr<MicrophoneSession> session,
-                                 std::function<void(std::size_t)> lost)
-    : Lease(std::move(session), {100, 4U << 20}, std::move(lost), nullptr) {}  // two seconds
+MicrophoneLease::MicrophoneLease(std::shared_ptr<MicrophoneSession> session, LeaseListener listener)
+    : Lease(std::move(session), {100, 4U << 20}, std::move(listener)) {}  // two seconds
 
-std::shared_ptr<MicrophoneLease> MicrophoneLease::open(std::function<void(std::size_t)> lost) {
+std::shared_ptr<MicrophoneLease> MicrophoneLease::open(LeaseListener listener) {
     // Never destroyed: a stream that the program forgot may still use it while the process ends.
     static auto& microphone = *new CaptureDevice<MicrophoneSession>;
     const std::optional<DeviceSpec> chosen = microphoneFromEnvironment();
     if (!chosen) return nullptr;
     std::shared_ptr<MicrophoneSession> session = microphone.join(*chosen);
     if (!session) return nullptr;
-    std::shared_ptr<MicrophoneLease> lease(new MicrophoneLease(std::move(session), std::move(lost)));
+    std::shared_ptr<MicrophoneLease> lease(new MicrophoneLease(std::move(session), std::move(listener)));
     return lease->subscribe() ? lease : nullptr;
 }
 

@@ -1,7 +1,6 @@
 #ifndef KEP_HOST_MICROPHONE_SESSION_H
 #define KEP_HOST_MICROPHONE_SESSION_H
 
-#include <functional>
 #include <memory>
 
 #include "media/audio/audio_input.h"
@@ -46,16 +45,15 @@ class MicrophoneSession final : public CaptureSession {
 /** A share of the microphone of the process. */
 class MicrophoneLease final : public Lease<MicrophoneSession> {
   public:
-    /** Null, with a line, when the microphone does not open. `lost` gets the number of blocks that a full
-     * queue dropped. */
-    static std::shared_ptr<MicrophoneLease> open(std::function<void(std::size_t)> lost);
+    /** Null, with a line, when the microphone does not open. */
+    static std::shared_ptr<MicrophoneLease> open(LeaseListener listener);
 
     ~MicrophoneLease() override { close(); }
 
     AudioFormat format() const { return session().format(); }
 
   private:
-    MicrophoneLease(std::shared_ptr<MicrophoneSession> session, std::function<void(std::size_t)> lost);
+    MicrophoneLease(std::shared_ptr<MicrophoneSession> session, LeaseListener listener);
 };
 
 }  // namespace kep::host

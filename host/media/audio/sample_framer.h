@@ -6,10 +6,6 @@
 #include "media/audio/audio_block.h"
 #include "media/common/ffmpeg.h"
 
-extern "C" {
-#include <libavutil/audio_fifo.h>
-}
-
 namespace kep::host {
 
 /**
@@ -29,17 +25,13 @@ class SampleFramer {
   private:
     void makeRoom(int samples);
 
-    struct FifoDeleter {
-        void operator()(AVAudioFifo* fifo) const { av_audio_fifo_free(fifo); }
-    };
-
     const AudioFormat from_;
     const AudioFormat to_;
     const int frameSamples_;
     ResamplerPtr resampler_;
     FramePtr converted_;
     int capacity_ = 0;  // samples that converted_ has room for
-    std::unique_ptr<AVAudioFifo, FifoDeleter> fifo_;
+    SampleFifoPtr fifo_;
     SteadyTime end_;  // time of the sample after the last one in the queue
 };
 

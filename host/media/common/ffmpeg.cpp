@@ -14,6 +14,11 @@ std::string ffmpegError(int code) {
     return text;
 }
 
+bool succeeded(int code, std::string& reason) {
+    if (code < 0) reason = ffmpegError(code);
+    return code >= 0;
+}
+
 void initFfmpeg() {
     static std::once_flag once;
     std::call_once(once, [] {

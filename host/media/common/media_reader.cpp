@@ -39,8 +39,7 @@ std::unique_ptr<MediaReader> MediaReader::open(const Source& source, AVMediaType
         opened->probesize = 32;
     else if (result >= 0)
         result = avformat_find_stream_info(opened, nullptr);
-    if (result < 0) reason = ffmpegError(result);
-    return result >= 0 && reader->openDecoder(kind, reason) ? std::move(reader) : nullptr;
+    return succeeded(result, reason) && reader->openDecoder(kind, reason) ? std::move(reader) : nullptr;
 }
 
 bool MediaReader::openDecoder(AVMediaType kind, std::string& reason) {

@@ -117,7 +117,7 @@ void EventElement::countLost(const std::vector<SharedPacket>& dropped) {
             if (number < recording.next || recording.lostEnd) continue;
             const bool isBehind = packet->stamp > recording.trigger.end();
             recording.lostEnd = packet->isVideo() && isBehind;
-            if (!isBehind && packet->stamp >= recording.from) ++recording.lost[packet->isVideo() ? 0 : 1];
+            if (!isBehind && packet->stamp >= recording.from) recording.lost.add(*packet);
         }
         ++number;
     }
@@ -139,7 +139,7 @@ bool EventElement::post(const EventTrigger& trigger) {
     if (refusal.empty()) {
         wake();
     } else {
-        tellRefusal(trigger, refusal);
+        refuse(trigger, refusal);
     }
     return refusal.empty();
 }
@@ -229,40 +229,32 @@ EventElement::Step EventElement::begin(Recording& recording) {
         if (!key || !ring_.hasReached(trigger.begin())) {
             lock.unlock();
             const bool waits = !ending_ && Clock::now() < deadline(recording);
-            return waits ? Step::waits : refuse(recording, "no picture has come");
+            return waits ? Step::waits : refuse(trigger, "no picture has come");
         }
         recording.from = ring_.at(*key).packet->stamp;
         recording.next = *key;
     }
-    if (recording.from > trigger.end()) return refuse(recording, "nothing of its time is kept any more");
+    if (recording.from > trigger.end()) return refuse(trigger, "nothing of its time is kept any more");
     if (late) {
         const auto by = std::chrono::ceil<milliseconds>(recording.from - trigger.begin());
         KEP_HOST_ERROR(label() + ": clip " + trigger.url + " begins " + std::to_string(by.count()) +
                        " ms late: no earlier pictures buffered");
     }
     recording.clip =
-        writer_->beginClip(trigger.url, [this](const ClipFailure& failure) { clipFailed(failure); });
+        writer_->beginClip(trigger.url, [this](const FileFailure& failure) { clipFailed(failure); });
     return recording.clip ? Step::goesOn : Step::failed;
 }
 
-EventElement::Step EventElement::refuse(const Recording& recording, const std::string& reason) {
-    tellRefusal(recording.trigger, reason);
-    return Step::failed;
-}
-
-void EventElement::tellRefusal(const EventTrigger& trigger, const std::string& reason) {
+EventElement::Step EventElement::refuse(const EventTrigger& trigger, const std::string& reason) {
     KEP_HOST_ERROR(label() + ": no clip " + trigger.url + ": " + reason);
     clipFailed({trigger.url, reason, {}});
-}
-
-void EventElement::clipFailed(const ClipFailure& failure) {
-    tellFailed(failure.url, failure.reason, failure.kept);
+    return Step::failed;
 }
 
 /** Null when there is none yet. When the disk was so slow that packets are kept no longer, the next group's.
  */
 SharedPacket EventElement::nextPacket(Recording& recording) {
-    std::array<std::size_t, 2> lost{};
+    PacketCounts lost;
     SharedPacket packet;
     {
         const MutexLock lock(ringMutex_);
@@ -270,8 +262,7 @@ SharedPacket EventElement::nextPacket(Recording& recording) {
         recording.next = std::max(recording.next, ring_.first());
         if (recording.next < ring_.end()) packet = ring_.at(recording.next++).packet;
     }
-    tellLost(Media::Kind::video, lost[0]);
-    tellLost(Media::Kind::audio, lost[1]);
+    tellLost(lost);
     return packet;
 }
 

@@ -1,7 +1,6 @@
 #ifndef KEP_HOST_EVENT_ELEMENT_H
 #define KEP_HOST_EVENT_ELEMENT_H
 
-#include <array>
 #include <list>
 #include <memory>
 #include <optional>
@@ -52,7 +51,7 @@ class EventElement : public Element {
     /** Asks for a clip, and returns at once. False, with a line and `failed`, when none can be made. */
     bool post(const EventTrigger& trigger);
     /** Sends `failed` for a clip that is not made, or only in part; its error line has been written. */
-    virtual void clipFailed(const ClipFailure& failure);
+    virtual void clipFailed(const FileFailure& failure) { tellFailed(failure); }
     /** Reads `tp`, a time of the monotonic clock. Nothing, with an error line, for a text that is not a time
      * or lies far in the future. */
     std::optional<SteadyTime> readPoint(const std::string& text) const;
@@ -63,9 +62,9 @@ class EventElement : public Element {
         std::unique_ptr<Clip> clip;
         // Guarded by the ring's mutex: take() counts what the ring drops before this clip has read it.
         SteadyTime from;
-        std::uint64_t next = UINT64_MAX;   /**< number of the packet to read; none before the clip begins */
-        std::array<std::size_t, 2> lost{}; /**< pictures and sounds dropped and not yet reported */
-        bool lostEnd = false;              /**< the picture that would have ended the clip was dropped */
+        std::uint64_t next = UINT64_MAX; /**< number of the packet to read; none before the clip begins */
+        PacketCounts lost;               /**< dropped and not yet reported */
+        bool lostEnd = false;            /**< the picture that would have ended the clip was dropped */
     };
     enum class Step { waits, goesOn, complete, failed };
 
@@ -77,8 +76,7 @@ class EventElement : public Element {
     Step begin(Recording& recording);
     SharedPacket nextPacket(Recording& recording);
     void close(Recording& recording, Step how);
-    Step refuse(const Recording& recording, const std::string& reason);
-    void tellRefusal(const EventTrigger& trigger, const std::string& reason);
+    Step refuse(const EventTrigger& trigger, const std::string& reason);
     SteadyTime deadline(const Recording& recording);
 
     Mutex ringMutex_;

@@ -39,8 +39,8 @@ class RecordEventTrigger final : public EventElement {
         return post(trigger_);
     }
 
-    void clipFailed(const ClipFailure& failure) override {
-        tell("recordStop", "failed=true," + failureText(failure.url, failure.reason, failure.kept));
+    void clipFailed(const FileFailure& failure) override {
+        tell("recordStop", "failed=true," + failure.text());
     }
 
   private:
@@ -78,7 +78,7 @@ class RecordEventServiceTriggerShm final : public EventElement {
         properties().add<std::string>("trigger", nullptr, [this](const std::string& text) {
             EventTrigger trigger;
             if (readTrigger(text, trigger)) return post(trigger);
-            tellFailed(trigger.url, "the trigger cannot be read");
+            tellFailed({trigger.url, "the trigger cannot be read", {}});
             return false;
         });
     }

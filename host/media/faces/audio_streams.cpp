@@ -2,6 +2,7 @@
 
 #include "media/audio/aac_encoder.h"
 #include "media/audio/adts.h"
+#include "media/audio/volume.h"
 #include "media/faces/live_stream.h"
 #include "media/faces/streams.h"
 #include "objects/log.h"
@@ -92,6 +93,21 @@ class AacSource final : public api::streaming::IAacSource, public MicrophoneStre
     std::atomic<bool> isSet_{false};
 };
 
+/** A sound device as applications set it: both settings act on the samples, so that every kind has them. */
+template <class Interface>
+class SoundDevice final : public Interface {
+  public:
+    explicit SoundDevice(Volume& volume) : volume_(volume) {}
+
+    bool IsSupportVolumeControl() override { return true; }
+    void SetVolume(int volume) override { volume_.set(volume); }
+    bool IsSupportMute() override { return true; }
+    void SetMute(bool mute) override { volume_.setMute(mute); }
+
+  private:
+    Volume& volume_;
+};
+
 }  // namespace
 
 std::unique_ptr<api::streaming::IPcmSource> makePcmSource() {
@@ -100,6 +116,16 @@ std::unique_ptr<api::streaming::IPcmSource> makePcmSource() {
 
 std::unique_ptr<api::streaming::IAacSource> makeAacSource() {
     return std::make_unique<AacSource>();
+}
+
+dev::IMicrophone& microphone() {
+    static SoundDevice<dev::IMicrophone> device(microphoneVolume());
+    return device;
+}
+
+dev::ISpeaker& speaker() {
+    static SoundDevice<dev::ISpeaker> device(speakerVolume());
+    return device;
 }
 
 }  // namespace kep::host

@@ -93,7 +93,8 @@ bool PcmPlayer::start() {
         const MutexLock lock(entry_);
         part_ = static_cast<std::size_t>(format_.blockFrames()) * format_.frameBytes();
     }
-    queue_.open({kMostParts, static_cast<std::size_t>(format_.rate) / 2 * format_.frameBytes()});
+    queue_.setLimits({kMostParts, static_cast<std::size_t>(format_.rate) / 2 * format_.frameBytes()});
+    queue_.open();
     player_ = startThread(Thread::speaker, [this] { play(); });
     return true;
 }

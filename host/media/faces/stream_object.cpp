@@ -7,15 +7,6 @@
 #include "objects/log.h"
 
 namespace kep::host {
-namespace {
-
-bool refuse(const char* name, int value, const char* kind, int low, int high) {
-    KEP_HOST_ERROR(std::string(name) + " " + std::to_string(value) + " is not " + kind + "from " +
-                   std::to_string(low) + " to " + std::to_string(high));
-    return false;
-}
-
-}  // namespace
 
 class StreamObject::Body final : public ObjectImpl {
   public:
@@ -145,12 +136,16 @@ bool StreamObject::RegisterMessageCallback(const std::function<bool(const char*)
     return true;
 }
 
-bool StreamObject::isSetting(const char* name, int value, int low, int high) {
-    return (value >= low && value <= high) || refuse(name, value, "", low, high);
+bool StreamObject::isSetting(const char* name, int value, int low, int high, bool even) {
+    if (value >= low && value <= high && !(even && value % 2 != 0)) return true;
+    KEP_HOST_ERROR(std::string(name) + " " + std::to_string(value) + " is not " +
+                   (even ? "an even number " : "") + "from " + std::to_string(low) + " to " +
+                   std::to_string(high));
+    return false;
 }
 
 bool StreamObject::isSideSetting(const char* name, int pixels) {
-    return isSide(pixels) || refuse(name, pixels, "an even number ", kSmallestSide, kLargestSide);
+    return isSetting(name, pixels, kSmallestSide, kLargestSide, true);
 }
 
 bool StreamObject::isPcmSetting(AudioFormat format, int mostChannels) {

@@ -40,7 +40,7 @@ class StreamObject : public virtual api::streaming::common::IStreamControl,
     virtual void stop() = 0;
 
     // Whether a setting of an application makes sense; a line names it and its value when it does not.
-    static bool isSetting(const char* name, int value, int low, int high);
+    static bool isSetting(const char* name, int value, int low, int high, bool even = false);
     /** A side of a picture. */
     static bool isSideSetting(const char* name, int pixels);
     /** The format of uncompressed sound. */

@@ -68,10 +68,6 @@ bool CaptureSession::end() {
         changed_.notifyAll();
     }
     if (isOpen) interrupt();
-    return waitClosed();
-}
-
-bool CaptureSession::waitClosed() {
     {
         MutexLock lock(mutex_);
         if (isLeftBehind_ ||

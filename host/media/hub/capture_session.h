@@ -83,7 +83,6 @@ class KEP_API CaptureSession {
     void captureAll();
     bool isWanted() REQUIRES(mutex_);
     void lose(const std::string& reason);
-    bool waitClosed();
 
     const CaptureKind kind_;
     const DeviceSpec device_;

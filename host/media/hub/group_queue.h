@@ -33,13 +33,10 @@ class GroupQueue {
 
     /** Empties the queue and lets items through again. */
     void open() { reset(true); }
-    /** The same with other limits from now on. */
-    void open(Limits limits) {
-        {
-            const MutexLock lock(mutex_);
-            limits_ = limits;
-        }
-        open();
+    /** To be called while it is closed. */
+    void setLimits(Limits limits) {
+        const MutexLock lock(mutex_);
+        limits_ = limits;
     }
     /** Drops what is queued and makes every pull fail until the queue is opened again. */
     void close() { reset(false); }

@@ -11,6 +11,14 @@
 
 namespace kep::host {
 
+/** What a consumer is told, on the capture thread with no lock held; either may be null. */
+struct LeaseListener {
+    /** Items that the device or the consumer's queue has dropped. */
+    std::function<void(std::size_t)> lost;
+    /** The device is lost. */
+    std::function<void(const std::string& device)> ended;
+};
+
 /** One consumer's share of a device: its queue, and the session that it keeps open. A derived class calls
  * close() in its destructor, as it is called by the capture thread until then. */
 template <class Session>
@@ -48,17 +56,9 @@ class Lease : protected Subscription<typename Session::Item> {
     }
 
   protected:
-    using Lost = std::function<void(std::size_t)>;
-    using Ended = std::function<void(const std::string& device)>;
-
-    /** Takes over a session that has been joined. `lost` is called with the number of items that the queue
-     * dropped, `ended` when the device is lost: on the capture thread, with no lock held. Either may be null.
-     */
-    Lease(std::shared_ptr<Session> session, typename GroupQueue<Item>::Limits limits, Lost lost, Ended ended)
-        : Subscription<Item>(limits),
-          session_(std::move(session)),
-          lost_(std::move(lost)),
-          ended_(std::move(ended)) {}
+    /** Takes over a session that has been joined. */
+    Lease(std::shared_ptr<Session> session, typename GroupQueue<Item>::Limits limits, LeaseListener listener)
+        : Subscription<Item>(limits), session_(std::move(session)), listener_(std::move(listener)) {}
 
     /** To be called once. False when the device has just been lost. */
     bool subscribe() {
@@ -73,7 +73,7 @@ class Lease : protected Subscription<typename Session::Item> {
 
     Session& session() const { return *session_; }
     void tellLost(std::size_t count) {
-        if (lost_) lost_(count);
+        if (listener_.lost) listener_.lost(count);
     }
 
   private:
@@ -83,12 +83,11 @@ class Lease : protected Subscription<typename Session::Item> {
     void lost(const std::vector<Item>& dropped) override { tellLost(dropped.size()); }
     void ended() override {
         isLost_ = true;
-        if (ended_) ended_(device());
+        if (listener_.ended) listener_.ended(device());
     }
 
     const std::shared_ptr<Session> session_;
-    const Lost lost_;
-    const Ended ended_;
+    const LeaseListener listener_;
     std::atomic<bool> isOpen_{false};
     std::atomic<bool> isLost_{false};
 };

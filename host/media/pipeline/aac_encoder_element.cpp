@@ -82,9 +82,7 @@ class EncoderAac final : public Element {
     }
 
     void hand(const AacUnit& unit) {
-        auto packet = std::make_shared<MediaPacket>();
-        packet->media = media_;
-        packet->stamp = unit.stamp;
+        auto packet = std::make_shared<MediaPacket>(media_, unit.stamp);
         packet->duration = media_->audioFormat().duration(AacEncoder::kUnitSamples);
         packet->size = unit.size;
         packet->bytes = unit.bytes;

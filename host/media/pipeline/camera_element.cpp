@@ -53,9 +53,7 @@ class CameraElement final : public DeviceElement<CameraLease> {
         for (PicturePtr picture; lease.pull(picture, true);) {
             if (av_cmp_q(lease.rate(), media->frameRate) != 0) media = describe(lease);
             delivered_ = picture->number;
-            auto packet = std::make_shared<MediaPacket>();
-            packet->media = media;
-            packet->stamp = picture->stamp;
+            auto packet = std::make_shared<MediaPacket>(media, picture->stamp);
             packet->number = picture->number;
             packet->picture = scaled(picture, *media);
             if (packet->picture) {

@@ -10,21 +10,23 @@
 
 namespace kep::host {
 
+namespace {
+/** In the order of Caps. */
+constexpr std::array<std::string_view, 3> kCaps = {"", "video", "audio"};
+}  // namespace
+
 Element::Element() {
     // Read by the pipeline, which knows the elements that it names.
     reserveAttributes({"link"});
     properties().add<std::string>(
-        "caps",
-        [this]() -> std::string {
-            if (caps_ == Caps::both) return "";
-            return caps_ == Caps::video ? "video" : "audio";
-        },
-        [this](const std::string& caps) {
-            if (!caps.empty() && caps != "video" && caps != "audio") {
-                KEP_HOST_ERROR(label() + ": caps=" + caps + " is neither video nor audio");
+        "caps", [this] { return std::string(kCaps[static_cast<std::size_t>(caps_.load())]); },
+        [this](const std::string& text) {
+            const auto* const caps = std::ranges::find(kCaps, text);
+            if (caps == kCaps.end()) {
+                KEP_HOST_ERROR(label() + ": caps=" + text + " is neither video nor audio");
                 return false;
             }
-            caps_ = caps.empty() ? Caps::both : caps == "video" ? Caps::video : Caps::audio;
+            caps_ = static_cast<Caps>(caps - kCaps.begin());
             return true;
         });
     properties().add("dbg", traced_);
@@ -97,26 +99,23 @@ void Element::tellLost(Media::Kind kind, std::size_t lost) {
 }
 
 void Element::tellLost(const std::vector<SharedPacket>& lost) {
-    std::size_t pictures = 0;
-    std::size_t all = 0;
+    PacketCounts counts;
     for (const SharedPacket& packet : lost) {
-        if (!packet) continue;
-        ++all;
-        if (packet->isVideo()) ++pictures;
+        if (packet) counts.add(*packet);
     }
-    tellLost(Media::Kind::video, pictures);
-    tellLost(Media::Kind::audio, all - pictures);
+    tellLost(counts);
+}
+
+void Element::tellLost(const PacketCounts& lost) {
+    tellLost(Media::Kind::video, lost.video);
+    tellLost(Media::Kind::audio, lost.audio);
 }
 
 void Element::tellDeviceLost(Media::Kind kind, const std::string& device) {
     tell("deviceLost", std::string("media=") + Media::nameOf(kind) + ",device={" + device + "}");
 }
 
-void Element::tellFailed(const std::string& url, const std::string& reason, const std::string& kept) {
-    tell("failed", "media=file," + failureText(url, reason, kept));
-}
-
-std::string Element::failureText(const std::string& url, const std::string& reason, const std::string& kept) {
+std::string FileFailure::text() const {
     std::string attributes;
     if (!url.empty()) attributes += "url={" + url + "},";
     if (!kept.empty()) attributes += "kept={" + kept + "},";

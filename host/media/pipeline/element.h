@@ -15,6 +15,16 @@ namespace kep::host {
 
 class Outlet;
 
+/** Why a file is not made, or only in part. */
+struct FileFailure {
+    std::string url; /**< empty when it has none */
+    std::string reason;
+    std::string kept; /**< URL of the file that holds the part; empty when there is none */
+
+    /** The attributes of a message that tells of it. */
+    std::string text() const;
+};
+
 /**
  * A part of a pipeline: takes packets from the elements linked before it and gives packets to those linked
  * after it, on the thread that brought them. A source and a queue bring a thread of their own.
@@ -65,6 +75,15 @@ class KEP_API Element : public ObjectImpl {
     /** Where others can listen to what this element gives; null for nowhere. Only while it is down. */
     void setOutlet(std::shared_ptr<Outlet> outlet) { outlet_ = std::move(outlet); }
 
+    /** Sends `name=NAME,TEXT` upward. */
+    void tell(const char* name, const std::string& attributes);
+    /** Counts packets that this element had to drop, and sends `name=frameLost` upward; nothing for none. */
+    void tellLost(Media::Kind kind, std::size_t lost);
+    void tellLost(const PacketCounts& lost);
+    void tellLost(const std::vector<SharedPacket>& lost);
+    /** Writes an information line when the element's "dbg" is on. */
+    void trace(std::string_view text) const;
+
   protected:
     Element();
 
@@ -78,26 +97,14 @@ class KEP_API Element : public ObjectImpl {
     const std::vector<Element*>& next() const { return next_; }
     const std::vector<Element*>& previous() const { return previous_; }
 
-    /** Sends `name=NAME,TEXT` upward. */
-    void tell(const char* name, const std::string& attributes);
-    /** Counts packets that this element had to drop, and sends `name=frameLost` upward; nothing for none. */
-    void tellLost(Media::Kind kind, std::size_t lost);
-    void tellLost(const std::vector<SharedPacket>& lost);
     /** Sends `name=deviceLost` upward. */
     void tellDeviceLost(Media::Kind kind, const std::string& device);
 
-    /** Sends `name=failed,media=file` upward, of a file that is not made or only in part. `url` is empty when
-     * it has none; `kept` is the URL of the part, empty when there is none. */
-    void tellFailed(const std::string& url, const std::string& reason, const std::string& kept = "");
-    /** The attributes of such a message. */
-    static std::string failureText(const std::string& url, const std::string& reason,
-                                   const std::string& kept);
+    /** Sends `name=failed,media=file` upward. */
+    void tellFailed(const FileFailure& failure) { tell("failed", "media=file," + failure.text()); }
 
     /** Reads a span of time, the value of property `name`; an error line tells of any other text. */
     bool readSpan(const char* name, const std::string& text, std::chrono::milliseconds& span) const;
-
-    /** Writes an information line when the element's "dbg" is on. */
-    void trace(std::string_view text) const;
 
   private:
     enum class Caps { both, video, audio };

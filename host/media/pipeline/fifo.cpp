@@ -60,7 +60,8 @@ class Fifo final : public Element {
             const MutexLock lock(entry_);
             groups_ = {};
         }
-        queue_.open({static_cast<std::size_t>(max_), static_cast<std::size_t>(bytes_)});
+        queue_.setLimits({static_cast<std::size_t>(max_), static_cast<std::size_t>(bytes_)});
+        queue_.open();
         thread_ = startThread(Thread::fifo, [this] { work(); });
         return true;
     }

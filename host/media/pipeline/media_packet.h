@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "kep/packet.h"
@@ -61,6 +62,8 @@ class KEP_API MediaPacket final : public stream::Packet {
     std::shared_ptr<const std::uint8_t> bytes;
     int size = 0;
 
+    MediaPacket() = default;
+    MediaPacket(MediaPtr what, SteadyTime when) : media(std::move(what)), stamp(when) {}
     virtual ~MediaPacket() = default;
     const void* Data() const override { return bytes.get(); }
     int Size() const override { return size; }
@@ -78,6 +81,15 @@ using SharedPacket = std::shared_ptr<const MediaPacket>;
 inline std::size_t weightOf(const SharedPacket& packet) {
     return packet->weight();
 }
+
+/** Numbers of packets, by their kind. */
+struct PacketCounts {
+    std::size_t video = 0;
+    std::size_t audio = 0;
+
+    std::size_t& operator[](Media::Kind kind) { return kind == Media::Kind::video ? video : audio; }
+    void add(const MediaPacket& packet) { ++(*this)[packet.media->kind]; }
+};
 
 /** Finds where a stream may be cut. Where there is video, sound alone begins no group. */
 class GroupSense {

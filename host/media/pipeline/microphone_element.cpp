@@ -25,7 +25,7 @@ class MicrophoneElement final : public DeviceElement<MicrophoneLease> {
   private:
     bool startsWithout() const override { return true; }
     std::shared_ptr<MicrophoneLease> open() override {
-        return MicrophoneLease::open([this](std::size_t blocks) { tellDropped(blocks); });
+        return MicrophoneLease::open({[this](std::size_t blocks) { tellDropped(blocks); }, nullptr});
     }
 
     void giveAll(MicrophoneLease& lease) override {
@@ -60,9 +60,7 @@ class MicrophoneElement final : public DeviceElement<MicrophoneLease> {
     }
 
     void giveSamples(const SharedSamples& samples, SteadyTime stamp, const MediaPtr& media) {
-        auto packet = std::make_shared<MediaPacket>();
-        packet->media = media;
-        packet->stamp = stamp;
+        auto packet = std::make_shared<MediaPacket>(media, stamp);
         packet->duration =
             media->audioFormat().duration(static_cast<std::int64_t>(samples->size()) / media->channels);
         packet->size = static_cast<int>(samples->size() * sizeof(std::int16_t));

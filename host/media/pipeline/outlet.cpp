@@ -45,7 +45,7 @@ bool Outlet::attach(Inlet& inlet) {
     inlet.groups_ = {};
     inlet.begun_ = false;
     if (!hub_.subscribe(inlet)) return false;
-    if (!raise()) {
+    if (!hold(true)) {
         hub_.unsubscribe(inlet);
         return false;
     }
@@ -54,47 +54,31 @@ bool Outlet::attach(Inlet& inlet) {
 }
 
 void Outlet::detach(Inlet& inlet) {
-    if (hub_.unsubscribe(inlet)) lower();
+    if (hub_.unsubscribe(inlet)) hold(false);
 }
 
-bool Outlet::raise() {
+bool Outlet::hold(bool held) {
+    Demand demand;
     {
         MutexLock lock(demandMutex_);
         waitForChange(lock);
-        if (holders_++ > 0 || !demand_) return true;
+        const bool changes = held ? holders_++ == 0 : --holders_ == 0;
+        if (!changes || !demand_) return true;
         isChanging_ = true;
+        demand = demand_;
     }
-    return change(true);
-}
-
-void Outlet::lower() {
-    {
-        MutexLock lock(demandMutex_);
-        waitForChange(lock);
-        if (--holders_ > 0 || !demand_) return;
-        isChanging_ = true;
-    }
-    change(false);
+    const bool done = demand(held);
     // What comes when it is raised again does not follow on it.
-    hub_.withPast([](Past& kept) { kept.clear(); });
+    if (!held) hub_.withPast([](Past& kept) { kept.clear(); });
+    const MutexLock lock(demandMutex_);
+    if (held && !done) --holders_;
+    isChanging_ = false;
+    changed_.notifyAll();
+    return done;
 }
 
 void Outlet::waitForChange(MutexLock& lock) {
     changed_.wait(lock, [this]() REQUIRES(demandMutex_) { return !isChanging_; });
-}
-
-bool Outlet::change(bool wanted) {
-    Demand demand;
-    {
-        const MutexLock lock(demandMutex_);
-        demand = demand_;
-    }
-    const bool done = demand(wanted);
-    const MutexLock lock(demandMutex_);
-    if (wanted && !done) --holders_;
-    isChanging_ = false;
-    changed_.notifyAll();
-    return done;
 }
 
 OutletNames& OutletNames::instance() {

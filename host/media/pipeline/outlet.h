@@ -13,37 +13,19 @@
 
 namespace kep::host {
 
-/** A listener's end: its own bounded queue, and what it wants to be told on the giver's thread. */
-class KEP_API Inlet final : public Subscription<SharedPacket> {
+/** A listener's end: its own bounded queue, which begins with a group. */
+class KEP_API Inlet : public Subscription<SharedPacket> {
   public:
     static constexpr std::size_t kMostBytes = 32U << 20;
 
     Inlet() : Subscription({8192, kMostBytes}) {}
 
-    /** The listener was too slow for these. */
-    std::function<void(const std::vector<SharedPacket>&)> onLost;
-    std::function<void(const std::string& message)> onMessage; /**< what the pipeline's elements tell */
-    std::function<void()> onEnd;                               /**< nothing more will come */
-    /** Takes a packet on the giver's thread, at once; without it the listener pulls from the queue. */
-    std::function<void(const SharedPacket&)> onPacket;
-
   private:
     friend class Outlet;
 
-    bool wants(const SharedPacket& packet) override;
-    bool beginsGroup(const SharedPacket&) override { return begins_; }
-    void lacksKey(const SharedPacket& packet) override;
-    void lost(const std::vector<SharedPacket>& dropped) override {
-        if (onLost) onLost(dropped);
-    }
-    void told(const std::string& message) override {
-        if (onMessage) onMessage(message);
-    }
-    void ended() override {
-        if (onEnd) onEnd();
-    }
-    bool worksAtOnce() const override { return onPacket != nullptr; }
-    void work(const SharedPacket& packet) override { onPacket(packet); }
+    bool wants(const SharedPacket& packet) final;
+    bool beginsGroup(const SharedPacket&) final { return begins_; }
+    void lacksKey(const SharedPacket& packet) final;
 
     KeyFrameRequests* keyFrames_ = nullptr; /**< of the outlet */
     GroupSense groups_;
@@ -81,8 +63,9 @@ class KEP_API Outlet {
     /** After this nothing of the inlet is touched any more; its queue keeps what it has. */
     void detach(Inlet& inlet);
 
-    /** Keeps what feeds the outlet running although nobody listens. */
-    bool hold() { return raise(); }
+    /** Keeps what feeds the outlet running although nobody listens, until it is called with false. Calls the
+     * demand with no lock held. */
+    bool hold(bool held) EXCLUDES(demandMutex_);
 
     /** The pipeline is no more: every listener is told. */
     void end() { hub_.end(); }
@@ -103,17 +86,13 @@ class KEP_API Outlet {
         PacketRing ring{std::chrono::nanoseconds(0), 24U << 20};
     };
 
-    bool raise();
-    void lower();
-    /** Calls the demand, with no lock held; isChanging_ keeps others from it meanwhile. */
-    bool change(bool wanted) EXCLUDES(demandMutex_);
     void waitForChange(MutexLock& lock) REQUIRES(demandMutex_);
 
     Mutex demandMutex_;
     Condition changed_;
     Demand demand_ GUARDED_BY(demandMutex_);
     int holders_ GUARDED_BY(demandMutex_) = 0;
-    bool isChanging_ GUARDED_BY(demandMutex_) = false;
+    bool isChanging_ GUARDED_BY(demandMutex_) = false; /**< the demand is being called */
 
     KeyFrameRequests keyFrames_;
     Hub<SharedPacket, Past> hub_;

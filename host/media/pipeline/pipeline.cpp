@@ -28,7 +28,15 @@ Pipeline::Pipeline() {
     // As part of an application it may have what an element has; neither means anything there.
     reserveAttributes({"layout", "serialize", "link", "dbg"});
     properties().add<bool>(
-        "ondemand", [this] { return onDemand_.load(); }, [this](bool wanted) { return setOnDemand(wanted); });
+        "ondemand", [this] { return onDemand_.load(); },
+        [this](bool wanted) {
+            onDemand_ = wanted;
+            Outlet::Demand demand;
+            if (wanted)
+                demand = [this](bool up) { return up ? changeUp(State::play) : changeDown(State::null); };
+            outlet_->setDemand(std::move(demand));
+            return true;
+        });
     addNumber("past", past_, 0, kLongestPast,
               [this] { outlet_->keepPast(std::chrono::milliseconds(past_.load())); });
 }
@@ -39,14 +47,6 @@ Pipeline::~Pipeline() {
     outlet_->setDemand(nullptr);
     retire();
     outlet_->end();
-}
-
-bool Pipeline::setOnDemand(bool wanted) {
-    onDemand_ = wanted;
-    outlet_->setDemand(
-        wanted ? [this](bool raise) { return raise ? changeUp(State::play) : changeDown(State::null); }
-               : Outlet::Demand());
-    return true;
 }
 
 bool Pipeline::receiveMessage(base::Message& message) {

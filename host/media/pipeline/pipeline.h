@@ -39,7 +39,6 @@ class Pipeline final : public ObjectImpl {
     };
 
     static bool plan(Description& chain, const std::vector<ObjectImpl*>& objects, std::vector<Joint>& joints);
-    bool setOnDemand(bool wanted);
 
     const std::shared_ptr<Outlet> outlet_ = std::make_shared<Outlet>();
     std::atomic<bool> onDemand_{false};

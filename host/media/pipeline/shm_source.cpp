@@ -19,17 +19,11 @@ namespace {
  * Between the two is a queue bounded in bytes, with a thread behind it; a chain that does not keep up loses
  * whole groups, oldest first. What takes at once is given packets where the other pipeline gives them.
  */
-class ShmSource final : public SourceElement {
+class ShmSource final : public SourceElement, private Inlet {
   public:
     ShmSource() {
         filmingBegins();
         reserveAttributes({"connect"});
-        inlet_.onLost = [this](const std::vector<SharedPacket>& lost) { tellLost(lost); };
-        inlet_.onMessage = [this](const std::string& text) {
-            TextMessage message(text.c_str());
-            sendMessage(message);
-        };
-        inlet_.onEnd = [this] { tell("pipelineLost", "pipeline={" + partner_ + "}"); };
     }
     ~ShmSource() override { retire(); }
 
@@ -60,13 +54,14 @@ class ShmSource final : public SourceElement {
             KEP_HOST_ERROR(label() + ": pipeline \"" + partner_ + "\" cannot listen to itself");
             return false;
         }
-        const bool pulls = !nextTakeAtOnce();
-        inlet_.onPacket = nullptr;
-        if (!pulls) inlet_.onPacket = [this](const SharedPacket& packet) { give(packet); };
+        pulls_ = !nextTakeAtOnce();
         // Before the own pipeline starts, so that its first picture is not missed.
-        if (!outlet->attach(inlet_)) return false;
+        if (!outlet->attach(*this)) return false;
         isAttached_ = true;
-        if (pulls) thread_ = startThread(Thread::shmSource, [this] { work(); });
+        if (pulls_)
+            thread_ = startThread(Thread::shmSource, [this] {
+                for (SharedPacket packet; queue().pull(packet, true);) give(packet);
+            });
         if (ObjectImpl::up(target)) return true;
         leave();
         return false;
@@ -79,6 +74,15 @@ class ShmSource final : public SourceElement {
     }
 
   private:
+    void lost(const std::vector<SharedPacket>& dropped) override { tellLost(dropped); }
+    void told(const std::string& text) override {
+        TextMessage message(text.c_str());
+        sendMessage(message);
+    }
+    void ended() override { tell("pipelineLost", "pipeline={" + partner_ + "}"); }
+    bool worksAtOnce() const override { return !pulls_; }
+    void work(const SharedPacket& packet) override { give(packet); }
+
     bool connect(Description& description) {
         if (!readItems(description)) return false;
         const base::AttrSet& partner = description.attributes();
@@ -126,19 +130,15 @@ class ShmSource final : public SourceElement {
         return false;
     }
 
-    void work() {
-        for (SharedPacket packet; inlet_.queue().pull(packet, true);) give(packet);
-    }
-
     /** Hands on what has come, and ends. */
     void leave() {
         if (!std::exchange(isAttached_, false)) return;
-        outlet()->detach(inlet_);
-        inlet_.queue().finish();
+        outlet()->detach(*this);
+        queue().finish();
         if (thread_.joinable()) thread_.join();
     }
 
-    Inlet inlet_;
+    bool pulls_ = false; /**< on a thread of its own; fixed while it is attached */
     bool isAttached_ = false;
     std::string partner_;
     Mutex outletMutex_;

@@ -110,9 +110,7 @@ class VideoEncoder : public Element {
         if (!unit) return false;
         inGroup_ = begins ? 1 : inGroup_ + 1;
         failing_ = false;
-        auto packet = std::make_shared<MediaPacket>();
-        packet->media = media_;
-        packet->stamp = raw.stamp;
+        auto packet = std::make_shared<MediaPacket>(media_, raw.stamp);
         packet->number = raw.number;
         packet->duration = duration;
         packet->key = unit->flags & AV_PKT_FLAG_KEY;

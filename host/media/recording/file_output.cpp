@@ -10,6 +10,10 @@
 #include "recordings/failure.h"
 #include "recordings/length_box.h"
 
+extern "C" {
+#include <libavutil/intreadwrite.h>
+}
+
 namespace kep::host {
 namespace {
 
@@ -23,14 +27,9 @@ constexpr std::size_t kHoleBytes = 4096;
 using BoxHeader = std::array<std::uint8_t, kBoxHeader>;
 
 BoxHeader freeBox(std::size_t size) {
-    return {static_cast<std::uint8_t>(size >> 24),
-            static_cast<std::uint8_t>(size >> 16),
-            static_cast<std::uint8_t>(size >> 8),
-            static_cast<std::uint8_t>(size),
-            'f',
-            'r',
-            'e',
-            'e'};
+    BoxHeader header = {0, 0, 0, 0, 'f', 'r', 'e', 'e'};
+    AV_WB32(header.data(), size);
+    return header;
 }
 
 }  // namespace
@@ -177,21 +176,8 @@ bool FileOutput::writeBox(bool sync, std::string& reason) {
     std::copy_n(kept_.begin(), kBoxHeader, header.begin());
     const BoxHeader passedOver = freeBox(kept_.size());
     std::copy(passedOver.begin(), passedOver.end(), kept_.begin());
-    return noted(writeKept(), reason) && (!sync || this->sync(reason)) &&
+    return noted(writeKept(), reason) && (!sync || file_->sync(reason)) &&
            noted(file_->write(start, header.data(), header.size(), reason_), reason);
-}
-
-bool FileOutput::dropRest(std::uint64_t size) {
-    std::string ignored;
-    return file_->truncate(size, ignored);
-}
-
-bool FileOutput::sync(std::string& reason) {
-    return file_->sync(reason);
-}
-
-FileLayer::Committed FileOutput::commit(const std::string& from, const std::string& to, std::string& reason) {
-    return FileLayer::current().commit(*file_, from, to, FileLayer::Taken::refuse, reason);
 }
 
 bool FileOutput::noted(bool done, std::string& reason) {

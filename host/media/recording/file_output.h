@@ -42,13 +42,10 @@ class FileOutput {
     bool writeBox(bool sync, std::string& reason);
     /** Has the header of a fragmented file, which lies at `path`, tell how long it is. */
     bool fillLength(const std::string& path, std::string& reason);
-    /** Truncates the remains of a failed write behind the first `size` bytes. */
-    bool dropRest(std::uint64_t size);
-    bool sync(std::string& reason);
+    /** What has been written: to be synced, truncated and committed. */
+    FileLayer::File& file() { return *file_; }
     /** Closes the file under the name that it has; once it is closed, nothing else may be asked of it. */
     void close() { file_.reset(); }
-    /** Closes the file and gives it its name, as FileLayer::commit() does. */
-    FileLayer::Committed commit(const std::string& from, const std::string& to, std::string& reason);
 
     /** How much has been handed to the file layer. */
     std::uint64_t written() const { return written_; }

@@ -134,13 +134,10 @@ bool MediaFile::writeHeader(std::string& reason) {
     }
     const int result = avformat_write_header(context_.get(), &options);
     av_dict_free(&options);
-    if (result < 0) {
-        reason = ffmpegError(result);
-        return false;
-    }
+    if (!succeeded(result, reason)) return false;
     if (!isFragmented()) return true;
     // While the beginning is unsure, the file may show what was deleted before it was given its blocks.
-    return output_->writeHeader(reason) && (!flush_ || output_->sync(reason));
+    return output_->writeHeader(reason) && (!flush_ || output_->file().sync(reason));
 }
 
 bool MediaFile::add(const MediaPacket& packet, bool key, std::string& reason) {
@@ -174,7 +171,7 @@ bool MediaFile::endFragment(bool isLast, std::string& reason) {
     if (isFragmented()) av_opt_set(context_->priv_data, "movflags", "+frag_discont", 0);
     // The last one is synced with what comes behind it.
     if (!noteOnDisk((isFragmented() ? output_->writeFragment(flush_, reason) : output_->write(reason)) &&
-                    (!flush_ || isLast || output_->sync(reason))))
+                    (!flush_ || isLast || output_->file().sync(reason))))
         return false;
     if (isLast || named_) return true;
     named_ = !flush_ || layer.syncFolder(FileLayer::folderOf(openPath_), reason);
@@ -223,11 +220,7 @@ bool MediaFile::complete(std::string& reason) {
         if (stream->track && !stream->track->flush(reason)) return false;
     }
     if (!endFragment(true, reason)) return false;
-    const int result = av_write_trailer(context_.get());
-    if (result < 0) {
-        reason = ffmpegError(result);
-        return false;
-    }
+    if (!succeeded(av_write_trailer(context_.get()), reason)) return false;
     const bool isWhole =
         noteOnDisk(isFragmented() ? output_->writeBox(flush_, reason) : output_->write(reason));
     return isWhole && (!isFragmented() || output_->fillLength(openPath_, reason));
@@ -240,12 +233,13 @@ bool MediaFile::finish(std::string& reason) {
     // What is told as lost must not be found in it. A box that is passed over may be cut short, a packet of a
     // transport stream may not.
     const std::uint64_t good = container_ == Container::mp4 ? output_->written() : complete_;
-    const bool clean = whole || output_->dropRest(good) || isFragmented();
+    const bool clean = whole || output_->file().truncate(good, trouble) || isFragmented();
     auto committed = FileLayer::Committed::no;
-    if (safe_ && !gone_ && !unsynced_ && clean) committed = output_->commit(openPath_, path_, trouble);
+    FileLayer& layer = FileLayer::current();
+    if (safe_ && !gone_ && !unsynced_ && clean)
+        committed = layer.commit(output_->file(), openPath_, path_, FileLayer::Taken::refuse, trouble);
     output_->close();
     reason = reason_.empty() ? trouble : reason_;
-    FileLayer& layer = FileLayer::current();
     if (committed == FileLayer::Committed::no) {
         gone_ = gone_ || !layer.exists(openPath_);
         if (safe_ && !gone_) return false;

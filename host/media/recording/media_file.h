@@ -79,9 +79,6 @@ class KEP_API MediaFile {
         std::size_t given = 0; /**< packets */
         std::size_t kept = 0;  /**< of these, in what is complete */
     };
-    struct ContextDeleter {
-        void operator()(AVFormatContext* context) const { avformat_free_context(context); }
-    };
 
     MediaFile(const std::string& path, const MediaFileSettings& settings, std::string openPath,
               std::unique_ptr<FileOutput> output, const MediaPtr& video, const MediaPtr& audio);
@@ -102,7 +99,7 @@ class KEP_API MediaFile {
     const Container container_;
     const bool flush_;
     std::unique_ptr<FileOutput> output_;
-    std::unique_ptr<AVFormatContext, ContextDeleter> context_;
+    OutputPtr context_;
     Stream video_;
     Stream audio_;
     std::deque<MediaPacket> early_;

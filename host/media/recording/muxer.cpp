@@ -1,6 +1,5 @@
 #include "media/recording/muxer.h"
 
-#include <array>
 #include <thread>
 #include <utility>
 
@@ -63,46 +62,6 @@ class Muxer : public Element, public ClipWriter {
     bool down(State target) override;
 
   private:
-    /** Tells of recordings in the muxer's messages. */
-    class Teller final : public RecordingWitness {
-      public:
-        /** Without `failed` the muxer's own message tells of failures. */
-        Teller(Muxer& muxer, bool sends, OnFailed failed = nullptr)
-            : sendsStart(sends), sendsStop(sends), muxer_(muxer), failed_(std::move(failed)) {}
-
-        void opened(const std::string& path) override {
-            muxer_.trace("opened " + path);
-            if (sendsStart) muxer_.tell("recordStart", urlOf(path));
-        }
-        void closed(const std::string& path) override {
-            muxer_.trace("closed " + path);
-            if (sendsStop) muxer_.tell("recordStop", urlOf(path));
-        }
-        void failed(const FileFailure& failure) override {
-            const bool known = inTrouble.exchange(true);
-            if (!known) KEP_HOST_ERROR(muxer_.label() + ": " + failure.reason);
-            // Also of one trouble each file that was told as opened is told as failed.
-            if (known && !failure.opened) return;
-            const auto url = [](const std::string& path) { return path.empty() ? path : fileUrl(path); };
-            const ClipFailure told{url(failure.path), failure.reason, url(failure.kept)};
-            if (failed_) {
-                failed_(told);
-            } else {
-                muxer_.tellFailed(told.url, told.reason, told.kept);
-            }
-        }
-        void lost(Media::Kind kind, std::size_t packets) override { muxer_.tellLost(kind, packets); }
-
-        std::atomic<bool> sendsStart;
-        std::atomic<bool> sendsStop;
-        std::atomic<bool> inTrouble{false};
-
-      private:
-        static std::string urlOf(const std::string& path) { return "url={" + fileUrl(path) + "}"; }
-        Muxer& muxer_;
-        const OnFailed failed_;
-    };
-
     /** A clip with names and messages of its own. */
     class OwnClip final : public Clip {
       public:
@@ -110,19 +69,22 @@ class Muxer : public Element, public ClipWriter {
                 OnFailed failed)
             : path_(url.path),
               names_(url.path, url.openExtension),
-              teller_(muxer, true, std::move(failed)),
-              recording_(names_, std::move(settings), std::move(known), teller_) {}
+              teller_(muxer, std::move(failed)),
+              recording_(names_, std::move(settings), std::move(known), teller_) {
+            teller_.sendsStart = teller_.sendsStop = true;
+        }
         bool write(const SharedPacket& packet) override { return recording_.write(packet); }
         bool finish() override {
             if (recording_.finish()) return true;
-            if (!recording_.hasFailed()) teller_.failed({path_, path_ + ": no packets received", {}});
+            if (!recording_.hasFailed())
+                teller_.failed({fileUrl(path_), path_ + ": no packets received", {}}, false);
             return false;
         }
 
       private:
         const std::string path_;
         FileNames names_;
-        Teller teller_;
+        RecordingTeller teller_;
         Recording recording_;
     };
 
@@ -141,14 +103,13 @@ class Muxer : public Element, public ClipWriter {
     MediaFileSettings settings(const MuxerUrl& url) const { return {container_, flush_, url.openExtension}; }
     KnownStreams known();
     bool begin();
-    void tellDropped();
     void finishSegment();
     void retryLater();
     void endTrouble();
 
     const Container container_;
     std::atomic<bool> flush_{false};
-    Teller segments_{*this, false};
+    RecordingTeller segments_{*this, [this](const FileFailure& failure) { tellFailed(failure); }};
 
     Mutex mutex_;
     std::string urlText_ GUARDED_BY(mutex_);
@@ -171,7 +132,7 @@ class Muxer : public Element, public ClipWriter {
     GroupSense groups_;
     bool cutAtKey_ = false;
     SteadyTime retry_;
-    std::array<std::size_t, 2> dropped_{}; /**< pictures and sounds that nobody has been told of */
+    PacketCounts dropped_; /**< that nobody has been told of */
 };
 
 std::string Muxer::urlText() {
@@ -222,7 +183,7 @@ bool Muxer::down(State) {
     }
     if (ended.joinable()) ended.join();
     finishSegment();
-    tellDropped();
+    tellLost(std::exchange(dropped_, {}));
     return true;
 }
 
@@ -288,7 +249,7 @@ void Muxer::write(const SharedPacket& packet) {
     const bool isDue = std::chrono::steady_clock::now() >= retry_;
     if (!begins && (cutAtKey_ || (!recording_ && isDue))) requestKeyFrame(packet->stamp);
     if (!recording_ && !(begins && isDue && begin())) {
-        ++dropped_[packet->isVideo() ? 0 : 1];
+        dropped_.add(*packet);
         return;
     }
     if (!recording_->write(packet)) {
@@ -301,28 +262,21 @@ void Muxer::write(const SharedPacket& packet) {
     known_.complete = true;
 }
 
-void Muxer::tellDropped() {
-    tellLost(Media::Kind::video, std::exchange(dropped_[0], 0));
-    tellLost(Media::Kind::audio, std::exchange(dropped_[1], 0));
-}
-
 bool Muxer::begin() {
     MuxerUrl url;
     {
         const MutexLock lock(mutex_);
         url = url_;
     }
-    tellDropped();
+    tellLost(std::exchange(dropped_, {}));
     if (url.path.empty()) {
-        segments_.failed({"", "there is no url to write to", {}});
+        segments_.failed({"", "there is no url to write to", {}}, false);
         retryLater();
         return false;
     }
     if (!names_ || url != namedBy_) names_ = std::make_unique<FileNames>(url.path, url.openExtension);
     namedBy_ = url;
-    recording_ = std::make_unique<Recording>(
-        *names_, settings(url), known(), segments_,
-        segments_.inTrouble ? Recording::Opening::onceTaken : Recording::Opening::atOnce);
+    recording_ = std::make_unique<Recording>(*names_, settings(url), known(), segments_);
     return true;
 }
 

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "kep/visibility.h"
-#include "media/pipeline/media_packet.h"
+#include "media/pipeline/element.h"
 
 namespace kep::host {
 
@@ -26,17 +26,10 @@ class KEP_API Clip {
     virtual bool finish() = 0;
 };
 
-/** Why a clip is not made, or only in part. */
-struct ClipFailure {
-    std::string url;
-    std::string reason;
-    std::string kept; /**< URL of the file that holds the part; empty when there is none */
-};
-
 /** What an element that makes clips asks of the muxer that follows it in its pipeline. */
 class KEP_API ClipWriter {
   public:
-    using OnFailed = std::function<void(const ClipFailure&)>;
+    using OnFailed = std::function<void(const FileFailure&)>;
 
     virtual ~ClipWriter() = default;
     /**

@@ -1,6 +1,10 @@
 #include "media/recording/recording.h"
 
 #include <algorithm>
+#include <utility>
+
+#include "media/recording/muxer_settings.h"
+#include "objects/log.h"
 
 namespace kep::host {
 namespace {
@@ -14,7 +18,28 @@ bool isSame(const MediaPtr& one, const Media& other) {
            one->sampleRate == other.sampleRate && one->channels == other.channels;
 }
 
+std::string urlOf(const std::string& path) {
+    return path.empty() ? path : fileUrl(path);
+}
+
 }  // namespace
+
+void RecordingTeller::opened(const std::string& path) {
+    muxer_.trace("opened " + path);
+    if (sendsStart) muxer_.tell("recordStart", "url={" + fileUrl(path) + "}");
+}
+
+void RecordingTeller::closed(const std::string& path) {
+    muxer_.trace("closed " + path);
+    if (sendsStop) muxer_.tell("recordStop", "url={" + fileUrl(path) + "}");
+}
+
+void RecordingTeller::failed(const FileFailure& failure, bool wasOpened) {
+    const bool known = inTrouble.exchange(true);
+    if (!known) KEP_HOST_ERROR(muxer_.label() + ": " + failure.reason);
+    // During one trouble, too, each file that was told as opened is told as failed.
+    if (!known || wasOpened) failed_(failure);
+}
 
 bool Recording::hasPlaceFor(const Media& media) const {
     if (!file_) return true;
@@ -80,7 +105,7 @@ bool Recording::open() {
     } while (!file_ && names_.isTaken(path_));
     if (!file_) return false;
     reason_.clear();
-    if (told_ == Opening::atOnce) tellOpened();
+    if (tellsSoon_) tellOpened();
     key_.reset();
     // What a failure leaves here is lost.
     while (!kept_.empty()) {
@@ -108,7 +133,13 @@ void Recording::tellOpened() {
     if (opened_) return;
     opened_ = true;
     names_.use();
-    witness_.opened(path_);
+    teller_.opened(path_);
+}
+
+void Recording::tellLost(const MediaPacket& packet) {
+    PacketCounts one;
+    one.add(packet);
+    teller_.lost(one);
 }
 
 bool Recording::finish() {
@@ -116,26 +147,23 @@ bool Recording::finish() {
     const bool begins = !file_ && reason_.empty() && !kept_.empty() && (key_ || !streams_.video);
     if (begins) open();
     finished_ = true;
-    FileFailure failure{path_, {}, {}, false};
+    std::string part;
+    PacketCounts lost;
+    for (const SharedPacket& packet : std::exchange(kept_, {})) lost.add(*packet);
     if (file_) {
         safe_ = file_->finish(reason_);
         complete_ = safe_ && reason_.empty();
-        failure.kept = file_->location();
+        part = file_->location();
+        for (const Media::Kind kind : {Media::Kind::video, Media::Kind::audio})
+            lost[kind] += file_->lost(kind);
     }
-    for (const Media::Kind kind : {Media::Kind::video, Media::Kind::audio}) {
-        const auto isOfIt = [kind](const SharedPacket& packet) { return packet->media->kind == kind; };
-        const auto kept = static_cast<std::size_t>(std::count_if(kept_.begin(), kept_.end(), isOfIt));
-        witness_.lost(kind, kept + (file_ ? file_->lost(kind) : 0));
-    }
-    kept_.clear();
+    teller_.lost(lost);
     file_.reset();
     if (complete_) {
         tellOpened();
-        witness_.closed(path_);
+        teller_.closed(path_);
     } else if (hasFailed()) {
-        failure.reason = reason_;
-        failure.opened = opened_;
-        witness_.failed(failure);
+        teller_.failed({urlOf(path_), reason_, urlOf(part)}, opened_);
     }
     return complete_;
 }

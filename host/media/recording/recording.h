@@ -1,6 +1,7 @@
 #ifndef KEP_HOST_RECORDING_H
 #define KEP_HOST_RECORDING_H
 
+#include <atomic>
 #include <deque>
 #include <memory>
 #include <string>
@@ -13,24 +14,25 @@ namespace kep::host {
 
 using recordings::FileNames;
 
-/** A file that is not made, or only in part. */
-struct FileFailure {
-    std::string path;
-    std::string reason;
-    std::string kept;    /**< path of the file that holds the part; empty when there is none */
-    bool opened = false; /**< its opening has been told */
-};
-
-/** What is told of a recording. After opened() comes exactly one of closed() and failed(). */
-class RecordingWitness {
+/** Tells of recordings in the messages and lines of their muxer. After opened() comes exactly one of closed()
+ * and failed(). */
+class RecordingTeller {
   public:
-    virtual void opened(const std::string& path) = 0;
-    virtual void closed(const std::string& path) = 0;
-    virtual void failed(const FileFailure& failure) = 0;
-    virtual void lost(Media::Kind kind, std::size_t packets) = 0;
+    RecordingTeller(Element& muxer, ClipWriter::OnFailed failed)
+        : muxer_(muxer), failed_(std::move(failed)) {}
 
-  protected:
-    ~RecordingWitness() = default;
+    void opened(const std::string& path);
+    void closed(const std::string& path);
+    void failed(const FileFailure& failure, bool wasOpened);
+    void lost(const PacketCounts& packets) { muxer_.tellLost(packets); }
+
+    std::atomic<bool> sendsStart{false}; /**< whether opened() sends `recordStart` ... */
+    std::atomic<bool> sendsStop{false};  /**< ... and closed() `recordStop` */
+    std::atomic<bool> inTrouble{false};  /**< the last attempts have failed: one line tells of all */
+
+  private:
+    Element& muxer_;
+    const ClipWriter::OnFailed failed_;
 };
 
 /** The streams that are known of before a recording begins. */
@@ -47,18 +49,14 @@ struct KnownStreams {
  */
 class Recording final : public Clip {
   public:
-    /** When a file is told as opened: at once, or when the disk has taken some of it, where an attempt is
-     * likely to fail. */
-    enum class Opening { atOnce, onceTaken };
-
-    /** The names and the witness outlive it. */
-    Recording(FileNames& names, MediaFileSettings settings, KnownStreams known, RecordingWitness& witness,
-              Opening opening = Opening::atOnce)
+    /** The names and the teller outlive it. A file is told as opened at once, or after failures, when the
+     * next attempt is likely to fail as well, once the disk has taken some of it. */
+    Recording(FileNames& names, MediaFileSettings settings, KnownStreams known, RecordingTeller& teller)
         : names_(names),
           settings_(std::move(settings)),
           streams_(std::move(known)),
-          witness_(witness),
-          told_(opening) {}
+          teller_(teller),
+          tellsSoon_(!teller.inTrouble) {}
     ~Recording() override { finish(); }
 
     /** Whether the packet's stream is one of the file's, as it was when the file was opened. */
@@ -71,8 +69,6 @@ class Recording final : public Clip {
     bool hasFailed() const { return !reason_.empty(); }
     /** Something of it plays as it lies on the disk. */
     bool isSafe() const { return safe_; }
-    /** The streams that it has, once it is open. */
-    const KnownStreams& streams() const { return streams_; }
     bool isOpen() const { return file_ != nullptr; }
 
   private:
@@ -81,13 +77,13 @@ class Recording final : public Clip {
     bool open();
     bool put(const SharedPacket& packet);
     void tellOpened();
-    void tellLost(const MediaPacket& packet) { witness_.lost(packet.media->kind, 1); }
+    void tellLost(const MediaPacket& packet);
 
     FileNames& names_;
     const MediaFileSettings settings_;
     KnownStreams streams_;
-    RecordingWitness& witness_;
-    const Opening told_;
+    RecordingTeller& teller_;
+    const bool tellsSoon_;
     std::deque<SharedPacket> kept_;
     SharedPacket key_; /**< the first key frame that was kept */
     std::string path_; /**< of its file, from the first attempt to open it */

@@ -6,10 +6,6 @@
 #include "media/audio/aac_encoder.h"
 #include "media/audio/adts.h"
 
-extern "C" {
-#include <libavcodec/bsf.h>
-}
-
 namespace kep::host {
 namespace {
 
@@ -22,10 +18,6 @@ constexpr int kVideoClock = 90'000;
 constexpr microseconds kJitter(500);
 /** What is overdue by so much does not come soon. */
 constexpr std::chrono::milliseconds kOverdue(100);
-
-struct FilterDeleter {
-    void operator()(AVBSFContext* filter) const { av_bsf_free(&filter); }
-};
 
 bool setExtradata(AVCodecParameters& parameters, const std::uint8_t* bytes, std::size_t size) {
     av_freep(&parameters.extradata);
@@ -41,7 +33,7 @@ bool setExtradata(AVCodecParameters& parameters, const std::uint8_t* bytes, std:
 bool readParameterSets(const MediaPacket& first, AVCodecParameters& parameters) {
     AVBSFContext* made = nullptr;
     if (av_bsf_alloc(av_bsf_get_by_name("extract_extradata"), &made) < 0) return false;
-    const std::unique_ptr<AVBSFContext, FilterDeleter> filter(made);
+    const FilterPtr filter(made);
     const PacketPtr packet(av_packet_alloc());
     if (!packet || avcodec_parameters_copy(filter->par_in, &parameters) < 0 ||
         av_bsf_init(filter.get()) < 0 || av_new_packet(packet.get(), first.size) < 0)
@@ -161,12 +153,8 @@ bool Track::hand(std::int64_t duration, std::string& reason) {
     packet_->flags = waiting_->key ? AV_PKT_FLAG_KEY : 0;
     const int result = av_write_frame(file_, packet_.get());
     waiting_.reset();
-    if (result < 0) {
-        reason = ffmpegError(result);
-        return false;
-    }
-    ++handed_;
-    return true;
+    handed_ += result >= 0;
+    return succeeded(result, reason);
 }
 
 }  // namespace kep::host

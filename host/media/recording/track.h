@@ -17,7 +17,6 @@ class Track {
   public:
     explicit Track(MediaPtr media) : media_(std::move(media)) {}
 
-    const MediaPtr& media() const { return media_; }
     /** How many packets the muxer has been handed. */
     std::size_t handed() const { return handed_; }
     /** The time of the packet that waits for the next one. */

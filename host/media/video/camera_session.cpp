@@ -15,16 +15,15 @@ std::atomic<std::int64_t> newestNumber{0};
 
 CaptureKind cameraKind(const DeviceSpec& device) {
     using std::chrono::seconds;
-    CaptureKind kind;
-    kind.thread = Thread::camera;
-    kind.openTimeout = seconds(5);
-    kind.closeTimeout = seconds(1);
-    kind.linger = seconds(2);
-    kind.stallTimeout = seconds(5);
-    kind.name = "camera " + device.text;
-    kind.noAnswer = kind.name + ": does not answer";
-    kind.hangs = kind.name + ": hangs, left behind";
-    return kind;
+    const std::string name = "camera " + device.text;
+    return {.thread = Thread::camera,
+            .openTimeout = seconds(5),
+            .closeTimeout = seconds(1),
+            .linger = seconds(2),
+            .stallTimeout = seconds(5),
+            .name = name,
+            .noAnswer = name + ": does not answer",
+            .hangs = name + ": hangs, left behind"};
 }
 
 CaptureDevice<CameraSession>& theCamera() {
@@ -79,7 +78,7 @@ void CameraSession::publish() {
     hub_.publish(std::exchange(read_, nullptr));
 }
 
-std::shared_ptr<CameraLease> CameraLease::open(int rate, std::int64_t after, Listener listener,
+std::shared_ptr<CameraLease> CameraLease::open(int rate, std::int64_t after, LeaseListener listener,
                                                std::size_t depth) {
     const std::optional<DeviceSpec> chosen = chosenCamera();
     if (!chosen) return nullptr;
@@ -91,10 +90,8 @@ std::shared_ptr<CameraLease> CameraLease::open(int rate, std::int64_t after, Lis
 }
 
 CameraLease::CameraLease(std::shared_ptr<CameraSession> session, int rate, std::int64_t after,
-                         Listener listener, std::size_t depth)
-    : Lease(std::move(session), {depth, kMostBytes}, std::move(listener.lost), std::move(listener.ended)),
-      rate_(rate),
-      after_(after) {
+                         LeaseListener listener, std::size_t depth)
+    : Lease(std::move(session), {depth, kMostBytes}, std::move(listener)), rate_(rate), after_(after) {
     this->session().setRate(this, rate);
 }
 

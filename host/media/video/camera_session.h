@@ -2,7 +2,6 @@
 #define KEP_HOST_CAMERA_SESSION_H
 
 #include <atomic>
-#include <functional>
 #include <map>
 #include <memory>
 
@@ -53,23 +52,15 @@ class KEP_API CameraLease final : public Lease<CameraSession> {
     /** A second of 1080p: as much as the camera delivers in one burst after the machine has stalled. */
     static constexpr std::size_t kUsualDepth = 64;
 
-    struct Listener {
-        /** Pictures that the camera or this queue has dropped; may be null. */
-        std::function<void(std::size_t)> lost;
-        /** The camera is lost; may be null. */
-        std::function<void(const std::string& device)> ended;
-    };
-
     /**
      * Opens the camera for its first consumer. KEP_HOST_VIDEO is read whenever it has none.
      *
-     * @param rate     pictures wanted in a second
-     * @param after    number of the newest picture that this consumer has had before
-     * @param listener told on the capture thread, with no lock held
-     * @param depth    pictures that may wait to be pulled; the oldest are dropped for newer ones
+     * @param rate  pictures wanted in a second
+     * @param after number of the newest picture that this consumer has had before
+     * @param depth pictures that may wait to be pulled; the oldest are dropped for newer ones
      * @return null, with a line written, when there is no camera
      */
-    static std::shared_ptr<CameraLease> open(int rate, std::int64_t after, Listener listener,
+    static std::shared_ptr<CameraLease> open(int rate, std::int64_t after, LeaseListener listener,
                                              std::size_t depth = kUsualDepth);
     ~CameraLease() override;
 
@@ -84,7 +75,7 @@ class KEP_API CameraLease final : public Lease<CameraSession> {
     AVRational rate() const;
 
   private:
-    CameraLease(std::shared_ptr<CameraSession> session, int rate, std::int64_t after, Listener listener,
+    CameraLease(std::shared_ptr<CameraSession> session, int rate, std::int64_t after, LeaseListener listener,
                 std::size_t depth);
 
     void offered(const PicturePtr& picture) override;

@@ -78,11 +78,7 @@ PacketPtr H264Encoder::encode(const AVFrame& picture, bool key, std::string& rea
     int result = avcodec_send_frame(codec_.get(), frame_.get());
     av_frame_unref(frame_.get());
     if (result >= 0) result = avcodec_receive_packet(codec_.get(), packet.get());
-    if (result < 0) {
-        reason = ffmpegError(result);
-        return nullptr;
-    }
-    return packet;
+    return succeeded(result, reason) ? std::move(packet) : nullptr;
 }
 
 }  // namespace kep::host

@@ -101,7 +101,7 @@ class Session final : public CaptureSession {
 class Share final : public Lease<Session> {
   public:
     static std::shared_ptr<Share> open(CaptureDevice<Session>& device, const std::string& name,
-                                       Ended ended = nullptr) {
+                                       std::function<void(const std::string&)> ended = nullptr) {
         auto session = device.join({name, "", name});
         if (!session) return nullptr;
         std::shared_ptr<Share> share(new Share(std::move(session), std::move(ended)));
@@ -110,8 +110,8 @@ class Share final : public Lease<Session> {
     ~Share() override { close(); }
 
   private:
-    Share(std::shared_ptr<Session> session, Ended ended)
-        : Lease(std::move(session), {1'000, 1'000}, nullptr, std::move(ended)) {}
+    Share(std::shared_ptr<Session> session, std::function<void(const std::string&)> ended)
+        : Lease(std::move(session), {1'000, 1'000}, {nullptr, std::move(ended)}) {}
 };
 
 class CaptureSessionTest : public testing::Test {

@@ -64,7 +64,7 @@ class MuxerTest : public recording_test::RecordingTest {
 
     /** Keeps what is told of clips that fail. */
     ClipWriter::OnFailed noted() {
-        return [this](const ClipFailure& failure) {
+        return [this](const FileFailure& failure) {
             failures_.push_back(failure.url + ": " + failure.reason + ", kept: " + failure.kept);
         };
     }
