@@ -9,9 +9,9 @@
 namespace kep::host {
 
 /**
- * Every thread of the framework's media part, and why it is there. A thread stands where somebody waits: for
- * a device, for a disk, for a consumer that blocks; and behind the two captures, so that work on what was
- * captured never delays the next capture. All else happens on the thread that brings a packet.
+ * Every thread of the framework's media part, and why it is there. A thread stands wherever something waits:
+ * for a device, for a disk, for a consumer that blocks; and behind the two captures, so that scaling and
+ * encoding never delay the next capture. All other work runs on the thread that delivers a packet.
  *
  * A live H.264 stream has camera and cameraElement; a recording with sound has these, their two of the
  * microphone, and muxer; an event service has event in the place of muxer.
@@ -21,12 +21,12 @@ enum class Thread {
     microphone,        /**< the same of the microphone */
     cameraElement,     /**< scales and encodes what one chain takes from the camera */
     microphoneElement, /**< converts and encodes what one chain takes from the microphone */
-    fifo,              /**< a queue before elements that may block or work for long; elsewhere it has none */
-    shmSource,         /**< the same for what comes from another pipeline */
+    fifo,              /**< a queue before elements that may block or work for long; others run inline */
+    shmSource,         /**< the same for packets of another pipeline */
     muxer,             /**< waits for the disk that a recording is on */
     event,             /**< waits for the disks that clips are on, and for their time to come */
     speaker,           /**< waits for the loudspeaker */
-    pictureWriter,     /**< waits for the disk of pictures that nobody waits for */
+    pictureWriter,     /**< waits for the disk of pictures taken without waiting */
     demuxer,           /**< reads a recorded file, and waits for those who are handed its packets */
     funcSink,          /**< waits for an application's callback to return */
     prerecord,         /**< looks for devices that pre-recording lacks; ends once it has them */

@@ -10,7 +10,7 @@
 
 namespace kep::host {
 
-/** Where sound comes from. Made and read on one thread. */
+/** A source of sound. Opened and read on one thread. */
 class AudioInput {
   public:
     virtual ~AudioInput() = default;
@@ -19,12 +19,12 @@ class AudioInput {
     /**
      * Replaces samples and stamp of `block` by what is captured next, perhaps nothing; its format is
      * format(). The caller holds the block back until `due`, when its last sample has been captured, and then
-     * reads again. False, with an error line, when nothing more will come.
+     * reads again. False, with an error line, at the end or when the device is lost.
      */
     virtual bool read(AudioBlock& block, SteadyTime& due) = 0;
 };
 
-/** The microphone that KEP_HOST_AUDIO chooses; nothing, with an error line, for an unknown kind. */
+/** The microphone that KEP_HOST_AUDIO chooses; nullopt, with an error line, for an unknown kind. */
 std::optional<DeviceSpec> microphoneFromEnvironment();
 
 /** Opens the chosen microphone; null, with an error line that names it, when that fails. Setting `stopped`,

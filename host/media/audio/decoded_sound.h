@@ -8,7 +8,7 @@
 
 namespace kep::host {
 
-/** Brings decoded sound to 16-bit samples of its own rate, mono or mixed to stereo. */
+/** Converts decoded sound to 16-bit samples of its own rate, mono or mixed to stereo. */
 class DecodedSound {
   public:
     DecodedSound() = default;

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <new>
 
 #include "media/audio/audio_input.h"
@@ -47,7 +48,7 @@ class DeviceInput final : public AudioInput {
 bool DeviceInput::open() {
     std::string reason;
     reader_ = openDevice(2, reason);
-    if (!reader_) reader_ = openDevice(1, reason);  // many a microphone is mono and says so only by refusing
+    if (!reader_) reader_ = openDevice(1, reason);  // mono microphones refuse two channels
     if (!reader_) {
         KEP_HOST_ERROR("cannot open microphone " + device_.text + ": " + reason);
         return false;

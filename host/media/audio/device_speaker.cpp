@@ -73,7 +73,7 @@ int DeviceSpeaker::openDevice() {
     if (device_.kind == "pulse") {
         if (device_.argument != "default") av_dict_set(&options, "device", device_.argument.c_str(), 0);
         av_dict_set_int(&options, "buffer_duration", kBufferMilliseconds, 0);
-        // Without it a sound shorter than the server's own idea of a good start is never heard.
+        // The server's default would never play a sound shorter than its prebuffer.
         av_dict_set_int(&options, "prebuf", static_cast<std::int64_t>(format_.frameBytes()), 0);
         // A blocking write does not notice that the server has gone.
         output_->flags |= AVFMT_FLAG_NONBLOCK;
@@ -91,7 +91,7 @@ bool DeviceSpeaker::write(const std::int16_t* samples, std::int64_t frames) {
         packet_->data = reinterpret_cast<std::uint8_t*>(const_cast<std::int16_t*>(samples));
         packet_->size = static_cast<int>(static_cast<std::size_t>(frames) * format_.frameBytes());
         packet_->pts = packet_->dts =
-            av_rescale_q(written_, unit, base) + attempt;  // libavformat wants it to rise
+            av_rescale_q(written_, unit, base) + attempt;  // libavformat requires increasing time stamps
         packet_->duration = av_rescale_q(frames, unit, base);
         int result = av_write_frame(output_.get(), packet_.get());
         packet_->data = nullptr;
@@ -109,7 +109,7 @@ bool DeviceSpeaker::write(const std::int16_t* samples, std::int64_t frames) {
 }
 
 void DeviceSpeaker::playOut() {
-    // ALSA plays out by itself when it is closed; the other leaves that to us and tells how far it has come.
+    // ALSA drains when it is closed; for PulseAudio we wait until its position is the end.
     std::int64_t heard = 0;
     std::int64_t wall = 0;
     if (device_.kind != "pulse" || av_get_output_timestamp(output_.get(), 0, &heard, &wall) < 0) return;

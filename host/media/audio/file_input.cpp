@@ -18,7 +18,7 @@ namespace {
 constexpr int kFirstBytesMilliseconds = 3000;
 // Shorter than the time that a microphone may take to open.
 constexpr std::chrono::seconds kOpenLimit(8);
-// A source that is later than this was held up: its time goes on from now instead of being caught up with.
+// A source that is later than this was held up: continue from now instead of catching up.
 constexpr std::chrono::milliseconds kHeldUp{200};
 
 constexpr const char* kSilent = "nothing comes out of it";
@@ -76,7 +76,7 @@ bool FileInput::open() {
     return true;
 }
 
-/** A pipe that does not block: libavformat then looks after its interrupt while nothing comes. */
+/** Opens the pipe non-blocking, so that libavformat polls its interrupt callback while the pipe is empty. */
 bool FileInput::openPipe(std::string& reason) {
     pipe_ = ::open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     pollfd first{pipe_, POLLIN, 0};

@@ -10,19 +10,18 @@
 
 namespace kep::host {
 
-/** Where sound goes to. Used by one thread. */
+/** An output of sound. Used by one thread. */
 class Speaker {
   public:
     virtual ~Speaker() = default;
 
-    /** Takes samples, waiting at the pace at which they are heard. False, with an error line, when it cannot.
-     */
+    /** Plays samples; blocks as long as the device needs. False, with an error line, when it fails. */
     virtual bool write(const std::int16_t* samples, std::int64_t frames) = 0;
-    /** Returns when what was written has been heard. Nothing is written after it. */
+    /** Drains: returns when all samples have been played. Nothing is written after it. */
     virtual void playOut() = 0;
 };
 
-/** The speaker that KEP_HOST_SPEAKER chooses; nothing, with an error line, for an unknown kind. */
+/** The speaker that KEP_HOST_SPEAKER chooses; nullopt, with an error line, for an unknown kind. */
 std::optional<DeviceSpec> speakerFromEnvironment();
 
 /** Opens the chosen speaker; null, with an error line that names it, when that fails. */

@@ -48,7 +48,7 @@ class ToneInput final : public AudioInput {
 };
 
 ToneInput::ToneInput(DeviceSpec device) : device_(std::move(device)), second_(kRate) {
-    // Tone and beep make a whole number of cycles in their part of the second: no jump where they meet.
+    // Tone and beep have a whole number of cycles in their part of the second: no jump where they meet.
     for (int sample = 0; sample < kRate; ++sample) {
         const double hertz = sample < kBeepSamples ? kBeepHertz : kToneHertz;
         second_[sample] = static_cast<std::int16_t>(
@@ -79,7 +79,7 @@ bool ToneInput::read(AudioBlock& block, SteadyTime& due) {
     for (int sample = 0; sample < frames; ++sample, ++next_)
         block.samples.insert(block.samples.end(), format().channels, second_[next_ % kRate]);
     if (!isFaulty()) return true;
-    // The tone goes on with the clock, whether or not it is heard.
+    // The tone follows the clock through the fault.
     block.samples.clear();
     if (!stalls_) KEP_HOST_ERROR("microphone " + device_.text + " is lost");
     return stalls_;

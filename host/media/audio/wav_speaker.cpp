@@ -34,7 +34,7 @@ struct WavHeader {
 };
 static_assert(sizeof(WavHeader) == 44);
 
-/** A WAV file, written as fast as it is fed; its header tells the truth after every write. */
+/** A WAV file, written as fast as it is fed; its header is valid after every write. */
 class WavSpeaker final : public Speaker {
   public:
     WavSpeaker(std::string path, AudioFormat format) : path_(std::move(path)), format_(format) {}
@@ -92,7 +92,7 @@ bool WavSpeaker::writeAt(std::uint64_t offset, const void* data, std::size_t siz
 }
 
 bool WavSpeaker::writeHeader() {
-    // The format ends at 4 GiB; what lies beyond is heard by players that read on.
+    // The format ends at 4 GiB; players that read on play what lies beyond.
     constexpr std::uint64_t kMost = 0xffffffffu - sizeof(WavHeader);
     WavHeader header;
     header.dataBytes = static_cast<std::uint32_t>(std::min(written_, kMost));

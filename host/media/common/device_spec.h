@@ -7,7 +7,7 @@
 
 namespace kep::host {
 
-/** Which device an environment variable chooses: `kind` or `kind:argument`. */
+/** The device that an environment variable chooses: `kind` or `kind:argument`. */
 struct DeviceSpec {
     std::string kind;
     std::string argument;
@@ -21,12 +21,12 @@ struct DeviceKind {
 };
 
 /**
- * Reads the choice of a device from the environment, anew at each call.
+ * Reads the choice of a device from the environment, at each call.
  *
  * @param variable name of the environment variable
  * @param fallback the choice when the variable is unset or empty
  * @param kinds    the kinds that the device comes in
- * @return the choice; nothing, with an error line that names variable and value, for an unknown kind
+ * @return the choice; nullopt, with an error line that names variable and value, for an unknown kind
  */
 std::optional<DeviceSpec> deviceFromEnvironment(const char* variable, const char* fallback,
                                                 std::initializer_list<DeviceKind> kinds);

@@ -49,7 +49,7 @@ std::string ffmpegError(int code);
 /** Whether a call of the FFmpeg libraries succeeded; if not, `reason` receives what its code means. */
 bool succeeded(int code, std::string& reason);
 
-/** Quietens the libraries' own lines, once per process: what goes wrong is told in lines of ours. */
+/** Registers the devices and silences av_log, once per process: failures are reported in our own lines. */
 void initFfmpeg();
 
 }  // namespace kep::host

@@ -16,15 +16,14 @@ using std::chrono::seconds;
 constexpr seconds kUsuallyKept(30);
 constexpr seconds kLongestKept(600);
 constexpr std::size_t kMostBytesKept = 64U << 20;
-/** Kept beyond what is asked for: a trigger may come late, and its key frame may lie a group earlier. */
+/** Kept beyond the time requested: a trigger may be late, and its key frame may lie a group earlier. */
 constexpr seconds kMargin(5);
 constexpr std::size_t kMostRecordings = 64;
-/** After a longer gap in the pictures the camera has been away, and earlier pictures do not show the event.
- */
+/** After a longer gap in the pictures the camera was away, and earlier pictures do not show the event. */
 constexpr seconds kLongestGap(2);
 /** A clip times out so long after its end and after the last picture. */
 constexpr seconds kPatience(5);
-/** A time beyond this is of another clock, and a clip would wait for it for ever. */
+/** A time further ahead belongs to another clock, and a clip would wait for it for ever. */
 constexpr seconds kFarthestAhead(60);
 
 /** How often a clip that receives nothing has the elements before it release what is due. */
@@ -172,7 +171,7 @@ void EventElement::work() {
     }
 }
 
-/** Takes over what has been posted. False when nothing more will be, and all clips are made. */
+/** Takes over the posted triggers. False when no more can be posted and all clips are done. */
 bool EventElement::collect(SteadyTime until, bool wait) {
     std::vector<EventTrigger> fresh;
     {
@@ -251,8 +250,8 @@ EventElement::Step EventElement::refuse(const EventTrigger& trigger, const std::
     return Step::failed;
 }
 
-/** Null when there is none yet. When the disk was so slow that packets are kept no longer, the next group's.
- */
+/** Null when there is none yet. After packets that the ring dropped because the disk was slow, the next
+ * group's first. */
 SharedPacket EventElement::nextPacket(Recording& recording) {
     PacketCounts lost;
     SharedPacket packet;

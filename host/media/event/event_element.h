@@ -34,8 +34,8 @@ struct EventTrigger {
  * whole groups. When the stream ends, open clips end with the packets there are. A clip that is not made
  * sends `failed` once, as an application may wait for it.
  *
- * The ring is beside the past of the pipelines that it attaches to, as it holds sound and pictures merged and
- * numbered, and so that each clip has its own place in them; the packets themselves are shared.
+ * The ring exists beside the past of the pipelines that it attaches to because it holds sound and pictures
+ * merged and numbered, with a read position for each clip; the packets themselves are shared.
  */
 class EventElement : public Element {
   public:

@@ -43,7 +43,7 @@ void FrameQueue::take(const SharedPacket& packet, const Element&) {
     if (pushed.awaitsKey) requestKeyFrame(packet->stamp);
 }
 
-/** The planes end to end, as they come where the picture is shared with every other reader. */
+/** The picture with its planes end to end: itself where they are, as it is shared with other readers. */
 PicturePtr FrameQueue::asOneBlock(const PicturePtr& picture) {
     const AVFrame& from = *picture->frame;
     if (isOneBlock(from)) return picture;

@@ -23,9 +23,9 @@ class FrameQueue final : public Element {
     ~FrameQueue() override { retire(); }
 
     bool pull(SharedFrame& frame, bool wait) { return queue_.pull(frame, wait); }
-    /** Nothing more will come: the reader takes what there is. */
+    /** The stream has ended: the reader takes what is queued. */
     void finish() { queue_.finish(); }
-    /** Wakes a reader that waits, and drops what it has not taken. */
+    /** Wakes a blocked reader, and drops what is queued. */
     void close() { queue_.close(); }
 
     bool takesAtOnce() const override { return true; }

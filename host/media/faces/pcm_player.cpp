@@ -18,12 +18,12 @@ using SharedFrame = std::shared_ptr<api::streaming::common::frame_t>;
 using Bytes = std::vector<unsigned char>;
 
 constexpr int kMaxChannels = 8;
-/** Parts of a few bytes cost more memory than their bytes. */
+/** Bounds the queue in parts as well: a part of a few bytes costs more memory than its bytes. */
 constexpr std::size_t kMostParts = 1U << 16;
 
 /**
- * The loudspeaker. What is pushed is heard in order; a push waits while half a second of sound is still to be
- * heard, and a stop lets all of it be heard. Rate and channels take effect at the next start.
+ * The loudspeaker. Frames are played in order; a push blocks while half a second of sound is queued, and a
+ * stop drains the queue. Rate and channels take effect at the next start.
  */
 class PcmPlayer final : public api::streaming::IPcmPlayer, public StreamObject {
   public:
@@ -66,7 +66,7 @@ bool PcmPlayer::PushFrame(SharedFrame frame) {
     return false;
 }
 
-/** Copies a frame, as its buffer is the caller's again. */
+/** Copies a frame: the caller reuses its buffer. */
 bool PcmPlayer::enqueue(const unsigned char* data, std::size_t size) {
     const MutexLock lock(entry_);
     if (size == 0) return queue_.isOpen();
@@ -106,7 +106,7 @@ void PcmPlayer::stop() {
 }
 
 void PcmPlayer::play() {
-    Bytes samples;  // of a frame that is still incomplete, and those that came
+    Bytes samples;  // of an incomplete frame, and what was pulled
     Gain gain(speakerVolume());
     for (Bytes part; queue_.pull(part, true);) {
         samples.insert(samples.end(), part.begin(), part.end());

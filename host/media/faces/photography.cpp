@@ -18,12 +18,12 @@ namespace {
 
 constexpr int kUnset = std::numeric_limits<int>::min();
 constexpr int kRate = 30;
-/** Pictures that nobody waits for; more would hold the camera's memory while a disk hangs. */
+/** Pictures that wait for the disk; more would hold the camera's memory while it hangs. */
 constexpr std::size_t kMostWaiting = 16;
 /** An older picture does not show the present: the camera has stopped, or is a very slow one. */
 constexpr std::chrono::seconds kOldest(1);
 
-/** A message with an attribute, which is left out when no message can carry its value. */
+/** A message with an attribute, left out when its value cannot be one. */
 std::string withText(std::string message, const char* key, const std::string& value) {
     if (isValue(value)) appendValue(message.append(",").append(key).append("="), value);
     return message;
@@ -150,7 +150,7 @@ PicturePtr Photography::newestPicture() {
     if (camera) {
         PicturePtr picture = camera->newest();
         if (picture && std::chrono::steady_clock::now() - picture->stamp < kOldest) return picture;
-        // What is queued is as old.
+        // A queued picture is as old: drop it.
         camera->pull(picture, false);
         if (camera->pull(picture, true)) return picture;
     }

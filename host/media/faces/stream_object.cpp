@@ -84,7 +84,7 @@ bool StreamObject::ChangeDown(State target) {
 
 void StreamObject::clearUp() {
     if (!hasEnded_) return;
-    // That it has stopped has been told.
+    // `stopped` has been posted already.
     body_->removeListener(messages_);
     body_->changeDown(State::null);
     body_->addListener(messages_);

@@ -18,7 +18,7 @@ namespace kep::host {
  * `name=frameLost,media=video,lost=2,total=5`, `name=deviceLost,...`) are those of its body, an object like
  * any other, whose children may be elements.
  *
- * A derived class brings start() and stop() and calls shutDown() first in its destructor.
+ * A derived class implements start() and stop() and calls shutDown() first in its destructor.
  */
 class StreamObject : public virtual api::streaming::common::IStreamControl,
                      public virtual api::streaming::common::IState,
@@ -50,14 +50,14 @@ class StreamObject : public virtual api::streaming::common::IStreamControl,
     void add(std::unique_ptr<ObjectImpl> element);
 
     /**
-     * For the stream's own threads: it has ended by itself. The object reads as stopped from here on, posts
+     * For the stream's own threads: it has ended by itself. From here on the object is stopped, posts
      * `why` and `name=stopped`, and is cleared up at its next change of state.
      */
     void ended(const std::string& why);
     /** The same of a device that is lost. */
     void endedByLoss(const char* media, const std::string& device);
 
-    /** An element tells of what ends the stream. */
+    /** An element has reported what ends the stream. */
     virtual void elementFailed(const std::string& why) { ended(why); }
 
     void shutDown();

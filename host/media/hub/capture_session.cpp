@@ -8,7 +8,7 @@ namespace kep::host {
 
 void CaptureSession::launch(const std::shared_ptr<CaptureSession>& session,
                             std::shared_ptr<CaptureSession> before) {
-    // Nobody but the thread itself waits for a device that hangs for ever in its driver.
+    // Detached: a device that hangs for ever in its driver blocks this thread alone.
     startThread(session->kind_.thread, [session, before = std::move(before)]() mutable {
         session->run(std::exchange(before, nullptr));
     }).detach();
@@ -82,7 +82,7 @@ bool CaptureSession::end() {
 void CaptureSession::run(const std::shared_ptr<CaptureSession>& before) {
     if (before) before->end();
     if (openDevice()) captureAll();
-    // Before the consumers are told, who may want to open it anew.
+    // Before the consumers hear of it, as they may reopen the device.
     close();
     {
         const MutexLock lock(mutex_);
@@ -115,7 +115,7 @@ bool CaptureSession::isWanted() {
 
 void CaptureSession::captureAll() {
     MutexLock lock(mutex_);
-    // One that is there and never begins has given up.
+    // A consumer that joined and never begins has given up.
     changed_.waitFor(lock, kind_.openTimeout,
                      [this]() REQUIRES(mutex_) { return phase_ != Phase::running || hasBegun_; });
     while (isWanted()) {

@@ -14,11 +14,11 @@
 
 namespace kep::host {
 
-/** What tells one kind of device from another. */
+/** Time limits and texts of one kind of device. */
 struct CaptureKind {
     Thread thread;
-    std::chrono::milliseconds openTimeout;  /**< a device that takes longer to open is left behind */
-    std::chrono::milliseconds closeTimeout; /**< a device that takes longer to close is left behind */
+    std::chrono::milliseconds openTimeout;  /**< a device that takes longer to open is abandoned */
+    std::chrono::milliseconds closeTimeout; /**< a device that takes longer to close is abandoned */
     std::chrono::milliseconds linger;       /**< how long it stays open after its last consumer */
     std::chrono::milliseconds stallTimeout; /**< it is lost when it gives nothing for longer; 0 for never */
     std::string name;                       /**< begins the lines about it */
@@ -28,8 +28,8 @@ struct CaptureKind {
 
 /**
  * One run of a device: opened, captured from and closed on one thread, so that a device that hangs in its
- * driver can be left behind. It captures from its first consumer on, and ends for good some time after its
- * last, or when the device fails.
+ * driver can be abandoned with its thread. It captures from its first consumer on, and ends for good some
+ * time after its last, or when the device fails.
  */
 class KEP_API CaptureSession {
   public:
@@ -44,32 +44,32 @@ class KEP_API CaptureSession {
     const DeviceSpec& device() const { return device_; }
     bool isOver() const;
     bool isInUse() const;
-    /** Waits until the device is open. False when it does not open, of which a line has told. */
+    /** Waits until the device is open. False, with an error line, when it does not open. */
     bool waitOpened();
     /** Counts a consumer. False when the session is over. */
     bool join();
-    /** A consumer is ready for what is captured: the first is to have the beginning. */
+    /** A consumer is ready. Capturing waits for the first, so that it misses nothing. */
     void begin();
     /** Ends the session after the last consumer, unless it lingers. */
     void leave();
-    /** Ends the session and waits until the device is closed; false when it hangs, of which a line tells. */
+    /** Ends the session and waits until the device is closed; false, with an error line, when it hangs. */
     bool end();
-    /** Gives the device up when it has kept the capture thread waiting for too long. */
+    /** Abandons a device that has kept the capture thread waiting for too long. */
     void loseIfStalled();
 
   protected:
     CaptureSession(CaptureKind kind, DeviceSpec device)
         : kind_(std::move(kind)), device_(std::move(device)) {}
 
-    // Called by the capture thread, with no lock held. An empty reason stands for one that a line has told.
+    // Called by the capture thread, with no lock held. An empty reason: an error line has been written.
     virtual bool open(std::string& reason) = 0;
-    /** Waits for what is captured next; false when nothing more will come. */
+    /** Blocks until something is captured; false when nothing more will be. */
     virtual bool read(std::string& reason) = 0;
-    /** What was read is held back until then. */
+    /** When to publish what was read. */
     virtual SteadyTime due() const { return {}; }
     virtual void publish() = 0;
     virtual void close() = 0;
-    /** Tells the consumers that nothing more will come. May be called by other threads. */
+    /** Ends the hub. May be called by other threads. */
     virtual void endHub() = 0;
     /** Makes read() return. Called by other threads, while the device is open. */
     virtual void interrupt() {}
@@ -95,7 +95,7 @@ class KEP_API CaptureSession {
     int consumers_ GUARDED_BY(mutex_) = 0;
     bool hasBegun_ GUARDED_BY(mutex_) = false;
     Clock::time_point lastUse_ GUARDED_BY(mutex_);
-    Clock::time_point waitsSince_ GUARDED_BY(mutex_); /**< for the device; zero while nobody does */
+    Clock::time_point waitsSince_ GUARDED_BY(mutex_); /**< since when read() blocks; zero while it does not */
 };
 
 /** The one device of its kind in the process: the session that is running, or the next. */

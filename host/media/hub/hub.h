@@ -12,11 +12,11 @@
 namespace kep::host {
 
 /**
- * A consumer of a hub: its bounded queue, and what it is told. A derived class says what it wants and what it
- * does about losses; its functions are called on the publisher's thread with no lock of the hub held.
+ * A consumer of a hub: its bounded queue and its callbacks. A derived class chooses the items that it wants
+ * and handles losses; its functions are called on the publisher's thread with no lock of the hub held.
  *
- * Either a thread of the consumer's pulls from the queue, or the consumer works on what comes within work(),
- * on the thread that publishes: only where that takes next to no time, as it holds back all others.
+ * Either a thread of the consumer pulls from the queue, or the consumer processes items in work(), on the
+ * publisher's thread: only where that takes next to no time, as it delays all other consumers.
  */
 template <class Item>
 class Subscription {
@@ -30,7 +30,7 @@ class Subscription {
 
     Queue& queue() { return queue_; }
 
-    /** Works on what is queued, unless another thread is about it: then that one does so. */
+    /** Processes all queued items, unless another thread is already doing so: it takes these, too. */
     void pump() EXCLUDES(pumping_) {
         for (bool first = true;; first = false) {
             Item item;
@@ -50,16 +50,16 @@ class Subscription {
     /** Whether this consumer is to have the item. This and beginsGroup() are asked for one item after the
      * other, and call nobody. */
     virtual bool wants(const Item&) { return true; }
-    /** Whether a group begins with the item: where it ends, one that was dropped does. */
+    /** Whether a group begins with the item: items are dropped up to the next such one. */
     virtual bool beginsGroup(const Item&) { return true; }
     /** The consumer was too slow for these. */
     virtual void lost(const std::vector<Item>&) {}
-    /** The item was dropped as nothing before it is there; a key item is wanted. */
+    /** The item was dropped because its group lacks its key item; request one. */
     virtual void lacksKey(const Item&) {}
-    /** Nothing more will come. */
+    /** The hub publishes nothing more. */
     virtual void ended() {}
     virtual void told(const std::string& /*message*/) {}
-    /** Whether items are worked on where they are published. */
+    /** Whether work() processes items on the publisher's thread. */
     virtual bool worksAtOnce() const { return false; }
     virtual void work(const Item&) {}
 
@@ -124,7 +124,7 @@ class CallGate {
     bool closed_ GUARDED_BY(mutex_) = false;
 };
 
-/** What a hub keeps for consumers that come later: nothing. */
+/** What a hub keeps for later consumers: nothing. */
 template <class Item>
 struct NoPast {
     void push(const Item&) {}
@@ -147,21 +147,21 @@ struct NewestOnly {
 };
 
 /**
- * One source and its consumers. Each has a queue of its own: one that is slow loses its own oldest groups and
- * holds back nobody. One thread publishes at a time, with no lock held while consumers are called.
+ * One source and its consumers. Each has its own queue: a slow one loses its own oldest groups and
+ * delays nobody. One thread publishes at a time, and consumers are called with no lock held.
  */
 template <class Item, class Past = NoPast<Item>>
 class Hub {
   public:
     explicit Hub(Past past = {}) : past_(std::move(past)) {}
 
-    /** Opens the consumer's queue and lets it have the past, then all that comes; the past is worked on with
-     * pump(). False when the hub has ended. */
+    /** Opens the consumer's queue and enqueues the past, then all that is published; pump() processes the
+     * past. False when the hub has ended. */
     bool subscribe(Subscription<Item>& consumer) EXCLUDES(mutex_) {
         const MutexLock lock(mutex_);
         if (hasEnded_) return false;
         consumer.queue().open();
-        // No foreign work: the past goes to the queue, which has room for all of it.
+        // No foreign work under the lock: the past is only enqueued, and fits into the queue.
         past_.forEach([&](const Item& item) { consumer.enqueue(item); });
         auto list = std::make_shared<List>(*list_);
         list->push_back(std::make_shared<Entry>(consumer));
@@ -169,8 +169,8 @@ class Hub {
         return true;
     }
 
-    /** After this nothing of the consumer is touched any more; its queue keeps what it has. False for one
-     * that has not subscribed. Not to be called by what the hub calls. */
+    /** Waits for a call in progress; afterwards the hub no longer touches the consumer, whose queue keeps its
+     * items. False for one that has not subscribed. Must not be called from a consumer's callback. */
     bool unsubscribe(const Subscription<Item>& consumer) EXCLUDES(mutex_) {
         std::shared_ptr<Entry> gone;
         {
@@ -202,7 +202,7 @@ class Hub {
         each(*consumers(), [&](Subscription<Item>& consumer) { consumer.told(message); });
     }
 
-    /** Tells all consumers that nothing more will come, and takes no new ones. */
+    /** Tells all consumers that nothing more is published, and takes no new ones. */
     void end() EXCLUDES(mutex_) {
         std::shared_ptr<const List> list;
         {
@@ -220,7 +220,7 @@ class Hub {
         return hasEnded_;
     }
 
-    /** Has `function` look at the past, or change what is kept of it. */
+    /** Calls `function` with the past, under the lock. */
     template <class Function>
     auto withPast(const Function& function) EXCLUDES(mutex_) {
         const MutexLock lock(mutex_);

@@ -29,19 +29,19 @@ class KeyFrameRequests {
     /** Whether a picture that stands for the time up to `reach` is to be a key frame. */
     bool isDue(SteadyTime reach) {
         const MutexLock lock(mutex_);
-        // Pictures whose time has jumped back.
+        // Time stamps may jump back.
         answered_ = std::min(answered_, reach);
         return std::any_of(times_.begin(), times_.end(), [reach](SteadyTime at) { return at <= reach; });
     }
 
-    /** A key frame has been made. */
+    /** A key frame has been encoded. */
     void answer(SteadyTime reach) {
         const MutexLock lock(mutex_);
         answered_ = reach;
         std::erase_if(times_, [reach](SteadyTime at) { return at <= reach; });
     }
 
-    /** Takes all requests, for the one who passes them on. */
+    /** Takes all requests, to pass them upstream. */
     std::vector<SteadyTime> takeAll() {
         const MutexLock lock(mutex_);
         return std::exchange(times_, {});
@@ -54,7 +54,7 @@ class KeyFrameRequests {
     }
 
   private:
-    /** Of a stream that stands still; the oldest are dropped. */
+    /** Bounds the requests of a stalled stream; the oldest are dropped. */
     static constexpr std::size_t kMost = 64;
 
     Mutex mutex_;

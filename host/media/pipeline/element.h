@@ -60,8 +60,8 @@ class KEP_API Element : public ObjectImpl {
      */
     virtual bool takesAtOnce() const { return false; }
 
-    /** Has the elements before this one give what they held back until now. Called on the thread of an
-     * element that has received nothing for a while. */
+    /** Makes the elements before this one pass on what they hold back and what is due. Called on the thread
+     * of an element that has received nothing for a while. */
     virtual void giveDue();
 
     /** While an element discards, its take() keeps nothing and waits for nothing, and what it held is gone:
@@ -70,7 +70,7 @@ class KEP_API Element : public ObjectImpl {
 
     /** Links `next` after this element. Only while both are down. */
     void link(Element& next);
-    /** Parts the element from those after it. Only while both are down. */
+    /** Unlinks the elements after this one. Only while both are down. */
     void unlink();
     /** Where others can listen to what this element gives; null for nowhere. Only while it is down. */
     void setOutlet(std::shared_ptr<Outlet> outlet) { outlet_ = std::move(outlet); }

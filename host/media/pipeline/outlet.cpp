@@ -8,7 +8,7 @@ namespace kep::host {
 
 bool Inlet::wants(const SharedPacket& packet) {
     begins_ = groups_.begins(*packet);
-    // What comes before the first group is nothing that this listener has lost.
+    // Packets before the first group do not count as lost.
     begun_ = begun_ || begins_;
     if (!begun_) lacksKey(packet);
     return begun_;
@@ -68,7 +68,7 @@ bool Outlet::hold(bool held) {
         demand = demand_;
     }
     const bool done = demand(held);
-    // What comes when it is raised again does not follow on it.
+    // Packets after the next start do not continue this stream.
     if (!held) hub_.withPast([](Past& kept) { kept.clear(); });
     const MutexLock lock(demandMutex_);
     if (held && !done) --holders_;

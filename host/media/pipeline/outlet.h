@@ -42,9 +42,9 @@ class KEP_API Outlet {
     /** Raises (true) or lowers what feeds the outlet; false when it cannot be raised. */
     using Demand = std::function<bool(bool wanted)>;
 
-    /** Has `demand` called for the first and after the last who holds the outlet; null for nobody. */
+    /** Sets what is called for the first holder and after the last; null for nothing. */
     void setDemand(Demand demand);
-    /** How much of what was given is kept for those who come later; 0 for nothing. */
+    /** How much of the stream is kept for later listeners; 0 for nothing. */
     void keepPast(std::chrono::milliseconds past);
 
     /** Hands a packet to all listeners. Never waits for one of them. */
@@ -54,20 +54,20 @@ class KEP_API Outlet {
 
     /** Asks for a key frame on behalf of a listener; passed on with the next packet. */
     void requestKeyFrame(SteadyTime at) { keyFrames_.add(at); }
-    /** What was asked for since the last time, for the one who gives. */
+    /** Takes the requests since the last call, to pass them upstream. */
     std::vector<SteadyTime> takeKeyFrameRequests() { return keyFrames_.takeAll(); }
 
-    /** Opens the inlet's queue and lets it have the past, then all that comes. False when what feeds
-     * the outlet cannot be raised, of which it has told the reason, or when it has ended. */
+    /** Opens the inlet's queue and enqueues the past, then all that is given. False when the outlet has
+     * ended, or when what feeds it cannot be raised, which has reported why. */
     bool attach(Inlet& inlet);
-    /** After this nothing of the inlet is touched any more; its queue keeps what it has. */
+    /** Afterwards the outlet no longer touches the inlet, whose queue keeps its packets. */
     void detach(Inlet& inlet);
 
     /** Keeps what feeds the outlet running although nobody listens, until it is called with false. Calls the
      * demand with no lock held. */
     bool hold(bool held) EXCLUDES(demandMutex_);
 
-    /** The pipeline is no more: every listener is told. */
+    /** Tells every listener that the pipeline is gone. */
     void end() { hub_.end(); }
     bool hasEnded() const { return hub_.hasEnded(); }
 

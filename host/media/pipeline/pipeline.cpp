@@ -25,7 +25,7 @@ Element* findBefore(const std::vector<ObjectImpl*>& objects, std::size_t end, co
 }  // namespace
 
 Pipeline::Pipeline() {
-    // As part of an application it may have what an element has; neither means anything there.
+    // Within an application it may have the attributes of an element, which mean nothing there.
     reserveAttributes({"layout", "serialize", "link", "dbg"});
     properties().add<bool>(
         "ondemand", [this] { return onDemand_.load(); },
@@ -43,7 +43,7 @@ Pipeline::Pipeline() {
 
 Pipeline::~Pipeline() {
     OutletNames::instance().remove(outlet_.get());
-    // Nobody raises it any more, and those who listen get what it still holds.
+    // No longer raised on demand; listeners still get what it holds.
     outlet_->setDemand(nullptr);
     retire();
     outlet_->end();

@@ -13,11 +13,11 @@ namespace kep::host {
 /**
  * A chain of elements, given as `layout` or `serialize`. Each is fed by the one written before it, or by
  * those that its `link` names; `link=null` is fed by none. A new chain takes the place of the old one once it
- * is made whole. What the last element gives can be listened to by others; a pipeline with a name is found by
- * it. What its elements have to tell goes to those listeners where the pipeline is part of nothing else.
+ * is made whole. Others can listen to the packets of the last element; a pipeline with a name is found by
+ * it. The listeners get the messages of its elements, too, where the pipeline is part of nothing else.
  *
- * `past` milliseconds of what it gave are kept for those who attach later. With `ondemand=true` it runs while
- * somebody is attached.
+ * The last `past` milliseconds of its packets are kept for later listeners. With `ondemand=true` it runs
+ * while somebody is attached.
  */
 class Pipeline final : public ObjectImpl {
   public:

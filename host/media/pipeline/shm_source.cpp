@@ -14,10 +14,10 @@ namespace kep::host {
 namespace {
 
 /**
- * Brings in what another pipeline gives at its end: `connect={type=pipeline,name=X}` attaches to the one of
- * that name, `connect={type=pipeline,layout={...},name=Y}` makes one of its own, which it starts and stops.
- * Between the two is a queue bounded in bytes, with a thread behind it; a chain that does not keep up loses
- * whole groups, oldest first. What takes at once is given packets where the other pipeline gives them.
+ * Receives the packets at the end of another pipeline: `connect={type=pipeline,name=X}` attaches to the one
+ * of that name, `connect={type=pipeline,layout={...},name=Y}` makes one of its own, which it starts and
+ * stops. Between the two is a queue bounded in bytes, with a thread behind it; a chain that does not keep up
+ * loses whole groups, oldest first. A chain that takes at once runs on the other pipeline's thread.
  */
 class ShmSource final : public SourceElement, private Inlet {
   public:
@@ -33,7 +33,7 @@ class ShmSource final : public SourceElement, private Inlet {
         return SourceElement::Configure(attributes);
     }
 
-    /** May come before this element is up, as those behind it are up earlier. */
+    /** May be called before this element is up, as later elements go up first. */
     void requestKeyFrame(SteadyTime at) override {
         if (const std::shared_ptr<Outlet> outlet = this->outlet()) outlet->requestKeyFrame(at);
     }
@@ -55,7 +55,7 @@ class ShmSource final : public SourceElement, private Inlet {
             return false;
         }
         pulls_ = !nextTakeAtOnce();
-        // Before the own pipeline starts, so that its first picture is not missed.
+        // Attach before the own pipeline starts, so that its first picture is not missed.
         if (!outlet->attach(*this)) return false;
         isAttached_ = true;
         if (pulls_)
@@ -121,7 +121,7 @@ class ShmSource final : public SourceElement, private Inlet {
         return outlet_;
     }
 
-    /** Whether what this gives ends up there. */
+    /** Whether this element is part of that pipeline. */
     bool isPartOf(const Outlet& outlet) const {
         for (const ObjectImpl* above = parent(); above; above = above->parent()) {
             const auto* const pipeline = dynamic_cast<const Pipeline*>(above);
@@ -130,7 +130,7 @@ class ShmSource final : public SourceElement, private Inlet {
         return false;
     }
 
-    /** Hands on what has come, and ends. */
+    /** Detaches, and passes on what is queued. */
     void leave() {
         if (!std::exchange(isAttached_, false)) return;
         outlet()->detach(*this);

@@ -11,7 +11,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::nanoseconds;
 
-/** What may wait of one stream: more than the past that a pipeline keeps, which comes all at once. */
+/** Bounds of one stream's queue: more than the past that a pipeline keeps, which arrives all at once. */
 constexpr std::size_t kMostHeld = 4096;
 constexpr std::size_t kMostBytesHeld = 64 << 20;
 /**
@@ -52,7 +52,7 @@ class StampGuard {
     /** What is added to the stamps at present. */
     nanoseconds shift() const { return shift_; }
 
-    /** Whether nothing up to `stamp` can come any more. */
+    /** Whether the stream is already at `stamp` or later. */
     bool hasPassed(SteadyTime stamp) const { return begun_ && last_ >= stamp; }
 
   private:
@@ -63,12 +63,12 @@ class StampGuard {
 };
 
 /**
- * Merges sound and pictures in the order of their stamps, one at a time, on the threads that bring them: of
- * two that come together one gives for both. It begins with the first key frame and drops audio that precedes
+ * Merges sound and pictures in the order of their stamps, one at a time, on the threads that deliver them: of
+ * two at the same time one passes on both. It begins with the first key frame and drops audio that precedes
  * it. A packet waits for the other stream no longer than `wait` milliseconds, and not at all while that
  * stream is silent: once it has been waited for in vain, nothing waits for it until it delivers again. Sound
- * that comes later than that keeps its own time. What is due is given when the next packet of either stream
- * comes, or when an element after this one that has a thread asks for it.
+ * that comes later than that keeps its own time. What is due is passed on with the next packet of either
+ * stream, or when a later element that has a thread asks for it.
  */
 class Sync final : public Element {
   public:
@@ -82,7 +82,7 @@ class Sync final : public Element {
         {
             MutexLock lock(mutex_);
             Input& input = inputOf(*packet);
-            // Old sound that waits for the first picture is no use; all else waits for the thread that gives.
+            // Drop the oldest sound before the first picture; otherwise wait for room.
             if (!started_ && !packet->isVideo() && input.held.size() >= kMostHeld) input.pop();
             room_.wait(lock, [&]() REQUIRES(mutex_) { return !isOpen_ || !isGiving_ || input.hasRoom(); });
             if (!isOpen_) return;
@@ -107,7 +107,7 @@ class Sync final : public Element {
         room_.notifyAll();
     }
 
-    /** Encoders know the stamps that have not been corrected. */
+    /** Upstream, stamps are not corrected yet. */
     void requestKeyFrame(SteadyTime at) override {
         nanoseconds shift{0};
         {
@@ -134,7 +134,7 @@ class Sync final : public Element {
             room_.notifyAll();
         }
         giveDue();
-        // Another thread may be giving instead, and is to be through with it.
+        // Wait for another thread that is still passing packets on.
         MutexLock lock(mutex_);
         room_.wait(lock, [this]() REQUIRES(mutex_) { return !isGiving_; });
         return true;
@@ -171,7 +171,7 @@ class Sync final : public Element {
     }
     Input& video() REQUIRES(mutex_) { return inputs_[0]; }
     Input& audio() REQUIRES(mutex_) { return inputs_[1]; }
-    /** With a single element before it there is nothing to wait for. */
+    /** Whether there is another stream to wait for. */
     bool mergesTwo() const { return previous().size() > 1; }
 
     /** The packet with the stamp that it should have; `jump` tells of a jump. */
@@ -189,7 +189,7 @@ class Sync final : public Element {
         return moved;
     }
 
-    /** Whose first packet is to go now; null for nobody's. */
+    /** The input whose first packet is due; null for none. */
     Input* due() REQUIRES(mutex_) {
         start();
         Input* const first = started_ ? earliest() : nullptr;
@@ -229,7 +229,8 @@ class Sync final : public Element {
     Mutex mutex_;
     Condition room_;
     bool isOpen_ GUARDED_BY(mutex_) = false;
-    bool isGiving_ GUARDED_BY(mutex_) = false; /**< a thread is, which then gives for all */
+    bool isGiving_ GUARDED_BY(mutex_) =
+        false; /**< a thread is passing packets on, those of the other as well */
     bool started_ GUARDED_BY(mutex_) = false;
     SteadyTime start_ GUARDED_BY(mutex_);
     std::array<Input, 2> inputs_ GUARDED_BY(mutex_);

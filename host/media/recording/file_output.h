@@ -28,16 +28,16 @@ class FileOutput {
 
     AVIOContext* context() { return context_; }
 
-    /** Writes what is kept. */
+    /** Writes what is buffered. */
     bool write(std::string& reason);
-    /** Writes what is kept, the header of a fragmented file; one of its fragments will hold a copy. */
+    /** Writes what is buffered, the header of a fragmented file; one of its fragments will hold a copy. */
     bool writeHeader(std::string& reason);
-    /** Writes what is kept, one fragment, as writeBox() does. */
+    /** Writes what is buffered, one fragment, as writeBox() does. */
     bool writeFragment(bool sync, std::string& reason);
     /**
-     * Writes what is kept, one box with all that it needs, so that a reader finds all of it or nothing: until
-     * its header is written over it is a box to be passed over. With `sync` that is on the disk before the
-     * header is written, which itself is left to be synced.
+     * Writes what is buffered, one box with all that it needs, so that a reader finds all of it or nothing:
+     * it is a free box until its header is overwritten. With `sync` the free box is on the disk before that;
+     * the new header is left to be synced.
      */
     bool writeBox(bool sync, std::string& reason);
     /** Has the header of a fragmented file, which lies at `path`, tell how long it is. */
@@ -47,7 +47,7 @@ class FileOutput {
     /** Closes the file under the name that it has; once it is closed, nothing else may be asked of it. */
     void close() { file_.reset(); }
 
-    /** How much has been handed to the file layer. */
+    /** Bytes passed to the file layer. */
     std::uint64_t written() const { return written_; }
     /** Whether a write has failed, also one that libavformat asked for. */
     bool failed() const { return failed_; }
@@ -61,9 +61,9 @@ class FileOutput {
     static std::int64_t onSeek(void* self, std::int64_t offset, int whence);
     bool put(const std::uint8_t* bytes, std::size_t size);
     /**
-     * Ends what is kept where the header of the next box is safe. No part of that must reach the disk without
-     * the other, so it must not lie in two sectors. Nor must it begin one: a sector that has never been
-     * written may hold what was deleted.
+     * Pads what is buffered so that the header of the next box is safe. Either all or none of that must reach
+     * the disk, so it must not cross a sector's end. Nor must it begin a sector: one that has never been
+     * written may hold deleted data.
      */
     void pad();
     bool writeKept();

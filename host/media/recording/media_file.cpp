@@ -23,10 +23,10 @@ constexpr milliseconds kFragment(450);
 constexpr milliseconds kLongestFragment(500);
 /** A file whose index comes last is written in pieces of so many bytes. */
 constexpr std::size_t kPiece = 256 << 10;
-/** Sound that waits for the first picture. */
+/** Packets of sound that wait for the first picture; the oldest are dropped. */
 constexpr std::size_t kMostEarly = 512;
 
-/** A time of capture as the files have it. */
+/** A capture time in the form that MP4 metadata has. */
 std::string wallClockText(SteadyTime stamp) {
     const std::time_t time = recordings::wallTime(stamp);
     std::tm utc{};
@@ -79,10 +79,10 @@ bool MediaFile::write(const MediaPacket& packet, std::string& reason) {
     return true;
 }
 
-/** Has the file end here when something has failed. */
+/** Ends the file here when something has failed. */
 bool MediaFile::noted(bool done, std::string& reason) {
     if (done) return true;
-    // What libavformat calls an I/O error is known better here.
+    // The file layer knows the cause of what libavformat calls an I/O error.
     if (output_->failed()) reason = output_->reason();
     if (reason.rfind(openPath_, 0) != 0) reason = openPath_ + ": " + reason;
     reason_ = reason;
@@ -141,12 +141,12 @@ bool MediaFile::writeHeader(std::string& reason) {
 }
 
 bool MediaFile::add(const MediaPacket& packet, bool key, std::string& reason) {
-    // Behind the beginning there is no place for it.
+    // Too old: the file has begun after it.
     if (packet.stamp < zero_) return true;
     Track& track = *streamOf(packet).track;
     const auto age = packet.stamp - fragment_;
     const bool ends = age >= (key ? kFragment : kLongestFragment);
-    // The one before it belongs to the fragment that ends here.
+    // Its predecessor belongs to the fragment that ends here.
     if (!track.take(packet, zero_, reason)) return false;
     if (!ends) return true;
     std::optional<Track>& other = (packet.isVideo() ? audio_ : video_).track;
@@ -167,9 +167,9 @@ bool MediaFile::endFragment(bool isLast, std::string& reason) {
         reason = output_->reason();
         return false;
     }
-    // Each time the place of the fragment is told anew, whatever the durations before it sum up to.
+    // Re-arm frag_discont: a fragment's place must not be the sum of the durations before it.
     if (isFragmented()) av_opt_set(context_->priv_data, "movflags", "+frag_discont", 0);
-    // The last one is synced with what comes behind it.
+    // The last one is synced together with the trailer.
     if (!noteOnDisk((isFragmented() ? output_->writeFragment(flush_, reason) : output_->write(reason)) &&
                     (!flush_ || isLast || output_->file().sync(reason))))
         return false;
@@ -230,8 +230,8 @@ bool MediaFile::finish(std::string& reason) {
     const bool whole = reason_.empty() && noted(complete(reason), reason);
     context_.reset();
     std::string trouble;
-    // What is told as lost must not be found in it. A box that is passed over may be cut short, a packet of a
-    // transport stream may not.
+    // Packets reported as lost must not be in the file. Readers skip a truncated free box, but not a
+    // truncated packet of a transport stream.
     const std::uint64_t good = container_ == Container::mp4 ? output_->written() : complete_;
     const bool clean = whole || output_->file().truncate(good, trouble) || isFragmented();
     auto committed = FileLayer::Committed::no;
@@ -245,7 +245,7 @@ bool MediaFile::finish(std::string& reason) {
         if (safe_ && !gone_) return false;
         location_.clear();
         for (Stream* const stream : streams()) stream->kept = 0;
-        // Of pictures without an index something might be saved.
+        // Keep pictures without an index: some of them might be recovered.
         if (!gone_ && (container_ != Container::mp4 || output_->written() == 0))
             layer.remove(openPath_, trouble);
         return false;

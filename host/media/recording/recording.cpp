@@ -101,13 +101,13 @@ bool Recording::open() {
     do {
         path_ = names_.next(start_);
         file_ = MediaFile::open(path_, settings_, streams_.video, streams_.audio, reason_);
-        // Another one may have taken the name meanwhile.
+        // Another recording may have taken the name meanwhile.
     } while (!file_ && names_.isTaken(path_));
     if (!file_) return false;
     reason_.clear();
     if (tellsSoon_) tellOpened();
     key_.reset();
-    // What a failure leaves here is lost.
+    // A failure leaves packets here, which finish() reports as lost.
     while (!kept_.empty()) {
         const SharedPacket packet = kept_.front();
         kept_.pop_front();
@@ -122,7 +122,7 @@ bool Recording::put(const SharedPacket& packet) {
         return true;
     }
     if (!file_->write(*packet, reason_)) return false;
-    // Find out early whether the disk takes it.
+    // Find out early whether the disk accepts it.
     if (!opened_ && !file_->flush(reason_)) return false;
     if (file_->isTaken()) tellOpened();
     safe_ = file_->isSafe();

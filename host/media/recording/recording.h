@@ -43,9 +43,9 @@ struct KnownStreams {
 };
 
 /**
- * One file from the first key frame that it is given. Until all streams are known it keeps what comes, for
+ * One file from the first key frame that it is given. Until all streams are known it buffers packets, for
  * half a second at most; a stream that appears later has no place in it. Each packet that it is given is in
- * its file or is told as lost.
+ * its file or is reported as lost.
  */
 class Recording final : public Clip {
   public:
@@ -62,7 +62,7 @@ class Recording final : public Clip {
     /** Whether the packet's stream is one of the file's, as it was when the file was opened. */
     bool hasPlaceFor(const Media& media) const;
     bool write(const SharedPacket& packet) override;
-    /** Brings what has come to the disk as far as it can be played. False once it has failed. */
+    /** Writes what can be played to the disk. False once it has failed. */
     bool flush();
     bool finish() override;
 
@@ -89,7 +89,7 @@ class Recording final : public Clip {
     std::string path_; /**< of its file, from the first attempt to open it */
     std::unique_ptr<MediaFile> file_;
     SteadyTime start_;
-    bool opened_ = false; /**< that has been told */
+    bool opened_ = false; /**< that has been reported */
     bool finished_ = false;
     bool complete_ = false; /**< all of it is in a file of its final name */
     bool safe_ = false;

@@ -14,9 +14,10 @@ using std::chrono::nanoseconds;
 
 constexpr AVRational kNanoseconds = {1, 1'000'000'000};
 constexpr int kVideoClock = 90'000;
-/** How far sound may be from where the one before it ends and still be joined to it. */
+/** Sound this close to the end of its predecessor is joined to it. Larger hides gaps, smaller leaves clicks.
+ */
 constexpr microseconds kJitter(500);
-/** What is overdue by so much does not come soon. */
+/** A packet that is overdue by so much is not waited for. */
 constexpr std::chrono::milliseconds kOverdue(100);
 
 bool setExtradata(AVCodecParameters& parameters, const std::uint8_t* bytes, std::size_t size) {

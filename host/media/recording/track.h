@@ -10,8 +10,8 @@
 namespace kep::host {
 
 /**
- * One stream of a file. Its newest packet waits for the next one, which tells how long it lasts; what goes to
- * the muxer is never longer or shorter than the time to what follows.
+ * One stream of a file. Its newest packet waits for the next one, which determines its duration: a packet in
+ * the file lasts exactly until the next one.
  */
 class Track {
   public:

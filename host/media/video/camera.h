@@ -18,8 +18,8 @@ struct CameraFormat {
     AVColorSpace colours = AVCOL_SPC_BT709;
 };
 
-/** What a camera delivers that is a file or a device: its size brought down to even numbers, and 30 pictures
- * a second when it does not say. */
+/** What a file or a device delivers: its size rounded down to even numbers, and 30 pictures a second when it
+ * does not say. */
 CameraFormat formatOf(const MediaReader& reader);
 
 /** A device that pictures come from. Used by the capture thread alone. */
@@ -41,7 +41,7 @@ class Camera {
     virtual bool next(int wanted, Picture& picture, std::string& reason) = 0;
 };
 
-/** The kinds of camera and the choice among them by KEP_HOST_VIDEO. Nothing, with a line, for any other. */
+/** The camera that KEP_HOST_VIDEO chooses; nullopt, with an error line, for an unknown kind. */
 std::optional<DeviceSpec> chosenCamera();
 
 /** Opens a camera. Null, with `reason` filled, when it cannot be opened. */

@@ -7,10 +7,10 @@
 
 namespace kep::host {
 
-/** Whether a format is one of colours rather than of brightness and colour differences. */
+/** Whether a format is RGB, or a palette of it, rather than YUV. */
 bool isRgb(AVPixelFormat format);
 
-/** Brings pictures of any format and size to planar YUV 4:2:0 of limited range. */
+/** Converts pictures of any format and size to planar YUV 4:2:0 of limited range. */
 class PictureScaler {
   public:
     /** A picture of the given size, which is even; null when the format cannot be converted. */

@@ -7,7 +7,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Like a driver's ring of buffers: pictures this far behind are delivered late, older ones are missed.
+// Like a driver's ring of buffers: younger pictures are delivered late, older ones are missed.
 constexpr std::chrono::seconds ring(1);
 constexpr std::int64_t second = 1'000'000'000;
 

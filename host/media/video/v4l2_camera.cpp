@@ -10,7 +10,7 @@ namespace kep::host {
 
 namespace {
 
-/** Ways to ask for the picture, the best first: many cameras reach 1080p at full rate only compressed. */
+/** Options to open the device with, the best first: many cameras reach 1080p at full rate only with MJPEG. */
 constexpr const char* kWishes[] = {"input_format=mjpeg:video_size=1920x1080:framerate=30",
                                    "video_size=1920x1080:framerate=30", ""};
 
