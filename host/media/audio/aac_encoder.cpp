@@ -21,10 +21,6 @@ bool AacEncoder::open() {
     return codec_ != nullptr;
 }
 
-std::vector<std::uint8_t> AacEncoder::config() const {
-    return aacConfig(format_.rate, format_.channels);
-}
-
 bool AacEncoder::add(const std::int16_t* samples, std::int64_t frames, SteadyTime stamp, const Emit& emit) {
     framer_.add(samples, frames, stamp);
     for (;;) {

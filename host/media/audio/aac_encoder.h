@@ -42,8 +42,6 @@ class AacEncoder {
     /** Hands every access unit that the samples complete to `emit`, oldest first. False, with an error line,
      * when the encoder fails. */
     bool add(const std::int16_t* samples, std::int64_t frames, SteadyTime stamp, const Emit& emit);
-    /** AudioSpecificConfig: what a decoder of bare units must know beforehand. */
-    std::vector<std::uint8_t> config() const;
 
   private:
     bool encode(const AVFrame& frame, SteadyTime stamp, const Emit& emit);

@@ -24,14 +24,8 @@ class AudioInput {
     virtual bool read(AudioBlock& block, SteadyTime& due) = 0;
 };
 
-/** The microphone that KEP_HOST_AUDIO chooses; nullopt, with an error line, for an unknown kind. */
-std::optional<DeviceSpec> microphoneFromEnvironment();
-
-/** Opens the chosen microphone; null, with an error line that names it, when that fails. Setting `stopped`,
- * on any thread, ends a read that waits for a pipe. */
-std::unique_ptr<AudioInput> openAudioInput(const DeviceSpec& spec, const std::atomic<bool>& stopped);
-
-// The kinds of microphone. Null, with an error line that names it, when one does not open.
+// The kinds of microphone. Null, with an error line that names it, when one does not open. Setting `stopped`,
+// on any thread, ends a read that waits for a pipe.
 std::unique_ptr<AudioInput> openTone(const DeviceSpec& device);
 std::unique_ptr<AudioInput> openSoundFile(const std::string& path, const std::atomic<bool>& stopped);
 std::unique_ptr<AudioInput> openSoundDevice(const DeviceSpec& device);

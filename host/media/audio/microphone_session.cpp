@@ -4,6 +4,8 @@
 #include <utility>
 #include <vector>
 
+#include "media/common/ffmpeg.h"
+
 namespace kep::host {
 namespace {
 
@@ -11,6 +13,20 @@ namespace {
 constexpr auto kJump = std::chrono::milliseconds(100);
 /** What part of a smaller deviation is followed with each piece. */
 constexpr int kSmoothing = 64;
+
+/** The microphone that KEP_HOST_AUDIO chooses; nullopt, with an error line, for an unknown kind. */
+std::optional<DeviceSpec> microphoneFromEnvironment() {
+    return deviceFromEnvironment(
+        "KEP_HOST_AUDIO", "test",
+        {{"test", false}, {"test", true}, {"alsa", true}, {"pulse", true}, {"file", true}});
+}
+
+std::unique_ptr<AudioInput> openAudioInput(const DeviceSpec& spec, const std::atomic<bool>& stopped) {
+    initFfmpeg();
+    if (spec.kind == "test") return openTone(spec);
+    if (spec.kind == "file") return openSoundFile(spec.argument, stopped);
+    return openSoundDevice(spec);
+}
 
 CaptureKind microphoneKind(const DeviceSpec& device) {
     using std::chrono::seconds;

@@ -26,8 +26,6 @@ class Lease : protected Subscription<typename Session::Item> {
   public:
     using Item = typename Session::Item;
 
-    ~Lease() override = default;
-
     const std::string& device() const { return session_->device().text; }
 
     /** Takes the next item; with `wait` blocks until there is one. False once the lease is closed, or the

@@ -76,7 +76,7 @@ class EncoderAac final : public Element {
         encoder_ = std::move(encoder);
         const std::shared_ptr<host::Media> media = host::Media::sound(AV_CODEC_ID_AAC, made);
         media->bitRate = bitRate_;
-        media->parameters = encoder_->config();
+        media->parameters = aacConfig(made.rate, made.channels);
         media_ = media;
         return true;
     }

@@ -33,18 +33,13 @@ Element::Element() {
 }
 
 Element::~Element() {
-    unlink();
+    for (Element* const after : next_) std::erase(after->previous_, this);
     for (Element* const before : previous_) std::erase(before->next_, this);
 }
 
 void Element::link(Element& next) {
     next_.push_back(&next);
     next.previous_.push_back(this);
-}
-
-void Element::unlink() {
-    for (Element* const after : next_) std::erase(after->previous_, this);
-    next_.clear();
 }
 
 bool Element::takes(Media::Kind kind) const {

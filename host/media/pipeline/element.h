@@ -70,8 +70,6 @@ class KEP_API Element : public ObjectImpl {
 
     /** Links `next` after this element. Only while both are down. */
     void link(Element& next);
-    /** Unlinks the elements after this one. Only while both are down. */
-    void unlink();
     /** Where others can listen to what this element gives; null for nowhere. Only while it is down. */
     void setOutlet(std::shared_ptr<Outlet> outlet) { outlet_ = std::move(outlet); }
 

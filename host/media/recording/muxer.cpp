@@ -95,13 +95,17 @@ class Muxer : public Element, public ClipWriter {
     };
 
     void work();
-    void idle();
-    void cutTo(std::uint64_t cuts);
     void write(const SharedPacket& packet);
-    std::string urlText();
+    std::string urlText() {
+        const MutexLock lock(mutex_);
+        return urlText_;
+    }
     bool setUrl(const std::string& text);
     MediaFileSettings settings(const MuxerUrl& url) const { return {container_, flush_, url.openExtension}; }
-    KnownStreams known();
+    KnownStreams known() {
+        const MutexLock lock(mutex_);
+        return known_;
+    }
     bool begin();
     void finishSegment();
     void retryLater();
@@ -135,11 +139,6 @@ class Muxer : public Element, public ClipWriter {
     PacketCounts dropped_; /**< that nobody has been told of */
 };
 
-std::string Muxer::urlText() {
-    const MutexLock lock(mutex_);
-    return urlText_;
-}
-
 bool Muxer::setUrl(const std::string& text) {
     MuxerUrl url;
     if (!MuxerUrl::read(text, label(), url)) return false;
@@ -147,11 +146,6 @@ bool Muxer::setUrl(const std::string& text) {
     urlText_ = text;
     url_ = std::move(url);
     return true;
-}
-
-KnownStreams Muxer::known() {
-    const MutexLock lock(mutex_);
-    return known_;
 }
 
 bool Muxer::up(State target) {
@@ -217,25 +211,18 @@ void Muxer::work() {
         // Before the pull, so that "queued" misses nothing.
         isWriting_ = true;
         if (Queued next; queue_.pull(next, false)) {
-            cutTo(next.cuts);
+            if (std::exchange(cutsMade_, next.cuts) != next.cuts) finishSegment();
             write(next.packet);
             usual = next.packet->duration;
             continue;
         }
         isWriting_ = false;
         if (!isOpen) return;
-        if (!queue_.waitWithin(std::chrono::ceil<std::chrono::milliseconds>(kOverdue + usual))) idle();
+        if (queue_.waitWithin(std::chrono::ceil<std::chrono::milliseconds>(kOverdue + usual))) continue;
+        // Idle: release what Sync holds back once it is due, and flush the open file.
+        giveDue();
+        if (recording_ && !recording_->flush()) retryLater();
     }
-}
-
-/** Releases what Sync holds back once it is due, and flushes the open file. */
-void Muxer::idle() {
-    giveDue();
-    if (recording_ && !recording_->flush()) retryLater();
-}
-
-void Muxer::cutTo(std::uint64_t cuts) {
-    if (std::exchange(cutsMade_, cuts) != cuts) finishSegment();
 }
 
 void Muxer::write(const SharedPacket& packet) {

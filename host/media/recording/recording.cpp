@@ -63,7 +63,7 @@ bool Recording::flush() {
 bool Recording::keep(const SharedPacket& packet) {
     if (packet->isVideo()) {
         if (!key_ && !packet->key) {
-            tellLost(*packet);
+            teller_.lost(*packet);
             return false;
         }
         if (!key_) key_ = packet;
@@ -74,7 +74,7 @@ bool Recording::keep(const SharedPacket& packet) {
     kept_.push_back(packet);
     // Drop audio that precedes the first key frame.
     if (!key_ && streams_.video && packet->stamp - kept_.front()->stamp > kPatience) {
-        tellLost(*kept_.front());
+        teller_.lost(*kept_.front());
         kept_.pop_front();
     }
     return true;
@@ -91,7 +91,7 @@ bool Recording::open() {
     // Audio that ends before the first picture is no part of it.
     std::erase_if(kept_, [this](const SharedPacket& packet) {
         if (packet->isVideo() || packet->stamp + packet->duration > start_) return false;
-        tellLost(*packet);
+        teller_.lost(*packet);
         return true;
     });
     std::stable_sort(kept_.begin(), kept_.end(), [](const SharedPacket& one, const SharedPacket& other) {
@@ -118,7 +118,7 @@ bool Recording::open() {
 
 bool Recording::put(const SharedPacket& packet) {
     if (packet->stamp < start_ || !hasPlaceFor(*packet->media)) {
-        tellLost(*packet);
+        teller_.lost(*packet);
         return true;
     }
     if (!file_->write(*packet, reason_)) return false;
@@ -134,12 +134,6 @@ void Recording::tellOpened() {
     opened_ = true;
     names_.use();
     teller_.opened(path_);
-}
-
-void Recording::tellLost(const MediaPacket& packet) {
-    PacketCounts one;
-    one.add(packet);
-    teller_.lost(one);
 }
 
 bool Recording::finish() {

@@ -25,6 +25,7 @@ class RecordingTeller {
     void closed(const std::string& path);
     void failed(const FileFailure& failure, bool wasOpened);
     void lost(const PacketCounts& packets) { muxer_.tellLost(packets); }
+    void lost(const MediaPacket& packet) { muxer_.tellLost(packet.media->kind, 1); }
 
     std::atomic<bool> sendsStart{false}; /**< whether opened() sends `recordStart` ... */
     std::atomic<bool> sendsStop{false};  /**< ... and closed() `recordStop` */
@@ -77,7 +78,6 @@ class Recording final : public Clip {
     bool open();
     bool put(const SharedPacket& packet);
     void tellOpened();
-    void tellLost(const MediaPacket& packet);
 
     FileNames& names_;
     const MediaFileSettings settings_;

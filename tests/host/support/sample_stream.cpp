@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "media/audio/aac_encoder.h"
+#include "media/audio/adts.h"
 #include "media/video/h264_encoder.h"
 
 namespace kep::host {
@@ -78,7 +79,7 @@ void addSound(SampleStream& stream, int seconds, SteadyTime begin) {
     const std::atomic<int> bitRate{media->bitRate};
     AacEncoder encoder(kSound, kSound, bitRate, true);
     if (!encoder.open()) throw std::runtime_error("no encoder of AAC");
-    media->parameters = encoder.config();
+    media->parameters = aacConfig(kSound.rate, kSound.channels);
     stream.audio = media;
     std::mt19937 random(2);
     for (std::int64_t block = 0; block < seconds * 50; ++block) {
