@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "command.h"
-#include "inbox.h"
+#include "message.h"
 #include "interrupt.h"
 #include "message.h"
 #include "options.h"

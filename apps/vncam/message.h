@@ -1,6 +1,8 @@
 #ifndef VNCAM_MESSAGE_H
 #define VNCAM_MESSAGE_H
 
+#include <chrono>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -11,6 +13,16 @@ namespace vncam {
  * value, which keep its commas together, are taken off.
  */
 std::string messageValue(std::string_view message, std::string_view key);
+
+/** Queue of the messages of one resource. */
+class Inbox {
+  public:
+    /** Subscribes to the messages of a resource; throws Failure when it has none. */
+    explicit Inbox(int id);
+
+    /** The next message; nothing when none arrives within the limit. */
+    std::optional<std::string> next(std::chrono::milliseconds limit);
+};
 
 }  // namespace vncam
 

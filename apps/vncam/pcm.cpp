@@ -12,7 +12,6 @@
 
 #include "blocking_call.h"
 #include "command.h"
-#include "inbox.h"
 #include "interrupt.h"
 #include "level_meter.h"
 #include "message.h"

@@ -8,7 +8,6 @@
 #include <string>
 
 #include "command.h"
-#include "inbox.h"
 #include "interrupt.h"
 #include "made_file.h"
 #include "message.h"

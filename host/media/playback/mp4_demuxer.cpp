@@ -227,7 +227,7 @@ class Mp4Demuxer final : public SourceElement {
         return true;
     } catch (const recordings::Failure& failure) {
         KEP_HOST_ERROR(label() + ": " + failure.what());
-        tellFailed(url_, failure.what());
+        tellFailed({url_, failure.what(), {}});
         return false;
     }
 
