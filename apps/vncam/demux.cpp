@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "command.h"
-#include "message.h"
 #include "interrupt.h"
 #include "message.h"
 #include "options.h"

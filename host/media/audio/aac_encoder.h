@@ -6,7 +6,6 @@
 #include <deque>
 #include <functional>
 #include <memory>
-#include <vector>
 
 #include "media/audio/aac_settings.h"
 #include "media/audio/sample_framer.h"

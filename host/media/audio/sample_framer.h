@@ -1,8 +1,6 @@
 #ifndef KEP_HOST_SAMPLE_FRAMER_H
 #define KEP_HOST_SAMPLE_FRAMER_H
 
-#include <memory>
-
 #include "media/audio/audio_block.h"
 #include "media/common/ffmpeg.h"
 

@@ -20,7 +20,7 @@ void Inlet::lacksKey(const SharedPacket& packet) {
 
 void Outlet::setDemand(Demand demand) {
     MutexLock lock(demandMutex_);
-    waitForChange(lock);
+    changed_.wait(lock, [this]() REQUIRES(demandMutex_) { return !isChanging_; });
     demand_ = std::move(demand);
 }
 
@@ -61,7 +61,7 @@ bool Outlet::hold(bool held) {
     Demand demand;
     {
         MutexLock lock(demandMutex_);
-        waitForChange(lock);
+        changed_.wait(lock, [this]() REQUIRES(demandMutex_) { return !isChanging_; });
         const bool changes = held ? holders_++ == 0 : --holders_ == 0;
         if (!changes || !demand_) return true;
         isChanging_ = true;
@@ -75,10 +75,6 @@ bool Outlet::hold(bool held) {
     isChanging_ = false;
     changed_.notifyAll();
     return done;
-}
-
-void Outlet::waitForChange(MutexLock& lock) {
-    changed_.wait(lock, [this]() REQUIRES(demandMutex_) { return !isChanging_; });
 }
 
 OutletNames& OutletNames::instance() {

@@ -86,8 +86,6 @@ class KEP_API Outlet {
         PacketRing ring{std::chrono::nanoseconds(0), 24U << 20};
     };
 
-    void waitForChange(MutexLock& lock) REQUIRES(demandMutex_);
-
     Mutex demandMutex_;
     Condition changed_;
     Demand demand_ GUARDED_BY(demandMutex_);

@@ -81,7 +81,7 @@ class Sync final : public Element {
         std::optional<std::string> jump;
         {
             MutexLock lock(mutex_);
-            Input& input = inputOf(*packet);
+            Input& input = packet->isVideo() ? video() : audio();
             // Drop the oldest sound before the first picture; otherwise wait for room.
             if (!started_ && !packet->isVideo() && input.held.size() >= kMostHeld) input.pop();
             room_.wait(lock, [&]() REQUIRES(mutex_) { return !isOpen_ || !isGiving_ || input.hasRoom(); });
@@ -166,9 +166,6 @@ class Sync final : public Element {
         }
     };
 
-    Input& inputOf(const MediaPacket& packet) REQUIRES(mutex_) {
-        return packet.isVideo() ? video() : audio();
-    }
     Input& video() REQUIRES(mutex_) { return inputs_[0]; }
     Input& audio() REQUIRES(mutex_) { return inputs_[1]; }
     /** Whether there is another stream to wait for. */
