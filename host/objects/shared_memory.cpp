@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "objects/log.h"
+#include "objects/shared_record.h"
 
 namespace kep::stream {
 namespace {
@@ -24,7 +25,7 @@ struct ISharedMemory::Segment {
     ~Segment() { detach(); }
 
     bool attach(const std::string& name) {
-        const int file = shm_open(("/" + name).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0660);
+        const int file = shm_open(host::segmentPath(name).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0660);
         if (file < 0) {
             KEP_HOST_ERROR("shared memory " + name + reasonOf(errno));
             return false;

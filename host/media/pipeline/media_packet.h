@@ -12,7 +12,7 @@
 #include "kep/visibility.h"
 #include "media/audio/audio_block.h"
 #include "media/common/ffmpeg.h"
-#include "media/video/picture.h"
+#include "picture/picture.h"
 
 namespace kep::host {
 

@@ -6,7 +6,7 @@
 
 #include "media/common/device_spec.h"
 #include "media/common/media_reader.h"
-#include "media/video/picture.h"
+#include "picture/picture.h"
 
 namespace kep::host {
 

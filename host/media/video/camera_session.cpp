@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "objects/log.h"
 #include "objects/process_end.h"
 
 namespace kep::host {
@@ -75,6 +76,14 @@ bool CameraSession::read(std::string& reason) {
 
 void CameraSession::publish() {
     newestNumber = read_->number;
+    // As late as can be, so that what has been set until its time is in it.
+    read_->frame = stage_.apply(std::move(read_->frame));
+    if (!read_->frame) {
+        // Consumers find from the numbers that it is missing; unpainted it might show what is to be hidden.
+        KEP_HOST_ERROR("camera " + device().text + ": no memory to paint a picture");
+        read_.reset();
+        return;
+    }
     hub_.publish(std::exchange(read_, nullptr));
 }
 

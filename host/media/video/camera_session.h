@@ -8,6 +8,7 @@
 #include "media/hub/lease.h"
 #include "media/hub/rate_gate.h"
 #include "media/video/camera.h"
+#include "picture/image_stage.h"
 
 namespace kep::host {
 
@@ -40,6 +41,7 @@ class CameraSession final : public CaptureSession {
     std::unique_ptr<Camera> camera_; /**< of the capture thread */
     CameraFormat format_;
     std::shared_ptr<Picture> read_;
+    ImageStage stage_;
     Mutex ratesMutex_;
     std::map<const void*, int> rates_ GUARDED_BY(ratesMutex_);
     std::atomic<int> wantedRate_{30}; /**< the highest of them, or of the last that left */

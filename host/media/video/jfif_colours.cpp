@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "picture/colours.h"
+
 namespace kep::host {
 
 namespace {
@@ -15,21 +17,6 @@ constexpr int lumaBits = 7;
 constexpr int lumaOffset = 64;
 constexpr int lumaScale = 149;  // 255 / 219
 constexpr int lumaBias = (lumaOffset << lumaBits) + (1 << (lumaBits - 1)) - 16 * lumaScale;
-
-/** Shares of red and blue in brightness. */
-struct Shares {
-    double red, blue;
-    double green() const { return 1 - red - blue; }
-};
-
-constexpr Shares ofStandardTelevision = {0.299, 0.114};
-constexpr Shares ofHighDefinition = {0.2126, 0.0722};
-
-Shares sharesOf(AVColorSpace colours, int height) {
-    // Players, too, go by the size of a video that does not say.
-    if (colours == AVCOL_SPC_UNSPECIFIED) return height > 576 ? ofHighDefinition : ofStandardTelevision;
-    return colours == AVCOL_SPC_BT709 ? ofHighDefinition : ofStandardTelevision;
-}
 
 std::int16_t fraction(double value) {
     return static_cast<std::int16_t>(std::lround(value * (1 << fractionBits)));
@@ -57,8 +44,8 @@ JfifColours::JfifColours(const AVFrame& like)
       blue_(stride_ / 2 * chromaRows),
       red_(stride_ / 2 * chromaRows),
       shift_(stride_) {
-    const Shares from = sharesOf(like.colorspace, like.height);
-    const Shares to = ofStandardTelevision;
+    const LumaShares from = lumaSharesOf(like.colorspace, like.height);
+    const LumaShares to = kStandardTelevision;
     // What one unit of each colour difference adds to red, green and blue, all brightness taken away.
     const double redByRed = 2 * (1 - from.red);
     const double blueByBlue = 2 * (1 - from.blue);

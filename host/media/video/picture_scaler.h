@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "media/video/picture.h"
+#include "picture/picture.h"
 
 namespace kep::host {
 

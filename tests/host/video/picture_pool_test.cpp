@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-#include "media/video/picture.h"
+#include "picture/picture.h"
 
 #if defined(VORNISA_ADDRESS_SANITIZER) || defined(VORNISA_THREAD_SANITIZER)
 extern "C" std::size_t __sanitizer_get_current_allocated_bytes();

@@ -1,4 +1,4 @@
-#include "media/video/picture.h"
+#include "picture/picture.h"
 
 #include <array>
 #include <utility>
