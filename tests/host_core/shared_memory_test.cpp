@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <memory>
@@ -27,7 +28,10 @@ using Memory = kep::stream::TSharedMemory<Record>;
 /** A segment of a name that no other process uses, which is gone after the test. */
 class SharedMemoryTest : public ::testing::Test {
   protected:
-    SharedMemoryTest() : name("kep_test_" + std::to_string(getpid())) { remove(); }
+    SharedMemoryTest() : name("kep_test_" + std::to_string(getpid())) {
+        unsetenv("KEP_HOST_SHM");
+        remove();
+    }
     ~SharedMemoryTest() override { remove(); }
 
     void remove() { shm_unlink(("/" + name).c_str()); }
@@ -52,6 +56,15 @@ class SharedMemoryTest : public ::testing::Test {
 
     const std::string name;
 };
+
+TEST_F(SharedMemoryTest, ProgramsMayHaveSegmentsOfTheirOwn) {
+    const std::string prefix = name + "_own_";
+    setenv("KEP_HOST_SHM", prefix.c_str(), 1);
+    Memory own(1);
+    EXPECT_TRUE(own.ShmName(name.c_str()));
+    EXPECT_EQ(size(), -1);
+    EXPECT_EQ(shm_unlink(("/" + prefix + name).c_str()), 0);
+}
 
 TEST_F(SharedMemoryTest, HasNoRecordBeforeItIsAttached) {
     const Memory memory(1);
