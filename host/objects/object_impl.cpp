@@ -139,7 +139,7 @@ void ObjectImpl::addNumber(const char* name, std::atomic<int>& value, int low, i
                            std::function<void()> changed) {
     properties_.add<int>(
         name, [&value] { return value.load(); },
-        [=, this, &value](int wanted) {
+        [this, name, &value, low, high, changed = std::move(changed)](int wanted) {
             if (!isWithin(name, wanted, low, high)) return false;
             value = wanted;
             if (changed) changed();
