@@ -83,6 +83,12 @@ class Source:
         unique = {(m.begin, m.end, m.text): m for m in reversed(self.found)}
         return sorted(unique.values(), key=lambda m: (m.begin, m.end, m.text))
 
+    def in_assertion(self, i):
+        """Whether only a compiler shows a text, when what a static assertion claims is wrong."""
+        while i >= 0 and self.text(i) not in (";", "{", "}"):
+            i -= 1
+        return self.text(i + 1) == "static_assert"
+
     def text(self, i):
         return self.tokens[i][1] if 0 <= i < len(self.tokens) else ""
 
@@ -93,7 +99,7 @@ class Source:
     def token(self, i):
         group, text, begin, end = self.tokens[i]
         spaced = self.content[begin - 1:begin] in " \n" and self.content[end:end + 1] in " \n"
-        if group == "string" and self.text(i - 1) != "extern":
+        if group == "string" and self.text(i - 1) != "extern" and not self.in_assertion(i):
             self.add(begin, end, changed_text(text), "text")
         elif group == "char":
             self.add(begin, end, "'~'", "text")
