@@ -18,7 +18,6 @@ using std::chrono::hours;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 using std::chrono::system_clock;
-using testing::StartsWith;
 
 /** The time of day in the name of a file. */
 std::time_t timeOf(const fs::path& path) {

@@ -15,7 +15,7 @@ constexpr double kPicture = 1.0 / 30;
 
 /** A finished file of a recording of the test sources, decoded. Fails the test when it does not play. */
 struct Segment {
-    explicit Segment(const std::filesystem::path& path);
+    explicit Segment(const std::filesystem::path& where);
 
     /** From its first picture to the end of the last. */
     double length() const { return file.video().end() - file.video().begin(); }
