@@ -192,28 +192,4 @@ TEST_F(SharedMemoryTest, ASegmentThatCannotBeMappedIsRefusedWithALineAndTheRecor
     EXPECT_NE(memory.Record(), nullptr);
 }
 
-TEST_F(SharedMemoryTest, AsAnObjectItRefusesEverything) {
-    Memory memory(1);
-    kep::base::object& object = memory;
-    std::string text = "before";
-    object.toString(text);
-    EXPECT_EQ(text, "");
-    int value = 0;
-    kep::base::AttrSet set;
-    kep::base::TypeCompatible any = [](const std::type_info&) { return true; };
-    EXPECT_FALSE(object.fromString(""));
-    EXPECT_FALSE(object.Set("key", &value, &typeid(int)));
-    EXPECT_FALSE(object.Get("key", &value, &typeid(int)));
-    EXPECT_FALSE(object.SetStr("key", "1"));
-    EXPECT_FALSE(object.SetWithType("key", &value, &typeid(int), any));
-    EXPECT_FALSE(object.GetWithType("key", &value, &typeid(int), any));
-    EXPECT_FALSE(object.Enable(true));
-    EXPECT_FALSE(object.Configure(set));
-    EXPECT_FALSE(object.addChild(&object));
-    EXPECT_FALSE(object.fromAttrSet(set));
-    EXPECT_FALSE(object.toAttrSet(set));
-    EXPECT_EQ(object.NameId(), 0u);
-    EXPECT_EQ(object.FindChild([](const kep::base::object&) { return true; }, true), nullptr);
-}
-
 }  // namespace
