@@ -225,7 +225,7 @@ class ClipsTest : public testing::Test {
 
     /** The pictures of a file in which nothing is wrong: each in its time, none missing that there was. */
     std::vector<RecordedPicture> picturesOf(const std::string& name) {
-        const std::vector<RecordedPicture> pictures = soundPicturesOf(name);
+        std::vector<RecordedPicture> pictures = soundPicturesOf(name);
         if (!pictures.empty()) {
             EXPECT_LE(missingIn(pictures), board_.missing()) << name;
         }
