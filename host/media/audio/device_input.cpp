@@ -13,11 +13,7 @@ namespace kep::host {
 
 namespace {
 
-// How late a whole block may be noticed.
-constexpr auto kPoll = std::chrono::milliseconds(1);
-// A PulseAudio server keeps samples back until a fragment is full, so that a block comes late by half a
-// fragment on average.
-constexpr int kFragmentsInBlock = 10;
+constexpr auto kPoll = std::chrono::milliseconds(5);
 constexpr auto kImplausible = std::chrono::seconds(1);
 // A device whose samples run ahead of the clock by more has no clock of its own and is held back.
 constexpr auto kAhead = std::chrono::milliseconds(100);
@@ -40,8 +36,6 @@ class DeviceInput final : public AudioInput {
     const DeviceSpec device_;
     std::unique_ptr<MediaReader> reader_;
     DecodedSound sound_;
-    SteadyTime lastRead_;
-    std::int64_t framesRead_ = 0;
     SteadyTime end_;  // by when what has been read was captured, at the device's nominal rate
 };
 
@@ -59,8 +53,7 @@ bool DeviceInput::open() {
 }
 
 std::unique_ptr<MediaReader> DeviceInput::openDevice(int channels, std::string& reason) const {
-    const int fragment =
-        AudioFormat{}.blockFrames() / kFragmentsInBlock * channels * static_cast<int>(sizeof(std::int16_t));
+    const int fragment = AudioFormat{}.blockFrames() * channels * static_cast<int>(sizeof(std::int16_t));
     std::string options =
         "sample_rate=" + std::to_string(AudioFormat{}.rate) + ":channels=" + std::to_string(channels);
     if (device_.kind == "pulse") options += ":fragment_size=" + std::to_string(fragment);
@@ -75,9 +68,7 @@ bool DeviceInput::read(AudioBlock& block, SteadyTime& due) {
     int result = reader_->read(*frame);
     const SteadyTime now = std::chrono::steady_clock::now();
     if (result == AVERROR(EAGAIN)) {
-        // Until a block can be whole there is nothing to do.
-        const std::int64_t missing = format().blockFrames() - framesRead_ % format().blockFrames();
-        due = std::max(now + kPoll, lastRead_ + format().duration(missing) - kPoll);
+        due = now + kPoll;
         return true;
     }
     if (result >= 0) result = sound_.append(*frame, block.samples);
@@ -86,8 +77,6 @@ bool DeviceInput::read(AudioBlock& block, SteadyTime& due) {
         return false;
     }
     const std::int64_t frames = block.frames();
-    framesRead_ += frames;
-    lastRead_ = now;
     block.stamp = captureTime(*frame, now, frames);
     end_ = std::max(end_, now - kImplausible) + format().duration(frames);
     due = end_ - kAhead;
