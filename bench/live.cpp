@@ -104,7 +104,7 @@ void cold() {
     std::printf("cold_start_ms %.2f\n", startToFirstFrame());
 }
 
-/** With the first encoder of a process: later ones with the same settings reuse it. */
+/** With the first encoder of a process. */
 void first() {
     Stream camera(VNRES_YUV_SOURCE, {640, 360});
     camera.start();

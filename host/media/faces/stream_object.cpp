@@ -1,5 +1,6 @@
 #include "media/faces/stream_object.h"
 
+#include <mutex>
 #include <utility>
 
 #include "kep/attr_set.h"
@@ -55,6 +56,11 @@ void StreamObject::add(std::unique_ptr<ObjectImpl> element) {
     auto* const added = dynamic_cast<Element*>(element.get());
     if (!added || !body_->addChild(element.release())) return;
     if (!before.empty()) dynamic_cast<Element&>(*before.back()).link(*added);
+}
+
+void StreamObject::whileDown(const std::function<void()>& action) {
+    const std::unique_lock<Mutex> change(change_, std::try_to_lock);
+    if (change && body_->state() == State::null) action();
 }
 
 bool StreamObject::ChangeUp(State target) {

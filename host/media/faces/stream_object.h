@@ -46,6 +46,9 @@ class StreamObject : public virtual api::streaming::common::IStreamControl,
     /** The format of uncompressed sound. */
     static bool isPcmSetting(AudioFormat format, int mostChannels);
 
+    /** Calls `action` unless the stream is up or just changing its state; it stays down meanwhile. */
+    void whileDown(const std::function<void()>& action);
+
     /** Takes an element over, behind those before it, and links it with the last of them. */
     void add(std::unique_ptr<ObjectImpl> element);
 

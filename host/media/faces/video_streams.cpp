@@ -4,6 +4,7 @@
 #include "media/faces/live_stream.h"
 #include "media/faces/streams.h"
 #include "media/hub/key_frame_requests.h"
+#include "media/video/camera.h"
 #include "media/video/h264_encoder.h"
 #include "objects/log.h"
 
@@ -19,11 +20,18 @@ class CameraStream : public LiveStream,
                      public virtual api::streaming::common::IVideo,
                      public virtual api::streaming::common::IBitRateControl {
   public:
-    void SetWidth(int pixels) override { width_ = pixels; }
-    void SetHeight(int pixels) override { height_ = pixels; }
+    void SetWidth(int pixels) override {
+        width_ = pixels;
+        formatSet();
+    }
+    void SetHeight(int pixels) override {
+        height_ = pixels;
+        formatSet();
+    }
     void SetFrameRate(int framesPerSecond) override {
         if (StatusIsPlay() && !(isRate(framesPerSecond) && set(source(), "fr", framesPerSecond))) return;
         rate_ = framesPerSecond;
+        formatSet();
     }
     bool PullFrame(SharedFrame& frame, bool wait) override {
         if (queue().pull(frame, wait)) return true;
@@ -40,6 +48,23 @@ class CameraStream : public LiveStream,
         return (width == kUnset || (isSideSetting("width", width) && set(source(), "w", width))) &&
                (height == kUnset || (isSideSetting("height", height) && set(source(), "h", height))) &&
                isRate(rate_) && set(source(), "fr", rate_);
+    }
+
+    /** The size or the frame rate has been set. */
+    virtual void formatSet() {}
+
+    /** What is set; null when that is no size or no rate. */
+    MediaPtr format() const {
+        const int width = width_;
+        const int height = height_;
+        if (!isSide(width) || !isSide(height) || rate_ < 1 || rate_ > kHighestRate) return nullptr;
+        auto media = std::make_shared<host::Media>();
+        media->codec = AV_CODEC_ID_RAWVIDEO;
+        media->width = width;
+        media->height = height;
+        media->frameRate = {rate_, 1};
+        media->colours = CameraFormat().colours;
+        return media;
     }
 
   private:
@@ -80,6 +105,14 @@ class H264Source final : public api::streaming::IH264Source, public CameraStream
     }
     void SetGop(int frames) override { set(encoder(), "gop", std::clamp(frames, 0, 100'000)); }
     void RequestKeyFrame() override { encoder().requestKeyFrame(KeyFrameRequests::kNextPicture); }
+
+  protected:
+    /** Sets the encoder up before the start, whose time is that to the first picture: opening the encoder
+     * is a quarter of it. */
+    void formatSet() override {
+        const MediaPtr media = format();
+        if (media) whileDown([&] { encoder().expect(media); });
+    }
 
   private:
     static bool isBitRate(int bitsPerSecond) {

@@ -42,6 +42,41 @@ TEST_F(H264Test, NumbersOutliveTheSmallestRateAndSize) {
     expectRunningOn(numbersOf(pull(*source, 45)), messages);
 }
 
+/** An encoder is set up as soon as the size is, before the camera and its colours are known. */
+TEST_F(H264Test, ColoursAreThoseOfTheCamera) {
+    for (const auto& [matrix, colours] :
+         {std::pair("smpte170m", AVCOL_SPC_SMPTE170M), std::pair("bt709", AVCOL_SPC_BT709)}) {
+        const std::string name = std::string(matrix) + ".mp4";
+        makeFile(std::string("-f lavfi -i testsrc2=s=320x240:r=10:d=1 -c:v libx264 -pix_fmt yuv420p ") +
+                 "-colorspace " + matrix + " " + name);
+        choose("file:" + path(name).string());
+        const auto source = newH264(320, 240, 10);
+        ASSERT_TRUE(source->ChangeUp(State::play));
+        const std::vector<Frame> units = pull(*source, 1);
+        ASSERT_EQ(units.size(), 1U);
+        Decoder decoder;
+        const AVFrame* picture = decoder.decode(*units[0]);
+        ASSERT_NE(picture, nullptr);
+        EXPECT_EQ(picture->colorspace, colours) << matrix;
+    }
+}
+
+TEST_F(H264Test, TheLastSizeAndRateBeforeTheStartHold) {
+    const auto source = newH264(640, 360, 30);
+    source->SetWidth(320);
+    source->SetHeight(240);
+    source->SetFrameRate(10);
+    ASSERT_TRUE(source->ChangeUp(State::play));
+    const std::vector<Frame> units = pull(*source, 2);
+    ASSERT_EQ(units.size(), 2U);
+    Decoder decoder;
+    const AVFrame* picture = decoder.decode(*units[0]);
+    ASSERT_NE(picture, nullptr);
+    EXPECT_EQ(picture->width, 320);
+    EXPECT_EQ(picture->height, 240);
+    EXPECT_GT(units[1]->stamp - units[0]->stamp, std::chrono::milliseconds(90));
+}
+
 TEST_F(H264Test, GroupsHaveTheLengthThatIsSet) {
     const auto source = newH264();
     source->SetGop(7);
