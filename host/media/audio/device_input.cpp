@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <new>
+#include <string_view>
 
 #include "media/audio/audio_input.h"
 #include "media/audio/decoded_sound.h"
@@ -13,7 +14,14 @@ namespace kep::host {
 
 namespace {
 
-constexpr auto kPoll = std::chrono::milliseconds(5);
+// How late a whole block may be noticed.
+constexpr auto kPoll = std::chrono::milliseconds(1);
+// A PulseAudio server keeps samples back until a fragment is full, so that a block comes late by half a
+// fragment on average ...
+constexpr int kFragmentsInBlock = 10;
+// ... but when a sink runs out of sound, its monitor is rewound, and what a short fragment has delivered
+// already is then missing.
+constexpr std::string_view kMonitor = ".monitor";
 constexpr auto kImplausible = std::chrono::seconds(1);
 // A device whose samples run ahead of the clock by more has no clock of its own and is held back.
 constexpr auto kAhead = std::chrono::milliseconds(100);
@@ -36,10 +44,14 @@ class DeviceInput final : public AudioInput {
     const DeviceSpec device_;
     std::unique_ptr<MediaReader> reader_;
     DecodedSound sound_;
+    SteadyTime lastRead_;
+    std::int64_t framesRead_ = 0;
     SteadyTime end_;  // by when what has been read was captured, at the device's nominal rate
 };
 
 bool DeviceInput::open() {
+    // It captures while it opens, so that samples may be waiting when it has.
+    end_ = std::chrono::steady_clock::now();
     std::string reason;
     reader_ = openDevice(2, reason);
     if (!reader_) reader_ = openDevice(1, reason);  // mono microphones refuse two channels
@@ -48,12 +60,13 @@ bool DeviceInput::open() {
         return false;
     }
     sound_ = DecodedSound(reader_->codec());
-    end_ = std::chrono::steady_clock::now();
     return true;
 }
 
 std::unique_ptr<MediaReader> DeviceInput::openDevice(int channels, std::string& reason) const {
-    const int fragment = AudioFormat{}.blockFrames() * channels * static_cast<int>(sizeof(std::int16_t));
+    const int fragments = device_.argument.ends_with(kMonitor) ? 1 : kFragmentsInBlock;
+    const int fragment =
+        AudioFormat{}.blockFrames() / fragments * channels * static_cast<int>(sizeof(std::int16_t));
     std::string options =
         "sample_rate=" + std::to_string(AudioFormat{}.rate) + ":channels=" + std::to_string(channels);
     if (device_.kind == "pulse") options += ":fragment_size=" + std::to_string(fragment);
@@ -68,7 +81,9 @@ bool DeviceInput::read(AudioBlock& block, SteadyTime& due) {
     int result = reader_->read(*frame);
     const SteadyTime now = std::chrono::steady_clock::now();
     if (result == AVERROR(EAGAIN)) {
-        due = now + kPoll;
+        // Until a block can be whole there is nothing to do.
+        const std::int64_t missing = format().blockFrames() - framesRead_ % format().blockFrames();
+        due = std::max(now + kPoll, lastRead_ + format().duration(missing) - kPoll);
         return true;
     }
     if (result >= 0) result = sound_.append(*frame, block.samples);
@@ -77,6 +92,8 @@ bool DeviceInput::read(AudioBlock& block, SteadyTime& due) {
         return false;
     }
     const std::int64_t frames = block.frames();
+    framesRead_ += frames;
+    lastRead_ = now;
     block.stamp = captureTime(*frame, now, frames);
     end_ = std::max(end_, now - kImplausible) + format().duration(frames);
     due = end_ - kAhead;

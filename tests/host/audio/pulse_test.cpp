@@ -1,4 +1,5 @@
-// PulseAudio, through a server of the test's own with a sink that nobody hears and its monitor.
+// PulseAudio, through a server of the test's own: a sink that nobody hears with its monitor, and a source
+// that gives what is written into a pipe.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <spawn.h>
@@ -11,6 +12,7 @@
 #include <atomic>
 #include <cmath>
 #include <cstring>
+#include <fstream>
 #include <numbers>
 #include <thread>
 
@@ -30,10 +32,13 @@ class Server {
     explicit Server(const ScopedFolder& folder) : socket_(folder.file("native")) {
         unlink(socket_.c_str());
         const std::string sink = "module-null-sink sink_name=quiet rate=48000 channels=2 format=s16le";
+        const std::string source =
+            "module-pipe-source source_name=piped rate=48000 channels=2 format=s16le file=" +
+            folder.file("pipe");
         const std::string protocol = "module-native-protocol-unix auth-anonymous=1 socket=" + socket_;
-        const char* const arguments[] = {"pulseaudio",        "-n",   "--daemonize=no", "--exit-idle-time=-1",
-                                         "--use-pid-file=no", "-L",   sink.c_str(),     "-L",
-                                         protocol.c_str(),    nullptr};
+        const char* const arguments[] = {"pulseaudio",        "-n", "--daemonize=no", "--exit-idle-time=-1",
+                                         "--use-pid-file=no", "-L", sink.c_str(),     "-L",
+                                         source.c_str(),      "-L", protocol.c_str(), nullptr};
         if (posix_spawnp(&process_, arguments[0], nullptr, nullptr, const_cast<char* const*>(arguments),
                          environ) != 0)
             process_ = -1;
@@ -133,6 +138,35 @@ TEST_F(Pulse, TheMicrophoneHearsAllThatTheSpeakerPlays) {
     EXPECT_GE(sounding, 48000);
     EXPECT_GE(pure, 40);
     EXPECT_TRUE(source_->ChangeDown(State::null));
+    EXPECT_EQ(errors_.count("lost"), 0) << errors_.raw();
+}
+
+TEST_F(Pulse, OfASourceEachSampleIsHeardOnce) {
+    const ScopedEnv piped("KEP_HOST_AUDIO", "pulse:piped");
+    ASSERT_TRUE(source_->ChangeUp(State::play)) << errors_.raw();
+    // Samples that are numbered: the low 15 bits on the left, the others on the right.
+    constexpr std::uint32_t kHeard = 2 * 48000;
+    constexpr std::uint32_t kOnTheirWay = 48000 / 10;  // the server gives whole fragments only
+    std::vector<std::int16_t> written;
+    for (std::uint32_t number = 1; number <= kHeard + kOnTheirWay; ++number) {
+        written.push_back(static_cast<std::int16_t>(number & 0x7fff));
+        written.push_back(static_cast<std::int16_t>(number >> 15));
+    }
+    std::thread writer([&] {
+        std::ofstream(folder_.file("pipe"), std::ios::binary)
+            .write(reinterpret_cast<const char*>(written.data()),
+                   static_cast<std::streamsize>(written.size() * sizeof written[0]));
+    });
+    std::vector<std::int16_t> heard;
+    for (Frame frame; heard.size() < 2 * kHeard && source_->PullFrame(frame, true);) {
+        const std::vector<std::int16_t> samples = samplesOf({frame});
+        heard.insert(heard.end(), samples.begin(), samples.end());
+    }
+    writer.join();
+    EXPECT_EQ(heard.size(), 2 * kHeard);
+    const auto [is, was] = std::ranges::mismatch(heard, written);
+    EXPECT_EQ(is, heard.end()) << "sample " << (is - heard.begin()) / 2 << ": " << *is << " instead of "
+                               << *was;
     EXPECT_EQ(errors_.count("lost"), 0) << errors_.raw();
 }
 
