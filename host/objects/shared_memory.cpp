@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -36,14 +35,15 @@ struct ISharedMemory::Segment {
     }
 
     bool map(int file, const std::string& name) {
-        struct stat status {};
-        // A new segment is empty and zeroed when resized; an existing one is never truncated or cleared.
-        const bool sized = fstat(file, &status) == 0 && (static_cast<std::size_t>(status.st_size) >= size ||
-                                                         ftruncate(file, static_cast<off_t>(size)) == 0);
-        void* memory = sized ? mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0) : MAP_FAILED;
+        // A new segment is empty and zeroed when resized; an existing one is never truncated or cleared. All
+        // its pages are claimed: where the system has none left, the first write to a hole would end the
+        // process.
+        const int error = posix_fallocate(file, 0, static_cast<off_t>(size));
+        void* const memory =
+            error == 0 ? mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0) : MAP_FAILED;
         if (memory == MAP_FAILED) {
             KEP_HOST_ERROR("shared memory " + name + " of " + std::to_string(size) + " bytes" +
-                           reasonOf(errno));
+                           reasonOf(error == 0 ? errno : error));
             return false;
         }
         detach();

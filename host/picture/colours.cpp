@@ -37,7 +37,11 @@ YuvColour inColoursOf(const AVFrame& picture, const YuvColour& colour) {
     const double red = unit(luma + 2 * (1 - from.red) * (colour.v - kMiddle) / kFullRange.chroma);
     const double blue = unit(luma + 2 * (1 - from.blue) * (colour.u - kMiddle) / kFullRange.chroma);
     const double green = unit((luma - from.red * red - from.blue * blue) / from.green());
+    return inColoursOf(picture, RgbColour{red, green, blue});
+}
 
+YuvColour inColoursOf(const AVFrame& picture, const RgbColour& colour) {
+    const auto [red, green, blue] = colour;
     const LumaShares to = lumaSharesOf(picture.colorspace, picture.height);
     const Range range = picture.color_range == AVCOL_RANGE_JPEG ? kFullRange : kLimitedRange;
     const double bright = to.red * red + to.green() * green + to.blue * blue;

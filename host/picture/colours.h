@@ -29,6 +29,14 @@ struct YuvColour {
     bool operator==(const YuvColour&) const = default;
 };
 
+/** Parts of red, green and blue, each from 0 to 1. */
+struct RgbColour {
+    double red, green, blue;
+};
+
+/** A colour in the range and the matrix of `picture`. */
+KEP_API YuvColour inColoursOf(const AVFrame& picture, const RgbColour& colour);
+
 /** A colour of full range and BT.601 in the range and the matrix of `picture`. */
 KEP_API YuvColour inColoursOf(const AVFrame& picture, const YuvColour& fullRange601);
 

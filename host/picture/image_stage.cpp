@@ -22,21 +22,23 @@ void copyReversed(const std::uint8_t* from, std::uint8_t* to, std::size_t count)
 
 }  // namespace
 
-FramePtr ImageStage::apply(FramePtr frame) {
+FramePtr ImageStage::apply(FramePtr frame, std::chrono::steady_clock::time_point captured) {
     ImageRecord image{};
     if (imageReader_.read(&image) && (image.hflip || image.vflip)) {
         frame = flipped(*frame, image);
         if (!frame) return nullptr;
     }
-    ZoneTable table;
-    if (!zonesReader_.read(table.data())) return frame;
-    const std::vector<Zone> zones = zonesIn(table, frame->width, frame->height);
-    if (zones.empty()) return frame;
+    std::vector<Zone> zones;
+    if (ZoneTable table; zonesReader_.read(table.data())) zones = zonesIn(table, frame->width, frame->height);
+    StampTable stamps;
+    const bool isStamped = stampsReader_.read(&stamps) && hasStamps(stamps);
+    if (zones.empty() && !isStamped) return frame;
     if (!av_frame_is_writable(frame.get())) {
         frame = copied(*frame);
         if (!frame) return nullptr;
     }
     paintZones(*frame, zones);
+    if (isStamped) stampPainter_.paint(*frame, stamps, wallTimeOf(captured));
     return frame;
 }
 

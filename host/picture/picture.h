@@ -28,6 +28,12 @@ struct Picture {
     std::int64_t number = 0;                     /**< runs on through the life of the process */
 };
 
+/** The time of day at a moment of the clock that pictures are stamped by. */
+inline std::chrono::system_clock::time_point wallTimeOf(std::chrono::steady_clock::time_point stamp) {
+    using namespace std::chrono;
+    return system_clock::now() + duration_cast<system_clock::duration>(stamp - steady_clock::now());
+}
+
 using PicturePtr = std::shared_ptr<const Picture>;
 
 /** What it costs a queue that is bounded in bytes. */

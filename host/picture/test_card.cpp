@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "picture/frame_code.h"
+#include "picture/picture.h"
 
 extern "C" {
 #include <libavutil/imgutils.h>
@@ -190,9 +191,8 @@ void TestCard::paintMotion(std::uint8_t* luma, std::chrono::nanoseconds intoSeco
 void TestCard::paintClock(std::uint8_t* luma, std::uint32_t number,
                           std::chrono::steady_clock::time_point stamp, int rate) const {
     using namespace std::chrono;
-    const auto wall =
-        system_clock::now() + duration_cast<system_clock::duration>(stamp - steady_clock::now());
-    const auto milliseconds = duration_cast<std::chrono::milliseconds>(wall.time_since_epoch()).count();
+    const auto milliseconds =
+        duration_cast<std::chrono::milliseconds>(wallTimeOf(stamp).time_since_epoch()).count();
     const std::time_t seconds = static_cast<std::time_t>(milliseconds / 1000);
     std::tm local{};
     localtime_r(&seconds, &local);

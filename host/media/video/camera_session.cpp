@@ -77,7 +77,7 @@ bool CameraSession::read(std::string& reason) {
 void CameraSession::publish() {
     newestNumber = read_->number;
     // As late as can be, so that what has been set until its time is in it.
-    read_->frame = stage_.apply(std::move(read_->frame));
+    read_->frame = stage_.apply(std::move(read_->frame), read_->stamp);
     if (!read_->frame) {
         // Consumers find from the numbers that it is missing; unpainted it might show what is to be hidden.
         KEP_HOST_ERROR("camera " + device().text + ": no memory to paint a picture");

@@ -26,6 +26,7 @@ class ImageTest : public VideoTest {
     ~ImageTest() override {
         remove("vornisa_shm_rects");
         remove("vornisa_shm_image");
+        remove("vornisa_shm_stamp");
         unsetenv("KEP_HOST_SHM");
     }
 

@@ -7,6 +7,7 @@
 
 #include "image_fixture.h"
 #include "kep/shm_rects.h"
+#include "picture/stamp_record.h"
 
 namespace kep::host {
 namespace {
@@ -152,25 +153,32 @@ TEST_F(StageTest, ASegmentThatIsRemovedTakesItsZonesAlong) {
 TEST_F(StageTest, WhateverIsWrittenWhileItFilmsHarmsNothing) {
     make("vornisa_shm_rects", sizeof(shm::shm_rects_t));
     make("vornisa_shm_image", 4);
+    make("vornisa_shm_stamp", sizeof(StampTable));
     std::atomic<bool> isOver{false};
     std::thread writer([&] {
         std::mt19937 random(7);
         const int zones = shm_open(segment("vornisa_shm_rects").c_str(), O_RDWR, 0);
         const int image = shm_open(segment("vornisa_shm_image").c_str(), O_RDWR, 0);
+        const int stamps = shm_open(segment("vornisa_shm_stamp").c_str(), O_RDWR, 0);
         while (!isOver) {
             const auto word = static_cast<std::uint32_t>(random());
             const off_t place = static_cast<off_t>(random() % (sizeof(shm::shm_rects_t) / 4) * 4);
-            if (pwrite(zones, &word, 4, place) != 4 || pwrite(image, &word, 4, 0) != 4) break;
+            const off_t inStamps = static_cast<off_t>(random() % (sizeof(StampTable) / 4) * 4);
+            if (pwrite(zones, &word, 4, place) != 4 || pwrite(image, &word, 4, 0) != 4 ||
+                pwrite(stamps, &word, 4, inStamps) != 4)
+                break;
             if (random() % 64 == 0 && ftruncate(zones, static_cast<off_t>(random() % 400)) != 0) break;
         }
         close(zones);
         close(image);
+        close(stamps);
     });
     for (int i = 0; i < 90; ++i) EXPECT_EQ(picture().size(), plain().size());
     isOver = true;
     writer.join();
     remove("vornisa_shm_rects");
     remove("vornisa_shm_image");
+    remove("vornisa_shm_stamp");
     EXPECT_EQ(wrong(plain()), "");
 }
 

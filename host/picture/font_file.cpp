@@ -1,0 +1,141 @@
+#include "picture/font_file.h"
+
+#include <fcntl.h>
+#include <fontconfig/fontconfig.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <string_view>
+
+#include "objects/mutex.h"
+
+namespace kep::host {
+namespace {
+
+/** Fonts of all of Chinese, Japanese and Korean take 20 MB; what is larger is none. */
+constexpr off_t kLargestFontFile = off_t{64} << 20;
+
+/** Names that fontconfig has an answer for whatever is installed. */
+constexpr std::array<std::string_view, 5> kGeneric = {"monospace", "mono", "sans-serif", "sans", "serif"};
+
+struct PatternDeleter {
+    void operator()(FcPattern* pattern) const { FcPatternDestroy(pattern); }
+};
+using PatternPtr = std::unique_ptr<FcPattern, PatternDeleter>;
+
+// Its own locks are atomics, which the thread sanitizer does not see.
+Mutex& fontconfig() {
+    static Mutex& mutex = *new Mutex;
+    return mutex;
+}
+
+std::string textOf(const FcPattern* pattern, const char* key, int index = 0) {
+    FcChar8* text = nullptr;
+    const bool found = FcPatternGetString(pattern, key, index, &text) == FcResultMatch;
+    return found ? reinterpret_cast<const char*>(text) : "";
+}
+
+/** What fontconfig thinks closest to `asked`. */
+PatternPtr closest(FcPattern& asked) {
+    FcPatternAddBool(&asked, FC_SCALABLE, FcTrue);
+    FcConfigSubstitute(nullptr, &asked, FcMatchPattern);
+    FcDefaultSubstitute(&asked);
+    FcResult result = FcResultNoMatch;
+    return PatternPtr(FcFontMatch(nullptr, &asked, &result));
+}
+
+std::optional<FontFile> fileOf(const FcPattern* found) {
+    if (!found) return std::nullopt;
+    FontFile file{textOf(found, FC_FILE), 0, textOf(found, FC_FAMILY)};
+    FcPatternGetInteger(found, FC_INDEX, 0, &file.index);
+    if (file.path.empty()) return std::nullopt;
+    return file;
+}
+
+bool isOfFamily(const FcPattern* found, const std::string& family) {
+    for (int i = 0;; ++i) {
+        const std::string one = textOf(found, FC_FAMILY, i);
+        if (one.empty()) return false;
+        if (FcStrCmpIgnoreCase(reinterpret_cast<const FcChar8*>(one.c_str()),
+                               reinterpret_cast<const FcChar8*>(family.c_str())) == 0)
+            return true;
+    }
+}
+
+struct File {
+    explicit File(const std::string& path) : number(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {}
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+    ~File() {
+        if (number >= 0) close(number);
+    }
+    const int number;
+};
+
+}  // namespace
+
+std::optional<FontFile> fontNamed(const std::string& name) {
+    if (name.find('/') != std::string::npos) return FontFile{name, 0, ""};
+    const MutexLock lock(fontconfig());
+    const PatternPtr asked(FcNameParse(reinterpret_cast<const FcChar8*>(name.c_str())));
+    if (!asked) return std::nullopt;
+    const std::string family = textOf(asked.get(), FC_FAMILY);
+    const PatternPtr found = closest(*asked);
+    const bool isAny =
+        family.empty() || std::find(kGeneric.begin(), kGeneric.end(), family) != kGeneric.end();
+    if (!found || (!isAny && !isOfFamily(found.get(), family))) return std::nullopt;
+    return fileOf(found.get());
+}
+
+std::optional<FontFile> defaultFont() {
+    return fontNamed("monospace");
+}
+
+std::optional<FontFile> fontWith(char32_t character) {
+    const MutexLock lock(fontconfig());
+    const PatternPtr asked(FcPatternCreate());
+    FcCharSet* const characters = FcCharSetCreate();
+    if (!asked || !characters) return std::nullopt;
+    FcCharSetAddChar(characters, character);
+    FcPatternAddCharSet(asked.get(), FC_CHARSET, characters);
+    FcCharSetDestroy(characters);
+    const PatternPtr found = closest(*asked);
+    FcCharSet* has = nullptr;
+    if (!found || FcPatternGetCharSet(found.get(), FC_CHARSET, 0, &has) != FcResultMatch ||
+        !FcCharSetHasChar(has, character))
+        return std::nullopt;
+    return fileOf(found.get());
+}
+
+std::optional<std::vector<unsigned char>> readFontFile(const std::string& path, std::string& reason) {
+    const File file(path);
+    struct stat status {};
+    if (file.number < 0 || fstat(file.number, &status) != 0) {
+        reason = std::strerror(errno);
+        return std::nullopt;
+    }
+    if (!S_ISREG(status.st_mode) || status.st_size > kLargestFontFile) {
+        reason = "not a regular file of at most 64 MiB";
+        return std::nullopt;
+    }
+    std::vector<unsigned char> bytes(static_cast<std::size_t>(status.st_size));
+    std::size_t done = 0;
+    while (done < bytes.size()) {
+        const ssize_t count = read(file.number, &bytes[done], bytes.size() - done);
+        if (count < 0) {
+            reason = std::strerror(errno);
+            return std::nullopt;
+        }
+        if (count == 0) break;
+        done += static_cast<std::size_t>(count);
+    }
+    bytes.resize(done);
+    return bytes;
+}
+
+}  // namespace kep::host
