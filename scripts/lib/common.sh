@@ -87,7 +87,7 @@ build_packages=(
   libavcodec-dev libavformat-dev libavdevice-dev libswscale-dev libswresample-dev libjpeg62-turbo-dev
   libfreetype-dev libfontconfig-dev fonts-dejavu-core
 )
-test_packages=(libgtest-dev libgmock-dev pulseaudio)
+test_packages=(libgtest-dev libgmock-dev pulseaudio tesseract-ocr)
 
 # use_compiler_cache: makes later builds use ccache where it is installed. Precompiled headers are compared by their
 # contents, not by their times.
