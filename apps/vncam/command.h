@@ -31,6 +31,8 @@ int runCommandLine(int argc, char** argv);
 int runAac(int argc, char** argv);
 int runDemux(int argc, char** argv);
 int runEvent(int argc, char** argv);
+int runFlicker(int argc, char** argv);
+int runFlip(int argc, char** argv);
 int runInfo(int argc, char** argv);
 int runLive(int argc, char** argv);
 int runMute(int argc, char** argv);
@@ -40,7 +42,9 @@ int runRecord(int argc, char** argv);
 int runRecover(int argc, char** argv);
 int runSnap(int argc, char** argv);
 int runSources(int argc, char** argv);
+int runStamp(int argc, char** argv);
 int runVolume(int argc, char** argv);
+int runZone(int argc, char** argv);
 
 }  // namespace vncam
 

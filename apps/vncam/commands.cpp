@@ -25,6 +25,10 @@ constexpr Command kCommands[] = {
     {"aac", "encode a WAV file as AAC, or decode it", runAac},
     {"volume", "set the volume of microphone or speaker for another command", runVolume},
     {"mute", "mute microphone or speaker for another command", runMute},
+    {"zone", "cover parts of the picture", runZone},
+    {"stamp", "write text and time into the picture", runStamp},
+    {"flip", "mirror the picture", runFlip},
+    {"flicker", "avoid the flicker of lamps", runFlicker},
     {"sources", "list resources, settings and devices", runSources},
 };
 

@@ -8,8 +8,9 @@ namespace {
 
 using Cli = Shell;
 
-const std::vector<std::string> kCommands = {"live",    "pcm",    "play", "record",  "event", "snap", "aac",
-                                            "recover", "volume", "mute", "sources", "info",  "demux"};
+const std::vector<std::string> kCommands = {"live",  "pcm",     "play",   "record", "event",   "snap",
+                                            "aac",   "recover", "volume", "mute",   "sources", "info",
+                                            "demux", "zone",    "stamp",  "flip",   "flicker"};
 
 TEST_F(Cli, HelpGoesToStandardOutput) {
     const Result help = run("vncam --help");
@@ -137,6 +138,43 @@ INSTANTIATE_TEST_SUITE_P(
         WrongLine{"play", "vncam play: missing operand: FILE.wav"},
         WrongLine{"play a.wav b.wav", "vncam play: unexpected argument 'b.wav'"},
         WrongLine{"play --fly", "vncam play: unknown option '--fly'"},
+        WrongLine{"zone", "vncam zone: missing operand: set, grid, on, off or list"},
+        WrongLine{"zone hide 1", "vncam zone: 'hide': not set, grid, on, off or list"},
+        WrongLine{"zone set", "vncam zone: missing operand: N"},
+        WrongLine{"zone set 1", "vncam zone: missing operand: X,Y,WIDTHxHEIGHT"},
+        WrongLine{"zone set 1 1,1,1x1 2", "vncam zone: unexpected argument '2'"},
+        WrongLine{"zone set 16 1,1,1x1", "vncam zone: N '16': not a whole number from 0 to 15"},
+        WrongLine{"zone set -- -1 1,1,1x1", "vncam zone: N '-1': not a whole number from 0 to 15"},
+        WrongLine{"zone set 1 1,1x1", "vncam zone: rectangle '1,1x1': not X,Y,WIDTHxHEIGHT"},
+        WrongLine{"zone set 1 1,1,0x1", "vncam zone: WIDTH '0': not a whole number from 1 to 2147483647"},
+        WrongLine{"zone set 1 a,1,2x1",
+                  "vncam zone: X 'a': not a whole number from -2147483648 to 2147483647"},
+        WrongLine{"zone set 1 1,1,1x1 --color pink",
+                  "vncam zone: --color 'pink': not RRGGBB or one of black white gray silver red green blue "
+                  "yellow cyan magenta orange"},
+        WrongLine{"zone grid 1 1,1-2", "vncam zone: cells '1,1-2': not C,R-C,R"},
+        WrongLine{"zone grid 1 1,1-2,16", "vncam zone: cell '16': not a whole number from 0 to 15"},
+        WrongLine{"zone grid 1 3,3-2,4",
+                  "vncam zone: cells '3,3-2,4': the second corner is left of the first or above it"},
+        WrongLine{"zone grid 1 3,3-4,2",
+                  "vncam zone: cells '3,3-4,2': the second corner is left of the first or above it"},
+        WrongLine{"zone on", "vncam zone: missing operand: N or all"},
+        WrongLine{"zone off none", "vncam zone: N 'none': not a whole number from 0 to 15"},
+        WrongLine{"zone list 1", "vncam zone: unexpected argument '1'"},
+        WrongLine{"stamp", "vncam stamp: nothing to set; give TEXT or an option"},
+        WrongLine{"stamp a b", "vncam stamp: unexpected argument 'b'"},
+        WrongLine{"stamp --at 10", "vncam stamp: --at '10': not X,Y"},
+        WrongLine{"stamp --at 0,5", "vncam stamp: --at '0': not a whole number from 1 to 1919"},
+        WrongLine{"stamp --size 16", "vncam stamp: --size '16': not WxH"},
+        WrongLine{"stamp --size 16x541", "vncam stamp: --size '541': not a whole number from 1 to 540"},
+        WrongLine{"stamp --color 12345",
+                  "vncam stamp: --color '12345': not RRGGBB, AARRGGBB or one of black white gray silver red "
+                  "green blue yellow cyan magenta orange"},
+        WrongLine{"flip", "vncam flip: missing operand: none, horizontal, vertical or both"},
+        WrongLine{"flip over", "vncam flip: 'over': not none, horizontal, vertical or both"},
+        WrongLine{"flip none both", "vncam flip: unexpected argument 'both'"},
+        WrongLine{"flicker", "vncam flicker: missing operand: on or off"},
+        WrongLine{"flicker 50", "vncam flicker: '50': not on or off"},
         WrongLine{"sources all", "vncam sources: unexpected argument 'all'"}));
 
 TEST_F(Cli, AWrongCommandLineLeavesFilesAlone) {

@@ -1,0 +1,109 @@
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "colour.h"
+#include "command.h"
+#include "options.h"
+#include "resource.h"
+#include "values.h"
+
+namespace vncam {
+namespace {
+
+constexpr Usage kUsage{
+    "stamp", "[TEXT]",
+    "Writes a text into the picture, for all that film on this machine, until told otherwise.",
+    "TEXT has the fields of strftime, filled in with the time of each picture: '%Y-%m-%d %H:%M:%S'; %3N is\n"
+    "milliseconds, %n begins a new line. Coordinates and sizes are those of a frame of 1920x1080. Without "
+    "TEXT\n"
+    "what is not given stays; but --at sets the colour, too, and --size and --font set each other.\n"
+    "COLOR is AARRGGBB, RRGGBB or a name as of `vncam zone`; an alpha of 01 is nearly transparent, FF "
+    "opaque."};
+
+/** What a stamp has that nobody has set: legible in a stream of 640x360, with a darkened ground. */
+constexpr std::uint32_t kUsualColour = 0xFFFFFFFF;
+constexpr std::uint32_t kUsualBackground = 0x80000000;
+constexpr int kUsualWidth = 16;
+constexpr int kUsualHeight = 32;
+constexpr int kUsualEdge = 32;
+
+struct Pair {
+    int first, second;
+};
+
+Pair parsePair(const char* option, const std::string& text, char separator, int most, const char* form) {
+    const std::size_t at = text.find(separator);
+    if (at == std::string::npos) throw UsageError(std::string(option) + " '" + text + "': not " + form);
+    return {parseInteger(option, text.substr(0, at), 1, most),
+            parseInteger(option, text.substr(at + 1), 1, most)};
+}
+
+struct Stamp {
+    std::optional<std::string> text;
+    std::optional<Pair> size;
+    std::optional<std::string> font;
+    std::optional<Pair> place;
+    std::optional<std::uint32_t> colour;
+    std::optional<std::uint32_t> background;
+    bool isShown = true;
+};
+
+void apply(const Stamp& stamp) {
+    // What has a text is set as a whole; otherwise what was set before stays.
+    const bool isWhole = stamp.text.has_value();
+    if (isWhole || stamp.size || stamp.font) {
+        const Pair size = stamp.size.value_or(Pair{kUsualWidth, kUsualHeight});
+        check(VNStampInit(size.first, size.second, stamp.font.value_or("").c_str()), "VNStampInit");
+    }
+    if (isWhole || stamp.place || stamp.colour) {
+        const Pair place = stamp.place.value_or(isWhole ? Pair{kUsualEdge, kUsualEdge} : Pair{0, 0});
+        check(VNStampSet1(place.first, place.second, stamp.colour.value_or(kUsualColour),
+                          stamp.text ? stamp.text->c_str() : nullptr),
+              "VNStampSet1");
+    }
+    if (isWhole || stamp.background)
+        check(VNStampBgColorSet(stamp.background.value_or(kUsualBackground)), "VNStampBgColorSet");
+    check(VNStampEnable(stamp.isShown ? 1 : 0), "VNStampEnable");
+}
+
+}  // namespace
+
+int runStamp(int argc, char** argv) {
+    Stamp stamp;
+    bool isAny = false;
+    const auto option = [&](auto& value, auto parse) {
+        return [&value, &isAny, parse](const std::string& text) {
+            value = parse(text);
+            isAny = true;
+        };
+    };
+    const std::vector<Option> options = {
+        {"at", "X,Y", "top left corner (32,32)",
+         option(stamp.place,
+                [](const std::string& text) { return parsePair("--at", text, ',', 1919, "X,Y"); })},
+        {"size", "WxH", "of a figure (16x32), up to 540x540",
+         option(stamp.size,
+                [](const std::string& text) { return parsePair("--size", text, 'x', 540, "WxH"); })},
+        {"font", "NAME", "as fontconfig knows it, such as 'DejaVu Sans:bold', or a file with a / in its name",
+         option(stamp.font, [](const std::string& text) { return text; })},
+        {"color", "COLOR", "of the text (white)",
+         option(stamp.colour, [](const std::string& text) { return parseColourWithAlpha("--color", text); })},
+        {"background", "COLOR", "behind the text (80000000), or none",
+         option(stamp.background,
+                [](const std::string& text) {
+                    return text == "none" ? 0 : parseColourWithAlpha("--background", text);
+                })},
+        {"on", nullptr, "show it again", option(stamp.isShown, [](const std::string&) { return true; })},
+        {"off", nullptr, "hide it", option(stamp.isShown, [](const std::string&) { return false; })},
+    };
+    std::vector<std::string> operands;
+    if (!parseOptions(argc, argv, kUsage, options, operands)) return exitOk;
+    if (operands.size() > 1) throw UsageError("unexpected argument '" + operands[1] + "'");
+    if (!operands.empty()) stamp.text = operands[0];
+    if (operands.empty() && !isAny) throw UsageError("nothing to set; give TEXT or an option");
+    apply(stamp);
+    return exitOk;
+}
+
+}  // namespace vncam
