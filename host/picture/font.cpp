@@ -82,7 +82,7 @@ class Font::Face {
     Glyph draw(char32_t character) {
         Glyph glyph;
         if (FT_Load_Char(face_, character, FT_LOAD_TARGET_LIGHT | FT_LOAD_NO_BITMAP) != 0) return glyph;
-        const FT_GlyphSlot slot = face_->glyph;
+        FT_GlyphSlotRec* const slot = face_->glyph;
         // Whole pixels: the same letters then look the same everywhere in a line.
         glyph.advance = static_cast<int>(std::lround(static_cast<double>(slot->linearHoriAdvance) / 65536));
         if (FT_Render_Glyph(slot, FT_RENDER_MODE_NORMAL) != 0) return glyph;

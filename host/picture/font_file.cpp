@@ -13,6 +13,7 @@
 #include <string_view>
 
 #include "objects/mutex.h"
+#include "objects/process_end.h"
 
 namespace kep::host {
 namespace {
@@ -28,11 +29,45 @@ struct PatternDeleter {
 };
 using PatternPtr = std::unique_ptr<FcPattern, PatternDeleter>;
 
-// Its own locks are atomics, which the thread sanitizer does not see.
-Mutex& fontconfig() {
-    static Mutex& mutex = *new Mutex;
-    return mutex;
-}
+/**
+ * What fontconfig knows of the installed fonts. It belongs to one thread at a time, as the thread sanitizer
+ * does not see the library's own locks, and is given back when the process ends: leak checkers cannot follow
+ * the library's references.
+ */
+class Fontconfig {
+  public:
+    Fontconfig() : lock_(mutex()) {
+        if (config() || hasEnded()) return;
+        static const bool isFirst = (ProcessEnd::addStep([] { end(); }), true);
+        static_cast<void>(isFirst);
+        config() = FcInitLoadConfigAndFonts();
+    }
+
+    /** Null when the process ends. */
+    FcConfig* get() const { return config(); }
+
+  private:
+    static Mutex& mutex() {
+        static Mutex& mutex = *new Mutex;
+        return mutex;
+    }
+    static FcConfig*& config() {
+        static FcConfig* config = nullptr;
+        return config;
+    }
+    static bool& hasEnded() {
+        static bool hasEnded = false;
+        return hasEnded;
+    }
+    static void end() {
+        const MutexLock lock(mutex());
+        if (config()) FcConfigDestroy(config());
+        config() = nullptr;
+        hasEnded() = true;
+    }
+
+    const MutexLock lock_;
+};
 
 std::string textOf(const FcPattern* pattern, const char* key, int index = 0) {
     FcChar8* text = nullptr;
@@ -41,12 +76,13 @@ std::string textOf(const FcPattern* pattern, const char* key, int index = 0) {
 }
 
 /** What fontconfig thinks closest to `asked`. */
-PatternPtr closest(FcPattern& asked) {
+PatternPtr closest(const Fontconfig& fontconfig, FcPattern& asked) {
+    if (!fontconfig.get()) return nullptr;
     FcPatternAddBool(&asked, FC_SCALABLE, FcTrue);
-    FcConfigSubstitute(nullptr, &asked, FcMatchPattern);
+    FcConfigSubstitute(fontconfig.get(), &asked, FcMatchPattern);
     FcDefaultSubstitute(&asked);
     FcResult result = FcResultNoMatch;
-    return PatternPtr(FcFontMatch(nullptr, &asked, &result));
+    return PatternPtr(FcFontMatch(fontconfig.get(), &asked, &result));
 }
 
 std::optional<FontFile> fileOf(const FcPattern* found) {
@@ -81,11 +117,11 @@ struct File {
 
 std::optional<FontFile> fontNamed(const std::string& name) {
     if (name.find('/') != std::string::npos) return FontFile{name, 0, ""};
-    const MutexLock lock(fontconfig());
+    const Fontconfig fontconfig;
     const PatternPtr asked(FcNameParse(reinterpret_cast<const FcChar8*>(name.c_str())));
     if (!asked) return std::nullopt;
     const std::string family = textOf(asked.get(), FC_FAMILY);
-    const PatternPtr found = closest(*asked);
+    const PatternPtr found = closest(fontconfig, *asked);
     const bool isAny =
         family.empty() || std::find(kGeneric.begin(), kGeneric.end(), family) != kGeneric.end();
     if (!found || (!isAny && !isOfFamily(found.get(), family))) return std::nullopt;
@@ -97,14 +133,14 @@ std::optional<FontFile> defaultFont() {
 }
 
 std::optional<FontFile> fontWith(char32_t character) {
-    const MutexLock lock(fontconfig());
+    const Fontconfig fontconfig;
     const PatternPtr asked(FcPatternCreate());
     FcCharSet* const characters = FcCharSetCreate();
     if (!asked || !characters) return std::nullopt;
     FcCharSetAddChar(characters, character);
     FcPatternAddCharSet(asked.get(), FC_CHARSET, characters);
     FcCharSetDestroy(characters);
-    const PatternPtr found = closest(*asked);
+    const PatternPtr found = closest(fontconfig, *asked);
     FcCharSet* has = nullptr;
     if (!found || FcPatternGetCharSet(found.get(), FC_CHARSET, 0, &has) != FcResultMatch ||
         !FcCharSetHasChar(has, character))

@@ -169,11 +169,11 @@ TEST_F(PaintedStamps, HaveTheirColoursInEachRangeAndMatrix) {
 TEST_F(PaintedStamps, LetThePictureThroughByTheirAlpha) {
     auto stamp = stampOf(kBlock, 960, 540, 0x80FFFFFF);
     stamp.w = stamp.h = 120;
-    EXPECT_NEAR(at(*painted(stamp), 340, 200).y, kGrey + (235 - kGrey) * 128 / 255, 1);
+    EXPECT_NEAR(at(*painted(stamp), 340, 200).y, kGrey + (235 - kGrey) * 128 / 255.0, 1);
     stamp.colour = 0x01FFFFFF;
     EXPECT_NEAR(at(*painted(stamp), 340, 200).y, kGrey + 1, 1);
     stamp.background = 0x40000000;
-    EXPECT_NEAR(at(*painted(stamp), 340, 200).y, kGrey - (kGrey - 16) * 64 / 255 + 1, 1);
+    EXPECT_NEAR(at(*painted(stamp), 340, 200).y, kGrey - (kGrey - 16) * 64 / 255.0 + 1, 1.5);
     stamp.colour = 0xFFFFFF;
     EXPECT_EQ(at(*painted(stamp), 340, 200).y, 235) << "without alpha, on a background";
 }
