@@ -14,7 +14,7 @@ ByteSpan BoxWindow::view(std::uint64_t offset, std::size_t count) {
     }
     if (offset < begin_ || offset - begin_ > filled_ || filled_ - (offset - begin_) < count) {
         begin_ = offset;
-        filled_ = file_.read(offset, std::span(window_).first(std::max(count, kStep)));
+        filled_ = file_.read(offset, std::span(window_).first(std::max(count, step_)));
     }
     const ByteSpan rest = ByteSpan(window_).subspan(offset - begin_, filled_ - (offset - begin_));
     return rest.first(std::min(count, rest.size()));

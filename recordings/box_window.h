@@ -18,19 +18,22 @@ class BoxWindow {
     /** The header of the box at `offset`; nothing when there is none that fits into the file. */
     std::optional<BoxHeader> boxAt(std::uint64_t offset);
 
+    /** Reads about so many bytes at once from now on. What is read in vain is mostly media data, and to copy
+     * it takes longer than the access itself. */
+    void expect(std::uint64_t bytes) { step_ = std::min<std::uint64_t>(bytes, kStep); }
+
     /** So many bytes, fewer at the end of the file; valid until the next call. */
     ByteSpan view(std::uint64_t offset, std::size_t count);
 
   private:
     static constexpr std::size_t kWindow = 4096;
-    // Mostly holds the description of half a second of picture and sound. More would mostly be media data,
-    // and to copy it takes longer than a second access.
     static constexpr std::size_t kStep = 1024;
 
     const FileBytes& file_;
     std::array<std::uint8_t, kWindow> window_;
     std::uint64_t begin_ = 0;
     std::size_t filled_ = 0;
+    std::size_t step_ = kStep;
     Bytes large_;
 };
 

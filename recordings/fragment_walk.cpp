@@ -11,6 +11,9 @@ namespace {
 
 /** A fragment's description is below 2 KiB for half a second. */
 constexpr std::uint64_t kMaxFragmentSize = 1 << 20;
+/** Read along with a description: what it may be longer than the one before, and the headers of the boxes
+ * around it. */
+constexpr std::uint64_t kReadAhead = 80;
 
 }  // namespace
 
@@ -59,26 +62,26 @@ bool FragmentWalk::next(std::uint64_t end) {
             const ByteSpan read = window_.view(at_ + box->contents, box->end - box->contents);
             contents_.assign(read.begin(), read.end());
             const bool whole = readFragment(contents_, at_, file_.size(), beginning_.index, fragment_);
-            if (whole && isForeign(next)) return false;
+            window_.expect(box->end + kReadAhead);
             at_ = next;
-            if (whole) return true;
+            if (whole) return !isForeign();
         }
         at_ = next;
     }
     return false;
 }
 
-/** Whether the data box at `data` is followed by the mark of another file: it is what is left of a deleted
- * one in the same blocks. */
-bool FragmentWalk::isForeign(std::uint64_t data) {
+/** Whether the data box that comes next, which it passes over, is followed by the mark of another file: it is
+ * what is left of a deleted one in the same blocks. */
+bool FragmentWalk::isForeign() {
     if (!beginning_.mark) return false;
-    const auto box = window_.boxAt(data);
+    const auto box = window_.boxAt(at_);
     if (!box || box->kind != "mdat") return false;
-    const std::uint64_t at = data + box->end;
-    const auto behind = window_.boxAt(at);
+    at_ += box->end;
+    const auto behind = window_.boxAt(at_);
     const Bytes& mark = *beginning_.mark;
     if (!behind || behind->kind != "free" || behind->end != behind->contents + mark.size()) return false;
-    return !std::ranges::equal(window_.view(at + behind->contents, mark.size()), mark);
+    return !std::ranges::equal(window_.view(at_ + behind->contents, mark.size()), mark);
 }
 
 }  // namespace recordings

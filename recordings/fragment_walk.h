@@ -47,7 +47,7 @@ class FragmentWalk {
     std::uint64_t at() const { return at_; }
 
   private:
-    bool isForeign(std::uint64_t data);
+    bool isForeign();
 
     const FileBytes& file_;
     const Mp4Beginning& beginning_;

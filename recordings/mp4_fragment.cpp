@@ -98,6 +98,7 @@ class TrackRun {
             at_ = run_.base + static_cast<std::uint64_t>(distance);
         }
         if (box->isUniform()) return takeUniform(box->count);
+        if (!(box->flags & run_flags::kComposition)) return takeInOrder(*box);
         Mp4Sample sample;
         for (std::uint32_t i = 0; i < box->count; ++i) {
             box->next(run_, sample);
@@ -115,6 +116,24 @@ class TrackRun {
         if (run_.size == 0 || !isInFile(bytes)) return false;
         takeTime(std::uint64_t{run_.duration} * count, 0);
         take(count, bytes);
+        return true;
+    }
+
+    /** Samples that are shown as they are decoded, of which only the sums count. */
+    bool takeInOrder(RunBox& box) {
+        if (box.count == 0) return true;
+        std::uint64_t length = 0;
+        std::uint64_t bytes = 0;
+        Mp4Sample sample;
+        for (std::uint32_t i = 0; i < box.count; ++i) {
+            box.next(run_, sample);
+            length += sample.duration;
+            bytes += sample.size;
+            fragment_.hasEmptySample |= sample.size == 0;
+        }
+        if (!isInFile(bytes)) return false;
+        takeTime(length, 0);
+        take(box.count, bytes);
         return true;
     }
 
