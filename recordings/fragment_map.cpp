@@ -87,24 +87,36 @@ bool FragmentMap::readTable(const FileBytes& file, BoxWindow& window, std::uint6
 
 bool FragmentMap::readSegments(const FileBytes& file, BoxWindow& window, const Mp4Beginning& beginning,
                                std::uint32_t track) {
-    std::uint64_t at = beginning.firstBox;
-    auto box = window.boxAt(at);
-    for (; box && (box->kind == "free" || box->kind == "styp"); box = window.boxAt(at)) at += box->end;
-    if (!box || box->kind != "sidx" || box->end > kMaxTable) return false;
-    const auto index =
-        readSegmentIndex(file.read(at + box->contents, box->end - box->contents), at + box->end);
+    const auto indexes = readSegmentIndexes(file, window, beginning.firstBox, kMaxTable);
     const auto found = beginning.index.tracks.find(track);
-    if (!index || found == beginning.index.tracks.end() || index->timescale == 0) return false;
+    if (indexes.empty() || found == beginning.index.tracks.end()) return false;
+    const auto own = std::ranges::find(indexes, track, &SegmentIndex::track);
+    const SegmentIndex& index = own == indexes.end() ? indexes.front() : *own;
     const std::uint64_t scale = found->second.timescale;
-    for (const SegmentReference& reference : index->references) {
-        const WideInteger time = static_cast<WideInteger>(reference.time) * scale / index->timescale;
+    for (const SegmentReference& reference : index.references) {
+        const WideInteger time = static_cast<WideInteger>(reference.time) * scale / index.timescale;
         if (time <= static_cast<WideInteger>(kMaxTime))
             add({static_cast<std::int64_t>(time), reference.offset});
     }
     // One before each segment says nothing of the others.
-    const SegmentReference& last = index->references.back();
+    const SegmentReference& last = index.references.back();
     const auto behind = window.boxAt(last.offset + last.bytes);
     return last.offset + last.bytes == file.size() || (behind && behind->kind == "mfra");
+}
+
+std::vector<SegmentIndex> readSegmentIndexes(const FileBytes& file, BoxWindow& window, std::uint64_t firstBox,
+                                             std::uint64_t maxBytes) {
+    std::vector<SegmentIndex> indexes;
+    std::uint64_t at = firstBox;
+    for (auto box = window.boxAt(at); box; box = window.boxAt(at)) {
+        const std::uint64_t contents = at + box->contents;
+        at += box->end;
+        if (box->kind == "free" || box->kind == "styp") continue;
+        if (box->kind != "sidx" || box->end > maxBytes) break;
+        auto index = readSegmentIndex(file.read(contents, at - contents), at);
+        if (index && index->timescale > 0) indexes.push_back(std::move(*index));
+    }
+    return indexes;
 }
 
 std::optional<FragmentIndex> findFragmentIndex(const FileBytes& file, BoxWindow& window,

@@ -66,6 +66,10 @@ struct SegmentIndex {
     std::vector<SegmentReference> references;
 };
 
+/** Reads the `sidx` boxes before the first fragment, each of at most so many bytes. */
+std::vector<SegmentIndex> readSegmentIndexes(const FileBytes& file, BoxWindow& window, std::uint64_t firstBox,
+                                             std::uint64_t maxBytes);
+
 /** Reads the contents of a `sidx` box that ends at `end`; nothing when they are damaged or refer to other
  * boxes of the kind. */
 std::optional<SegmentIndex> readSegmentIndex(ByteSpan contents, std::uint64_t end);

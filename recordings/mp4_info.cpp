@@ -4,6 +4,20 @@
 
 namespace recordings {
 
+namespace {
+
+/** Whether it ends with an index of its fragments, or one in front of them covers all. */
+bool isIndexed(const FileBytes& file, std::uint64_t firstBox) {
+    constexpr std::uint64_t kMaxIndex = 1 << 20;
+    BoxWindow window(file);
+    if (findFragmentIndex(file, window, firstBox)) return true;
+    return std::ranges::any_of(readSegmentIndexes(file, window, firstBox, kMaxIndex), [&](const auto& index) {
+        return index.references.back().offset + index.references.back().bytes == file.size();
+    });
+}
+
+}  // namespace
+
 Mp4Info mp4Info(const std::string& path) {
     const Mp4Reader reader(path);
     Mp4Info info;
@@ -12,9 +26,7 @@ Mp4Info mp4Info(const std::string& path) {
     const FileBytes& file = reader.file();
     FragmentWalk walk(file, reader.beginning());
     while (walk.next(file.size())) ++info.fragments;
-    BoxWindow window(file);
-    info.isFinished =
-        info.fragments == 0 || findFragmentIndex(file, window, reader.beginning().firstBox).has_value();
+    info.isFinished = info.fragments == 0 || isIndexed(file, reader.beginning().firstBox);
     return info;
 }
 

@@ -12,7 +12,7 @@ namespace recordings {
 struct Mp4Info {
     std::int64_t milliseconds = 0;
     std::uint64_t fragments = 0; /**< whole ones; 0 in a file whose index lists all samples */
-    bool isFinished = false;     /**< ends with an index of its fragments, or has none */
+    bool isFinished = false;     /**< has an index of all its fragments, or none of these */
     std::map<std::uint32_t, Mp4Track> tracks;
 };
 

@@ -17,6 +17,8 @@ namespace {
 constexpr std::uint64_t kMaxIndexSize = 2 << 20;
 /** Of fragments, each track has begun long before. */
 constexpr int kMaxBeginning = 64;
+/** Of an index behind the header; the way through the file takes less time than reading a larger one. */
+constexpr std::uint64_t kMaxSegmentIndex = 64 << 10;
 
 /** A track's presentation, in units of the track. */
 struct TrackTimes {
@@ -36,11 +38,8 @@ class LengthReader {
           walk_(file, beginning) {}
 
     std::int64_t milliseconds() {
-        takeListed();
         if (!readIndexed()) {
-            times_.clear();
-            takeListed();
-            walk_.moveTo(firstBox_);
+            restart();
             while (walk_.next(file_.size())) take();
         }
         if (times_.empty()) throw Failure(file_.path() + ": no fragment of this MP4 is whole");
@@ -59,6 +58,8 @@ class LengthReader {
     }
 
   private:
+    using Places = std::map<std::uint32_t, std::uint64_t>; /**< of fragments in the file, by tracks */
+
     /** The samples before the first fragment, which the index lists itself. */
     void takeListed() {
         for (const auto& [number, track] : index_.tracks) {
@@ -106,16 +107,32 @@ class LengthReader {
         return range;
     }
 
-    /** Reads the first fragments and those that the index at the end of a file has as the last ones. False
-     * when there is no such index or it does not lead to what there is. */
-    bool readIndexed() {
-        const auto found = findFragmentIndex(file_, window_, firstBox_);
-        if (!found) return false;
-        const std::uint64_t begin = found->begin;
-        std::map<std::uint32_t, std::uint64_t> lastOf;
-        if (!readTables(found->tables, found->end, lastOf)) return false;
+    void restart() {
+        times_.clear();
+        takeListed();
         walk_.moveTo(firstBox_);
-        for (int i = 0; i < kMaxBeginning && !hasBegun(lastOf) && walk_.next(begin); ++i) take();
+    }
+
+    /** By an index at the end of the file or behind its header; false when there is none that leads to what
+     * there is. */
+    bool readIndexed() {
+        Places lastOf;
+        const auto found = findFragmentIndex(file_, window_, firstBox_);
+        if (found) return readTables(found->tables, found->end, lastOf) && readEnds(lastOf, found->begin);
+        for (const SegmentIndex& index : readSegmentIndexes(file_, window_, firstBox_, kMaxSegmentIndex)) {
+            const SegmentReference& last = index.references.back();
+            if (last.offset + last.bytes != file_.size() || !index_.tracks.contains(index.track))
+                return false;
+            lastOf[index.track] = last.offset;
+        }
+        return lastOf.size() == index_.tracks.size() && readEnds(lastOf, file_.size());
+    }
+
+    /** Reads the first fragments and those from the last one of each track on, up to `end`; false when these
+     * are not what they should be. */
+    bool readEnds(const Places& lastOf, std::uint64_t end) {
+        restart();
+        for (int i = 0; i < kMaxBeginning && !hasBegun(lastOf) && walk_.next(end); ++i) take();
         if (!hasBegun(lastOf)) return false;
         std::vector<std::uint64_t> places;
         for (const auto& [track, offset] : lastOf) places.push_back(offset);
@@ -133,12 +150,12 @@ class LengthReader {
                 if (offset == place && !isIn) return false;
             }
         }
-        while (walk_.next(begin)) take();
-        return walk_.at() == begin;
+        while (walk_.next(end)) take();
+        return walk_.at() == end;
     }
 
     /** Where the last fragment of each track begins; false when a table is damaged or a track has none. */
-    bool readTables(std::uint64_t at, std::uint64_t end, std::map<std::uint32_t, std::uint64_t>& lastOf) {
+    bool readTables(std::uint64_t at, std::uint64_t end, Places& lastOf) {
         std::size_t tables = 0;
         for (; at < end; ++tables) {
             const auto box = window_.boxAt(at);
@@ -154,7 +171,7 @@ class LengthReader {
         return at == end && tables == index_.tracks.size();
     }
 
-    bool hasBegun(const std::map<std::uint32_t, std::uint64_t>& lastOf) const {
+    bool hasBegun(const Places& lastOf) const {
         return std::ranges::all_of(lastOf, [this](const auto& last) { return times_.contains(last.first); });
     }
 

@@ -12,7 +12,8 @@
 
 #include "recordings/failure.h"
 #include "recordings/file_layer.h"
-#include "recordings/length_box.h"
+#include "recordings/fragment_map.h"
+#include "recordings/head_index.h"
 
 namespace recordings {
 
@@ -115,17 +116,28 @@ void make(const Repair& repair, FileLayer::File& file) {
     }
 }
 
-/** Has the header of a fragmented file tell how long it is. */
-void fillLength(const std::string& path, FileLayer::File& file) {
-    const FileBytes bytes(path);
-    std::optional<LengthBox> box;
-    try {
-        box = lengthBoxOf(bytes);
-    } catch (const Failure&) {
-        return;  // a file of another kind; players need no length to play it
-    }
+/** What the header of a fragmented file is to tell, and where its fragments end; nothing for a file of
+ * another kind, which players need neither to play. */
+std::optional<std::pair<HeadIndex, std::uint64_t>> headIndexOf(const std::string& path) try {
+    /** That of a recording, with all places that it keeps, is below 24 KiB. */
+    constexpr std::uint64_t kMaxHead = 256 << 10;
+    const FileBytes file(path);
+    HeadIndex index(file.read(0, kMaxHead));
+    BoxWindow window(file);
+    const Mp4Beginning beginning = readBeginning(file, window, kMaxHead);
+    FragmentWalk walk(file, beginning);
+    while (walk.next(file.size())) index.add(walk.offset(), walk.fragment());
+    const auto last = findFragmentIndex(file, window, beginning.firstBox);
+    return std::pair(std::move(index), last ? last->begin : file.size());
+} catch (const Failure&) {
+    return std::nullopt;
+}
+
+void completeHeader(const std::string& path, FileLayer::File& file) {
+    const auto index = headIndexOf(path);
     std::string reason;
-    if (box && !file.write(box->offset, box->bytes.data(), box->bytes.size(), reason))
+    const auto sync = [&](std::string& why) { return file.sync(why); };
+    if (index && !index->first.write(file, index->second, sync, reason))
         throw Failure("cannot repair " + reason);
 }
 
@@ -182,7 +194,7 @@ Recovery recoverFile(const std::string& path) {
         if (!file->truncate(result.check.end, reason)) throw Failure("cannot cut " + reason);
         result.cut = size - result.check.end;
     }
-    fillLength(path, *file);
+    completeHeader(path, *file);
     const auto committed = layer.commit(*file, path, result.path, FileLayer::Taken::refuse, reason);
     if (committed == FileLayer::Committed::no) throw Failure("cannot finish " + reason);
     return result;

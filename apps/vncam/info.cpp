@@ -21,8 +21,8 @@ using recordings::Mp4Track;
 constexpr Usage kUsage{
     "info", "FILE...",
     "Shows length, tracks and fragments of MP4 files, also of unfinished and damaged ones.",
-    "A file of fragments is finished when it ends with their index. Length and fragments are\n"
-    "those of its whole fragments.\n"
+    "A file of fragments is finished when it has an index of all of them. Length and fragments\n"
+    "are those of its whole fragments.\n"
     "Exit status 1: a file could not be read, or is no MP4."};
 
 /** One file: what it is made of, or why that is not known. */

@@ -20,6 +20,7 @@ RUN_LIMIT = 900  # seconds; a replay that hangs counts as red
 
 FILE_LAYER = "recordings/file_layer.cpp"
 OUTPUT = "host/media/recording/file_output.cpp"
+HEAD_INDEX = "recordings/head_index.cpp"
 MEDIA_FILE = "host/media/recording/media_file.cpp"
 PICTURE_FILE = "host/media/video/picture_file.cpp"
 RECOVERY = "recordings/recovery.cpp"
@@ -53,10 +54,15 @@ MUTATIONS = (
     ("padding: none behind fragments", OUTPUT,
      "pad();\n    return writeBox(", "return writeBox("),
     ("padding: none behind the header", OUTPUT,
-     "pad();\n    return write(", "return write("),
+     "pad();\n    recordings::Bytes head", "recordings::Bytes head"),
+    ("padding: none behind the place of references", HEAD_INDEX,
+     "end == 0 || end > kSector - kHeader ? kRoom + kHeader : kRoom;", "kRoom;"),
+    ("references: visible before they are on the disk", HEAD_INDEX,
+     "put(contents) && sync(reason) && put(headers);", "put(contents) && put(headers);"),
+    ("references: their place is written with the header", OUTPUT,
+     "if (!write(reason) || (sync && !file_->sync(reason))) return false;", "if (failed_) return false;"),
     ("fragment: no mark behind it", OUTPUT, "addMark();\n    addHeaderCopy();", "addHeaderCopy();"),
     ("header: no copy of it in a fragment", OUTPUT, "addMark();\n    addHeaderCopy();", "addMark();"),
-    ("header: its copy is near it", OUTPUT, "header_.size() + kHoleBytes;", "header_.size();"),
     ("fragment: its header is written with the rest of it", OUTPUT,
      "const BoxHeader passedOver = freeBox(kept_.size());", "const BoxHeader passedOver = header;"),
     ("fragment: its header is written before the rest is synced", OUTPUT,
@@ -69,8 +75,8 @@ MUTATIONS = (
      "                    (!flush_ || isLast || output_->file().sync(reason))))",
      "if (!noteOnDisk(isFragmented() ? output_->writeFragment(false, reason) : output_->write(reason)))"),
     ("header: not synced before the first fragment", MEDIA_FILE,
-     "return output_->writeHeader(reason) && (!flush_ || output_->file().sync(reason));",
-     "return output_->writeHeader(reason);"),
+     "return output_->writeHeader(flush_, reason) && (!flush_ || output_->file().sync(reason));",
+     "return output_->writeHeader(flush_, reason);"),
     ("header: its name is not synced", MEDIA_FILE,
      "named_ = !flush_ || layer.syncFolder(FileLayer::folderOf(openPath_), reason);", "named_ = true;"),
     ("index: written as if no power were ever cut", MEDIA_FILE,
@@ -80,8 +86,7 @@ MUTATIONS = (
      "noteOnDisk(isFragmented() ? output_->writeBox(flush_, reason) : output_->write(reason));",
      "noteOnDisk(isFragmented() ? output_->writeBox(false, reason) : output_->write(reason));"),
     ("file: the last fragment is not written as one", MEDIA_FILE,
-     "if (!endFragment(true, reason)) return false;\n    if (!succeeded(av_write_trailer",
-     "if (!succeeded(av_write_trailer"),
+     "if (!endFragment(true, reason)) return false;\n    const", "const"),
     ("file: written under its final name", MEDIA_FILE,
      'std::string openPath = settings.openExtension.empty() ? path : path + "." + settings.openExtension;',
      "std::string openPath = path;"),

@@ -11,6 +11,18 @@ namespace {
 using testing::HasSubstr;
 using testing::MatchesRegex;
 
+std::size_t sizeAt(const std::string& bytes, std::size_t at) {
+    std::size_t size = 0;
+    for (std::size_t i = 0; i < 4; ++i) size = size << 8 | static_cast<unsigned char>(bytes.at(at + i));
+    return size;
+}
+
+std::string sizeText(std::size_t size) {
+    std::string text;
+    for (int shift = 24; shift >= 0; shift -= 8) text += static_cast<char>(size >> shift);
+    return text;
+}
+
 class FileCommands : public Shell {
   protected:
     FileCommands() {
@@ -107,6 +119,16 @@ TEST_F(FileCommands, HeadersOfFinishedAndRecoveredRecordingsTellTheirLength) {
 
     std::string open = whole;
     open.replace(box, 16, "free" + std::string(12, '\0'));
+    // The place of the references is a box behind the mark of the file, which has 16 bytes, and a padding.
+    const std::size_t first = whole.find("moof") - 4;
+    const std::size_t references = whole.find("sidx") - 4;
+    ASSERT_LT(references, first);
+    std::size_t room = 0;
+    for (std::size_t at = whole.find("free", whole.find("udta")) - 4; at < references;
+         at += sizeAt(whole, at))
+        room = at;
+    open.replace(room, 8, sizeText(first - room) + "free");
+    open.replace(room + 8, first - room - 8, first - room - 8, '\0');
     writeFile(path("open.mp4.part"), open);
     EXPECT_EQ(run("vncam recover .").exit, 0);
     EXPECT_TRUE(readFile(path("open.mp4")) == whole);

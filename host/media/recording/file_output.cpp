@@ -7,9 +7,6 @@
 #include <new>
 #include <random>
 
-#include "recordings/failure.h"
-#include "recordings/length_box.h"
-
 extern "C" {
 #include <libavutil/intreadwrite.h>
 }
@@ -21,8 +18,6 @@ constexpr int kBufferBytes = 32 << 10;
 constexpr std::size_t kBoxHeader = 8;
 /** The smallest piece that every disk writes whole. */
 constexpr std::uint64_t kSector = 512;
-/** What a file system keeps together, and loses together. */
-constexpr std::size_t kHoleBytes = 4096;
 
 using BoxHeader = std::array<std::uint8_t, kBoxHeader>;
 
@@ -117,29 +112,48 @@ void FileOutput::pad() {
     avio_flush(context_);
 }
 
-bool FileOutput::writeHeader(std::string& reason) {
+bool FileOutput::writeHeader(bool sync, std::string& reason) {
     if (!addLengthPlace()) return noted(false, reason);
     addMark();
     header_ = kept_;
     pad();
+    recordings::Bytes head = kept_;
+    // Only once the mark is on the disk: until it is written, the place may hold fragments of a deleted file.
+    if (!write(reason) || (sync && !file_->sync(reason))) return false;
+    const recordings::Bytes place = HeadIndex::referencePlace(written_);
+    head.insert(head.end(), place.begin(), place.end());
+    index_.emplace(head);
+    avio_write(context_, place.data(), static_cast<int>(place.size()));
     return write(reason);
 }
 
 bool FileOutput::addLengthPlace() {
     // Written behind the header, so that libavformat counts it, and then moved.
-    const recordings::Bytes place = recordings::lengthPlace();
+    const recordings::Bytes place = HeadIndex::lengthPlace();
     avio_write(context_, place.data(), static_cast<int>(place.size()));
     avio_flush(context_);
-    if (failed_ || recordings::moveLengthPlace(kept_)) return !failed_;
+    if (failed_ || HeadIndex::moveLengthPlace(kept_)) return !failed_;
     reason_ = "the header has no place for the length of the file";
     return false;
 }
 
-bool FileOutput::fillLength(const std::string& path, std::string& reason) try {
-    const auto box = recordings::lengthBoxOf(recordings::FileBytes(path));
-    return !box || noted(file_->write(box->offset, box->bytes.data(), box->bytes.size(), reason_), reason);
-} catch (const recordings::Failure&) {
-    return true;  // it plays without
+void FileOutput::index() {
+    avio_flush(context_);
+    const auto box = recordings::readBoxHeader(kept_, kept_.size());
+    if (!index_ || !index_->tracks() || !box || box->kind != "moof") return;
+    const auto contents = recordings::ByteSpan(kept_).subspan(box->contents, box->end - box->contents);
+    recordings::Mp4Fragment fragment;
+    if (recordings::readFragment(contents, written_, written_ + kept_.size(), *index_->tracks(), fragment))
+        index_->add(written_, fragment);
+}
+
+bool FileOutput::completeHeader(std::uint64_t end, bool sync, std::string& reason) {
+    bool isSynced = true;
+    const auto syncFile = [&](std::string& why) { return isSynced = !sync || file_->sync(why); };
+    if (!index_ || index_->write(*file_, end, syncFile, reason)) return true;
+    failed_ = isSynced;
+    reason_ = reason;
+    return false;
 }
 
 void FileOutput::addMark() {
@@ -151,9 +165,8 @@ void FileOutput::addMark() {
 }
 
 void FileOutput::addHeaderCopy() {
-    // A hole in the file may take one of the two.
-    const bool apart = written_ + kept_.size() >= header_.size() + kHoleBytes;
-    if (header_.empty() || kept_.empty() || !apart) return;
+    // The places of the header's indexes keep the two apart: a hole in the file may take one of them.
+    if (header_.empty() || kept_.empty()) return;
     avio_write(context_, freeBox(kBoxHeader + header_.size()).data(), kBoxHeader);
     avio_write(context_, header_.data(), static_cast<int>(header_.size()));
     avio_flush(context_);
@@ -161,6 +174,7 @@ void FileOutput::addHeaderCopy() {
 }
 
 bool FileOutput::writeFragment(bool sync, std::string& reason) {
+    index();
     addMark();
     addHeaderCopy();
     pad();

@@ -3,15 +3,17 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "media/common/ffmpeg.h"
-#include "recordings/file_layer.h"
+#include "recordings/head_index.h"
 
 namespace kep::host {
 
 using recordings::FileLayer;
+using recordings::HeadIndex;
 
 /**
  * Buffers what libavformat writes and passes it to the file layer in whole pieces, on request. What follows
@@ -30,8 +32,10 @@ class FileOutput {
 
     /** Writes what is buffered. */
     bool write(std::string& reason);
-    /** Writes what is buffered, the header of a fragmented file; one of its fragments will hold a copy. */
-    bool writeHeader(std::string& reason);
+    /** Writes what is buffered, the header of a fragmented file, and the places for what it will tell of the
+     * whole file; one of the fragments will hold a copy. With `sync` the header is on the disk before them.
+     */
+    bool writeHeader(bool sync, std::string& reason);
     /** Writes what is buffered, one fragment, as writeBox() does. */
     bool writeFragment(bool sync, std::string& reason);
     /**
@@ -40,8 +44,9 @@ class FileOutput {
      * the new header is left to be synced.
      */
     bool writeBox(bool sync, std::string& reason);
-    /** Has the header of a fragmented file, which lies at `path`, tell how long it is. */
-    bool fillLength(const std::string& path, std::string& reason);
+    /** Has the header of a fragmented file, whose fragments end at `end`, tell its length and where its parts
+     * begin. */
+    bool completeHeader(std::uint64_t end, bool sync, std::string& reason);
     /** What has been written: to be synced, truncated and committed. */
     FileLayer::File& file() { return *file_; }
     /** Closes the file under the name that it has; once it is closed, nothing else may be asked of it. */
@@ -68,6 +73,8 @@ class FileOutput {
     void pad();
     bool writeKept();
     bool addLengthPlace();
+    /** Notes the fragment that is buffered. */
+    void index();
     void addMark();
     void addHeaderCopy();
     bool noted(bool done, std::string& reason);
@@ -77,6 +84,7 @@ class FileOutput {
     AVIOContext* context_ = nullptr;
     std::vector<std::uint8_t> kept_;   /**< what comes after `written_` */
     std::vector<std::uint8_t> header_; /**< to be copied into a fragment */
+    std::optional<HeadIndex> index_;   /**< of a fragmented file */
     std::uint64_t mark_ =
         0; /**< of this file, behind its header and each fragment: deleted ones had others */
     std::uint64_t written_ = 0;

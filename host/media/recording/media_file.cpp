@@ -137,7 +137,7 @@ bool MediaFile::writeHeader(std::string& reason) {
     if (!succeeded(result, reason)) return false;
     if (!isFragmented()) return true;
     // While the beginning is unsure, the file may show what was deleted before it was given its blocks.
-    return output_->writeHeader(reason) && (!flush_ || output_->file().sync(reason));
+    return output_->writeHeader(flush_, reason) && (!flush_ || output_->file().sync(reason));
 }
 
 bool MediaFile::add(const MediaPacket& packet, bool key, std::string& reason) {
@@ -220,10 +220,11 @@ bool MediaFile::complete(std::string& reason) {
         if (stream->track && !stream->track->flush(reason)) return false;
     }
     if (!endFragment(true, reason)) return false;
+    const std::uint64_t end = output_->written();
     if (!succeeded(av_write_trailer(context_.get()), reason)) return false;
     const bool isWhole =
         noteOnDisk(isFragmented() ? output_->writeBox(flush_, reason) : output_->write(reason));
-    return isWhole && (!isFragmented() || output_->fillLength(openPath_, reason));
+    return isWhole && (!isFragmented() || noteOnDisk(output_->completeHeader(end, flush_, reason)));
 }
 
 bool MediaFile::finish(std::string& reason) {

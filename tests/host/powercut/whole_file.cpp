@@ -11,15 +11,68 @@ namespace {
 
 constexpr std::size_t kBoxHeader = 8;
 
+std::uint64_t numberAt(const Bytes& content, std::size_t at, std::size_t size) {
+    std::uint64_t value = 0;
+    for (std::size_t i = 0; i < size; ++i) value = value << 8 | content[at + i];
+    return value;
+}
+
+bool isFragmentAt(const std::vector<Box>& boxes, std::uint64_t place) {
+    return std::any_of(boxes.begin(), boxes.end(),
+                       [&](const Box& box) { return box.kind == "moof" && box.begin == place; });
+}
+
+/** Whether the references of a header's index lead from fragment to fragment and cover all of them. */
+bool hasRightReferences(const Bytes& content, const Box& index, const std::vector<Box>& boxes) {
+    constexpr std::size_t kHead = 40;
+    constexpr std::size_t kReference = 12;
+    const std::uint64_t count = numberAt(content, index.begin + 38, 2);
+    if (index.end - index.begin != kHead + count * kReference) return false;
+    std::uint64_t at = index.end + numberAt(content, index.begin + 28, 8);
+    for (std::uint64_t i = 0; i < count; ++i) {
+        if (!isFragmentAt(boxes, at)) return false;
+        at += numberAt(content, index.begin + kHead + i * kReference, 4);
+    }
+    return at == content.size() || std::any_of(boxes.begin(), boxes.end(), [&](const Box& box) {
+               return box.kind == "mfra" && box.begin == at;
+           });
+}
+
+/** A file with the places that its header keeps for indexes as they are before these are filled in. */
+Bytes withoutHeadIndex(Bytes content) {
+    const auto clear = [&](std::size_t begin, std::size_t end) {
+        std::memcpy(content.data() + begin + 4, "free", 4);
+        std::fill(content.begin() + static_cast<std::ptrdiff_t>(begin + kBoxHeader),
+                  content.begin() + static_cast<std::ptrdiff_t>(end), std::uint8_t{0});
+    };
+    constexpr std::size_t kLengthBox = 20;
+    constexpr std::size_t kMark = 16;
+    std::size_t room = 0;
+    for (const Box& box : boxesOf(content)) {
+        if (box.kind == "moof" || box.end > content.size()) break;
+        for (std::size_t at = box.begin; box.kind == "moov" && at + kLengthBox <= box.end; ++at) {
+            const bool isLength = numberAt(content, at, 4) == kLengthBox &&
+                                  (std::memcmp(content.data() + at + 4, "mehd", 4) == 0 ||
+                                   std::memcmp(content.data() + at + 4, "free", 4) == 0);
+            if (isLength) clear(at, at + kLengthBox);
+        }
+        if (box.kind == "free" && box.end - box.begin > kMark && room == 0) room = box.begin;
+        if (room == 0 || (box.kind != "free" && box.kind != "sidx")) continue;
+        for (std::size_t i = 0; i < 4; ++i)
+            content[room + i] = static_cast<std::uint8_t>((box.end - room) >> (24 - 8 * i));
+        clear(room, box.end);
+    }
+    return content;
+}
+
 }  // namespace
 
 bool hasRightIndex(const Bytes& content) {
     const std::vector<Box> boxes = boxesOf(content);
-    const auto number = [&](std::size_t at, std::size_t size) {
-        std::uint64_t value = 0;
-        for (std::size_t i = 0; i < size; ++i) value = value << 8 | content[at + i];
-        return value;
-    };
+    const auto number = [&](std::size_t at, std::size_t size) { return numberAt(content, at, size); };
+    for (const Box& index : boxes) {
+        if (index.kind == "sidx" && !hasRightReferences(content, index, boxes)) return false;
+    }
     for (const Box& index : boxes) {
         if (index.kind != "mfra") continue;
         if (index.end != content.size()) return false;
@@ -38,10 +91,7 @@ bool hasRightIndex(const Bytes& content) {
                 for (std::uint64_t i = 0; i < count; ++i) {
                     const std::size_t place = at + 24 + i * entry + (isLong ? 8 : 4);
                     const std::uint64_t fragment = number(place, isLong ? 8 : 4);
-                    if (std::none_of(boxes.begin(), boxes.end(), [&](const Box& box) {
-                            return box.kind == "moof" && box.begin == fragment;
-                        }))
-                        return false;
+                    if (!isFragmentAt(boxes, fragment)) return false;
                 }
             }
             at += size;
@@ -68,7 +118,8 @@ bool hasFragment(const Bytes& content) {
     return std::any_of(boxes.begin(), boxes.end(), [](const Box& box) { return box.kind == "moof"; });
 }
 
-WholeFile::WholeFile(Bytes content, double begin) : content_(std::move(content)), packets_(read(content_)) {
+WholeFile::WholeFile(Bytes content, double begin)
+    : content_(withoutHeadIndex(std::move(content))), packets_(read(content_)) {
     if (!packets_.fault.empty()) throw std::runtime_error("a finished file: " + packets_.fault);
     if (packets_.video.empty()) throw std::runtime_error("a finished file has no picture");
     const double first = packets_.video.front().time;
@@ -112,7 +163,8 @@ WholeFile::Held WholeFile::heldBy(const Bytes& content) const {
     return {"", found.video.size(), found.audio.size()};
 }
 
-std::size_t WholeFile::sameBytes(const Bytes& content, std::string& tail) const {
+std::size_t WholeFile::sameBytes(const Bytes& found, std::string& tail) const {
+    const Bytes content = withoutHeadIndex(found);
     std::size_t same = 0;
     for (const std::size_t end : ends_) {
         if (end > content.size() ||

@@ -21,7 +21,7 @@ std::vector<Box> boxesOf(const Bytes& content);
 /** Whether a file has come to its first fragment: before that there is nothing in it to be played. */
 bool hasFragment(const Bytes& content);
 
-/** Whether the index of a file, if it has one, leads to fragments and nowhere else. */
+/** Whether the indexes of a file, at its end and in its header, lead to fragments and nowhere else. */
 bool hasRightIndex(const Bytes& content);
 
 /** A finished recording in fragments, against which what is left of it is judged. */

@@ -301,12 +301,12 @@ TEST_P(MediaFiles, AreSyncedBeforeTheyGetTheirNameAndBetweenFragmentsWhenAsked) 
         const auto file = MediaFile::open(name, settings(flush), sample().video, sample().audio, reason_);
         for (const SharedPacket& packet : sample().packets) ASSERT_TRUE(file->write(*packet, reason_));
         ASSERT_TRUE(file->finish(reason_)) << reason_;
-        // Two fragments a second; the first is followed by the name, the last is synced with what follows it
-        // and with the length in the header.
+        // Two fragments a second; the first is followed by the name, the last is synced with the index behind
+        // it, before the header is filled in.
         const std::string between = "{" + std::to_string(2 * kSeconds - 2) + "}";
         std::string expected = "cw+sxrF";
         if (flush && GetParam() == Container::fragmentedMp4)
-            expected = "cwswswsF(wsws)" + between + "wswwswwsxrF";
+            expected = "cwswswswsF(wsws)" + between + "wswwswwwswwsxrF";
         if (flush && GetParam() == Container::mpegTs) expected = "cwsF(ws)" + between + "wsxrF";
         EXPECT_TRUE(std::regex_match(steps, std::regex(expected))) << steps << " is not " << expected;
     }

@@ -104,7 +104,10 @@ TEST_F(RecoveredFiles, AHoleCostsNoPacketOutsideTheFragmentThatItHits) {
         const std::size_t begin = place * (whole.size() - 1) / kPlaces;
         const std::size_t end = std::min(begin + kHole, whole.size());
         const std::set<PlayedPacket> played = playedPackets(recovered(holed(whole, begin, end)));
-        EXPECT_FALSE(recovery_.check.damages.empty()) << "hole at " << begin;
+        // Before that there may be places for the indexes of the header, which hold nothing.
+        if (end > fragments.front()) {
+            EXPECT_FALSE(recovery_.check.damages.empty()) << "hole at " << begin;
+        }
         const auto firstHit = fragmentAt(begin), lastHit = fragmentAt(end - 1);
         std::size_t lost = 0;
         for (const PlacedPacket& packet : packets) {
@@ -126,7 +129,7 @@ TEST_F(RecoveredFiles, AHoleCostsNoPacketOutsideTheFragmentThatItHits) {
 
 TEST_F(RecoveredFiles, AHoleInTheHeaderLeavesItsCopyHoweverShortTheFirstFragmentsAre) {
     const FileBytes whole = record(Container::fragmentedMp4, nullptr, 10);
-    ASSERT_LT(fragmentsOf(whole).at(2), kHole);
+    ASSERT_LT(fragmentsOf(whole).at(2) - fragmentsOf(whole).at(0), kHole);
     const std::size_t all = playedPackets(whole).size();
     ASSERT_GT(all, 0U);
     EXPECT_GT(playedPackets(recovered(holed(whole, 0, kHole))).size(), all / 2);
@@ -233,7 +236,9 @@ TEST_F(RecoveredFiles, NoHeaderThatLiesMakesAFileWithoutPackets) {
     const auto copy = std::search(whole.begin() + 8, whole.end(), whole.begin(), whole.begin() + 8);
     if (copy != whole.end()) copy[4] = 'x';
     std::size_t refused = 0, empty = 0, flips = 0;
-    for (std::size_t at = 0; at < header; ++at) {
+    // The places for indexes are most of it; these have been overwritten with a new one.
+    constexpr std::size_t kFlipped = 1500;
+    for (std::size_t at = 0; at < header; at += at < kFlipped ? 1 : 499) {
         for (const unsigned bits : {0x01U, 0xffU}) {
             FileBytes flipped = whole;
             flipped[at] = static_cast<std::uint8_t>(flipped[at] ^ bits);
