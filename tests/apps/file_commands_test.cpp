@@ -60,6 +60,16 @@ TEST_F(FileCommands, InfoPrintsJsonAndTellsOfWhatIsNoMp4) {
               "40 8 True ['avc1', 'mp4a'] 48000 a \"text\".mp4: not an MP4 file\n");
 }
 
+TEST_F(FileCommands, InfoPrintsJsonWhateverBytesANameHas) {
+    run("cp film.mp4 $'\\xc3\\xa9 \\xff\\xed\\xa0\\x80 \\xe2\\x82.mp4'");
+    writeFile(path("info.json"), run("vncam info --json *.mp4").out);
+    EXPECT_EQ(run("python3 -c 'import json; print([ascii(each[\"file\"]) for each in"
+                  " json.load(open(\"info.json\", encoding=\"utf-8\"))])'")
+                  .out,
+              "[\"'film.mp4'\", \"'plain.mp4'\","
+              " \"'\\\\xe9 \\\\ufffd\\\\ufffd\\\\ufffd\\\\ufffd \\\\ufffd\\\\ufffd.mp4'\"]\n");
+}
+
 TEST_F(FileCommands, DemuxWritesStreamsThatAnotherProgramReads) {
     const Result result = run("vncam demux film.mp4 --video film.h264 --audio film.aac");
     EXPECT_EQ(result.exit, 0) << result.err;
