@@ -38,6 +38,7 @@ int runLive(int argc, char** argv);
 int runMute(int argc, char** argv);
 int runPcm(int argc, char** argv);
 int runPlay(int argc, char** argv);
+int runQr(int argc, char** argv);
 int runRecord(int argc, char** argv);
 int runRecover(int argc, char** argv);
 int runSnap(int argc, char** argv);

@@ -3,11 +3,11 @@
 #include <cstdio>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "command.h"
 #include "interrupt.h"
+#include "json.h"
 #include "options.h"
 #include "recordings/failure.h"
 #include "recordings/mp4_info.h"
@@ -82,52 +82,10 @@ void printTable(const std::vector<Row>& rows) {
     }
 }
 
-/** Bytes of a character of UTF-8 at the beginning of a text; 0 when it begins with none. */
-std::size_t characterBytes(std::string_view text) {
-    const auto byte = [&](std::size_t i) {
-        return static_cast<unsigned char>(i < text.size() ? text[i] : 0);
-    };
-    const unsigned first = byte(0);
-    const std::size_t count = first < 0x80    ? 1
-                              : first < 0xc2  ? 0
-                              : first < 0xe0  ? 2
-                              : first < 0xf0  ? 3
-                              : first <= 0xf4 ? 4
-                                              : 0;
-    for (std::size_t i = 1; i < count; ++i)
-        if ((byte(i) & 0xc0) != 0x80) return 0;
-    const unsigned second = byte(1);
-    // Longer than it need be, a half of a pair, or beyond the last character.
-    const bool isOutside = (first == 0xe0 && second < 0xa0) || (first == 0xed && second > 0x9f) ||
-                           (first == 0xf0 && second < 0x90) || (first == 0xf4 && second > 0x8f);
-    return isOutside ? 0 : count;
-}
-
-/** A name may have any bytes; those that are no character are given as its replacement. */
-std::string quoted(const std::string& text) {
-    std::string all = "\"";
-    for (std::size_t at = 0; at < text.size();) {
-        const std::size_t count = characterBytes(std::string_view(text).substr(at));
-        const char c = text[at];
-        if (count != 1) all += count ? text.substr(at, count) : "\\ufffd";
-        at += std::max<std::size_t>(count, 1);
-        if (count != 1) continue;
-        if (c == '"' || c == '\\') all += '\\';
-        if (static_cast<unsigned char>(c) >= 0x20) {
-            all += c;
-        } else {
-            std::array<char, 8> escaped{};
-            std::snprintf(escaped.data(), escaped.size(), "\\u%04x", static_cast<unsigned char>(c));
-            all += escaped.data();
-        }
-    }
-    return all + "\"";
-}
-
 std::string json(std::uint32_t number, const Mp4Track& track) {
     std::string all = "{\"number\": " + std::to_string(number) +
-                      ", \"handler\": " + quoted(printable(track.handler)) +
-                      ", \"codec\": " + quoted(printable(track.codec)) +
+                      ", \"handler\": " + jsonText(printable(track.handler)) +
+                      ", \"codec\": " + jsonText(printable(track.codec)) +
                       ", \"timescale\": " + std::to_string(track.timescale);
     if (track.width > 0)
         all +=
@@ -141,7 +99,7 @@ std::string json(std::uint32_t number, const Mp4Track& track) {
 void printJson(const std::vector<Row>& rows) {
     std::string all = "[";
     for (const Row& row : rows) {
-        all += (all.size() > 1 ? ",\n {" : "\n {") + ("\"file\": " + quoted(row.file));
+        all += (all.size() > 1 ? ",\n {" : "\n {") + ("\"file\": " + jsonText(row.file));
         if (row.info) {
             all += ", \"duration_ms\": " + std::to_string(row.info->milliseconds) +
                    ", \"fragments\": " + std::to_string(row.info->fragments) +
@@ -153,7 +111,7 @@ void printJson(const std::vector<Row>& rows) {
             }
             all += "]}";
         } else {
-            all += ", \"error\": " + quoted(row.error) + "}";
+            all += ", \"error\": " + jsonText(row.error) + "}";
         }
     }
     std::puts((all + "\n]").c_str());

@@ -29,6 +29,7 @@ enum class Thread {
     pictureWriter,     /**< waits for the disk of pictures taken without waiting */
     demuxer,           /**< reads a recorded file, and waits for those who are handed its packets */
     funcSink,          /**< waits for an application's callback to return */
+    detector,          /**< looks at the newest picture of a chain for as long as that takes */
     prerecord,         /**< looks for devices that pre-recording lacks; ends once it has them */
 };
 

@@ -58,6 +58,25 @@ Result guarded(const std::string& name, Result failed, Step step) {
     return failed;
 }
 
+/** Classes in libraries of their own, which a build makes where it finds what they need. */
+struct OptionalLibrary {
+    const char* type;
+    const char* file;
+    const char* package;
+};
+constexpr OptionalLibrary kOptionalLibraries[] = {{"ZBarSink", KEP_CODES_LIBRARY, "libzxing-dev"}};
+
+/** Loads the library of a class, for good: objects may live until the process ends. Why not, if it is one. */
+std::string loadOptional(const char* type) {
+    for (const OptionalLibrary& library : kOptionalLibraries) {
+        if (foldedClassName(library.type) != foldedClassName(type)) continue;
+        if (dlopen(library.file, RTLD_NOW | RTLD_LOCAL)) return "";
+        return std::string("class ") + library.type + " is not in this build, which needs " +
+               library.package + ": " + dlerror();
+    }
+    return "";
+}
+
 bool isUnconfigured(const base::AttrSet& attributes) {
     return attributes.GetOrDef<bool>("noconfigure", false);
 }
@@ -93,14 +112,14 @@ std::unique_ptr<ObjectImpl> ClassBase::make(base::AttrSet& attributes) {
 }
 
 object_base* ClassBase::create(base::AttrSet& attributes) {
-    const std::string name = naming_ == Naming::found ? attributes.GetOrDef("name", "") : "";
+    const std::string name = naming_ == Naming::scoped ? "" : attributes.GetOrDef("name", "");
     if (name.empty()) return constructNamed(attributes).release();
     const std::string key = foldedClassName(name_) + "=" + foldedName(name);
     const auto construct = [&] { return constructNamed(attributes); };
     const bool finds = isUnconfigured(attributes);
     NamedObjects& objects = NamedObjects::instance();
     const std::shared_ptr<ObjectImpl> object =
-        finds ? objects.find(key, construct) : objects.begin(key, construct);
+        finds ? objects.find(key, construct) : objects.begin(key, construct, naming_ == Naming::kept);
     return object ? new Face(object, finds ? Face::Role::finder : Face::Role::maker) : nullptr;
 }
 
@@ -134,9 +153,11 @@ IClass* IClass::FindBeforeNew(const char* type) {
     static void* const library = dlopen(KEP_CLASS_LIBRARY, RTLD_NOW | RTLD_LOCAL);
     static_cast<void>(library);
     if (IClass* const found = Find(type)) return found;
+    const std::string reason = host::loadOptional(type);
+    if (IClass* const found = Find(type)) return found;
     const host::Description* const description = host::CreationScope::current();
     const std::string place = description ? description->placeOfType() : "";
-    KEP_HOST_ERROR("unknown class " + std::string(type) + place);
+    KEP_HOST_ERROR((reason.empty() ? "unknown class " + std::string(type) + place : reason + place));
     return nullptr;
 }
 

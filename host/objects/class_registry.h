@@ -13,7 +13,8 @@ namespace kep::host {
 /** What a description with a name gives. */
 enum class Naming {
     scoped, /**< a new object: names distinguish the children of one parent */
-    found   /**< a Face of an object that others find by its name, with `noconfigure=true`, too */
+    found,  /**< a Face of an object that others find by its name, with `noconfigure=true`, too */
+    kept    /**< the same, and no finder's release ends it: that is its maker's, or comes with the process */
 };
 
 /** A class of the registry, for its lifetime. A name that is registered already is refused with an error

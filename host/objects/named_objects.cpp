@@ -20,7 +20,8 @@ NamedObjects::Entries::iterator NamedObjects::entryOf(const ObjectImpl* object) 
 /** Removes the entry, so that its object is destroyed outside the lock. */
 void NamedObjects::takeIfUnused(const ObjectImpl* object, Entries& unused) {
     const auto entry = entryOf(object);
-    if (entry != entries_.end() && entry->finders == 0 && !entry->isBeingMade)
+    if (entry != entries_.end() && entry->finders == 0 && !entry->isBeingMade &&
+        !(entry->isMade && entry->isMakersToEnd))
         unused.splice(unused.begin(), entries_, entry);
 }
 
@@ -36,7 +37,7 @@ std::shared_ptr<ObjectImpl> NamedObjects::find(const std::string& key, const Con
         return found->object;
     }
     std::shared_ptr<ObjectImpl> made = construct();
-    if (made) entries_.push_back({key, made, 1, false, false, true});
+    if (made) entries_.push_back({key, made, 1, false, false, false, true});
     return made;
 }
 
@@ -49,17 +50,19 @@ void NamedObjects::leave(const ObjectImpl* object) {
     takeIfUnused(object, unused);
 }
 
-std::shared_ptr<ObjectImpl> NamedObjects::begin(const std::string& key, const Construct& construct) {
+std::shared_ptr<ObjectImpl> NamedObjects::begin(const std::string& key, const Construct& construct,
+                                                bool isMakersToEnd) {
     const MutexLock lock(mutex_);
     const auto empty = std::find_if(entries_.rbegin(), entries_.rend(),
                                     [&key](const Entry& entry) { return entry.key == key && !entry.isMade; });
     if (empty != entries_.rend()) {
         empty->isMade = true;
         empty->isBeingMade = true;
+        empty->isMakersToEnd = isMakersToEnd;
         return empty->object;
     }
     std::shared_ptr<ObjectImpl> made = construct();
-    if (made) entries_.push_back({key, made, 0, true, true, false});
+    if (made) entries_.push_back({key, made, 0, true, true, isMakersToEnd, false});
     return made;
 }
 
@@ -81,6 +84,8 @@ void NamedObjects::settle(const ObjectImpl* object, bool configured) {
 void NamedObjects::abandon(const ObjectImpl* object) {
     Entries unused;
     const MutexLock lock(mutex_);
+    const auto entry = entryOf(object);
+    if (entry != entries_.end()) entry->isMakersToEnd = false;
     takeIfUnused(object, unused);
 }
 

@@ -15,7 +15,8 @@ class ObjectImpl;
 /**
  * Owns the objects that are found by a name. Several may have one name; the newest is found. An object lives
  * until its last finder releases it, or until its maker does where nobody has found it. An object that its
- * maker does not delete lives until a finder has released it or the process ends.
+ * maker does not delete lives until a finder has released it or the process ends, or until the process ends
+ * where only the maker ends it.
  */
 class NamedObjects {
   public:
@@ -31,8 +32,11 @@ class NamedObjects {
     /**
      * An object to be configured: one that was found by its name but never made, or a new one, which nobody
      * finds yet. Null when none is constructed.
+     *
+     * @param isMakersToEnd it lives at least until its maker releases it
      */
-    std::shared_ptr<ObjectImpl> begin(const std::string& key, const Construct& construct);
+    std::shared_ptr<ObjectImpl> begin(const std::string& key, const Construct& construct,
+                                      bool isMakersToEnd = false);
     /** Ends the creation. A configured object becomes the newest; another one is removed if it was new. */
     void settle(const ObjectImpl* object, bool configured);
     /** The maker releases the object. */
@@ -45,7 +49,8 @@ class NamedObjects {
         int finders = 0;
         bool isMade = false;      /**< it has been configured, or is being configured */
         bool isBeingMade = false; /**< from begin() to settle(), which keeps it although all finders leave */
-        bool isFindable = false;  /**< its making has ended, or it was found before */
+        bool isMakersToEnd = false;
+        bool isFindable = false; /**< its making has ended, or it was found before */
     };
     using Entries = std::list<Entry>;
 

@@ -85,7 +85,7 @@ need_packages() {
 build_packages=(
   cmake ninja-build g++ pkg-config ffmpeg
   libavcodec-dev libavformat-dev libavdevice-dev libswscale-dev libswresample-dev libjpeg62-turbo-dev
-  libfreetype-dev libfontconfig-dev fonts-dejavu-core
+  libfreetype-dev libfontconfig-dev fonts-dejavu-core libzxing-dev
 )
 test_packages=(libgtest-dev libgmock-dev pulseaudio tesseract-ocr)
 

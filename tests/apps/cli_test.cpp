@@ -10,7 +10,7 @@ using Cli = Shell;
 
 const std::vector<std::string> kCommands = {"live",  "pcm",     "play",   "record", "event",   "snap",
                                             "aac",   "recover", "volume", "mute",   "sources", "info",
-                                            "demux", "zone",    "stamp",  "flip",   "flicker"};
+                                            "demux", "zone",    "stamp",  "flip",   "qr",      "flicker"};
 
 TEST_F(Cli, HelpGoesToStandardOutput) {
     const Result help = run("vncam --help");
@@ -175,6 +175,9 @@ INSTANTIATE_TEST_SUITE_P(
         WrongLine{"flip none both", "vncam flip: unexpected argument 'both'"},
         WrongLine{"flicker", "vncam flicker: missing operand: on or off"},
         WrongLine{"flicker 50", "vncam flicker: '50': not on or off"},
+        WrongLine{"qr a.png", "vncam qr: unexpected argument 'a.png'"},
+        WrongLine{"qr --count 0", "vncam qr: --count '0': not a whole number from 1 to 1000000"},
+        WrongLine{"qr --seconds x", "vncam qr: --seconds 'x': not a number of seconds"},
         WrongLine{"sources all", "vncam sources: unexpected argument 'all'"}));
 
 TEST_F(Cli, AWrongCommandLineLeavesFilesAlone) {

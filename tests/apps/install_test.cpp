@@ -22,6 +22,17 @@ TEST_F(Install, AnApplicationIsBuiltAndRunsFromTheInstalledTree) {
     EXPECT_EQ(pictureRuns("live.h264"), "30 of 1280x720");
     EXPECT_EQ(run("moved/bin/vncam --version").out, run("vncam --version").out);
     EXPECT_EQ(run("ldd app moved/bin/vncam | grep -E 'kep|Vornisa' | grep -vc \"$PWD/moved/\"").out, "0\n");
+
+    // What reads codes is loaded when it is asked for, from the same place, and may be missing.
+    EXPECT_EQ(run("moved/bin/vncam qr --seconds 0").err, "vncam qr: no code read\n");
+    const Result without = run("rm moved/lib*/libkepcodes.so moved/lib/*/libkepcodes.so; moved/bin/vncam qr");
+    EXPECT_EQ(without.exit, 1);
+    EXPECT_NE(
+        without.err.find("class ZBarSink is not in this build, which needs libzxing-dev: libkepcodes.so: "
+                         "cannot open shared object file: No such file or directory at position "),
+        std::string::npos)
+        << without.err;
+    EXPECT_EQ(run("./app").exit, 0) << "all else works without it";
 }
 
 }  // namespace

@@ -1,0 +1,110 @@
+#include <chrono>
+#include <cstdio>
+#include <limits>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "command.h"
+#include "interrupt.h"
+#include "json.h"
+#include "message.h"
+#include "options.h"
+#include "resource.h"
+#include "values.h"
+
+namespace vncam {
+namespace {
+
+using namespace std::chrono_literals;
+using std::chrono::steady_clock;
+
+constexpr auto kPollInterval = 100ms;
+
+constexpr Usage kUsage{
+    "qr", "", "Reads QR and other two-dimensional codes in what the camera sees, once a second.",
+    "A line for each code when it appears: its text, with \\n, \\\\ and \\xNN for what would break the line. "
+    "Without\n"
+    "--count and --seconds it reads until Ctrl-C. That none was read is a failure, unless Ctrl-C ended it."};
+
+int digit(char character) {
+    if (character >= '0' && character <= '9') return character - '0';
+    return character >= 'A' && character <= 'F' ? character - 'A' + 10 : -1;
+}
+
+/** The text of a code as it is: messages have a `%` and a number for what they cannot have. */
+std::string textOf(const std::string& message) {
+    const std::string value = messageValue(message, "text");
+    if (messageValue(message, "encoded") != "true") return value;
+    std::string text;
+    for (std::size_t i = 0; i < value.size(); ++i) {
+        const bool isNumber =
+            value[i] == '%' && i + 2 < value.size() && digit(value[i + 1]) >= 0 && digit(value[i + 2]) >= 0;
+        text += isNumber ? static_cast<char>(digit(value[i + 1]) * 16 + digit(value[i + 2])) : value[i];
+        if (isNumber) i += 2;
+    }
+    return text;
+}
+
+std::string inOneLine(const std::string& text) {
+    std::string line;
+    for (const char character : text) {
+        const auto code = static_cast<unsigned char>(character);
+        char number[8];
+        std::snprintf(number, sizeof number, "\\x%02X", code);
+        if (character == '\n')
+            line += "\\n";
+        else if (character == '\\')
+            line += "\\\\";
+        else
+            line += code < ' ' || code == 0x7F ? std::string(number) : std::string(1, character);
+    }
+    return line;
+}
+
+std::string jsonOf(const std::string& message) {
+    std::string object =
+        "{\"text\":" + jsonText(textOf(message)) + ",\"format\":" + jsonText(messageValue(message, "format"));
+    for (const char* const key : {"x", "y", "w", "h", "time"})
+        object += std::string(",\"") + key + "\":" + messageValue(message, key);
+    return object + "}";
+}
+
+}  // namespace
+
+int runQr(int argc, char** argv) {
+    int count = std::numeric_limits<int>::max();
+    std::optional<double> seconds;
+    bool isJson = false;
+    const std::vector<Option> options = {
+        {"count", "N", "end after N codes",
+         [&](const std::string& text) { count = parseInteger("--count", text, 1, 1'000'000); }},
+        {"seconds", "S", "end after S seconds",
+         [&](const std::string& text) { seconds = parseSeconds("--seconds", text); }},
+        {"json", nullptr, "an object per line, with the place in a frame of 1920x1080 and the time",
+         [&](const std::string&) { isJson = true; }},
+    };
+    std::vector<std::string> operands;
+    if (!parseOptions(argc, argv, kUsage, options, operands)) return exitOk;
+    if (!operands.empty()) throw UsageError("unexpected argument '" + operands.front() + "'");
+
+    const Resource reader(VNRES_QRCODE);
+    Inbox inbox(reader.id());
+    reader.start();
+    const auto begin = steady_clock::now();
+    int found = 0;
+    while (found < count && !stopRequested()) {
+        if (seconds && std::chrono::duration<double>(steady_clock::now() - begin).count() >= *seconds) break;
+        const auto message = inbox.next(kPollInterval);
+        if (!message || messageValue(*message, "name") != "code") continue;
+        ++found;
+        // Whoever reads a pipe wants each line when it is there; one who has closed it wants no more.
+        if (std::puts((isJson ? jsonOf(*message) : inOneLine(textOf(*message))).c_str()) < 0 ||
+            std::fflush(stdout) != 0)
+            break;
+    }
+    if (found == 0 && !stopRequested()) throw Failure("no code read");
+    return exitOk;
+}
+
+}  // namespace vncam
