@@ -4,6 +4,7 @@
 #include <new>
 
 #include "media/video/camera.h"
+#include "media/video/flicker_control.h"
 #include "media/video/picture_scaler.h"
 
 namespace kep::host {
@@ -17,7 +18,8 @@ constexpr const char* kWishes[] = {"input_format=mjpeg:video_size=1920x1080:fram
 /** A Video4Linux device, opened at 1080p and 30 pictures a second or what comes nearest. */
 class V4l2Camera final : public Camera {
   public:
-    explicit V4l2Camera(std::unique_ptr<MediaReader> reader) : reader_(std::move(reader)) {}
+    V4l2Camera(const std::string& device, std::unique_ptr<MediaReader> reader)
+        : reader_(std::move(reader)), flicker_(device) {}
 
     CameraFormat format() const override { return formatOf(*reader_); }
     bool next(int wanted, Picture& picture, std::string& reason) override;
@@ -25,10 +27,12 @@ class V4l2Camera final : public Camera {
   private:
     const std::unique_ptr<MediaReader> reader_;
     PictureScaler scaler_;
+    FlickerControl flicker_;
 };
 
 bool V4l2Camera::next(int, Picture& picture, std::string& reason) {
     using namespace std::chrono;
+    flicker_.follow();
     FramePtr frame(av_frame_alloc());
     if (!frame) throw std::bad_alloc();
     if (const int result = reader_->read(*frame); result < 0) {
@@ -56,7 +60,7 @@ std::unique_ptr<Camera> openV4l2Camera(const std::string& device, std::string& r
     }
     for (const char* const wish : kWishes) {
         if (auto reader = MediaReader::open({device, "video4linux2", wish}, AVMEDIA_TYPE_VIDEO, reason))
-            return std::make_unique<V4l2Camera>(std::move(reader));
+            return std::make_unique<V4l2Camera>(device, std::move(reader));
     }
     return nullptr;
 }
