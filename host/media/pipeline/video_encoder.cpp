@@ -89,8 +89,9 @@ class VideoEncoder : public Element {
         media->bitRate = bitRate;
         media->colours = raw.colours;
         media_ = std::move(media);
-        // The libraries change the bit rate of a running encoder for H.264 alone.
-        if (fits && codec_ == AV_CODEC_ID_H264) {
+        // The libraries change the bit rate of a running encoder for H.264 alone. One that has encoded
+        // nothing is opened anew: its rate control would begin with what the old rate allows.
+        if (fits && inGroup_ > 0 && codec_ == AV_CODEC_ID_H264) {
             encoder_->setBitRate(bitRate);
             return true;
         }
