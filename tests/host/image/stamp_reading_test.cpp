@@ -66,7 +66,8 @@ class StampReading : public ImageTest, public testing::WithParamInterface<Pictur
 };
 
 TEST_P(StampReading, ShowsTheSecondInWhichThePictureWasCaptured) {
-    ASSERT_EQ(VNStampInit0(stamp_, 16, 32, "DejaVu Sans Mono"), VNRES_SUCCEED);
+    // The usual font has a dot in its zero, which the reader takes for other figures in small sizes.
+    ASSERT_EQ(VNStampInit0(stamp_, 16, 32, "DejaVu Sans"), VNRES_SUCCEED);
     ASSERT_EQ(VNStampSet0(stamp_, 32, 16, 0xFFFFFF, "%Y-%m-%d %H:%M:%S"), VNRES_SUCCEED);
     ASSERT_EQ(VNStampEnable0(stamp_, 1), VNRES_SUCCEED);
     // A dark ground.
