@@ -185,7 +185,8 @@ std::size_t HeadIndex::maxReferences() const {
     return each > kReferencesHead ? (each - kReferencesHead) / kReference : 0;
 }
 
-/** From the beginning of the earliest sample to the end of the latest, in units of the file. */
+/** From the beginning of the earliest sample to the end of the latest, in units of the file; 0, which stands
+ * for an unknown length, when it is beyond reason. */
 std::uint64_t HeadIndex::lengthUnits() const {
     double begin = std::numeric_limits<double>::max();
     double end = 0;
@@ -194,7 +195,8 @@ std::uint64_t HeadIndex::lengthUnits() const {
         begin = std::min(begin, static_cast<double>(times.begin) / scale);
         end = std::max(end, static_cast<double>(times.end) / scale);
     }
-    return static_cast<std::uint64_t>(std::llround(std::max(0.0, end - begin) * index_->timescale));
+    const double units = std::max(0.0, end - begin) * index_->timescale;
+    return units < static_cast<double>(kMaxTime) ? static_cast<std::uint64_t>(std::llround(units)) : 0;
 }
 
 /** The boxes for the end of the room; empty when there is nothing that they can say. */

@@ -1,9 +1,44 @@
 // Any bytes as a fragmented MP4 file: its length is given or refused, in time and memory that its size
-// justifies, and what the check of recordings finds in it has a place in it.
+// justifies, and what the check of recordings finds in it, and what its header is to tell, has a place in it.
 #include "memory_file.h"
 #include "recordings/failure.h"
+#include "recordings/fragment_walk.h"
+#include "recordings/head_index.h"
 #include "recordings/mp4_length.h"
 #include "recordings/recording_check.h"
+
+namespace {
+
+/** Takes writes that lie in a file of so many bytes. */
+class Limited final : public recordings::FileLayer::File {
+  public:
+    explicit Limited(std::uint64_t bytes) : bytes_(bytes) {}
+    bool write(std::uint64_t offset, const void*, std::size_t size, std::string&) override {
+        require(offset <= bytes_ && size <= bytes_ - offset, "a header is filled in beyond the file");
+        return true;
+    }
+    bool sync(std::string&) override { return true; }
+    bool close(std::string&) override { return true; }
+
+  private:
+    const std::uint64_t bytes_;
+};
+
+void completeHeader(const std::string& path) {
+    constexpr std::uint64_t kMaxHead = 256 << 10;
+    const recordings::FileBytes bytes(path);
+    recordings::HeadIndex index(bytes.read(0, kMaxHead));
+    recordings::BoxWindow window(bytes);
+    const auto beginning = recordings::readBeginning(bytes, window, kMaxHead);
+    recordings::FragmentWalk walk(bytes, beginning);
+    while (walk.next(bytes.size())) index.add(walk.offset(), walk.fragment());
+    Limited file(bytes.size());
+    std::string reason;
+    index.write(
+        file, bytes.size(), [](std::string&) { return true; }, reason);
+}
+
+}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const MemoryFile file;
@@ -12,6 +47,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         require(recordings::fragmentedLength(file.path()) >= 0, "a length below 0");
     } catch (const recordings::Failure&) {
         // It has said why.
+    }
+    try {
+        completeHeader(file.path());
+    } catch (const recordings::Failure&) {
+        // It is no MP4.
     }
     const recordings::RecordingCheck check = recordings::checkRecording(file.path());
     require(check.end <= size, "the playable part ends beyond the file");
