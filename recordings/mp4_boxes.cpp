@@ -8,9 +8,10 @@ std::optional<BoxHeader> readBoxHeader(ByteSpan bytes, std::uint64_t room) {
     constexpr std::size_t kHeader = 8;
     constexpr std::size_t kLargeHeader = 16;
     if (bytes.size() < kHeader) return std::nullopt;
-    BoxHeader header{{bytes.begin() + 4, bytes.begin() + kHeader}, kHeader, bigEndian(bytes, 0, 4)};
+    BoxHeader header{{}, kHeader, bigEndian(bytes, 0, 4)};
+    std::copy_n(bytes.begin() + 4, header.kind.letters.size(), header.kind.letters.begin());
     const auto isLetter = [](unsigned char c) { return (c >= 0x20 && c < 0x7f) || c == 0xa9; };
-    if (!std::ranges::all_of(header.kind, isLetter)) return std::nullopt;
+    if (!std::ranges::all_of(header.kind.letters, isLetter)) return std::nullopt;
     if (header.end == 1) {
         if (bytes.size() < kLargeHeader) return std::nullopt;
         header.contents = kLargeHeader;

@@ -2,17 +2,25 @@
 #define RECORDINGS_MP4_BOXES_H
 
 #include <algorithm>
+#include <array>
 #include <optional>
-#include <string>
 #include <string_view>
 
 #include "recordings/file_bytes.h"
 
 namespace recordings {
 
+/** The kind of a box: four letters. */
+struct BoxKind {
+    std::array<char, 4> letters;
+
+    operator std::string_view() const { return {letters.data(), letters.size()}; }
+    bool operator==(std::string_view text) const { return std::string_view(*this) == text; }
+};
+
 /** The header of a box: its kind, and the offsets of its contents from the beginning of the box. */
 struct BoxHeader {
-    std::string kind;
+    BoxKind kind;
     std::uint64_t contents;
     std::uint64_t end;
 };
