@@ -201,7 +201,7 @@ TEST(ReplayTest, EveryOutcomePlaysHoweverLongTheBeginningOfAFileIs) {
         const SampleRecording recorded(filled, 3);
         if (!isAtSector(fragmentsOf(recorded).at(0))) continue;
         SCOPED_TRACE(std::to_string(copies) + " more parameter sets");
-        const Bytes& whole = DiskJudge::versionsOf(recorded).begin()->second.back().content->bytes;
+        const Bytes whole = DiskJudge::versionsOf(recorded).begin()->second.back().content->bytes;
         EXPECT_TRUE(std::ranges::any_of(boxesOf(whole), [](const Box& box) { return box.kind == "sidx"; }))
             << "its places cannot be filled in at once";
         expectToPlayAsItIs(recorded);
