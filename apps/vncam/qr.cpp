@@ -34,7 +34,7 @@ int digit(char character) {
 
 /** The text of a code as it is: messages have a `%` and a number for what they cannot have. */
 std::string textOf(const std::string& message) {
-    const std::string value = messageValue(message, "text");
+    std::string value = messageValue(message, "text");
     if (messageValue(message, "encoded") != "true") return value;
     std::string text;
     for (std::size_t i = 0; i < value.size(); ++i) {
