@@ -14,10 +14,6 @@ add_compile_options(-Wall -Wextra -Wpedantic -Werror -Wshadow "$<$<COMPILE_LANGU
 # GCC 12 sees overlapping copies in a literal joined to a string (its bug 105651).
 add_compile_options("$<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-restrict>")
 
-# The compiler cache can keep what includes a precompiled header only if it sees that header's contents.
-add_compile_options("$<$<COMPILE_LANG_AND_ID:CXX,GNU>:-fpch-preprocess>"
-                    "$<$<COMPILE_LANG_AND_ID:CXX,Clang>:SHELL:-Xclang -fno-pch-timestamp>")
-
 # Locks and what they guard, as the annotations of host/objects/mutex.h state them; an error like every warning.
 add_compile_options("$<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wthread-safety>")
 

@@ -22,7 +22,7 @@ void Media::toString(std::string& text) const {
         attributes.Add<int>("height", height);
         if (frameRate.num > 0) {
             std::string rate = std::to_string(frameRate.num);
-            if (frameRate.den != 1) rate.append("/").append(std::to_string(frameRate.den));
+            if (frameRate.den != 1) rate += "/" + std::to_string(frameRate.den);
             attributes.Add("framerate", rate.c_str());
         }
     } else {
@@ -30,8 +30,7 @@ void Media::toString(std::string& text) const {
         attributes.Add<int>("channels", channels);
     }
     if (bitRate > 0) attributes.Add<int>("bitrate", bitRate);
-    if (timescale > 0)
-        attributes.Add("timebase", std::string("1/").append(std::to_string(timescale)).c_str());
+    if (timescale > 0) attributes.Add("timebase", ("1/" + std::to_string(timescale)).c_str());
     text = attributes.ToString(false);
 }
 
