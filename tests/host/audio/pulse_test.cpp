@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cmath>
 #include <cstring>
@@ -31,16 +32,18 @@ class Server {
   public:
     explicit Server(const ScopedFolder& folder) : socket_(folder.file("native")) {
         unlink(socket_.c_str());
-        const std::string sink = "module-null-sink sink_name=quiet rate=48000 channels=2 format=s16le";
-        const std::string source =
-            "module-pipe-source source_name=piped rate=48000 channels=2 format=s16le file=" +
-            folder.file("pipe");
-        const std::string protocol = "module-native-protocol-unix auth-anonymous=1 socket=" + socket_;
-        const char* const arguments[] = {"pulseaudio",        "-n", "--daemonize=no", "--exit-idle-time=-1",
-                                         "--use-pid-file=no", "-L", sink.c_str(),     "-L",
-                                         source.c_str(),      "-L", protocol.c_str(), nullptr};
-        if (posix_spawnp(&process_, arguments[0], nullptr, nullptr, const_cast<char* const*>(arguments),
-                         environ) != 0)
+        const std::string format = " rate=48000 channels=2 format=s16le";
+        const std::string modules[] = {
+            "module-null-sink sink_name=quiet" + format,
+            "module-pipe-sink sink_name=written file=" + folder.file("sink") + format,
+            "module-pipe-source source_name=piped file=" + folder.file("source") + format,
+            "module-native-protocol-unix auth-anonymous=1 socket=" + socket_};
+        std::vector<const char*> arguments = {"pulseaudio", "-n", "--daemonize=no", "--exit-idle-time=-1",
+                                              "--use-pid-file=no"};
+        for (const std::string& module : modules) arguments.insert(arguments.end(), {"-L", module.c_str()});
+        arguments.push_back(nullptr);
+        if (posix_spawnp(&process_, arguments[0], nullptr, nullptr,
+                         const_cast<char* const*>(arguments.data()), environ) != 0)
             process_ = -1;
     }
     ~Server() { end(); }
@@ -107,69 +110,6 @@ class Pulse : public ::testing::Test {
     std::unique_ptr<IPcmPlayer> player_{IPcmPlayer::CreateNew("vornisa")};
 };
 
-TEST_F(Pulse, TheMicrophoneHearsAllThatTheSpeakerPlays) {
-    ASSERT_TRUE(source_->ChangeUp(State::play)) << errors_.raw();
-    ASSERT_EQ(pullFrames(*source_, 3).size(), 3u);  // now it listens
-    ASSERT_TRUE(player_->ChangeUp(State::play)) << errors_.raw();
-    std::thread feeder([&] {
-        // A sink that wakes up leaves out a moment in what its monitor hears.
-        EXPECT_TRUE(push(*player_, std::string(24000 * 4, '\0')));
-        EXPECT_TRUE(push(*player_, sine(600, 48000)));
-        EXPECT_TRUE(player_->ChangeDown(State::null));
-    });
-
-    // One second of sound, the last of it too, among the silence of an idle sink.
-    int sounding = 0;
-    int pure = 0;
-    Clock::time_point before{};
-    const Clock::time_point end = Clock::now() + std::chrono::seconds(30);
-    for (Frame frame; sounding < 48000 && Clock::now() < end && source_->PullFrame(frame, true);) {
-        EXPECT_EQ(frame->size, 3840);
-        EXPECT_GT(frame->stamp, before);
-        EXPECT_LE(frame->stamp, Clock::now());
-        before = frame->stamp;
-        const std::vector<std::int16_t> samples = samplesOf({frame});
-        int loud = 0;
-        for (std::size_t index = 0; index < samples.size(); index += 2) loud += samples[index] != 0;
-        sounding += loud;
-        pure += loud > 950 && std::abs(pitchOf(samples.data(), 960, 2, 48000, 600, 0).amplitude - 9000) < 200;
-    }
-    feeder.join();
-    EXPECT_GE(sounding, 48000);
-    EXPECT_GE(pure, 40);
-    EXPECT_TRUE(source_->ChangeDown(State::null));
-    EXPECT_EQ(errors_.count("lost"), 0) << errors_.raw();
-}
-
-TEST_F(Pulse, OfASourceEachSampleIsHeardOnce) {
-    const ScopedEnv piped("KEP_HOST_AUDIO", "pulse:piped");
-    ASSERT_TRUE(source_->ChangeUp(State::play)) << errors_.raw();
-    // Samples that are numbered: the low 15 bits on the left, the others on the right.
-    constexpr std::uint32_t kHeard = 2 * 48000;
-    constexpr std::uint32_t kOnTheirWay = 48000 / 10;  // the server gives whole fragments only
-    std::vector<std::int16_t> written;
-    for (std::uint32_t number = 1; number <= kHeard + kOnTheirWay; ++number) {
-        written.push_back(static_cast<std::int16_t>(number & 0x7fff));
-        written.push_back(static_cast<std::int16_t>(number >> 15));
-    }
-    std::thread writer([&] {
-        std::ofstream(folder_.file("pipe"), std::ios::binary)
-            .write(reinterpret_cast<const char*>(written.data()),
-                   static_cast<std::streamsize>(written.size() * sizeof written[0]));
-    });
-    std::vector<std::int16_t> heard;
-    for (Frame frame; heard.size() < 2 * kHeard && source_->PullFrame(frame, true);) {
-        const std::vector<std::int16_t> samples = samplesOf({frame});
-        heard.insert(heard.end(), samples.begin(), samples.end());
-    }
-    writer.join();
-    EXPECT_EQ(heard.size(), 2 * kHeard);
-    const auto [is, was] = std::ranges::mismatch(heard, written);
-    EXPECT_EQ(is, heard.end()) << "sample " << (is - heard.begin()) / 2 << ": " << *is << " instead of "
-                               << *was;
-    EXPECT_EQ(errors_.count("lost"), 0) << errors_.raw();
-}
-
 /** Plays a tone without a break for as long as it lives. */
 class Tone {
   public:
@@ -189,6 +129,87 @@ class Tone {
     std::atomic<bool> isOver_{false};
     std::thread feeder_;
 };
+
+/** Samples that are numbered from 1 on: the low 15 bits on the left, the others on the right. */
+std::vector<std::int16_t> numbered(std::uint32_t count) {
+    std::vector<std::int16_t> samples;
+    for (std::uint32_t number = 1; number <= count; ++number) {
+        samples.push_back(static_cast<std::int16_t>(number & 0x7fff));
+        samples.push_back(static_cast<std::int16_t>(number >> 15));
+    }
+    return samples;
+}
+
+void expectSame(const std::vector<std::int16_t>& samples, const std::vector<std::int16_t>& expected) {
+    const auto [is, was] = std::ranges::mismatch(samples, expected);
+    EXPECT_EQ(is, samples.end()) << "sample " << (is - samples.begin()) / 2 << ": " << *is << " instead of "
+                                 << *was;
+}
+
+// A monitor of a sink tells nothing of single samples: it loses some whenever the sink has run out of sound.
+TEST_F(Pulse, TheMicrophoneHearsWhatTheSpeakerPlays) {
+    ASSERT_TRUE(source_->ChangeUp(State::play)) << errors_.raw();
+    ASSERT_TRUE(player_->ChangeUp(State::play)) << errors_.raw();
+    const Tone tone(*player_, sine(600, 4800));  // whole cycles
+    int pure = 0;
+    Clock::time_point before{};
+    const Clock::time_point end = Clock::now() + std::chrono::seconds(30);
+    for (Frame frame; pure < 40 && Clock::now() < end && source_->PullFrame(frame, true);) {
+        EXPECT_EQ(frame->size, 3840);
+        EXPECT_GT(frame->stamp, before);
+        EXPECT_LE(frame->stamp, Clock::now());
+        before = frame->stamp;
+        pure += std::abs(pitchOf(samplesOf({frame}).data(), 960, 2, 48000, 600, 0).amplitude - 9000) < 200;
+    }
+    EXPECT_GE(pure, 40);
+    EXPECT_EQ(errors_.count("lost"), 0) << errors_.raw();
+}
+
+TEST_F(Pulse, ASinkIsGivenEachSampleOnce) {
+    const ScopedEnv piped("KEP_HOST_SPEAKER", "pulse:written");
+    ASSERT_TRUE(player_->ChangeUp(State::play)) << errors_.raw();
+    const std::vector<std::int16_t> played = numbered(2 * 48000);
+    std::thread feeder([&] {
+        EXPECT_TRUE(push(*player_, {reinterpret_cast<const char*>(played.data()), played.size() * 2}));
+        EXPECT_TRUE(player_->ChangeDown(State::null));
+    });
+    // A sink that has nothing to play writes zeros.
+    std::ifstream pipe(folder_.file("sink"), std::ios::binary);
+    std::vector<std::int16_t> written;
+    const Clock::time_point end = Clock::now() + std::chrono::seconds(30);
+    for (std::array<std::int16_t, 2 * 480> some; written.size() < played.size() && Clock::now() < end;) {
+        ASSERT_TRUE(pipe.read(reinterpret_cast<char*>(some.data()), sizeof some));
+        for (std::size_t at = 0; at < some.size(); at += 2)
+            if (some[at] != 0 || some[at + 1] != 0) written.insert(written.end(), {some[at], some[at + 1]});
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));  // the sink is as fast as its reader
+    }
+    feeder.join();
+    EXPECT_EQ(written.size(), played.size());
+    expectSame(written, played);
+    EXPECT_EQ(errors_.count("lost"), 0) << errors_.raw();
+}
+
+TEST_F(Pulse, OfASourceEachSampleIsHeardOnce) {
+    const ScopedEnv piped("KEP_HOST_AUDIO", "pulse:piped");
+    ASSERT_TRUE(source_->ChangeUp(State::play)) << errors_.raw();
+    constexpr std::size_t kHeard = 2 * 48000;
+    constexpr std::size_t kOnTheirWay = 48000 / 10;  // the server gives whole fragments only
+    const std::vector<std::int16_t> written = numbered(kHeard + kOnTheirWay);
+    std::thread writer([&] {
+        std::ofstream(folder_.file("source"), std::ios::binary)
+            .write(reinterpret_cast<const char*>(written.data()),
+                   static_cast<std::streamsize>(written.size() * sizeof written[0]));
+    });
+    std::vector<std::int16_t> heard;
+    for (Frame frame; heard.size() < 2 * kHeard && source_->PullFrame(frame, true);) {
+        const std::vector<std::int16_t> samples = samplesOf({frame});
+        heard.insert(heard.end(), samples.begin(), samples.end());
+    }
+    writer.join();
+    EXPECT_EQ(heard.size(), 2 * kHeard);
+    expectSame(heard, written);
+    EXPECT_EQ(errors_.count("lost"), 0) << errors_.raw();
+}
 
 TEST_F(Pulse, VolumeAndMuteOfBothDevicesActOnTheirSamples) {
     ASSERT_TRUE(source_->ChangeUp(State::play)) << errors_.raw();
