@@ -106,7 +106,8 @@ MUTATIONS = (
      "layer.commit(*file, path, result.path, FileLayer::Taken::refuse, reason);",
      "layer.rename(path, result.path, reason) ? FileLayer::Committed::durable : FileLayer::Committed::no;"),
     ("full disk: the remains of a failed write stay", MEDIA_FILE,
-     "whole || output_->file().truncate(good, trouble) || isFragmented();", "good + 1 > 0;"),
+     "whole || output_->file().truncate(good, trouble) || isFragmented();",
+     "whole || (trouble.empty() && good + 1 > 0);"),
 )
 
 
