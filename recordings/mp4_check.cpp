@@ -119,7 +119,7 @@ class Mp4Checker {
     }
     bool beginsBox(std::uint64_t at) const {
         const auto box = boxAt(file_, at);
-        return box && std::ranges::find(kTopLevelKinds, box->kind) != kTopLevelKinds.end();
+        return box && std::ranges::find(kTopLevelKinds, std::string_view(box->kind)) != kTopLevelKinds.end();
     }
 
     std::optional<FoundFragment> fragmentAt(std::uint64_t at) {
