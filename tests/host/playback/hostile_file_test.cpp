@@ -106,7 +106,7 @@ TEST_P(LyingBoxes, HaveOneAnswer) {
 
     ErrorLines lines;
     std::ofstream("/proc/self/clear_refs") << 5;  // the peak begins anew
-    const long memory = statusKiB("VmRSS");
+    [[maybe_unused]] const long memory = statusKiB("VmRSS");
     const auto begin = std::chrono::steady_clock::now();
     const std::int64_t length = lengthOf(file);
     EXPECT_EQ(length, expected);
