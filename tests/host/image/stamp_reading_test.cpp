@@ -55,7 +55,7 @@ class StampReading : public ImageTest, public testing::WithParamInterface<Pictur
             .write(reinterpret_cast<const char*>(frame->data), frame->size);
         const std::string size = std::to_string(width) + "x" + std::to_string(height);
         makeFile("-f rawvideo -pix_fmt yuv420p -s " + size + " -i " + path("raw").string() +
-                 " -vf crop=iw*0.2:ih*0.06:iw*0.01:0,scale=-1:120,format=gray,negate corner.png");
+                 " -vf crop=iw*0.35:ih*0.09:iw*0.01:0,scale=-1:120,format=gray,negate corner.png");
         const std::string found = outputOf("OMP_THREAD_LIMIT=1 tesseract " + path("corner.png").string() +
                                            " - --psm 7 2>/dev/null");
         return found.substr(0, found.find('\n'));
@@ -67,8 +67,8 @@ class StampReading : public ImageTest, public testing::WithParamInterface<Pictur
 
 TEST_P(StampReading, ShowsTheSecondInWhichThePictureWasCaptured) {
     // The usual font has a dot in its zero, which the reader takes for other figures in small sizes.
-    ASSERT_EQ(VNStampInit0(stamp_, 16, 32, "DejaVu Sans"), VNRES_SUCCEED);
-    ASSERT_EQ(VNStampSet0(stamp_, 32, 16, 0xFFFFFF, "%Y-%m-%d %H:%M:%S"), VNRES_SUCCEED);
+    ASSERT_EQ(VNStampInit0(stamp_, 24, 48, "DejaVu Sans"), VNRES_SUCCEED);
+    ASSERT_EQ(VNStampSet0(stamp_, 32, 8, 0xFFFFFF, "%Y-%m-%d %H:%M:%S"), VNRES_SUCCEED);
     ASSERT_EQ(VNStampEnable0(stamp_, 1), VNRES_SUCCEED);
     // A dark ground.
     ASSERT_EQ(VNZonesSet(0, 0, 0, 1920, 100, 0), VNRES_SUCCEED);
