@@ -50,7 +50,7 @@ class CameraStream : public LiveStream,
                isRate(rate_) && set(source(), "fr", rate_);
     }
 
-    /** The size or the frame rate has been set. */
+    /** The size or a rate has been set. */
     virtual void formatSet() {}
 
     /** What is set; null when that is no size or no rate. */
@@ -102,6 +102,7 @@ class H264Source final : public api::streaming::IH264Source, public CameraStream
     void SetBitRate(int bitsPerSecond) override {
         if (StatusIsPlay() && !(isBitRate(bitsPerSecond) && set(encoder(), "br", bitsPerSecond))) return;
         bitRate_ = bitsPerSecond;
+        formatSet();
     }
     void SetGop(int frames) override { set(encoder(), "gop", std::clamp(frames, 0, 100'000)); }
     void RequestKeyFrame() override { encoder().requestKeyFrame(KeyFrameRequests::kNextPicture); }
@@ -111,7 +112,12 @@ class H264Source final : public api::streaming::IH264Source, public CameraStream
      * is a quarter of it. */
     void formatSet() override {
         const MediaPtr media = format();
-        if (media) whileDown([&] { encoder().expect(media); });
+        const int bitRate = bitRate_;
+        if (!media || bitRate < H264Encoder::kLowestBitRate || bitRate > H264Encoder::kHighestBitRate) return;
+        whileDown([&] {
+            set(encoder(), "br", bitRate);
+            encoder().expect(media);
+        });
     }
 
   private:
