@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 
+#include "own_segments.h"
 #include "shell.h"
 
 namespace vncam_test {
@@ -13,18 +14,12 @@ class ImageCommand : public Shell {
   protected:
     /** The camera shows a picture that is red on the left and blue on the right, grey below. */
     ImageCommand() {
-        setenv("KEP_HOST_SHM", prefix_.c_str(), 1);
         run("ffmpeg -nostdin -v error -f lavfi -i color=red:s=960x540 -f lavfi -i color=blue:s=960x540 "
             "-f lavfi -i color=gray:s=1920x540 -filter_complex '[0][1]hstack[a];[a][2]vstack' -frames:v 1 "
             "still.png");
         setenv("KEP_HOST_VIDEO", ("file:" + path("still.png").string()).c_str(), 1);
     }
-    ~ImageCommand() override {
-        for (const char* const name : {"rects", "image", "stamp"})
-            shm_unlink(("/" + prefix_ + "vornisa_shm_" + name).c_str());
-        unsetenv("KEP_HOST_VIDEO");
-        setenv("KEP_HOST_SHM", "undisturbed_", 1);
-    }
+    ~ImageCommand() override { unsetenv("KEP_HOST_VIDEO"); }
 
     /** The colour at a place of a picture of 1920x1080, in words. */
     std::string colourAt(const std::string& file, int x, int y) const {
@@ -53,7 +48,7 @@ class ImageCommand : public Shell {
     }
 
   private:
-    const std::string prefix_ = "vncam" + std::to_string(getpid()) + "_";
+    const OwnSegments segments_;
 };
 
 TEST_F(ImageCommand, AZoneIsInWhatAnotherOneFilms) {

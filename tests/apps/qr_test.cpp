@@ -1,6 +1,7 @@
 // `vncam qr`: codes as lines.
 #include <regex>
 
+#include "own_segments.h"
 #include "shell.h"
 
 namespace vncam_test {
@@ -13,9 +14,12 @@ class QrCommand : public Shell {
         return run(
             "ffmpeg -nostdin -v error -i " PROJECT_FOLDER
             "/scripts/lib/code.pbm -vf format=gray,scale=330:330:flags=neighbor,pad=640:360:-1:-1:gray "
-            "code.png && KEP_HOST_VIDEO=file:code.png KEP_HOST_SHM=qr_$$_ vncam qr " +
-            arguments + "; code=$?; rm -f /dev/shm/qr_$$_*; exit $code");
+            "code.png && KEP_HOST_VIDEO=file:code.png vncam qr " +
+            arguments);
     }
+
+  private:
+    const OwnSegments segments_;
 };
 
 TEST_F(QrCommand, PrintsTheTextOfACode) {

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "error_lines.h"
+#include "own_segments.h"
 #include "stream_fixture.h"
 #include "vornisa_api.h"
 
@@ -22,20 +23,12 @@ class ImageTest : public VideoTest {
     /** Bytes of a picture. */
     static constexpr std::size_t kLuma = std::size_t{kWidth} * kHeight;
 
-    ImageTest() { setenv("KEP_HOST_SHM", prefix_.c_str(), 1); }
-    ~ImageTest() override {
-        remove("vornisa_shm_rects");
-        remove("vornisa_shm_image");
-        remove("vornisa_shm_stamp");
-        unsetenv("KEP_HOST_SHM");
-    }
-
     void SetUp() override {
         makeFile("-f lavfi -i testsrc2=s=640x360 -frames:v 1 -pix_fmt yuv420p still.png");
         choose("file:" + path("still.png").string());
     }
 
-    std::string segment(const std::string& name) const { return "/" + prefix_ + name; }
+    std::string segment(const std::string& name) const { return segments_.path(name); }
     void remove(const std::string& name) const { shm_unlink(segment(name).c_str()); }
     /** Makes a segment of so many zeros, as another program would. */
     void make(const std::string& name, off_t bytes) const {
@@ -55,7 +48,7 @@ class ImageTest : public VideoTest {
     }
 
   private:
-    const std::string prefix_ = "test" + std::to_string(getpid()) + "_";
+    const OwnSegments segments_;
 };
 
 }  // namespace kep::host

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <future>
 
+#include "own_segments.h"
 #include "public_calls.h"
 #include "vornisa_api.h"
 
@@ -60,6 +61,9 @@ class CallbackCalls : public testing::TestWithParam<VNRes_Type> {
     }
 
     std::filesystem::path folder_;
+
+  private:
+    const OwnSegments segments_;
 };
 
 TEST_F(CallbackCalls, TheTableHasEveryFunction) {

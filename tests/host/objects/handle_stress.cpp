@@ -14,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "own_segments.h"
 #include "vornisa_api.h"
 
 namespace {
@@ -204,6 +205,7 @@ int main(int count, char** arguments) {
     std::string pattern = std::filesystem::temp_directory_path() / "handlesXXXXXX";
     if (!mkdtemp(pattern.data())) return 1;
     folder = pattern;
+    const OwnSegments segments;
     callsLeft = calls;
     std::vector<std::thread> threads;
     for (unsigned i = 0; i < kThreads; ++i) threads.emplace_back([=] { Caller(seed * kThreads + i).run(); });

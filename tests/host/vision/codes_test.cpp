@@ -17,6 +17,7 @@
 #include "kep/entry_points.h"
 #include "kep/message.h"
 #include "kep/object.h"
+#include "own_segments.h"
 #include "stream_fixture.h"
 #include "vision/code_record.h"
 #include "vornisa_api.h"
@@ -98,12 +99,7 @@ TEST(Codes, OfBarsAreNotRead) {
 
 class CodeReader : public VideoTest {
   protected:
-    CodeReader() { setenv("KEP_HOST_SHM", prefix_.c_str(), 1); }
-    ~CodeReader() override {
-        VNRelease(id_);
-        shm_unlink(segment().c_str());
-        unsetenv("KEP_HOST_SHM");
-    }
+    ~CodeReader() override { VNRelease(id_); }
 
     void film(const std::string& text) {
         CodePicture(text, 250, 10).write(path("code.pgm"));
@@ -114,7 +110,7 @@ class CodeReader : public VideoTest {
                   VNRES_SUCCEED);
         ASSERT_EQ(VNStart(id_), VNRES_SUCCEED);
     }
-    std::string segment() const { return "/" + prefix_ + kCodeSegment; }
+    std::string segment() const { return segments_.path(kCodeSegment); }
     CodeRecord record() const {
         CodeRecord found{};
         const int file = shm_open(segment().c_str(), O_RDONLY, 0);
@@ -128,7 +124,7 @@ class CodeReader : public VideoTest {
 
   private:
     static inline MessageBox* box_ = nullptr;
-    const std::string prefix_ = "test" + std::to_string(getpid()) + "_";
+    const OwnSegments segments_;
 };
 
 TEST_F(CodeReader, TellsOfACodeInAMessageAndInSharedMemory) {
@@ -201,7 +197,6 @@ TEST_F(CodeReader, GoesOnWithoutSharedMemory) {
     film("still");
     EXPECT_TRUE(messages_.waitFor("name=code").starts_with("name=code,text=still,"));
     EXPECT_EQ(lines.count("shared memory vornisa_shm_code: "), 1) << lines.raw();
-    setenv("KEP_HOST_SHM", "undisturbed_", 1);
 }
 
 }  // namespace
