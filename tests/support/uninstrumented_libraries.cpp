@@ -41,5 +41,9 @@ const char* __tsan_default_suppressions() {
         // Teams of threads wait on futexes.
         "called_from_lib:libgomp.so\n"
         // Fills rows of ours; no threads, but its tables are initialised by atomics.
-        "called_from_lib:libjpeg.so\n";
+        "called_from_lib:libjpeg.so\n"
+        // Its settings and caches are counted by atomics; our lock orders what we ask.
+        "called_from_lib:libfontconfig.so\n"
+        // Draws into bitmaps of its own; a face belongs to one thread at a time.
+        "called_from_lib:libfreetype.so\n";
 }
