@@ -64,7 +64,10 @@ struct OptionalLibrary {
     const char* file;
     const char* package;
 };
-constexpr OptionalLibrary kOptionalLibraries[] = {{"ZBarSink", KEP_CODES_LIBRARY, "libzxing-dev"}};
+constexpr OptionalLibrary kOptionalLibraries[] = {
+    {"ZBarSink", "libkepcodes.so", "libzxing-dev"},
+    {"HumanDetect", "libkeppeople.so", "libopencv-objdetect-dev"},
+};
 
 /** Loads the library of a class, for good: objects may live until the process ends. Why not, if it is one. */
 std::string loadOptional(const char* type) {

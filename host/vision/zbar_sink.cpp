@@ -1,27 +1,22 @@
 #include <algorithm>
-#include <atomic>
-#include <chrono>
 #include <cstdint>
 #include <cstring>
 #include <exception>
 #include <map>
-#include <optional>
 
-#include "kep/shared_memory.h"
 #include "media/pipeline/detector.h"
 #include "objects/class_registry.h"
 #include "objects/log.h"
 #include "text/attr_text.h"
 #include "vision/code_record.h"
 #include "vision/codes.h"
+#include "vision/result_segment.h"
 
 namespace kep::host {
 namespace {
 
 /** Pictures without a code until it counts as gone: one that is blurred for a moment does not appear anew. */
 constexpr int kPicturesUntilGone = 3;
-constexpr int kReferenceWidth = 1920;
-constexpr int kReferenceHeight = 1080;
 
 /** A text as the value of a message's attribute: what no value can have stands there as `%` and its number.
  */
@@ -50,8 +45,7 @@ class ZBarSink final : public Detector {
   protected:
     void begin() override {
         seen_.clear();
-        memory_.emplace(1);
-        if (!memory_->ShmName(kCodeSegment)) memory_.reset();
+        segment_.open(kCodeSegment);
     }
 
     void look(const MediaPacket& packet) override {
@@ -75,9 +69,7 @@ class ZBarSink final : public Detector {
         };
         const AVFrame& frame = *picture.frame;
         CodeRecord record{};
-        record.time =
-            std::chrono::floor<std::chrono::milliseconds>(wallTimeOf(picture.stamp).time_since_epoch())
-                .count();
+        record.time = millisecondsOf(picture);
         record.x = scaled(code.left, kReferenceWidth, frame.width);
         record.y = scaled(code.top, kReferenceHeight, frame.height);
         record.w = scaled(code.right, kReferenceWidth, frame.width) - record.x;
@@ -85,7 +77,7 @@ class ZBarSink final : public Detector {
         std::strncpy(record.format, code.format.c_str(), sizeof record.format - 1);
         record.length = static_cast<std::uint32_t>(std::min(code.text.size(), sizeof record.text));
         std::memcpy(record.text, code.text.data(), record.length);
-        if (memory_) publish(record);
+        segment_.publish(record);
 
         bool isEncoded = false;
         std::string attributes = "text=" + valueOf(code.text, isEncoded);
@@ -102,18 +94,8 @@ class ZBarSink final : public Detector {
         tell("code", attributes);
     }
 
-    /** Readers see an odd number, or another one afterwards, while the rest changes. */
-    void publish(CodeRecord record) {
-        CodeRecord& shown = *memory_->Record();
-        const std::atomic_ref<std::uint32_t> sequence(shown.sequence);
-        const std::uint32_t before = sequence.load() & ~1U;
-        sequence.store(before + 1);
-        std::memcpy(&shown.length, &record.length, sizeof record - offsetof(CodeRecord, length));
-        sequence.store(before + 2);
-    }
-
     std::map<std::string, int> seen_; /**< texts of codes, and for how many pictures each has been missed */
-    std::optional<stream::TSharedMemory<CodeRecord>> memory_;
+    ResultSegment<CodeRecord> segment_;
 };
 
 const ClassRegistration<ZBarSink> registration("ZBarSink");

@@ -85,9 +85,9 @@ need_packages() {
 build_packages=(
   cmake ninja-build g++ pkg-config ffmpeg
   libavcodec-dev libavformat-dev libavdevice-dev libswscale-dev libswresample-dev libjpeg62-turbo-dev
-  libfreetype-dev libfontconfig-dev fonts-dejavu-core libzxing-dev
+  libfreetype-dev libfontconfig-dev fonts-dejavu-core libzxing-dev libopencv-objdetect-dev
 )
-test_packages=(libgtest-dev libgmock-dev pulseaudio tesseract-ocr)
+test_packages=(libgtest-dev libgmock-dev pulseaudio tesseract-ocr opencv-doc)
 
 # use_compiler_cache: makes later builds use ccache where it is installed. Precompiled headers are compared by their
 # contents, not by their times.

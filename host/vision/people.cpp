@@ -1,0 +1,154 @@
+#include "vision/people.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+#include <fstream>
+#include <opencv2/imgproc.hpp>
+#include <opencv2/objdetect.hpp>
+
+#include "vision/people_tracks.h"
+#include "vision/result_segment.h"
+
+namespace kep::host {
+namespace {
+
+/**
+ * Half the reference frame: the detector's window of 128 rows finds people from a sixth of the picture's
+ * height. Larger finds smaller ones at a cost that grows with the area, and more who are none.
+ */
+const cv::Size kSearchSize(960, 540);
+/** Where people may be: larger costs time, smaller misses those who stand far away. */
+const cv::Size kMotionSize(240, 135);
+
+/** The search goes through sizes in steps of 10 %: 5 % takes twice the time, 15 % misses one in ten. */
+constexpr double kSizeStep = 1.1;
+/** Windows that must agree on a person. One would do for many a fence. */
+constexpr double kAgreeing = 2;
+/** Scores from which a box counts where something moves and where nothing does: there, most boxes are
+ * furniture. */
+constexpr double kMovingScore = 0.5;
+constexpr double kStillScore = 1.5;
+
+/** Levels of grey by which a pixel differs from the background: fewer are noise. */
+constexpr double kMotionLevels = 20;
+/** Part of a box that moves: a person fills about a third of it. */
+constexpr double kMotionOfBox = 0.1;
+/** Part of the picture that changes at once when the scene does, or the light: nothing is known to move then.
+ */
+constexpr double kMotionOfScene = 0.5;
+/** What each picture adds to the background: one who stands still belongs to it after some 20 pictures. */
+constexpr double kBackgroundRate = 0.05;
+
+/** Part of the detector's window that is left around a person, on each side. */
+constexpr double kMargin = 0.1;
+
+/** What differs from what the camera has seen for a while. */
+class Motion {
+  public:
+    void update(const cv::Mat& luma) {
+        cv::Mat small;
+        cv::resize(luma, small, kMotionSize, 0, 0, cv::INTER_AREA);
+        if (background_.empty()) small.convertTo(background_, CV_32F);
+        cv::Mat known;
+        background_.convertTo(known, CV_8U);
+        cv::absdiff(small, known, moving_);
+        cv::threshold(moving_, moving_, kMotionLevels, 1, cv::THRESH_BINARY);
+        if (cv::mean(moving_)[0] > kMotionOfScene) {
+            small.convertTo(background_, CV_32F);
+            moving_.setTo(0);
+        } else {
+            cv::accumulateWeighted(small, background_, kBackgroundRate);
+        }
+    }
+
+    /** Whether something moves in a part of the search picture. */
+    bool isIn(const cv::Rect& box) const {
+        const int scale = kSearchSize.width / kMotionSize.width;
+        const cv::Rect part = cv::Rect(box.x / scale, box.y / scale, box.width / scale, box.height / scale) &
+                              cv::Rect(cv::Point(), kMotionSize);
+        return !part.empty() && cv::mean(moving_(part))[0] > kMotionOfBox;
+    }
+
+  private:
+    cv::Mat background_; /**< mean of the pictures, the newest with the most weight */
+    cv::Mat moving_;     /**< 1 where something moves */
+};
+
+class HistogramFinder final : public PeopleFinder {
+  public:
+    explicit HistogramFinder(const cv::HOGDescriptor& detector) : detector_(detector) {}
+
+    std::vector<FoundPerson> find(const AVFrame& picture) override {
+        const cv::Mat luma(picture.height, picture.width, CV_8U, picture.data[0],
+                           static_cast<std::size_t>(picture.linesize[0]));
+        cv::Mat searched;
+        cv::resize(luma, searched, kSearchSize, 0, 0,
+                   picture.width > kSearchSize.width ? cv::INTER_AREA : cv::INTER_LINEAR);
+        motion_.update(searched);
+        std::vector<cv::Rect> boxes;
+        std::vector<double> scores;
+        detector_.detectMultiScale(searched, boxes, scores, 0, cv::Size(8, 8), cv::Size(), kSizeStep,
+                                   kAgreeing);
+        std::vector<PersonBox> seen;
+        for (std::size_t i = 0; i < boxes.size(); ++i) {
+            const cv::Rect& box = boxes[i];
+            if (scores[i] < kMovingScore || (scores[i] < kStillScore && !motion_.isIn(box))) continue;
+            seen.push_back({double(box.x), double(box.y), double(box.width), double(box.height), scores[i]});
+        }
+        std::vector<FoundPerson> people;
+        for (const PersonBox& box : tracks_.update(seen))
+            if (const FoundPerson person = inFrame(box); person.w > 0 && person.h > 0)
+                people.push_back(person);
+        return people;
+    }
+
+  private:
+    static FoundPerson inFrame(const PersonBox& box) {
+        const auto edge = [](double place, int size, int searched) {
+            return static_cast<int>(std::lround(std::clamp(place * size / searched, 0.0, double(size))));
+        };
+        const auto across = [&](double x) { return edge(x, kReferenceWidth, kSearchSize.width); };
+        const auto down = [&](double y) { return edge(y, kReferenceHeight, kSearchSize.height); };
+        const int left = across(box.x + kMargin * box.w), right = across(box.x + (1 - kMargin) * box.w);
+        const int top = down(box.y + kMargin * box.h), bottom = down(box.y + (1 - kMargin) * box.h);
+        return {left, top, right - left, bottom - top, box.score};
+    }
+
+    const cv::HOGDescriptor detector_;
+    Motion motion_;
+    PeopleTracks tracks_;
+};
+
+/** Reads a detector of the integrator's. */
+bool load(cv::HOGDescriptor& detector, const std::string& model, std::string& reason) {
+    if (!std::ifstream(model)) {
+        reason = std::strerror(errno);
+        return false;
+    }
+    try {
+        if (detector.load(model) && detector.checkDetectorSize() && !detector.svmDetector.empty())
+            return true;
+    } catch (const cv::Exception&) {  // it says what in its own source was not fulfilled
+    }
+    reason = "not a detector of OpenCV's HOGDescriptor";
+    return false;
+}
+
+}  // namespace
+
+PeopleFinder::~PeopleFinder() = default;
+
+std::unique_ptr<PeopleFinder> PeopleFinder::make(const std::string& model, std::string& reason) {
+    // Detection has one thread and no more: streams need the other cores.
+    cv::setNumThreads(1);
+    cv::HOGDescriptor detector;
+    if (model.empty())
+        detector.setSVMDetector(cv::HOGDescriptor::getDefaultPeopleDetector());
+    else if (!load(detector, model, reason))
+        return nullptr;
+    return std::make_unique<HistogramFinder>(detector);
+}
+
+}  // namespace kep::host

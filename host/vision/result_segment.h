@@ -1,0 +1,60 @@
+#ifndef KEP_HOST_RESULT_SEGMENT_H
+#define KEP_HOST_RESULT_SEGMENT_H
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <cstring>
+#include <optional>
+
+#include "kep/shared_memory.h"
+#include "media/common/ffmpeg.h"
+#include "media/pipeline/media_packet.h"
+#include "objects/mutex.h"
+
+namespace kep::host {
+
+/** The frame that places in results are pixels of, whatever the size of the pictures looked at. */
+constexpr int kReferenceWidth = 1920;
+constexpr int kReferenceHeight = 1080;
+
+/** When a picture was captured, in milliseconds since 1970. */
+inline std::int64_t millisecondsOf(const Picture& picture) {
+    return std::chrono::floor<std::chrono::milliseconds>(wallTimeOf(picture.stamp).time_since_epoch())
+        .count();
+}
+
+/**
+ * A record in shared memory that begins with its `sequence`: odd while the rest is written, and larger by 2
+ * for each record. Detectors of one process may share it.
+ */
+template <class Record>
+class ResultSegment {
+  public:
+    /** Attaches the segment; one error line, and nothing is published, where that fails. */
+    void open(const char* name) {
+        memory_.emplace(1);
+        if (!memory_->ShmName(name)) memory_.reset();
+    }
+
+    void publish(const Record& record) {
+        if (!memory_) return;
+        const MutexLock lock(writing_);
+        Record& shown = *memory_->Record();
+        const std::atomic_ref<std::uint32_t> sequence(shown.sequence);
+        const std::uint32_t before = sequence.load() & ~1U;
+        sequence.store(before + 1);
+        constexpr std::size_t skipped = sizeof shown.sequence;
+        std::memcpy(reinterpret_cast<char*>(&shown) + skipped,
+                    reinterpret_cast<const char*>(&record) + skipped, sizeof record - skipped);
+        sequence.store(before + 2);
+    }
+
+  private:
+    static inline Mutex writing_;
+    std::optional<stream::TSharedMemory<Record>> memory_;
+};
+
+}  // namespace kep::host
+
+#endif
