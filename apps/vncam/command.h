@@ -30,6 +30,7 @@ int runCommandLine(int argc, char** argv);
 
 int runAac(int argc, char** argv);
 int runDemux(int argc, char** argv);
+int runDetect(int argc, char** argv);
 int runEvent(int argc, char** argv);
 int runFlicker(int argc, char** argv);
 int runFlip(int argc, char** argv);

@@ -29,6 +29,7 @@ constexpr Command kCommands[] = {
     {"stamp", "write text and time into the picture", runStamp},
     {"flip", "mirror the picture", runFlip},
     {"flicker", "avoid the flicker of lamps", runFlicker},
+    {"detect", "find people in the picture", runDetect},
     {"qr", "read codes in the picture", runQr},
     {"sources", "list resources, settings and devices", runSources},
 };

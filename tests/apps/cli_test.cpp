@@ -8,9 +8,9 @@ namespace {
 
 using Cli = Shell;
 
-const std::vector<std::string> kCommands = {"live",  "pcm",     "play",   "record", "event",   "snap",
-                                            "aac",   "recover", "volume", "mute",   "sources", "info",
-                                            "demux", "zone",    "stamp",  "flip",   "qr",      "flicker"};
+const std::vector<std::string> kCommands = {"live",    "pcm",    "play", "record",  "event", "snap",  "aac",
+                                            "recover", "volume", "mute", "sources", "info",  "demux", "zone",
+                                            "stamp",   "flip",   "qr",   "flicker", "detect"};
 
 TEST_F(Cli, HelpGoesToStandardOutput) {
     const Result help = run("vncam --help");
@@ -175,6 +175,9 @@ INSTANTIATE_TEST_SUITE_P(
         WrongLine{"flip none both", "vncam flip: unexpected argument 'both'"},
         WrongLine{"flicker", "vncam flicker: missing operand: on or off"},
         WrongLine{"flicker 50", "vncam flicker: '50': not on or off"},
+        WrongLine{"detect a.png", "vncam detect: unexpected argument 'a.png'"},
+        WrongLine{"detect --fps 0", "vncam detect: --fps '0': not a whole number from 1 to 120"},
+        WrongLine{"detect --picture=", "vncam detect: --picture needs a file name"},
         WrongLine{"qr a.png", "vncam qr: unexpected argument 'a.png'"},
         WrongLine{"qr --count 0", "vncam qr: --count '0': not a whole number from 1 to 1000000"},
         WrongLine{"qr --seconds x", "vncam qr: --seconds 'x': not a number of seconds"},

@@ -23,15 +23,24 @@ TEST_F(Install, AnApplicationIsBuiltAndRunsFromTheInstalledTree) {
     EXPECT_EQ(run("moved/bin/vncam --version").out, run("vncam --version").out);
     EXPECT_EQ(run("ldd app moved/bin/vncam | grep -E 'kep|Vornisa' | grep -vc \"$PWD/moved/\"").out, "0\n");
 
-    // What reads codes is loaded when it is asked for, from the same place, and may be missing.
+    // What reads codes and finds people is loaded when it is asked for, from the same place, and may be
+    // missing.
     EXPECT_EQ(run("moved/bin/vncam qr --seconds 0").err, "vncam qr: no code read\n");
-    const Result without = run("rm moved/lib*/libkepcodes.so moved/lib/*/libkepcodes.so; moved/bin/vncam qr");
-    EXPECT_EQ(without.exit, 1);
-    EXPECT_NE(
-        without.err.find("class ZBarSink is not in this build, which needs libzxing-dev: libkepcodes.so: "
-                         "cannot open shared object file: No such file or directory at position "),
-        std::string::npos)
-        << without.err;
+    EXPECT_EQ(run("moved/bin/vncam detect --seconds 0").err, "vncam detect: nobody found\n");
+    const auto missing = [this](const std::string& library, const std::string& command,
+                                const std::string& line) {
+        const Result without =
+            run("rm moved/lib*/" + library + " moved/lib/*/" + library + "; moved/bin/vncam " + command);
+        EXPECT_EQ(without.exit, 1);
+        EXPECT_NE(
+            without.err.find("class " + line + ": " + library +
+                             ": cannot open shared object file: No such file or directory at position "),
+            std::string::npos)
+            << without.err;
+    };
+    missing("libkepcodes.so", "qr", "ZBarSink is not in this build, which needs libzxing-dev");
+    missing("libkeppeople.so", "detect",
+            "HumanDetect is not in this build, which needs libopencv-objdetect-dev");
     EXPECT_EQ(run("./app").exit, 0) << "all else works without it";
 }
 

@@ -1,0 +1,150 @@
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <limits>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "command.h"
+#include "interrupt.h"
+#include "marked_picture.h"
+#include "message.h"
+#include "options.h"
+#include "resource.h"
+#include "values.h"
+
+namespace vncam {
+namespace {
+
+using namespace std::chrono_literals;
+using std::chrono::steady_clock;
+
+constexpr auto kPollInterval = 100ms;
+
+constexpr Usage kUsage{
+    "detect", "", "Finds people in what the camera sees.",
+    "A line for each picture with people: its time, how many they are, and each one's place in a frame of\n"
+    "1920x1080 as X,Y,WxH with a score; one line when they have gone. The picture of --picture is taken at "
+    "the\n"
+    "first result, so that people may have walked on a little. Without --count and --seconds it detects "
+    "until\n"
+    "Ctrl-C. That nobody was found is a failure, unless Ctrl-C ended it."};
+
+struct DetectSettings {
+    Size size{640, 360};
+    int fps = 5;
+    int count = std::numeric_limits<int>::max();
+    std::optional<double> seconds;
+    bool isJson = false;
+    std::string picture;
+};
+
+struct Person {
+    Mark place;
+    std::string score;
+};
+
+std::vector<Person> peopleOf(const std::string& message) {
+    std::vector<Person> people;
+    for (std::size_t i = 0;; ++i) {
+        const std::string person = messageValue(message, "person" + std::to_string(i));
+        if (person.empty()) return people;
+        const auto number = [&](const char* key) { return std::atoi(messageValue(person, key).c_str()); };
+        people.push_back(
+            {{number("x"), number("y"), number("w"), number("h")}, messageValue(person, "score")});
+    }
+}
+
+/** "2026-05-01 12:00:00.123", local time. */
+std::string clockTime(const std::string& milliseconds) {
+    const long long time = std::atoll(milliseconds.c_str());
+    const std::time_t seconds = time / 1000;
+    std::tm fields{};
+    localtime_r(&seconds, &fields);
+    char text[64];
+    const std::size_t length = std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &fields);
+    std::snprintf(text + length, sizeof text - length, ".%03d", static_cast<int>(time % 1000));
+    return text;
+}
+
+std::string lineOf(const std::string& message, const std::vector<Person>& people) {
+    std::string line =
+        clockTime(messageValue(message, "time")) + "  " +
+        (people.empty() ? "nobody"
+                        : std::to_string(people.size()) + (people.size() == 1 ? " person" : " people"));
+    for (const auto& [place, score] : people)
+        line += "  " + std::to_string(place.x) + "," + std::to_string(place.y) + "," +
+                Size{place.w, place.h}.text() + " (" + score + ")";
+    return line;
+}
+
+std::string jsonOf(const std::string& message, const std::vector<Person>& people) {
+    std::string list;
+    for (const auto& [place, score] : people)
+        list += std::string(list.empty() ? "" : ",") + "{\"x\":" + std::to_string(place.x) +
+                ",\"y\":" + std::to_string(place.y) + ",\"w\":" + std::to_string(place.w) +
+                ",\"h\":" + std::to_string(place.h) + ",\"score\":" + score + "}";
+    return "{\"count\":" + std::to_string(people.size()) + ",\"people\":[" + list +
+           "],\"time\":" + messageValue(message, "time") + "}";
+}
+
+void takePicture(const std::string& path, const std::vector<Person>& people) {
+    check(VNTakePic(path.c_str(), 1920, 1080), path + ": VNTakePic");
+    std::vector<Mark> marks;
+    for (const Person& person : people) marks.push_back(person.place);
+    markPicture(path, marks);
+}
+
+/** Prints results; false when nobody was found. */
+bool detect(const DetectSettings& settings) {
+    const Resource results(VNRES_HUMAN_SHM);
+    Inbox inbox(results.id());
+    check(VNHumanDetect(settings.size.width, settings.size.height, settings.fps), "VNHumanDetect");
+    const auto begin = steady_clock::now();
+    int found = 0;
+    while (found < settings.count && !stopRequested()) {
+        const std::chrono::duration<double> passed = steady_clock::now() - begin;
+        if (settings.seconds && passed.count() >= *settings.seconds) break;
+        const auto message = inbox.next(kPollInterval);
+        if (!message || messageValue(*message, "name") != "human") continue;
+        const std::vector<Person> people = peopleOf(*message);
+        if (!people.empty() && found++ == 0 && !settings.picture.empty())
+            takePicture(settings.picture, people);
+        // Whoever reads a pipe wants each line when it is there; one who has closed it wants no more.
+        if (std::puts((settings.isJson ? jsonOf(*message, people) : lineOf(*message, people)).c_str()) < 0 ||
+            std::fflush(stdout) != 0)
+            break;
+    }
+    return found > 0;
+}
+
+}  // namespace
+
+int runDetect(int argc, char** argv) {
+    DetectSettings settings;
+    const std::vector<Option> options = {
+        {"size", "WxH", "size of the pictures looked at (640x360)",
+         [&](const std::string& text) { settings.size = parseSize("--size", text); }},
+        {"fps", "N", "pictures a second (5)",
+         [&](const std::string& text) { settings.fps = parseInteger("--fps", text, 1, 120); }},
+        {"count", "N", "end after N pictures with people",
+         [&](const std::string& text) { settings.count = parseInteger("--count", text, 1, 1'000'000); }},
+        {"seconds", "S", "end after S seconds",
+         [&](const std::string& text) { settings.seconds = parseSeconds("--seconds", text); }},
+        {"json", nullptr, "an object per line", [&](const std::string&) { settings.isJson = true; }},
+        {"picture", "FILE", "write a JPEG file with the people of the first result framed",
+         [&](const std::string& text) {
+             if (text.empty()) throw UsageError("--picture needs a file name");
+             settings.picture = text;
+         }},
+    };
+    std::vector<std::string> operands;
+    if (!parseOptions(argc, argv, kUsage, options, operands)) return exitOk;
+    if (!operands.empty()) throw UsageError("unexpected argument '" + operands.front() + "'");
+    if (!detect(settings) && !stopRequested()) throw Failure("nobody found");
+    return exitOk;
+}
+
+}  // namespace vncam
