@@ -43,7 +43,7 @@ class ResultSegment {
         Record& shown = *memory_->Record();
         const std::atomic_ref<std::uint32_t> sequence(shown.sequence);
         const std::uint32_t before = sequence.load() & ~1U;
-        sequence.store(before + 1);
+        sequence.exchange(before + 1);  // no write below passes it
         constexpr std::size_t skipped = sizeof shown.sequence;
         std::memcpy(reinterpret_cast<char*>(&shown) + skipped,
                     reinterpret_cast<const char*>(&record) + skipped, sizeof record - skipped);
