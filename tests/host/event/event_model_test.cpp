@@ -5,7 +5,12 @@
 namespace kep::host {
 namespace {
 
+/** The thread sanitizer sees in two all that threads do. */
+#if defined(VORNISA_THREAD_SANITIZER)
+constexpr int kRounds = 2;
+#else
 constexpr int kRounds = 10;
+#endif
 constexpr int kTriggers = 100;
 /** Longer than any clip reaches back, so that none may begin late. */
 constexpr int kLead = 14'000;
@@ -50,7 +55,7 @@ std::size_t written(TestClips& clips) {
     return sum;
 }
 
-TEST_F(EventModelTest, AThousandClipsAreEachAsAsked) {
+TEST_F(EventModelTest, EachOfManyClipsIsAsAsked) {
     const ErrorLines lines;
     for (int round = 0; round < kRounds; ++round) {
         asked_.clear();

@@ -115,7 +115,16 @@ TEST_P(DemuxLayout, SeeksToTheKeyFrameAtOrBeforeTheTimeAsked) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Files, DemuxLayout, testing::ValuesIn(playedLayouts()),
+/** The thread sanitizer sees the same threads for each. */
+std::vector<FileLayout> demuxedLayouts() {
+    std::vector<FileLayout> layouts = playedLayouts();
+#if defined(VORNISA_THREAD_SANITIZER)
+    layouts.resize(3);
+#endif
+    return layouts;
+}
+
+INSTANTIATE_TEST_SUITE_P(Files, DemuxLayout, testing::ValuesIn(demuxedLayouts()),
                          [](const testing::TestParamInfo<FileLayout>& layout) {
                              return std::string(layout.param.name);
                          });
