@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -60,11 +62,20 @@ int wrongCommandLine(const std::string& who, const std::string& what) {
     return exitUsage;
 }
 
+/** Colours, and places in the source, are for developers at a terminal. */
+bool areColoursShown() {
+    const char* const refused = std::getenv("NO_COLOR");
+    const char* const terminal = std::getenv("TERM");
+    return isatty(STDERR_FILENO) && !(refused && *refused) &&
+           !(terminal && std::strcmp(terminal, "dumb") == 0);
+}
+
 int runCommand(const Command& command, int argc, char** argv) {
     const std::string who = std::string("vncam ") + command.name;
     // Pre-recording costs an encoder; only events need it, which may be what another command runs.
     if (command.run != runEvent && command.run != runVolume && command.run != runMute)
         setenv("KEP_HOST_PRERECORD", "attached", 0);
+    if (!areColoursShown()) setenv("KEP_HOST_LOG_FORMAT", "message", 0);
     try {
         installStopSignals();
         return command.run(argc, argv);

@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <sstream>
 
 namespace vncam {
 
@@ -24,20 +23,12 @@ OutputCapture::~OutputCapture() {
     if (kept_ >= 0) close(kept_);
 }
 
-std::string OutputCapture::firstMessage() const {
+std::string OutputCapture::firstLine() const {
     std::fflush(nullptr);
     std::string text(4096, '\0');
     const ssize_t size = pread(kept_, text.data(), text.size(), 0);
     text.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);)
-        if (std::string message = debugMessage(line); !message.empty()) return message;
-    return {};
-}
-
-std::string debugMessage(const std::string& line) {
-    const std::size_t start = line.find(":\t");
-    return start == std::string::npos ? "" : line.substr(start + 2);
+    return text.substr(0, text.find('\n'));
 }
 
 }  // namespace vncam

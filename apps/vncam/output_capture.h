@@ -13,17 +13,14 @@ class OutputCapture {
     OutputCapture(const OutputCapture&) = delete;
     OutputCapture& operator=(const OutputCapture&) = delete;
 
-    /** The message of the first line of the framework's format; empty when there was none. */
-    std::string firstMessage() const;
+    /** Empty when there was none. */
+    std::string firstLine() const;
 
   private:
     const int descriptor_;
     int saved_;
     int kept_;
 };
-
-/** The message within a debug line: what follows the place it came from, without colours. */
-std::string debugMessage(const std::string& line);
 
 }  // namespace vncam
 

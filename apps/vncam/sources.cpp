@@ -40,14 +40,15 @@ constexpr TypeRow kTypes[] = {
 
 /** Acquires and releases one resource; returns the result as text. */
 std::string tryType(VNRes_Type type) {
-    // Capture the error lines: the table shows their reason.
+    // The table shows the reason of a refusal.
+    setenv("KEP_HOST_LOG_FORMAT", "message", 1);
     const OutputCapture capture(STDERR_FILENO);
     int id = 0;
     if (VNAcquire(type, &id) == VNRES_SUCCEED) {
         VNRelease(id);
         return "available";
     }
-    const std::string message = capture.firstMessage();
+    const std::string message = capture.firstLine();
     // Drop the position: the user did not write the description.
     const std::string reason = message.substr(0, message.find(" at position "));
     return reason.empty() ? "refused" : "refused: " + reason;

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <memory>
 #include <string>
 
@@ -13,7 +14,10 @@ namespace kep::host {
 namespace {
 
 constexpr char kEscape = '\033';
+constexpr std::string_view kReset = "\033[0m";
 constexpr std::string_view kClosed = "\n\033[0m";
+/** Between the place in the source and the message. */
+constexpr std::string_view kPlaceEnd = ":\t";
 /** Bytes after which a line without an end is written. */
 constexpr std::size_t kLongest = 256 * 1024;
 constexpr int kFullPipeMilliseconds = 1000;
@@ -51,9 +55,20 @@ Line** find(int stream) {
     return place;
 }
 
+/** Makes "function: message" of a line that begins with a colour. Any other stays as it is. */
+void shorten(std::string& line) {
+    if (line.front() != kEscape || !line.ends_with(kClosed)) return;
+    line.resize(line.size() - kReset.size());
+    const std::size_t place = line.find(kPlaceEnd);
+    if (place == line.npos) return;
+    line.replace(place, kPlaceEnd.size(), ": ");
+    line.erase(0, line.rfind('/', place) + 1);
+}
+
 void finish(Line** place) noexcept {
     const std::unique_ptr<Line> line(*place);
     *place = line->next;
+    if (areMessagesAsked()) shorten(line->text);
     writeOut(line->text);
 }
 
@@ -70,6 +85,11 @@ bool isComplete(const std::string& text) {
 }
 
 }  // namespace
+
+bool areMessagesAsked() {
+    const char* const format = std::getenv("KEP_HOST_LOG_FORMAT");
+    return format && std::string_view(format) == "message";
+}
 
 void appendToLine(int stream, std::string_view piece) noexcept try {
     if (piece.empty()) return;

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "kep/debug_line.h"
+#include "objects/line_buffer.h"
 
 namespace kep::host {
 
@@ -12,6 +13,11 @@ void writeLine(LogStream stream, const char* file, int line, const char* functio
     std::string shown(text);
     for (char& character : shown) {
         if (static_cast<unsigned char>(character) < ' ') character = ' ';
+    }
+    if (areMessagesAsked()) {
+        // Our functions mean nothing to a user.
+        *kep::stream::__dbg_couts[static_cast<int>(stream)] << (shown + "\n").c_str();
+        return;
     }
     const char* colour = stream == LogStream::error ? "\033[31m" : "\033[32m";
     base::ostream& out = kep::stream::BeginDebugLine(static_cast<int>(stream), colour, file, line, function);

@@ -130,13 +130,13 @@ TEST(AdtsFollower, KnowsWhereAStreamEnds) {
     }
 }
 
-TEST(OutputCapture, KeepsTheFirstMessageAndGivesTheStreamBack) {
+TEST(OutputCapture, KeepsTheFirstLineAndGivesTheStreamBack) {
     testing::internal::CaptureStderr();
     {
         const vncam::OutputCapture capture(STDERR_FILENO);
-        std::fputs("\033[31mapi/x.cpp/12/VNAcquire:\tno such class: Thing\n\033[0m\033[31mb/3/f:\t!obj\n",
-                   stderr);
-        EXPECT_EQ(capture.firstMessage(), "no such class: Thing");
+        EXPECT_EQ(capture.firstLine(), "");
+        std::fputs("no such class: Thing\nanother\n", stderr);
+        EXPECT_EQ(capture.firstLine(), "no such class: Thing");
     }
     std::fputs("heard again", stderr);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "heard again");

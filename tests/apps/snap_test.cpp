@@ -53,5 +53,19 @@ TEST_F(Snap, HelpShowsBothForms) {
     EXPECT_THAT(help.out, HasSubstr("  -o, --output FILE"));
 }
 
+TEST_F(Snap, ColoursAndPlacesInTheSourceGoToATerminalAlone) {
+    const std::string fails = "KEP_HOST_VIDEO=file:missing.mp4 vncam snap -o a.jpg";
+    const auto onTerminal = [&](const std::string& environment) {
+        return run(environment + " script -qec '" + fails + "' /dev/null").out;
+    };
+    EXPECT_TRUE(onTerminal("TERM=xterm").starts_with("\033[31mhost/")) << onTerminal("TERM=xterm");
+    for (const std::string& plain :
+         {run(fails).err, onTerminal("TERM=dumb"), onTerminal("TERM=xterm NO_COLOR=1")}) {
+        EXPECT_NE(plain.find("missing.mp4"), std::string::npos) << plain;
+        EXPECT_EQ(plain.find("\033"), std::string::npos) << plain;
+        EXPECT_EQ(plain.find("host/"), std::string::npos) << plain;
+    }
+}
+
 }  // namespace
 }  // namespace vncam_test

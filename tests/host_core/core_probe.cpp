@@ -80,6 +80,9 @@ int main(int argc, char** argv) {
         outer << "ter" << '\n';
     } else if (what == "place") {
         KEP_HOST_ERROR("here");
+    } else if (what == "plug-in") {
+        auto& out = kep::stream::BeginDebugLine(8, "\033[31m", __FILE__, __LINE__, __func__);
+        kep::stream::EndDebugLine(out << "here");
     } else if (what == "unfinished") {
         *kep::stream::__dbg_couts[8] << "no end";
     } else if (what == "blocked-callback") {

@@ -54,6 +54,19 @@ TEST(DebugStreams, PathsBeginBelowTheSourceRoot) {
     EXPECT_EQ(output.substr(output.size() - end.size()), end);
 }
 
+TEST(DebugStreams, ShowMessagesAloneWhenAsked) {
+    setenv("KEP_HOST_LOG_FORMAT", "message", 1);
+    EXPECT_EQ(runProbe("place").output, "here\n");
+    EXPECT_EQ(runProbe("plug-in").output, "main: here\n");
+    const ErrorLines lines;
+    KEP_HOST_ERROR("a:\tb");
+    *__dbg_couts[8] << "src/a.c:\tas it is\n";
+    EXPECT_EQ(lines.raw(), "a: b\nsrc/a.c:\tas it is\n");
+    setenv("KEP_HOST_LOG_FORMAT", "full", 1);
+    EXPECT_TRUE(runProbe("place").output.starts_with("\033[31m"));
+    unsetenv("KEP_HOST_LOG_FORMAT");
+}
+
 TEST(DebugStreams, LinesOfManyThreadsStayWhole) {
     const std::string output = runProbe("threads").output;
     std::istringstream lines(output);
