@@ -101,6 +101,9 @@ std::optional<LiveSettings> parseLive(int argc, char** argv) {
         throw UsageError("nothing to write; give --video, --audio or both");
     if (settings.video == "-" && settings.audio == "-")
         throw UsageError("only one of --video and --audio can go to standard output");
+    if (!settings.video.empty() && !settings.audio.empty() && isSameOutput(settings.video, settings.audio))
+        throw UsageError("--video " + settings.video + " and --audio " + settings.audio +
+                         " are the same file");
     checkSwitches(settings);
     return settings;
 }

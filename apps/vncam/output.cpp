@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include "command.h"
@@ -20,6 +22,25 @@ namespace {
 constexpr int kPollMilliseconds = 100;
 constexpr int kPollsAtEnd = 10;
 constexpr std::size_t kPieceSize = 64 << 10;
+/** As many as Linux follows. */
+constexpr int kMostLinks = 40;
+
+/** Why a file could not be opened, found out without touching it; 0 if it could. */
+int refusalOf(const std::string& path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) == 0) {
+        if (S_ISDIR(status.st_mode)) return EISDIR;
+        return access(path.c_str(), W_OK) == 0 ? 0 : errno;
+    }
+    if (errno != ENOENT) return errno;
+    const std::filesystem::path folder = std::filesystem::path(path).parent_path();
+    return access(folder.empty() ? "." : folder.c_str(), W_OK | X_OK) == 0 ? 0 : errno;
+}
+
+bool isRegular(int descriptor) {
+    struct stat status {};
+    return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+}
 
 }  // namespace
 
@@ -29,12 +50,10 @@ Output::Output(std::string path) : name_(std::move(path)) {
         if (isatty(STDOUT_FILENO))
             throw Failure("standard output is a terminal; redirect the stream to a pipe or a file");
         descriptor_ = STDOUT_FILENO;
-    } else {
-        descriptor_ = open(name_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-        if (descriptor_ < 0) fail("cannot open", errno);
+        regular_ = isRegular(descriptor_);
+    } else if (const int error = refusalOf(name_)) {
+        fail("cannot open", error);
     }
-    struct stat status {};
-    regular_ = fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode);
 }
 
 Output::~Output() {
@@ -46,13 +65,27 @@ Output::~Output() {
     if (descriptor_ > STDERR_FILENO) ::close(descriptor_);
 }
 
+void Output::openOnce() {
+    if (descriptor_ >= 0) return;
+    descriptor_ = open(name_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    if (descriptor_ < 0) fail("cannot open", errno);
+    regular_ = isRegular(descriptor_);
+}
+
+bool Output::isSeekable() {
+    openOnce();
+    return regular_;
+}
+
 void Output::write(const char* data, std::size_t size) {
+    openOnce();
     gathered_.insert(gathered_.end(), data, data + size);
     bytes_ += size;
     if (!regular_ || gathered_.size() >= kPieceSize) writeGathered();
 }
 
 void Output::seek(std::uint64_t position) {
+    openOnce();
     writeGathered();
     if (lseek(descriptor_, static_cast<off_t>(position), SEEK_SET) < 0) fail("cannot seek", errno);
 }
@@ -80,6 +113,7 @@ void Output::writeGathered() {
 }
 
 void Output::close() {
+    openOnce();
     writeGathered();
     const int descriptor = std::exchange(descriptor_, -1);
     if (::close(descriptor) != 0 && errno != EINTR) fail("cannot close", errno);
@@ -96,6 +130,22 @@ bool Output::waitWritable() const {
 
 void Output::fail(const char* what, int error) const {
     throw Failure(name_ + ": " + what + ": " + std::strerror(error));
+}
+
+bool isSameOutput(const std::string& one, const std::string& other) {
+    namespace fs = std::filesystem;
+    const auto pathOf = [](const std::string& name) { return fs::path(name == "-" ? "/dev/stdout" : name); };
+    std::error_code error;
+    if (fs::is_character_file(pathOf(one), error)) return false;
+    if (fs::equivalent(pathOf(one), pathOf(other), error)) return true;
+    // Of a file that is not there yet, its folder is; so may be a link to it.
+    const auto resolved = [&](const std::string& name) {
+        fs::path path = fs::absolute(pathOf(name));
+        for (int links = 0; links < kMostLinks && fs::is_symlink(path, error); ++links)
+            path = path.parent_path() / fs::read_symlink(path, error);
+        return fs::weakly_canonical(path, error);
+    };
+    return resolved(one) == resolved(other);
 }
 
 }  // namespace vncam

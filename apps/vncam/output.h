@@ -15,7 +15,8 @@ struct ClosedPipe {};
 /** Destination of a stream: a file, or standard output by the name "-". */
 class Output {
   public:
-    /** Opens `path`, emptying a file that exists. Throws Failure naming it when that is refused. */
+    /** Leaves a file as it is until the first bytes come. Throws Failure naming it when it could not be
+     * opened. */
     explicit Output(std::string path);
     ~Output();
     Output(const Output&) = delete;
@@ -30,11 +31,12 @@ class Output {
     void abandon() { abandoned_ = true; }
 
     /** Whether earlier bytes can be written over: in a file, not in a pipe. */
-    bool isSeekable() const { return regular_; }
+    bool isSeekable();
     /** The next bytes are written from there on. Throws as write() does. */
     void seek(std::uint64_t position);
 
-    /** Closes the file; throws Failure when what was written did not arrive. */
+    /** Closes the file, which is empty when nothing was written; throws Failure when what was written did
+     * not arrive. */
     void close();
 
     /** The name for messages. */
@@ -43,6 +45,7 @@ class Output {
     std::uint64_t bytes() const { return bytes_; }
 
   private:
+    void openOnce();
     void writeOut(const char* data, std::size_t size);
     void writeGathered();
     bool waitWritable() const;
@@ -55,6 +58,10 @@ class Output {
     std::atomic<bool> abandoned_{false};
     std::atomic<std::uint64_t> bytes_{0};
 };
+
+/** Whether what goes to one of two outputs would get among what goes to the other: the same file or pipe, by
+ * whatever name. Of a device like /dev/null there is none too many. */
+bool isSameOutput(const std::string& one, const std::string& other);
 
 }  // namespace vncam
 

@@ -24,7 +24,8 @@ class Track {
   public:
     enum Kind { video, audio };
 
-    /** Opens the output and acquires the source; throws Failure when either is refused. */
+    /** Takes the output, which is opened at the first frame, and acquires the source; throws Failure when
+     * either is refused. */
     Track(Kind kind, const std::string& path);
     /** Stops reading first. */
     ~Track();

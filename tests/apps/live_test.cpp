@@ -161,6 +161,40 @@ TEST_F(Live, ACameraThatIsNotThereIsNamed) {
         << film.err;
 }
 
+TEST_F(Live, AStartThatFailsLeavesFilesAsTheyAre) {
+    writeFile(path("old.h264"), "of yesterday");
+    const std::string camera = "KEP_HOST_VIDEO=file:missing.mp4 ";
+    EXPECT_EQ(run(camera + smallFilm + "--video old.h264").exit, 1);
+    EXPECT_EQ(readFile(path("old.h264")), "of yesterday");
+    EXPECT_EQ(run(camera + smallFilm + "--video new.h264").exit, 1);
+    EXPECT_FALSE(std::filesystem::exists(path("new.h264")));
+}
+
+TEST_F(Live, OneFileForBothStreamsIsRefused) {
+    writeFile(path("old"), "of yesterday");
+    ASSERT_EQ(run("ln -s old link; ln old hard; ln -s new to-new; mkdir d; mkfifo pipe").exit, 0);
+    for (const auto& [video, audio] : {std::pair{"old", "old"},
+                                       {"old", "./old"},
+                                       {"link", "old"},
+                                       {"hard", "old"},
+                                       {"new", "d/../new"},
+                                       {"to-new", "new"},
+                                       {"pipe", "./pipe"}}) {
+        const Result film = run(std::string(smallFilm) + "--video " + video + " --audio " + audio);
+        EXPECT_EQ(film.exit, 2) << video << " " << audio;
+        EXPECT_EQ(film.err, "vncam live: --video " + std::string(video) + " and --audio " + audio +
+                                " are the same file\nTry 'vncam live --help'.\n");
+    }
+    EXPECT_EQ(run(std::string(smallFilm) + "--video - --audio old >>old").exit, 2);
+    EXPECT_EQ(readFile(path("old")), "of yesterday");
+    EXPECT_FALSE(std::filesystem::exists(path("new")));
+}
+
+TEST_F(Live, NothingGetsMixedInADeviceThatKeepsNothing) {
+    const Result film = run(std::string(smallFilm) + "--seconds 0.2 --video /dev/null --audio /dev/null");
+    EXPECT_EQ(film.exit, 0) << film.err;
+}
+
 TEST_F(Live, AMicrophoneThatDisappearsIsNamedAndItsSoundKept) {
     const Result film =
         run("mkfifo mic\n"
