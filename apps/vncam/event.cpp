@@ -28,6 +28,9 @@ constexpr auto kPollInterval = 100ms;
 constexpr double kStartingSeconds = 1;
 constexpr double kEndTimeout = 30;
 
+/** What is kept of the past. */
+constexpr int kLongestPre = 30;
+constexpr int kLongestPost = 3600;
 constexpr int kOneShotPre = 3;
 constexpr int kOneShotPost = 7;
 
@@ -56,15 +59,15 @@ std::string clipUrl(const std::string& text) {
 }
 
 bool parseEvent(int argc, char** argv, EventSettings& settings) {
-    const auto seconds = [&settings](int& target, const char* option) {
-        return [&settings, &target, option](const std::string& text) {
-            target = parseInteger(option, text, 0, 3600);
+    const auto seconds = [&settings](int& target, const char* option, int most) {
+        return [&settings, &target, option, most](const std::string& text) {
+            target = parseInteger(option, text, 0, most);
             settings.ownLength = true;
         };
     };
     const std::vector<Option> options = {
-        {"pre", "S", "seconds before the event (3)", seconds(settings.pre, "--pre")},
-        {"post", "S", "seconds after it (7)", seconds(settings.post, "--post")},
+        {"pre", "S", "seconds before the event, 0 to 30 (3)", seconds(settings.pre, "--pre", kLongestPre)},
+        {"post", "S", "seconds after it (7)", seconds(settings.post, "--post", kLongestPost)},
         {"url", "URL", "file URL or name of the clip (EVT_ and the time, in the current folder)",
          [&](const std::string& text) { settings.url = clipUrl(text); }},
         {"oneshot", nullptr, "use the blocking call instead of an event service",

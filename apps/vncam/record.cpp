@@ -42,10 +42,11 @@ Resource startRecording(const RecordSettings& settings) {
     const std::string video = "codec=h264,framerate=" + std::to_string(settings.fps) +
                               ",bitrate=" + std::to_string(settings.bps) +
                               ",gop=" + std::to_string(settings.gop);
-    check(VNRecMan2(settings.size.width * settings.size.height, video.c_str(), "codec=aac", settings.segment,
-                    settings.folder.c_str(), settings.name.c_str(),
-                    settings.powerFailProtection ? "PowerFailProtection=true" : nullptr),
-          "VNRecMan2");
+    check(
+        VNRecMan2(settings.size.width * settings.size.height, video.c_str(), "codec=aac", settings.segment,
+                  settings.folder.c_str(), settings.name.c_str(),
+                  settings.plain || !settings.name.ends_with(".mp4") ? nullptr : "PowerFailProtection=true"),
+        "VNRecMan2");
     return Resource(VNRES_REC_MAN);
 }
 

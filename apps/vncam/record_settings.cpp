@@ -18,9 +18,8 @@ constexpr Usage kUsage{
     "NAME may have the fields of strftime, filled in when a file is opened: rec_%H-%M-%S.mp4. A name that "
     "is\n"
     "taken gets a number: a.mp4, a-1.mp4. It ends in .mp4 or .ts. A file that is being written is called\n"
-    "NAME.part. With --power-fail-protection each second is on the disk before the next, and `vncam "
-    "recover`\n"
-    "finishes what a power cut has left; without it an .mp4 that is cut short is lost.\n"
+    "NAME.part. Each second of it is on the disk before the next: after a power cut `vncam recover`\n"
+    "finishes what is there. With --plain an .mp4 that is cut short is lost.\n"
     "On a terminal the keys + and - change the volume of the microphone, m mutes it.\n"
     "The recording ends after --seconds or by Ctrl-C; the names of the files go to standard output. When\n"
     "--seconds is a number of whole segments there are just so many files, each of full length: what has\n"
@@ -57,8 +56,8 @@ std::vector<Option> recordOptions(RecordSettings& settings) {
         {"bps", "N", "video bits per second (2000000)", integer(settings.bps, "--bps", 10000, 200000000)},
         {"gop", "N", "frames from one key frame to the next (15)", integer(settings.gop, "--gop", 1, 100000)},
         {"segment", "S", "seconds in a file (60)", integer(settings.segment, "--segment", 1, 86400)},
-        {"power-fail-protection", nullptr, "lose no more than the last second in a power cut",
-         [&](const std::string&) { settings.powerFailProtection = true; }},
+        {"plain", nullptr, "an .mp4 without fragments, with its index at the end",
+         [&](const std::string&) { settings.plain = true; }},
         {"dir", "DIR", "folder for the files (.)",
          [&](const std::string& text) { settings.folder = namePart("--dir", text); }},
         {"name", "NAME", "name of the files (rec_%Y-%m-%d_%H-%M-%S.mp4)",
@@ -76,8 +75,7 @@ void checkName(const RecordSettings& settings) {
     const bool isMp4 = name.size() > 4 && name.ends_with(".mp4");
     if (!isMp4 && !(name.size() > 3 && name.ends_with(".ts")))
         throw UsageError("--name '" + name + "' ends neither in .mp4 nor in .ts");
-    if (settings.powerFailProtection && !isMp4)
-        throw UsageError("--name '" + name + "': power-fail protection is for .mp4");
+    if (settings.plain && !isMp4) throw UsageError("--name '" + name + "': --plain is for .mp4");
 }
 
 }  // namespace

@@ -14,8 +14,8 @@ struct RecordSettings {
     int fps = 30;
     int bps = 2000000;
     int gop = 15;
-    int segment = 60; /**< seconds */
-    bool powerFailProtection = false;
+    int segment = 60;   /**< seconds */
+    bool plain = false; /**< an index at the end instead of fragments */
     std::string folder = ".";
     std::string name = "rec_%Y-%m-%d_%H-%M-%S.mp4";
     double seconds = 0; /**< 0: no end */

@@ -15,14 +15,11 @@ double between(RecordingLength::Time from, RecordingLength::Time to) {
 
 }  // namespace
 
-// A segment is cut at a key frame. Where these are farther from each other than segments are long, no length
-// is to be relied on.
 RecordingLength::RecordingLength(const RecordSettings& settings)
     : seconds_(settings.seconds),
       segment_(settings.segment),
       picture_(1. / settings.fps),
-      accuracy_(std::min(0.1 + 1.5 * picture_, segment_ / 2)),
-      byClock_(settings.gop * picture_ > segment_) {}
+      accuracy_(std::min(0.1 + 1.5 * picture_, segment_ / 2)) {}
 
 void RecordingLength::fileOpened(Time now) {
     if (begin_ == Time()) begin_ = now;

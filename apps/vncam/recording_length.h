@@ -39,7 +39,7 @@ class RecordingLength {
     const double segment_;
     const double picture_;  /**< how long one is shown, in seconds */
     const double accuracy_; /**< with which a file's length tells where it was cut */
-    bool byClock_;
+    bool byClock_ = false;
     bool complete_ = false;
     bool open_ = false;
     int closed_ = 0;

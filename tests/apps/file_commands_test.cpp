@@ -114,8 +114,7 @@ TEST_F(FileCommands, DemuxSaysWhatIsWrong) {
 }
 
 TEST_F(FileCommands, HeadersOfFinishedAndRecoveredRecordingsTellTheirLength) {
-    const Result made = run(
-        "vncam record --size 640x360 --segment 2 --seconds 2 --power-fail-protection --dir . --name rec.mp4");
+    const Result made = run("vncam record --size 640x360 --segment 2 --seconds 2 --dir . --name rec.mp4");
     ASSERT_EQ(made.exit, 0) << made.err;
     const std::string whole = readFile(path("rec.mp4"));
     const std::size_t box = whole.find("mehd");

@@ -42,7 +42,7 @@ std::vector<std::string> lines(const std::string& text) {
 }
 
 TEST_F(Record, MakesSegmentsOfTheLengthAsked) {
-    const Result made = record("--segment 1 --seconds 3.5 --name a.mp4 --dir . --power-fail-protection");
+    const Result made = record("--segment 1 --seconds 3.5 --name a.mp4 --dir .");
     ASSERT_EQ(made.exit, 0) << made.err;
     const std::vector<std::string> files = lines(made.out);
     ASSERT_EQ(files.size(), 4U) << made.out;
@@ -59,7 +59,7 @@ TEST_F(Record, MakesSegmentsOfTheLengthAsked) {
 }
 
 TEST_F(Record, AWholeNumberOfSegmentsGivesJustSoManyFiles) {
-    const Result made = record("--segment 2 --seconds 4 --name a.mp4 --power-fail-protection");
+    const Result made = record("--segment 2 --seconds 4 --name a.mp4");
     ASSERT_EQ(made.exit, 0) << made.err;
     EXPECT_EQ(made.out, "./a.mp4\n./a-1.mp4\n");
     EXPECT_THAT(made.err, HasSubstr("vncam record: 2 files, "));
@@ -68,6 +68,25 @@ TEST_F(Record, AWholeNumberOfSegmentsGivesJustSoManyFiles) {
         expectPlayable(file);
         EXPECT_NEAR(seconds(file), 2, 0.5) << file;
     }
+}
+
+TEST_F(Record, SegmentsHaveTheirLengthWhateverTheGroupIs) {
+    const Result made = record("--segment 1 --seconds 2 --gop 300 --name a.mp4");
+    ASSERT_EQ(made.exit, 0) << made.err;
+    EXPECT_EQ(made.out, "./a.mp4\n./a-1.mp4\n");
+    for (const char* const file : {"a.mp4", "a-1.mp4"}) EXPECT_NEAR(seconds(file), 1, 0.1) << file;
+}
+
+TEST_F(Record, AFileHasFragmentsUnlessItIsToBePlain) {
+    const auto fragments = [this] {
+        return run("vncam info --json a.mp4 | grep -c '\"fragments\": 0[,}]'").out;
+    };
+    ASSERT_EQ(record("--segment 10 --seconds 1 --name a.mp4").exit, 0);
+    EXPECT_EQ(fragments(), "0\n");
+    ASSERT_EQ(run("rm a.mp4").exit, 0);
+    ASSERT_EQ(record("--segment 10 --seconds 1 --name a.mp4 --plain").exit, 0);
+    EXPECT_EQ(fragments(), "1\n");
+    expectPlayable("a.mp4");
 }
 
 TEST_F(Record, LeavesNoFileThatWasBegunBehindTheLastAndOpensLate) {
@@ -149,7 +168,7 @@ TEST_F(Record, ATerminalThatGoesAwayFinishesTheFile) {
 
 TEST_F(Record, OneThatIsKilledIsRecovered) {
     const Result made =
-        run("vncam record --size 640x360 --segment 60 --power-fail-protection --name a.mp4 & pid=$!;"
+        run("vncam record --size 640x360 --segment 60 --name a.mp4 & pid=$!;"
             " for i in {1..600}; do [ $(stat -c %s a.mp4.part 2>/dev/null || echo 0) -gt 100000 ] && break;"
             " sleep 0.1; done; kill -KILL $pid; wait $pid");
     EXPECT_EQ(made.exit, 137);
@@ -160,10 +179,10 @@ TEST_F(Record, OneThatIsKilledIsRecovered) {
 }
 
 TEST_F(Record, ARecordingThatGoesOnIsNotRecovered) {
-    const Result made = run(
-        "vncam record --size 640x360 --segment 60 --seconds 3 --power-fail-protection --name a.mp4 & pid=$!;"
-        " for i in {1..600}; do [ -s a.mp4.part ] && break; sleep 0.1; done; vncam recover . >told; wait "
-        "$pid");
+    const Result made =
+        run("vncam record --size 640x360 --segment 60 --seconds 3 --name a.mp4 & pid=$!;"
+            " for i in {1..600}; do [ -s a.mp4.part ] && break; sleep 0.1; done; vncam recover . >told; wait "
+            "$pid");
     EXPECT_EQ(made.exit, 0) << made.err;
     EXPECT_EQ(readFile(path("told")), "./a.mp4.part: unchanged: still being written\n");
     expectPlayable("a.mp4");
@@ -180,7 +199,7 @@ TEST_F(Record, WrongCommandLinesAreRefused) {
                {"--name .mp4", "--name '.mp4' ends neither in .mp4 nor in .ts"},
                {"--name b/a.mp4", "--name 'b/a.mp4': put the folder into --dir"},
                {"--name a,b.mp4", "--name 'a,b.mp4': a name must not contain , { or }"},
-               {"--name a.ts --power-fail-protection", "--name 'a.ts': power-fail protection is for .mp4"},
+               {"--name a.ts --plain", "--name 'a.ts': --plain is for .mp4"},
                {"more", "unexpected argument 'more'"}};
     for (const auto& one : all) {
         const Result refused = run(std::string("vncam record ") + one.options);
@@ -241,7 +260,7 @@ TEST_F(Event, TheOneShotFormWaitsForItsClip) {
 TEST_F(Event, AnInterruptBeforeTheEventEndsWithoutAClip) {
     // The stop comes when the service has been started, which the stream of traces shows.
     const Result made =
-        run("KEP_HOST_LOG=28 vncam event --pre 60 --url clip.mp4 2>lines & event=$!; for i in {1..600}; do"
+        run("KEP_HOST_LOG=28 vncam event --pre 30 --url clip.mp4 2>lines & event=$!; for i in {1..600}; do"
             " grep -q VNStart lines && break; sleep 0.1; done; kill -INT $event; wait $event");
     EXPECT_EQ(made.exit, 1);
     std::stringstream lines;
@@ -266,7 +285,8 @@ TEST_F(Event, RefusalsNameTheThing) {
     const struct {
         const char* options;
         const char* told;
-    } all[] = {{"--pre -1", "--pre '-1': not a whole number from 0 to 3600"},
+    } all[] = {{"--pre -1", "--pre '-1': not a whole number from 0 to 30"},
+               {"--pre 31", "--pre '31': not a whole number from 0 to 30"},
                {"--url http://a/b.mp4", "--url 'http://a/b.mp4': not a file URL or a file name"},
                {"--url a/", "--url 'a/': not a file URL or a file name"},
                {"--url a,b.mp4", "--url 'a,b.mp4': a name must not contain , { or }"},
