@@ -1,16 +1,76 @@
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
 #include "command.h"
 #include "options.h"
+#include "output.h"
 #include "resource.h"
 #include "values.h"
 
 namespace vncam {
 namespace {
 
-constexpr Usage kUsage{"snap", "", "Takes a still picture and writes it as a JPEG file.",
-                       "An existing file is replaced only once the new picture is complete."};
+constexpr Usage kUsage{
+    "snap", "", "Takes a still picture and writes it as a JPEG file.",
+    "An existing file is replaced only once the new picture is complete. FILE may be - for "
+    "standard\noutput: vncam snap -o - | feh -"};
+
+/** Another extension would lie about what is in the file. */
+void checkName(const std::string& file) {
+    if (file.empty()) throw UsageError("missing option: -o FILE");
+    std::string extension = std::filesystem::path(file).extension();
+    std::ranges::transform(extension, extension.begin(),
+                           [](unsigned char letter) { return std::tolower(letter); });
+    if (!extension.empty() && extension != ".jpg" && extension != ".jpeg")
+        throw UsageError("--output '" + file + "': pictures are JPEG files: NAME.jpg");
+}
+
+void take(const std::string& path, Size size, const std::string& name) {
+    check(VNTakePic(path.c_str(), size.width, size.height), name + ": VNTakePic");
+}
+
+/** A folder that is gone with this object. */
+class TemporaryFolder {
+  public:
+    TemporaryFolder() {
+        std::string pattern = std::filesystem::temp_directory_path() / "vncamXXXXXX";
+        if (!mkdtemp(pattern.data())) throw Failure(pattern + ": cannot make the folder");
+        path_ = pattern;
+    }
+    ~TemporaryFolder() {
+        std::error_code left;
+        std::filesystem::remove_all(path_, left);
+    }
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+    const std::filesystem::path& path() const { return path_; }
+
+  private:
+    std::filesystem::path path_;
+};
+
+/** Pictures are files; this one is copied. */
+void takeToStandardOutput(Size size) {
+    Output output("-");
+    const TemporaryFolder folder;
+    const std::string file = folder.path() / "picture.jpg";
+    take(file, size, output.name());
+    std::ifstream picture(file, std::ios::binary);
+    const std::string bytes{std::istreambuf_iterator<char>(picture), {}};
+    try {
+        output.write(bytes.data(), bytes.size());
+        output.close();
+    } catch (const ClosedPipe&) {
+        return;  // the reader has seen enough
+    }
+}
 
 }  // namespace
 
@@ -25,8 +85,12 @@ int runSnap(int argc, char** argv) {
     std::vector<std::string> operands;
     if (!parseOptions(argc, argv, kUsage, options, operands)) return exitOk;
     if (!operands.empty()) throw UsageError("unexpected argument '" + operands.front() + "'");
-    if (file.empty()) throw UsageError("missing option: -o FILE");
-    check(VNTakePic(file.c_str(), size.width, size.height), file + ": VNTakePic");
+    checkName(file);
+    if (file == "-") {
+        takeToStandardOutput(size);
+    } else {
+        take(file, size, file);
+    }
     return exitOk;
 }
 

@@ -32,12 +32,26 @@ TEST_F(Snap, WrongCommandLinesAreRefused) {
                {"-x", "unknown option '-x'"},
                {"-o a.jpg --size 641x360",
                 "--size '641x360': not WIDTHxHEIGHT; width and height are even numbers from 16 to 8192"},
+               {"-o a.png", "--output 'a.png': pictures are JPEG files: NAME.jpg"},
                {"-o a.jpg b.jpg", "unexpected argument 'b.jpg'"}};
     for (const auto& one : all) {
         const Result refused = run(std::string("vncam snap ") + one.options);
         EXPECT_EQ(refused.exit, 2) << one.options;
         EXPECT_EQ(refused.err, std::string("vncam snap: ") + one.told + "\nTry 'vncam snap --help'.\n");
     }
+}
+
+TEST_F(Snap, WritesToAPipe) {
+    const Result taken = run("TMPDIR=$PWD vncam snap --size 640x360 -o - | cat >a.jpg");
+    ASSERT_EQ(taken.exit, 0) << taken.err;
+    EXPECT_EQ(taken.err, "");
+    EXPECT_EQ(probe("a.jpg", "stream=width"), "640");
+    EXPECT_EQ(decodeErrors("a.jpg"), "");
+    EXPECT_EQ(run("ls").out, "a.jpg\n");
+    EXPECT_EQ(run("vncam snap -o - | true").exit, 0);
+    const Result full = run("vncam snap -o - >/dev/full");
+    EXPECT_EQ(full.exit, 1);
+    EXPECT_EQ(full.err, "vncam snap: standard output: cannot write: No space left on device\n");
 }
 
 TEST_F(Snap, WhatCannotBeWrittenIsNamed) {
