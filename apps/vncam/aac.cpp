@@ -141,7 +141,7 @@ void encode(const AacSettings& settings) {
     output.close();
     if (!settings.isQuiet)
         report("aac", output.name() + ": " + lengthText(static_cast<double>(frames) / wav.rate()) + ", " +
-                          std::to_string(output.bytes()) + " bytes");
+                          countText(output.bytes(), "byte"));
 }
 
 void decode(const AacSettings& settings) {
@@ -181,9 +181,9 @@ std::optional<AacSettings> parseAac(int argc, char** argv) {
     AacSettings settings;
     const std::vector<Option> options = {
         {"bps", "N", "bits per second; 0 for 64000 a channel (0); for encode, as the next",
-         [&](const std::string& text) { settings.bps = parseInteger("--bps", text, 0, 2'000'000); }},
+         bitRateInto(settings.bps, "--bps", 0, 2'000'000)},
         {"bandwidth", "HZ", "highest frequency; 0 for what suits the bit rate (0)",
-         [&](const std::string& text) { settings.bandWidth = parseInteger("--bandwidth", text, 0, 48'000); }},
+         integerInto(settings.bandWidth, "--bandwidth", 0, 48'000)},
         {"quiet", nullptr, "no summary", [&](const std::string&) { settings.isQuiet = true; }},
     };
     std::vector<std::string> operands;

@@ -51,7 +51,7 @@ void printHelp(std::FILE* out) {
     for (const Command& command : kCommands) std::fprintf(out, "  %-10s %s\n", command.name, command.summary);
     std::fputs(
         "\n"
-        "      --help     show this help; `vncam COMMAND --help` shows that of a command\n"
+        "      --help     show this help; `vncam help COMMAND` shows that of a command\n"
         "      --version  show the version\n\n"
         "Exit status: 0 success, 1 failure, 2 usage error.\n",
         out);
@@ -87,6 +87,19 @@ int runCommand(const Command& command, int argc, char** argv) {
     }
 }
 
+/** `help`, or `help COMMAND`. */
+int showHelp(int argc, char** argv) {
+    if (argc == 1) {
+        printHelp(stdout);
+        return exitOk;
+    }
+    const Command* const command = findCommand(argv[1]);
+    if (!command) return wrongCommandLine("vncam", std::string("unknown command '") + argv[1] + "'");
+    char help[] = "--help";
+    char* arguments[] = {argv[1], help, nullptr};
+    return runCommand(*command, 2, arguments);
+}
+
 }  // namespace
 
 int runCommandLine(int argc, char** argv) {
@@ -103,6 +116,7 @@ int runCommandLine(int argc, char** argv) {
         printVersion();
         return exitOk;
     }
+    if (std::strcmp(first, "help") == 0) return showHelp(argc, argv);
     if (first[0] == '-') return wrongCommandLine("vncam", std::string("unknown option '") + first + "'");
     const Command* command = findCommand(first);
     if (!command) return wrongCommandLine("vncam", std::string("unknown command '") + first + "'");

@@ -76,8 +76,8 @@ class Demultiplexer {
     }
 
     std::string summary() const {
-        return settings_.file + ": " + std::to_string(video_.packets) + " pictures, " +
-               std::to_string(audio_.packets) + " packets of audio";
+        return settings_.file + ": " + countText(video_.packets, "picture") + ", " +
+               countText(audio_.packets, "audio packet");
     }
 
   private:

@@ -53,6 +53,7 @@ std::string clipUrl(const std::string& text) {
     std::string url = urlOfPath(text);
     if (!url.starts_with("file://") || pathOfUrl(url).empty() || url.ends_with('/'))
         throw UsageError("--url '" + text + "': not a file URL or a file name");
+    if (!url.ends_with(".mp4")) throw UsageError("--url '" + text + "': clips are MP4 files: NAME.mp4");
     if (url.find_first_of(",{}") != std::string::npos)
         throw UsageError("--url '" + text + "': a name must not contain , { or }");
     return url;
@@ -120,8 +121,10 @@ std::string byService(const EventSettings& settings) {
         const std::string name = messageValue(*message, "name");
         if (name == "recordStop") return pathOfUrl(messageValue(*message, "url"));
         // A failed encoder is reopened and the clip continues; only a file failure is final.
-        if (name == "failed" && messageValue(*message, "media") == "file")
-            throw Failure("no clip: " + messageValue(*message, "reason"));
+        if (name != "failed" || messageValue(*message, "media") != "file") continue;
+        const std::string kept = pathOfUrl(messageValue(*message, "kept"));
+        throw Failure((kept.empty() ? "no clip: " : "clip incomplete: " + kept + ": ") +
+                      messageValue(*message, "reason"));
     }
     throw Failure("no clip: the event service reported none");
 }

@@ -52,8 +52,7 @@ std::string text(const Mp4Track& track) {
     std::string all = printable(track.codec);
     if (track.width > 0) all += " " + std::to_string(track.width) + "x" + std::to_string(track.height);
     if (track.sampleRate > 0) all += " " + std::to_string(track.sampleRate) + " Hz";
-    if (track.channels > 0)
-        all += " " + std::to_string(track.channels) + (track.channels == 1 ? " channel" : " channels");
+    if (track.channels > 0) all += " " + countText(static_cast<std::uint64_t>(track.channels), "channel");
     return all;
 }
 

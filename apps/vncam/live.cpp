@@ -49,11 +49,6 @@ constexpr Usage kUsage{
     "Filming ends after --seconds or on Ctrl-C; the files are complete either way."};
 
 std::vector<Option> liveOptions(LiveSettings& settings) {
-    const auto integer = [](int& target, const char* option, int least, int most) {
-        return [&target, option, least, most](const std::string& text) {
-            target = parseInteger(option, text, least, most);
-        };
-    };
     const auto file = [](std::string& target, const char* option) {
         return [&target, option](const std::string& text) {
             if (text.empty()) throw UsageError(std::string(option) + " needs a file name");
@@ -67,12 +62,13 @@ std::vector<Option> liveOptions(LiveSettings& settings) {
          [&](const std::string& text) { settings.size = parseSize("--size", text); }},
         {"switch", "WxH@S", "change the picture size at second S; may be given again for later seconds",
          [&](const std::string& text) { settings.switches.push_back(parseSizeSwitch("--switch", text)); }},
-        {"fps", "N", "frames per second (30)", integer(settings.fps, "--fps", 1, 120)},
-        {"bps", "N", "video bits per second (2000000)", integer(settings.bps, "--bps", 10000, 200000000)},
-        {"gop", "N", "frames from one key frame to the next (30)", integer(settings.gop, "--gop", 1, 100000)},
-        {"rate", "HZ", "audio samples per second (48000)", integer(settings.rate, "--rate", 8000, 96000)},
-        {"channels", "N", "audio channels (1)", integer(settings.channels, "--channels", 1, 2)},
-        {"abps", "N", "audio bits per second (64000)", integer(settings.audioBps, "--abps", 8000, 512000)},
+        {"fps", "N", "frames per second (30)", integerInto(settings.fps, "--fps", 1, 120)},
+        {"bps", "N", "video bits per second (2M)", bitRateInto(settings.bps, "--bps", 10000, 200000000)},
+        {"gop", "N", "frames from one key frame to the next (30)",
+         integerInto(settings.gop, "--gop", 1, 100000)},
+        {"rate", "HZ", "audio samples per second (48000)", integerInto(settings.rate, "--rate", 8000, 96000)},
+        {"channels", "N", "audio channels (1)", integerInto(settings.channels, "--channels", 1, 2)},
+        {"abps", "N", "audio bits per second (64k)", bitRateInto(settings.audioBps, "--abps", 8000, 512000)},
         {"seconds", "S", "length of the film; 0 for no end (0)",
          [&](const std::string& text) { settings.seconds = parseSeconds("--seconds", text); }},
         {"quiet", nullptr, "no progress and no summary", [&](const std::string&) { settings.quiet = true; }},
@@ -153,7 +149,7 @@ std::string progressText(const Tracks& tracks, double seconds, const SoundDevice
     std::string text = "vncam live  " + clockText(tracks.front()->second());
     if (seconds > 0) text += " / " + clockText(seconds);
     for (const auto& track : tracks) {
-        text += std::string("  ") + track->media() + " " + std::to_string(track->frames()) + " frames";
+        text += std::string("  ") + track->media() + " " + countText(track->frames(), "frame");
         if (track->lost() > 0) text += " (" + std::to_string(track->lost()) + " lost)";
     }
     if (microphone) text += "  " + microphone->text();

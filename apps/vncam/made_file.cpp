@@ -1,11 +1,11 @@
 #include "made_file.h"
 
-#include <cstdio>
 #include <filesystem>
 
 #include "recordings/failure.h"
 #include "recordings/recording_check.h"
 #include "recordings/recovery.h"
+#include "terminal.h"
 
 namespace vncam {
 
@@ -40,10 +40,7 @@ std::optional<double> secondsOf(const std::string& path) {
 
 std::string lengthAndSize(const std::string& path, std::optional<double> seconds) {
     if (!seconds) return path + ": gone";
-    char text[64];
-    std::snprintf(text, sizeof text, ": %.1f s, %llu bytes", *seconds,
-                  static_cast<unsigned long long>(bytesOf(path)));
-    return path + text;
+    return path + ": " + lengthText(*seconds) + ", " + countText(bytesOf(path), "byte");
 }
 
 }  // namespace vncam

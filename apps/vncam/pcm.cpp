@@ -107,7 +107,7 @@ class Capture {
 
     std::string summary() const {
         return sink_.name() + ": " + std::to_string(frames_) + " samples, " + lengthText(second()) +
-               ", peak " + decibelText(meter_.peak()) + ", " + std::to_string(lost_) + " frames lost";
+               ", peak " + decibelText(meter_.peak()) + ", " + countText(lost_, "frame") + " lost";
     }
 
   private:

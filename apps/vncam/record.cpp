@@ -37,7 +37,7 @@ double secondsSince(steady_clock::time_point time) {
 
 /** Starts a recording, which is then acquired as VNRES_REC_MAN. */
 Resource startRecording(const RecordSettings& settings) {
-    if (access(settings.folder.c_str(), W_OK | X_OK) != 0)
+    if (access((settings.folder + "/").c_str(), W_OK | X_OK) != 0)  // "/": a file is "Not a directory"
         throw Failure(settings.folder + ": cannot write to the folder: " + std::strerror(errno));
     const std::string video = "codec=h264,framerate=" + std::to_string(settings.fps) +
                               ",bitrate=" + std::to_string(settings.bps) +
@@ -86,8 +86,8 @@ class Recording {
     }
 
     void sumUp() const {
-        report("record", std::to_string(files_) + (files_ == 1 ? " file" : " files") + ", " +
-                             std::to_string(bytes_) + " bytes, " + std::to_string(lost_) + " frames lost");
+        report("record", countText(static_cast<std::uint64_t>(files_), "file") + ", " +
+                             countText(bytes_, "byte") + ", " + countText(lost_, "frame") + " lost");
     }
 
   private:
@@ -130,8 +130,7 @@ class Recording {
             const std::uint64_t lost = std::stoull("0" + messageValue(message, "lost"));
             lost_ += lost;
             if (messageValue(message, "media") == "video") length_.picturesLost(lost);
-            report("record",
-                   messageValue(message, "lost") + " " + messageValue(message, "media") + " frames lost");
+            report("record", countText(lost, messageValue(message, "media") + " frame") + " lost");
         } else if (name == "deviceLost") {
             report("record", "the " + messageValue(message, "media") + " device " +
                                  messageValue(message, "device") + " is lost");
@@ -140,6 +139,10 @@ class Recording {
     }
 
     void takeFile(const std::string& path) {
+        if (access(path.c_str(), F_OK) != 0) {
+            report("record", path + ": gone");
+            return;
+        }
         ++files_;
         bytes_ += bytesOf(path);
         const bool isCounted = settings_.seconds > 0;

@@ -44,18 +44,14 @@ std::string namePart(const char* option, const std::string& text) {
 }
 
 std::vector<Option> recordOptions(RecordSettings& settings) {
-    const auto integer = [](int& target, const char* option, int least, int most) {
-        return [&target, option, least, most](const std::string& text) {
-            target = parseInteger(option, text, least, most);
-        };
-    };
     return {
         {"size", "WxH", "picture size: 1920x1080, 1280x720 or 640x360 (1920x1080)",
          [&](const std::string& text) { settings.size = recordedSize(text); }},
-        {"fps", "N", "frames per second, 1 to 30 (30)", integer(settings.fps, "--fps", 1, 30)},
-        {"bps", "N", "video bits per second (2000000)", integer(settings.bps, "--bps", 10000, 200000000)},
-        {"gop", "N", "frames from one key frame to the next (15)", integer(settings.gop, "--gop", 1, 100000)},
-        {"segment", "S", "seconds in a file (60)", integer(settings.segment, "--segment", 1, 86400)},
+        {"fps", "N", "frames per second, 1 to 30 (30)", integerInto(settings.fps, "--fps", 1, 30)},
+        {"bps", "N", "video bits per second (2M)", bitRateInto(settings.bps, "--bps", 10000, 200000000)},
+        {"gop", "N", "frames from one key frame to the next (15)",
+         integerInto(settings.gop, "--gop", 1, 100000)},
+        {"segment", "S", "seconds in a file (60)", integerInto(settings.segment, "--segment", 1, 86400)},
         {"plain", nullptr, "an .mp4 without fragments, with its index at the end",
          [&](const std::string&) { settings.plain = true; }},
         {"dir", "DIR", "folder for the files (.)",

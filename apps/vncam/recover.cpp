@@ -30,14 +30,13 @@ constexpr Usage kUsage{
 constexpr std::size_t kMostLines = 20;
 
 std::string packetsText(std::uint64_t packets) {
-    return packets == 0 ? "no packet damaged"
-                        : std::to_string(packets) + (packets == 1 ? " packet damaged" : " packets damaged");
+    return (packets == 0 ? "no packet" : countText(packets, "packet")) + " damaged";
 }
 
 std::string text(const Damage& damage) {
     using Kind = Damage::Kind;
-    const std::string place = " at byte " + std::to_string(damage.begin) + ": " +
-                              std::to_string(damage.end - damage.begin) + " bytes";
+    const std::string place =
+        " at byte " + std::to_string(damage.begin) + ": " + countText(damage.end - damage.begin, "byte");
     switch (damage.kind) {
         case Kind::header:
             return "header" + place + ", restored from its copy";

@@ -69,7 +69,11 @@ constexpr SettingRow kSettings[] = {
     {"KEP_HOST_VIDEO", "test"},
     {"KEP_HOST_AUDIO", "test"},
     {"KEP_HOST_SPEAKER", "null"},
+    {"KEP_HOST_PRERECORD", "always"},
+    {"KEP_HOST_SHM", "the names of a board"},
+    {"KEP_HOST_PEOPLE_MODEL", "built in"},
     {"KEP_HOST_LOG", "8"},
+    {"KEP_HOST_LOG_FORMAT", "full"},
 };
 
 void printSettings() {
@@ -77,7 +81,7 @@ void printSettings() {
     for (const SettingRow& row : kSettings) {
         const char* value = std::getenv(row.variable);
         const bool set = value && *value;
-        std::printf("  %-16s  %s%s\n", row.variable, set ? value : row.whenUnset, set ? "" : " (not set)");
+        std::printf("  %-21s  %s%s\n", row.variable, set ? value : row.whenUnset, set ? "" : " (not set)");
     }
 }
 

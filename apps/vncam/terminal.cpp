@@ -44,6 +44,10 @@ std::string lengthText(double seconds) {
     return text;
 }
 
+std::string countText(std::uint64_t count, const std::string& thing) {
+    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
+}
+
 std::string clockText(double seconds) {
     const long whole = static_cast<long>(seconds);
     char text[48];

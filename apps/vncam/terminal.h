@@ -1,6 +1,7 @@
 #ifndef VNCAM_TERMINAL_H
 #define VNCAM_TERMINAL_H
 
+#include <cstdint>
 #include <string>
 
 namespace vncam {
@@ -16,6 +17,9 @@ void clearProgress();
 
 /** A length as summaries have it: 12.3 s. */
 std::string lengthText(double seconds);
+
+/** So many things, the name of one given: 1 frame, 2 frames. */
+std::string countText(std::uint64_t count, const std::string& thing);
 
 /** Seconds as a clock shows them: 0:07, 12:30, 1:02:03. */
 std::string clockText(double seconds);

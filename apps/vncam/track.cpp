@@ -111,8 +111,8 @@ double Track::second() const {
 }
 
 std::string Track::summary() const {
-    return output_.name() + ": " + std::to_string(frames()) + " " + media() + " frames, " +
-           std::to_string(output_.bytes()) + " bytes, " +
+    return output_.name() + ": " + countText(frames(), std::string(media()) + " frame") + ", " +
+           countText(output_.bytes(), "byte") + ", " +
            lengthText(static_cast<double>(frames()) / framesPerSecond_) + ", " + std::to_string(lost()) +
            " lost";
 }

@@ -64,6 +64,26 @@ int parseInteger(const char* option, const std::string& text, int least, int mos
     return value;
 }
 
+int parseBitRate(const char* option, const std::string& text, int least, int most) {
+    const double unit = text.ends_with('k') ? 1e3 : text.ends_with('M') ? 1e6 : 1;
+    double value = 0;
+    const bool isNumber = readNumber(unit > 1 ? text.substr(0, text.size() - 1) : text, value);
+    value *= unit;
+    if (!isNumber || value != std::floor(value) || value < least || value > most)
+        refuse(option, text,
+               "not a bit rate from " + std::to_string(least) + " to " + std::to_string(most) +
+                   "; 2000000, 2M and 500k are bit rates");
+    return static_cast<int>(value);
+}
+
+std::function<void(const std::string&)> integerInto(int& target, const char* option, int least, int most) {
+    return [=, &target](const std::string& text) { target = parseInteger(option, text, least, most); };
+}
+
+std::function<void(const std::string&)> bitRateInto(int& target, const char* option, int least, int most) {
+    return [=, &target](const std::string& text) { target = parseBitRate(option, text, least, most); };
+}
+
 double parseSeconds(const char* option, const std::string& text) {
     double seconds = 0;
     if (!readSeconds(text, seconds)) refuse(option, text, "not a number of seconds");

@@ -1,6 +1,7 @@
 #ifndef VNCAM_VALUES_H
 #define VNCAM_VALUES_H
 
+#include <functional>
 #include <string>
 
 namespace vncam {
@@ -22,6 +23,13 @@ struct SizeSwitch {
 // Each takes the option's name for its message and throws UsageError for text that is not such a value.
 
 int parseInteger(const char* option, const std::string& text, int least, int most);
+
+/** Bits per second: 2000000, 2M or 500k. */
+int parseBitRate(const char* option, const std::string& text, int least, int most);
+
+/** For Option::apply: sets `target`, which outlives the options. */
+std::function<void(const std::string&)> integerInto(int& target, const char* option, int least, int most);
+std::function<void(const std::string&)> bitRateInto(int& target, const char* option, int least, int most);
 
 /** A count of seconds, fractions allowed. */
 double parseSeconds(const char* option, const std::string& text);

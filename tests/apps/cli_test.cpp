@@ -30,6 +30,14 @@ TEST_F(Cli, EveryCommandHasHelpAndVersion) {
     }
 }
 
+TEST_F(Cli, HelpIsACommandToo) {
+    EXPECT_EQ(run("vncam help").out, run("vncam --help").out);
+    EXPECT_EQ(run("vncam help snap").out, run("vncam snap --help").out);
+    const Result unknown = run("vncam help fly");
+    EXPECT_EQ(unknown.exit, 2);
+    EXPECT_EQ(unknown.err, "vncam: unknown command 'fly'\nTry 'vncam --help'.\n");
+}
+
 TEST_F(Cli, LiveHelpNamesEveryOption) {
     const std::string help = run("vncam live --help").out;
     for (const char* option : {"video", "audio", "size", "switch", "fps", "bps", "gop", "rate", "channels",
@@ -92,7 +100,8 @@ INSTANTIATE_TEST_SUITE_P(
         WrongLine{"live --fps 30x", "vncam live: --fps '30x': not a whole number from 1 to 120"},
         WrongLine{"live --fps ''", "vncam live: --fps '': not a whole number from 1 to 120"},
         WrongLine{"live --bps 99999999999",
-                  "vncam live: --bps '99999999999': not a whole number from 10000 to 200000000"},
+                  "vncam live: --bps '99999999999': not a bit rate from 10000 to 200000000; "
+                  "2000000, 2M and 500k are bit rates"},
         WrongLine{"live --gop -1", "vncam live: --gop '-1': not a whole number from 1 to 100000"},
         WrongLine{"live --channels 3", "vncam live: --channels '3': not a whole number from 1 to 2"},
         WrongLine{"live --seconds soon", "vncam live: --seconds 'soon': not a number of seconds"},
@@ -122,7 +131,9 @@ INSTANTIATE_TEST_SUITE_P(
         WrongLine{"aac encode a.wav", "vncam aac: missing operand: OUT"},
         WrongLine{"aac encode a.wav b.aac c", "vncam aac: unexpected argument 'c'"},
         WrongLine{"aac transcode a b", "vncam aac: 'transcode': not encode or decode"},
-        WrongLine{"aac encode --bps x a b", "vncam aac: --bps 'x': not a whole number from 0 to 2000000"},
+        WrongLine{
+            "aac encode --bps x a b",
+            "vncam aac: --bps 'x': not a bit rate from 0 to 2000000; 2000000, 2M and 500k are bit rates"},
         WrongLine{"aac encode --bandwidth 48001 a b",
                   "vncam aac: --bandwidth '48001': not a whole number from 0 to 48000"},
         WrongLine{"volume", "vncam volume: missing operand: mic or speaker"},
@@ -202,6 +213,9 @@ TEST_F(Cli, SourcesListsEveryResourceAndSetting) {
         EXPECT_TRUE(std::regex_search(result.out, std::regex(std::string(name) + ".*  available\n"))) << name;
     EXPECT_TRUE(std::regex_search(result.out, std::regex("\n  KEP_HOST_VIDEO +file:x.mp4\n"))) << result.out;
     EXPECT_TRUE(std::regex_search(result.out, std::regex("\n  KEP_HOST_SPEAKER +null \\(not set\\)\n")));
+    for (const char* const variable : {"AUDIO", "PRERECORD", "SHM", "PEOPLE_MODEL", "LOG", "LOG_FORMAT"})
+        EXPECT_NE(result.out.find("\n  KEP_HOST_" + std::string(variable) + " "), std::string::npos)
+            << variable;
     EXPECT_NE(result.out.find("\nDevices found:\n"), std::string::npos);
 }
 

@@ -61,6 +61,11 @@ TEST_F(Live, SumsUpOnStandardError) {
         << film.err;
 }
 
+TEST_F(Live, CountsOneAsOne) {
+    const Result film = run(std::string(smallFilm) + "--seconds 0.03 --video v.h264");
+    EXPECT_NE(film.err.find("vncam live: v.h264: 1 video frame, "), std::string::npos) << film.err;
+}
+
 TEST_F(Live, QuietSaysNothing) {
     const Result film = run(std::string(smallFilm) + "--seconds 0.5 --video v.h264 --quiet");
     EXPECT_EQ(film.exit, 0);

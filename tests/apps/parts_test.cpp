@@ -2,12 +2,14 @@
 #include <unistd.h>
 
 #include "adts.h"
+#include "command.h"
 #include "devices.h"
 #include "level_meter.h"
 #include "message.h"
 #include "output_capture.h"
 #include "shell.h"
 #include "terminal.h"
+#include "values.h"
 
 namespace vncam_test {
 namespace {
@@ -52,6 +54,17 @@ TEST(MessageValue, IsFoundByItsKeyAlone) {
     EXPECT_EQ(vncam::messageValue("device={file:a,b.mp4},lost=1", "device"), "file:a,b.mp4");
     EXPECT_EQ(vncam::messageValue("lost", "lost"), "");
     EXPECT_EQ(vncam::messageValue("", "lost"), "");
+}
+
+TEST(BitRate, MayHaveAUnit) {
+    const auto parse = [](const char* text) { return vncam::parseBitRate("--bps", text, 1000, 3'000'000); };
+    EXPECT_EQ(parse("2000000"), 2'000'000);
+    EXPECT_EQ(parse("2M"), 2'000'000);
+    EXPECT_EQ(parse("1.5M"), 1'500'000);
+    EXPECT_EQ(parse("64k"), 64'000);
+    for (const char* const wrong :
+         {"", "k", "2G", "2m", "64kb", "0.5k", "1000.5", "3.1M", "nan", "1e99M", "-2M"})
+        EXPECT_THROW(parse(wrong), vncam::UsageError) << wrong;
 }
 
 TEST(ClockText, HasHoursOnlyWhenThereAreAny) {

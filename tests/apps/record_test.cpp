@@ -212,6 +212,10 @@ TEST_F(Record, FoldersThatCannotBeWrittenAreNamed) {
     const Result missing = record("--dir no");
     EXPECT_EQ(missing.exit, 1);
     EXPECT_EQ(missing.err, "vncam record: no: cannot write to the folder: No such file or directory\n");
+    writeFile(path("file"), "");
+    const Result file = record("--dir file");
+    EXPECT_EQ(file.exit, 1);
+    EXPECT_EQ(file.err, "vncam record: file: cannot write to the folder: Not a directory\n");
     const Result refused = record("--dir /proc --name a.mp4");
     EXPECT_EQ(refused.exit, 1);
     EXPECT_THAT(refused.err, HasSubstr("/proc"));
@@ -269,6 +273,15 @@ TEST_F(Event, AnInterruptBeforeTheEventEndsWithoutAClip) {
     EXPECT_FALSE(std::filesystem::exists(path("clip.mp4")));
 }
 
+TEST_F(Event, AClipThatDoesNotFitIsNamedWithWhatIsLeftOfIt) {
+    const Result made =
+        run("trap '' XFSZ; ulimit -f 400; vncam event --quiet --pre 1 --post 4 --url $PWD/clip.mp4");
+    EXPECT_EQ(made.exit, 1);
+    EXPECT_EQ(made.out, "");
+    EXPECT_THAT(made.err, HasSubstr("vncam event: clip incomplete: " + path("clip.mp4").string() + ": "));
+    EXPECT_GT(seconds("clip.mp4"), 0.3);
+}
+
 TEST_F(Event, AnEventWithoutPicturesEndsWithoutAClip) {
     // The camera delivers a third of a second, which is over when the event comes.
     const Result made = run(
@@ -288,6 +301,7 @@ TEST_F(Event, RefusalsNameTheThing) {
     } all[] = {{"--pre -1", "--pre '-1': not a whole number from 0 to 30"},
                {"--pre 31", "--pre '31': not a whole number from 0 to 30"},
                {"--url http://a/b.mp4", "--url 'http://a/b.mp4': not a file URL or a file name"},
+               {"--url a.avi", "--url 'a.avi': clips are MP4 files: NAME.mp4"},
                {"--url a/", "--url 'a/': not a file URL or a file name"},
                {"--url a,b.mp4", "--url 'a,b.mp4': a name must not contain , { or }"},
                {"--oneshot --pre 3", "--oneshot has a fixed length; leave out --pre and --post"}};
