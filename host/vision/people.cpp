@@ -47,7 +47,8 @@ constexpr double kMargin = 0.1;
 /** What differs from what the camera has seen for a while. */
 class Motion {
   public:
-    void update(const cv::Mat& luma) {
+    /** Takes the next picture; whether the scene is another one. */
+    bool update(const cv::Mat& luma) {
         cv::Mat small;
         cv::resize(luma, small, kMotionSize, 0, 0, cv::INTER_AREA);
         if (background_.empty()) small.convertTo(background_, CV_32F);
@@ -55,12 +56,14 @@ class Motion {
         background_.convertTo(known, CV_8U);
         cv::absdiff(small, known, moving_);
         cv::threshold(moving_, moving_, kMotionLevels, 1, cv::THRESH_BINARY);
-        if (cv::mean(moving_)[0] > kMotionOfScene) {
+        const bool isNew = cv::mean(moving_)[0] > kMotionOfScene;
+        if (isNew) {
             small.convertTo(background_, CV_32F);
             moving_.setTo(0);
         } else {
             cv::accumulateWeighted(small, background_, kBackgroundRate);
         }
+        return isNew;
     }
 
     /** Whether something moves in a part of the search picture. */
@@ -86,7 +89,7 @@ class HistogramFinder final : public PeopleFinder {
         cv::Mat searched;
         cv::resize(luma, searched, kSearchSize, 0, 0,
                    picture.width > kSearchSize.width ? cv::INTER_AREA : cv::INTER_LINEAR);
-        motion_.update(searched);
+        if (motion_.update(searched)) tracks_ = {};
         std::vector<cv::Rect> boxes;
         std::vector<double> scores;
         detector_.detectMultiScale(searched, boxes, scores, 0, cv::Size(8, 8), cv::Size(), kSizeStep,

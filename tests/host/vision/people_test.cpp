@@ -69,6 +69,14 @@ TEST_F(PeopleFinderTest, TakesANewSceneForNoMotion) {
     }
 }
 
+TEST_F(PeopleFinderTest, FollowsNobodyIntoANewScene) {
+    const auto searching = finder(2.0F);
+    for (int i = 0; i < 12; ++i) {
+        const GreyPicture picture(640, 360, i / 4 % 2 ? 40 : 200);
+        EXPECT_EQ(searching->find(picture.frame()).empty(), i % 4 == 0) << i;
+    }
+}
+
 TEST_F(PeopleFinderTest, GivesPlacesInTheReferenceFrameForPicturesOfAnySize) {
     for (const auto& [width, height] :
          {std::pair{16, 16}, std::pair{320, 240}, std::pair{4096, 2304}, std::pair{90, 160}}) {
