@@ -14,7 +14,8 @@
  *
  * Threads. A function runs on its caller's thread and takes no lock. Different handles may be used from
  * different threads at the same time; acquisition and release are for the caller to serialise, as are calls
- * on one handle. VNReadPcm, VNRecMan2 and the stamp functions without a handle demand more: see there.
+ * on one handle, but for VNRead on a workstation: see there. VNReadPcm, VNRecMan2 and the stamp functions
+ * without a handle demand more: see there, too.
  * Callbacks run on threads of the framework.
  */
 #ifndef VORNISA_API_H

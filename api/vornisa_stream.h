@@ -200,10 +200,15 @@ VN_API int VNSetParams(int id, const char* params);
  * Takes frames from a stream and puts them into a buffer one behind the other. Blocks until there are enough.
  * Each frame is copied once.
  *
+ * On a workstation other threads may meanwhile call VNStop, VNStart, VNIsRunning, VNGetKeyFrame, VNSetBps,
+ * VNSetFramerate, VNSetH264Gop and VNSwitchResolution with this handle. A stop, that of a switch included,
+ * ends the call with VNRES_FAIL. VNRelease must wait until the call has returned.
+ *
  * @param id       handle; not 0
  * @param buf      out: room for the frames; not null (not checked) unless `count` is 0
  * @param buf_size bytes at `buf`
- * @param count    how many frames; a negative one goes on until a frame cannot be had or does not fit
+ * @param count    how many frames; a negative one goes on until a frame cannot be had or does not fit, so
+ * that the call ends with VNRES_FAIL or VNRES_BUF_TOO_SMALL, and how much is in `buf` is not told
  * @param len      out: bytes put into `buf`, written only on success; may be null
  *
  * @retval VNRES_SUCCEED       all frames are in `buf`
