@@ -1,5 +1,7 @@
 # What a workstation's applications need beside the plug-in: the framework it runs on, and a word to pkg-config.
 if(VORNISA_HOST)
+  # A board has one version, under the name that its applications were linked to.
+  set_target_properties(PluginVornisaApi PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
   install(TARGETS kepbase kepapi kepapistreaming recordings LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
   foreach(library kepcodes keppeople)
     if(TARGET ${library})
@@ -11,3 +13,13 @@ endif()
 file(RELATIVE_PATH PC_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 configure_file(${PROJECT_SOURCE_DIR}/cmake/vornisa-api.pc.in vornisa-api.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/vornisa-api.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# The same for CMake: find_package(vornisa-api) and the target vornisa-api::vornisa-api.
+include(CMakePackageConfigHelpers)
+set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/vornisa-api)
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/vornisa-api-config.cmake.in vornisa-api-config.cmake
+  INSTALL_DESTINATION ${package_folder} PATH_VARS CMAKE_INSTALL_LIBDIR CMAKE_INSTALL_INCLUDEDIR
+  NO_CHECK_REQUIRED_COMPONENTS_MACRO)
+write_basic_package_version_file(vornisa-api-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/vornisa-api-config.cmake ${PROJECT_BINARY_DIR}/vornisa-api-config-version.cmake
+  DESTINATION ${package_folder})

@@ -15,13 +15,29 @@ TEST_F(Install, AnApplicationIsBuiltAndRunsFromTheInstalledTree) {
             "export PKG_CONFIG_PATH=\"$(dirname \"$(find \"$PWD/moved\" -name vornisa-api.pc)\")\"\n"
             "cc -std=c99 " SANITIZER_OPTIONS
             " app.c -o app $(pkg-config --cflags --libs vornisa-api) "
-            "-Wl,-rpath,\"$(pkg-config --variable=libdir vornisa-api)\"");
+            "$(pkg-config --variable=rpath vornisa-api)");
     ASSERT_EQ(build.exit, 0) << build.err;
     const Result film = run("./app");
     EXPECT_EQ(film.exit, 0) << film.err;
     EXPECT_EQ(pictureRuns("live.h264"), "30 of 1280x720");
     EXPECT_EQ(run("moved/bin/vncam --version").out, run("vncam --version").out);
     EXPECT_EQ(run("ldd app moved/bin/vncam | grep -E 'kep|Vornisa' | grep -vc \"$PWD/moved/\"").out, "0\n");
+
+    // CMake finds it, too, and knows what is too old.
+    const auto configure = [this](const std::string& version) {
+        writeFile(path("CMakeLists.txt"),
+                  "cmake_minimum_required(VERSION 3.25)\nproject(app C)\n"
+                  "find_package(vornisa-api " +
+                      version +
+                      " REQUIRED)\nadd_executable(app2 app.c)\n"
+                      "target_link_libraries(app2 vornisa-api::vornisa-api)\n");
+        return run("cmake -S . -B app2 -DCMAKE_C_FLAGS='" SANITIZER_OPTIONS
+                   "' -DCMAKE_PREFIX_PATH=\"$PWD/moved\" && cmake --build app2");
+    };
+    const Result built = configure("1.1");
+    ASSERT_EQ(built.exit, 0) << built.out << built.err;
+    EXPECT_EQ(run("app2/app2").exit, 0);
+    EXPECT_NE(configure("2.0").err.find("requested version \"2.0\""), std::string::npos);
 
     // What reads codes and finds people is loaded when it is asked for, from the same place, and may be
     // missing.

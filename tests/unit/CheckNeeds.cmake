@@ -1,4 +1,4 @@
-# Fails unless LIBRARY needs all of KEP_LIBRARIES, and beside them the C++ runtime and libc alone.
+# Fails unless LIBRARY is called SONAME and needs all of KEP_LIBRARIES, and beside them the C++ runtime and libc alone.
 execute_process(COMMAND ${READELF} --dynamic --wide ${LIBRARY} OUTPUT_VARIABLE text COMMAND_ERROR_IS_FATAL ANY)
 # Brackets would keep a list from being taken apart.
 string(REGEX REPLACE "[][]" "'" text "${text}")
@@ -15,7 +15,7 @@ list(REMOVE_ITEM surplus ${expected} libstdc++.so.6 libgcc_s.so.1 libc.so.6)
 if(missing OR surplus)
   message(FATAL_ERROR "missing: ${missing}; not to be needed: ${surplus}")
 endif()
-if(NOT text MATCHES "\\(SONAME\\)[^']*'libPluginVornisaApi.so'")
-  message(FATAL_ERROR "the library does not name itself libPluginVornisaApi.so")
+if(NOT text MATCHES "\\(SONAME\\)[^']*'${SONAME}'")
+  message(FATAL_ERROR "the library does not name itself ${SONAME}")
 endif()
 message(STATUS "needs ${needed}")
