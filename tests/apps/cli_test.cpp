@@ -38,6 +38,36 @@ TEST_F(Cli, HelpIsACommandToo) {
     EXPECT_EQ(unknown.err, "vncam: unknown command 'fly'\nTry 'vncam --help'.\n");
 }
 
+TEST_F(Cli, TheManualPageHasEveryCommandAndOption) {
+    const Result page = run(PROJECT_FOLDER "/apps/vncam/man_page $(command -v vncam)");
+    ASSERT_EQ(page.exit, 0) << page.err;
+    EXPECT_TRUE(page.out.starts_with(".TH VNCAM 1 "));
+    const auto expectLine = [&](const std::string& line) {
+        EXPECT_NE(page.out.find("\n" + line), std::string::npos) << line;
+    };
+    for (const std::string& command : kCommands) {
+        expectLine(".B " + command + "\n");
+        expectLine(".SS vncam " + command + " ");
+    }
+    for (const char* const option :
+         {"\\-\\-switch WxH@S", "\\-o, \\-\\-output FILE", "\\-n, \\-\\-dry\\-run"})
+        expectLine(std::string(".TP\n.B ") + option + "\n");
+}
+
+TEST_F(Cli, BashCompletesCommandsAndOptions) {
+    const auto completed = [this](const std::string& words) {
+        return run("source " PROJECT_FOLDER "/apps/vncam/completion.bash; COMP_WORDS=(" + words +
+                   "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _vncam; echo ${COMPREPLY[@]}")
+            .out;
+    };
+    EXPECT_EQ(completed("vncam re"), "record recover\n");
+    EXPECT_EQ(completed("vncam help f"), "flip flicker\n");
+    EXPECT_EQ(completed("vncam snap --"), "--size --output --help --version\n");
+    EXPECT_EQ(completed("vncam recover --d"), "--dry-run\n");
+    EXPECT_EQ(completed("vncam play fi"), "\n") << "left to the names of files";
+    EXPECT_EQ(completed("vncam fly --"), "\n");
+}
+
 TEST_F(Cli, LiveHelpNamesEveryOption) {
     const std::string help = run("vncam live --help").out;
     for (const char* option : {"video", "audio", "size", "switch", "fps", "bps", "gop", "rate", "channels",
