@@ -23,6 +23,7 @@ if(EXISTS ${FOLDER}/stand-ins)
   message(FATAL_ERROR "a stand-in was made although there are libraries")
 endif()
 set(LIBRARY ${FOLDER}/lib/libPluginVornisaApi.so)
+set(SONAME libPluginVornisaApi.so)
 include(${SOURCE}/tests/unit/CheckNeeds.cmake)
 
 file(REMOVE_RECURSE ${FOLDER})
