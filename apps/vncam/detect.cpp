@@ -1,14 +1,14 @@
-#include <chrono>
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <limits>
-#include <optional>
+#include <iterator>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "command.h"
-#include "interrupt.h"
+#include "detections.h"
 #include "marked_picture.h"
 #include "message.h"
 #include "options.h"
@@ -17,11 +17,6 @@
 
 namespace vncam {
 namespace {
-
-using namespace std::chrono_literals;
-using std::chrono::steady_clock;
-
-constexpr auto kPollInterval = 100ms;
 
 constexpr Usage kUsage{
     "detect", "", "Finds people in what the camera sees.",
@@ -32,12 +27,9 @@ constexpr Usage kUsage{
     "until\n"
     "Ctrl-C. That nobody was found is a failure, unless Ctrl-C ended it."};
 
-struct DetectSettings {
+struct DetectSettings : DetectionSettings {
     Size size{640, 360};
     int fps = 5;
-    int count = std::numeric_limits<int>::max();
-    std::optional<double> seconds;
-    bool isJson = false;
     std::string picture;
 };
 
@@ -97,53 +89,40 @@ void takePicture(const std::string& path, const std::vector<Person>& people) {
     markPicture(path, marks);
 }
 
-/** Prints results; false when nobody was found. */
+/** Prints results; false when nobody was found and nobody has asked for a stop. */
 bool detect(const DetectSettings& settings) {
     const Resource results(VNRES_HUMAN_SHM);
     Inbox inbox(results.id());
     check(VNHumanDetect(settings.size.width, settings.size.height, settings.fps), "VNHumanDetect");
-    const auto begin = steady_clock::now();
-    int found = 0;
-    while (found < settings.count && !stopRequested()) {
-        const std::chrono::duration<double> passed = steady_clock::now() - begin;
-        if (settings.seconds && passed.count() >= *settings.seconds) break;
-        const auto message = inbox.next(kPollInterval);
-        if (!message || messageValue(*message, "name") != "human") continue;
-        const std::vector<Person> people = peopleOf(*message);
-        if (!people.empty() && found++ == 0 && !settings.picture.empty())
-            takePicture(settings.picture, people);
-        // Whoever reads a pipe wants each line when it is there; one who has closed it wants no more.
-        if (std::puts((settings.isJson ? jsonOf(*message, people) : lineOf(*message, people)).c_str()) < 0 ||
-            std::fflush(stdout) != 0)
-            break;
-    }
-    return found > 0;
+    bool isPictureDue = !settings.picture.empty();
+    return printDetections(inbox, settings, "human", [&](const std::string& message) {
+        const std::vector<Person> people = peopleOf(message);
+        if (!people.empty() && std::exchange(isPictureDue, false)) takePicture(settings.picture, people);
+        return Detection{settings.isJson ? jsonOf(message, people) : lineOf(message, people),
+                         !people.empty()};
+    });
 }
 
 }  // namespace
 
 int runDetect(int argc, char** argv) {
     DetectSettings settings;
-    const std::vector<Option> options = {
+    std::vector<Option> options = {
         {"size", "WxH", "size of the pictures looked at (640x360)",
          [&](const std::string& text) { settings.size = parseSize("--size", text); }},
-        {"fps", "N", "pictures a second (5)",
-         [&](const std::string& text) { settings.fps = parseInteger("--fps", text, 1, 120); }},
-        {"count", "N", "end after N pictures with people",
-         [&](const std::string& text) { settings.count = parseInteger("--count", text, 1, 1'000'000); }},
-        {"seconds", "S", "end after S seconds",
-         [&](const std::string& text) { settings.seconds = parseSeconds("--seconds", text); }},
-        {"json", nullptr, "an object per line", [&](const std::string&) { settings.isJson = true; }},
-        {"picture", "FILE", "write a JPEG file with the people of the first result framed",
-         [&](const std::string& text) {
-             if (text.empty()) throw UsageError("--picture needs a file name");
-             settings.picture = text;
-         }},
+        {"fps", "N", "pictures a second (5)", integerInto(settings.fps, "--fps", 1, 120)},
     };
+    std::ranges::move(detectionOptions(settings, "end after N pictures with people", "an object per line"),
+                      std::back_inserter(options));
+    options.push_back({"picture", "FILE", "write a JPEG file with the people of the first result framed",
+                       [&](const std::string& text) {
+                           if (text.empty()) throw UsageError("--picture needs a file name");
+                           settings.picture = text;
+                       }});
     std::vector<std::string> operands;
     if (!parseOptions(argc, argv, kUsage, options, operands)) return exitOk;
     if (!operands.empty()) throw UsageError("unexpected argument '" + operands.front() + "'");
-    if (!detect(settings) && !stopRequested()) throw Failure("nobody found");
+    if (!detect(settings)) throw Failure("nobody found");
     return exitOk;
 }
 

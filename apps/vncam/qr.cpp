@@ -1,25 +1,16 @@
-#include <chrono>
 #include <cstdio>
-#include <limits>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "command.h"
-#include "interrupt.h"
+#include "detections.h"
 #include "json.h"
 #include "message.h"
 #include "options.h"
 #include "resource.h"
-#include "values.h"
 
 namespace vncam {
 namespace {
-
-using namespace std::chrono_literals;
-using std::chrono::steady_clock;
-
-constexpr auto kPollInterval = 100ms;
 
 constexpr Usage kUsage{
     "qr", "", "Reads QR and other two-dimensional codes in what the camera sees, once a second.",
@@ -73,17 +64,10 @@ std::string jsonOf(const std::string& message) {
 }  // namespace
 
 int runQr(int argc, char** argv) {
-    int count = std::numeric_limits<int>::max();
-    std::optional<double> seconds;
-    bool isJson = false;
-    const std::vector<Option> options = {
-        {"count", "N", "end after N codes",
-         [&](const std::string& text) { count = parseInteger("--count", text, 1, 1'000'000); }},
-        {"seconds", "S", "end after S seconds",
-         [&](const std::string& text) { seconds = parseSeconds("--seconds", text); }},
-        {"json", nullptr, "an object per line, with the place in a frame of 1920x1080 and the time",
-         [&](const std::string&) { isJson = true; }},
-    };
+    DetectionSettings settings;
+    const std::vector<Option> options =
+        detectionOptions(settings, "end after N codes",
+                         "an object per line, with the place in a frame of 1920x1080 and the time");
     std::vector<std::string> operands;
     if (!parseOptions(argc, argv, kUsage, options, operands)) return exitOk;
     if (!operands.empty()) throw UsageError("unexpected argument '" + operands.front() + "'");
@@ -91,19 +75,10 @@ int runQr(int argc, char** argv) {
     const Resource reader(VNRES_QRCODE);
     Inbox inbox(reader.id());
     reader.start();
-    const auto begin = steady_clock::now();
-    int found = 0;
-    while (found < count && !stopRequested()) {
-        if (seconds && std::chrono::duration<double>(steady_clock::now() - begin).count() >= *seconds) break;
-        const auto message = inbox.next(kPollInterval);
-        if (!message || messageValue(*message, "name") != "code") continue;
-        ++found;
-        // Whoever reads a pipe wants each line when it is there; one who has closed it wants no more.
-        if (std::puts((isJson ? jsonOf(*message) : inOneLine(textOf(*message))).c_str()) < 0 ||
-            std::fflush(stdout) != 0)
-            break;
-    }
-    if (found == 0 && !stopRequested()) throw Failure("no code read");
+    const bool isRead = printDetections(inbox, settings, "code", [&](const std::string& message) {
+        return Detection{settings.isJson ? jsonOf(message) : inOneLine(textOf(message)), true};
+    });
+    if (!isRead) throw Failure("no code read");
     return exitOk;
 }
 
