@@ -10,6 +10,7 @@
 #include "objects/class_registry.h"
 #include "objects/log.h"
 #include "picture/font.h"
+#include "picture/reference_frame.h"
 #include "picture/stamp_record.h"
 
 namespace kep::host {
@@ -123,9 +124,9 @@ class StampParam final : public ObjectImpl {
 
     static void takeReference(Arguments& arguments, StampRecord& stamp) {
         stamp.referenceWidth =
-            static_cast<std::int32_t>(arguments.number("refw", 1, INT32_MAX).value_or(kStampReferenceWidth));
+            static_cast<std::int32_t>(arguments.number("refw", 1, INT32_MAX).value_or(kReferenceWidth));
         stamp.referenceHeight =
-            static_cast<std::int32_t>(arguments.number("refh", 1, INT32_MAX).value_or(kStampReferenceHeight));
+            static_cast<std::int32_t>(arguments.number("refh", 1, INT32_MAX).value_or(kReferenceHeight));
     }
 
     /** A property that changes the stamp; nothing of it when one of its attributes is refused. */

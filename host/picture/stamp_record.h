@@ -33,8 +33,6 @@ static_assert(sizeof(StampRecord) == 1316, "other programs know the layout");
 
 constexpr const char* kStampSegment = "vornisa_shm_stamp";
 
-constexpr int kStampReferenceWidth = 1920;
-constexpr int kStampReferenceHeight = 1080;
 /** Of a figure of a stamp for which no size is set: legible in a picture of 640x360. */
 constexpr int kUsualStampWidth = 16;
 constexpr int kUsualStampHeight = 32;

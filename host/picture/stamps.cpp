@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "picture/colours.h"
+#include "picture/reference_frame.h"
 #include "picture/stamp_text.h"
 
 namespace kep::host {
@@ -108,8 +109,8 @@ void StampPainter::cover(Font& font, const std::vector<std::u32string>& lines, s
 void StampPainter::paint(AVFrame& picture, const StampRecord& stamp,
                          std::chrono::system_clock::time_point time) {
     const bool isUsual = stamp.referenceWidth <= 0 || stamp.referenceHeight <= 0;
-    const int referenceWidth = isUsual ? kStampReferenceWidth : stamp.referenceWidth;
-    const int referenceHeight = isUsual ? kStampReferenceHeight : stamp.referenceHeight;
+    const int referenceWidth = isUsual ? kReferenceWidth : stamp.referenceWidth;
+    const int referenceHeight = isUsual ? kReferenceHeight : stamp.referenceHeight;
     const double cellWidth = double(sideOr(stamp.w, kUsualStampWidth)) * picture.width / referenceWidth;
     const double lineHeight = double(sideOr(stamp.h, kUsualStampHeight)) * picture.height / referenceHeight;
     const std::int64_t left = placed(stamp.x, referenceWidth, picture.width);

@@ -5,14 +5,13 @@
 #include <cstdint>
 #include <cstring>
 
+#include "picture/reference_frame.h"
+
 namespace kep::host {
 namespace {
 
 using shm::shm_rect_t;
 using shm::shm_rects_t;
-
-constexpr std::int32_t kReferenceWidth = 1920;
-constexpr std::int32_t kReferenceHeight = 1080;
 
 template <class Number>
 Number numberAt(const ZoneTable& table, std::size_t offset) {

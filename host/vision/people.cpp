@@ -8,8 +8,8 @@
 #include <opencv2/imgproc.hpp>
 #include <opencv2/objdetect.hpp>
 
+#include "picture/reference_frame.h"
 #include "vision/people_tracks.h"
-#include "vision/result_segment.h"
 
 namespace kep::host {
 namespace {

@@ -14,10 +14,6 @@
 
 namespace kep::host {
 
-/** The frame that places in results are pixels of, whatever the size of the pictures looked at. */
-constexpr int kReferenceWidth = 1920;
-constexpr int kReferenceHeight = 1080;
-
 /** When a picture was captured, in milliseconds since 1970. */
 inline std::int64_t millisecondsOf(const Picture& picture) {
     return std::chrono::floor<std::chrono::milliseconds>(wallTimeOf(picture.stamp).time_since_epoch())

@@ -7,6 +7,7 @@
 #include "media/pipeline/detector.h"
 #include "objects/class_registry.h"
 #include "objects/log.h"
+#include "picture/reference_frame.h"
 #include "text/attr_text.h"
 #include "vision/code_record.h"
 #include "vision/codes.h"
