@@ -1,12 +1,6 @@
 #include "recordings/recovery.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
 
@@ -14,6 +8,7 @@
 #include "recordings/file_layer.h"
 #include "recordings/fragment_map.h"
 #include "recordings/head_index.h"
+#include "recordings/temporary_file.h"
 
 namespace recordings {
 
@@ -24,34 +19,6 @@ namespace {
 constexpr const char* kRestExtension = ".rest";
 /** Bytes per read when copying: enough for fast copies, small enough for the heap. */
 constexpr std::uint64_t kPiece = 256 << 10;
-
-[[noreturn]] void fail(const std::string& what, const std::string& path) {
-    throw Failure(what + " " + path + ": " + std::strerror(errno));
-}
-
-/** An open file or folder, closed by the destructor. */
-class Descriptor {
-  public:
-    Descriptor(const std::string& path, int flags) : number_(open(path.c_str(), flags | O_CLOEXEC)) {}
-    ~Descriptor() {
-        if (number_ >= 0) close(number_);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    int number() const { return number_; }
-
-  private:
-    const int number_;
-};
-
-/** Whether any process has the file open for writing: the kernel then refuses a read lease. */
-bool isBeingWritten(const std::string& path) {
-    const Descriptor file(path, O_RDONLY);
-    if (file.number() < 0) fail("cannot open", path);
-    const bool refused = fcntl(file.number(), F_SETLEASE, F_RDLCK) != 0 && errno == EAGAIN;
-    if (!refused) fcntl(file.number(), F_SETLEASE, F_UNLCK);
-    return refused;
-}
 
 /** `a.mp4`, `a-1.mp4`, `a-2.mp4`, ... */
 std::string numbered(const fs::path& name, int number) {
@@ -89,11 +56,8 @@ std::uint64_t endOfContent(const FileBytes& file, std::uint64_t begin) {
 bool copyTo(const std::string& path, const FileBytes& from, std::uint64_t begin, std::uint64_t end,
             std::string& reason) {
     FileLayer& layer = FileLayer::current();
-    const fs::path name(path);
-    const std::string temporary = (name.parent_path() / ("." + name.filename().string())).string();
+    const std::string temporary = temporaryPath(FileLayer::folderOf(path), "rest");
     std::string ignored;
-    // Left by an interrupted recovery.
-    if (layer.exists(temporary)) layer.remove(temporary, ignored);
     const auto file = layer.create(temporary, reason);
     if (!file) return false;
     bool written = true;
@@ -163,7 +127,7 @@ std::vector<std::string> unfinishedIn(const std::string& folder) {
     for (const auto& entry : entries) {
         const std::string name = entry.path().filename();
         const bool isOpen = name.ends_with(kOpenExtension) && name.size() > std::strlen(kOpenExtension);
-        // Hidden files are unfinished pictures, which cannot be recovered.
+        // Hidden files are temporary ones, which cannot be recovered.
         if (isOpen && name.front() != '.' && entry.is_regular_file(error)) found.push_back(entry.path());
     }
     std::sort(found.begin(), found.end());

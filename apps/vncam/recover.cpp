@@ -1,4 +1,6 @@
+#include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -7,98 +9,146 @@
 #include "options.h"
 #include "recordings/failure.h"
 #include "recordings/recovery.h"
+#include "recordings/temporary_file.h"
+#include "recovered_file.h"
 #include "terminal.h"
 
 namespace vncam {
 namespace {
 
-using recordings::Damage;
-using recordings::RecordingCheck;
-using recordings::Recovery;
+namespace fs = std::filesystem;
+
+using Kind = RecoveredFile::Kind;
 
 constexpr Usage kUsage{
-    "recover", "DIR",
-    "Finishes the recordings in DIR that a power cut or a crash has left under their temporary\n"
-    "names, NAME.part: checks them, has players skip what is damaged, and names them NAME.",
+    "recover", "FILE|DIR...",
+    "Finishes the recordings that a power cut or a crash has left under their temporary names,\n"
+    "NAME.part: checks them, has players skip what is damaged, and names them NAME. In a folder it\n"
+    "also removes the hidden temporary files of processes that have ended.",
     "Readable data stays in place: data behind a hole is kept, and each hole is reported.\n"
     "Only the end of a transport stream may be cut off, within its last picture; what was there is\n"
     "then in NAME.rest. No other file is overwritten: a name that is taken gets a number. A file in\n"
     "which nothing can be played, or that is still being written, is reported and left.\n"
-    "Exit status 1: a file could not be read, changed or renamed."};
+    "Objects of --json have the file and its result, \"recovered\", \"unchanged\", \"removed\" or "
+    "\"failed\":\n"
+    "with --dry-run what it would be.\n"
+    "Exit status 1: a folder or file could not be read, changed, renamed or removed."};
 
-/** Damages reported per file, one line each. */
-constexpr std::size_t kMostLines = 20;
+struct Settings {
+    bool planned = false;
+    bool recursive = false;
+    bool asJson = false;
+};
 
-std::string packetsText(std::uint64_t packets) {
-    return (packets == 0 ? "no packet" : countText(packets, "packet")) + " damaged";
-}
+class Recoverer {
+  public:
+    explicit Recoverer(const Settings& settings) : settings_(settings) {}
 
-std::string text(const Damage& damage) {
-    using Kind = Damage::Kind;
-    const std::string place =
-        " at byte " + std::to_string(damage.begin) + ": " + countText(damage.end - damage.begin, "byte");
-    switch (damage.kind) {
-        case Kind::header:
-            return "header" + place + ", restored from its copy";
-        case Kind::samples:
-            return "hole" + place + ", " + packetsText(damage.packets);
-        case Kind::fragment:
-            return "hole" + place + ", skipped";
-        case Kind::end:
-            break;
+    void recover(const std::string& operand) {
+        std::error_code error;
+        if (fs::is_regular_file(operand, error)) {
+            recoverRecording(operand);
+            return;
+        }
+        const std::size_t before = count_;
+        recoverFolder(operand);
+        if (settings_.recursive) recoverFoldersIn(operand);
+        if (count_ == before) report("recover", operand + ": no unfinished recordings");
     }
-    return "end" + place + ", incomplete";
-}
 
-/** What was done, or with `planned` would be done. */
-std::string told(const std::string& path, const Recovery& recovery, bool planned) {
-    const RecordingCheck& check = recovery.check;
-    if (!recovery.recovered()) return path + (planned ? ": would be" : ":") + " unchanged: " + check.reason;
-    std::string all =
-        path + (planned ? " would be " : " -> ") + recovery.path + ": " + lengthText(check.seconds);
-    std::size_t lines = 0;
-    for (const Damage& damage : check.damages) {
-        if (++lines > kMostLines) continue;
-        all += "\n  " + text(damage);
-        if (damage.kind == Damage::Kind::end && recovery.cut > 0)
-            all += recovery.rest.empty() ? ", cut off: all zeros" : ", moved to " + recovery.rest;
+    int finish() const {
+        if (settings_.asJson) std::puts(json_.empty() ? "[\n]" : ("[\n " + json_ + "\n]").c_str());
+        return failed_ ? exitFailure : exitOk;
     }
-    if (lines > kMostLines) all += "\n  and " + std::to_string(lines - kMostLines) + " more";
-    return all;
-}
 
-/** Recovers the files one by one, or only reports what would be done; false when one fails. */
-bool recoverAll(const std::vector<std::string>& paths, bool planned) {
-    bool good = true;
-    for (const std::string& path : paths) {
-        if (stopRequested()) throw Failure("interrupted before " + path);
-        try {
-            const Recovery recovery =
-                planned ? recordings::planRecovery(path) : recordings::recoverFile(path);
-            std::puts(told(path, recovery, planned).c_str());
-        } catch (const recordings::Failure& failure) {
-            report("recover", failure.what());
-            good = false;
+  private:
+    void recoverFolder(const std::string& folder) {
+        attempt(folder, [&] {
+            for (const std::string& path : recordings::unfinishedIn(folder)) recoverRecording(path);
+            for (const std::string& path : recordings::abandonedIn(folder)) removeTemporary(path);
+        });
+    }
+
+    /** Those in a folder, at any depth, in the order of their names. Links are not followed. */
+    void recoverFoldersIn(const std::string& folder) {
+        std::vector<std::string> folders;
+        std::error_code error;
+        for (const auto& entry : fs::directory_iterator(folder, error)) {
+            if (fs::is_directory(entry.symlink_status(error))) folders.push_back(entry.path());
+        }
+        std::ranges::sort(folders);
+        for (const std::string& inner : folders) {
+            recoverFolder(inner);
+            recoverFoldersIn(inner);
         }
     }
-    return good;
-}
+
+    void recoverRecording(const std::string& path) {
+        stopIfRequested(path);
+        attempt(path, [&] {
+            take({Kind::recording, path,
+                  settings_.planned ? recordings::planRecovery(path) : recordings::recoverFile(path)});
+        });
+    }
+
+    void removeTemporary(const std::string& path) {
+        stopIfRequested(path);
+        attempt(path, [&] {
+            if (recordings::removeAbandoned(path, settings_.planned)) take({Kind::removed, path});
+        });
+    }
+
+    template <class Work>
+    void attempt(const std::string& path, Work&& work) {
+        try {
+            work();
+        } catch (const recordings::Failure& failure) {
+            failed_ = true;
+            take({Kind::failed, path, {}, failure.what()});
+        }
+    }
+
+    /** The results so far are told all the same. */
+    void stopIfRequested(const std::string& path) const {
+        if (!stopRequested()) return;
+        finish();
+        throw Failure("interrupted before " + path);
+    }
+
+    void take(const RecoveredFile& file) {
+        ++count_;
+        if (file.kind == Kind::failed) report("recover", file.error);
+        if (settings_.asJson) {
+            json_ += (json_.empty() ? "" : ",\n ") + jsonOf(file);
+        } else if (file.kind != Kind::failed) {
+            std::puts(textOf(file, settings_.planned).c_str());
+        }
+    }
+
+    const Settings settings_;
+    std::size_t count_ = 0;
+    std::string json_;
+    bool failed_ = false;
+};
 
 }  // namespace
 
 int runRecover(int argc, char** argv) {
-    bool planned = false;
+    Settings settings;
     const std::vector<Option> options = {
         {"dry-run", nullptr, "report what would be done, change nothing",
-         [&](const std::string&) { planned = true; }, 'n'},
+         [&](const std::string&) { settings.planned = true; }, 'n'},
+        {"recursive", nullptr, "the folders in the folders as well; links are not followed",
+         [&](const std::string&) { settings.recursive = true; }, 'r'},
+        {"json", nullptr, "print an array of objects, one per file",
+         [&](const std::string&) { settings.asJson = true; }},
     };
     std::vector<std::string> operands;
     if (!parseOptions(argc, argv, kUsage, options, operands)) return exitOk;
-    if (operands.empty()) throw UsageError("missing operand: the folder of the recordings");
-    if (operands.size() > 1) throw UsageError("unexpected argument '" + operands[1] + "'");
-    const std::vector<std::string> paths = recordings::unfinishedIn(operands.front());
-    if (paths.empty()) report("recover", operands.front() + ": no unfinished recordings");
-    return recoverAll(paths, planned) ? exitOk : exitFailure;
+    if (operands.empty()) throw UsageError("missing operand: the recordings, or their folders");
+    Recoverer recoverer(settings);
+    for (const std::string& operand : operands) recoverer.recover(operand);
+    return recoverer.finish();
 }
 
 }  // namespace vncam

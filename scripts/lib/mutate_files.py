@@ -94,7 +94,7 @@ MUTATIONS = (
     ("fragments without an end where no key frame comes", MEDIA_FILE, "kLongestFragment(500)",
      "kLongestFragment(2000)"),
     ("picture: written under its final name", PICTURE_FILE,
-     'const std::string temporary = FileLayer::folderOf(path) + "/.picture_" + base::UniqueString() + ".part";',
+     'const std::string temporary = recordings::temporaryPath(FileLayer::folderOf(path), "picture");',
      "const std::string temporary = path;"),
     ("file: named although a sync has failed", MEDIA_FILE, "!gone_ && !unsynced_ && clean", "!gone_ && clean"),
     ("recovery: what is cut off is not kept", RECOVERY,

@@ -242,7 +242,6 @@ TEST_F(Recover, OtherFilesAreNotTouched) {
 
 TEST_F(Recover, RefusalsNameTheThing) {
     EXPECT_EQ(run("vncam recover").exit, 2);
-    EXPECT_EQ(run("vncam recover . .").exit, 2);
     const Result none = run("vncam recover no");
     EXPECT_EQ(none.exit, 1);
     EXPECT_EQ(none.err, "vncam recover: no: cannot read the folder: No such file or directory\n");

@@ -3,9 +3,9 @@
 #include <filesystem>
 #include <string_view>
 
-#include "kep/url.h"
 #include "objects/log.h"
 #include "recordings/file_layer.h"
+#include "recordings/temporary_file.h"
 
 namespace kep::host {
 
@@ -32,8 +32,8 @@ bool writeWhole(const std::string& path, const void* bytes, std::size_t size, st
         return false;
     }
     FileLayer& files = FileLayer::current();
-    // Its own for each picture, as two may be made of one name, and short, as the name itself may be long.
-    const std::string temporary = FileLayer::folderOf(path) + "/.picture_" + base::UniqueString() + ".part";
+    // Its own for each picture, as two may be made of one name.
+    const std::string temporary = recordings::temporaryPath(FileLayer::folderOf(path), "picture");
     const auto file = files.create(temporary, reason);
     if (!file) return false;
     auto committed = FileLayer::Committed::no;

@@ -1,0 +1,30 @@
+#ifndef RECORDINGS_TEMPORARY_FILE_H
+#define RECORDINGS_TEMPORARY_FILE_H
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace recordings {
+
+/**
+ * A name in a folder for a file that gets its final name once it is complete: hidden, short, as the final
+ * name may be as long as the file system allows, and unlike any other. It tells the process, so that another
+ * one knows when nobody will complete the file any more.
+ */
+std::string temporaryPath(const std::string& folder, std::string_view kind);
+
+/** The temporary files in a folder whose process has ended, sorted by name. Throws Failure when the folder
+ * cannot be read. */
+std::vector<std::string> abandonedIn(const std::string& folder);
+
+/** Removes such a file, or with `planned` only finds out whether it would. False when a process writes to it
+ * after all. Throws Failure when it cannot be opened or removed. */
+bool removeAbandoned(const std::string& path, bool planned);
+
+/** Whether any process has the file open for writing. Throws Failure when it cannot be opened. */
+bool isBeingWritten(const std::string& path);
+
+}  // namespace recordings
+
+#endif
