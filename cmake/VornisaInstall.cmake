@@ -11,10 +11,12 @@ if(VORNISA_HOST)
 endif()
 # The file finds its tree from where it lies, so that an installed tree can be moved.
 file(RELATIVE_PATH PC_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
-configure_file(${PROJECT_SOURCE_DIR}/cmake/vornisa-api.pc.in vornisa-api.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/vornisa-api.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+foreach(package vornisa-api vornisa-retention)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/${package}.pc.in ${package}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${package}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()
 
-# The same for CMake: find_package(vornisa-api) and the target vornisa-api::vornisa-api.
+# The same for CMake: find_package(vornisa-api) and the targets vornisa-api::vornisa-api and ::vornisa-retention.
 include(CMakePackageConfigHelpers)
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/vornisa-api)
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/vornisa-api-config.cmake.in vornisa-api-config.cmake

@@ -14,14 +14,20 @@ namespace vncam {
  */
 std::string messageValue(std::string_view message, std::string_view key);
 
-/** Queue of the messages of one resource. */
+/** Queue of the messages of one resource; there may be four at a time. */
 class Inbox {
   public:
     /** Subscribes to the messages of a resource; throws Failure when it has none. */
     explicit Inbox(int id);
+    ~Inbox();
+    Inbox(const Inbox&) = delete;
+    Inbox& operator=(const Inbox&) = delete;
 
     /** The next message; nothing when none arrives within the limit. */
     std::optional<std::string> next(std::chrono::milliseconds limit);
+
+  private:
+    const std::size_t slot_;
 };
 
 }  // namespace vncam

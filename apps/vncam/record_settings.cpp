@@ -13,6 +13,9 @@ namespace {
 /** The sizes that VNRecMan2 supports. */
 constexpr std::array<Size, 3> kSizes{{{1920, 1080}, {1280, 720}, {640, 360}}};
 
+constexpr int kLeastBps = 10000;
+constexpr int kMostBps = 200000000;
+
 constexpr Usage kUsage{
     "record", "", "Records video and audio into files of --segment seconds each.",
     "NAME may have the fields of strftime, filled in when a file is opened: rec_%H-%M-%S.mp4. A name that "
@@ -23,16 +26,30 @@ constexpr Usage kUsage{
     "On a terminal the keys + and - change the volume of the microphone, m mutes it.\n"
     "The recording ends after --seconds or by Ctrl-C; the names of the files go to standard output. When\n"
     "--seconds is a number of whole segments there are just so many files, each of full length: what has\n"
-    "been begun of another one when the last is complete is removed."};
+    "been begun of another one when the last is complete is removed.\n"
+    "Each --also records the same film in another size, into files with that size in their names:\n"
+    "NAME_640x360.mp4. The other options hold for all recordings.\n"
+    "--keep, --keep-days and --free delete the files of these recordings, by their names those of earlier\n"
+    "runs as well, that were finished first; never a file that is being written, nor any other one. Each is\n"
+    "told. A suffix k, M or G is a thousand, a million or 1000 million bytes."};
 
-Size recordedSize(const std::string& text) {
-    const Size size = parseSize("--size", text);
+Size recordedSize(const char* option, const std::string& text) {
+    const Size size = parseSize(option, text);
     const auto same = [&](const Size& known) {
         return known.width == size.width && known.height == size.height;
     };
     if (std::ranges::none_of(kSizes, same))
-        throw UsageError("--size " + text + ": recordings are 1920x1080, 1280x720 or 640x360");
+        throw UsageError(std::string(option) + " " + text +
+                         ": recordings are 1920x1080, 1280x720 or 640x360");
     return size;
+}
+
+/** WIDTHxHEIGHT:BITRATE. */
+RecordSettings::Also parseAlso(const std::string& text) {
+    const std::size_t colon = text.find(':');
+    if (colon == std::string::npos) throw UsageError("--also '" + text + "': not WIDTHxHEIGHT:BITRATE");
+    return {recordedSize("--also", text.substr(0, colon)),
+            parseBitRate("--also", text.substr(colon + 1), kLeastBps, kMostBps)};
 }
 
 /** A part of the path. It must not contain the separators of a description. */
@@ -46,9 +63,9 @@ std::string namePart(const char* option, const std::string& text) {
 std::vector<Option> recordOptions(RecordSettings& settings) {
     return {
         {"size", "WxH", "picture size: 1920x1080, 1280x720 or 640x360 (1920x1080)",
-         [&](const std::string& text) { settings.size = recordedSize(text); }},
+         [&](const std::string& text) { settings.size = recordedSize("--size", text); }},
         {"fps", "N", "frames per second, 1 to 30 (30)", integerInto(settings.fps, "--fps", 1, 30)},
-        {"bps", "N", "video bits per second (2M)", bitRateInto(settings.bps, "--bps", 10000, 200000000)},
+        {"bps", "N", "video bits per second (2M)", bitRateInto(settings.bps, "--bps", kLeastBps, kMostBps)},
         {"gop", "N", "frames from one key frame to the next (15)",
          integerInto(settings.gop, "--gop", 1, 100000)},
         {"segment", "S", "seconds in a file (60)", integerInto(settings.segment, "--segment", 1, 86400)},
@@ -60,6 +77,14 @@ std::vector<Option> recordOptions(RecordSettings& settings) {
          [&](const std::string& text) { settings.name = namePart("--name", text); }},
         {"seconds", "S", "length of the recording; 0 for no end (0)",
          [&](const std::string& text) { settings.seconds = parseSeconds("--seconds", text); }},
+        {"also", "WxH:N", "record in this size and bit rate, too; may be given twice",
+         [&](const std::string& text) { settings.also.push_back(parseAlso(text)); }},
+        {"keep", "BYTES", "delete the oldest files when all are larger than this together",
+         [&](const std::string& text) { settings.keepBytes = parseBytes("--keep", text); }},
+        {"keep-days", "DAYS", "delete files that were finished so many days ago",
+         [&](const std::string& text) { settings.keepSeconds = parseDays("--keep-days", text); }},
+        {"free", "BYTES", "delete the oldest files when less than this is free on the disk",
+         [&](const std::string& text) { settings.freeBytes = parseBytes("--free", text); }},
         {"quiet", nullptr, "no progress and no summary", [&](const std::string&) { settings.quiet = true; }},
     };
 }
@@ -74,7 +99,28 @@ void checkName(const RecordSettings& settings) {
     if (settings.plain && !isMp4) throw UsageError("--name '" + name + "': --plain is for .mp4");
 }
 
+void checkSizes(const RecordSettings& settings) {
+    std::vector<std::string> sizes;
+    for (const RecordSettings& each : settings.recordings()) {
+        const std::string size = each.size.text();
+        if (std::ranges::find(sizes, size) != sizes.end())
+            throw UsageError("--also " + size + ": there is a recording of this size already");
+        sizes.push_back(size);
+    }
+}
+
 }  // namespace
+
+std::vector<RecordSettings> RecordSettings::recordings() const {
+    std::vector<RecordSettings> all{*this};
+    for (const Also& other : also) {
+        RecordSettings& each = all.emplace_back(*this);
+        each.size = other.size;
+        each.bps = other.bps;
+        each.name.insert(name.rfind('.'), "_" + other.size.text());
+    }
+    return all;
+}
 
 std::optional<RecordSettings> parseRecord(int argc, char** argv) {
     RecordSettings settings;
@@ -82,6 +128,7 @@ std::optional<RecordSettings> parseRecord(int argc, char** argv) {
     if (!parseOptions(argc, argv, kUsage, recordOptions(settings), operands)) return std::nullopt;
     if (!operands.empty()) throw UsageError("unexpected argument '" + operands.front() + "'");
     checkName(settings);
+    checkSizes(settings);
     return settings;
 }
 

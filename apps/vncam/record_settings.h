@@ -1,8 +1,10 @@
 #ifndef VNCAM_RECORD_SETTINGS_H
 #define VNCAM_RECORD_SETTINGS_H
 
+#include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "values.h"
 
@@ -20,6 +22,22 @@ struct RecordSettings {
     std::string name = "rec_%Y-%m-%d_%H-%M-%S.mp4";
     double seconds = 0; /**< 0: no end */
     bool quiet = false;
+
+    /** A further recording of the same camera. */
+    struct Also {
+        Size size;
+        int bps;
+    };
+    std::vector<Also> also;
+
+    // When finished files are deleted; 0 is never.
+    std::int64_t keepBytes = 0;
+    std::int64_t keepSeconds = 0;
+    std::int64_t freeBytes = 0;
+    bool isLimited() const { return keepBytes > 0 || keepSeconds > 0 || freeBytes > 0; }
+
+    /** All recordings, this one first. Files of the others have their size in the name: a_640x360.mp4. */
+    std::vector<RecordSettings> recordings() const;
 };
 
 /** Parses the command line; nothing when help or version was printed. Throws UsageError. */

@@ -12,6 +12,9 @@ namespace {
 constexpr int kMinEdge = 16;
 constexpr int kMaxEdge = 8192;
 constexpr double kMaxSeconds = 1e7;
+constexpr double kMaxBytes = 1e18;
+constexpr double kMaxDays = 36500;
+constexpr double kSecondsPerDay = 86400;
 
 [[noreturn]] void refuse(const char* option, const std::string& text, const std::string& why) {
     throw UsageError(std::string(option) + " '" + text + "': " + why);
@@ -37,6 +40,14 @@ bool readSize(const std::string& text, Size& size) {
 
 bool readSeconds(const std::string& text, double& seconds) {
     return readNumber(text, seconds) && std::isfinite(seconds) && seconds >= 0 && seconds <= kMaxSeconds;
+}
+
+/** A whole number, which may be written in thousands, millions or milliards: 500k, 0.5M. */
+bool readWithUnit(const std::string& text, double& value) {
+    const double unit = text.ends_with('k') ? 1e3 : text.ends_with('M') ? 1e6 : text.ends_with('G') ? 1e9 : 1;
+    if (!readNumber(unit > 1 ? text.substr(0, text.size() - 1) : text, value)) return false;
+    value *= unit;
+    return value == std::floor(value);
 }
 
 std::string edgeRule() {
@@ -65,15 +76,26 @@ int parseInteger(const char* option, const std::string& text, int least, int mos
 }
 
 int parseBitRate(const char* option, const std::string& text, int least, int most) {
-    const double unit = text.ends_with('k') ? 1e3 : text.ends_with('M') ? 1e6 : 1;
     double value = 0;
-    const bool isNumber = readNumber(unit > 1 ? text.substr(0, text.size() - 1) : text, value);
-    value *= unit;
-    if (!isNumber || value != std::floor(value) || value < least || value > most)
+    if (text.ends_with('G') || !readWithUnit(text, value) || value < least || value > most)
         refuse(option, text,
                "not a bit rate from " + std::to_string(least) + " to " + std::to_string(most) +
                    "; 2000000, 2M and 500k are bit rates");
     return static_cast<int>(value);
+}
+
+std::int64_t parseBytes(const char* option, const std::string& text) {
+    double value = 0;
+    if (!readWithUnit(text, value) || value < 1 || value > kMaxBytes)
+        refuse(option, text, "not a number of bytes; 2G, 500M and 100k are some");
+    return static_cast<std::int64_t>(value);
+}
+
+std::int64_t parseDays(const char* option, const std::string& text) {
+    double days = 0;
+    if (!readNumber(text, days) || !(days * kSecondsPerDay >= 1 && days <= kMaxDays))
+        refuse(option, text, "not a number of days");
+    return static_cast<std::int64_t>(days * kSecondsPerDay);
 }
 
 std::function<void(const std::string&)> integerInto(int& target, const char* option, int least, int most) {

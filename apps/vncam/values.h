@@ -1,6 +1,7 @@
 #ifndef VNCAM_VALUES_H
 #define VNCAM_VALUES_H
 
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -26,6 +27,12 @@ int parseInteger(const char* option, const std::string& text, int least, int mos
 
 /** Bits per second: 2000000, 2M or 500k. */
 int parseBitRate(const char* option, const std::string& text, int least, int most);
+
+/** A count of bytes above 0: 2000000000, 2G, 500M or 100k. */
+std::int64_t parseBytes(const char* option, const std::string& text);
+
+/** A count of days above 0, fractions allowed, in seconds. */
+std::int64_t parseDays(const char* option, const std::string& text);
 
 /** For Option::apply: sets `target`, which outlives the options. */
 std::function<void(const std::string&)> integerInto(int& target, const char* option, int least, int most);

@@ -39,6 +39,20 @@ TEST_F(Install, AnApplicationIsBuiltAndRunsFromTheInstalledTree) {
     EXPECT_EQ(run("app2/app2").exit, 0);
     EXPECT_NE(configure("2.0").err.find("requested version \"2.0\""), std::string::npos);
 
+    // The deletion of old recordings needs nothing else.
+    writeFile(path("room.c"),
+              "#include <vornisa_retention.h>\nint main(void) {\n"
+              "  const char* const name = \"a.mp4\";\n"
+              "  const VNRetention limits = {\".\", &name, 1, 1, 0, 0};\n"
+              "  return VNRetain(&limits, NULL, NULL);\n}\n");
+    const Result room =
+        run("export PKG_CONFIG_PATH=\"$(dirname \"$(find \"$PWD/moved\" -name vornisa-retention.pc)\")\"\n"
+            "cc -std=c99 -pedantic-errors -Wall -Werror " SANITIZER_OPTIONS
+            " room.c -o room $(pkg-config --cflags --libs vornisa-retention) "
+            "$(pkg-config --variable=rpath vornisa-retention) && echo film >a-1.mp4 && ./room && ls a-1.mp4");
+    EXPECT_EQ(room.exit, 2) << room.err;
+    EXPECT_EQ(run("ldd room | grep -c 'kep\\|Plugin'").out, "0\n");
+
     // What reads codes and finds people is loaded when it is asked for, from the same place, and may be
     // missing.
     EXPECT_EQ(run("moved/bin/vncam qr --seconds 0").err, "vncam qr: no code read\n");

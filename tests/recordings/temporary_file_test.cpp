@@ -48,7 +48,7 @@ class Temporary : public recordings_test::ScratchFolder {
         ASSERT_EQ(status, 0);
     }
     std::string ended(const std::string& before, const std::string& after) const {
-        const std::string file = path(before + std::to_string(process_) + after);
+        std::string file = path(before + std::to_string(process_) + after);
         std::ofstream(file) << "x";
         return file;
     }
