@@ -2,6 +2,8 @@
 
 #include <limits>
 
+#include "text/convert.h"
+
 namespace kep::host {
 namespace {
 
@@ -96,9 +98,9 @@ Access Properties::setText(std::string_view name, const char* text) const {
     std::int64_t integer = 0;
     if (*property->type == typeid(bool)) {
         bool value = false;
-        if (!base::ConvertToImpl(text, value)) return Access::wrongType;
+        if (!convert(text, value)) return Access::wrongType;
         integer = value;
-    } else if (!base::ConvertToImpl(text, integer)) {
+    } else if (!convert(text, integer)) {
         return Access::wrongType;
     }
     return property->setInteger(integer);

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "kep/attr_set.h"
 #include "objects/log.h"
 #include "text/attr_text.h"
+#include "text/convert.h"
 
 namespace kep::host {
 
@@ -18,7 +18,7 @@ std::optional<StreamChoice> parseStreamChoice(std::string_view text, std::string
         const std::size_t end = std::min(text.find(',', from), text.size());
         const std::string word(trimmed(text.substr(from, end - from)));
         int number = -1;
-        if (!base::ConvertToImpl(word.c_str(), number) || number < 0 || number >= kDebugStreams) {
+        if (!convert(word.c_str(), number) || number < 0 || number >= kDebugStreams) {
             problem = "\"" + word + "\" at position " + std::to_string(from + 1) +
                       " is not a stream number from 0 to " + std::to_string(kDebugStreams - 1) +
                       "; choose numbers separated by \",\", or all, or none";

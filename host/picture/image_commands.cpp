@@ -6,6 +6,7 @@
 #include "objects/commands.h"
 #include "objects/log.h"
 #include "picture/image_record.h"
+#include "text/convert.h"
 
 namespace kep::host {
 namespace {
@@ -18,7 +19,7 @@ constexpr const char* kCommand = "shm0_cmd";
 bool take(const AttrSet& arguments, const char* key, std::uint8_t& value, std::string& reason) {
     const char* const text = arguments.Get(key);
     bool truth = false;
-    if (!text || !base::ConvertToImpl(text, truth)) {
+    if (!text || !convert(text, truth)) {
         reason = std::string(key) + "=" + (text ? text : "") + " is neither true nor false";
         return false;
     }

@@ -12,6 +12,7 @@
 #include "picture/font.h"
 #include "picture/reference_frame.h"
 #include "picture/stamp_record.h"
+#include "text/convert.h"
 
 namespace kep::host {
 namespace {
@@ -31,7 +32,7 @@ class Arguments {
         const char* const text = attributes_.Get(key);
         std::int64_t value = 0;
         if (!text) return std::nullopt;
-        if (base::ConvertToImpl(text, value) && value >= least && value <= most) return value;
+        if (convert(text, value) && value >= least && value <= most) return value;
         refuse(std::string(key) + "=" + text + " is not from " + std::to_string(least) + " to " +
                std::to_string(most));
         return std::nullopt;
@@ -43,7 +44,7 @@ class Arguments {
     bool requiredTruth(const char* key) {
         const char* const text = attributes_.Get(key);
         bool value = false;
-        if (!text || !base::ConvertToImpl(text, value))
+        if (!text || !convert(text, value))
             refuse(std::string(key) + "=" + (text ? text : "") + " is neither true nor false");
         return value;
     }

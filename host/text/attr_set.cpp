@@ -1,7 +1,11 @@
 #include "kep/attr_set.h"
 
+#include <algorithm>
+#include <atomic>
 #include <deque>
 #include <memory>
+#include <new>
+#include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
@@ -10,19 +14,42 @@
 
 namespace kep::base {
 
-/** The items in their order; above kFew with an index by key, so that n insertions take linear time. */
+/**
+ * The items in their order; above kFew with an index by key, so that n insertions take linear time.
+ *
+ * Items that were read from a text remember which of them were asked for: whoever asks for single keys passes
+ * a misspelt one over, and its writer is to hear of it. Whoever walks or copies the items takes them all.
+ */
 class AttrSet::Items {
   public:
     struct Item {
+        Item(std::string_view ofKey, std::string_view ofValue) : key(ofKey), value(ofValue) {}
+        Item(const Item& other) : key(other.key), value(other.value) {}
+        Item& operator=(const Item&) = delete;
+
         std::string key;
         std::string value;
+        mutable std::atomic<bool> asked{false};
     };
 
-    Items() = default;
+    /** @param fromText whether keys that nobody asks for are told */
+    explicit Items(bool fromText) : watched_(fromText) {}
     Items(const Items& other) : items_(other.items_) {
+        other.takeAll();
         if (items_.size() > kFew) addToIndex(0);
     }
     Items& operator=(const Items&) = delete;
+
+    /** Deletes `items`; first reports in one line which keys were passed over. */
+    static void end(const Items* items) {
+        const std::unique_ptr<const Items> last(items);
+        if (!items->watched_ || !items->asked_) return;
+        try {
+            items->tellUnread();
+        } catch (const std::bad_alloc&) {
+            // A destructor that runs out of memory keeps its line to itself.
+        }
+    }
 
     void put(std::string_view key, std::string_view value) {
         const std::size_t place = find(key);
@@ -30,24 +57,30 @@ class AttrSet::Items {
             items_[place].value = value;
             return;
         }
-        items_.push_back({std::string(key), std::string(value)});
+        items_.emplace_back(key, value);
         if (items_.size() > kFew) addToIndex(index_.size());
     }
 
     /** The item of `key`, null when there is none. */
     const Item* item(std::string_view key) const {
+        asked_ = true;
         const std::size_t place = find(key);
-        return place < items_.size() ? &items_[place] : nullptr;
+        if (place == items_.size()) return nullptr;
+        items_[place].asked = true;
+        return &items_[place];
     }
 
     /** The item at `place`, null when there is none. */
     const Item* at(int place) const {
+        takeAll();
         const auto wanted = static_cast<std::size_t>(place);
         return place >= 0 && wanted < items_.size() ? &items_[wanted] : nullptr;
     }
 
-    std::deque<Item>::const_iterator begin() const { return items_.begin(); }
-    std::deque<Item>::const_iterator end() const { return items_.end(); }
+    std::string textOfAll() const {
+        takeAll();
+        return text();
+    }
 
   private:
     /** Up to this many items a linear search is faster than an index. */
@@ -64,6 +97,32 @@ class AttrSet::Items {
         return place;
     }
 
+    std::string text() const {
+        std::string text;
+        for (const Item& item : items_) {
+            if (!text.empty()) text += ',';
+            text += item.key;
+            text += '=';
+            host::appendValue(text, item.value);
+        }
+        return text;
+    }
+
+    void tellUnread() const {
+        // What has a name is a message or an object, not settings: its readers pick what they need.
+        if (find("name") < items_.size()) return;
+        const auto unread = [](const Item& item) { return !item.asked; };
+        const auto first = std::ranges::find_if(items_, unread);
+        if (first == items_.end()) return;
+        std::string message = "nothing reads \"" + first->key + "\"";
+        if (const auto more = std::ranges::count_if(first + 1, items_.end(), unread))
+            message += " and " + std::to_string(more) + " more";
+        const std::string whole = text();
+        host::tellTextError(whole, {("," + whole).find("," + first->key + "="), message});
+    }
+
+    void takeAll() const { watched_ = false; }
+
     void addToIndex(std::size_t from) {
         for (std::size_t place = from; place < items_.size(); ++place)
             index_.emplace(items_[place].key, place);
@@ -71,9 +130,12 @@ class AttrSet::Items {
 
     std::deque<Item> items_; /**< a deque: the index refers to the keys, which must not move */
     std::unordered_map<std::string_view, std::size_t> index_;
+    // Sets are read by several threads at once.
+    mutable std::atomic<bool> watched_{false};
+    mutable std::atomic<bool> asked_{false};
 };
 
-AttrSet::AttrSet() : items_(new Items) {}
+AttrSet::AttrSet() : items_(new Items(false)) {}
 
 AttrSet::AttrSet(const char* text) : AttrSet() {
     Parse(text);
@@ -84,19 +146,19 @@ AttrSet::AttrSet(const AttrSet& other) : items_(new Items(*other.items_)) {}
 AttrSet& AttrSet::operator=(const AttrSet& other) {
     if (this != &other) {
         auto copy = std::make_unique<Items>(*other.items_);
-        delete items_;
+        Items::end(items_);
         items_ = copy.release();
     }
     return *this;
 }
 
 AttrSet::~AttrSet() {
-    delete items_;
+    Items::end(items_);
 }
 
 bool AttrSet::Parse(const char* text) {
     // Parsed into a copy: the text may be a value of this set.
-    auto fresh = std::make_unique<Items>();
+    auto fresh = std::make_unique<Items>(true);
     std::vector<host::AttrItem> found;
     host::TextError error;
     const bool parsed = text && host::parseItems(text, found, error);
@@ -106,7 +168,7 @@ bool AttrSet::Parse(const char* text) {
     } else {
         host::tellTextError(text ? text : "", error);
     }
-    delete items_;
+    Items::end(items_);
     items_ = fresh.release();
     return parsed;
 }
@@ -139,18 +201,8 @@ const char* AttrSet::Value(int index) const {
 }
 
 std::string AttrSet::ToString(bool braced) const {
-    std::string text;
-    if (braced) text += '{';
-    bool first = true;
-    for (const auto& [key, value] : *items_) {
-        if (!first) text += ',';
-        first = false;
-        text += key;
-        text += '=';
-        host::appendValue(text, value);
-    }
-    if (braced) text += '}';
-    return text;
+    const std::string text = items_->textOfAll();
+    return braced ? "{" + text + "}" : text;
 }
 
 }  // namespace kep::base

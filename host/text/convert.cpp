@@ -1,18 +1,20 @@
+#include "text/convert.h"
+
 #include <charconv>
-#include <cstdint>
 #include <limits>
+#include <string>
 #include <string_view>
 
 #include "kep/attr_set.h"
 #include "text/attr_text.h"
 
-namespace kep::base {
+namespace kep::host {
 namespace {
 
 template <class T>
 bool readInteger(const char* text, T& value) {
     if (!text) return false;
-    std::string_view digits = host::trimmed(text);
+    std::string_view digits = trimmed(text);
     const bool negative = !digits.empty() && digits.front() == '-';
     if (negative || (!digits.empty() && digits.front() == '+')) digits.remove_prefix(1);
     int radix = 10;
@@ -42,17 +44,17 @@ bool sameWord(std::string_view text, std::string_view lowerCase) {
 
 }  // namespace
 
-bool ConvertToImpl(const char* text, int& value) {
+bool convert(const char* text, int& value) {
     return readInteger(text, value);
 }
 
-bool ConvertToImpl(const char* text, std::int64_t& value) {
+bool convert(const char* text, std::int64_t& value) {
     return readInteger(text, value);
 }
 
-bool ConvertToImpl(const char* text, bool& value) {
+bool convert(const char* text, bool& value) {
     if (!text) return false;
-    const std::string_view word = host::trimmed(text);
+    const std::string_view word = trimmed(text);
     for (const std::string_view yes : {"true", "yes", "on", "1"}) {
         if (sameWord(word, yes)) return value = true;
     }
@@ -60,6 +62,34 @@ bool ConvertToImpl(const char* text, bool& value) {
         if (sameWord(word, no)) return !(value = false);
     }
     return false;
+}
+
+}  // namespace kep::host
+
+namespace kep::base {
+namespace {
+
+/** Callers go on with their default, so that the line is all that tells of the text. */
+template <class T>
+bool convertOrTell(const char* text, T& value, const char* wanted) {
+    if (host::convert(text, value)) return true;
+    const std::string shown = text ? text : "";
+    host::tellTextError(shown, {0, std::string("not ") + wanted});
+    return false;
+}
+
+}  // namespace
+
+bool ConvertToImpl(const char* text, int& value) {
+    return convertOrTell(text, value, "a whole number of 32 bits");
+}
+
+bool ConvertToImpl(const char* text, std::int64_t& value) {
+    return convertOrTell(text, value, "a whole number of 64 bits");
+}
+
+bool ConvertToImpl(const char* text, bool& value) {
+    return convertOrTell(text, value, "true or false");
 }
 
 }  // namespace kep::base

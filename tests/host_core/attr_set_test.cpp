@@ -249,20 +249,107 @@ TEST(AttrSet, NestsAsDeepAsAllowedAndNoDeeper) {
     EXPECT_FALSE(set.Parse(std::string(1000000, '{').c_str()));
 }
 
-std::string told;
+/** What the hook hears while it lives, as `text|offset|message;`. */
+class Told {
+  public:
+    Told() {
+        heard.clear();
+        kep::host::setTextErrorHook([](std::string_view text, const kep::host::TextError& error) {
+            heard += std::string(text) + "|" + std::to_string(error.offset) + "|" + error.message + ";";
+        });
+    }
+    Told(const Told&) = delete;
+    Told& operator=(const Told&) = delete;
+    ~Told() { kep::host::setTextErrorHook(nullptr); }
+
+    const std::string& text() const { return heard; }
+
+  private:
+    static inline std::string heard;
+};
 
 TEST(AttrSet, TellsTheHookOfARefusal) {
-    told.clear();
-    kep::host::setTextErrorHook([](std::string_view text, const kep::host::TextError& error) {
-        told += std::string(text) + "|" + std::to_string(error.offset) + "|" + error.message + ";";
-    });
     AttrSet set;
-    set.Parse("a=1,b");
-    set.Parse("a=1");
-    set.Parse(nullptr);
-    kep::host::setTextErrorHook(nullptr);
+    std::string heard;
+    {
+        const Told told;
+        set.Parse("a=1,b");
+        set.Parse("a=1");
+        set.Parse(nullptr);
+        heard = told.text();
+    }
     set.Parse("c");
-    EXPECT_EQ(told, "a=1,b|5|'=' is missing after \"b\";|0|there is no text;");
+    EXPECT_EQ(heard, "a=1,b|5|'=' is missing after \"b\";|0|there is no text;");
+}
+
+TEST(AttrSet, TellsWhichKeysOfATextNobodyAskedFor) {
+    const Told told;
+    {
+        AttrSet set("gop=15,gopp=3");
+        EXPECT_EQ(set.GetOrDef<int>("gop", 1), 15);
+        EXPECT_STREQ(set.GetOrDef("codec", "h264"), "h264");
+        EXPECT_EQ(told.text(), "");
+    }
+    EXPECT_EQ(told.text(), "gop=15,gopp=3|7|nothing reads \"gopp\";");
+}
+
+TEST(AttrSet, TellsAllUnreadKeysInOneLine) {
+    const Told told;
+    AttrSet set("a={b=1},b=2,c=3,d=4");
+    EXPECT_STREQ(set.Get("c"), "3");
+    set.Parse("");
+    EXPECT_EQ(told.text(), "a={b=1},b=2,c=3,d=4|0|nothing reads \"a\" and 2 more;");
+}
+
+TEST(AttrSet, TellsOfUnreadKeysWhereASetIsReplaced) {
+    const Told told;
+    AttrSet set("b=2");
+    EXPECT_EQ(set.Get("a"), nullptr);
+    set = AttrSet();
+    EXPECT_EQ(told.text(), "b=2|0|nothing reads \"b\";");
+}
+
+TEST(AttrSet, TellsOfNoKeysWhereAllMayHaveBeenTaken) {
+    const Told told;
+    { const AttrSet untouched("a=1,b=2"); }
+    {
+        const AttrSet walked("a=1,b=2");
+        EXPECT_STREQ(walked.Get("a"), "1");
+        EXPECT_STREQ(walked.Key(0), "a");
+    }
+    {
+        const AttrSet shown("a=1,b=2");
+        EXPECT_STREQ(shown.Get("a"), "1");
+        EXPECT_EQ(shown.ToString(false), "a=1,b=2");
+    }
+    {
+        const AttrSet copied("a=1,b=2");
+        const AttrSet copy(copied);
+        EXPECT_STREQ(copied.Get("a"), "1");
+        EXPECT_STREQ(copy.Get("b"), "2");
+    }
+    {
+        const AttrSet message("name=recordStop,url=file:///a.mp4");
+        EXPECT_STREQ(message.Get("name"), "recordStop");
+    }
+    {
+        AttrSet filled;
+        filled.Add("a", "1");
+        EXPECT_EQ(filled.Get("b"), nullptr);
+    }
+    EXPECT_EQ(told.text(), "");
+}
+
+TEST(AttrSet, TellsOfATextThatDoesNotConvert) {
+    const Told told;
+    const AttrSet set("a=abc,b=99999999999,c=perhaps,d=12");
+    EXPECT_EQ(set.GetOrDef<int>("a", 7), 7);
+    EXPECT_EQ(set.GetOrDef<int>("b", 7), 7);
+    EXPECT_EQ(set.GetOrDef<bool>("c", true), true);
+    EXPECT_EQ(set.GetOrDef<int>("d", 7), 12);
+    EXPECT_EQ(told.text(),
+              "abc|0|not a whole number of 32 bits;99999999999|0|not a whole number of 32 bits;"
+              "perhaps|0|not true or false;");
 }
 
 }  // namespace

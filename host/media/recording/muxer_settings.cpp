@@ -60,8 +60,9 @@ bool MuxerMessages::read(const char* text, const std::string& owner, MuxerMessag
                           "asks for a message \"" + std::string(key) + "\" that there is not");
         base::AttrSet how;
         if (!how.Parse(set.Value(i))) return false;
-        if (std::string_view(how.GetOrDef("oper", "")) != (start ? "AfterOpen" : "AfterClose") ||
-            std::string_view(how.GetOrDef("send", "")) != "upward")
+        const std::string_view when = how.GetOrDef("oper", "");
+        const std::string_view where = how.GetOrDef("send", "");
+        if (when != (start ? "AfterOpen" : "AfterClose") || where != "upward")
             return refuse(
                 owner, std::string(key) + "={" + set.Value(i) + "}",
                 start ? "is not oper=AfterOpen,send={upward}" : "is not oper=AfterClose,send={upward}");
