@@ -1,3 +1,4 @@
+#include <dlfcn.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -70,6 +71,15 @@ bool areColoursShown() {
            !(terminal && std::strcmp(terminal, "dumb") == 0);
 }
 
+/**
+ * A failure is a result code here; what led to it only the framework's lines tell. The workstation framework
+ * keeps those that KEP_HOST_LOG hides.
+ */
+void showHiddenErrors() {
+    void* const found = dlsym(RTLD_DEFAULT, "kepHostHiddenErrors");
+    if (found) std::fputs(reinterpret_cast<const char* (*)()>(found)(), stderr);
+}
+
 int runCommand(const Command& command, int argc, char** argv) {
     const std::string who = std::string("vncam ") + command.name;
     // Pre-recording costs an encoder; only events need it, which may be what another command runs.
@@ -82,6 +92,8 @@ int runCommand(const Command& command, int argc, char** argv) {
     } catch (const UsageError& error) {
         return wrongCommandLine(who, error.what());
     } catch (const std::exception& error) {
+        clearProgress();
+        showHiddenErrors();
         report(command.name, error.what());
         return exitFailure;
     }

@@ -78,6 +78,14 @@ void show(const StreamChoice& chosen) {
     }
 }
 
+}  // namespace
+
+bool isShown(LogStream stream) {
+    return stream::__dbg_couts[static_cast<int>(stream)] != &nullStream;
+}
+
+namespace {
+
 /** Runs before every static initialisation of this library and of those that are linked with it. */
 __attribute__((constructor(101))) void chooseStreams() {
     show(StreamChoice().set(kErrorStream));

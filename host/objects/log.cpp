@@ -3,6 +3,7 @@
 #include <string>
 
 #include "kep/debug_line.h"
+#include "objects/hidden_errors.h"
 #include "objects/line_buffer.h"
 
 namespace kep::host {
@@ -14,6 +15,7 @@ void writeLine(LogStream stream, const char* file, int line, const char* functio
     for (char& character : shown) {
         if (static_cast<unsigned char>(character) < ' ') character = ' ';
     }
+    if (stream == LogStream::error && !isShown(stream)) return keepHiddenError(shown);
     if (areMessagesAsked()) {
         // Our functions mean nothing to a user.
         *kep::stream::__dbg_couts[static_cast<int>(stream)] << (shown + "\n").c_str();

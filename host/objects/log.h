@@ -19,6 +19,9 @@ enum class LogStream : int { error = 8, info = 12 };
 KEP_API void writeLine(LogStream stream, const char* file, int line, const char* function,
                        std::string_view text) noexcept;
 
+/** Whether KEP_HOST_LOG chose the stream. */
+bool isShown(LogStream stream);
+
 }  // namespace kep::host
 
 #define KEP_HOST_ERROR(text) \

@@ -81,5 +81,14 @@ TEST_F(Snap, ColoursAndPlacesInTheSourceGoToATerminalAlone) {
     }
 }
 
+TEST_F(Snap, TheReasonOfAFailureIsGivenWhereLinesAreHidden) {
+    const Result shown = run("KEP_HOST_VIDEO=file:missing.mp4 vncam snap -o a.jpg");
+    const Result hidden = run("KEP_HOST_LOG=none KEP_HOST_VIDEO=file:missing.mp4 vncam snap -o a.jpg");
+    EXPECT_EQ(hidden.exit, 1);
+    EXPECT_EQ(hidden.err.substr(0, hidden.err.find('\n')), shown.err.substr(0, shown.err.find('\n')));
+    EXPECT_THAT(hidden.err, HasSubstr("missing.mp4: "));
+    EXPECT_THAT(hidden.err, HasSubstr("\nvncam snap: a.jpg: "));
+}
+
 }  // namespace
 }  // namespace vncam_test

@@ -10,6 +10,7 @@
 
 #include "kep/debug_line.h"
 #include "kep/entry_points.h"
+#include "objects/hidden_errors.h"
 #include "objects/log.h"
 #include "objects/message_port.h"
 
@@ -80,6 +81,10 @@ int main(int argc, char** argv) {
         outer << "ter" << '\n';
     } else if (what == "place") {
         KEP_HOST_ERROR("here");
+    } else if (what == "hidden") {
+        for (int line = 1; line <= 6; ++line) KEP_HOST_ERROR("error " + std::to_string(line));
+        KEP_HOST_INFO("information");
+        for (int call = 0; call < 2; ++call) std::printf("[%s]\n", kepHostHiddenErrors());
     } else if (what == "plug-in") {
         auto& out = kep::stream::BeginDebugLine(8, "\033[31m", __FILE__, __LINE__, __func__);
         kep::stream::EndDebugLine(out << "here");

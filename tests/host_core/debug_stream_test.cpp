@@ -45,6 +45,13 @@ TEST(DebugStreams, ABadChoiceGetsOneLineAndTheDefault) {
     EXPECT_NE(runProbe("streams", "8,abc").output.find("\"abc\" at position 3 "), std::string::npos);
 }
 
+TEST(DebugStreams, KeepTheLastErrorsThatAreNotShown) {
+    EXPECT_EQ(runProbe("hidden", "none").output, "[error 3\nerror 4\nerror 5\nerror 6\n]\n[]\n");
+    const std::string shown = runProbe("hidden", "8").output;
+    EXPECT_NE(shown.find("error 6\n"), std::string::npos) << shown;
+    EXPECT_NE(shown.find("[]\n[]\n"), std::string::npos) << shown;
+}
+
 TEST(DebugStreams, PathsBeginBelowTheSourceRoot) {
     const std::string output = runProbe("place").output;
     const std::string start = "\033[31mtests/host_core/core_probe.cpp/";
