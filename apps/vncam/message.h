@@ -4,15 +4,11 @@
 #include <chrono>
 #include <optional>
 #include <string>
-#include <string_view>
 
 namespace vncam {
 
-/**
- * The value of `key` in a message such as "name=frameLost,lost=2"; empty when there is none. Braces around a
- * value, which keep its commas together, are taken off.
- */
-std::string messageValue(std::string_view message, std::string_view key);
+/** The value of `key` in a message such as "name=frameLost,lost=2"; empty when there is none. */
+std::string messageValue(const std::string& message, const std::string& key);
 
 /** Queue of the messages of one resource; there may be four at a time. */
 class Inbox {

@@ -32,7 +32,7 @@ HEADER_PROGRAMS = ("public_header_c99", "public_header_c11", "public_header_cpp1
 FRAMEWORK_PROGRAMS = ("framework_tests", "kep_text_tests")
 UNIT_PROGRAMS = ("unit_tests", "allocation_tests", "copy_tests", "load_tests", "handle_threads_tests")
 PROGRAMS = (*FRAMEWORK_PROGRAMS, *UNIT_PROGRAMS, *HEADER_PROGRAMS)
-PUBLIC = ("vornisa_api.h", "vornisa_audio.h", "vornisa_media_file.h", "vornisa_picture.h", "vornisa_recording.h",
+PUBLIC = ("vornisa_api.h", "vornisa_audio.h", "vornisa_media_file.h", "vornisa_message.h", "vornisa_picture.h", "vornisa_recording.h",
           "vornisa_sound_device.h", "vornisa_stream.h", "vornisa_types.h")
 MEMORY_LIMIT = 4 << 30
 NOTED = ("static assertion failed", "is negative")  # how a compiler puts that a check of the tests' own failed

@@ -1,6 +1,9 @@
 // The application that the README shows is the one that is built, and it works.
+#include <gmock/gmock.h>
+
 #include <regex>
 #include <set>
+#include <sstream>
 
 #include "shell.h"
 
@@ -21,6 +24,38 @@ TEST_F(Readme, TheExampleFilmsTenSeconds) {
     ASSERT_EQ(film.exit, 0) << film.err;
     EXPECT_EQ(film.out, "live.h264: 300 frames\n");
     EXPECT_EQ(pictureRuns("live.h264"), "300 of 1280x720");
+}
+
+TEST_F(Readme, TheExampleOfTwoStreamsKnowsWhichOneSpeaks) {
+    const Result films = run("two_streams");
+    ASSERT_EQ(films.exit, 0) << films.err;
+    for (const char* line : {"large: name=started\n", "small: name=started\n"})
+        EXPECT_THAT(films.out, testing::HasSubstr(line));
+}
+
+TEST_F(Readme, TheExampleOfTimedFramesStampsThemEvenly) {
+    const Result film = run("timed_frames");
+    ASSERT_EQ(film.exit, 0) << film.err;
+    std::smatch found;
+    ASSERT_TRUE(
+        std::regex_match(film.out, found,
+                         std::regex("60 frames, \\d+ waits without one\n"
+                                    "distances off by at most (\\S+) ms as read, (\\S+) ms as stamped\n"
+                                    "handed over in \\S+ ms on average\n")))
+        << film.out;
+    EXPECT_LE(std::stod(found[2]), std::stod(found[1]));
+}
+
+TEST_F(Readme, ThePageOnStreamsListsEveryMessage) {
+    const std::string page = readFile(PROJECT_FOLDER "/docs/streams.md");
+    std::set<std::string> names;
+    const Result sent =
+        run("grep -rhoE '(tell|announce)\\(\"[a-zA-Z]+|\"name=[a-zA-Z]+|Add\\(\"name\", \"[a-zA-Z]+' "
+            "--include=*.cpp " PROJECT_FOLDER "/host | grep -oE '[a-zA-Z]+$'");
+    std::istringstream lines(sent.out);
+    for (std::string name; std::getline(lines, name);) names.insert(name);
+    EXPECT_GE(names.size(), 15u);
+    for (const std::string& name : names) EXPECT_NE(page.find("name=" + name), std::string::npos) << name;
 }
 
 TEST_F(Readme, NamesBothCommands) {

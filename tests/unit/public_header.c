@@ -2,6 +2,7 @@
 #include <stddef.h>
 
 #include "vornisa_api.h"
+#include "vornisa_message.h"
 
 #define HOLDS_AT_COMPILE_TIME(name, condition) typedef char name[(condition) ? 1 : -1]
 
@@ -31,6 +32,7 @@ int main(void) {
     int running = 17;
     int length = 17;
 
+    EXPECT(VNMessageIs("name=started", "started"));
     EXPECT(VNAcquire(64, &id) == VNRES_INVALID_ARG);
     EXPECT(id == 0);
     EXPECT(VNAcquire(VNRES_H264_SOURCE, &id) == VNRES_SUCCEED);
