@@ -1,10 +1,12 @@
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <limits>
 
 #include "recordings/container_checks.h"
 #include "recordings/mp4_fragment.h"
 #include "recordings/mp4_header.h"
+#include "recordings/plain_index.h"
 #include "recordings/sample_check.h"
 
 namespace recordings {
@@ -59,7 +61,7 @@ class Mp4Checker {
                                 return track.second.samples > 0;
                             });
         if (listed && hasData_ && damages_.empty()) return playable(index_->seconds);
-        if (!index_ && hasData_) return unplayable("a plain MP4 without its index cannot be recovered");
+        if (!index_ && hasData_) return withoutIndex();
         if (!index_ && isFragmented_) return unplayable("the header is damaged and has no copy");
         return unplayable("no complete picture");
     }
@@ -69,6 +71,24 @@ class Mp4Checker {
     RecordingCheck playable(double seconds) {
         const State state = damages_.empty() ? State::whole : State::damaged;
         return {state, end_ ? end_ : file_.size(), seconds, {}, std::move(damages_), std::move(repairs_)};
+    }
+
+    /** A file whose index would have come last. */
+    RecordingCheck withoutIndex() {
+        const auto rebuilt = isFragmented_ ? std::nullopt : rebuildIndex(file_);
+        if (!rebuilt) return unplayable("a plain MP4 without its index cannot be recovered");
+        damages_.clear();
+        repairs_ = {{file_.size(), rebuilt->index},
+                    {.offset = rebuilt->dataAt, .bytes = rebuilt->dataHeader, .isLast = true}};
+        RecordingCheck check = playable(static_cast<double>(rebuilt->pictures) / rebuilt->rate);
+        check.state = State::damaged;
+        std::array<char, 128> text{};
+        std::snprintf(
+            text.data(), text.size(), "%llu pictures at %g in a second%s",
+            static_cast<unsigned long long>(rebuilt->pictures), rebuilt->rate,
+            rebuilt->hasOther ? "; the sound is lost, as only the index told its packets apart" : "");
+        check.rebuilt = text.data();
+        return check;
     }
 
     void takeHeader() {

@@ -30,6 +30,7 @@ struct Repair {
     Bytes bytes;
     std::uint64_t stride = 0;
     std::uint64_t count = 1;
+    bool isLast = false; /**< to be written once all others are on the disk */
 };
 
 /** Result of checking an unfinished recording. */
@@ -47,6 +48,7 @@ struct RecordingCheck {
     std::string reason;    /**< why it is unplayable or not a recording */
     std::vector<Damage> damages;
     std::vector<Repair> repairs;
+    std::string rebuilt{}; /**< what an index that was lost is rebuilt of, in words; empty when none was */
 };
 
 /** Checks a file of any kind. Throws Failure when it cannot be read. */

@@ -80,6 +80,16 @@ void make(const Repair& repair, FileLayer::File& file) {
     }
 }
 
+void makeAll(const std::vector<Repair>& repairs, FileLayer::File& file) {
+    for (const Repair& repair : repairs)
+        if (!repair.isLast) make(repair, file);
+    if (std::ranges::none_of(repairs, &Repair::isLast)) return;
+    std::string reason;
+    if (!file.sync(reason)) throw Failure("cannot repair " + reason);
+    for (const Repair& repair : repairs)
+        if (repair.isLast) make(repair, file);
+}
+
 /** What the header of a fragmented file is to tell, and where its fragments end; nothing for a file of
  * another kind, which players need neither to play. */
 std::optional<std::pair<HeadIndex, std::uint64_t>> headIndexOf(const std::string& path) try {
@@ -153,7 +163,7 @@ Recovery recoverFile(const std::string& path) {
     std::string reason;
     const auto file = layer.open(path, reason);
     if (!file) throw Failure("cannot open " + reason);
-    for (const Repair& repair : result.check.repairs) make(repair, *file);
+    makeAll(result.check.repairs, *file);
     if (cuts) {
         if (!file->truncate(result.check.end, reason)) throw Failure("cannot cut " + reason);
         result.cut = size - result.check.end;

@@ -22,7 +22,7 @@ constexpr Usage kUsage{
     "is\n"
     "taken gets a number: a.mp4, a-1.mp4. It ends in .mp4 or .ts. A file that is being written is called\n"
     "NAME.part. Each second of it is on the disk before the next: after a power cut `vncam recover`\n"
-    "finishes what is there. With --plain an .mp4 that is cut short is lost.\n"
+    "finishes what is there. With --plain only its pictures are recovered.\n"
     "On a terminal the keys + and - change the volume of the microphone, m mutes it.\n"
     "The recording ends after --seconds or by Ctrl-C; the names of the files go to standard output. When\n"
     "--seconds is a number of whole segments there are just so many files, each of full length: what has\n"

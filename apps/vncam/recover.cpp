@@ -29,6 +29,8 @@ constexpr Usage kUsage{
     "Only the end of a transport stream may be cut off, within its last picture; what was there is\n"
     "then in NAME.rest. No other file is overwritten: a name that is taken gets a number. A file in\n"
     "which nothing can be played, or that is still being written, is reported and left.\n"
+    "A plain MP4 has lost its index: of H.264 that tells its parameters and rate itself, as that of\n"
+    "vncam does, a new one is made of the pictures at that rate, and put behind them. Sound is lost.\n"
     "Objects of --json have the file and its result, \"recovered\", \"unchanged\", \"removed\" or "
     "\"failed\":\n"
     "with --dry-run what it would be.\n"

@@ -54,6 +54,7 @@ std::string recoveryText(const std::string& path, const Recovery& recovery, bool
         return path + (planned ? ": would be" : ":") + " unchanged: " + recovery.check.reason;
     std::string all =
         path + (planned ? " would be " : " -> ") + recovery.path + ": " + lengthText(recovery.check.seconds);
+    if (!recovery.check.rebuilt.empty()) all += "\n  index rebuilt: " + recovery.check.rebuilt;
     std::size_t lines = 0;
     for (const Damage& damage : recovery.check.damages) {
         if (++lines > kMostLines) continue;
@@ -87,6 +88,7 @@ std::string recoveryJson(const Recovery& recovery) {
         separator = ", ";
     }
     all += "]";
+    if (!recovery.check.rebuilt.empty()) all += member("rebuilt", recovery.check.rebuilt);
     if (recovery.cut > 0) all += member("cut", recovery.cut);
     if (!recovery.rest.empty()) all += member("rest", recovery.rest);
     return all;

@@ -168,5 +168,14 @@ TEST_F(RecoveryTest, ASecondPowerCutCostsATransportStreamNothing) {
     expectToBeRecoveredAgain(damaged(whole, {whole.size() / 5, whole.size() / 2}, kHole));
 }
 
+TEST_F(RecoveryTest, ASecondPowerCutCostsAPlainFileNothing) {
+    Bytes content = recordedBy("muxer-mp4:flush=false");
+    // As it was before it had an index: its data have no size yet.
+    const std::size_t data = placesOf("mdat", content).at(0);
+    content.resize(placesOf("moov", content).at(0));
+    std::fill_n(content.begin() + static_cast<std::ptrdiff_t>(data), 4, std::uint8_t{0});
+    expectToBeRecoveredAgain(content);
+}
+
 }  // namespace
 }  // namespace kep::host
