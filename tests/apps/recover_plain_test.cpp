@@ -92,13 +92,20 @@ TEST_F(RecoverPlain, ALengthIsThatOfTheWholePictures) {
     EXPECT_EQ(checkRecording(path("cut")).state, RecordingCheck::State::unplayable);
 }
 
-TEST_F(RecoverPlain, PicturesGoOnBehindAHole) {
+TEST_F(RecoverPlain, BehindAHoleAKeyFrameComesFirst) {
     std::string bytes = film();
-    bytes.replace(bytes.size() / 2, 6000, 6000, '\0');
+    const std::size_t hole = bytes.size() / 2, end = hole + 6000;
+    bytes.replace(hole, end - hole, end - hole, '\0');
     writeFile(path("a.mp4.part"), bytes);
     recover();
-    // What is lost ends with the next key frame, half a second later.
     EXPECT_GE(std::stoi(probe("a.mp4", "stream=nb_read_packets")), 40);
+    std::istringstream lines(
+        run("ffprobe -v error -select_streams v -show_entries packet=pos,flags -of csv=p=0 a.mp4").out);
+    std::size_t position = 0;
+    std::string flags;
+    for (char comma; position < end && lines >> position >> comma >> flags;) continue;
+    ASSERT_GE(position, end) << "none behind the hole";
+    EXPECT_EQ(flags.substr(0, 1), "K") << "the others refer to pictures that are lost";
     EXPECT_EQ(run("ffmpeg -nostdin -v error -sseof -0.3 -i a.mp4 -f null -").err, "");
 }
 
