@@ -24,7 +24,15 @@ std::optional<AdtsUnit> readAdts(std::span<const char> bytes) {
     const unsigned rate = byte(2) >> 2 & 0xf;
     const std::size_t size = (byte(3) & 3) << 11 | byte(4) << 3 | byte(5) >> 5;
     if (rate >= kRates.size() || size < kHeaderBytes) return std::nullopt;
-    return AdtsUnit{kRates[rate], kChannels[(byte(2) & 1) << 2 | byte(3) >> 6], size};
+    const unsigned channels = (byte(2) & 1) << 2 | byte(3) >> 6;
+    const unsigned objectType = (byte(2) >> 6) + 1;
+    const unsigned config = objectType << 11 | rate << 7 | channels << 3;
+    const bool hasChecksum = (byte(1) & 1) == 0;
+    return AdtsUnit{kRates[rate],
+                    kChannels[channels],
+                    size,
+                    kHeaderBytes + (hasChecksum ? 2 : 0),
+                    {static_cast<std::uint8_t>(config >> 8), static_cast<std::uint8_t>(config)}};
 }
 
 void AdtsFollower::add(std::span<const char> bytes) {

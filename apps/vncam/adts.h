@@ -1,7 +1,9 @@
 #ifndef VNCAM_ADTS_H
 #define VNCAM_ADTS_H
 
+#include <array>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <span>
 #include <vector>
@@ -10,9 +12,12 @@ namespace vncam {
 
 /** What the header of an AAC access unit in an ADTS stream says of it (ISO/IEC 14496-3, 1.A.2.2). */
 struct AdtsUnit {
-    int rate;          /**< hertz */
-    int channels;      /**< 0 when only the unit itself tells */
-    std::size_t bytes; /**< of the unit, header included */
+    int rate;                /**< hertz */
+    int channels;            /**< 0 when only the unit itself tells */
+    std::size_t bytes;       /**< of the unit, header included */
+    std::size_t headerBytes; /**< before the AAC data */
+    /** What a file whose units have no headers tells in their place: AudioSpecificConfig (1.6.2.1). */
+    std::array<std::uint8_t, 2> config;
 };
 
 /** The unit that the bytes begin with; nothing when they begin with none. */

@@ -46,6 +46,7 @@ int runSnap(int argc, char** argv);
 int runSources(int argc, char** argv);
 int runStamp(int argc, char** argv);
 int runVolume(int argc, char** argv);
+int runWatch(int argc, char** argv);
 int runZone(int argc, char** argv);
 
 }  // namespace vncam

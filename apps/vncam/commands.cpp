@@ -17,6 +17,7 @@ namespace {
 
 constexpr Command kCommands[] = {
     {"live", "film: write live H.264 and AAC to files or a pipe", runLive},
+    {"watch", "show the live picture in a window, with its sound", runWatch},
     {"pcm", "capture the microphone's samples, or show its level", runPcm},
     {"play", "play a WAV file on the loudspeaker", runPlay},
     {"record", "record video and audio into segments", runRecord},

@@ -56,6 +56,9 @@ Output::Output(std::string path) : name_(std::move(path)) {
     }
 }
 
+Output::Output(std::string name, int descriptor)
+    : name_(std::move(name)), descriptor_(descriptor), regular_(isRegular(descriptor)) {}
+
 Output::~Output() {
     try {
         writeGathered();
@@ -107,6 +110,7 @@ void Output::writeOut(const char* data, std::size_t size) {
 }
 
 void Output::writeGathered() {
+    if (gathered_.empty()) return;
     // No retry of a failed write.
     const std::vector<char> pending = std::exchange(gathered_, {});
     writeOut(pending.data(), pending.size());

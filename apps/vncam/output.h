@@ -18,6 +18,8 @@ class Output {
     /** Leaves a file as it is until the first bytes come. Throws Failure naming it when it could not be
      * opened. */
     explicit Output(std::string path);
+    /** Takes an open pipe, by a name for messages. */
+    Output(std::string name, int descriptor);
     ~Output();
     Output(const Output&) = delete;
     Output& operator=(const Output&) = delete;
@@ -28,6 +30,8 @@ class Output {
      * pipe whose reader does not read is given up after a second.
      */
     void write(const char* data, std::size_t size);
+    /** Writes what is gathered for a file. Throws as write() does. */
+    void flush() { writeGathered(); }
     void abandon() { abandoned_ = true; }
 
     /** Whether earlier bytes can be written over: in a file, not in a pipe. */

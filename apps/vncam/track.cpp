@@ -19,9 +19,16 @@ namespace {
 /** Larger than a key frame of the largest picture at any supported bit rate. */
 constexpr int kFrameBytes = 8 << 20;
 
+/** From the time of an access unit to when it is read, in its own length: an encoder needs its samples, those
+ * of the next one to choose the transform, and a decoder's first samples are of the one before. */
+constexpr int kAacDelayFrames = 3;
+/** A read that lasts longer has waited for its frame. */
+constexpr auto kQueuedRead = std::chrono::milliseconds(2);
+
 // A C callback has no user pointer.
 std::atomic<std::uint64_t> lostFrames[2];
 std::atomic<int> stopsTold[2];
+std::atomic<const char*> reporter;
 
 /** Messages are delivered on another thread, shortly after the event. */
 constexpr auto kMessageTimeout = std::chrono::seconds(1);
@@ -32,18 +39,19 @@ void onMessage(const char* message) {
     if (name == "frameLost")
         lostFrames[kind] += std::strtoull(messageValue(message, "lost").c_str(), nullptr, 10);
     else if (name == "deviceLost")
-        report("live", "the " + messageValue(message, "media") + " device " +
-                           messageValue(message, "device") + " is lost");
+        report(reporter, "the " + messageValue(message, "media") + " device " +
+                             messageValue(message, "device") + " is lost");
     else if (name == "stopped")
         ++stopsTold[kind];
     else if (name != "started")
-        report("live", message);
+        report(reporter, message);
 }
 
 }  // namespace
 
-Track::Track(Kind kind, const std::string& path)
-    : kind_(kind), output_(path), source_(kind == video ? VNRES_H264_SOURCE : VNRES_AAC_SOURCE) {
+Track::Track(Kind kind, const char* command, std::unique_ptr<FrameSink> sink)
+    : kind_(kind), sink_(std::move(sink)), source_(kind == video ? VNRES_H264_SOURCE : VNRES_AAC_SOURCE) {
+    reporter = command;
     lostFrames[kind] = 0;
     stopsTold[kind] = 0;
     check(VNRegisterMessageCallback(id(), kind == video ? onMessage<video> : onMessage<audio>),
@@ -58,6 +66,12 @@ Track::~Track() {
 
 void Track::start(double framesPerSecond, double seconds, BeforeFrame beforeFrame) {
     framesPerSecond_ = framesPerSecond;
+    const auto frame = std::chrono::duration_cast<FrameTimes::Clock::duration>(
+        std::chrono::duration<double>(1 / framesPerSecond));
+    // A microphone delivers blocks, and has gaps but no other rate: its sound is torn for nothing less.
+    if (sink_->isTimed())
+        times_.emplace(kind_ == video ? FrameTimes::Source{frame, frame * 3 / 4, 3, frame / 2}
+                                      : FrameTimes::Source{frame, frame * 3, 48, frame});
     source_.start();
     ++starts_;
     reading_ = std::async(std::launch::async, [this, seconds, beforeFrame = std::move(beforeFrame)] {
@@ -77,7 +91,7 @@ void Track::switchSize(Size size) {
 
 void Track::end() {
     ending_ = true;
-    output_.abandon();
+    sink_->abandon();
 }
 
 void Track::cut() {
@@ -107,12 +121,12 @@ std::uint64_t Track::lost() const {
 }
 
 double Track::second() const {
-    return static_cast<double>(frames() + lost()) / framesPerSecond_;
+    return static_cast<double>(sink_->isTimed() ? framesShown_.load() : frames() + lost()) / framesPerSecond_;
 }
 
 std::string Track::summary() const {
-    return output_.name() + ": " + countText(frames(), std::string(media()) + " frame") + ", " +
-           countText(output_.bytes(), "byte") + ", " +
+    return sink_->name() + ": " + countText(frames(), std::string(media()) + " frame") + ", " +
+           countText(sink_->bytes(), "byte") + ", " +
            lengthText(static_cast<double>(frames()) / framesPerSecond_) + ", " + std::to_string(lost()) +
            " lost";
 }
@@ -122,12 +136,23 @@ void Track::readAll(double seconds, const BeforeFrame& beforeFrame) {
     const auto frame = std::make_unique_for_overwrite<char[]>(kFrameBytes);
     while (!ending_ && !cut_ && !stopRequested() && (seconds == 0 || second() < seconds)) {
         if (beforeFrame) beforeFrame(second());
+        const auto before = FrameTimes::Clock::now();
         const int length = readFrame(frame.get());
         if (cut_) return;
-        output_.write(frame.get(), static_cast<std::size_t>(length));
+        write(frame.get(), length, FrameTimes::Clock::now() - before);
         ++frames_;
     }
     source_.stop();
+}
+
+void Track::write(const char* frame, int length, FrameTimes::Clock::duration waited) {
+    FrameSink::Time time;
+    if (times_) {
+        time = times_->next(FrameTimes::Clock::now(), waited > kQueuedRead, lost());
+        framesShown_ = times_->length();
+        if (kind_ == audio) time -= kAacDelayFrames * times_->frame();
+    }
+    sink_->write({frame, static_cast<std::size_t>(length)}, time);
 }
 
 int Track::readFrame(char* frame) {

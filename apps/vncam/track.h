@@ -6,27 +6,33 @@
 #include <cstdint>
 #include <functional>
 #include <future>
+#include <memory>
+#include <optional>
 #include <string>
 
 #include "blocking_call.h"
-#include "output.h"
+#include "frame_sink.h"
+#include "frame_times.h"
 #include "resource.h"
 #include "values.h"
 
 namespace vncam {
 
 /**
- * One stream on its way from a source to an output, read by a thread of its own. Its time is counted in
- * frames, those that the source says it lost included, so that a film of ten seconds holds exactly ten
- * seconds.
+ * One stream on its way from a source to a sink, read by a thread of its own. Its time is counted in frames,
+ * those that the source says it lost included, so that a film of ten seconds holds exactly ten seconds. In a
+ * timed sink those that a slower source does not make count as well.
  */
 class Track {
   public:
     enum Kind { video, audio };
 
-    /** Takes the output, which is opened at the first frame, and acquires the source; throws Failure when
-     * either is refused. */
-    Track(Kind kind, const std::string& path);
+    /**
+     * Acquires the source; throws Failure when it is refused.
+     *
+     * @param command reports what the source tells
+     */
+    Track(Kind kind, const char* command, std::unique_ptr<FrameSink> sink);
     /** Stops reading first. */
     ~Track();
     Track(const Track&) = delete;
@@ -52,8 +58,8 @@ class Track {
     bool broken() const { return broken_; }
     /** Waits until reading and its messages have ended; throws its failure. */
     void join();
-    /** Closes the output. */
-    void close() { output_.close(); }
+    /** Closes the sink. */
+    void close() { sink_->close(); }
 
     int id() const { return source_.id(); }
     std::uint64_t frames() const { return frames_; }
@@ -66,11 +72,14 @@ class Track {
   private:
     void readAll(double seconds, const BeforeFrame& beforeFrame);
     int readFrame(char* frame);
+    void write(const char* frame, int length, FrameTimes::Clock::duration waited);
 
     const Kind kind_;
-    Output output_;
+    const std::unique_ptr<FrameSink> sink_;
     Resource source_;
     double framesPerSecond_ = 1;
+    std::optional<FrameTimes> times_;           /**< of the reading thread; for a timed sink */
+    std::atomic<std::uint64_t> framesShown_{0}; /**< by those times */
     std::atomic<int> starts_{0};
     std::atomic<std::uint64_t> frames_{0};
     std::atomic<bool> ending_{false};

@@ -8,9 +8,9 @@ namespace {
 
 using Cli = Shell;
 
-const std::vector<std::string> kCommands = {"live",    "pcm",    "play", "record",  "event", "snap",  "aac",
-                                            "recover", "volume", "mute", "sources", "info",  "demux", "zone",
-                                            "stamp",   "flip",   "qr",   "flicker", "detect"};
+const std::vector<std::string> kCommands = {"live",    "pcm",    "play", "record",  "event",  "snap",  "aac",
+                                            "recover", "volume", "mute", "sources", "info",   "demux", "zone",
+                                            "stamp",   "flip",   "qr",   "flicker", "detect", "watch"};
 
 TEST_F(Cli, HelpGoesToStandardOutput) {
     const Result help = run("vncam --help");
@@ -70,8 +70,8 @@ TEST_F(Cli, BashCompletesCommandsAndOptions) {
 
 TEST_F(Cli, LiveHelpNamesEveryOption) {
     const std::string help = run("vncam live --help").out;
-    for (const char* option : {"video", "audio", "size", "switch", "fps", "bps", "gop", "rate", "channels",
-                               "abps", "seconds", "quiet", "help", "version"})
+    for (const char* option : {"video", "audio", "no-audio", "size", "switch", "fps", "bps", "gop", "rate",
+                               "channels", "abps", "seconds", "quiet", "help", "version"})
         EXPECT_NE(help.find(std::string("\n  --") + option + " "), std::string::npos) << option;
 }
 
@@ -121,7 +121,7 @@ INSTANTIATE_TEST_SUITE_P(
         WrongLine{"live --a x", "vncam live: unknown option '--a'"},
         WrongLine{"live --fps", "vncam live: option '--fps' needs a value"},
         WrongLine{"live --quiet=1", "vncam live: option '--quiet' takes no value"},
-        WrongLine{"live", "vncam live: nothing to write; give --video, --audio or both"},
+        WrongLine{"live", "vncam live: nothing to write; give --output, --video or --audio"},
         WrongLine{"live --video a b", "vncam live: unexpected argument 'b'"},
         WrongLine{"live --video ''", "vncam live: --video needs a file name"},
         WrongLine{"live --video - --audio -",
@@ -150,6 +150,22 @@ INSTANTIATE_TEST_SUITE_P(
                   "vncam live: --switch 320x180@2 does not come after --switch 640x360@2"},
         WrongLine{"live --video a --seconds 2 --switch 640x360@2.5",
                   "vncam live: --switch 640x360@2.5 lies after the end of the film"},
+        WrongLine{
+            "live --output film.avi",
+            "vncam live: --output film.avi: not a name of .mp4 or .ts, nor - for MPEG-TS on standard output"},
+        WrongLine{"live --output ''", "vncam live: --output needs a file name"},
+        WrongLine{"live --output a.ts --audio a.aac",
+                  "vncam live: --output goes without --video and --audio"},
+        WrongLine{"live --video a --no-audio", "vncam live: --no-audio needs --output"},
+        WrongLine{
+            "live --output a.mp4 --switch 640x360@1",
+            "vncam live: --switch goes without a.mp4: the pictures of an MP4 file have one size; name a "
+            ".ts file"},
+        WrongLine{"watch film", "vncam watch: unexpected argument 'film'"},
+        WrongLine{"watch --player vlc",
+                  "vncam watch: --player 'vlc': not ffplay or mpv, nor a path of one of them"},
+        WrongLine{"watch --player ''", "vncam watch: --player needs a name"},
+        WrongLine{"watch --fps 0", "vncam watch: --fps '0': not a whole number from 1 to 120"},
         WrongLine{"pcm a.wav", "vncam pcm: unexpected argument 'a.wav'"},
         WrongLine{"pcm -o ''", "vncam pcm: --output needs a file name"},
         WrongLine{"pcm --raw", "vncam pcm: --raw needs --output"},

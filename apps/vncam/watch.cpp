@@ -1,0 +1,49 @@
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "command.h"
+#include "film.h"
+#include "options.h"
+#include "player.h"
+
+namespace vncam {
+namespace {
+
+constexpr Usage kUsage{
+    "watch", "", "Shows the live picture in a window, with its sound.",
+    "The window is that of a player, ffplay or mpv, which must be installed. Closing it, --seconds or\n"
+    "Ctrl-C ends the command. With sound, on a terminal, the keys + and - change the volume of the\n"
+    "microphone, m mutes it."};
+
+}  // namespace
+
+int runWatch(int argc, char** argv) {
+    FilmSettings settings;
+    std::string name;
+    bool hasAudio = true;
+    std::vector<Option> options = {
+        {"player", "NAME", Player::known() + ", or a path of one (the first that is installed)",
+         [&](const std::string& text) {
+             if (text.empty()) throw UsageError("--player needs a name");
+             name = text;
+         }},
+        {"no-audio", nullptr, "the picture alone", [&](const std::string&) { hasAudio = false; }},
+    };
+    for (Option& option : filmOptions(settings)) options.push_back(std::move(option));
+    std::vector<std::string> operands;
+    if (!parseOptions(argc, argv, kUsage, options, operands)) return exitOk;
+    if (!operands.empty()) throw UsageError("unexpected argument '" + operands.front() + "'");
+
+    Player player(name);
+    bool isWhole = false;
+    {
+        Film film("watch", settings, joinedSinks(player.start(), StreamFormat::mpegTs, settings, hasAudio));
+        isWhole = film.run();
+        if (isWhole && !settings.quiet) film.summarize();
+    }
+    player.finish();
+    return exitOk;
+}
+
+}  // namespace vncam
