@@ -30,7 +30,10 @@ class JoinedFilm : public Shell {
                 .out;
         return std::atoi(count.c_str());
     }
-    double length(const std::string& file) const { return std::atof(probe(file, "format=duration").c_str()); }
+    /** Of the pictures: the streams do not begin at once. */
+    double length(const std::string& file) const {
+        return std::atof(probe("-select_streams v " + file, "stream=duration").c_str());
+    }
     /**
      * Packets are as many as the film tells, and about as many as its length has: on a busy machine some are
      * later than counted.
@@ -53,7 +56,7 @@ class JoinedFilm : public Shell {
                         " --bps 4000000 --seconds 100 & film=$!\n"
                         "until [ $(stat -c %s " +
                         file +
-                        " 2>/dev/null || echo 0) -gt 150000 ]; do sleep 0.02; done\n"
+                        " 2>/dev/null || echo 0) -gt 150000 ] || ! kill -0 $film; do sleep 0.02; done\n"
                         "kill -" +
                         signal + " $film; wait $film"));
     }
