@@ -128,6 +128,9 @@ INSTANTIATE_TEST_SUITE_P(
                   "vncam live: only one of --video and --audio can go to standard output"},
         WrongLine{"live --fps 0", "vncam live: --fps '0': not a whole number from 1 to 120"},
         WrongLine{"live --fps 30x", "vncam live: --fps '30x': not a whole number from 1 to 120"},
+        WrongLine{"live --fps 29.97", "vncam live: --fps '29.97': not a whole number from 1 to 120"},
+        WrongLine{"live --fps 30000/1001",
+                  "vncam live: --fps '30000/1001': not a whole number from 1 to 120"},
         WrongLine{"live --fps ''", "vncam live: --fps '': not a whole number from 1 to 120"},
         WrongLine{"live --bps 99999999999",
                   "vncam live: --bps '99999999999': not a bit rate from 10000 to 200000000; "
