@@ -88,7 +88,6 @@ int runCommand(const Command& command, int argc, char** argv) {
         setenv("KEP_HOST_PRERECORD", "attached", 0);
     if (!areColoursShown()) setenv("KEP_HOST_LOG_FORMAT", "message", 0);
     try {
-        installStopSignals();
         return command.run(argc, argv);
     } catch (const UsageError& error) {
         return wrongCommandLine(who, error.what());
@@ -116,6 +115,7 @@ int showHelp(int argc, char** argv) {
 }  // namespace
 
 int runCommandLine(int argc, char** argv) {
+    installStopSignals();
     if (argc < 1) {
         printHelp(stderr);
         return exitUsage;
