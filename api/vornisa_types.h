@@ -9,9 +9,9 @@
 
 /** Version of this interface; the first number changes when an application has to be built anew. */
 #define VORNISA_API_VERSION_MAJOR 1
-#define VORNISA_API_VERSION_MINOR 1
-#define VORNISA_API_VERSION_PATCH 1
-/** For comparison: 10101 is 1.1.1. */
+#define VORNISA_API_VERSION_MINOR 2
+#define VORNISA_API_VERSION_PATCH 0
+/** For comparison: 10200 is 1.2.0. */
 #define VORNISA_API_VERSION \
     (VORNISA_API_VERSION_MAJOR * 10000 + VORNISA_API_VERSION_MINOR * 100 + VORNISA_API_VERSION_PATCH)
 
