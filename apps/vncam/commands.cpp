@@ -10,6 +10,7 @@
 #include "command.h"
 #include "interrupt.h"
 #include "options.h"
+#include "output.h"
 #include "terminal.h"
 
 namespace vncam {
@@ -91,6 +92,8 @@ int runCommand(const Command& command, int argc, char** argv) {
         return command.run(argc, argv);
     } catch (const UsageError& error) {
         return wrongCommandLine(who, error.what());
+    } catch (const ClosedPipe&) {
+        return exitOk;
     } catch (const std::exception& error) {
         clearProgress();
         showHiddenErrors();

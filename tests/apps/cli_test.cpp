@@ -88,6 +88,18 @@ TEST_F(Cli, NoCommandShowsHelpAsAnError) {
     EXPECT_EQ(result.err.rfind("Usage: vncam COMMAND", 0), 0u);
 }
 
+TEST_F(Cli, APipeThatNobodyReadsAnyMoreEndsEveryCommandQuietly) {
+    for (const std::string command :
+         {"help", "sources", "pcm -o - --seconds 0.2", "pcm --raw -o - --seconds 0.2",
+          "snap -o - --size 640x360", "live --video - --seconds 0.2 --size 640x360",
+          "live --output - --seconds 0.2 --size 640x360"}) {
+        const Result ended = run("( trap '' PIPE; while printf x 2>no; do :; done; vncam " + command +
+                                 "; echo $? >code ) | : ; cat code");
+        EXPECT_EQ(ended.out, "0\n") << command << ": " << ended.err;
+        EXPECT_EQ(ended.err.find("terminate"), std::string::npos) << ended.err;
+    }
+}
+
 TEST_F(Cli, HelpIntoAFullDeviceFails) {
     const Result result = run("vncam --help >/dev/full");
     EXPECT_EQ(result.exit, 1);
