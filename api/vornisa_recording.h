@@ -64,8 +64,8 @@ VN_API int VNRecMan(int resolution, const char* in_video, const char* in_audio, 
  * @param param      in: attribute text with any of "PowerFailProtection" (default false: what is written is
  * not flushed; true: it is, into fragmented files, for which the extension must be mp4), "dbg" (default
  * false: tracing of the muxer) and "mp4" ("fragment" makes files with the extension mp4 fragmented ones,
- * any other text does not); null for the defaults. A workstation tells in a line each key of the three texts
- * that nothing reads, and each value that is no number where one is read
+ * any other text does not); null for the defaults. A workstation reports unknown keys of the three texts, and
+ * values that are not numbers, in an error line each
  *
  * @retval VNRES_SUCCEED     it records
  * @retval VNRES_INVALID_ARG `resolution` or `rec_sec` is 0, `path` or `name` is null, `name` has no extension

@@ -73,10 +73,7 @@ bool areColoursShown() {
            !(terminal && std::strcmp(terminal, "dumb") == 0);
 }
 
-/**
- * A failure is a result code here; what led to it only the framework's lines tell. The workstation framework
- * keeps those that KEP_HOST_LOG hides.
- */
+/** Only the framework's lines give the reason of a failed call; it stores those that KEP_HOST_LOG hides. */
 void showHiddenErrors() {
     void* const found = dlsym(RTLD_DEFAULT, "kepHostHiddenErrors");
     if (found) std::fputs(reinterpret_cast<const char* (*)()>(found)(), stderr);

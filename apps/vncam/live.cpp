@@ -26,8 +26,8 @@ struct LiveSettings {
 
 constexpr Usage kUsage{
     "live", "", "Films and writes the live streams.",
-    "The name of --output says its format: .mp4, .ts, or - for MPEG-TS on standard output. FILE of\n"
-    "the others may be - too, for one of the two streams: vncam live --video - | ffplay -\n"
+    "The extension of --output selects the format: .mp4 or .ts; - is MPEG-TS on standard output. One of\n"
+    "--video and --audio may be - as well: vncam live --video - | ffplay -\n"
     "With sound, on a terminal, the keys + and - change the volume of the microphone, m mutes it.\n"
     "Filming ends after --seconds or on Ctrl-C; the files are complete either way."};
 

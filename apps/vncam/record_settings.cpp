@@ -18,20 +18,25 @@ constexpr int kMostBps = 200000000;
 
 constexpr Usage kUsage{
     "record", "", "Records video and audio into files of --segment seconds each.",
-    "NAME may have the fields of strftime, filled in when a file is opened: rec_%H-%M-%S.mp4. A name that "
-    "is\n"
-    "taken gets a number: a.mp4, a-1.mp4. It ends in .mp4 or .ts. A file that is being written is called\n"
-    "NAME.part. Each second of it is on the disk before the next: after a power cut `vncam recover`\n"
-    "finishes what is there. With --plain only its pictures are recovered.\n"
+    "NAME may contain fields of strftime, filled in when a file is opened: rec_%H-%M-%S.mp4. It ends in "
+    ".mp4\n"
+    "or .ts. If the name exists, the file gets a number: a.mp4, a-1.mp4. While open, it is called "
+    "NAME.part.\n"
+    "Each second reaches the disk before the next: after a power cut `vncam recover` finishes the file. "
+    "With\n"
+    "--plain it recovers the pictures only.\n"
     "On a terminal the keys + and - change the volume of the microphone, m mutes it.\n"
-    "The recording ends after --seconds or by Ctrl-C; the names of the files go to standard output. When\n"
-    "--seconds is a number of whole segments there are just so many files, each of full length: what has\n"
-    "been begun of another one when the last is complete is removed.\n"
-    "Each --also records the same film in another size, into files with that size in their names:\n"
-    "NAME_640x360.mp4. The other options hold for all recordings.\n"
-    "--keep, --keep-days and --free delete the files of these recordings, by their names those of earlier\n"
-    "runs as well, that were finished first; never a file that is being written, nor any other one. Each is\n"
-    "told. A suffix k, M or G is a thousand, a million or 1000 million bytes."};
+    "The recording ends after --seconds or on Ctrl-C; the file names go to standard output. If --seconds is "
+    "a\n"
+    "multiple of --segment, exactly that many full-length files remain: vncam removes a further file that "
+    "it\n"
+    "has already begun.\n"
+    "Each --also records the same film in another size, into files with the size in their names:\n"
+    "NAME_640x360.mp4. The other options apply to all recordings.\n"
+    "--keep, --keep-days and --free delete the oldest finished files of these recordings, including those "
+    "of\n"
+    "earlier runs, and report each. Open files and files of other names stay. BYTES takes the suffixes k, M\n"
+    "and G for 10^3, 10^6 and 10^9."};
 
 Size recordedSize(const char* option, const std::string& text) {
     const Size size = parseSize(option, text);
@@ -79,11 +84,11 @@ std::vector<Option> recordOptions(RecordSettings& settings) {
          [&](const std::string& text) { settings.seconds = parseSeconds("--seconds", text); }},
         {"also", "WxH:N", "record in this size and bit rate, too; may be given twice",
          [&](const std::string& text) { settings.also.push_back(parseAlso(text)); }},
-        {"keep", "BYTES", "delete the oldest files when all are larger than this together",
+        {"keep", "BYTES", "delete the oldest files while their total exceeds this",
          [&](const std::string& text) { settings.keepBytes = parseBytes("--keep", text); }},
-        {"keep-days", "DAYS", "delete files that were finished so many days ago",
+        {"keep-days", "DAYS", "delete files older than this",
          [&](const std::string& text) { settings.keepSeconds = parseDays("--keep-days", text); }},
-        {"free", "BYTES", "delete the oldest files when less than this is free on the disk",
+        {"free", "BYTES", "delete the oldest files while less than this is free on the disk",
          [&](const std::string& text) { settings.freeBytes = parseBytes("--free", text); }},
         {"quiet", nullptr, "no progress and no summary", [&](const std::string&) { settings.quiet = true; }},
     };

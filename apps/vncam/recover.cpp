@@ -22,15 +22,15 @@ using Kind = RecoveredFile::Kind;
 
 constexpr Usage kUsage{
     "recover", "FILE|DIR...",
-    "Finishes the recordings that a power cut or a crash has left under their temporary names,\n"
-    "NAME.part: checks them, has players skip what is damaged, and names them NAME. In a folder it\n"
-    "also removes the hidden temporary files of processes that have ended.",
+    "Finishes recordings that a power cut or a crash left under their temporary names, NAME.part: checks\n"
+    "them, makes players skip damaged parts, and renames them to NAME. In folders it also removes hidden\n"
+    "temporary files of processes that have ended.",
     "Readable data stays in place: data behind a hole is kept, and each hole is reported.\n"
     "Only the end of a transport stream may be cut off, within its last picture; what was there is\n"
     "then in NAME.rest. No other file is overwritten: a name that is taken gets a number. A file in\n"
     "which nothing can be played, or that is still being written, is reported and left.\n"
-    "A plain MP4 has lost its index: of H.264 that tells its parameters and rate itself, as that of\n"
-    "vncam does, a new one is made of the pictures at that rate, and put behind them. Sound is lost.\n"
+    "A plain MP4 that was cut short lacks its index. For H.264 with in-band parameter sets and frame rate,\n"
+    "such as that of vncam, recover appends a new index of the pictures. The sound is lost.\n"
     "Objects of --json have the file and its result, \"recovered\", \"unchanged\", \"removed\" or "
     "\"failed\":\n"
     "with --dry-run what it would be.\n"
@@ -140,7 +140,7 @@ int runRecover(int argc, char** argv) {
     const std::vector<Option> options = {
         {"dry-run", nullptr, "report what would be done, change nothing",
          [&](const std::string&) { settings.planned = true; }, 'n'},
-        {"recursive", nullptr, "the folders in the folders as well; links are not followed",
+        {"recursive", nullptr, "recurse into subfolders; links are not followed",
          [&](const std::string&) { settings.recursive = true; }, 'r'},
         {"json", nullptr, "print an array of objects, one per file",
          [&](const std::string&) { settings.asJson = true; }},

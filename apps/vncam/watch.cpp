@@ -12,9 +12,8 @@ namespace {
 
 constexpr Usage kUsage{
     "watch", "", "Shows the live picture in a window, with its sound.",
-    "The window is that of a player, ffplay or mpv, which must be installed. Closing it, --seconds or\n"
-    "Ctrl-C ends the command. With sound, on a terminal, the keys + and - change the volume of the\n"
-    "microphone, m mutes it."};
+    "Plays through ffplay or mpv, one of which must be installed. Close the window or press Ctrl-C to end.\n"
+    "With sound, on a terminal, the keys + and - change the volume of the microphone, m mutes it."};
 
 }  // namespace
 

@@ -12,7 +12,7 @@ namespace {
 constexpr std::size_t kKept = 4;
 
 constinit Mutex mutex;
-/** A pointer, never deleted: lines are still written while the process ends. */
+/** Never deleted: the framework still writes lines while the process ends. */
 std::deque<std::string>* lines GUARDED_BY(mutex) = nullptr;
 
 }  // namespace

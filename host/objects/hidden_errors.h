@@ -7,16 +7,15 @@
 
 namespace kep::host {
 
-/** Keeps an error line that KEP_HOST_LOG does not show, for kepHostHiddenErrors. Only the last few stay. */
+/** Stores an error line that KEP_HOST_LOG hides, for kepHostHiddenErrors; drops the oldest beyond four. */
 void keepHiddenError(std::string_view text) noexcept;
 
 }  // namespace kep::host
 
 /**
- * The framework's last error lines (at most 4) that KEP_HOST_LOG kept from being shown since the last call,
- * each with an end of line; empty when there are none. So that a program can still give the reason of a
- * failure. Found by its name at run time (dlsym), as a board's framework has no such function. For any
- * thread; the text is valid until the thread's next call.
+ * The last error lines (at most 4) that KEP_HOST_LOG has hidden since the previous call, each with a line
+ * feed; empty if there are none. Lets a program report why a call failed. Look it up with dlsym: a board's
+ * framework lacks it. Any thread may call it; the text is valid until the thread's next call.
  */
 extern "C" KEP_API const char* kepHostHiddenErrors() noexcept;
 

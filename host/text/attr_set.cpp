@@ -17,8 +17,8 @@ namespace kep::base {
 /**
  * The items in their order; above kFew with an index by key, so that n insertions take linear time.
  *
- * Items that were read from a text remember which of them were asked for: whoever asks for single keys passes
- * a misspelt one over, and its writer is to hear of it. Whoever walks or copies the items takes them all.
+ * Items parsed from a text record which keys were read: a misspelt key is never read, and is reported when
+ * the set ends. Walking or copying the set counts as reading every key.
  */
 class AttrSet::Items {
   public:
@@ -29,25 +29,25 @@ class AttrSet::Items {
 
         std::string key;
         std::string value;
-        mutable std::atomic<bool> asked{false};
+        mutable std::atomic<bool> isRead{false};
     };
 
-    /** @param fromText whether keys that nobody asks for are told */
-    explicit Items(bool fromText) : watched_(fromText) {}
+    /** @param fromText whether unread keys are reported */
+    explicit Items(bool fromText) : reportsUnread_(fromText) {}
     Items(const Items& other) : items_(other.items_) {
-        other.takeAll();
+        other.markAllRead();
         if (items_.size() > kFew) addToIndex(0);
     }
     Items& operator=(const Items&) = delete;
 
-    /** Deletes `items`; first reports in one line which keys were passed over. */
+    /** Reports unread keys in one line, then deletes `items`. */
     static void end(const Items* items) {
         const std::unique_ptr<const Items> last(items);
-        if (!items->watched_ || !items->asked_) return;
+        if (!items->reportsUnread_ || !items->anyRead_) return;
         try {
-            items->tellUnread();
+            items->reportUnread();
         } catch (const std::bad_alloc&) {
-            // A destructor that runs out of memory keeps its line to itself.
+            // No memory for the line: drop it.
         }
     }
 
@@ -63,22 +63,22 @@ class AttrSet::Items {
 
     /** The item of `key`, null when there is none. */
     const Item* item(std::string_view key) const {
-        asked_ = true;
+        anyRead_ = true;
         const std::size_t place = find(key);
         if (place == items_.size()) return nullptr;
-        items_[place].asked = true;
+        items_[place].isRead = true;
         return &items_[place];
     }
 
     /** The item at `place`, null when there is none. */
     const Item* at(int place) const {
-        takeAll();
+        markAllRead();
         const auto wanted = static_cast<std::size_t>(place);
         return place >= 0 && wanted < items_.size() ? &items_[wanted] : nullptr;
     }
 
     std::string textOfAll() const {
-        takeAll();
+        markAllRead();
         return text();
     }
 
@@ -108,20 +108,20 @@ class AttrSet::Items {
         return text;
     }
 
-    void tellUnread() const {
-        // What has a name is a message or an object, not settings: its readers pick what they need.
+    void reportUnread() const {
+        // A set with a name is a message or an object, whose readers pick the keys they need.
         if (find("name") < items_.size()) return;
-        const auto unread = [](const Item& item) { return !item.asked; };
+        const auto unread = [](const Item& item) { return !item.isRead; };
         const auto first = std::ranges::find_if(items_, unread);
         if (first == items_.end()) return;
-        std::string message = "nothing reads \"" + first->key + "\"";
+        std::string message = "unknown key \"" + first->key + "\"";
         if (const auto more = std::ranges::count_if(first + 1, items_.end(), unread))
             message += " and " + std::to_string(more) + " more";
         const std::string whole = text();
         host::tellTextError(whole, {("," + whole).find("," + first->key + "="), message});
     }
 
-    void takeAll() const { watched_ = false; }
+    void markAllRead() const { reportsUnread_ = false; }
 
     void addToIndex(std::size_t from) {
         for (std::size_t place = from; place < items_.size(); ++place)
@@ -130,9 +130,9 @@ class AttrSet::Items {
 
     std::deque<Item> items_; /**< a deque: the index refers to the keys, which must not move */
     std::unordered_map<std::string_view, std::size_t> index_;
-    // Sets are read by several threads at once.
-    mutable std::atomic<bool> watched_{false};
-    mutable std::atomic<bool> asked_{false};
+    // Several threads may read one set.
+    mutable std::atomic<bool> reportsUnread_{false};
+    mutable std::atomic<bool> anyRead_{false};
 };
 
 AttrSet::AttrSet() : items_(new Items(false)) {}

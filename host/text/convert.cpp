@@ -69,27 +69,27 @@ bool convert(const char* text, bool& value) {
 namespace kep::base {
 namespace {
 
-/** Callers go on with their default, so that the line is all that tells of the text. */
+/** Callers fall back to their default in silence: only this line reports the bad text. */
 template <class T>
-bool convertOrTell(const char* text, T& value, const char* wanted) {
+bool convertOrReport(const char* text, T& value, const char* fault) {
     if (host::convert(text, value)) return true;
     const std::string shown = text ? text : "";
-    host::tellTextError(shown, {0, std::string("not ") + wanted});
+    host::tellTextError(shown, {0, fault});
     return false;
 }
 
 }  // namespace
 
 bool ConvertToImpl(const char* text, int& value) {
-    return convertOrTell(text, value, "a whole number of 32 bits");
+    return convertOrReport(text, value, "not a 32-bit integer");
 }
 
 bool ConvertToImpl(const char* text, std::int64_t& value) {
-    return convertOrTell(text, value, "a whole number of 64 bits");
+    return convertOrReport(text, value, "not a 64-bit integer");
 }
 
 bool ConvertToImpl(const char* text, bool& value) {
-    return convertOrTell(text, value, "true or false");
+    return convertOrReport(text, value, "neither true nor false");
 }
 
 }  // namespace kep::base

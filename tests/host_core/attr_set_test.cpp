@@ -282,7 +282,7 @@ TEST(AttrSet, TellsTheHookOfARefusal) {
     EXPECT_EQ(heard, "a=1,b|5|'=' is missing after \"b\";|0|there is no text;");
 }
 
-TEST(AttrSet, TellsWhichKeysOfATextNobodyAskedFor) {
+TEST(AttrSet, ReportsKeysThatNobodyReads) {
     const Told told;
     {
         AttrSet set("gop=15,gopp=3");
@@ -290,26 +290,26 @@ TEST(AttrSet, TellsWhichKeysOfATextNobodyAskedFor) {
         EXPECT_STREQ(set.GetOrDef("codec", "h264"), "h264");
         EXPECT_EQ(told.text(), "");
     }
-    EXPECT_EQ(told.text(), "gop=15,gopp=3|7|nothing reads \"gopp\";");
+    EXPECT_EQ(told.text(), "gop=15,gopp=3|7|unknown key \"gopp\";");
 }
 
-TEST(AttrSet, TellsAllUnreadKeysInOneLine) {
+TEST(AttrSet, ReportsAllUnreadKeysInOneLine) {
     const Told told;
     AttrSet set("a={b=1},b=2,c=3,d=4");
     EXPECT_STREQ(set.Get("c"), "3");
     set.Parse("");
-    EXPECT_EQ(told.text(), "a={b=1},b=2,c=3,d=4|0|nothing reads \"a\" and 2 more;");
+    EXPECT_EQ(told.text(), "a={b=1},b=2,c=3,d=4|0|unknown key \"a\" and 2 more;");
 }
 
-TEST(AttrSet, TellsOfUnreadKeysWhereASetIsReplaced) {
+TEST(AttrSet, ReportsUnreadKeysWhenASetIsReplaced) {
     const Told told;
     AttrSet set("b=2");
     EXPECT_EQ(set.Get("a"), nullptr);
     set = AttrSet();
-    EXPECT_EQ(told.text(), "b=2|0|nothing reads \"b\";");
+    EXPECT_EQ(told.text(), "b=2|0|unknown key \"b\";");
 }
 
-TEST(AttrSet, TellsOfNoKeysWhereAllMayHaveBeenTaken) {
+TEST(AttrSet, ReportsNoKeyAfterAWalkOrACopyOrOfAMessage) {
     const Told told;
     { const AttrSet untouched("a=1,b=2"); }
     {
@@ -340,7 +340,7 @@ TEST(AttrSet, TellsOfNoKeysWhereAllMayHaveBeenTaken) {
     EXPECT_EQ(told.text(), "");
 }
 
-TEST(AttrSet, TellsOfATextThatDoesNotConvert) {
+TEST(AttrSet, ReportsATextThatDoesNotConvert) {
     const Told told;
     const AttrSet set("a=abc,b=99999999999,c=perhaps,d=12");
     EXPECT_EQ(set.GetOrDef<int>("a", 7), 7);
@@ -348,8 +348,8 @@ TEST(AttrSet, TellsOfATextThatDoesNotConvert) {
     EXPECT_EQ(set.GetOrDef<bool>("c", true), true);
     EXPECT_EQ(set.GetOrDef<int>("d", 7), 12);
     EXPECT_EQ(told.text(),
-              "abc|0|not a whole number of 32 bits;99999999999|0|not a whole number of 32 bits;"
-              "perhaps|0|not true or false;");
+              "abc|0|not a 32-bit integer;99999999999|0|not a 32-bit integer;"
+              "perhaps|0|neither true nor false;");
 }
 
 }  // namespace

@@ -163,7 +163,7 @@ void expectRefused(int result, const ErrorLines& lines, const std::string& frame
     EXPECT_THAT(lines.messages(), testing::ElementsAre(testing::StartsWith(framework), "!app"));
 }
 
-TEST_F(PublicRecording, TellsWhatItDoesNotUnderstandAndRecords) {
+TEST_F(PublicRecording, ReportsSettingsThatItDoesNotUnderstandAndRecords) {
     const ErrorLines lines;
     ASSERT_EQ(VNRecMan2(230400, "bitrate=abc,gopp=3", "chanels=2", 60, folder().c_str(), "a.mp4",
                         "powerfailprotection=true"),
@@ -171,10 +171,10 @@ TEST_F(PublicRecording, TellsWhatItDoesNotUnderstandAndRecords) {
     ASSERT_EQ(end(), VNRES_SUCCEED);
     EXPECT_THAT(
         lines.messages(),
-        testing::ElementsAre(testing::StartsWith("not a whole number of 32 bits at position 1 of \"abc\""),
-                             testing::StartsWith("nothing reads \"gopp\" at position 13 of"),
-                             testing::StartsWith("nothing reads \"chanels\" at position 1 of"),
-                             testing::StartsWith("nothing reads \"powerfailprotection\" at position 1 of")));
+        testing::ElementsAre(testing::StartsWith("not a 32-bit integer at position 1 of \"abc\""),
+                             testing::StartsWith("unknown key \"gopp\" at position 13 of"),
+                             testing::StartsWith("unknown key \"chanels\" at position 1 of"),
+                             testing::StartsWith("unknown key \"powerfailprotection\" at position 1 of")));
 }
 
 TEST_F(PublicRecording, IsRefusedForAWrongNumberOfPixels) {
