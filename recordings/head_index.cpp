@@ -77,13 +77,11 @@ bool HeadIndex::moveLengthPlace(Bytes& header) {
     return true;
 }
 
-Bytes HeadIndex::referencePlace(std::uint64_t offset) {
-    // The header of the box behind it is written last, in one step, and must be in one sector that has been
-    // begun: one that has never been written may hold deleted data.
-    const std::uint64_t end = (offset + kRoom) % kSector;
-    const std::size_t size = end == 0 || end > kSector - kHeader ? kRoom + kHeader : kRoom;
-    Bytes box = boxHeader("free", size);
-    box.resize(size);
+Bytes HeadIndex::referencePlace() {
+    // The header of the box behind it is written last, in one step, and the place moves it by whole sectors.
+    static_assert(kRoom % kSector == 0);
+    Bytes box = boxHeader("free", kRoom);
+    box.resize(kRoom);
     return box;
 }
 
@@ -106,8 +104,7 @@ HeadIndex::HeadIndex(ByteSpan head) {
         }
         at += box->end;
     }
-    if (room_ && room_->end - room_->begin != kRoom && room_->end - room_->begin != kRoom + kHeader)
-        room_.reset();
+    if (room_ && room_->end - room_->begin != kRoom) room_.reset();
     if (!index_) return;
     for (const auto& [number, track] : index_->tracks) {
         if (track.timescale == 0 || !track.edits.empty() || track.samples > 0) index_.reset();

@@ -28,9 +28,10 @@ class HeadIndex {
     /** Moves it from the end of `header`, behind the `moov` box, into that. False, and nothing has changed,
      * when the header expects no fragments. */
     static bool moveLengthPlace(Bytes& header);
-    /** The place of the references, for the end of a header, where `offset` is. The first fragment follows at
-     * once: players do not use an index that anything separates from what it describes. */
-    static Bytes referencePlace(std::uint64_t offset);
+    /** The place of the references, for the end of a header that ends where a fragment may begin: it is whole
+     * sectors. The first fragment follows at once, as players do not use an index that anything separates
+     * from what it describes. */
+    static Bytes referencePlace();
 
     /** Finds the places in a file that begins with `head`. */
     explicit HeadIndex(ByteSpan head);

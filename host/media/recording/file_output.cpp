@@ -120,7 +120,7 @@ bool FileOutput::writeHeader(bool sync, std::string& reason) {
     recordings::Bytes head = kept_;
     // Only once the mark is on the disk: until it is written, the place may hold fragments of a deleted file.
     if (!write(reason) || (sync && !file_->sync(reason))) return false;
-    const recordings::Bytes place = HeadIndex::referencePlace(written_);
+    const recordings::Bytes place = HeadIndex::referencePlace();
     head.insert(head.end(), place.begin(), place.end());
     index_.emplace(head);
     avio_write(context_, place.data(), static_cast<int>(place.size()));
