@@ -53,22 +53,30 @@ bool FragmentWalk::isFragment(std::uint64_t offset) {
 }
 
 bool FragmentWalk::next(std::uint64_t end) {
-    while (at_ < end) {
-        const auto box = window_.boxAt(at_);
-        if (!box) return false;
-        offset_ = at_;
-        const std::uint64_t next = at_ + box->end;
-        if (box->kind == "moof" && box->end <= kMaxFragmentSize) {
-            const ByteSpan read = window_.view(at_ + box->contents, box->end - box->contents);
-            contents_.assign(read.begin(), read.end());
-            const bool whole = readFragment(contents_, at_, file_.size(), beginning_.index, fragment_);
-            window_.expect(box->end + kReadAhead);
-            at_ = next;
-            if (whole) return !isForeign();
-        }
-        at_ = next;
+    while (const auto box = nextDescription(end)) {
+        const ByteSpan read = window_.view(offset_ + box->contents, box->end - box->contents);
+        contents_.assign(read.begin(), read.end());
+        if (readFragment(contents_, offset_, file_.size(), beginning_.index, fragment_)) return !isForeign();
     }
     return false;
+}
+
+bool FragmentWalk::skip(std::uint64_t end) {
+    return nextDescription(end) && !isForeign();
+}
+
+/** The next box that describes a fragment; the walk goes on behind it. */
+std::optional<BoxHeader> FragmentWalk::nextDescription(std::uint64_t end) {
+    while (at_ < end) {
+        const auto box = window_.boxAt(at_);
+        if (!box) return std::nullopt;
+        offset_ = at_;
+        at_ += box->end;
+        if (box->kind != "moof" || box->end > kMaxFragmentSize) continue;
+        window_.expect(box->end + kReadAhead);
+        return box;
+    }
+    return std::nullopt;
 }
 
 /** Whether the data box that comes next, which it passes over, is followed by the mark of another file: it is

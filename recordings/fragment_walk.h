@@ -39,14 +39,19 @@ class FragmentWalk {
     bool isFragment(std::uint64_t offset);
     /** Reads the next fragment that begins before `end`; false when there is none. */
     bool next(std::uint64_t end);
+    /** Passes over the next description of a fragment that begins before `end`, whole or not; false when
+     * there is none. */
+    bool skip(std::uint64_t end);
 
-    /** The one that was read, valid until the next is. */
+    /** The one that was read last, valid until the next is. */
     const Mp4Fragment& fragment() const { return fragment_; }
+    /** Where the one begins that was read or passed over. */
     std::uint64_t offset() const { return offset_; }
     /** Where the next box begins. */
     std::uint64_t at() const { return at_; }
 
   private:
+    std::optional<BoxHeader> nextDescription(std::uint64_t end);
     bool isForeign();
 
     const FileBytes& file_;

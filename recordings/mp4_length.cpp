@@ -1,9 +1,11 @@
 #include "recordings/mp4_length.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 #include <map>
+#include <set>
 #include <vector>
 
 #include "recordings/failure.h"
@@ -15,8 +17,8 @@ namespace {
 
 /** That of a fragmented file has no tables: with three tracks it is below 4 KiB. */
 constexpr std::uint64_t kMaxIndexSize = 2 << 20;
-/** Of fragments, each track has begun long before. */
-constexpr int kMaxBeginning = 64;
+/** Fragments among which there is one of each track, as a rule. */
+constexpr int kEachTrack = 64;
 /** Of an index behind the header; the way through the file takes less time than reading a larger one. */
 constexpr std::uint64_t kMaxSegmentIndex = 64 << 10;
 
@@ -38,7 +40,7 @@ class LengthReader {
           walk_(file, beginning) {}
 
     std::int64_t milliseconds() {
-        if (!readIndexed()) {
+        if (!readIndexed() && !readFirstAndLast()) {
             restart();
             while (walk_.next(file_.size())) take();
         }
@@ -132,7 +134,7 @@ class LengthReader {
      * are not what they should be. */
     bool readEnds(const Places& lastOf, std::uint64_t end) {
         restart();
-        for (int i = 0; i < kMaxBeginning && !hasBegun(lastOf) && walk_.next(end); ++i) take();
+        for (int i = 0; i < kEachTrack && !hasBegun(lastOf) && walk_.next(end); ++i) take();
         if (!hasBegun(lastOf)) return false;
         std::vector<std::uint64_t> places;
         for (const auto& [track, offset] : lastOf) places.push_back(offset);
@@ -152,6 +154,31 @@ class LengthReader {
         }
         while (walk_.next(end)) take();
         return walk_.at() == end;
+    }
+
+    /** Reads the first fragments and the last ones; those between are passed over, as each says where its
+     * samples begin. False when the last ones do not, or when they are of other tracks than the first. */
+    bool readFirstAndLast() {
+        restart();
+        for (int i = 0; i < kEachTrack; ++i) {
+            if (!walk_.next(file_.size())) return true;
+            take();
+        }
+        std::array<std::uint64_t, kEachTrack> last{};
+        std::size_t passed = 0;
+        while (walk_.skip(file_.size())) last[passed++ % last.size()] = walk_.offset();
+        if (passed == 0) return true;
+        const bool isGap = passed > last.size();
+        walk_.moveTo(last[isGap ? passed % last.size() : 0]);
+        std::set<std::uint32_t> ended;
+        while (walk_.next(file_.size())) {
+            for (const Mp4Run& run : walk_.fragment().runs) {
+                if (isGap && (!run.begin || !times_.contains(run.track))) return false;
+                ended.insert(run.track);
+            }
+            take();
+        }
+        return !isGap || ended.size() == times_.size();
     }
 
     /** Where the last fragment of each track begins; false when a table is damaged or a track has none. */

@@ -152,16 +152,27 @@ void write(const std::string& file, const std::string& bytes) {
     std::ofstream(file, std::ios::binary) << bytes;
 }
 
+/** A file that another program has made, and where its fragments are. */
+class MadeFile : public FragmentedLength {
+  protected:
+    void makeFile(const std::string& options) {
+        outputOf("ffmpeg -v error " + options + " " + file_);
+        bytes_ = contentsOf(file_);
+        packets_ = packetsOf(file_);
+        fragments_ = placesOf(bytes_, "moof");
+    }
+
+    const std::string file_ = path("made.mp4");
+    std::string bytes_;
+    std::vector<Packet> packets_;
+    std::vector<std::size_t> fragments_;
+};
+
 /** A file of half a second a fragment, and what is to be expected of parts of it. */
-class CutTest : public FragmentedLength {
+class CutTest : public MadeFile {
   protected:
     CutTest() {
-        const std::string file = path("whole.mp4");
-        outputOf("ffmpeg -v error " + std::string(kSources) + " " + kPlainPictures +
-                 " -movflags frag_keyframe+empty_moov " + file);
-        bytes_ = contentsOf(file);
-        packets_ = packetsOf(file);
-        fragments_ = placesOf(bytes_, "moof");
+        makeFile(std::string(kSources) + " " + kPlainPictures + " -movflags frag_keyframe+empty_moov");
     }
 
     /** Length of the fragments all of whose packets lie before `end`; 0 without any. */
@@ -203,10 +214,6 @@ class CutTest : public FragmentedLength {
         for (int i = 0; i < 200; ++i) cuts.push_back(random() % bytes_.size());
         return cuts;
     }
-
-    std::string bytes_;
-    std::vector<Packet> packets_;
-    std::vector<std::size_t> fragments_;
 };
 
 TEST_F(CutTest, CountsTheWholeFragmentsWhereverTheFileEnds) {
@@ -229,6 +236,115 @@ TEST_F(CutTest, PassesOverADamagedFragmentBetweenOthers) {
     std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(fragments_.at(3)) + 8, 40, '\xee');
     write(path("damaged.mp4"), bytes);
     EXPECT_NEAR(static_cast<double>(lengthOf(path("damaged.mp4")).value_or(0)), spanOf(packets_), kFrame);
+}
+
+/** A file without an index whose fragments are of one packet each: hundreds of them. */
+class ManyFragments : public MadeFile {
+  protected:
+    /** Seconds of pictures and of sound. */
+    void make(int pictures, int sound) {
+        makeFile("-f lavfi -i testsrc2=size=160x90:rate=30:duration=" + std::to_string(pictures) +
+                 " -f lavfi -i sine=440:duration=" + std::to_string(sound) + " -pix_fmt yuv420p " +
+                 kPlainPictures + " -movflags frag_every_frame+empty_moov+default_base_moof+skip_trailer");
+        ASSERT_GT(fragments_.size(), 300u);
+    }
+
+    /** Has the descriptions from fragment `first` on not tell their time. */
+    void hideTimes(std::size_t first) {
+        for (std::size_t at = fragments_.at(first); (at = bytes_.find("tfdt", at)) != std::string::npos;)
+            bytes_.replace(at, 4, "free");
+    }
+
+    bool isOfSound(std::size_t fragment) const {
+        return number(bytes_, bytes_.find("tfhd", fragment) + 8, 4) == 2;
+    }
+
+    /** Leaves these alone, in this order. */
+    void order(const std::vector<std::size_t>& fragments) {
+        std::string bytes = bytes_.substr(0, fragments_.at(0));
+        for (const std::size_t place : fragments) {
+            const auto next = std::ranges::upper_bound(fragments_, place);
+            bytes += bytes_.substr(place, next == fragments_.end() ? std::string::npos : *next - place);
+        }
+        bytes_ = bytes;
+    }
+
+    void expectLength(double expected) {
+        write(file_, bytes_);
+        EXPECT_NEAR(static_cast<double>(lengthOf(file_).value_or(0)), expected, kFrame);
+    }
+};
+
+TEST_F(ManyFragments, EndWithBothTracks) {
+    make(8, 8);
+    expectLength(spanOf(packets_));
+}
+
+TEST_F(ManyFragments, MayEndWithSoundAlone) {
+    make(2, 8);
+    expectLength(spanOf(packets_));
+}
+
+TEST_F(ManyFragments, MayEndWithPicturesAlone) {
+    make(11, 2);
+    expectLength(spanOf(packets_));
+}
+
+TEST_F(ManyFragments, MayEndWithATrackThatEndsEarlier) {
+    make(4, 8);
+    auto fragments = fragments_;
+    std::stable_partition(fragments.begin() + 64, fragments.end(),
+                          [this](std::size_t place) { return isOfSound(place); });
+    order(fragments);
+    expectLength(spanOf(packets_));
+}
+
+TEST_F(ManyFragments, MayBeginWithATrackThatBeginsLater) {
+    make(8, 8);
+    std::vector<std::size_t> pictures, sound;
+    for (const std::size_t place : fragments_) (isOfSound(place) ? sound : pictures).push_back(place);
+    // Those of the last four seconds, in two parts, around most of the sound.
+    std::vector<std::size_t> fragments(pictures.begin() + 120, pictures.begin() + 190);
+    fragments.insert(fragments.end(), sound.begin(), sound.end() - 20);
+    fragments.insert(fragments.end(), pictures.begin() + 190, pictures.end());
+    fragments.insert(fragments.end(), sound.end() - 20, sound.end());
+    order(fragments);
+    expectLength(spanOf(packets_));
+}
+
+/** Wherever those end that are read first, nothing counts twice. */
+TEST_F(ManyFragments, MayBeAsManyAsAreRead) {
+    make(8, 8);
+    hideTimes(0);
+    const std::string bytes = bytes_;
+    for (std::size_t count = 62; count < 131; ++count) {
+        bytes_ = bytes.substr(0, fragments_.at(count));
+        std::vector<Packet> packets = packets_;
+        std::erase_if(packets, [&](const Packet& packet) { return packet.place >= bytes_.size(); });
+        SCOPED_TRACE(count);
+        expectLength(spanOf(packets));
+    }
+}
+
+TEST_F(ManyFragments, MayNotTellTheirTimes) {
+    make(8, 8);
+    hideTimes(0);
+    expectLength(spanOf(packets_));
+}
+
+TEST_F(ManyFragments, MayNotTellTheirTimesAtTheEnd) {
+    make(8, 8);
+    hideTimes(fragments_.size() - 10);
+    expectLength(spanOf(packets_));
+}
+
+TEST_F(ManyFragments, MayBeDamagedAtTheEnd) {
+    make(8, 8);
+    const std::size_t whole = fragments_.size() - 100;
+    for (std::size_t i = whole; i < fragments_.size(); ++i)
+        std::fill_n(bytes_.begin() + static_cast<std::ptrdiff_t>(fragments_[i]) + 8, 40, '\xee');
+    std::erase_if(packets_, [&](const Packet& packet) { return packet.place > fragments_[whole]; });
+    expectLength(spanOf(packets_));
 }
 
 TEST_F(CutTest, DoesNotBelieveAnIndexThatLies) {
