@@ -63,7 +63,7 @@ void skipScalingLists(Bits& bits, int count) {
         if (!bits.flag()) continue;
         std::int32_t last = 8, next = 8;
         for (int i = list < 6 ? 16 : 64; i > 0 && next != 0 && !bits.failed(); --i) {
-            next = (last + signedOf(bits.number()) + 256) % 256;
+            next = (last + signedOf(bits.number()) % 256 + 256) % 256;
             if (next != 0) last = next;
         }
     }
@@ -110,7 +110,7 @@ void skipOrder(Bits& bits) {
 
 std::optional<UnitKind> unitKind(std::uint8_t first) {
     const bool isForbidden = first & 0x80;
-    const bool isReference = first & 0x60;
+    const bool isUsed = isReference(first);
     const auto kind = static_cast<UnitKind>(first & 0x1f);
     switch (kind) {
         case UnitKind::slice:
@@ -118,11 +118,11 @@ std::optional<UnitKind> unitKind(std::uint8_t first) {
         case UnitKind::keySlice:
         case UnitKind::sequenceSet:
         case UnitKind::pictureSet:
-            return isForbidden || !isReference ? std::nullopt : std::optional(kind);
+            return isForbidden || !isUsed ? std::nullopt : std::optional(kind);
         case UnitKind::information:
         case UnitKind::delimiter:
         case UnitKind::filler:
-            return isForbidden || isReference ? std::nullopt : std::optional(kind);
+            return isForbidden || isUsed ? std::nullopt : std::optional(kind);
     }
     return std::nullopt;
 }

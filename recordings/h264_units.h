@@ -21,6 +21,11 @@ enum class UnitKind : std::uint8_t {
 /** The kind that the first byte of a unit tells; nothing for a byte that begins no unit of a recording. */
 std::optional<UnitKind> unitKind(std::uint8_t first);
 
+/** Whether others may refer to the picture of a unit with this first byte. */
+constexpr bool isReference(std::uint8_t first) {
+    return (first & 0x60) != 0;
+}
+
 /** What a sequence parameter set tells. */
 struct SequenceSet {
     int width = 0; /**< of what is shown, in pixels */

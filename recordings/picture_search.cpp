@@ -1,5 +1,8 @@
 #include <algorithm>
 #include <cstring>
+#include <functional>
+#include <queue>
+#include <utility>
 
 #include "recordings/mp4_boxes.h"
 #include "recordings/mp4_header.h"
@@ -9,17 +12,19 @@ namespace recordings {
 namespace {
 
 constexpr std::uint64_t kLengthBytes = 4;
-/** No encoder makes a larger unit. */
-constexpr std::uint64_t kMaxUnit = 1 << 24;
 constexpr std::uint64_t kMaxParameterSet = 1024;
+/** H.264 has at most so many bytes in a block of 16 x 16 pixels (ITU-T H.264, A.3.1). */
+constexpr std::uint64_t kMaxBlock = 400;
+constexpr int kBlockEdge = 16;
 /** Where the first parameter sets are at the latest: behind the sound of the first seconds. */
 constexpr std::uint64_t kMaxBeginning = 1 << 20;
 /** Within so many bytes behind a picture comes the next: the sound of four seconds at 128 kbit/s. */
 constexpr std::uint64_t kFollowing = 64 << 10;
-/** Read at a time: more than the sound between two pictures mostly is, and not much more. */
-constexpr std::uint64_t kWindow = 4 << 10;
-/** How often a byte may be searched: bytes that lie could have the same ones searched over and over. A
- * picture of 300 bytes has its surroundings searched twice. */
+/** So many zeroes are a hole in a file: the smallest piece that every disk writes whole. */
+constexpr std::uint64_t kHole = 512;
+/** Read at a time. */
+constexpr std::uint64_t kWindow = 64 << 10;
+/** How often a byte may be read: bytes that lie could have the same ones read over and over. */
 constexpr std::uint64_t kMaxReads = 32;
 /** Pictures of a day at 60 in a second, and for 32 bits of their count more than enough. */
 constexpr std::size_t kMostPictures = 6'000'000;
@@ -39,8 +44,23 @@ struct Unit {
 struct Picture {
     FoundPicture found;
     std::uint32_t frameNumber;
+    bool isReference;
     std::uint64_t end() const { return found.offset + found.bytes; }
 };
+
+/** What looks like a picture, with the longest row of those that lead to it. */
+struct Link {
+    FoundPicture found;
+    std::uint32_t nextNumber; /**< of the picture behind it, unless that is a key frame */
+    std::uint32_t previous;   /**< kNone: it begins the row */
+    std::uint32_t count;      /**< pictures of the row, with this one */
+    std::uint64_t bytes;      /**< theirs */
+    std::uint64_t end() const { return found.offset + found.bytes; }
+    bool isBetterThan(const Link& other) const {
+        return count != other.count ? count > other.count : bytes > other.bytes;
+    }
+};
+constexpr std::uint32_t kNone = UINT32_MAX;
 
 /** A hole in a file may be long. */
 bool isEmpty(ByteSpan bytes) {
@@ -48,44 +68,51 @@ bool isEmpty(ByteSpan bytes) {
            (bytes[0] == 0 && std::memcmp(bytes.data(), bytes.data() + 1, bytes.size() - 1) == 0);
 }
 
-/** Finds pictures between which there is sound, whose packets have no beginning that could be told. */
+/**
+ * Finds pictures between which there is sound, whose packets have no beginning that could be told. Sound
+ * looks like a picture now and then, and hides the one behind it when it is taken for one. The longest row of
+ * pictures with frame numbers that follow each other is the film.
+ */
 class PictureSearch {
   public:
     PictureSearch(const FileBytes& file, std::uint64_t begin) : file_(file), begin_(begin) {}
 
     std::optional<RebuiltIndex> run() {
         if (!findParameterSets()) return std::nullopt;
-        std::vector<FoundPicture> pictures;
-        std::optional<std::uint32_t> last;
-        bool hasOther = first_ > begin_;
-        for (std::uint64_t at = first_; pictures.size() < kMostPictures;) {
-            auto picture = pictureAt(at, last);
-            if (!picture) {
-                picture = searchFrom(at, file_.size(), last, true);
-                hasOther = hasOther || (picture && picture->found.offset > at);
-            }
-            if (!picture) break;
-            pictures.push_back(picture->found);
-            last = picture->frameNumber;
-            at = picture->end();
-        }
+        rows_.resize(std::size_t{1} << set_.frameNumberBits, kNone);
+        forEachCandidate(first_, file_.size(), [this](std::uint64_t at) {
+            if (const auto picture = pictureAt(at)) link(*picture);
+            return links_.size() == kMostPictures;
+        });
+        const std::vector<FoundPicture> pictures = longestRow();
         if (pictures.empty()) return std::nullopt;
         RebuiltIndex rebuilt;
         rebuilt.index = plainIndex(set_, sequenceSet_, pictureSet_, pictures);
         rebuilt.pictures = pictures.size();
         rebuilt.rate = static_cast<double>(set_.timescale) / set_.duration;
-        rebuilt.hasOther = hasOther;
+        std::uint64_t end = begin_;
+        for (const FoundPicture& picture : pictures) {
+            rebuilt.hasOther = rebuilt.hasOther || picture.offset > end;
+            end = picture.offset + picture.bytes;
+        }
         return rebuilt;
     }
 
   private:
+    Bytes read(std::uint64_t offset, std::uint64_t count) const {
+        Bytes bytes = file_.read(offset, count);
+        read_ += bytes.size();
+        return bytes;
+    }
+    bool isTired() const { return read_ > kMaxReads * file_.size(); }
+
     std::optional<Unit> unitAt(std::uint64_t at) const {
-        const Bytes bytes = file_.read(at, kLengthBytes + kSliceHeadBytes);
-        if (bytes.size() <= kLengthBytes) return std::nullopt;
+        const Bytes bytes = read(at, kLengthBytes + kSliceHeadBytes);
+        if (bytes.size() <= kLengthBytes || isTired()) return std::nullopt;
         const std::uint64_t length = bigEndian(bytes, 0, kLengthBytes);
         const auto kind = unitKind(bytes[kLengthBytes]);
         const std::uint64_t begin = at + kLengthBytes;
-        if (!kind || length < 2 || length > kMaxUnit || length > file_.size() - begin) return std::nullopt;
+        if (!kind || length < 2 || length > maxUnit_ || length > file_.size() - begin) return std::nullopt;
         const std::size_t known = std::min<std::uint64_t>(length, bytes.size() - kLengthBytes);
         const auto head = bytes.begin() + kLengthBytes;
         return Unit{begin, length, *kind, Bytes(head, head + static_cast<std::ptrdiff_t>(known))};
@@ -96,16 +123,18 @@ class PictureSearch {
         const std::uint64_t end = std::min(file_.size(), begin_ + kMaxBeginning);
         return forEachCandidate(begin_, end, [this](std::uint64_t at) {
             const auto sequence = unitAt(at);
-            if (!sequence || sequence->kind != UnitKind::sequenceSet || sequence->bytes > kMaxParameterSet)
-                return false;
+            if (!sequence || sequence->kind != UnitKind::sequenceSet) return false;
             const auto picture = unitAt(sequence->end());
-            if (!picture || picture->kind != UnitKind::pictureSet || picture->bytes > kMaxParameterSet)
-                return false;
-            sequenceSet_ = file_.read(sequence->begin, sequence->bytes);
-            pictureSet_ = file_.read(picture->begin, picture->bytes);
+            if (!picture || picture->kind != UnitKind::pictureSet) return false;
+            sequenceSet_ = read(sequence->begin, sequence->bytes);
+            pictureSet_ = read(picture->begin, picture->bytes);
             const auto set = readSequenceSet(sequenceSet_);
             if (!set || set->timescale == 0) return false;
             set_ = *set;
+            const auto blocks = [](int pixels) {
+                return static_cast<std::uint64_t>((pixels + kBlockEdge - 1) / kBlockEdge);
+            };
+            maxUnit_ = blocks(set_.width) * blocks(set_.height) * kMaxBlock + kMaxParameterSet;
             first_ = at;
             return true;
         });
@@ -115,18 +144,20 @@ class PictureSearch {
     template <class Visit>
     bool forEachCandidate(std::uint64_t begin, std::uint64_t end, Visit&& visit) const {
         for (std::uint64_t at = begin; at < end; at += kWindow) {
-            if (searched_ > kMaxReads * file_.size()) return false;
-            const Bytes bytes = file_.read(at, std::min(kWindow, end - at) + kLengthBytes);
-            searched_ += bytes.size();
+            if (isTired()) return false;
+            const Bytes bytes = read(at, std::min(kWindow, end - at) + kLengthBytes);
             if (isEmpty(bytes)) continue;
-            for (std::size_t i = 0; i + kLengthBytes < bytes.size(); ++i)
+            for (std::size_t i = 0; i + kLengthBytes < bytes.size(); ++i) {
+                zeroes_ = bytes[i] == 0 ? zeroes_ + 1 : 0;
+                if (zeroes_ >= kHole) holeEnd_ = at + i;
                 if (bytes[i] == 0 && unitKind(bytes[i + kLengthBytes]) && visit(at + i)) return true;
+            }
         }
         return false;
     }
 
-    /** The whole picture that begins at `at`, as the one after that with the frame number `last`. */
-    std::optional<Picture> pictureAt(std::uint64_t at, std::optional<std::uint32_t> last) const {
+    /** The whole picture that begins at `at`. */
+    std::optional<Picture> pictureAt(std::uint64_t at) const {
         std::optional<Picture> picture;
         std::uint64_t end = at;
         for (;;) {
@@ -138,15 +169,15 @@ class PictureSearch {
                 // Pictures that are shown before others need times that only the index had.
                 if (!slice || slice->kind % kSliceKinds == kBidirectional) break;
                 if (!picture) {
-                    if (slice->firstBlock != 0 || !follows(slice->frameNumber, isKey, last)) break;
-                    picture = {{at, 0, isKey}, slice->frameNumber};
+                    if (slice->firstBlock != 0 || (isKey && slice->frameNumber != 0)) break;
+                    picture = {{at, 0, isKey}, slice->frameNumber, isReference(unit->head[0])};
                 } else if (slice->firstBlock == 0 || slice->frameNumber != picture->frameNumber ||
                            isKey != picture->found.isKey) {
                     break;
                 }
             } else if ((picture && unit->kind != UnitKind::filler) ||
                        (unit->kind == UnitKind::sequenceSet &&
-                        file_.read(unit->begin, unit->bytes) != sequenceSet_)) {
+                        read(unit->begin, unit->bytes) != sequenceSet_)) {
                 break;
             }
             end = unit->end();
@@ -155,36 +186,83 @@ class PictureSearch {
         return picture;
     }
 
-    /** Behind a hole pictures go on with a key frame. */
-    bool follows(std::uint32_t number, bool isKey, std::optional<std::uint32_t> last) const {
-        if (isKey) return number == 0;
-        return last && (number == *last || number == (*last + 1) % (1U << set_.frameNumberBits));
+    /** Takes a picture behind the longest row that it may follow. */
+    void link(const Picture& picture) {
+        endRows(picture.found.offset);
+        const std::uint32_t previous = picture.found.isKey ? longest_ : rows_[picture.frameNumber];
+        if (!picture.found.isKey && !isNext(picture, previous)) return;
+        if (!isCoded(picture)) return;
+        Link link{picture.found, numberAfter(picture), previous, 1, picture.found.bytes};
+        if (previous != kNone) {
+            link.count += links_[previous].count;
+            link.bytes += links_[previous].bytes;
+        }
+        links_.push_back(link);
+        open_.emplace(link.end(), static_cast<std::uint32_t>(links_.size() - 1));
     }
 
-    /** The next picture. Sound may look like one by chance, but not with another one behind it. */
-    std::optional<Picture> searchFrom(std::uint64_t begin, std::uint64_t end,
-                                      std::optional<std::uint32_t> last, bool needsNext) const {
-        std::optional<Picture> picture;
-        forEachCandidate(begin, end, [&](std::uint64_t at) {
-            picture = pictureAt(at, last);
-            if (picture && needsNext && !hasNext(*picture)) picture.reset();
-            return picture.has_value();
-        });
-        return picture;
+    /** Behind a hole pictures go on with a key frame: the others refer to what is lost. */
+    bool isNext(const Picture& picture, std::uint32_t previous) const {
+        if (previous == kNone) return false;
+        const std::uint64_t end = links_[previous].end();
+        return picture.found.offset - end <= kFollowing && holeEnd_ <= end;
     }
 
-    bool hasNext(const Picture& picture) const {
-        const std::uint64_t end = std::min(file_.size(), picture.end() + kFollowing);
-        return end == file_.size() || searchFrom(picture.end(), end, picture.frameNumber, false);
+    /** Takes the rows that end before `place` for those that a picture there may follow. */
+    void endRows(std::uint64_t place) {
+        for (; !open_.empty() && open_.top().first <= place; open_.pop()) {
+            const std::uint32_t ended = open_.top().second;
+            const Link& link = links_[ended];
+            if (longest_ == kNone || link.isBetterThan(links_[longest_])) longest_ = ended;
+            std::uint32_t& row = rows_[link.nextNumber];
+            if (row == kNone || place - links_[row].end() > kFollowing || link.isBetterThan(links_[row]))
+                row = ended;
+        }
+    }
+
+    std::vector<FoundPicture> longestRow() {
+        endRows(file_.size());
+        std::vector<FoundPicture> pictures;
+        for (std::uint32_t at = longest_; at != kNone; at = links_[at].previous)
+            pictures.push_back(links_[at].found);
+        std::ranges::reverse(pictures);
+        return pictures;
+    }
+
+    /** The frame number behind a picture, unless a key frame follows (7.4.3). */
+    std::uint32_t numberAfter(const Picture& picture) const {
+        return (picture.frameNumber + (picture.isReference ? 1 : 0)) % (1U << set_.frameNumberBits);
+    }
+
+    /** Whether a picture has nothing in it that H.264 keeps out of units (7.4.1), and sound does not. */
+    bool isCoded(const Picture& picture) const {
+        const Bytes bytes = read(picture.found.offset, picture.found.bytes);
+        for (std::size_t begin = kLengthBytes; begin < bytes.size();) {
+            const std::size_t end = std::min<std::size_t>(
+                bytes.size(), begin + bigEndian(bytes, begin - kLengthBytes, kLengthBytes));
+            for (std::size_t i = begin; i + 2 < end; ++i)
+                if (bytes[i] == 0 && bytes[i + 1] == 0 && bytes[i + 2] < 3) return false;
+            if (bytes[end - 1] == 0) return false;
+            begin = end + kLengthBytes;
+        }
+        return true;
     }
 
     const FileBytes& file_;
     const std::uint64_t begin_;
-    mutable std::uint64_t searched_ = 0; /**< bytes */
-    std::uint64_t first_ = 0;            /**< where the first parameter sets are */
+    mutable std::uint64_t read_ = 0;    /**< bytes */
+    mutable std::uint64_t zeroes_ = 0;  /**< up to the place that is searched */
+    mutable std::uint64_t holeEnd_ = 0; /**< of the last hole */
+    std::uint64_t first_ = 0;           /**< where the first parameter sets are */
+    std::uint64_t maxUnit_ = kMaxParameterSet;
     SequenceSet set_;
     Bytes sequenceSet_;
     Bytes pictureSet_;
+    std::vector<Link> links_;         /**< by their places */
+    std::vector<std::uint32_t> rows_; /**< for each frame number the longest row that it may continue */
+    std::uint32_t longest_ = kNone;   /**< of the rows that have ended */
+    using End = std::pair<std::uint64_t, std::uint32_t>;
+    std::priority_queue<End, std::vector<End>, std::greater<>> open_; /**< pictures by their ends */
 };
 
 /** Data that were never finished. */
