@@ -8,8 +8,8 @@
  *       VNReadPcm on KEP_HOST_AUDIO beside commands that write samples of the same device to their standard
  *       output. The device must deliver clicks, half a second or more apart. REFERENCE is a command that
  *       writes each sample at once: it gives the time at which a click was captured.
- *   bench_microphone clicks FILE
- *       writes such clicks, one every 507 ms, to a pipe as a microphone delivers them, until it is ended
+ *   bench_microphone clicks
+ *       writes such clicks, one every 507 ms, to standard output until that is closed
  *
  * Prints one figure a line. All samples are 16 bits, 48 kHz, stereo.
  */
@@ -206,20 +206,13 @@ void measureDevice(int seconds, const std::string& reference,
 constexpr std::int64_t kClickPeriodFrames = kRate * 507 / 1000;
 constexpr std::int64_t kClickFrames = kRate / 2000;
 
-void writeClicks(const std::string& path) {
-    const std::unique_ptr<FILE, int (*)(FILE*)> pipe(std::fopen(path.c_str(), "wb"), std::fclose);
-    must(pipe != nullptr, path + " does not open");
-    std::setvbuf(pipe.get(), nullptr, _IONBF, 0);
-    constexpr auto kStep = std::chrono::milliseconds(1);
-    constexpr std::int64_t kStepFrames = kRate / 1000;
-    Samples step(kStepFrames * kChannels);
+void writeClicks() {
+    Samples block(kBlockFrames * kChannels);
     std::int64_t frame = 0;
-    for (Clock::time_point next = Clock::now();; next += kStep) {
-        for (std::size_t i = 0; i < step.size(); i += kChannels, ++frame)
-            step[i] = step[i + 1] = frame % kClickPeriodFrames < kClickFrames ? 26000 : 0;
-        std::this_thread::sleep_until(next);
-        if (std::fwrite(step.data(), 2, step.size(), pipe.get()) != step.size()) return;
-    }
+    do {
+        for (std::size_t i = 0; i < block.size(); i += kChannels, ++frame)
+            block[i] = block[i + 1] = frame % kClickPeriodFrames < kClickFrames ? 26000 : 0;
+    } while (std::fwrite(block.data(), 2, block.size(), stdout) == block.size());
 }
 
 }  // namespace
@@ -233,12 +226,12 @@ int main(int argc, char** argv) {
         std::vector<std::array<std::string, 2>> peers;
         for (int i = 4; i + 1 < argc; i += 2) peers.push_back({argv[i], argv[i + 1]});
         measureDevice(std::atoi(argv[2]), argv[3], peers);
-    } else if (mode == "clicks" && argc == 3) {
-        writeClicks(argv[2]);
+    } else if (mode == "clicks") {
+        writeClicks();
     } else {
         std::fprintf(stderr,
                      "usage: bench_microphone tone [BLOCKS] | device SECONDS REFERENCE [NAME COMMAND]... | "
-                     "clicks FILE\n");
+                     "clicks\n");
         return 2;
     }
     return 0;

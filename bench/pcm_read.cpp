@@ -1,8 +1,10 @@
 /** What VNReadPcm costs beside two plain copies of the same frames, in time and in allocations. */
 #include <benchmark/benchmark.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <random>
 #include <vector>
 
 #include "allocation_count.h"
@@ -15,20 +17,35 @@ namespace {
 using namespace kep::api::streaming;
 using common::frame_t;
 
+constexpr int kCapacity = 131072;
+
 /** Frames are multiples of blocks: a shorter block would write a line, which is not what is measured. */
 struct Sizes {
     const char* name;
-    int frame;
-    int block;
+    std::vector<int> frames; /**< one after another, again and again */
+    int block;               /**< 0 for whole frames */
+
+    int blockOf(int frame) const { return block > 0 ? block : frame; }
 };
 
-/** 20 ms of 16 kHz mono, of 48 kHz stereo whole and in quarters, and the sizes of a bulk reader. */
-constexpr Sizes kSizes[] = {{"frames_640_blocks_640", 640, 640},
-                            {"frames_3840_blocks_3840", 3840, 3840},
-                            {"frames_3840_blocks_960", 3840, 960},
-                            {"frames_65536_blocks_4096", 65536, 4096}};
+/** Of each order of magnitude. */
+std::vector<int> randomFrames() {
+    std::mt19937 random(1);
+    std::vector<int> frames(4096);
+    for (int& frame : frames) {
+        const auto bound = 2U << random() % 17;
+        frame = 1 + static_cast<int>(random() % bound);
+    }
+    return frames;
+}
 
-constexpr int kCapacity = 131072;
+/** 20 ms of 16 kHz mono, of 48 kHz stereo whole and in quarters, the sizes of a bulk reader, and any. */
+const Sizes kSizes[] = {{"frames_640_blocks_640", {640}, 640},
+                        {"frames_3840_blocks_3840", {3840}, 3840},
+                        {"frames_3840_blocks_960", {3840}, 960},
+                        {"frames_65536_blocks_4096", {65536}, 4096},
+                        {"frames_random", randomFrames(), 0}};
+
 /** Exceeds a level-2 cache: a frame comes from another core. */
 constexpr int kSourceBytes = 8 << 20;
 
@@ -63,54 +80,67 @@ int handle = 0;
 unsigned char store[kCapacity];
 unsigned char block[kCapacity];
 
-bool copyFrameTwice(common::IStreamOutput& output, const Sizes& sizes) {
+/** The next frame of `sizes` in two plain copies; its length, or 0 when there is none. */
+int copyFrameTwice(common::IStreamOutput& output, const Sizes& sizes, std::size_t number) {
+    source->frameBytes = sizes.frames[number];
     std::shared_ptr<frame_t> frame;
-    if (!output.PullFrame(frame, true)) return false;
+    if (!output.PullFrame(frame, true)) return 0;
     std::memcpy(store, frame->data, static_cast<std::size_t>(frame->size));
     benchmark::ClobberMemory();
-    for (int at = 0; at < sizes.frame; at += sizes.block) {
-        std::memcpy(block, store + at, static_cast<std::size_t>(sizes.block));
+    const int bytes = sizes.blockOf(frame->size);
+    for (int at = 0; at < frame->size; at += bytes) {
+        std::memcpy(block, store + at, static_cast<std::size_t>(bytes));
         benchmark::ClobberMemory();
     }
-    return true;
+    return frame->size;
 }
 
-bool readFrame(const Sizes& sizes) {
-    for (int at = 0; at < sizes.frame; at += sizes.block) {
+/** The next frame of `sizes` by VNReadPcm; its length, or 0 when a call fails. */
+int readFrame(const Sizes& sizes, std::size_t number) {
+    const int frame = sizes.frames[number];
+    source->frameBytes = frame;
+    const int bytes = sizes.blockOf(frame);
+    for (int at = 0; at < frame; at += bytes) {
         int length = 0;
-        if (VNReadPcm(handle, block, sizes.block, &length) != VNRES_SUCCEED || length != sizes.block)
-            return false;
+        if (VNReadPcm(handle, block, bytes, &length) != VNRES_SUCCEED || length != bytes) return 0;
         benchmark::ClobberMemory();
     }
-    return true;
+    return frame;
+}
+
+/** All frames of `sizes`, each time. */
+template <class Call>
+void passFrames(benchmark::State& state, const Sizes& sizes, Call&& call) {
+    std::int64_t bytes = 0;
+    for (auto _ : state) {
+        for (std::size_t number = 0; number < sizes.frames.size(); ++number) {
+            const int passed = call(number);
+            if (passed == 0) state.SkipWithError("a frame is missing");
+            bytes += passed;
+        }
+    }
+    state.SetBytesProcessed(bytes);
 }
 
 void copyTwice(benchmark::State& state, const Sizes& sizes) {
-    source->frameBytes = sizes.frame;
     common::IStreamOutput* output = source;
     benchmark::DoNotOptimize(output);
-    for (auto _ : state)
-        if (!copyFrameTwice(*output, sizes)) state.SkipWithError("pull failed");
-    state.SetBytesProcessed(state.iterations() * sizes.frame);
+    passFrames(state, sizes, [&](std::size_t number) { return copyFrameTwice(*output, sizes, number); });
 }
 
 void readPcm(benchmark::State& state, const Sizes& sizes) {
-    source->frameBytes = sizes.frame;
-    for (auto _ : state)
-        if (!readFrame(sizes)) state.SkipWithError("VNReadPcm failed");
-    state.SetBytesProcessed(state.iterations() * sizes.frame);
+    passFrames(state, sizes, [&](std::size_t number) { return readFrame(sizes, number); });
 }
 
 /** Allocations of VNReadPcm over 1000 frames beyond those of the source, which allocates each frame. */
 long allocationsOfCalls(const Sizes& sizes) {
-    constexpr int kFrames = 1000;
-    source->frameBytes = sizes.frame;
+    constexpr std::size_t kFrames = 1000;
     const std::size_t before = allocationCount();
-    for (int i = 0; i < kFrames; ++i)
-        if (!copyFrameTwice(*source, sizes)) return -1;
+    for (std::size_t i = 0; i < kFrames; ++i)
+        if (copyFrameTwice(*source, sizes, i % sizes.frames.size()) == 0) return -1;
     const std::size_t between = allocationCount();
-    for (int i = 0; i < kFrames; ++i)
-        if (!readFrame(sizes)) return -1;
+    for (std::size_t i = 0; i < kFrames; ++i)
+        if (readFrame(sizes, i % sizes.frames.size()) == 0) return -1;
     return static_cast<long>(allocationCount() - between) - static_cast<long>(between - before);
 }
 

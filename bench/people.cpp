@@ -18,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "picture/reference_frame.h"
 #include "vision/result_segment.h"
 
 namespace {

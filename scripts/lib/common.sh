@@ -88,6 +88,7 @@ build_packages=(
   libfreetype-dev libfontconfig-dev fonts-dejavu-core libzxing-dev libopencv-objdetect-dev
 )
 test_packages=(libgtest-dev libgmock-dev pulseaudio tesseract-ocr opencv-doc)
+bench_packages=(libbenchmark-dev libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev)
 
 # use_compiler_cache: makes later builds use ccache where it is installed. Precompiled headers are compared by their
 # contents, not by their times.

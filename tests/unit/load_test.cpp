@@ -9,6 +9,7 @@
 #include <fstream>
 #include <new>
 
+#include "sanitizers.h"
 #include "script.h"
 #include "vornisa_api.h"
 
@@ -81,12 +82,6 @@ struct Maps {
         }
     }
 };
-
-#if defined(VORNISA_SANITIZED)
-constexpr bool kSanitized = true;
-#else
-constexpr bool kSanitized = false;
-#endif
 
 TEST(LoadTest, RegistersOnceAtEachLoadAndLeavesNothingBehind) {
     Script::instance().reset();
