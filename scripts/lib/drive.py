@@ -299,7 +299,8 @@ class Worker:
             hidden = [name for name in os.listdir(folder) if name.startswith(".") and name != ".errors"]
             if hidden and not killed:
                 findings.append(f"left {hidden} in {os.path.basename(folder)}")
-        if plan.command == "record" and outcome == "0" and plan.stdout == "file":
+        recorded = plan.command == "record" and "--help" not in plan.arguments
+        if recorded and outcome == "0" and plan.stdout == "file":
             findings += self._look_at_recordings()
         return findings
 

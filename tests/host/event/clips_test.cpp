@@ -69,35 +69,54 @@ class Messages {
 };
 
 /**
- * Listens to the board's pictures beside what is tested, for those that a machine under load has not made:
- * what never was can be in no clip.
+ * Listens to the board's pictures and sound beside what is tested, for those that a machine under load has
+ * not made: what never was can be in no clip.
  */
-class BoardPictures {
+class BoardStreams {
   public:
-    ~BoardPictures() {
-        if (outlet_) outlet_->detach(inlet_);
-    }
     void listen() {
-        if (outlet_) return;
-        outlet_ = kep::host::OutletNames::instance().find("plPreRecordH264");
-        ASSERT_TRUE(outlet_ && outlet_->attach(inlet_));
+        pictures_.listen();
+        sound_.listen();
     }
-    int missing() {
-        for (kep::host::SharedPacket packet; inlet_.queue().pull(packet, false);) {
-            const std::chrono::duration<double> step = packet->stamp - last_;
-            if (begun_) missing_ += static_cast<int>(std::lround(step.count() * kRate)) - 1;
-            last_ = packet->stamp;
-            begun_ = true;
-        }
-        return missing_;
-    }
+    int missingPictures() { return pictures_.missing(1.0 / kRate); }
+    bool lacksSound() { return sound_.missing(kUnit) > 0; }
 
   private:
-    std::shared_ptr<kep::host::Outlet> outlet_;
-    kep::host::Inlet inlet_;
-    Clock::time_point last_;
-    bool begun_ = false;
-    int missing_ = 0;
+    static constexpr double kUnit = 1024.0 / 48000;
+
+    class Stream {
+      public:
+        explicit Stream(const char* name) : name_(name) {}
+        ~Stream() {
+            if (outlet_) outlet_->detach(inlet_);
+        }
+        void listen() {
+            if (outlet_) return;
+            outlet_ = kep::host::OutletNames::instance().find(name_);
+            ASSERT_TRUE(outlet_ && outlet_->attach(inlet_));
+        }
+        /** Items of `each` seconds. */
+        int missing(double each) {
+            for (kep::host::SharedPacket packet; inlet_.queue().pull(packet, false);) {
+                const std::chrono::duration<double> step = packet->stamp - last_;
+                if (begun_) missing_ += static_cast<int>(std::lround(step.count() / each)) - 1;
+                last_ = packet->stamp;
+                begun_ = true;
+            }
+            return missing_;
+        }
+
+      private:
+        const char* const name_;
+        std::shared_ptr<kep::host::Outlet> outlet_;
+        kep::host::Inlet inlet_;
+        Clock::time_point last_;
+        bool begun_ = false;
+        int missing_ = 0;
+    };
+
+    Stream pictures_{"plPreRecordH264"};
+    Stream sound_{"plPreRecordAac"};
 };
 
 /** Notes what is done with the files whose path has a part in it. In use while it lives. */
@@ -227,7 +246,7 @@ class ClipsTest : public testing::Test {
     std::vector<RecordedPicture> picturesOf(const std::string& name) {
         std::vector<RecordedPicture> pictures = soundPicturesOf(name);
         if (!pictures.empty()) {
-            EXPECT_LE(missingIn(pictures), board_.missing()) << name;
+            EXPECT_LE(missingIn(pictures), board_.missingPictures()) << name;
         }
         return pictures;
     }
@@ -262,16 +281,19 @@ class ClipsTest : public testing::Test {
         const int first = static_cast<int>(*pictures.front().number);
         const int last = static_cast<int>(*pictures.back().number);
         EXPECT_LE(first, begin + spare);
-        EXPECT_GT(first, begin - kGroup - 1);
+        // A group has its pictures, also where some of its time were never made.
+        EXPECT_GT(first, begin - kGroup - 1 - board_.missingPictures());
         EXPECT_LE(last, end + spare);
         EXPECT_GE(last, end - 1);
         expectSound(RecordedFile(path(name)), flashesOf(pictures));
     }
 
-    static void expectSound(RecordedFile clip, const std::vector<double>& flashes) {
-        ASSERT_TRUE(clip.audio());
+    void expectSound(RecordedFile clip, const std::vector<double>& flashes) {
         const RecordedSound sound = clip.decodeSound();
         EXPECT_THAT(clip.errors(), testing::IsEmpty());
+        // A machine that is behind with its pictures drops sound as well.
+        if (board_.lacksSound() || board_.missingPictures() > 0) return;
+        ASSERT_TRUE(clip.audio());
         const double unit = 1024.0 / sound.rate;
         EXPECT_NEAR(clip.audio().begin(), clip.video().begin(), unit);
         EXPECT_NEAR(clip.audio().end(), clip.video().end(), unit + 0.04);
@@ -287,7 +309,7 @@ class ClipsTest : public testing::Test {
 
     std::filesystem::path folder_;
     int service_ = 0;
-    BoardPictures board_;
+    BoardStreams board_;
 };
 
 TEST_F(ClipsTest, AClipHasItsPastItsFutureAndTheirSound) {
@@ -303,7 +325,7 @@ TEST_F(ClipsTest, AClipHasItsPastItsFutureAndTheirSound) {
     const int spare = camera.numberAt(after) - camera.numberAt(before);
     expectClip("a.mp4", camera.numberAt(before - seconds(2)), camera.numberAt(before + seconds(2)), spare);
     // A machine that is too busy has the board's encoder leave pictures out, which is told.
-    EXPECT_TRUE(Messages::instance().count("name=frameLost") == 0 || board_.missing() > 0);
+    EXPECT_TRUE(Messages::instance().count("name=frameLost") == 0 || board_.missingPictures() > 0);
 }
 
 TEST_F(ClipsTest, AClipIsOnTheDiskBeforeItHasItsNameAndThenSoIsTheName) {

@@ -1,16 +1,13 @@
 #include <random>
 
 #include "event_fixture.h"
+#include "sanitizers.h"
 
 namespace kep::host {
 namespace {
 
 /** The thread sanitizer sees in two all that threads do. */
-#if defined(VORNISA_THREAD_SANITIZER)
-constexpr int kRounds = 2;
-#else
-constexpr int kRounds = 10;
-#endif
+constexpr int kRounds = kThreadSanitizer ? 2 : 10;
 constexpr int kTriggers = 100;
 /** Longer than any clip reaches back, so that none may begin late. */
 constexpr int kLead = 14'000;

@@ -11,6 +11,7 @@
 #include "file_contents.h"
 #include "file_layouts.h"
 #include "playback_fixture.h"
+#include "sanitizers.h"
 #include "scratch_folder.h"
 
 namespace {
@@ -118,9 +119,7 @@ TEST_P(DemuxLayout, SeeksToTheKeyFrameAtOrBeforeTheTimeAsked) {
 /** The thread sanitizer sees the same threads for each. */
 std::vector<FileLayout> demuxedLayouts() {
     std::vector<FileLayout> layouts = playedLayouts();
-#if defined(VORNISA_THREAD_SANITIZER)
-    layouts.resize(3);
-#endif
+    if (kThreadSanitizer) layouts.resize(3);
     return layouts;
 }
 

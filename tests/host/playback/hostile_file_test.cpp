@@ -12,6 +12,7 @@
 #include "file_contents.h"
 #include "file_layouts.h"
 #include "playback_fixture.h"
+#include "sanitizers.h"
 #include "scratch_folder.h"
 
 namespace {
@@ -33,11 +34,7 @@ std::int64_t lengthOf(const std::string& path) {
 }
 
 /** What a file may cost; the sanitizers keep what is freed, and notes of their own. */
-#if defined(VORNISA_ADDRESS_SANITIZER) || defined(VORNISA_THREAD_SANITIZER)
-constexpr long kMostKiB = 512 << 10;
-#else
-constexpr long kMostKiB = 16 << 10;
-#endif
+constexpr long kMostKiB = (kSanitized ? 512 : 16) << 10;
 
 /** A number of this process. */
 long statusKiB(const std::string& name) {

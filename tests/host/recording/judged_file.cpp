@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <map>
 #include <numbers>
 #include <sstream>
@@ -148,6 +149,17 @@ std::vector<double> JudgedFile::beeps() const {
 
 double JudgedFile::length() const {
     return video_.empty() ? 0 : video_.back().time + video_.back().duration - video_.front().time;
+}
+
+double JudgedFile::wholeLength() const {
+    double begin = std::numeric_limits<double>::max(), end = 0;
+    for (const auto* const packets : {&video_, &audio_}) {
+        for (const Packet& packet : *packets) {
+            begin = std::min(begin, packet.time);
+            end = std::max(end, packet.time + packet.duration);
+        }
+    }
+    return std::max(0.0, end - begin);
 }
 
 int JudgedFile::parameterBytes() const {

@@ -39,6 +39,8 @@ class JudgedFile {
     std::vector<double> beeps() const;
     /** From the first picture to the end of the last. */
     double length() const;
+    /** From the beginning of what comes first, picture or sound, to the end of what ends last. */
+    double wholeLength() const;
     /** What a decoder of the pictures is told beforehand. */
     int parameterBytes() const;
 

@@ -137,11 +137,11 @@ TEST_F(PublicRecording, TellsItsLengthOpenFinishedAndRecovered) {
     EXPECT_GE(atCopy, static_cast<double>(milliseconds) / 1000);
     ASSERT_EQ(end(), VNRES_SUCCEED);
     const JudgedFile whole(folder() / "a.mp4");
-    EXPECT_NEAR(lengthOf(whole.path()), whole.length(), kFrame);
+    EXPECT_NEAR(lengthOf(whole.path()), whole.wholeLength(), kFrame);
     const recordings::Recovery recovery = recordings::recoverFile(copy);
     EXPECT_EQ(recovery.path, folder() / "cut.mp4");
     const JudgedFile recovered(recovery.path);
-    EXPECT_NEAR(lengthOf(recovery.path), recovered.length(), kFrame);
+    EXPECT_NEAR(lengthOf(recovery.path), recovered.wholeLength(), kFrame);
     EXPECT_NEAR(lengthOf(recovery.path), atCopy, kFrame);
 }
 

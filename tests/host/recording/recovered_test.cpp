@@ -12,6 +12,7 @@
 #include "recordings/failure.h"
 #include "recordings/recovery.h"
 #include "sample_stream.h"
+#include "sanitizers.h"
 #include "watched_disk.h"
 
 namespace kep::host {
@@ -24,11 +25,7 @@ using recordings::Recovery;
 
 constexpr int kSeconds = 30;
 /** With a sanitizer, which costs five times as much, one place in five. */
-#if defined(VORNISA_ADDRESS_SANITIZER) || defined(VORNISA_THREAD_SANITIZER)
-constexpr std::size_t kStep = 5;
-#else
-constexpr std::size_t kStep = 1;
-#endif
+constexpr std::size_t kStep = kSanitized ? 5 : 1;
 constexpr std::size_t kPlaces = 1000 / kStep;
 constexpr std::size_t kHole = 4096;
 

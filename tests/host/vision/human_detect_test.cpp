@@ -3,9 +3,11 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 
 #include "error_lines.h"
 #include "own_segments.h"
@@ -207,12 +209,17 @@ TEST_F(HumanDetection, HoldsBackNoStream) {
     const auto stream = newYuv(320, 180, 60);
     Messages messages(*stream);
     ASSERT_TRUE(stream->ChangeUp(State::play));
-    const std::vector<Frame> pictures = pull(*stream, 60);
-    ASSERT_EQ(pictures.size(), 60u);
+    std::vector<Frame> pictures;
+    std::uint32_t looked = 0;
+    // A look may take longer than a second, and has to have been made beside the stream.
+    while (looked == 0) {
+        std::vector<Frame> more = pull(*stream, 60);
+        ASSERT_EQ(more.size(), 60u);
+        std::ranges::move(more, std::back_inserter(pictures));
+        looked = (record().sequence - before) / 2;
+    }
     expectRunningOn(numbersOf(pictures, 320, 180), messages);
-    const std::uint32_t looked = (record().sequence - before) / 2;
-    EXPECT_GE(looked, 1u) << "it worked all the time";
-    EXPECT_LT(looked, 45u) << "it dropped what it had no time for";
+    EXPECT_LT(looked, pictures.size() * 3 / 4) << "it dropped what it had no time for";
 }
 
 }  // namespace
