@@ -31,6 +31,7 @@ class PublicRecording : public RecordingTest {
 };
 
 TEST_F(PublicRecording, OfTheFirstKindIsFragmentedWhateverItsExtension) {
+    const RunningMicrophone microphone;
     ASSERT_EQ(VNRecMan(k360p, "codec=h264,framerate=30,bitrate=2000000,goptype=ippp,gop=15",
                        "codec=aac,channels=2,bitrate=128000", 60, folder().c_str(), "a.ts"),
               VNRES_SUCCEED);

@@ -92,6 +92,7 @@ class Segments : public RecordingTest {
     static constexpr int kSeconds = 2;
 
     void expectGoodRecording(const char* name, const char* options, const std::string& video = "") {
+        const RunningMicrophone microphone;
         ASSERT_EQ(record(kSeconds, name, options, video.c_str()), VNRES_SUCCEED);
         const RecordingMessages messages;
         ASSERT_TRUE(waitForFiles(segments()));
