@@ -10,8 +10,6 @@ namespace {
 
 /** A day has an eighth of it in fragments of half a second. Takes 16 MiB. */
 constexpr std::size_t kMaxPlaces = 1 << 20;
-/** Times beyond it leave no room to calculate with. */
-constexpr std::uint64_t kMaxTime = std::uint64_t{1} << 62;
 /** Of a day of fragments it is a sixth. */
 constexpr std::uint64_t kMaxTable = 16 << 20;
 

@@ -24,8 +24,6 @@ constexpr std::size_t kLeast = 32;
 /** Of a `sidx` box without its references and of a reference, in bytes. */
 constexpr std::size_t kReferencesHead = 40;
 constexpr std::size_t kReference = 12;
-/** Times beyond it leave no room to calculate with. */
-constexpr std::uint64_t kMaxTime = std::uint64_t{1} << 62;
 
 void write32(Bytes& bytes, std::size_t at, std::uint64_t value) {
     for (int shift = 24; shift >= 0; shift -= 8) bytes[at++] = static_cast<std::uint8_t>(value >> shift);

@@ -18,8 +18,6 @@ using Kind = Damage::Kind;
 
 /** A fragment's description is below 2 KiB for half a second. */
 constexpr std::uint64_t kMaxFragmentHeader = 1 << 20;
-/** No encoder makes one as large; nor is so much read for one. */
-constexpr std::uint32_t kMaxSampleSize = 64 << 20;
 /** Of a day of fragments it is a tenth. */
 constexpr std::uint64_t kMaxFragmentIndex = 64 << 20;
 /** By which a fragment may begin before the one in front of it ends, in seconds: sound and picture end apart.

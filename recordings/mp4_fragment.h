@@ -21,6 +21,9 @@ struct Mp4Sample {
     bool key = true;
 };
 
+/** In bytes. No encoder makes a larger sample; memory for it would be asked for before its data is read. */
+inline constexpr std::uint32_t kMaxSampleSize = 64 << 20;
+
 /** The samples of one track in a fragment; times in units of the track. */
 struct Mp4Run {
     std::uint32_t track = 0;

@@ -5,8 +5,6 @@
 namespace recordings {
 namespace {
 
-/** An index with tables of a day of pictures and sound is a quarter of it. */
-constexpr std::uint64_t kMaxIndexSize = 256 << 20;
 constexpr std::uint64_t kWindow = 1 << 20;
 constexpr std::uint64_t kMarkBoxSize = 16;
 /** Size of the length field before the kind of a box. */

@@ -64,6 +64,12 @@ struct Mp4Index {
     bool usable = false;                      /**< by players: consistent, and each track is configured */
 };
 
+/** Times beyond it, in units of any track, leave no room to calculate with. */
+inline constexpr std::uint64_t kMaxTime = std::uint64_t{1} << 62;
+
+/** In bytes. An index with tables of a day of pictures and sound is a quarter of it. */
+inline constexpr std::uint64_t kMaxIndexSize = 256 << 20;
+
 /** Reads the contents of a `moov` box; nothing when its boxes do not fill it or none describes a track. */
 std::optional<Mp4Index> readIndex(ByteSpan contents);
 

@@ -16,7 +16,7 @@ namespace recordings {
 namespace {
 
 /** That of a fragmented file has no tables: with three tracks it is below 4 KiB. */
-constexpr std::uint64_t kMaxIndexSize = 2 << 20;
+constexpr std::uint64_t kMaxSizeWithoutTables = 2 << 20;
 /** Fragments among which there is one of each track, as a rule. */
 constexpr int kEachTrack = 64;
 /** Of an index behind the header; the way through the file takes less time than reading a larger one. */
@@ -215,7 +215,7 @@ class LengthReader {
 std::int64_t fragmentedLength(const std::string& path) {
     const FileBytes file(path);
     BoxWindow window(file);
-    const Mp4Beginning beginning = readBeginning(file, window, kMaxIndexSize);
+    const Mp4Beginning beginning = readBeginning(file, window, kMaxSizeWithoutTables);
     if (!beginning.expectsFragments()) throw Failure(path + ": an MP4 without fragments");
     return fragmentedLength(file, beginning);
 }

@@ -12,10 +12,6 @@ namespace recordings {
 
 namespace {
 
-/** An index with tables of a day of pictures and sound is a quarter of it. */
-constexpr std::uint64_t kMaxIndexSize = 256 << 20;
-/** No encoder makes a larger sample; memory for it would be asked for before its data is read. */
-constexpr std::uint32_t kMaxSampleSize = 64 << 20;
 /** What is read of the file at once. Larger ones do not get into the processor's cache. */
 constexpr std::size_t kBlock = 256 << 10;
 /** How far one track may be ahead of another, in seconds. With less, tracks that lie apart in long pieces are
@@ -23,8 +19,6 @@ constexpr std::size_t kBlock = 256 << 10;
 constexpr double kMaxLead = 1;
 /** How often each byte may be part of a sample. Boxes that lie could state the same ones over and over. */
 constexpr std::uint64_t kMaxReads = 2;
-/** Times beyond it leave no room to calculate with. */
-constexpr std::uint64_t kMaxTime = std::uint64_t{1} << 62;
 constexpr std::int64_t kNanoseconds = 1'000'000'000;
 
 std::int64_t shown(const Mp4Sample& sample) {

@@ -9,8 +9,6 @@ namespace {
 constexpr std::size_t kSpreadEntry = 8;
 constexpr std::size_t kChunkEntry = 12;
 constexpr std::size_t kNumber = 4;
-/** Leaves room for the shift of a sample. */
-constexpr std::uint64_t kMaxTime = std::uint64_t{1} << 62;
 
 }  // namespace
 

@@ -18,14 +18,10 @@
 #include "resource.h"
 #include "terminal.h"
 #include "values.h"
+#include "waiting.h"
 
 namespace vncam {
 namespace {
-
-using namespace std::chrono_literals;
-
-/** Of a stop and of a failure. */
-constexpr auto kPollInterval = 100ms;
 
 constexpr Usage kUsage{
     "demux", "FILE", "Takes the streams out of an MP4 file: H.264 as a byte stream, AAC with ADTS headers.",

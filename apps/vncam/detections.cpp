@@ -5,16 +5,9 @@
 
 #include "interrupt.h"
 #include "values.h"
+#include "waiting.h"
 
 namespace vncam {
-namespace {
-
-using namespace std::chrono_literals;
-using std::chrono::steady_clock;
-
-constexpr auto kPollInterval = 100ms;
-
-}  // namespace
 
 std::vector<Option> detectionOptions(DetectionSettings& settings, const char* countHelp,
                                      const char* jsonHelp) {
@@ -28,11 +21,10 @@ std::vector<Option> detectionOptions(DetectionSettings& settings, const char* co
 
 bool printDetections(Inbox& inbox, const DetectionSettings& settings, const std::string& name,
                      const std::function<Detection(const std::string& message)>& describe) {
-    const auto begin = steady_clock::now();
+    const auto begin = std::chrono::steady_clock::now();
     int found = 0;
     while (found < settings.count && !stopRequested()) {
-        const std::chrono::duration<double> passed = steady_clock::now() - begin;
-        if (settings.seconds && passed.count() >= *settings.seconds) break;
+        if (settings.seconds && secondsSince(begin) >= *settings.seconds) break;
         const auto message = inbox.next(kPollInterval);
         if (!message || messageValue(*message, "name") != name) continue;
         const Detection detection = describe(*message);

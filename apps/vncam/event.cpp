@@ -16,17 +16,15 @@
 #include "resource.h"
 #include "terminal.h"
 #include "values.h"
+#include "waiting.h"
 
 namespace vncam {
 namespace {
 
-using namespace std::chrono_literals;
 using std::chrono::steady_clock;
 
-constexpr auto kPollInterval = 100ms;
 /** From the start of the camera to its first key frame. */
 constexpr double kStartingSeconds = 1;
-constexpr double kEndTimeout = 30;
 
 /** What is kept of the past. */
 constexpr int kLongestPre = 30;
@@ -83,10 +81,6 @@ bool parseEvent(int argc, char** argv, EventSettings& settings) {
     return true;
 }
 
-double secondsSince(steady_clock::time_point time) {
-    return std::chrono::duration<double>(steady_clock::now() - time).count();
-}
-
 void awaitPast(const EventSettings& settings) {
     const auto start = steady_clock::now();
     const double enough = settings.pre + kStartingSeconds;
@@ -113,7 +107,7 @@ std::string byService(const EventSettings& settings) {
               "VNRecordEventServiceTrigger");
     }
     const auto event = steady_clock::now();
-    while (secondsSince(event) < settings.post + kEndTimeout) {
+    while (secondsSince(event) < settings.post + kEndTimeout.count()) {
         if (stopRequested()) throw Failure("interrupted before the clip was finished");
         if (!settings.quiet) showProgress("vncam event  clip  " + clockText(secondsSince(event)));
         const auto message = inbox.next(kPollInterval);

@@ -9,14 +9,13 @@
 #include "interrupt.h"
 #include "terminal.h"
 #include "volume_keys.h"
+#include "waiting.h"
 
 namespace vncam {
 namespace {
 
 using namespace std::chrono_literals;
 
-/** Of the progress and of the keys. */
-constexpr auto kPollInterval = 100ms;
 constexpr auto kStallTimeout = 2s;
 constexpr double kSamplesPerAacFrame = 1024;
 

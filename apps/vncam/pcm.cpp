@@ -21,6 +21,7 @@
 #include "terminal.h"
 #include "values.h"
 #include "volume_keys.h"
+#include "waiting.h"
 #include "wav_writer.h"
 
 namespace vncam {
@@ -28,8 +29,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/** Of the level that is shown, and of the keys. */
-constexpr auto kPollInterval = 100ms;
 /** For a microphone that delivers nothing once a stop is asked for. */
 constexpr auto kStallTimeout = 2s;
 constexpr int kBlocksPerSecond = 50;

@@ -15,13 +15,12 @@
 #include "retention.h"
 #include "terminal.h"
 #include "volume_keys.h"
+#include "waiting.h"
 
 namespace vncam {
 namespace {
 
 using namespace std::chrono_literals;
-
-constexpr auto kPollInterval = 100ms;
 
 class Recordings {
   public:

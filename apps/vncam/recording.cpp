@@ -9,23 +9,17 @@
 #include "command.h"
 #include "made_file.h"
 #include "terminal.h"
+#include "waiting.h"
 
 namespace vncam {
 namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto kPollInterval = 100ms;
 /** To open the camera and the encoder. */
 constexpr auto kStartTimeout = 20s;
-/** To drain the write queue to a slow disk. */
-constexpr auto kEndTimeout = 30s;
 /** For the final message once all known files are closed. */
 constexpr auto kMessageTimeout = 1s;
-
-double secondsSince(std::chrono::steady_clock::time_point time) {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - time).count();
-}
 
 /** Starts a recording, which is then acquired as VNRES_REC_MAN. */
 Resource startRecording(const RecordSettings& settings) {

@@ -1,0 +1,20 @@
+#ifndef VNCAM_WAITING_H
+#define VNCAM_WAITING_H
+
+#include <chrono>
+
+namespace vncam {
+
+/** How often commands look for a stop, and at what they wait for or show. */
+inline constexpr std::chrono::milliseconds kPollInterval(100);
+
+/** To drain the write queue to a slow disk. */
+inline constexpr std::chrono::seconds kEndTimeout(30);
+
+inline double secondsSince(std::chrono::steady_clock::time_point time) {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - time).count();
+}
+
+}  // namespace vncam
+
+#endif
