@@ -13,6 +13,7 @@ extern "C" {
 #include <libavutil/pixdesc.h>
 }
 
+#include "av_packet.h"
 #include "command.h"
 #include "output.h"
 
@@ -34,12 +35,8 @@ struct FreeCodec {
 struct FreeFrame {
     void operator()(AVFrame* frame) const { av_frame_free(&frame); }
 };
-struct FreePacket {
-    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-};
 using CodecPtr = std::unique_ptr<AVCodecContext, FreeCodec>;
 using FramePtr = std::unique_ptr<AVFrame, FreeFrame>;
-using PacketPtr = std::unique_ptr<AVPacket, FreePacket>;
 
 /** Null when the bytes are no picture. */
 FramePtr decoded(const std::vector<char>& bytes) {

@@ -22,7 +22,7 @@ constexpr AVRational kClockUnit{1, 1'000'000'000};
 constexpr int kAacSamples = 1024;
 /** How long one stream waits for the beginning of another: longer than a camera takes for its first picture.
  */
-constexpr std::int64_t kStartTimeout = 5'000'000'000;
+constexpr std::int64_t kOtherTimeout = 5'000'000'000;
 /** What is collected of each stream before it is written. A player wants to see as much before it begins. */
 constexpr std::int64_t kSettling = std::chrono::nanoseconds(FrameTimes::kSettling).count();
 
@@ -84,10 +84,6 @@ class StreamMuxer::Sink final : public FrameSink {
     std::atomic<std::uint64_t> bytes_{0};
 };
 
-void StreamMuxer::FreePacket::operator()(AVPacket* packet) const {
-    av_packet_free(&packet);
-}
-
 StreamSinks StreamMuxer::open(std::unique_ptr<Output> output, StreamFormat format, const VideoFormat& video,
                               const std::optional<AudioFormat>& audio) {
     const std::shared_ptr<StreamMuxer> muxer(new StreamMuxer(std::move(output), format));
@@ -134,7 +130,7 @@ void StreamMuxer::add(int stream, std::span<const char> frame, FrameSink::Time t
     const bool isVideo = codec.codec_type == AVMEDIA_TYPE_VIDEO;
     const bool isKey = !isVideo || isKeyFrame(frame);
     if (!isVideo && format_ == StreamFormat::mp4) frame = withoutAdts(frame, codec);
-    Packet packet(av_packet_alloc());
+    PacketPtr packet(av_packet_alloc());
     if (!packet || av_new_packet(packet.get(), static_cast<int>(frame.size())) < 0) throw std::bad_alloc();
     std::memcpy(packet->data, frame.data(), frame.size());
     packet->stream_index = stream;
@@ -148,14 +144,14 @@ void StreamMuxer::add(int stream, std::span<const char> frame, FrameSink::Time t
     early_.push_back(std::move(packet));
     if (spans(kSettling))
         begin();
-    else if (early_.back()->pts - early_.front()->pts > kStartTimeout)
+    else if (early_.back()->pts - early_.front()->pts > kOtherTimeout)
         throw Failure(std::string("no ") + (isVideo ? "audio" : "video") + " frame received");
 }
 
 /** Whether each stream has packets, the first of them so long before the last. */
 bool StreamMuxer::spans(std::int64_t nanoseconds) const {
     for (int stream = 0; stream < static_cast<int>(muxer_->nb_streams); ++stream) {
-        const auto isOf = [&](const Packet& packet) { return packet->stream_index == stream; };
+        const auto isOf = [&](const PacketPtr& packet) { return packet->stream_index == stream; };
         const auto first = std::ranges::find_if(early_, isOf);
         if (first == early_.end()) return false;
         const auto last = std::ranges::find_if(early_.rbegin(), early_.rend(), isOf);
@@ -193,8 +189,8 @@ void StreamMuxer::begin() {
     av_dict_free(&options);
     muxer_.check(result);
     settle();
-    zero_ = (*std::ranges::min_element(early_, {}, [](const Packet& packet) { return packet->pts; }))->pts;
-    for (const Packet& packet : early_) write(*packet);
+    zero_ = (*std::ranges::min_element(early_, {}, [](const PacketPtr& packet) { return packet->pts; }))->pts;
+    for (const PacketPtr& packet : early_) write(*packet);
     early_.clear();
 }
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "av_muxer.h"
+#include "av_packet.h"
 #include "frame_sink.h"
 #include "output.h"
 #include "values.h"
@@ -54,10 +55,6 @@ class StreamMuxer {
 
   private:
     class Sink;
-    struct FreePacket {
-        void operator()(AVPacket* packet) const;
-    };
-    using Packet = std::unique_ptr<AVPacket, FreePacket>;
 
     StreamMuxer(std::unique_ptr<Output> output, StreamFormat format);
 
@@ -76,7 +73,7 @@ class StreamMuxer {
     AvMuxer muxer_;
     bool hasBegun_ = false;
     std::vector<std::int64_t> durations_; /**< of each stream's frames */
-    std::vector<Packet> early_;           /**< until each stream has some */
+    std::vector<PacketPtr> early_;        /**< until each stream has some */
     std::int64_t zero_ = 0;               /**< time of the first packet */
     unsigned openSinks_ = 0;
 };

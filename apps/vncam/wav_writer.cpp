@@ -1,20 +1,14 @@
 #include "wav_writer.h"
 
 #include <cstdint>
-#include <memory>
 
 extern "C" {
 #include <libavformat/avformat.h>
 }
 
+#include "av_packet.h"
+
 namespace vncam {
-namespace {
-
-struct FreePacket {
-    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-};
-
-}  // namespace
 
 WavWriter::WavWriter(Output& output, int rate, int channels)
     : muxer_(output, "wav", "WAV", AvMuxer::Seeking::whereItCan) {
@@ -31,7 +25,7 @@ WavWriter::WavWriter(Output& output, int rate, int channels)
 }
 
 void WavWriter::write(const void* samples, std::size_t bytes) {
-    const std::unique_ptr<AVPacket, FreePacket> packet(av_packet_alloc());
+    const PacketPtr packet(av_packet_alloc());
     // Not owned: it is written before the call returns.
     packet->data = static_cast<std::uint8_t*>(const_cast<void*>(samples));
     packet->size = static_cast<int>(bytes);
