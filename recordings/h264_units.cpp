@@ -9,7 +9,7 @@ namespace {
 constexpr std::uint32_t kSliceKinds = 10;
 constexpr std::uint32_t kMaxSets = 256;
 constexpr std::uint32_t kMaxEdgeInBlocks = 1024;
-constexpr std::uint32_t kBlock = 16;
+constexpr std::uint32_t kMacroblockEdge = 16;
 
 /** Reads bits; at the end of the bytes it has `failed` and all further numbers are 0. */
 class Bits {
@@ -164,8 +164,8 @@ std::optional<SequenceSet> readSequenceSet(ByteSpan unit) {
     const std::uint32_t fields = isProgressive ? 1 : 2;
     const std::uint64_t cropUnitX = chroma == 1 || chroma == 2 ? 2 : 1;
     const std::uint64_t cropUnitY = (chroma == 1 ? 2 : 1) * fields;
-    const std::uint64_t width = std::uint64_t{across} * kBlock;
-    const std::uint64_t height = std::uint64_t{down} * kBlock * fields;
+    const std::uint64_t width = std::uint64_t{across} * kMacroblockEdge;
+    const std::uint64_t height = std::uint64_t{down} * kMacroblockEdge * fields;
     const std::uint64_t cropX = cropUnitX * (std::uint64_t{left} + right);
     const std::uint64_t cropY = cropUnitY * (std::uint64_t{top} + bottom);
     if (cropX >= width || cropY >= height) return std::nullopt;

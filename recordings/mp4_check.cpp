@@ -25,7 +25,7 @@ constexpr std::uint64_t kMaxFragmentIndex = 64 << 20;
 constexpr double kOverlap = 0.5;
 constexpr std::uint64_t kHeaderSize = 8;
 /** How often a byte may be read. */
-constexpr std::uint64_t kMaxReads = 8;
+constexpr std::uint64_t kMaxReadsByCheck = 8;
 /** What a box can be skipped by whatever its size says. */
 constexpr std::uint64_t kSmallBox = 16;
 
@@ -204,7 +204,7 @@ class Mp4Checker {
      */
     bool mayRead(std::uint64_t bytes) {
         bytesRead_ += bytes;
-        return bytesRead_ <= kMaxReads * file_.size();
+        return bytesRead_ <= kMaxReadsByCheck * file_.size();
     }
 
     bool isWhole(const Mp4Sample& sample) const {

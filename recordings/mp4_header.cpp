@@ -5,7 +5,7 @@
 namespace recordings {
 namespace {
 
-constexpr std::uint64_t kWindow = 1 << 20;
+constexpr std::uint64_t kSearchStep = 1 << 20;
 constexpr std::uint64_t kMarkBoxSize = 16;
 /** Size of the length field before the kind of a box. */
 constexpr std::uint64_t kSizeField = 4;
@@ -33,8 +33,8 @@ std::optional<Mp4Header> headerAt(const FileBytes& file, std::uint64_t begin) {
 bool forEachPlaceOf(const FileBytes& file, std::string_view kind, std::uint64_t begin,
                     const std::function<bool(std::uint64_t offset)>& visit) {
     const std::uint64_t overlap = kind.size() - 1;
-    for (std::uint64_t at = begin + kSizeField; at < file.size(); at += kWindow) {
-        const Bytes bytes = file.read(at, kWindow + overlap);
+    for (std::uint64_t at = begin + kSizeField; at < file.size(); at += kSearchStep) {
+        const Bytes bytes = file.read(at, kSearchStep + overlap);
         for (auto found = bytes.begin();; ++found) {
             found = std::search(found, bytes.end(), kind.begin(), kind.end());
             if (found == bytes.end()) break;

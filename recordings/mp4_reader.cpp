@@ -13,12 +13,12 @@ namespace recordings {
 namespace {
 
 /** What is read of the file at once. Larger ones do not get into the processor's cache. */
-constexpr std::size_t kBlock = 256 << 10;
+constexpr std::size_t kReadSize = 256 << 10;
 /** How far one track may be ahead of another, in seconds. With less, tracks that lie apart in long pieces are
  * read in turns all the time. */
 constexpr double kMaxLead = 1;
 /** How often each byte may be part of a sample. Boxes that lie could state the same ones over and over. */
-constexpr std::uint64_t kMaxReads = 2;
+constexpr std::uint64_t kMaxUsesOfByte = 2;
 constexpr std::int64_t kNanoseconds = 1'000'000'000;
 
 std::int64_t shown(const Mp4Sample& sample) {
@@ -174,7 +174,7 @@ std::optional<Mp4Packet> Mp4Reader::next() {
     while (const auto sample = nextSample()) {
         if (isSkipped(*sample) || !isRead(*sample)) continue;
         bytesRead_ += sample->size;
-        if (bytesRead_ > kMaxReads * file_.size())
+        if (bytesRead_ > kMaxUsesOfByte * file_.size())
             throw Failure(file_.path() + ": its samples overlap one another");
         const Mp4Track& of = track(sample->track);
         return Mp4Packet{sample->track, nanoseconds(of, shown(*sample) + editShift(of)),
@@ -186,7 +186,7 @@ std::optional<Mp4Packet> Mp4Reader::next() {
 ByteSpan Mp4Reader::data(const Mp4Sample& sample) {
     const std::uint64_t end = sample.offset + sample.size;
     if (sample.offset < blockBegin_ || end > blockBegin_ + block_.size()) {
-        block_.resize(std::max<std::size_t>(kBlock, sample.size));
+        block_.resize(std::max<std::size_t>(kReadSize, sample.size));
         blockBegin_ = sample.offset;
         block_.resize(file_.read(sample.offset, std::span(block_)));
         if (block_.size() < sample.size)
@@ -295,7 +295,7 @@ std::optional<Mp4Reader::Key> Mp4Reader::findKeyFrom(std::uint64_t offset, std::
             for (Mp4RunSamples samples(run); samples.nextKey(sample);) {
                 if (!isRead(sample)) continue;
                 sample.time += begin;
-                if ((shown(sample) > time && best) || ++visited > kMaxReads * file_.size()) return best;
+                if ((shown(sample) > time && best) || ++visited > kMaxUsesOfByte * file_.size()) return best;
                 best = Key{walk_.offset(), sample.offset, shown(sample), before};
                 if (shown(sample) > time) return best;
             }

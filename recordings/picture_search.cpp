@@ -23,14 +23,14 @@ constexpr std::uint64_t kFollowing = 64 << 10;
 /** So many zeroes are a hole in a file: the smallest piece that every disk writes whole. */
 constexpr std::uint64_t kHole = 512;
 /** Read at a time. */
-constexpr std::uint64_t kWindow = 64 << 10;
+constexpr std::uint64_t kPieceSize = 64 << 10;
 /** How often a byte may be read: bytes that lie could have the same ones read over and over. */
-constexpr std::uint64_t kMaxReads = 32;
+constexpr std::uint64_t kMaxReadsOfByte = 32;
 /** Pictures of a day at 60 in a second, and for 32 bits of their count more than enough. */
 constexpr std::size_t kMostPictures = 6'000'000;
 
 /** Kinds of slices, each of which has two numbers. */
-constexpr std::uint32_t kSliceKinds = 5;
+constexpr std::uint32_t kDistinctSliceKinds = 5;
 constexpr std::uint32_t kBidirectional = 1;
 
 struct Unit {
@@ -104,7 +104,7 @@ class PictureSearch {
         read_ += bytes.size();
         return bytes;
     }
-    bool isTired() const { return read_ > kMaxReads * file_.size(); }
+    bool isTired() const { return read_ > kMaxReadsOfByte * file_.size(); }
 
     std::optional<Unit> unitAt(std::uint64_t at) const {
         const Bytes bytes = read(at, kLengthBytes + kSliceHeadBytes);
@@ -143,9 +143,9 @@ class PictureSearch {
     /** Calls `visit` for each place where a unit might begin, until it is true; whether it was. */
     template <class Visit>
     bool forEachCandidate(std::uint64_t begin, std::uint64_t end, Visit&& visit) const {
-        for (std::uint64_t at = begin; at < end; at += kWindow) {
+        for (std::uint64_t at = begin; at < end; at += kPieceSize) {
             if (isTired()) return false;
-            const Bytes bytes = read(at, std::min(kWindow, end - at) + kLengthBytes);
+            const Bytes bytes = read(at, std::min(kPieceSize, end - at) + kLengthBytes);
             if (isEmpty(bytes)) continue;
             for (std::size_t i = 0; i + kLengthBytes < bytes.size(); ++i) {
                 zeroes_ = bytes[i] == 0 ? zeroes_ + 1 : 0;
@@ -167,7 +167,7 @@ class PictureSearch {
                 const auto slice = readSliceHead(unit->head, set_);
                 const bool isKey = unit->kind == UnitKind::keySlice;
                 // Pictures that are shown before others need times that only the index had.
-                if (!slice || slice->kind % kSliceKinds == kBidirectional) break;
+                if (!slice || slice->kind % kDistinctSliceKinds == kBidirectional) break;
                 if (!picture) {
                     if (slice->firstBlock != 0 || (isKey && slice->frameNumber != 0)) break;
                     picture = {{at, 0, isKey}, slice->frameNumber, isReference(unit->head[0])};

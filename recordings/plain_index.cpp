@@ -9,7 +9,7 @@
 namespace recordings {
 namespace {
 
-constexpr std::size_t kSizeField = 4;
+constexpr std::size_t kBoxSizeBytes = 4;
 
 /** Bytes that grow at their end. */
 class Writer {
@@ -31,8 +31,8 @@ class Writer {
         text(kind);
         fill();
         const std::size_t size = bytes_.size() - begin;
-        for (std::size_t i = 0; i < kSizeField; ++i)
-            bytes_[begin + i] = static_cast<std::uint8_t>(size >> 8 * (kSizeField - 1 - i));
+        for (std::size_t i = 0; i < kBoxSizeBytes; ++i)
+            bytes_[begin + i] = static_cast<std::uint8_t>(size >> 8 * (kBoxSizeBytes - 1 - i));
     }
     template <class Fill>
     void fullBox(std::string_view kind, int version, std::uint32_t flags, Fill&& fill) {

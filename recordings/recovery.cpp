@@ -21,7 +21,7 @@ constexpr const char* kRestExtension = ".rest";
 constexpr std::uint64_t kPiece = 256 << 10;
 
 /** `a.mp4`, `a-1.mp4`, `a-2.mp4`, ... */
-std::string numbered(const fs::path& name, int number) {
+std::string withNumber(const fs::path& name, int number) {
     if (number == 0) return name.string();
     fs::path result = name.parent_path() / name.stem();
     result += "-" + std::to_string(number);
@@ -35,8 +35,8 @@ std::string finalName(const std::string& path) {
 
 std::string freeName(const std::string& wanted) {
     int number = 0;
-    while (FileLayer::current().exists(numbered(wanted, number))) ++number;
-    return numbered(wanted, number);
+    while (FileLayer::current().exists(withNumber(wanted, number))) ++number;
+    return withNumber(wanted, number);
 }
 
 /** End of the last byte that is not zero. */

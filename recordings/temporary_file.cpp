@@ -88,7 +88,7 @@ bool removeAbandoned(const std::string& path, bool planned) {
 }
 
 bool isBeingWritten(const std::string& path) {
-    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (file < 0) throw Failure("cannot open " + path + ": " + std::strerror(errno));
     // The kernel refuses a read lease on a file that is open for writing.
     const bool refused = fcntl(file, F_SETLEASE, F_RDLCK) != 0 && errno == EAGAIN;

@@ -25,7 +25,7 @@
 namespace vncam {
 namespace {
 
-constexpr Usage kUsage{
+constexpr Usage kAacUsage{
     "aac", "encode|decode IN OUT", "Encodes a WAV file of 16-bit PCM samples as AAC (ADTS), or decodes it.",
     "IN and OUT may be - for standard input and output: vncam pcm -o - | vncam aac encode - out.aac\n"
     "The coder delays samples: what is decoded begins with 1024 that precede the first one encoded, and its\n"
@@ -187,7 +187,7 @@ std::optional<AacSettings> parseAac(int argc, char** argv) {
         {"quiet", nullptr, "no summary", [&](const std::string&) { settings.isQuiet = true; }},
     };
     std::vector<std::string> operands;
-    if (!parseOptions(argc, argv, kUsage, options, operands)) return std::nullopt;
+    if (!parseOptions(argc, argv, kAacUsage, options, operands)) return std::nullopt;
     constexpr const char* kNames[] = {"encode or decode", "IN", "OUT"};
     if (operands.size() < std::size(kNames))
         throw UsageError(std::string("missing operand: ") + kNames[operands.size()]);

@@ -13,7 +13,7 @@ struct Named {
     std::uint32_t colour;
 };
 
-constexpr Named kNames[] = {
+constexpr Named kColours[] = {
     {"black", VNRES_COLOR_BLACK},     {"white", VNRES_COLOR_WHITE},   {"gray", VNRES_COLOR_GRAY},
     {"silver", VNRES_COLOR_SILVER},   {"red", VNRES_COLOR_RED},       {"green", VNRES_COLOR_GREEN},
     {"blue", VNRES_COLOR_BLUE},       {"yellow", VNRES_COLOR_YELLOW}, {"cyan", VNRES_COLOR_CYAN},
@@ -21,8 +21,8 @@ constexpr Named kNames[] = {
 };
 
 /** A name or `digits` hexadecimal digits. */
-bool read(const std::string& text, std::size_t digits, std::uint32_t& colour) {
-    for (const Named& one : kNames) {
+bool readColour(const std::string& text, std::size_t digits, std::uint32_t& colour) {
+    for (const Named& one : kColours) {
         if (digits == 6 && text == one.name) {
             colour = one.colour;
             return true;
@@ -37,21 +37,21 @@ bool read(const std::string& text, std::size_t digits, std::uint32_t& colour) {
 
 std::string colourNames() {
     std::string names;
-    for (const Named& one : kNames) names += (names.empty() ? "" : " ") + std::string(one.name);
+    for (const Named& one : kColours) names += (names.empty() ? "" : " ") + std::string(one.name);
     return names;
 }
 
 std::uint32_t parseColour(const char* option, const std::string& text) {
     std::uint32_t colour = 0;
-    if (!read(text, 6, colour))
+    if (!readColour(text, 6, colour))
         throw UsageError(std::string(option) + " '" + text + "': not RRGGBB or one of " + colourNames());
     return colour;
 }
 
 std::uint32_t parseColourWithAlpha(const char* option, const std::string& text) {
     std::uint32_t colour = 0;
-    if (read(text, 6, colour)) return 0xFF000000 | colour;
-    if (!read(text, 8, colour))
+    if (readColour(text, 6, colour)) return 0xFF000000 | colour;
+    if (!readColour(text, 8, colour))
         throw UsageError(std::string(option) + " '" + text + "': not RRGGBB, AARRGGBB or one of " +
                          colourNames());
     return colour;

@@ -23,7 +23,7 @@
 namespace vncam {
 namespace {
 
-constexpr Usage kUsage{
+constexpr Usage kDemuxUsage{
     "demux", "FILE", "Takes the streams out of an MP4 file: H.264 as a byte stream, AAC with ADTS headers.",
     "FILE of --video or --audio may be - for standard output:\n"
     "vncam demux --video - rec.mp4 | ffplay -\n"
@@ -155,7 +155,7 @@ std::optional<DemuxSettings> parseDemux(int argc, char** argv) {
         {"quiet", nullptr, "no summary", [&](const std::string&) { settings.isQuiet = true; }},
     };
     std::vector<std::string> operands;
-    if (!parseOptions(argc, argv, kUsage, options, operands)) return std::nullopt;
+    if (!parseOptions(argc, argv, kDemuxUsage, options, operands)) return std::nullopt;
     if (operands.empty()) throw UsageError("missing operand: the file");
     if (operands.size() > 1) throw UsageError("unexpected argument '" + operands[1] + "'");
     settings.file = operands.front();

@@ -18,7 +18,7 @@
 namespace vncam {
 namespace {
 
-constexpr Usage kUsage{
+constexpr Usage kDetectUsage{
     "detect", "", "Finds people in what the camera sees.",
     "A line for each picture with people: its time, how many they are, and each one's place in a frame of\n"
     "1920x1080 as X,Y,WxH with a score; one line when they have gone. The picture of --picture is taken at "
@@ -120,7 +120,7 @@ int runDetect(int argc, char** argv) {
                            settings.picture = text;
                        }});
     std::vector<std::string> operands;
-    if (!parseOptions(argc, argv, kUsage, options, operands)) return exitOk;
+    if (!parseOptions(argc, argv, kDetectUsage, options, operands)) return exitOk;
     if (!operands.empty()) throw UsageError("unexpected argument '" + operands.front() + "'");
     if (!detect(settings)) throw Failure("nobody found");
     return exitOk;

@@ -32,7 +32,7 @@ constexpr int kLongestPost = 3600;
 constexpr int kOneShotPre = 3;
 constexpr int kOneShotPost = 7;
 
-constexpr Usage kUsage{
+constexpr Usage kEventUsage{
     "event", "", "Films until the pre-roll is buffered, triggers an event and writes the clip around it.",
     "The length of a clip by --oneshot is fixed: 3 seconds before the event and 7 after it. The name of the\n"
     "clip goes to standard output. Ctrl-C before the event ends without a clip."};
@@ -74,7 +74,7 @@ bool parseEvent(int argc, char** argv, EventSettings& settings) {
         {"quiet", nullptr, "no progress and no summary", [&](const std::string&) { settings.quiet = true; }},
     };
     std::vector<std::string> operands;
-    if (!parseOptions(argc, argv, kUsage, options, operands)) return false;
+    if (!parseOptions(argc, argv, kEventUsage, options, operands)) return false;
     if (!operands.empty()) throw UsageError("unexpected argument '" + operands.front() + "'");
     if (settings.oneShot && settings.ownLength)
         throw UsageError("--oneshot has a fixed length; leave out --pre and --post");

@@ -9,7 +9,7 @@
 namespace vncam {
 namespace {
 
-constexpr const char* kNames[] = {"none", "horizontal", "vertical", "both"};
+constexpr const char* kTurns[] = {"none", "horizontal", "vertical", "both"};
 
 constexpr Usage kFlipUsage{
     "flip", "none|horizontal|vertical|both",
@@ -37,8 +37,8 @@ int runFlip(int argc, char** argv) {
     const std::string wanted = onlyOperand(argc, argv, kFlipUsage, choices, wantsHelp);
     if (wantsHelp) return exitOk;
     // In the order of VNTurnVideo's modes.
-    for (int mode = 0; mode < static_cast<int>(std::size(kNames)); ++mode) {
-        if (wanted != kNames[mode]) continue;
+    for (int mode = 0; mode < static_cast<int>(std::size(kTurns)); ++mode) {
+        if (wanted != kTurns[mode]) continue;
         check(VNTurnVideo(mode), "VNTurnVideo");
         return exitOk;
     }

@@ -19,7 +19,7 @@ namespace {
 using recordings::Mp4Info;
 using recordings::Mp4Track;
 
-constexpr Usage kUsage{
+constexpr Usage kInfoUsage{
     "info", "FILE...",
     "Shows length, tracks and fragments of MP4 files, also of unfinished and damaged ones.",
     "A file of fragments is finished when it has an index of all of them. Length and fragments\n"
@@ -125,7 +125,7 @@ int runInfo(int argc, char** argv) {
          [&](const std::string&) { asJson = true; }},
     };
     std::vector<std::string> files;
-    if (!parseOptions(argc, argv, kUsage, options, files)) return exitOk;
+    if (!parseOptions(argc, argv, kInfoUsage, options, files)) return exitOk;
     if (files.empty()) throw UsageError("missing operand: the files");
     std::vector<Row> rows;
     for (const std::string& file : files) {

@@ -24,7 +24,7 @@ struct LiveSettings {
     bool isSilent = false;
 };
 
-constexpr Usage kUsage{
+constexpr Usage kLiveUsage{
     "live", "", "Films and writes the live streams.",
     "The extension of --output selects the format: .mp4 or .ts; - is MPEG-TS on standard output. One of\n"
     "--video and --audio may be - as well: vncam live --video - | ffplay -\n"
@@ -91,7 +91,7 @@ void checkOutputs(const LiveSettings& settings) {
 std::optional<LiveSettings> parseLive(int argc, char** argv) {
     LiveSettings settings;
     std::vector<std::string> operands;
-    if (!parseOptions(argc, argv, kUsage, liveOptions(settings), operands)) return std::nullopt;
+    if (!parseOptions(argc, argv, kLiveUsage, liveOptions(settings), operands)) return std::nullopt;
     if (!operands.empty()) throw UsageError("unexpected argument '" + operands.front() + "'");
     checkOutputs(settings);
     checkSwitches(settings);

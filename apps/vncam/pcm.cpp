@@ -30,13 +30,14 @@ namespace {
 using namespace std::chrono_literals;
 
 /** For a microphone that delivers nothing once a stop is asked for. */
-constexpr auto kStallTimeout = 2s;
+constexpr auto kSilenceTimeout = 2s;
 constexpr int kBlocksPerSecond = 50;
 
-constexpr Usage kUsage{"pcm", "", "Captures the microphone and writes its samples, or shows its level alone.",
-                       "FILE may be - for standard output: vncam pcm -o - | ffplay -\n"
-                       "On a terminal the keys + and - change the volume of the microphone, m mutes it.\n"
-                       "Capturing ends after --seconds or on Ctrl-C; the file is complete either way."};
+constexpr Usage kPcmUsage{"pcm", "",
+                          "Captures the microphone and writes its samples, or shows its level alone.",
+                          "FILE may be - for standard output: vncam pcm -o - | ffplay -\n"
+                          "On a terminal the keys + and - change the volume of the microphone, m mutes it.\n"
+                          "Capturing ends after --seconds or on Ctrl-C; the file is complete either way."};
 
 struct PcmSettings {
     int rate = 48000;
@@ -138,7 +139,7 @@ class Capture {
             keys.poll();
             listen();
             if (!settings_.isQuiet) showProgress(progressText(keys.device()));
-            if (stopRequested() && read_.lasting() > kStallTimeout) {
+            if (stopRequested() && read_.lasting() > kSilenceTimeout) {
                 isCut_ = true;
                 VNStop(source_.id());
             }
@@ -216,7 +217,7 @@ std::optional<PcmSettings> parsePcm(int argc, char** argv) {
          [&](const std::string&) { settings.isQuiet = true; }},
     };
     std::vector<std::string> operands;
-    if (!parseOptions(argc, argv, kUsage, options, operands)) return std::nullopt;
+    if (!parseOptions(argc, argv, kPcmUsage, options, operands)) return std::nullopt;
     if (!operands.empty()) throw UsageError("unexpected argument '" + operands.front() + "'");
     if (settings.isRaw && settings.file.empty()) throw UsageError("--raw needs --output");
     return settings;

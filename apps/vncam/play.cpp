@@ -13,12 +13,12 @@
 namespace vncam {
 namespace {
 
-constexpr Usage kUsage{
+constexpr Usage kPlayUsage{
     "play", "FILE.wav", "Plays a WAV file of 16-bit PCM samples on the loudspeaker.",
     "FILE.wav may be - for standard input. On a terminal the keys + and - change the volume\n"
     "of the loudspeaker, m mutes it. Ctrl-C stops playback."};
 
-constexpr int kBlocksPerSecond = 50;
+constexpr int kWritesPerSecond = 50;
 
 std::string progressText(const std::string& name, double second, double length) {
     std::string text = "vncam play  " + name + "  " + clockText(second);
@@ -28,7 +28,7 @@ std::string progressText(const std::string& name, double second, double length) 
 
 void feedAll(WavReader& wav, const Resource& player, const std::string& name, bool quiet) {
     const double rate = wav.rate();
-    const auto blockFrames = static_cast<std::size_t>(std::max(1, wav.rate() / kBlocksPerSecond));
+    const auto blockFrames = static_cast<std::size_t>(std::max(1, wav.rate() / kWritesPerSecond));
     std::uint64_t fed = 0;
     VolumeKeys keys(SoundDevice::speaker());
     while (!stopRequested()) {
@@ -51,7 +51,7 @@ int runPlay(int argc, char** argv) {
     std::vector<std::string> operands;
     const std::vector<Option> options = {
         {"quiet", nullptr, "no progress", [&](const std::string&) { quiet = true; }}};
-    if (!parseOptions(argc, argv, kUsage, options, operands)) return exitOk;
+    if (!parseOptions(argc, argv, kPlayUsage, options, operands)) return exitOk;
     if (operands.empty()) throw UsageError("missing operand: FILE.wav");
     if (operands.size() > 1) throw UsageError("unexpected argument '" + operands[1] + "'");
 

@@ -24,7 +24,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto kPollInterval = 20ms;
+constexpr auto kEndPollInterval = 20ms;
 /** From a polite signal to one that no program survives. */
 constexpr auto kShutdownTimeout = 2s;
 /** Of what it printed: the reason of a failure, which may take several lines. */
@@ -126,7 +126,7 @@ std::unique_ptr<Output> Player::start() {
 
 void Player::finish() {
     std::optional<int> status;
-    while (!status && !stopRequested()) status = ended(kPollInterval);
+    while (!status && !stopRequested()) status = ended(kEndPollInterval);
     if (!status) end();
     // A signal from the terminal reaches the player as well, and it may end before us.
     if (!status || stopRequested()) return;
@@ -149,7 +149,7 @@ std::optional<int> Player::ended(std::chrono::milliseconds limit) {
             return status;
         }
         if (std::chrono::steady_clock::now() >= end) return std::nullopt;
-        std::this_thread::sleep_for(kPollInterval);
+        std::this_thread::sleep_for(kEndPollInterval);
     }
 }
 

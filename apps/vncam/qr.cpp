@@ -12,7 +12,7 @@
 namespace vncam {
 namespace {
 
-constexpr Usage kUsage{
+constexpr Usage kQrUsage{
     "qr", "", "Reads QR and other two-dimensional codes in what the camera sees, once a second.",
     "A line for each code when it appears: its text, with \\n, \\\\ and \\xNN for what would break the line. "
     "Without\n"
@@ -69,7 +69,7 @@ int runQr(int argc, char** argv) {
         detectionOptions(settings, "end after N codes",
                          "an object per line, with the place in a frame of 1920x1080 and the time");
     std::vector<std::string> operands;
-    if (!parseOptions(argc, argv, kUsage, options, operands)) return exitOk;
+    if (!parseOptions(argc, argv, kQrUsage, options, operands)) return exitOk;
     if (!operands.empty()) throw UsageError("unexpected argument '" + operands.front() + "'");
 
     const Resource reader(VNRES_QRCODE);

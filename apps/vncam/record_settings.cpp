@@ -16,7 +16,7 @@ constexpr std::array<Size, 3> kSizes{{{1920, 1080}, {1280, 720}, {640, 360}}};
 constexpr int kLeastBps = 10000;
 constexpr int kMostBps = 200000000;
 
-constexpr Usage kUsage{
+constexpr Usage kRecordUsage{
     "record", "", "Records video and audio into files of --segment seconds each.",
     "NAME may contain fields of strftime, filled in when a file is opened: rec_%H-%M-%S.mp4. It ends in "
     ".mp4\n"
@@ -130,7 +130,7 @@ std::vector<RecordSettings> RecordSettings::recordings() const {
 std::optional<RecordSettings> parseRecord(int argc, char** argv) {
     RecordSettings settings;
     std::vector<std::string> operands;
-    if (!parseOptions(argc, argv, kUsage, recordOptions(settings), operands)) return std::nullopt;
+    if (!parseOptions(argc, argv, kRecordUsage, recordOptions(settings), operands)) return std::nullopt;
     if (!operands.empty()) throw UsageError("unexpected argument '" + operands.front() + "'");
     checkName(settings);
     checkSizes(settings);

@@ -7,7 +7,7 @@ namespace vncam {
 namespace {
 
 /** How late a loaded machine may report the end of a segment, in seconds. */
-constexpr double kStallTimeout = 10;
+constexpr double kReportTimeout = 10;
 
 double between(RecordingLength::Time from, RecordingLength::Time to) {
     return std::chrono::duration<double>(to - from).count();
@@ -42,7 +42,7 @@ void RecordingLength::fileClosed(double seconds) {
 bool RecordingLength::isOver(Time now) const {
     if (complete_) return true;
     if (seconds_ <= 0 || begin_ == Time()) return false;
-    if (between(begin_, now) >= seconds_ + (byClock_ ? 0 : kStallTimeout)) return true;
+    if (between(begin_, now) >= seconds_ + (byClock_ ? 0 : kReportTimeout)) return true;
     const bool endsWithSegment = missing() > segment_ - accuracy_;
     return !byClock_ && open_ && !endsWithSegment && between(fileBegin_, now) >= missing();
 }

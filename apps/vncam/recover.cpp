@@ -20,7 +20,7 @@ namespace fs = std::filesystem;
 
 using Kind = RecoveredFile::Kind;
 
-constexpr Usage kUsage{
+constexpr Usage kRecoverUsage{
     "recover", "FILE|DIR...",
     "Finishes recordings that a power cut or a crash left under their temporary names, NAME.part: checks\n"
     "them, makes players skip damaged parts, and renames them to NAME. In folders it also removes hidden\n"
@@ -146,7 +146,7 @@ int runRecover(int argc, char** argv) {
          [&](const std::string&) { settings.asJson = true; }},
     };
     std::vector<std::string> operands;
-    if (!parseOptions(argc, argv, kUsage, options, operands)) return exitOk;
+    if (!parseOptions(argc, argv, kRecoverUsage, options, operands)) return exitOk;
     if (operands.empty()) throw UsageError("missing operand: the recordings, or their folders");
     Recoverer recoverer(settings);
     for (const std::string& operand : operands) recoverer.recover(operand);

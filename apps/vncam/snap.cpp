@@ -16,7 +16,7 @@
 namespace vncam {
 namespace {
 
-constexpr Usage kUsage{
+constexpr Usage kSnapUsage{
     "snap", "", "Takes a still picture and writes it as a JPEG file.",
     "An existing file is replaced only once the new picture is complete. FILE may be - for "
     "standard\noutput: vncam snap -o - | feh -"};
@@ -83,7 +83,7 @@ int runSnap(int argc, char** argv) {
         {"output", "FILE", "name of the picture", [&](const std::string& text) { file = text; }, 'o'},
     };
     std::vector<std::string> operands;
-    if (!parseOptions(argc, argv, kUsage, options, operands)) return exitOk;
+    if (!parseOptions(argc, argv, kSnapUsage, options, operands)) return exitOk;
     if (!operands.empty()) throw UsageError("unexpected argument '" + operands.front() + "'");
     checkName(file);
     if (file == "-") {

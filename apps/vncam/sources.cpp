@@ -15,8 +15,8 @@
 namespace vncam {
 namespace {
 
-constexpr Usage kUsage{"sources", "",
-                       "Lists the resources, the settings and the devices of this workstation.", ""};
+constexpr Usage kSourcesUsage{"sources", "",
+                              "Lists the resources, the settings and the devices of this workstation.", ""};
 
 struct TypeRow {
     VNRes_Type type;
@@ -94,7 +94,7 @@ void printDevices(const char* variable, const std::vector<Device>& devices) {
 
 int runSources(int argc, char** argv) {
     std::vector<std::string> operands;
-    if (!parseOptions(argc, argv, kUsage, {}, operands)) return exitOk;
+    if (!parseOptions(argc, argv, kSourcesUsage, {}, operands)) return exitOk;
     if (!operands.empty()) throw UsageError("unexpected argument '" + operands.front() + "'");
 
     printTypes();

@@ -11,7 +11,7 @@
 namespace vncam {
 namespace {
 
-constexpr Usage kUsage{
+constexpr Usage kStampUsage{
     "stamp", "[TEXT]",
     "Writes a text into the picture, for all that film on this machine, until told otherwise.",
     "TEXT has the fields of strftime, filled in with the time of each picture: '%Y-%m-%d %H:%M:%S'; %3N is\n"
@@ -98,7 +98,7 @@ int runStamp(int argc, char** argv) {
         {"off", nullptr, "hide it", option(stamp.isShown, [](const std::string&) { return false; })},
     };
     std::vector<std::string> operands;
-    if (!parseOptions(argc, argv, kUsage, options, operands)) return exitOk;
+    if (!parseOptions(argc, argv, kStampUsage, options, operands)) return exitOk;
     if (operands.size() > 1) throw UsageError("unexpected argument '" + operands[1] + "'");
     if (!operands.empty()) stamp.text = operands[0];
     if (operands.empty() && !isAny) throw UsageError("nothing to set; give TEXT or an option");

@@ -31,7 +31,7 @@ std::atomic<int> stopsTold[2];
 std::atomic<const char*> reporter;
 
 /** Messages are delivered on another thread, shortly after the event. */
-constexpr auto kMessageTimeout = std::chrono::seconds(1);
+constexpr auto kDeliveryTimeout = std::chrono::seconds(1);
 
 template <Track::Kind kind>
 void onMessage(const char* message) {
@@ -110,7 +110,7 @@ bool Track::finished(std::chrono::milliseconds limit) const {
 void Track::join() {
     reading_.wait();
     VNStop(id());
-    const auto limit = steady_clock::now() + kMessageTimeout;
+    const auto limit = steady_clock::now() + kDeliveryTimeout;
     while (stopsTold[kind_] < starts_ && steady_clock::now() < limit)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     reading_.get();

@@ -35,7 +35,7 @@ VolumeKeys::~VolumeKeys() {
 void VolumeKeys::poll() {
     if (!before_ || !hasForeground()) return;
     char keys[16];
-    const ssize_t count = read(STDIN_FILENO, keys, sizeof keys);
+    const ssize_t count = ::read(STDIN_FILENO, keys, sizeof keys);
     for (ssize_t i = 0; i < count; ++i) press(keys[i]);
 }
 

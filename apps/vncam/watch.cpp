@@ -10,7 +10,7 @@
 namespace vncam {
 namespace {
 
-constexpr Usage kUsage{
+constexpr Usage kWatchUsage{
     "watch", "", "Shows the live picture in a window, with its sound.",
     "Plays through ffplay or mpv, one of which must be installed. Close the window or press Ctrl-C to end.\n"
     "With sound, on a terminal, the keys + and - change the volume of the microphone, m mutes it."};
@@ -31,7 +31,7 @@ int runWatch(int argc, char** argv) {
     };
     for (Option& option : filmOptions(settings)) options.push_back(std::move(option));
     std::vector<std::string> operands;
-    if (!parseOptions(argc, argv, kUsage, options, operands)) return exitOk;
+    if (!parseOptions(argc, argv, kWatchUsage, options, operands)) return exitOk;
     if (!operands.empty()) throw UsageError("unexpected argument '" + operands.front() + "'");
 
     Player player(name);

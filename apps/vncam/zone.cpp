@@ -14,7 +14,7 @@
 namespace vncam {
 namespace {
 
-constexpr Usage kUsage{
+constexpr Usage kZoneUsage{
     "zone", "set|grid|on|off|list ...",
     "Covers parts of the picture, for all that film on this machine, until told otherwise.",
     "zone set N X,Y,WIDTHxHEIGHT   cover a part of a frame of 1920x1080, whatever the size of the stream\n"
@@ -110,7 +110,7 @@ int runZone(int argc, char** argv) {
         {"color", "COLOR", "of `set` and `grid`: RRGGBB or " + colourNames(),
          [&](const std::string& text) { colour = parseColour("--color", text); }}};
     std::vector<std::string> operands;
-    if (!parseOptions(argc, argv, kUsage, options, operands)) return exitOk;
+    if (!parseOptions(argc, argv, kZoneUsage, options, operands)) return exitOk;
     if (operands.empty()) throw UsageError("missing operand: set, grid, on, off or list");
     const std::string& action = operands[0];
     if (action == "set") {

@@ -6,7 +6,7 @@
 namespace kep::host {
 namespace {
 
-const ClassRegistration<Application> registration("Application", Naming::found);
+const ClassRegistration<Application> applicationRegistration("Application", Naming::found);
 
 }  // namespace
 

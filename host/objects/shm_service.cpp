@@ -34,7 +34,7 @@ class ShmService final : public ObjectImpl {
     std::atomic<int> index_{0};
 };
 
-const ClassRegistration<ShmService> registration("ShmService", Naming::kept);
+const ClassRegistration<ShmService> shmServiceRegistration("ShmService", Naming::kept);
 
 }  // namespace
 }  // namespace kep::host

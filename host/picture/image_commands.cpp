@@ -60,7 +60,7 @@ bool receive(AttrSet& arguments) {
     return true;
 }
 
-const CommandRegistration registration(kCommand, receive);
+const CommandRegistration imageCommands(kCommand, receive);
 
 }  // namespace
 }  // namespace kep::host

@@ -151,7 +151,7 @@ class StampParam final : public ObjectImpl {
     std::string segment_ = kStampSegment;
 };
 
-const ClassRegistration<StampParam> registration("StampParam");
+const ClassRegistration<StampParam> stampParamRegistration("StampParam");
 
 }  // namespace
 }  // namespace kep::host

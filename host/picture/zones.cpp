@@ -20,13 +20,13 @@ Number numberAt(const ZoneTable& table, std::size_t offset) {
     return number;
 }
 
-struct Span {
+struct Interval {
     int begin, end;
 };
 
 /** Where `length` from `begin` on, in a frame of `reference`, lies in a picture of `size`: in pairs of
  * pixels. */
-Span spanIn(std::int64_t begin, std::int64_t length, std::int64_t reference, int size) {
+Interval intervalIn(std::int64_t begin, std::int64_t length, std::int64_t reference, int size) {
     const std::int64_t last = (size + 1) / 2 * 2;
     const auto scaled = [&](std::int64_t place, std::int64_t more) {
         const std::int64_t clipped = std::clamp<std::int64_t>(place, 0, reference);
@@ -37,7 +37,7 @@ Span spanIn(std::int64_t begin, std::int64_t length, std::int64_t reference, int
     return {static_cast<int>(from), static_cast<int>(std::min(to, last))};
 }
 
-void fill(AVFrame& picture, int plane, Span columns, Span rows, std::uint8_t value) {
+void fill(AVFrame& picture, int plane, Interval columns, Interval rows, std::uint8_t value) {
     const std::ptrdiff_t stride = picture.linesize[plane];
     for (int row = rows.begin; row < rows.end; ++row)
         std::memset(picture.data[plane] + row * stride + columns.begin, value,
@@ -63,8 +63,8 @@ std::vector<Zone> zonesIn(const ZoneTable& table, int width, int height) {
         const std::int32_t w = number(offsetof(shm_rect_t, w));
         const std::int32_t h = number(offsetof(shm_rect_t, h));
         if (table[entry + offsetof(shm_rect_t, draw)] == 0 || w <= 0 || h <= 0) continue;
-        const Span columns = spanIn(number(offsetof(shm_rect_t, x)), w, referenceWidth, width);
-        const Span rows = spanIn(number(offsetof(shm_rect_t, y)), h, referenceHeight, height);
+        const Interval columns = intervalIn(number(offsetof(shm_rect_t, x)), w, referenceWidth, width);
+        const Interval rows = intervalIn(number(offsetof(shm_rect_t, y)), h, referenceHeight, height);
         if (columns.begin >= columns.end || rows.begin >= rows.end) continue;
         const auto colour = numberAt<std::uint32_t>(table, entry + offsetof(shm_rect_t, color));
         zones.push_back({columns.begin,
@@ -80,10 +80,10 @@ std::vector<Zone> zonesIn(const ZoneTable& table, int width, int height) {
 void paintZones(AVFrame& picture, const std::vector<Zone>& zones) {
     for (const Zone& zone : zones) {
         const YuvColour colour = inColoursOf(picture, zone.colour);
-        const Span columns = {zone.left, zone.right};
-        const Span rows = {zone.top, zone.bottom};
-        const Span columnPairs = {zone.left / 2, zone.right / 2};
-        const Span rowPairs = {zone.top / 2, zone.bottom / 2};
+        const Interval columns = {zone.left, zone.right};
+        const Interval rows = {zone.top, zone.bottom};
+        const Interval columnPairs = {zone.left / 2, zone.right / 2};
+        const Interval rowPairs = {zone.top / 2, zone.bottom / 2};
         fill(picture, 0, columns, rows, colour.y);
         fill(picture, 1, columnPairs, rowPairs, colour.u);
         fill(picture, 2, columnPairs, rowPairs, colour.v);

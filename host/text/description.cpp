@@ -5,7 +5,6 @@
 namespace kep::host {
 namespace {
 
-constexpr std::size_t kNpos = std::string_view::npos;
 /** Characters of a text that an error line shows on either side of a place. */
 constexpr std::size_t kShown = 60;
 
@@ -16,7 +15,7 @@ bool split(std::string_view text, std::string_view separator, TextError& error, 
     if (trimmed(text).empty()) return true;
     for (std::size_t from = 0;; ++from) {
         const std::size_t end = findOutsideBraces(text, from, separator, error);
-        if (end == kNpos) return false;
+        if (end == std::string_view::npos) return false;
         const std::string_view part = trimmed(text.substr(from, end - from));
         const std::size_t offset = part.empty() ? end : static_cast<std::size_t>(part.data() - text.data());
         if (!take(part, offset)) return false;
@@ -49,7 +48,8 @@ std::string Description::placeOfType() const {
 
 bool Description::isChain() const {
     const std::size_t first = text_.find_first_of("=:+,{}");
-    return !trimmed(text_).empty() && (first == kNpos || text_[first] == ':' || text_[first] == '+');
+    return !trimmed(text_).empty() &&
+           (first == std::string_view::npos || text_[first] == ':' || text_[first] == '+');
 }
 
 bool Description::fill(std::string_view text, TextError& error) {

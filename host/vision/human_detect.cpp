@@ -74,7 +74,7 @@ class HumanDetect final : public Detector {
     ResultSegment<HumanRecord> segment_;
 };
 
-const ClassRegistration<HumanDetect> registration("HumanDetect");
+const ClassRegistration<HumanDetect> humanDetectRegistration("HumanDetect");
 
 }  // namespace
 }  // namespace kep::host

@@ -99,7 +99,7 @@ class ZBarSink final : public Detector {
     ResultSegment<CodeRecord> segment_;
 };
 
-const ClassRegistration<ZBarSink> registration("ZBarSink");
+const ClassRegistration<ZBarSink> zBarSinkRegistration("ZBarSink");
 
 }  // namespace
 }  // namespace kep::host

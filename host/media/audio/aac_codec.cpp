@@ -128,7 +128,7 @@ class AacCodec final : public ObjectImpl {
     AacBlockDecoder decoder_;
 };
 
-const ClassRegistration<AacCodec> registration("AacCodec");
+const ClassRegistration<AacCodec> aacCodecRegistration("AacCodec");
 
 }  // namespace
 }  // namespace kep::host

@@ -14,7 +14,7 @@ namespace kep::host {
 
 namespace {
 
-constexpr std::chrono::milliseconds kPoll{5};
+constexpr std::chrono::milliseconds kRetryPause{5};
 constexpr std::chrono::seconds kStuck{5};
 constexpr std::int64_t kBufferMilliseconds = 100;
 constexpr std::int64_t kLongestDelay = 2000000;  // microseconds
@@ -97,7 +97,7 @@ bool DeviceSpeaker::write(const std::int16_t* samples, std::int64_t frames) {
         packet_->data = nullptr;
         if (result >= 0) break;
         if (result == AVERROR(EAGAIN) && std::chrono::steady_clock::now() - begin < kStuck) {
-            std::this_thread::sleep_for(kPoll);
+            std::this_thread::sleep_for(kRetryPause);
             continue;
         }
         KEP_HOST_ERROR("speaker " + device_.text + " is lost: " +

@@ -17,7 +17,7 @@ namespace kep::host {
 namespace {
 
 constexpr int kUnset = std::numeric_limits<int>::min();
-constexpr int kRate = 30;
+constexpr int kPicturesPerSecond = 30;
 /** Pictures that wait for the disk; more would hold the camera's memory while it hangs. */
 constexpr std::size_t kMostWaiting = 16;
 /** An older picture does not show the present: the camera has stopped, or is a very slow one. */
@@ -99,8 +99,9 @@ bool Photography::checkSettings() const {
 
 bool Photography::start() {
     if (!checkSettings()) return false;
-    std::shared_ptr<CameraLease> opened = CameraLease::open(
-        kRate, -1, {nullptr, [this](const std::string& device) { endedByLoss("video", device); }}, 1);
+    std::shared_ptr<CameraLease> opened =
+        CameraLease::open(kPicturesPerSecond, -1,
+                          {nullptr, [this](const std::string& device) { endedByLoss("video", device); }}, 1);
     if (!opened) return false;
     later_.open();
     writer_ = startThread(Thread::pictureWriter, [this] {

@@ -102,7 +102,7 @@ class EncoderAac final : public Element {
     bool failing_ = false;
 };
 
-const ClassRegistration<EncoderAac> registration("encoder-aac");
+const ClassRegistration<EncoderAac> encoderAacRegistration("encoder-aac");
 
 }  // namespace
 }  // namespace kep::host

@@ -95,7 +95,7 @@ class CameraElement final : public DeviceElement<CameraLease> {
     PictureScaler scaler_;
 };
 
-const ClassRegistration<CameraElement> registration("PvYuvSrcAdv");
+const ClassRegistration<CameraElement> cameraElementRegistration("PvYuvSrcAdv");
 
 }  // namespace
 }  // namespace kep::host

@@ -47,7 +47,7 @@ class FakeSink final : public Element {
     bool stopped_ GUARDED_BY(mutex_) = false;
 };
 
-const ClassRegistration<FakeSink> registration("FakeSink");
+const ClassRegistration<FakeSink> fakeSinkRegistration("FakeSink");
 
 }  // namespace
 }  // namespace kep::host

@@ -72,7 +72,7 @@ class MicrophoneElement final : public DeviceElement<MicrophoneLease> {
     std::atomic<int> channels_{0};
 };
 
-const ClassRegistration<MicrophoneElement> registration("MicSrc");
+const ClassRegistration<MicrophoneElement> microphoneElementRegistration("MicSrc");
 
 }  // namespace
 }  // namespace kep::host

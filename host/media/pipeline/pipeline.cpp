@@ -10,7 +10,7 @@
 namespace kep::host {
 namespace {
 
-const ClassRegistration<Pipeline> registration("Pipeline");
+const ClassRegistration<Pipeline> pipelineRegistration("Pipeline");
 
 constexpr int kLongestPast = 60'000;
 

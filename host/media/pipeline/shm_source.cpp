@@ -146,7 +146,7 @@ class ShmSource final : public SourceElement, private Inlet {
     std::thread thread_;
 };
 
-const ClassRegistration<ShmSource> registration("ShmSource");
+const ClassRegistration<ShmSource> shmSourceRegistration("ShmSource");
 
 }  // namespace
 }  // namespace kep::host

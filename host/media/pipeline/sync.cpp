@@ -233,7 +233,7 @@ class Sync final : public Element {
     std::array<Input, 2> inputs_ GUARDED_BY(mutex_);
 };
 
-const ClassRegistration<Sync> registration("Sync");
+const ClassRegistration<Sync> syncRegistration("Sync");
 
 }  // namespace
 }  // namespace kep::host

@@ -38,7 +38,7 @@ class FragmentedInfo final : public ObjectImpl {
     std::int64_t milliseconds_ = 0;
 };
 
-const ClassRegistration<FragmentedInfo> registration("fmp4-info");
+const ClassRegistration<FragmentedInfo> fragmentedInfoRegistration("fmp4-info");
 
 }  // namespace
 }  // namespace kep::host

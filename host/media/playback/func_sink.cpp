@@ -18,7 +18,7 @@ using ProcessFunction = std::function<bool(stream::Packet*&)>;
 /** Of the queue: a second of pictures and sound, and at most so many bytes. With less, threads wake each
  * other more often; more would be read of a file that is then left by a seek. */
 constexpr std::size_t kMostPackets = 128;
-constexpr std::size_t kMostBytes = 4U << 20;
+constexpr std::size_t kMostBytesAhead = 4U << 20;
 
 /**
  * The queue of a sink and what its thread does, which outlives the sink when that is destroyed by a callback
@@ -99,7 +99,7 @@ class FuncWorker {
     bool takes() const REQUIRES(mutex_) { return !isClosed_ && !discards_ && !hasRefused_; }
     bool isFull(std::size_t weight, std::size_t part) const REQUIRES(mutex_) {
         return !queue_.empty() &&
-               (queue_.size() >= kMostPackets / part || bytes_ + weight > kMostBytes / part);
+               (queue_.size() >= kMostPackets / part || bytes_ + weight > kMostBytesAhead / part);
     }
     void drop(std::deque<SharedPacket>& freed) REQUIRES(mutex_) {
         freed.swap(queue_);
@@ -247,7 +247,7 @@ class FuncSink final : public Element {
     std::shared_ptr<FuncWorker> abandoned_;
 };
 
-const ClassRegistration<FuncSink> registration("FuncSink");
+const ClassRegistration<FuncSink> funcSinkRegistration("FuncSink");
 
 }  // namespace
 }  // namespace kep::host

@@ -255,7 +255,7 @@ class Mp4Demuxer final : public SourceElement {
     std::thread thread_;
 };
 
-const ClassRegistration<Mp4Demuxer> registration("Mp4Demuxer");
+const ClassRegistration<Mp4Demuxer> mp4DemuxerRegistration("Mp4Demuxer");
 
 }  // namespace
 }  // namespace kep::host

@@ -43,7 +43,7 @@ class ParameterSets final : public Element {
     }
 };
 
-const ClassRegistration<ParameterSets> registration("H264SpsPpsAdd");
+const ClassRegistration<ParameterSets> parameterSetsRegistration("H264SpsPpsAdd");
 
 }  // namespace
 }  // namespace kep::host

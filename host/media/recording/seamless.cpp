@@ -84,7 +84,7 @@ class Seamless final : public Element {
     SteadyTime next_;
 };
 
-const ClassRegistration<Seamless> registration("VornisaSeamless");
+const ClassRegistration<Seamless> seamlessRegistration("VornisaSeamless");
 
 }  // namespace
 }  // namespace kep::host

@@ -18,7 +18,7 @@ constexpr int kVideoClock = 90'000;
  */
 constexpr microseconds kJitter(500);
 /** A packet that is overdue by so much is not waited for. */
-constexpr std::chrono::milliseconds kOverdue(100);
+constexpr std::chrono::milliseconds kLongestWait(100);
 
 bool setExtradata(AVCodecParameters& parameters, const std::uint8_t* bytes, std::size_t size) {
     av_freep(&parameters.extradata);
@@ -132,7 +132,7 @@ bool Track::take(const MediaPacket& packet, SteadyTime zero, std::string& reason
 }
 
 bool Track::flushBefore(SteadyTime time, std::string& reason) {
-    return !waiting_ || stamp_ + waiting_->duration + kOverdue > time || flush(reason);
+    return !waiting_ || stamp_ + waiting_->duration + kLongestWait > time || flush(reason);
 }
 
 bool Track::flush(std::string& reason) {

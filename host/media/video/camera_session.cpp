@@ -9,7 +9,7 @@
 namespace kep::host {
 namespace {
 
-constexpr std::size_t kMostBytes = 96U << 20;
+constexpr std::size_t kMostQueuedBytes = 96U << 20;
 
 /** Of the newest picture of the process, as numbers run on from one session to the next. */
 std::atomic<std::int64_t> newestNumber{0};
@@ -100,7 +100,7 @@ std::shared_ptr<CameraLease> CameraLease::open(int rate, std::int64_t after, Lea
 
 CameraLease::CameraLease(std::shared_ptr<CameraSession> session, int rate, std::int64_t after,
                          LeaseListener listener, std::size_t depth)
-    : Lease(std::move(session), {depth, kMostBytes}, std::move(listener)), rate_(rate), after_(after) {
+    : Lease(std::move(session), {depth, kMostQueuedBytes}, std::move(listener)), rate_(rate), after_(after) {
     this->session().setRate(this, rate);
 }
 

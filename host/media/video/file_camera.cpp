@@ -9,7 +9,7 @@ namespace kep::host {
 namespace {
 
 constexpr std::chrono::milliseconds kTolerance(250);
-constexpr std::chrono::seconds kLongestGap(10);
+constexpr std::chrono::seconds kLongestStep(10);
 
 std::chrono::nanoseconds toNanoseconds(std::int64_t ticks, AVRational base) {
     return std::chrono::nanoseconds(av_rescale_q(ticks, base, {1, 1'000'000'000}));
@@ -47,7 +47,7 @@ FileCamera::Clock::time_point FileCamera::dueTime(const AVFrame& frame) {
     if (frame.pts != AV_NOPTS_VALUE && lastPts_ != AV_NOPTS_VALUE) {
         step = toNanoseconds(frame.pts - lastPts_, file_->reader().stream().time_base);
         // Also from the last picture to the first one.
-        if (step <= step.zero() || step > kLongestGap) step = period;
+        if (step <= step.zero() || step > kLongestStep) step = period;
     }
     lastPts_ = frame.pts;
     const bool first = lastDue_ == Clock::time_point{};
