@@ -14,15 +14,20 @@ add_compile_options(-Wall -Wextra -Wpedantic -Werror -Wshadow "$<$<COMPILE_LANGU
 # GCC 12 sees overlapping copies in a literal joined to a string (its bug 105651).
 add_compile_options("$<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-restrict>")
 
+# Sources that are compiled as one hide each other's names, and GCC takes them for headers.
+if(CMAKE_UNITY_BUILD)
+  add_compile_options("$<$<COMPILE_LANGUAGE:CXX>:-Wno-shadow>" "$<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-subobject-linkage>")
+endif()
+
 # The compiler cache keeps what includes a precompiled header only if it sees that header's contents.
 set(VORNISA_CACHEABLE_HEADERS "$<$<COMPILE_LANG_AND_ID:CXX,GNU>:-fpch-preprocess>"
                               "$<$<COMPILE_LANG_AND_ID:CXX,Clang>:SHELL:-Xclang -fno-pch-timestamp>")
 
 # vornisa_precompile(TARGET HEADERS): most of what a source file costs to compile is headers of the standard library and of
-# FFmpeg. With precompiled headers GCC 12 warns of overflows and overreads that do not exist, so these warnings are off
-# there; the optimised build beside a compiler cache, which saves as much, has no precompiled headers and all warnings.
+# FFmpeg. Sources that are compiled as one read them once. With precompiled headers GCC 12 warns of overflows and overreads
+# that do not exist, so these warnings are off there; the optimised build has all warnings.
 function(vornisa_precompile target)
-  if(VORNISA_SANITIZE OR NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  if(NOT CMAKE_UNITY_BUILD AND (VORNISA_SANITIZE OR NOT CMAKE_CXX_COMPILER_LAUNCHER))
     target_precompile_headers(${target} PRIVATE ${ARGN})
     target_compile_options(${target} PRIVATE ${VORNISA_CACHEABLE_HEADERS})
     target_compile_options(${target} PRIVATE "$<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-stringop-overflow;-Wno-stringop-overread;-Wno-array-bounds>")
