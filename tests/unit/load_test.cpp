@@ -1,6 +1,5 @@
 /** The plug-in as a library, loaded and unloaded by the program, with the double in the place of the
  * framework. */
-#include <dirent.h>
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
@@ -9,6 +8,7 @@
 #include <fstream>
 #include <new>
 
+#include "process_resources.h"
 #include "sanitizers.h"
 #include "script.h"
 #include "vornisa_api.h"
@@ -58,14 +58,6 @@ Function* find(void* library, const char* name) {
     void* const symbol = dlsym(library, name);
     EXPECT_NE(symbol, nullptr) << name;
     return reinterpret_cast<Function*>(symbol);
-}
-
-int openDescriptors() {
-    int count = 0;
-    DIR* const folder = opendir("/proc/self/fd");
-    while (readdir(folder)) ++count;
-    closedir(folder);
-    return count;
 }
 
 struct Maps {

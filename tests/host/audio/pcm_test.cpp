@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "kep/status.h"
+#include "process_resources.h"
 #include "support.h"
 
 namespace audio_test {

@@ -114,20 +114,4 @@ void writeFile(const std::string& path, const std::string& bytes) {
     std::ofstream(path, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
 }
 
-namespace {
-
-int entriesOf(const char* folder) {
-    const std::filesystem::directory_iterator entries(folder);
-    return static_cast<int>(std::distance(begin(entries), end(entries)));
-}
-
-}  // namespace
-
-int openDescriptors() {
-    return entriesOf("/proc/self/fd");
-}
-int runningThreads() {
-    return entriesOf("/proc/self/task");
-}
-
 }  // namespace audio_test

@@ -69,10 +69,6 @@ Signal signalAt(double start, double seconds);
 std::string wavOf(const std::vector<std::int16_t>& samples, int rate, int channels);
 void writeFile(const std::string& path, const std::string& bytes);
 
-/** Values of the process that must stay flat. */
-int openDescriptors();
-int runningThreads();
-
 }  // namespace audio_test
 
 #endif

@@ -10,6 +10,7 @@
 #include "kep/reflect.h"
 #include "kep/streaming.h"
 #include "pipeline_fixture.h"
+#include "process_resources.h"
 
 namespace kep::host {
 namespace {
@@ -76,11 +77,6 @@ TEST_F(BoardTest, APastIsThereWhileSomebodyKeepsItRunning) {
     EXPECT_LT(late.child<TestSink>("z").packets().front()->stamp, then - milliseconds(500));
 }
 
-auto threads() {
-    const std::filesystem::directory_iterator tasks("/proc/self/task");
-    return std::distance(begin(tasks), end(tasks));
-}
-
 using MakeFirst = object_base* (*)();
 
 template <class Source>
@@ -111,10 +107,10 @@ bool hasPast(const std::string& readerText) {
 /** Exits with 0 when an event after the first object finds a past, and the process then ends. */
 [[noreturn]] void expectPastWithoutListener(MakeFirst makeFirst, const std::string& readerText) {
     unsetenv("KEP_HOST_PRERECORD");
-    const auto before = threads();
+    const auto before = runningThreads();
     object_base* const first = makeFirst();
     // Before a reader is made, which would begin it, too.
-    const bool begun = first && threads() > before;
+    const bool begun = first && runningThreads() > before;
     const bool past = begun && waitUntil([&] { return hasPast(readerText); });
     delete first;
     std::exit(past ? 0 : 1);
@@ -139,7 +135,7 @@ TEST_F(BoardTest, TheFirstObjectThatFilmsOrRecordsBeginsAPastThatEndsWithTheProc
     setenv("KEP_HOST_VIDEO", "file:/none/film.mp4", 1);
     setenv("KEP_HOST_AUDIO", "file:/none/sound.wav", 1);
     const ErrorLines lines;
-    const auto before = threads();
+    const auto before = runningThreads();
     const std::function<void()> questions[] = {
         [] { delete kepCreateAttrSet("a=1,b={c=2}"); },
         [] { delete kepCreateAttrSet("file:///tmp/a.mp4"); },
@@ -163,7 +159,7 @@ TEST_F(BoardTest, TheFirstObjectThatFilmsOrRecordsBeginsAPastThatEndsWithTheProc
     for (const auto& ask : questions) {
         ++asked;
         ask();
-        if (threads() != before) std::exit(asked);
+        if (runningThreads() != before) std::exit(asked);
     }
     for (const std::string& line : lines.messages()) {
         if (line.find("/none/film") != line.npos || line.find("/none/sound") != line.npos) std::exit(100);
@@ -287,13 +283,13 @@ TEST_F(BoardTest, StartingAndStoppingLeavesNothingBehind) {
     ASSERT_TRUE(app.play());
     // By then both devices and their threads are there.
     ASSERT_TRUE(waitUntil([&] { return std::stoi(*app.child<ObjectImpl>("z").text("count")) >= 20; }));
-    const auto running = threads();
+    const auto running = runningThreads();
     for (int round = 0; round < 10; ++round) {
         ASSERT_TRUE(app.stop());
         ASSERT_TRUE(app.play());
     }
-    EXPECT_TRUE(waitUntil([&] { return threads() <= running; }))
-        << threads() << " threads, before " << running;
+    EXPECT_TRUE(waitUntil([&] { return runningThreads() <= running; }))
+        << runningThreads() << " threads, before " << running;
     ASSERT_TRUE(app.stop());
 }
 

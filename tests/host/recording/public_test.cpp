@@ -9,6 +9,7 @@
 #include "judged_file.h"
 #include "recorder.h"
 #include "recordings/recovery.h"
+#include "running_microphone.h"
 #include "vornisa_api.h"
 
 namespace recording_test {

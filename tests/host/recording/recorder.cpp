@@ -70,20 +70,6 @@ bool RecordingTest::waitForFiles(std::size_t count) const {
     return waitUntil([&] { return finished().size() >= count; });
 }
 
-RunningMicrophone::RunningMicrophone() {
-    EXPECT_EQ(VNAcquire(VNRES_PCM_SOURCE, &id_), VNRES_SUCCEED);
-    EXPECT_EQ(VNSetAudio(id_, 48000, 2), VNRES_SUCCEED);
-    EXPECT_EQ(VNStart(id_), VNRES_SUCCEED);
-    char heard[4];
-    int length = 0;
-    EXPECT_EQ(VNReadPcm(id_, heard, sizeof heard, &length), VNRES_SUCCEED);
-}
-
-RunningMicrophone::~RunningMicrophone() {
-    VNStop(id_);
-    VNRelease(id_);
-}
-
 RecordingMessages::RecordingMessages() {
     application()->RegisterMessageProcessCallback([box = box_](kep::base::Message& message) {
         box->put(message.ToString());

@@ -34,19 +34,6 @@ class RecordingTest : public testing::Test {
     std::filesystem::path folder_;
 };
 
-/** Keeps the microphone running. On a busy machine it begins late, and the sound of a recording then begins
- * in another file. */
-class RunningMicrophone {
-  public:
-    RunningMicrophone();
-    ~RunningMicrophone();
-    RunningMicrophone(const RunningMicrophone&) = delete;
-    RunningMicrophone& operator=(const RunningMicrophone&) = delete;
-
-  private:
-    int id_ = 0;
-};
-
 /** Hears the messages of the recording application while it lives. */
 class RecordingMessages {
   public:

@@ -5,6 +5,7 @@
 
 #include "judged_file.h"
 #include "recorder.h"
+#include "running_microphone.h"
 #include "sanitizers.h"
 #include "vornisa_api.h"
 

@@ -1,9 +1,9 @@
 #include <gmock/gmock.h>
 
-#include <filesystem>
 #include <fstream>
 #include <thread>
 
+#include "process_resources.h"
 #include "sanitizers.h"
 #include "stream_fixture.h"
 #include "wait_until.h"
@@ -14,11 +14,6 @@ namespace {
 using testing::HasSubstr;
 
 using HubTest = VideoTest;
-
-std::size_t openDescriptors() {
-    const std::filesystem::directory_iterator folder("/proc/self/fd");
-    return static_cast<std::size_t>(std::distance(begin(folder), end(folder)));
-}
 
 /** What a byte takes: the thread sanitizer keeps four of its own for each that has been touched. */
 constexpr long kByte = kThreadSanitizer ? 5 : 1;
@@ -161,7 +156,7 @@ TEST_F(HubTest, SwitchingLeavesNothingBehind) {
     };
     constexpr int kRound = 60;
     switchOver(kRound);
-    const std::size_t descriptors = openDescriptors();
+    const int descriptors = openDescriptors();
     // More pictures than before may be on their way in one round or the other; what leaks does so in each.
     constexpr long kMostGrowth = 1024 * kByte;
     long growth = kMostGrowth + 1;
