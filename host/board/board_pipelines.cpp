@@ -63,7 +63,7 @@ BoardPipelines::BoardPipelines() {
 void BoardPipelines::startHolding(std::vector<std::shared_ptr<Outlet>> outlets) try {
     holding_ = startThread(Thread::prerecord, [this, outlets = std::move(outlets)] { hold(outlets); });
 } catch (const std::system_error& failure) {
-    KEP_HOST_ERROR(std::string("events will have no past: cannot start a thread: ") + failure.what());
+    KEP_HOST_ERROR(std::string("no pre-recording: cannot start a thread: ") + failure.what());
 }
 
 void BoardPipelines::stopHolding() {

@@ -89,7 +89,7 @@ bool Dispatcher::provideWorker() {
         ++available_;
     } catch (const std::system_error& failure) {
         workers_.pop_back();
-        KEP_HOST_ERROR(std::string("cannot start the thread that delivers messages: ") + failure.what());
+        KEP_HOST_ERROR(std::string("cannot start the message thread: ") + failure.what());
     }
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     return !workers_.empty();

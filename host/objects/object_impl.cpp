@@ -107,7 +107,7 @@ Access ObjectImpl::access(const char* key, const std::function<Access(const Prop
 }
 
 bool ObjectImpl::report(Access result, const char* key, const char* value) const {
-    const std::string name = key ? "\"" + std::string(key) + "\"" : "without a name";
+    const std::string name = key ? "\"" + std::string(key) + "\"" : "(null)";
     switch (result) {
         case Access::done:
             return true;
@@ -120,9 +120,9 @@ bool ObjectImpl::report(Access result, const char* key, const char* value) const
             KEP_HOST_ERROR("property " + name + " of " + label() + " cannot be " + (value ? "set" : "read"));
             break;
         case Access::wrongType:
-            KEP_HOST_ERROR("property " + name + " of " + label() + " is not of " +
-                           (value && *value ? "a type that \"" + std::string(value) + "\" converts to"
-                                            : "the type that the caller uses"));
+            KEP_HOST_ERROR("property " + name + " of " + label() +
+                           (value && *value ? ": cannot convert \"" + std::string(value) + "\" to its type"
+                                            : ": its type differs from the caller's"));
             break;
     }
     return false;

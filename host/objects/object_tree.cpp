@@ -28,7 +28,7 @@ bool ObjectImpl::addChild(base::object* child) {
     }
     ObjectImpl* none = nullptr;
     if (!added->parent_.compare_exchange_strong(none, this)) {
-        KEP_HOST_ERROR(added->label() + " belongs to " + none->label() + " already");
+        KEP_HOST_ERROR(added->label() + " already belongs to " + none->label());
         return false;
     }
     const MutexLock lock(tree_);

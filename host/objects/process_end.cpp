@@ -63,8 +63,8 @@ class End {
         MutexLock lock(mutex_);
         if (changed_.waitFor(lock, kProcessEndTimeout, [this]() REQUIRES(mutex_) { return done_; })) return;
         lock.unlock();
-        KEP_HOST_ERROR("not everything stopped within " + std::to_string(kProcessEndTimeout.count()) +
-                       " s at the end of the process: files may be unfinished");
+        KEP_HOST_ERROR("shutdown not complete after " + std::to_string(kProcessEndTimeout.count()) +
+                       " s: files may be incomplete");
     }
 
   private:
@@ -85,9 +85,7 @@ class End {
         try {
             std::thread([this] { stopAll(); }).detach();
         } catch (const std::system_error& failure) {
-            KEP_HOST_ERROR(
-                std::string("cannot start the thread that stops objects at the end of the process: ") +
-                failure.what());
+            KEP_HOST_ERROR(std::string("cannot start the shutdown thread: ") + failure.what());
             started = false;
         }
         pthread_sigmask(SIG_SETMASK, &before, nullptr);

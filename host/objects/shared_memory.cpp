@@ -68,8 +68,7 @@ ISharedMemory::~ISharedMemory() {
 
 bool ISharedMemory::ShmName(const char* name) {
     if (!name || !*name || std::strchr(name, '/')) {
-        KEP_HOST_ERROR(std::string("shared memory: no segment can have the name \"") + (name ? name : "") +
-                       "\"");
+        KEP_HOST_ERROR(std::string("shared memory: invalid segment name \"") + (name ? name : "") + "\"");
         return false;
     }
     return segment_->attach(name);

@@ -37,7 +37,7 @@ bool SharedRecordReader::read(void* record) {
     if (count < 0)
         tell(std::strerror(error));
     else if (count > 0)
-        tell(std::to_string(count) + " bytes are too few, " + std::to_string(bytes_) + " are needed");
+        tell("too short: " + std::to_string(count) + " bytes, " + std::to_string(bytes_) + " needed");
     return false;
 }
 

@@ -29,7 +29,7 @@ struct StampTable {
 };
 
 static_assert(std::is_trivially_copyable_v<StampTable>);
-static_assert(sizeof(StampRecord) == 1316, "other programs know the layout");
+static_assert(sizeof(StampRecord) == 1316, "other programs rely on this layout");
 
 constexpr const char* kStampSegment = "vornisa_shm_stamp";
 

@@ -162,7 +162,7 @@ bool AttrSet::Parse(const char* text) {
     std::vector<host::AttrItem> found;
     host::TextError error;
     const bool parsed = text && host::parseItems(text, found, error);
-    if (!text) error.message = "there is no text";
+    if (!text) error.message = "text is null";
     if (parsed) {
         for (const host::AttrItem& item : found) fresh->put(item.key, item.value);
     } else {

@@ -83,7 +83,7 @@ std::size_t parseItem(std::string_view text, std::size_t from, AttrItem& item, T
     } else if (ended) {
         fail(error, stop, "'=' is missing after \"" + std::string(item.key) + "\"");
     } else if (text[stop] != '=') {
-        fail(error, stop, std::string("'") + text[stop] + "' in the place of a key");
+        fail(error, stop, std::string("'") + text[stop] + "' where a key is expected");
     } else {
         return parseValue(text, stop + 1, item, error);
     }

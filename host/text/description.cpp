@@ -78,7 +78,7 @@ bool Description::parseElement(TextError& error) {
     isElement_ = true;
     const std::size_t stop = std::min(text_.find_first_of(":,={}"), text_.size());
     if (stop < text_.size() && text_[stop] != ':') {
-        return fail(stop, std::string("'") + text_[stop] + "' in the place of an element's type");
+        return fail(stop, std::string("'") + text_[stop] + "' where an element's type is expected");
     }
     const std::string_view type = trimmed(text_.substr(0, stop));
     if (type.empty()) return fail(0, "an element's type is missing");

@@ -17,9 +17,9 @@ bool readTimeSpan(std::string_view text, std::chrono::milliseconds& span, std::s
     const std::int64_t scale = unit == "ms" ? 1 : unit == "s" ? 1000 : unit == "m" ? 60'000 : 0;
     const bool numeric = failure != std::errc::invalid_argument;
     if (!numeric || scale == 0) {
-        reason = "is no time: a whole number and s, ms or m";
+        reason = "is not a valid time: expected a whole number with unit s, ms or m";
     } else if (shown.front() == '-') {
-        reason = "is less than nothing";
+        reason = "is negative";
     } else if (failure == std::errc::result_out_of_range || number > longest / scale) {
         reason = "is more than " + std::to_string(longest / 1000) + " s";
     } else {

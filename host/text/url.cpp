@@ -31,8 +31,7 @@ bool add(AttrSet& parts, const char* key, std::string_view value) {
 /** What is wrong with `url`, or null. */
 const char* split(std::string_view url, AttrSet& parts) {
     const std::size_t separator = url.find(kSeparator);
-    if (separator == url.npos || !isScheme(url.substr(0, separator)))
-        return "not a URL: no scheme and :// at its beginning";
+    if (separator == url.npos || !isScheme(url.substr(0, separator))) return "not a URL: scheme:// missing";
     const std::string_view scheme = url.substr(0, separator);
     std::string_view path = url.substr(separator + kSeparator.size());
     bool added = add(parts, "scheme", scheme);
@@ -41,7 +40,7 @@ const char* split(std::string_view url, AttrSet& parts) {
         added = add(parts, "host", path.substr(0, slash)) && added;
         path = slash == path.npos ? std::string_view() : path.substr(slash);
     } else if (path.empty() || path.back() == '/') {
-        return "not the URL of a file: no file name at its end";
+        return "file URL without a file name";
     }
     const std::size_t slash = path.rfind('/');
     const std::string_view name = slash == path.npos ? path : path.substr(slash + 1);
@@ -49,7 +48,7 @@ const char* split(std::string_view url, AttrSet& parts) {
     const std::size_t dot = name.rfind('.');
     // A leading dot marks a hidden file, not an extension.
     if (dot != name.npos && dot > 0) added = add(parts, "ext", name.substr(dot + 1)) && added;
-    return added ? nullptr : "not a URL: its braces do not match";
+    return added ? nullptr : "URL with unbalanced braces";
 }
 
 }  // namespace

@@ -15,7 +15,7 @@ struct CodeRecord {
     char text[7168];         /**< in UTF-8; a QR code has 7089 characters at most */
 };
 
-static_assert(sizeof(CodeRecord) == 7232, "other programs know the layout");
+static_assert(sizeof(CodeRecord) == 7232, "other programs rely on this layout");
 
 constexpr const char* kCodeSegment = "vornisa_shm_code";
 

@@ -21,7 +21,7 @@ struct HumanRecord {
     HumanPlace people[kMaxHumans];
 };
 
-static_assert(sizeof(HumanRecord) == 656, "other programs know the layout");
+static_assert(sizeof(HumanRecord) == 656, "other programs rely on this layout");
 
 constexpr const char* kHumanSegment = "vornisa_shm_human";
 

@@ -135,7 +135,7 @@ bool load(cv::HOGDescriptor& detector, const std::string& model, std::string& re
             return true;
     } catch (const cv::Exception&) {  // it says what in its own source was not fulfilled
     }
-    reason = "not a detector of OpenCV's HOGDescriptor";
+    reason = "not an OpenCV HOGDescriptor model";
     return false;
 }
 

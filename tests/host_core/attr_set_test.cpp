@@ -279,7 +279,7 @@ TEST(AttrSet, TellsTheHookOfARefusal) {
         heard = told.text();
     }
     set.Parse("c");
-    EXPECT_EQ(heard, "a=1,b|5|'=' is missing after \"b\";|0|there is no text;");
+    EXPECT_EQ(heard, "a=1,b|5|'=' is missing after \"b\";|0|text is null;");
 }
 
 TEST(AttrSet, ReportsKeysThatNobodyReads) {

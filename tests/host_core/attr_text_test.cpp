@@ -38,8 +38,8 @@ INSTANTIATE_TEST_SUITE_P(AttrText, Refused,
                                          Refusal{"a=b}", 3, "'}' inside a value that is not in braces"},
                                          Refusal{"a=b{c}", 3, "'{' inside a value that is not in braces"},
                                          Refusal{"a={b}c", 5, "',' is missing after '}'"},
-                                         Refusal{"a{b}=1", 1, "'{' in the place of a key"},
-                                         Refusal{"a+b=1", 1, "'+' in the place of a key"},
+                                         Refusal{"a{b}=1", 1, "'{' where a key is expected"},
+                                         Refusal{"a+b=1", 1, "'+' where a key is expected"},
                                          Refusal{"{a=1}b", 5, "text after the closing '}'"},
                                          Refusal{" {a=1,b}", 7, "'=' is missing after \"b\""}));
 

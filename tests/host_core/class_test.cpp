@@ -80,7 +80,7 @@ TEST(Creation, WhatIsRefusedLeavesNothingBehind) {
     EXPECT_EQ(partsAlive, 0);
     EXPECT_EQ(lines.messages(),
               (Texts{"TestPart \"a\" has no property \"speed\"",
-                     "property \"rate\" of TestPart \"a\" is not of a type that \"x\" converts to",
+                     "property \"rate\" of TestPart \"a\": cannot convert \"x\" to its type",
                      "TestFound \"a\" has no property \"speed\"", "cannot create TestThrower: no memory left",
                      "no type in \"name=unknown\"", "unknown class  at position 6 of \"type=\""}));
 }

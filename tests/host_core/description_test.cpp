@@ -105,11 +105,11 @@ TEST(Description, RefusesChainsWithTheirPlace) {
          {Refusal{"A+", 2, "an element's type is missing"}, Refusal{"+A", 0, "an element's type is missing"},
           Refusal{"A++B", 2, "an element's type is missing"},
           Refusal{":a=1", 0, "an element's type is missing"},
-          Refusal{"A+b=1", 3, "'=' in the place of an element's type"},
+          Refusal{"A+b=1", 3, "'=' where an element's type is expected"},
           Refusal{"A:a=1+B:c", 9, "'=' is missing after \"c\""},
           Refusal{"A:a={1+B", 4, "'{' is never closed"},
           Refusal{"A:a=1}+B", 5, "'}' without a '{' before it"},
-          Refusal{"A:url=x+y.mp4,dbg=false", 13, "',' in the place of an element's type"}}) {
+          Refusal{"A:url=x+y.mp4,dbg=false", 13, "',' where an element's type is expected"}}) {
         Description chain(refusal.text);
         TextError error;
         EXPECT_FALSE(chain.parseChain(error)) << refusal.text;

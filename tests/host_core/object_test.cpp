@@ -83,7 +83,7 @@ TEST(Object, RefusesChildrenThatWouldNotMakeATree) {
     EXPECT_EQ(lines.messages(), (Texts{"TestPart \"root\": the child is not an object",
                                        "TestPart \"root\" cannot be a child of itself",
                                        "TestPart \"root\" cannot be a child of itself",
-                                       "TestPart \"a\" belongs to TestPart \"root\" already"}));
+                                       "TestPart \"a\" already belongs to TestPart \"root\""}));
 }
 
 TEST(Object, MessagesGoUpToEveryCallback) {

@@ -131,16 +131,15 @@ TEST_F(Properties, EachRefusalSaysWhatAndWhere) {
     EXPECT_FALSE(part.Get("refuses", &text, &typeid(text)));
     EXPECT_FALSE(part.Get("rate", nullptr, &typeid(int)));
     EXPECT_FALSE(part.Set("rate", &text, nullptr));
-    EXPECT_EQ(lines.messages(),
-              (Texts{"object has no property \"speed\"",
-                     "property \"rate\" of object is not of a type that \"fast\" converts to",
-                     "property \"duration\" of object cannot be set",
-                     "property \"call\" of object is not of a type that \"f\" converts to",
-                     "object has no property without a name",
-                     "property \"rate\" of object is not of the type that the caller uses",
-                     "property \"refuses\" of object cannot be read",
-                     "property \"rate\" of object is not of the type that the caller uses",
-                     "property \"rate\" of object is not of the type that the caller uses"}));
+    EXPECT_EQ(lines.messages(), (Texts{"object has no property \"speed\"",
+                                       "property \"rate\" of object: cannot convert \"fast\" to its type",
+                                       "property \"duration\" of object cannot be set",
+                                       "property \"call\" of object: cannot convert \"f\" to its type",
+                                       "object has no property (null)",
+                                       "property \"rate\" of object: its type differs from the caller's",
+                                       "property \"refuses\" of object cannot be read",
+                                       "property \"rate\" of object: its type differs from the caller's",
+                                       "property \"rate\" of object: its type differs from the caller's"}));
 }
 
 TEST_F(Properties, AreTheTextOfTheObject) {
@@ -162,7 +161,7 @@ TEST_F(Properties, TextStopsAtTheFirstRefusal) {
     EXPECT_FALSE(part.fromString(nullptr));
     EXPECT_EQ(lines.messages(), (Texts{"object has no property \"speed\"",
                                        "'=' is missing after \"rate\" at position 5 of \"rate\"",
-                                       "there is no text at position 1 of \"\""}));
+                                       "text is null at position 1 of \"\""}));
 }
 
 }  // namespace

@@ -171,9 +171,9 @@ TEST_F(SharedMemoryTest, NamesThatCannotBeAreRefusedWithALineAndTheRecordStays) 
     const std::string longName(300, 'x');
     EXPECT_FALSE(memory.ShmName(longName.c_str()));
     EXPECT_EQ(lines.messages(),
-              (std::vector<std::string>{"shared memory: no segment can have the name \"\"",
-                                        "shared memory: no segment can have the name \"\"",
-                                        "shared memory: no segment can have the name \"a/b\"",
+              (std::vector<std::string>{"shared memory: invalid segment name \"\"",
+                                        "shared memory: invalid segment name \"\"",
+                                        "shared memory: invalid segment name \"a/b\"",
                                         "shared memory " + longName + ": Invalid argument"}));
     EXPECT_EQ(memory.Record(), record);
 }

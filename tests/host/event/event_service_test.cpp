@@ -291,10 +291,10 @@ TEST_F(EventServiceTest, AWrongTriggerIsRefusedWithOneLineAndTheNextWorks) {
     const std::string ahead =
         std::to_string(Clock::now().time_since_epoch() / milliseconds(1) + 120'000) + "ms";
     const std::pair<std::string, std::string> wrong[] = {
-        {"pre=-5s,post=1s,tp=" + tp + ",url=file:///a.mp4", "pre=-5s is less than nothing"},
-        {"pre=5,post=1s,tp=" + tp + ",url=file:///a.mp4", "pre=5 is no time"},
-        {"pre=5s,post=soon,tp=" + tp + ",url=file:///a.mp4", "post=soon is no time"},
-        {"pre=5s,post=1s,tp=now,url=file:///a.mp4", "tp=now is no time"},
+        {"pre=-5s,post=1s,tp=" + tp + ",url=file:///a.mp4", "pre=-5s is negative"},
+        {"pre=5,post=1s,tp=" + tp + ",url=file:///a.mp4", "pre=5 is not a valid time"},
+        {"pre=5s,post=soon,tp=" + tp + ",url=file:///a.mp4", "post=soon is not a valid time"},
+        {"pre=5s,post=1s,tp=now,url=file:///a.mp4", "tp=now is not a valid time"},
         {"pre=5s,post=1s,tp=" + ahead + ",url=file:///a.mp4", "s ahead of the monotonic clock"},
         {"pre=5s,post=1s,url=file:///a.mp4", "lacks tp"},
         {"pre=5s,post=1s,tp=" + tp, "lacks url"},

@@ -28,9 +28,9 @@ TEST(TimeSpanTest, RefusesWhatIsNoneAndSaysWhy) {
         return reason;
     };
     for (const char* const text : {"", "s", "5", "5h", "5 s", "1.5s", "five", "+5s", "5ss", "0x5s"})
-        EXPECT_EQ(refusal(text), "is no time: a whole number and s, ms or m") << text;
+        EXPECT_EQ(refusal(text), "is not a valid time: expected a whole number with unit s, ms or m") << text;
     for (const char* const text : {"-5s", "-99999999999999999999s"})
-        EXPECT_EQ(refusal(text), "is less than nothing") << text;
+        EXPECT_EQ(refusal(text), "is negative") << text;
     for (const char* const text : {"2147483648s", "2147483647m", "99999999999999999999s"})
         EXPECT_EQ(refusal(text), "is more than 2147483647 s") << text;
 }

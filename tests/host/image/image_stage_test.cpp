@@ -136,7 +136,7 @@ TEST_F(StageTest, ASegmentThatIsTooShortIsToldOnceAndNothingIsPainted) {
     const ErrorLines lines;
     make("vornisa_shm_rects", 100);
     for (int i = 0; i < 5; ++i) ASSERT_EQ(wrong(plain()), "");
-    EXPECT_EQ(lines.count("shared memory vornisa_shm_rects: 100 bytes are too few, 396 are needed"), 1);
+    EXPECT_EQ(lines.count("shared memory vornisa_shm_rects: too short: 100 bytes, 396 needed"), 1);
     remove("vornisa_shm_rects");
     setRed(0);
     EXPECT_EQ(wrong(withRed(plain())), "");

@@ -130,7 +130,7 @@ TEST_F(StampObjectTest, ASegmentThatIsTooShortIsToldOnce) {
     make("vornisa_shm_stamp", 100);
     film();
     for (int i = 0; i < 3; ++i) EXPECT_TRUE(picture() == plain_);
-    EXPECT_EQ(lines.count("shared memory vornisa_shm_stamp: 100 bytes are too few, 21056 are needed"), 1);
+    EXPECT_EQ(lines.count("shared memory vornisa_shm_stamp: too short: 100 bytes, 21056 needed"), 1);
 }
 
 TEST_F(StampObjectTest, SizesThatAreNoneAreRefused) {

@@ -99,7 +99,7 @@ TEST_F(ProcessEnds, ADiskThatHangsDoesNotHoldItUpForEver) {
                                    " LD_PRELOAD=" HUNG_DISK_MODULE
                                    " ASAN_OPTIONS=$ASAN_OPTIONS:verify_asan_link_order=0"),
               0);
-    EXPECT_THAT(lines(), HasSubstr("not everything stopped within 10 s"));
+    EXPECT_THAT(lines(), HasSubstr("shutdown not complete after 10 s"));
     EXPECT_THAT(files(), ElementsAre("a.mp4.part"));
 }
 

@@ -336,10 +336,10 @@ TEST(MuxerRefusals, NameWhatIsWrong) {
     EXPECT_EQ(refusal("url=http://host/a.mp4"),
               "muxer-fmp4 \"out\": url={http://host/a.mp4} is no URL of a file");
     EXPECT_EQ(refusal("url=/a.mp4"),
-              "not a URL: no scheme and :// at its beginning at position 30 of "
+              "not a URL: scheme:// missing at position 30 of "
               "\"type=muxer-fmp4,name=out,url=/a.mp4\"");
     EXPECT_EQ(refusal("url=file:///a/"),
-              "not the URL of a file: no file name at its end at position 30 of "
+              "file URL without a file name at position 30 of "
               "\"type=muxer-fmp4,name=out,url=file:///a/\"");
     EXPECT_EQ(refusal("url={file:///a.mp4,creater=me}"), "muxer-fmp4 \"out\": creater=me is not ntp");
     EXPECT_EQ(refusal("url={file:///a.mp4,temp_ext_name=a/b}"),

@@ -152,10 +152,11 @@ TEST(SeamlessRefusals, NameTheDuration) {
     const auto refusal = [](const char* duration) {
         return refusalOf("type=VornisaSeamless,name=cut,duration=" + std::string(duration));
     };
-    EXPECT_EQ(refusal("-2s"), "VornisaSeamless \"cut\": duration=-2s is less than nothing");
+    EXPECT_EQ(refusal("-2s"), "VornisaSeamless \"cut\": duration=-2s is negative");
     EXPECT_EQ(refusal("0s"), "VornisaSeamless \"cut\": duration=0s is no time at all");
     EXPECT_EQ(refusal("soon"),
-              "VornisaSeamless \"cut\": duration=soon is no time: a whole number and s, ms or m");
+              "VornisaSeamless \"cut\": duration=soon is not a valid time: expected a whole number with unit "
+              "s, ms or m");
 }
 
 }  // namespace

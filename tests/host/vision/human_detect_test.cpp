@@ -159,10 +159,10 @@ TEST_F(HumanDetection, RefusesADetectorThatIsNone) {
     refused("/no/such/file.yml", "No such file or directory");
     const std::string other = path("other.yml").string();
     std::ofstream(other) << "%YAML:1.0\n---\nsomething: 1\n";
-    refused(other, "not a detector of OpenCV's HOGDescriptor");
+    refused(other, "not an OpenCV HOGDescriptor model");
     const std::string noise = path("noise.yml").string();
     std::ofstream(noise) << "nothing of the kind";
-    refused(noise, "not a detector of OpenCV's HOGDescriptor");
+    refused(noise, "not an OpenCV HOGDescriptor model");
 }
 
 TEST_F(HumanDetection, GoesOnWhenThoseWhoAttachedAreGone) {
