@@ -15,10 +15,10 @@
 namespace kep::base {
 
 /**
- * The items in their order; above kFew with an index by key, so that n insertions take linear time.
+ * The items in insertion order; above kFew with an index by key, so that n insertions take linear time.
  *
  * Items parsed from a text record which keys were read: a misspelt key is never read, and is reported when
- * the set ends. Walking or copying the set counts as reading every key.
+ * the items are destroyed. Iterating over the set or copying it counts as reading every key.
  */
 class AttrSet::Items {
   public:
@@ -109,7 +109,7 @@ class AttrSet::Items {
     }
 
     void reportUnread() const {
-        // A set with a name is a message or an object, whose readers pick the keys they need.
+        // A set with a name is a message or an object: its readers need not read every key.
         if (find("name") < items_.size()) return;
         const auto unread = [](const Item& item) { return !item.isRead; };
         const auto first = std::ranges::find_if(items_, unread);

@@ -23,7 +23,7 @@ std::size_t skipBlanks(std::string_view text, std::size_t from) {
     return found == kNpos ? text.size() : found;
 }
 
-/** The brace that closes the one at `open`, or kNpos and `error` filled. */
+/** Finds the brace that closes the one at `open`; kNpos, with `error` filled, if there is none. */
 std::size_t findClosing(std::string_view text, std::size_t open, int maxNesting, TextError& error) {
     std::array<std::size_t, kMaxNesting + 1> opened;
     int depth = 0;
@@ -45,7 +45,7 @@ std::size_t findClosing(std::string_view text, std::size_t open, int maxNesting,
     }
 }
 
-/** Reads the value that begins at `from`; gives the place of the "," or the end that follows it, or kNpos. */
+/** Parses the value at `from`. Returns the position of the "," or the end after it; kNpos on error. */
 std::size_t parseValue(std::string_view text, std::size_t from, AttrItem& item, TextError& error) {
     const std::size_t open = skipBlanks(text, from);
     if (open == text.size() || text[open] != '{') {
@@ -71,7 +71,7 @@ std::size_t parseValue(std::string_view text, std::size_t from, AttrItem& item, 
     return end;
 }
 
-/** Reads the item that begins at `from`; gives the place of the "," or the end that follows it, or kNpos. */
+/** Parses the item at `from`. Returns the position of the "," or the end after it; kNpos on error. */
 std::size_t parseItem(std::string_view text, std::size_t from, AttrItem& item, TextError& error) {
     item.keyOffset = skipBlanks(text, from);
     std::size_t stop = text.find_first_of(kNotInKeys, item.keyOffset);

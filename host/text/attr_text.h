@@ -31,7 +31,7 @@ struct AttrItem {
  * Parses `key=value` items separated by ",". The whole text may be in braces; blanks around keys are
  * dropped. The contents of a braced value are checked for balanced braces only.
  *
- * @param[out] items the items in their order; keys may repeat
+ * @param[out] items the items in text order; keys may repeat
  * @param[out] error filled when false is returned
  */
 KEP_API bool parseItems(std::string_view text, std::vector<AttrItem>& items, TextError& error);
@@ -42,15 +42,15 @@ KEP_API bool isKey(std::string_view key);
 /** Whether `value` is valid as a value, in braces if necessary. */
 KEP_API bool isValue(std::string_view value);
 
-/** Appends a value, in braces where it would not parse back to itself without them. */
+/** Appends a value, in braces if it would not parse back unchanged without them. */
 KEP_API void appendValue(std::string& text, std::string_view value);
 
 /** `text` without the blanks at its ends. */
 KEP_API std::string_view trimmed(std::string_view text);
 
 /**
- * The first character of `stops` outside of braces, at or after `from`; the length of the text when there is
- * none. npos, and `error` filled, when the braces on the way do not match or nest too deep.
+ * Finds the first character of `stops` outside of braces, at or after `from`. Returns the length of the text
+ * if there is none; npos, with `error` filled, if braces before it are unbalanced or nest too deep.
  */
 KEP_API std::size_t findOutsideBraces(std::string_view text, std::size_t from, std::string_view stops,
                                       TextError& error);

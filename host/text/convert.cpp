@@ -69,7 +69,7 @@ bool convert(const char* text, bool& value) {
 namespace kep::base {
 namespace {
 
-/** Callers fall back to their default in silence: only this line reports the bad text. */
+/** Callers silently fall back to their default: only this line reports the bad text. */
 template <class T>
 bool convertOrReport(const char* text, T& value, const char* fault) {
     if (host::convert(text, value)) return true;

@@ -5,11 +5,10 @@
 namespace kep::host {
 namespace {
 
-/** Characters of a text that an error line shows on either side of a place. */
+/** Characters of the text that an error line shows on either side of the error. */
 constexpr std::size_t kShown = 60;
 
-/** Hands each part of `text` between separators outside of braces to `take(part, offset)`, without blanks at
- * its ends. */
+/** Splits `text` at separators outside of braces and passes each trimmed part to `take(part, offset)`. */
 template <class Take>
 bool split(std::string_view text, std::string_view separator, TextError& error, Take take) {
     if (trimmed(text).empty()) return true;
@@ -38,7 +37,7 @@ std::string Description::place(std::size_t offset) const {
 }
 
 std::string Description::placeOfType() const {
-    // An element begins with its class; a description has it among its items.
+    // An element begins with its class; a description has an item `type`.
     std::size_t offset = 0;
     for (const Description& each : values_) {
         if (!isElement_ && each.key_ == "type") offset = offsetOf(each.text_);

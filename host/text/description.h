@@ -13,18 +13,18 @@
 namespace kep::host {
 
 /**
- * A description, or a part of one that knows its place in the whole: a value among `key=value` items, or an
- * element of a chain, `Type:items` or `Type`. Its own parts are parsed once, when they are first asked for.
+ * A description, or a part of one together with its position in the whole: a value among `key=value` items,
+ * or an element of a chain, `Type:items` or `Type`. Its own parts are parsed once, on demand.
  */
 class KEP_API Description {
   public:
-    /** A whole description. `text` outlives it. */
+    /** A whole description. `text` must outlive it. */
     explicit Description(std::string_view text) : whole_(text), text_(text) {}
 
     std::string_view text() const { return text_; }
     /** ` at position N of "..."` for an offset in text(); N counts from 1 in the whole description. */
     std::string place(std::size_t offset) const;
-    /** The same for the name of its class. */
+    /** The same for the position of its class name. */
     std::string placeOfType() const;
 
     /** Whether the text is a chain of elements rather than `key=value` items. */
@@ -35,11 +35,12 @@ class KEP_API Description {
     /** Parses elements joined by "+" with their items. False, and `error` filled, when they do not parse. */
     bool parseChain(TextError& error);
 
-    /** The parsed items; those of an element with its type as `type`. */
+    /** The parsed items; for an element its class is added as `type`. */
     base::AttrSet& attributes() { return *attributes_; }
-    /** The value of a parsed item, the last of equal keys as in attributes(); null when there is none. */
+    /** The value of a parsed item, null if there is none. Of equal keys the last counts, as in attributes().
+     */
     Description* value(std::string_view key);
-    /** The elements of a parsed chain; none where the text was parsed as items. */
+    /** The elements of a parsed chain; empty if the text was parsed as items. */
     std::vector<Description>& elements() { return elements_; }
 
   private:
@@ -53,10 +54,10 @@ class KEP_API Description {
 
     std::string_view whole_;
     std::string_view text_; /**< a part of whole_ */
-    std::string_view key_;  /**< of the item whose value this is */
+    std::string_view key_;  /**< the key of the item whose value this is */
     bool isElement_ = false;
     std::unique_ptr<base::AttrSet> attributes_; /**< null until the items are parsed */
-    std::vector<Description> values_;           /**< of the items, in their order */
+    std::vector<Description> values_;           /**< one for each item, in text order */
     std::vector<Description> elements_;
 };
 

@@ -8,7 +8,7 @@
 namespace kep::base {
 namespace {
 
-/** Size of a cache line in bytes, so that few copies straddle two. */
+/** Size of a cache line in bytes: with this alignment few copies straddle two lines. */
 constexpr std::align_val_t kAlignment{64};
 
 struct AlignedDelete {
@@ -36,13 +36,13 @@ struct FifoBuffer::Store {
     Copy copyIn;
     Copy copyOut;
 
-    /** The place `distance` bytes, at most the capacity, after `place`. */
+    /** The index `distance` bytes, at most the capacity, after index `place`. */
     int after(int place, int distance) const {
         return distance < capacity - place ? place + distance : distance - (capacity - place);
     }
 };
 
-// The name is for a debugger; no operation here writes a line.
+// The name is unused: no operation here writes a log line.
 FifoBuffer::FifoBuffer(const char*, int capacity, Copy copyIn, Copy copyOut)
     : store_(new Store{allocate(capacity), std::max(capacity, 0), 0, 0, copyIn ? copyIn : plainCopy,
                        copyOut ? copyOut : plainCopy}) {}

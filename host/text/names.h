@@ -6,7 +6,7 @@
 
 namespace kep::host {
 
-/** The key by which names compare: lower case. */
+/** `name` in lower case, for comparing names without regard to case. */
 inline std::string foldedName(std::string_view name) {
     std::string folded(name);
     for (char& letter : folded) {
@@ -15,7 +15,7 @@ inline std::string foldedName(std::string_view name) {
     return folded;
 }
 
-/** The key by which class names compare: `pv-yuv-src` and `PvYuvSrc` are equal. */
+/** `name` in the form in which class names are compared: `pv-yuv-src` and `PvYuvSrc` are equal. */
 inline std::string foldedClassName(std::string_view name) {
     std::string folded = foldedName(name);
     std::erase(folded, '-');

@@ -9,8 +9,8 @@
 
 namespace kep::host {
 
-/** Reads a span of time as descriptions have it, a whole number and its unit: `10s`, `250ms`, `2m`. False,
- * with `reason` filled, for anything else, a negative span, or one beyond 2147483647 s. */
+/** Parses a time span of a description, a whole number with its unit: `10s`, `250ms`, `2m`. Returns false,
+ * with `reason` filled, for anything else, a negative span, or one above 2147483647 s. */
 KEP_API bool readTimeSpan(std::string_view text, std::chrono::milliseconds& span, std::string& reason);
 
 }  // namespace kep::host

@@ -28,7 +28,7 @@ bool add(AttrSet& parts, const char* key, std::string_view value) {
     return value.empty() || parts.Add(key, std::string(value).c_str());
 }
 
-/** What is wrong with `url`, or null. */
+/** Fills `parts`; returns what is wrong with `url`, or null. */
 const char* split(std::string_view url, AttrSet& parts) {
     const std::size_t separator = url.find(kSeparator);
     if (separator == url.npos || !isScheme(url.substr(0, separator))) return "not a URL: scheme:// missing";
