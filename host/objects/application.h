@@ -8,7 +8,7 @@ namespace kep::host {
 /**
  * Holds the pipelines of one purpose and starts and stops them together. Its `layout` describes its content.
  * A new layout replaces the old one only once it is complete: when it is refused, the old one keeps running.
- * A property that the application lacks is looked up in its content.
+ * A property that the application lacks is looked up in its children.
  */
 class Application final : public ObjectImpl {
   public:

@@ -6,7 +6,7 @@
 
 namespace kep::host {
 
-/** An attribute set that a caller of the flat entry points holds. */
+/** An attribute set as a handle for callers of the C entry points. */
 class AttrSetObject final : public object_base {
   public:
     base::AttrSet attributes;

@@ -58,7 +58,7 @@ Result guarded(const std::string& name, Result failed, Step step) {
     return failed;
 }
 
-/** Classes in libraries of their own, which a build makes where it finds what they need. */
+/** Classes in separate libraries, built only if the packages that they need are installed. */
 struct OptionalLibrary {
     const char* type;
     const char* file;
@@ -69,7 +69,8 @@ constexpr OptionalLibrary kOptionalLibraries[] = {
     {"HumanDetect", "libkeppeople.so", "libopencv-objdetect-dev"},
 };
 
-/** Loads the library of a class, for good: objects may live until the process ends. Why not, if it is one. */
+/** Loads the library of an optional class and never unloads it: objects may live until the process ends.
+ * Returns the reason if loading fails; empty otherwise, and for any other class. */
 std::string loadOptional(const char* type) {
     for (const OptionalLibrary& library : kOptionalLibraries) {
         if (foldedClassName(library.type) != foldedClassName(type)) continue;
@@ -151,8 +152,8 @@ IClass* IClass::Find(const char* type) {
 
 IClass* IClass::FindBeforeNew(const char* type) {
     if (!type) return nullptr;
-    // A program need not be linked with the library that has the other classes. It stays loaded: objects may
-    // live until the process ends. Where it is missing, the class is unknown.
+    // Programs need not link the library with the other classes. It stays loaded: objects may live until the
+    // process ends. If it is missing, the class is unknown.
     static void* const library = dlopen(KEP_CLASS_LIBRARY, RTLD_NOW | RTLD_LOCAL);
     static_cast<void>(library);
     if (IClass* const found = Find(type)) return found;

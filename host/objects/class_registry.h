@@ -10,16 +10,14 @@
 
 namespace kep::host {
 
-/** What a description with a name gives. */
+/** What creating an object with a name gives. */
 enum class Naming {
     scoped, /**< a new object: names distinguish the children of one parent */
-    found,  /**< a Face of an object that others find by its name, with `noconfigure=true`, too */
-    kept    /**< the same, and no finder's release ends it: that is its maker's, or comes with the process */
+    found,  /**< a Face of an object that others can look up by name, with `noconfigure=true` */
+    kept    /**< as `found`; the object lives at least until its maker releases it or the process ends */
 };
 
-/** A class of the registry, for its lifetime. A name that is registered already is refused with an error
- * line.
- */
+/** A registered class. The destructor unregisters it. A duplicate name is refused with an error line. */
 class KEP_API ClassBase : public base::IClass {
   public:
     ClassBase(const ClassBase&) = delete;
@@ -51,8 +49,7 @@ class KEP_API ClassBase : public base::IClass {
     const Naming naming_;
 };
 
-/** Registers class T, an ObjectImpl, for its lifetime: one with static storage per class.
- */
+/** Registers class T, derived from ObjectImpl. Define one static instance for each class. */
 template <class T>
 class ClassRegistration final : public ClassBase {
   public:

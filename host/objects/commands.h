@@ -13,8 +13,8 @@ namespace kep::host {
 using CommandReceiver = std::function<bool(base::AttrSet& arguments)>;
 
 /**
- * The receiver of a command of the whole process, for as long as this lives. Names compare without case; a
- * name that is taken is refused with an error line. A call under way when this goes is still finished.
+ * Registers the process-wide receiver of a command; the destructor unregisters it, and neither interrupts a
+ * running call nor waits for it. Names compare without case. A duplicate is refused with an error line.
  */
 class KEP_API CommandRegistration {
   public:

@@ -10,20 +10,20 @@ constexpr std::size_t kNpos = std::string_view::npos;
 thread_local Description* described = nullptr;
 thread_local const char* keyRead = nullptr;
 
-/** Where `inner` begins in `outer`: as a value in braces, or else anywhere. */
+/** Finds `inner` in `outer`: as a value in braces, or else anywhere. */
 std::size_t findWithin(std::string_view outer, std::string_view inner) {
     const std::size_t braced = outer.find("{" + std::string(inner) + "}");
     return braced == kNpos ? outer.find(inner) : braced + 1;
 }
 
-/** The place of an error in a text that a property took from the attribute that is being read. */
+/** The position of an error in `text`: in the description, if the attribute being read contains `text`. */
 std::string placeOfError(std::string_view text, std::size_t offset) {
     const Description* const value = described && keyRead ? described->value(keyRead) : nullptr;
     const std::size_t found = value ? findWithin(value->text(), text) : kNpos;
     return found == kNpos ? Description(text).place(offset) : value->place(found + offset);
 }
 
-/** Reports every attribute set that does not parse in an error line. */
+/** Writes an error line for every attribute text that does not parse. */
 const struct TextErrorLines {
     TextErrorLines() {
         setTextErrorHook([](std::string_view text, const TextError& error) {

@@ -15,8 +15,9 @@
 namespace kep::host {
 
 /**
- * The description that the calling thread makes objects from. Scopes nest as descriptions do. An object is
- * configured from a plain attribute set; through the scope it finds where its attributes stand in the text.
+ * Sets the description from which the calling thread creates objects. Scopes nest as descriptions do. An
+ * object is configured from a plain attribute set; the scope gives the positions of its attributes in the
+ * text, for error lines.
  */
 class KEP_API CreationScope {
   public:
@@ -28,7 +29,7 @@ class KEP_API CreationScope {
     /** Null outside of any scope. */
     static Description* current();
 
-    /** An attribute of the current description that is being read; an error in its text is placed there. */
+    /** Marks an attribute of the current description as being read: errors in its text get its position. */
     class KEP_API Reading {
       public:
         explicit Reading(const char* key);
@@ -42,10 +43,10 @@ class KEP_API CreationScope {
 
   private:
     Description* const outer_;
-    const Reading none_;
+    const Reading none_; /**< inside a new scope no attribute is being read yet */
 };
 
-/** The description in an attribute of the object that is being configured. Valid as long as the attribute. */
+/** The description in an attribute of the object being configured. Valid as long as the attribute. */
 class KEP_API NestedDescription {
   public:
     NestedDescription(const base::AttrSet& attributes, const char* key);
@@ -55,8 +56,8 @@ class KEP_API NestedDescription {
     Description* operator->() { return &**this; }
 
   private:
-    Description* found_ = nullptr;   /**< a part of the description that the object is made from */
-    std::optional<Description> own_; /**< of an attribute that does not come from there */
+    Description* found_ = nullptr;   /**< a part of the current description */
+    std::optional<Description> own_; /**< for an attribute that is not part of it */
 };
 
 /** Parses a description as `key=value` items. False, and an error line with the place, when it does not
@@ -67,11 +68,11 @@ KEP_API bool readItems(Description& description);
 KEP_API std::unique_ptr<ObjectImpl> makeObject(const char* text);
 KEP_API std::unique_ptr<ObjectImpl> makeObject(base::AttrSet& attributes);
 
-/** Creates what an application gets: an object, or its Face where others may find it by name. */
+/** Creates an object for an application: the object itself, or its Face if others can find it by name. */
 KEP_API object_base* createObject(const char* text);
 KEP_API object_base* createObject(base::AttrSet& attributes);
 
-/** Objects made for a parent. Those that have no parent are deleted with the list. */
+/** Objects created for a parent. The destructor deletes those that still have no parent. */
 class KEP_API PendingChildren {
   public:
     PendingChildren() = default;

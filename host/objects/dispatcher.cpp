@@ -40,7 +40,7 @@ class Dispatcher::Registration {
     Callback callback;
     bool ended = false;
     bool called = false;                   /**< its callback runs */
-    std::deque<std::string> held;          /**< messages that came up while the callback ran */
+    std::deque<std::string> held;          /**< messages dequeued while the callback runs */
     int waiting = 0;                       /**< messages posted and not delivered */
     bool dropping = false;                 /**< the queue is full; an error line has been written */
     const Registration* awaited = nullptr; /**< whose end its callback waits for */
@@ -186,7 +186,7 @@ void Dispatcher::work(Worker& self) {
     changed_.notifyAll();
 }
 
-/** False when an additional thread is idle. */
+/** False when an additional thread has been idle for kIdleTimeout. */
 bool Dispatcher::waitForMessages(MutexLock& lock) {
     const auto isWanted = [this]() REQUIRES(mutex_) { return stopping_ || !queue_.empty(); };
     if (available_ > 1) return changed_.waitFor(lock, kIdleTimeout, isWanted) || available_ == 1;
@@ -226,7 +226,7 @@ void Dispatcher::deliver(const Entry& entry) {
     ownCall = entry.to.get();
     call(entry.to->callback, entry.message);
     ownCall = nullptr;
-    // Destroyed before the waiters for the end of the call wake.
+    // Destroyed before the threads that wait in end() wake.
     Callback unused;
     const MutexLock lock(mutex_);
     if (entry.to->ended) unused.swap(entry.to->callback);

@@ -25,7 +25,7 @@ class Dispatcher {
     using Callback = std::function<void(const std::string& message)>;
     class Registration;
 
-    /** The one of the process. It outlives every other object and stops delivering when the process ends. */
+    /** The instance of the process. It outlives every other object and stops delivering at process end. */
     static Dispatcher& instance();
 
     static std::shared_ptr<Registration> registerCallback(Callback callback);
@@ -75,7 +75,7 @@ class Dispatcher {
     std::list<Worker> workers_ GUARDED_BY(mutex_);
     int available_ GUARDED_BY(mutex_) = 0;            /**< idle workers */
     std::uint64_t deliveries_ GUARDED_BY(mutex_) = 0; /**< begun so far */
-    /** Number of the delivery that the others wait for; 0 for none. */
+    /** Number of the delivery that the other workers wait for; 0 for none. */
     std::uint64_t current_ GUARDED_BY(mutex_) = 0;
     Clock::time_point currentSince_ GUARDED_BY(mutex_); /**< when it began */
     bool stopping_ GUARDED_BY(mutex_) = false;

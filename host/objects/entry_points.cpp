@@ -40,13 +40,13 @@ bool given(const void* argument, const char* entry, const char* what) {
     return argument != nullptr;
 }
 
-/** Begins with a scheme and ://, ahead of anything that belongs to attribute text. */
+/** Whether `://` comes before any character of the attribute syntax. */
 bool looksLikeUrl(std::string_view text) {
     const std::size_t separator = text.find("://");
     return separator != text.npos && text.find_first_of("=,{}") > separator;
 }
 
-/** Changes the state of an object of either kind; `up` tells the direction. */
+/** Changes the state of a plain object or a stream, up or down. */
 bool changeState(object_base* object, const char* text, bool up) {
     const auto state = kep::host::toState(text);
     if (!state) {

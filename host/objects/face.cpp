@@ -9,9 +9,9 @@ namespace kep::host {
 namespace {
 
 /**
- * The faces of makers. A caller that leaves its object to the framework drops the face without deleting it:
- * such a face, some 150 bytes, stays until the process ends. Registered here, it is reachable, which keeps
- * leak checkers quiet.
+ * The faces of makers. A caller that leaves its object to the framework never deletes the face: some 150
+ * bytes, which stay until the process ends. Registered here, they are reachable, which keeps leak checkers
+ * quiet.
  */
 class MakersFaces {
   public:
@@ -34,7 +34,7 @@ class MakersFaces {
     std::unordered_set<const Face*> faces_ GUARDED_BY(mutex_);
 };
 
-/** The result of a call on the face's object; `failed` where that has ended. */
+/** The result of a call on the face's object; `failed` if that has been deleted. */
 template <class Result, class Call>
 Result pass(const Face& face, Result failed, Call call) {
     const std::shared_ptr<ObjectImpl> object = face.object();
@@ -53,7 +53,7 @@ Face::Face(const std::shared_ptr<ObjectImpl>& object, Role role) : object_(objec
 Face::~Face() {
     port_.setCallback(nullptr);
     if (role_ == Role::maker) MakersFaces::instance().remove(this);
-    // Once the object has ended its address may belong to another.
+    // Once the object has been deleted, another one may have its address.
     const std::shared_ptr<ObjectImpl> object = object_.lock();
     if (!object) return;
     object->removeListener(port_);

@@ -9,9 +9,8 @@
 namespace kep::host {
 
 /**
- * One handle to an object that others may find by its name: forwards calls to the object and has a message
- * callback of its own. NamedObjects owns the object; once it has ended, calls fail. A running call keeps it
- * alive.
+ * A handle to an object that others can find by name: forwards calls to the object and has its own message
+ * callback. NamedObjects owns the object; calls fail once it has been deleted. A running call keeps it alive.
  */
 class KEP_API Face final : public base::object, public base::IMessageProcesser, public stream::IStatus {
   public:
@@ -24,7 +23,7 @@ class KEP_API Face final : public base::object, public base::IMessageProcesser, 
     /** Ends the callback first, with the guarantees of MessagePort. */
     ~Face() override;
 
-    /** Null once it has ended. */
+    /** Null once it has been deleted. */
     std::shared_ptr<ObjectImpl> object() const { return object_.lock(); }
     Role role() const { return role_; }
 

@@ -16,10 +16,11 @@ namespace {
 constexpr char kEscape = '\033';
 constexpr std::string_view kReset = "\033[0m";
 constexpr std::string_view kClosed = "\n\033[0m";
-/** Between the place in the source and the message. */
+/** Separates the source location from the message. */
 constexpr std::string_view kPlaceEnd = ":\t";
-/** Bytes after which a line without an end is written. */
+/** Bytes after which an incomplete line is written. */
 constexpr std::size_t kLongest = 256 * 1024;
+/** How long to wait for room in a full pipe; after that the rest of the line is dropped. */
 constexpr int kFullPipeMilliseconds = 1000;
 
 struct Line {
@@ -28,7 +29,7 @@ struct Line {
     Line* next;
 };
 
-// A plain pointer: lines are still composed while the thread's other variables are destroyed.
+// A plain pointer: lines may be composed while the thread's other thread_local variables are destroyed.
 thread_local Line* composed = nullptr;
 
 // Keeps a line in one piece when a pipe accepts only part of it.
@@ -55,7 +56,7 @@ Line** find(int stream) {
     return place;
 }
 
-/** Makes "function: message" of a line that begins with a colour. Any other stays as it is. */
+/** Reduces a line that starts with a colour to "function: message"; leaves any other line unchanged. */
 void shorten(std::string& line) {
     if (line.front() != kEscape || !line.ends_with(kClosed)) return;
     line.resize(line.size() - kReset.size());
@@ -68,11 +69,11 @@ void shorten(std::string& line) {
 void finish(Line** place) noexcept {
     const std::unique_ptr<Line> line(*place);
     *place = line->next;
-    if (areMessagesAsked()) shorten(line->text);
+    if (isMessageFormat()) shorten(line->text);
     writeOut(line->text);
 }
 
-/** Writes the unfinished lines of a thread that ends. */
+/** Writes the incomplete lines of a thread when it ends. */
 struct Rest {
     ~Rest() {
         while (composed) finish(&composed);
@@ -86,7 +87,7 @@ bool isComplete(const std::string& text) {
 
 }  // namespace
 
-bool areMessagesAsked() {
+bool isMessageFormat() {
     const char* const format = std::getenv("KEP_HOST_LOG_FORMAT");
     return format && std::string_view(format) == "message";
 }

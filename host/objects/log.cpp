@@ -16,8 +16,8 @@ void writeLine(LogStream stream, const char* file, int line, const char* functio
         if (static_cast<unsigned char>(character) < ' ') character = ' ';
     }
     if (stream == LogStream::error && !isShown(stream)) return keepHiddenError(shown);
-    if (areMessagesAsked()) {
-        // Our functions mean nothing to a user.
+    if (isMessageFormat()) {
+        // Function names mean nothing to a user.
         *kep::stream::__dbg_couts[static_cast<int>(stream)] << (shown + "\n").c_str();
         return;
     }

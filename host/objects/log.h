@@ -19,7 +19,7 @@ enum class LogStream : int { error = 8, info = 12 };
 KEP_API void writeLine(LogStream stream, const char* file, int line, const char* function,
                        std::string_view text) noexcept;
 
-/** Whether KEP_HOST_LOG chose the stream. */
+/** Whether KEP_HOST_LOG selects the stream. */
 bool isShown(LogStream stream);
 
 }  // namespace kep::host

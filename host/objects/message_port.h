@@ -21,8 +21,8 @@ class KEP_API MessagePort {
 
     MessagePort() = default;
     /**
-     * No callback of this port runs once this has returned, unless it is called from within that callback,
-     * or from within another one that this callback waits for in the same way.
+     * No callback of this port runs after the destructor returns, unless that is called from within the
+     * callback itself, or from another one that it waits for in the same way.
      */
     ~MessagePort();
     MessagePort(const MessagePort&) = delete;

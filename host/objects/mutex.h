@@ -7,7 +7,7 @@
 
 /*
  * Clang's thread-safety annotations, by the names that its documentation uses. The `clang` preset turns a
- * breach into an error; other compilers see nothing.
+ * violation into an error; other compilers ignore them.
  *
  *     Mutex mutex_;
  *     std::vector<Item> items_ GUARDED_BY(mutex_);

@@ -7,7 +7,7 @@
 namespace kep::host {
 
 NamedObjects& NamedObjects::instance() {
-    // Never destroyed: objects with static storage may hold handles when they go.
+    // Never destroyed: objects with static storage may release handles in their destructors.
     static NamedObjects* const objects = new NamedObjects;
     return *objects;
 }
@@ -17,11 +17,11 @@ NamedObjects::Entries::iterator NamedObjects::entryOf(const ObjectImpl* object) 
                         [object](const Entry& entry) { return entry.object.get() == object; });
 }
 
-/** Removes the entry, so that its object is destroyed outside the lock. */
+/** Moves the entry of an unused object to `unused`, so that the object is destroyed outside the lock. */
 void NamedObjects::takeIfUnused(const ObjectImpl* object, Entries& unused) {
     const auto entry = entryOf(object);
     if (entry != entries_.end() && entry->finders == 0 && !entry->isBeingMade &&
-        !(entry->isMade && entry->isMakersToEnd))
+        !(entry->isMade && entry->isKeptByMaker))
         unused.splice(unused.begin(), entries_, entry);
 }
 
@@ -51,18 +51,18 @@ void NamedObjects::leave(const ObjectImpl* object) {
 }
 
 std::shared_ptr<ObjectImpl> NamedObjects::begin(const std::string& key, const Construct& construct,
-                                                bool isMakersToEnd) {
+                                                bool isKeptByMaker) {
     const MutexLock lock(mutex_);
     const auto empty = std::find_if(entries_.rbegin(), entries_.rend(),
                                     [&key](const Entry& entry) { return entry.key == key && !entry.isMade; });
     if (empty != entries_.rend()) {
         empty->isMade = true;
         empty->isBeingMade = true;
-        empty->isMakersToEnd = isMakersToEnd;
+        empty->isKeptByMaker = isKeptByMaker;
         return empty->object;
     }
     std::shared_ptr<ObjectImpl> made = construct();
-    if (made) entries_.push_back({key, made, 0, true, true, isMakersToEnd, false});
+    if (made) entries_.push_back({key, made, 0, true, true, isKeptByMaker, false});
     return made;
 }
 
@@ -85,7 +85,7 @@ void NamedObjects::abandon(const ObjectImpl* object) {
     Entries unused;
     const MutexLock lock(mutex_);
     const auto entry = entryOf(object);
-    if (entry != entries_.end()) entry->isMakersToEnd = false;
+    if (entry != entries_.end()) entry->isKeptByMaker = false;
     takeIfUnused(object, unused);
 }
 

@@ -13,10 +13,9 @@ namespace kep::host {
 class ObjectImpl;
 
 /**
- * Owns the objects that are found by a name. Several may have one name; the newest is found. An object lives
- * until its last finder releases it, or until its maker does where nobody has found it. An object that its
- * maker does not delete lives until a finder has released it or the process ends, or until the process ends
- * where only the maker ends it.
+ * Owns the objects that can be found by name; of several with one name the newest is found. An object lives
+ * until its last finder releases it. One that nobody has found lives until its maker releases it, or until
+ * the process ends if the maker never does.
  */
 class NamedObjects {
   public:
@@ -24,22 +23,23 @@ class NamedObjects {
 
     static NamedObjects& instance();
 
-    /** The newest object of `key`, or a new one that is not configured; null when none is constructed. */
+    /** The newest object of `key`, or a new unconfigured one; null if construction fails. */
     std::shared_ptr<ObjectImpl> find(const std::string& key, const Construct& construct);
-    /** A finder releases the object. */
+    /** Called when a finder releases the object. */
     void leave(const ObjectImpl* object);
 
     /**
-     * An object to be configured: one that was found by its name but never made, or a new one, which nobody
-     * finds yet. Null when none is constructed.
+     * Begins the configuration of an object: one that find() constructed and nobody has configured, or a new
+     * one, which cannot be found before settle(). Null if construction fails.
      *
-     * @param isMakersToEnd it lives at least until its maker releases it
+     * @param isKeptByMaker the object lives at least until its maker releases it
      */
     std::shared_ptr<ObjectImpl> begin(const std::string& key, const Construct& construct,
-                                      bool isMakersToEnd = false);
-    /** Ends the creation. A configured object becomes the newest; another one is removed if it was new. */
+                                      bool isKeptByMaker = false);
+    /** Ends the configuration. A configured object becomes the newest; one that failed is removed unless it
+     * has finders. */
     void settle(const ObjectImpl* object, bool configured);
-    /** The maker releases the object. */
+    /** Called when the maker releases the object. */
     void abandon(const ObjectImpl* object);
 
   private:
@@ -48,9 +48,9 @@ class NamedObjects {
         std::shared_ptr<ObjectImpl> object;
         int finders = 0;
         bool isMade = false;      /**< it has been configured, or is being configured */
-        bool isBeingMade = false; /**< from begin() to settle(), which keeps it although all finders leave */
-        bool isMakersToEnd = false;
-        bool isFindable = false; /**< its making has ended, or it was found before */
+        bool isBeingMade = false; /**< from begin() to settle(): kept even if all finders leave */
+        bool isKeptByMaker = false;
+        bool isFindable = false; /**< configured, or constructed by find() */
     };
     using Entries = std::list<Entry>;
 

@@ -56,7 +56,7 @@ class KEP_API ObjectImpl : public virtual base::object,
                      base::TypeCompatible compatible) override;
     bool GetWithType(const char* key, void* value, const std::type_info* type,
                      base::TypeCompatible compatible) const override;
-    /** A property's text, null without an error line when there is none. */
+    /** A property's text; null, without an error line, if there is none. */
     virtual std::unique_ptr<std::string> text(const char* key) const;
 
     /** A disabled object is skipped when its parent goes up; disabling a running one stops it. */
@@ -95,7 +95,7 @@ class KEP_API ObjectImpl : public virtual base::object,
     /** Adds a property of whole numbers from `low` to `high`; `changed` is called after each change. */
     void addNumber(const char* name, std::atomic<int>& value, int low, int high,
                    std::function<void()> changed = nullptr);
-    /** Whether a property's new value is from `low` to `high`; an error line says so of any other. */
+    /** Whether a property's new value is from `low` to `high`; writes an error line if not. */
     bool isWithin(const char* name, int value, int low, int high) const;
 
     /**
@@ -117,8 +117,8 @@ class KEP_API ObjectImpl : public virtual base::object,
     bool knowsAll(const base::AttrSet& attributes) const;
 
     /**
-     * Deletes the children that are not in `kept` and adds those of `kept` that are new, in their order.
-     * False, and nothing changed, when one cannot be added.
+     * Makes `kept` the children, in this order: adds the new ones and deletes those that are not in it.
+     * Returns false, with nothing changed, if one cannot be added.
      */
     bool replaceChildren(const std::vector<ObjectImpl*>& kept);
 
@@ -158,7 +158,7 @@ class KEP_API ObjectImpl : public virtual base::object,
     std::vector<MessagePort*> listeners_ GUARDED_BY(listening_);
 };
 
-/** The port callback for an object's callback; empty for an empty one. */
+/** Adapts an object's message callback to a port; empty for an empty one. */
 MessagePort::Callback messageCallback(const std::function<bool(base::Message&)>& callback);
 
 }  // namespace kep::host

@@ -8,7 +8,7 @@
 
 namespace kep::host {
 
-/** A plug-in as it registered itself. */
+/** A registered plug-in. */
 struct PlugIn {
     std::string name;
     std::string version;

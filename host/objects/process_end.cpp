@@ -75,7 +75,7 @@ class End {
         std::atexit([] { instance().run(); });
     }
 
-    /** On a thread of its own, which can be abandoned. */
+    /** Runs stopAll() on a separate thread, which can be abandoned. */
     bool startThread() {
         sigset_t all;
         sigset_t before;

@@ -25,7 +25,7 @@ class KEP_API ProcessEnd {
     /** Runs `step` after all objects have stopped. */
     static void addStep(std::function<void()> step);
 
-    /** Whether shutdown has begun: nothing is started any more. */
+    /** Whether shutdown has begun: objects no longer start. */
     static bool hasBegun();
 };
 

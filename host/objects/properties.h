@@ -41,7 +41,7 @@ class KEP_API Properties {
     template <class T>
     using Setter = std::function<bool(const T&)>;
 
-    /** Adds a property that takes every value of its type. `value` outlives this. */
+    /** Adds a property that accepts every value of its type. `value` must outlive this. */
     template <class T>
     void add(std::string name, std::atomic<T>& value) {
         add<T>(
@@ -75,11 +75,11 @@ class KEP_API Properties {
 
     bool has(std::string_view name) const { return find(name) != nullptr; }
 
-    /** Takes the value at `value`, which is of type `type`. A null `compatible` allows the declared type
-     * alone. */
+    /** Sets the property to the value at `value`, which is of type `type`. With a null `compatible` only the
+     * declared type and text are accepted. */
     Access set(std::string_view name, const void* value, const std::type_info& type,
                base::TypeCompatible compatible) const;
-    /** Stores the value at `value`, which is of type `type`. */
+    /** Reads the property into `value`, which points to a `type`. */
     Access get(std::string_view name, void* value, const std::type_info& type,
                base::TypeCompatible compatible) const;
 
@@ -91,7 +91,7 @@ class KEP_API Properties {
     void toAttrSet(base::AttrSet& attributes) const;
 
   private:
-    // std::in_range takes no bool.
+    // std::in_range does not accept bool.
     template <class T>
     using Wide = std::conditional_t<std::same_as<T, bool>, unsigned char, T>;
 

@@ -36,8 +36,7 @@ struct ISharedMemory::Segment {
 
     bool map(int file, const std::string& name) {
         // A new segment is empty and zeroed when resized; an existing one is never truncated or cleared. All
-        // its pages are claimed: where the system has none left, the first write to a hole would end the
-        // process.
+        // its pages are allocated now: if memory is full, the first write to a hole would end the process.
         const int error = posix_fallocate(file, 0, static_cast<off_t>(size));
         void* const memory =
             error == 0 ? mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0) : MAP_FAILED;

@@ -33,7 +33,7 @@ bool SharedRecordReader::read(void* record) {
         tell("");
         return true;
     }
-    // One that has just been made has no size yet.
+    // A segment that has just been created is still empty.
     if (count < 0)
         tell(std::strerror(error));
     else if (count > 0)

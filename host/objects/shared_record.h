@@ -9,23 +9,24 @@
 namespace kep::host {
 
 /**
- * The name of a segment for the system. KEP_HOST_SHM is put before it, so that programs that are not to share
- * a camera's settings, tests for example, have segments of their own.
+ * The name of a segment for shm_open(), prefixed with KEP_HOST_SHM, so that programs that must not share a
+ * camera's settings, such as tests, have their own segments.
  */
 std::string segmentPath(const std::string& name);
 
 /**
- * The record at the start of a named segment that any process may write, make or remove at any time. It is
- * read as a file is and not mapped: a segment that is cut short while it is read then does no harm.
+ * Reads the record at the start of a named segment, which any process may create, write or remove at any
+ * time. The segment is read like a file, not mapped: if it is truncated meanwhile, the read is short and
+ * harmless.
  */
 class KEP_API SharedRecordReader {
   public:
-    /** @param bytes of the record */
+    /** @param bytes size of the record */
     SharedRecordReader(const std::string& name, std::size_t bytes);
 
     /**
-     * Copies the record out. False when there is none; that it cannot be read is told in one line, and again
-     * after it could be.
+     * Copies the record. False if there is none or it cannot be read; an error line is written when the
+     * reason changes, not on every call.
      */
     bool read(void* record);
 

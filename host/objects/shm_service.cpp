@@ -5,8 +5,8 @@ namespace kep::host {
 namespace {
 
 /**
- * Serves the results of its `partner`, an application that it owns: goes up and down with it, and passes its
- * messages on. `index` is a number that an application gives it, and distinguishes nothing.
+ * Serves the results of its `partner`, an application that it owns: starts and stops it, and forwards its
+ * messages. `index` is a number that the application may set; it has no effect.
  */
 class ShmService final : public ObjectImpl {
   public:

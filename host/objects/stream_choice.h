@@ -13,7 +13,7 @@ using StreamChoice = std::bitset<kDebugStreams>;
 
 /**
  * Parses a choice of debug streams: numbers separated by ",", or `all`, or `none`. An empty text selects the
- * error stream. Nothing, and `problem` filled, for any other text.
+ * error stream. Nullopt, with `problem` filled, for any other text.
  */
 std::optional<StreamChoice> parseStreamChoice(std::string_view text, std::string& problem);
 

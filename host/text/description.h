@@ -37,8 +37,7 @@ class KEP_API Description {
 
     /** The parsed items; for an element its class is added as `type`. */
     base::AttrSet& attributes() { return *attributes_; }
-    /** The value of a parsed item, null if there is none. Of equal keys the last counts, as in attributes().
-     */
+    /** The value of a parsed item, null if there is none. The last of equal keys counts. */
     Description* value(std::string_view key);
     /** The elements of a parsed chain; empty if the text was parsed as items. */
     std::vector<Description>& elements() { return elements_; }
