@@ -31,7 +31,7 @@ const struct FilmingHook {
     ~FilmingHook() { filmingHook = nullptr; }
 } hook;
 
-/** Whether pre-recording runs although nobody is attached. */
+/** Whether pre-recording runs even if no application is attached. */
 bool runsAlways() {
     const char* const set = std::getenv("KEP_HOST_PRERECORD");
     const std::string_view choice = set ? set : "";
@@ -44,10 +44,10 @@ bool runsAlways() {
 }  // namespace
 
 void BoardPipelines::begin() {
-    // Their own camera and microphone begin to film, too.
+    // The pipelines' own camera and microphone call this again through the hook.
     thread_local bool making = false;
     if (std::exchange(making, true)) return;
-    // Never destroyed: a recording that the program left running may read from them while the process ends.
+    // Never destroyed: a recording left running may read from them while the process ends.
     static const BoardPipelines* const pipelines = new BoardPipelines;
     static_cast<void>(pipelines);
     making = false;

@@ -12,15 +12,15 @@
 namespace kep::host {
 
 /**
- * The named pipelines of a board: `plAacSource`, and `plPreRecordAac` and `plPreRecordH264`, which keep a
- * past. These two capture and encode from the first object that films or records until the process ends, so
- * that every later event has its past; a device that is missing is retried. `plAacSource`, and all three with
- * KEP_HOST_PRERECORD=attached, run while an application is attached.
+ * The named pipelines of a board: `plAacSource`, and `plPreRecordAac` and `plPreRecordH264`, which buffer
+ * pre-event media. These two capture and encode from the creation of the first capturing object until the
+ * process ends, so that every later event has its pre-event media; a missing device is retried.
+ * `plAacSource`, and all three with KEP_HOST_PRERECORD=attached, run only while an application is attached.
  */
 class BoardPipelines {
   public:
-    /** Makes the pipelines and starts pre-recording; nothing from the second call on. Waits while another
-     * thread makes them. */
+    /** Creates the pipelines and starts pre-recording; later calls do nothing. Blocks while another thread
+     * creates them. */
     static void begin();
 
   private:

@@ -21,7 +21,7 @@ bool isDevice(const char* device, const char* interface) {
     return false;
 }
 
-/** A stream that films or records. */
+/** Creates a capturing stream; starts the board's pipelines first. */
 template <class Make>
 auto makeSource(const char* device, const char* interface, Make make) -> decltype(make().release()) {
     if (!isDevice(device, interface)) return nullptr;
