@@ -6,9 +6,9 @@
 namespace kep::host {
 namespace {
 
-constexpr double kMiddle = 128;  // of colour differences
+constexpr double kMiddle = 128;  // zero chroma
 
-/** Black, and how far brightness and colour differences reach from black to white. */
+/** Black level, and the extent of luma and chroma. */
 struct Range {
     double black, luma, chroma;
 };
@@ -26,7 +26,7 @@ double unit(double value) {
 }  // namespace
 
 LumaShares lumaSharesOf(AVColorSpace colours, int height) {
-    // Players, too, go by the size of a video that does not say.
+    // Players, too, choose by the size if a video does not specify its colour space.
     if (colours == AVCOL_SPC_UNSPECIFIED) return height > 576 ? kHighDefinition : kStandardTelevision;
     return colours == AVCOL_SPC_BT709 ? kHighDefinition : kStandardTelevision;
 }

@@ -8,7 +8,7 @@
 
 namespace kep::host {
 
-/** Shares of red and blue in brightness, by which a matrix of colours is known. */
+/** Weights of red and blue in luma; they define a colour matrix. */
 struct LumaShares {
     double red, blue;
     double green() const { return 1 - red - blue; }
@@ -19,25 +19,25 @@ constexpr LumaShares kStandardTelevision = {0.299, 0.114};
 /** ITU-R BT.709-6, 3.2. */
 constexpr LumaShares kHighDefinition = {0.2126, 0.0722};
 
-/** Those of a picture that is `height` high. */
+/** The weights of a colour space; if it is unspecified, of the one usual for pictures of this height. */
 LumaShares lumaSharesOf(AVColorSpace colours, int height);
 
-/** Brightness and colour differences, 8 bits each. */
+/** Luma and chroma, 8 bits each. */
 struct YuvColour {
     std::uint8_t y, u, v;
 
     bool operator==(const YuvColour&) const = default;
 };
 
-/** Parts of red, green and blue, each from 0 to 1. */
+/** Red, green and blue, each from 0 to 1. */
 struct RgbColour {
     double red, green, blue;
 };
 
-/** A colour in the range and the matrix of `picture`. */
+/** Converts a colour to the range and the matrix of `picture`. */
 KEP_API YuvColour inColoursOf(const AVFrame& picture, const RgbColour& colour);
 
-/** A colour of full range and BT.601 in the range and the matrix of `picture`. */
+/** Converts a full-range BT.601 colour to the range and the matrix of `picture`. */
 KEP_API YuvColour inColoursOf(const AVFrame& picture, const YuvColour& fullRange601);
 
 }  // namespace kep::host

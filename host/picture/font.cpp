@@ -17,11 +17,11 @@
 namespace kep::host {
 namespace {
 
-/** FreeType's units in a pixel. */
+/** FreeType's units per pixel. */
 constexpr double kParts = 64;
-/** Fonts from which one fills its gaps; each may take megabytes. */
+/** Font files that one Font loads, with those for characters that it lacks; each may take megabytes. */
 constexpr std::size_t kMostFaces = 8;
-/** Lines about fonts in a process: any program may write any name into a stamp, again and again. */
+/** Error lines about fonts per process: any program may keep writing new font names into a stamp. */
 constexpr std::size_t kMostLines = 64;
 
 void tellOnce(const std::string& line) {
@@ -41,10 +41,10 @@ struct Library {
 
 }  // namespace
 
-/** A font of FreeType, in memory: a file that is changed while it is used does no harm. */
+/** A FreeType font loaded into memory: changing its file while it is used does no harm. */
 class Font::Face {
   public:
-    /** Null, with `reason` filled, when it is none that can be drawn in any size. */
+    /** Null, with `reason` filled, if the file cannot be read or is not a scalable font. */
     static std::unique_ptr<Face> open(const FontFile& file, std::string& reason) {
         auto bytes = readFontFile(file.path, reason);
         if (!bytes) return nullptr;
@@ -66,7 +66,7 @@ class Font::Face {
     /** In ems. */
     double lineHeight() const { return inEms(face_->ascender - face_->descender); }
     double ascent() const { return inEms(face_->ascender); }
-    /** Of a figure; those of most fonts are equally wide. */
+    /** Of a digit; in most fonts all digits have the same width. */
     double figureWidth() const {
         if (FT_Load_Char(face_, '0', FT_LOAD_NO_SCALE) != 0 || face_->glyph->advance.x <= 0) return 0.5;
         return inEms(face_->glyph->advance.x);

@@ -12,32 +12,31 @@
 
 namespace kep::host {
 
-/** A character, drawn: how far each pixel is covered. */
+/** A rendered character: its coverage of each pixel. */
 struct Glyph {
     int left = 0;    /**< from the pen to the first column */
     int top = 0;     /**< from the base line up to the first row */
     int advance = 0; /**< of the pen */
     int width = 0;
     int height = 0;
-    std::vector<std::uint8_t> coverage; /**< `width * height`, 255 where wholly covered */
+    std::vector<std::uint8_t> coverage; /**< `width * height`, 255 is full coverage */
 };
 
 /**
- * A font in one size. A character that it lacks is taken from another installed font that has it. Characters
- * are drawn once and kept, in kMostBytes at most. Used by one thread.
+ * A font in one size. Characters that it lacks are taken from other installed fonts. Rendered characters are
+ * cached, in at most kMostBytes. For one thread only.
  */
 class KEP_API Font {
   public:
-    /** Some hundred characters of a line of 54 pixels; several characters of the largest size. */
+    /** Hundreds of characters at a line height of 54 pixels, or several of the largest size. */
     static constexpr std::size_t kMostBytes = std::size_t{4} << 20;
 
     /**
-     * @param name       what fontconfig is asked for, such as "DejaVu Sans:bold", or a file when it has a
-     * `/`; empty for the default font. In place of one that cannot be had the default font is taken, and a
-     * line says so.
-     * @param cellWidth  of a figure, in pixels
+     * @param name       a fontconfig pattern, such as "DejaVu Sans:bold", or a file if it has a `/`; empty
+     * for the default font. If it is not available, the default font is used, and an error line says so.
+     * @param cellWidth  width of a digit in pixels
      * @param lineHeight in pixels
-     * @return null, with a line written, when no font is installed
+     * @return null, with an error line, if no font is installed
      */
     static std::unique_ptr<Font> open(const std::string& name, double cellWidth, double lineHeight);
     Font(const Font&) = delete;
@@ -56,7 +55,7 @@ class KEP_API Font {
     Font(std::unique_ptr<Face> face, double cellWidth, double lineHeight);
     Face* faceWith(char32_t character);
 
-    std::vector<std::unique_ptr<Face>> faces_; /**< the font, then those that filled its gaps */
+    std::vector<std::unique_ptr<Face>> faces_; /**< the font, then those for characters that it lacks */
     double emWidth_;                           /**< in pixels, as emHeight_ */
     double emHeight_;
     int ascent_;

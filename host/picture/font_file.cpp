@@ -18,10 +18,10 @@
 namespace kep::host {
 namespace {
 
-/** Fonts of all of Chinese, Japanese and Korean take 20 MB; what is larger is none. */
+/** A font of all of Chinese, Japanese and Korean takes 20 MB; larger files are refused. */
 constexpr off_t kLargestFontFile = off_t{64} << 20;
 
-/** Names that fontconfig has an answer for whatever is installed. */
+/** Generic names, which fontconfig resolves to whatever is installed. */
 constexpr std::array<std::string_view, 5> kGeneric = {"monospace", "mono", "sans-serif", "sans", "serif"};
 
 struct PatternDeleter {
@@ -30,9 +30,9 @@ struct PatternDeleter {
 using PatternPtr = std::unique_ptr<FcPattern, PatternDeleter>;
 
 /**
- * What fontconfig knows of the installed fonts. It belongs to one thread at a time, as the thread sanitizer
- * does not see the library's own locks, and is given back when the process ends: leak checkers cannot follow
- * the library's references.
+ * Access to fontconfig's configuration, for one thread at a time: the thread sanitizer does not see the
+ * library's own locks. It is freed when the process ends: leak checkers cannot follow the library's
+ * references.
  */
 class Fontconfig {
   public:
@@ -43,7 +43,7 @@ class Fontconfig {
         config() = FcInitLoadConfigAndFonts();
     }
 
-    /** Null when the process ends. */
+    /** Null once the process is ending. */
     FcConfig* get() const { return config(); }
 
   private:
@@ -75,7 +75,7 @@ std::string textOf(const FcPattern* pattern, const char* key, int index = 0) {
     return found ? reinterpret_cast<const char*>(text) : "";
 }
 
-/** What fontconfig thinks closest to `asked`. */
+/** The best match for `asked` according to fontconfig. */
 PatternPtr closest(const Fontconfig& fontconfig, FcPattern& asked) {
     if (!fontconfig.get()) return nullptr;
     FcPatternAddBool(&asked, FC_SCALABLE, FcTrue);

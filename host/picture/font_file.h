@@ -7,24 +7,23 @@
 
 namespace kep::host {
 
-/** A font of those in a file. */
+/** A font in a font file. */
 struct FontFile {
     std::string path;
     int index = 0;      /**< among the fonts of the file */
-    std::string family; /**< as fontconfig names it; empty when the file was named */
+    std::string family; /**< as fontconfig names it; empty if a file was given */
 };
 
 // Any thread may call these.
 
-/** The font that a name stands for: a file when it has a `/`. Nullopt when it is not installed. */
+/** The font for a fontconfig pattern, or for a file if `name` has a `/`. Nullopt when it is not installed. */
 std::optional<FontFile> fontNamed(const std::string& name);
-/** The font for stamps that ask for none; nullopt when none is installed. */
+/** The font for stamps without one of their own; nullopt when none is installed. */
 std::optional<FontFile> defaultFont();
-/** An installed font that has a character. */
+/** An installed font that has a character; nullopt when there is none. */
 std::optional<FontFile> fontWith(char32_t character);
 
-/** What a regular file of at most kLargestFontFile bytes contains. Nullopt, with `reason` filled, otherwise.
- */
+/** Reads a regular file of at most 64 MiB. Nullopt, with `reason` filled, for any other. */
 std::optional<std::vector<unsigned char>> readFontFile(const std::string& path, std::string& reason);
 
 }  // namespace kep::host

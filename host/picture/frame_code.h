@@ -7,7 +7,7 @@ namespace kep::host {
 
 /**
  * The machine-readable number in the test picture: two rows of black and white blocks, the number's 32 bits
- * and 16 check bits, most significant first. Blocks are large enough to outlive scaling to a third and hard
+ * and 16 check bits, most significant first. Blocks are large enough to survive scaling to a third and strong
  * compression. Positions are those of a 1920x1080 picture.
  */
 struct FrameCode {
@@ -24,7 +24,7 @@ struct FrameCode {
         return static_cast<std::uint64_t>(number) << 16 | check(number);
     }
 
-    /** The number of a code read from a picture; false when the check bits do not fit. */
+    /** The number of a code read from a picture; false if the check bits do not match. */
     static constexpr bool decode(std::uint64_t code, std::uint32_t& number) {
         const auto read = static_cast<std::uint32_t>(code >> 16);
         if (check(read) != (code & 0xffff)) return false;
@@ -38,7 +38,7 @@ struct FrameCode {
     }
 
   private:
-    /** CRC-16 with polynomial 0x1021 and all ones at the start, so that black alone is no code. */
+    /** CRC-16 with polynomial 0x1021 and initial value 0xffff, so that all black is not a valid code. */
     static constexpr std::uint16_t check(std::uint32_t number) {
         std::uint32_t crc = 0xffff;
         for (int bit = 31; bit >= 0; --bit) {

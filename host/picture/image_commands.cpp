@@ -1,4 +1,4 @@
-// The receiver of "shm0_cmd", by which applications change how the camera's picture is made.
+// The receiver of "shm0_cmd", with which applications set the flips and the anti-flicker of the camera.
 #include <functional>
 #include <string>
 
@@ -15,7 +15,7 @@ using base::AttrSet;
 
 constexpr const char* kCommand = "shm0_cmd";
 
-/** A truth value that a command must have. */
+/** Reads a required boolean argument. */
 bool take(const AttrSet& arguments, const char* key, std::uint8_t& value, std::string& reason) {
     const char* const text = arguments.Get(key);
     bool truth = false;
@@ -31,7 +31,7 @@ bool take(const AttrSet& arguments, const char* key, std::uint8_t& value, std::s
 bool change(const AttrSet& arguments, ImageRecord& image, std::string& reason) {
     const std::string command = arguments.GetOrDef("cmd", "");
     if (command == "cdspUpdate") {
-        // All consumers have the same picture.
+        // All consumers share one picture.
         if (arguments.GetOrDef("yuvid", -1) != -1) {
             reason = "yuvid=" + std::string(arguments.Get("yuvid")) + " is not -1, which means all outputs";
             return false;
@@ -40,7 +40,7 @@ bool change(const AttrSet& arguments, ImageRecord& image, std::string& reason) {
     }
     if (command == "hflipUpdate") return take(arguments, "hflip", image.hflip, reason);
     if (command == "mdflipUpdate") {
-        // Detectors see the picture as it is after the flips; there is nothing of their own to turn.
+        // Detectors get the picture after the flips: they have no flips of their own.
         ImageRecord unused{};
         return take(arguments, "hflip", unused.hflip, reason) &&
                take(arguments, "vflip", unused.vflip, reason);
@@ -50,7 +50,7 @@ bool change(const AttrSet& arguments, ImageRecord& image, std::string& reason) {
     return false;
 }
 
-/** A reply whose "ret" is true refuses the command. */
+/** Runs a command; "ret" is true in the reply if it is refused. */
 bool receive(AttrSet& arguments) {
     std::string reason;
     stream::TSharedMemory<ImageRecord> memory(1);

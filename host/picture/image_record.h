@@ -6,13 +6,13 @@
 namespace kep::host {
 
 /**
- * How the camera's picture is made, for all who see it: the segment "vornisa_shm_image", which any process
- * may write. Each member is 0 or not.
+ * Settings of the camera's picture for all consumers, in the segment "vornisa_shm_image", which any process
+ * may write. Members are booleans: zero or non-zero.
  */
 struct ImageRecord {
-    std::uint8_t hflip;       /**< left and right change places */
-    std::uint8_t vflip;       /**< top and bottom change places */
-    std::uint8_t antiFlicker; /**< exposure follows the flicker of lamps */
+    std::uint8_t hflip;       /**< swaps left and right */
+    std::uint8_t vflip;       /**< swaps top and bottom */
+    std::uint8_t antiFlicker; /**< adapts the exposure to the flicker of lamps */
     std::uint8_t reserved;
 };
 

@@ -8,7 +8,7 @@ namespace {
 
 constexpr int kPlanes = 3;
 
-/** Copies a row so that its ends change places. */
+/** Copies a row in reverse order. */
 void copyReversed(const std::uint8_t* from, std::uint8_t* to, std::size_t count) {
     const std::uint8_t* const end = from + count;
     std::size_t done = 0;

@@ -13,15 +13,15 @@
 namespace kep::host {
 
 /**
- * What every picture passes between the camera and those who see it: first the flips, then the privacy zones,
- * then the stamps.
- * What is to be done is read anew for each picture, so that a change by any process is in the next one.
+ * Processes every picture of the camera before consumers get it: first the flips, then the privacy zones,
+ * then the stamps. Settings are read for each picture, so that a change by any process applies to the next
+ * one.
  */
 class KEP_API ImageStage {
   public:
     /**
-     * The picture as all are to see it: `frame` itself when there is nothing to do. One that others hold too
-     * is copied before it is painted. Null when there is no memory.
+     * Returns the picture for consumers: `frame` itself if there is nothing to do. A shared frame is copied
+     * before it is painted. Null when out of memory.
      *
      * @param captured when the picture was captured
      */

@@ -12,11 +12,11 @@ extern "C" {
 namespace kep::host {
 
 namespace {
-// The libraries' vector code reads a little past the end of what it is given.
-constexpr std::size_t overread = 64;
+// The libraries' vector code reads slightly past the end of a buffer.
+constexpr std::size_t kOverread = 64;
 }  // namespace
 
-/** Blocks of memory of one size; each of them outlives the pool for as long as a picture holds it. */
+/** Blocks of memory of one size. A block outlives the pool while a picture holds it. */
 class PicturePool::Blocks : public std::enable_shared_from_this<Blocks> {
   public:
     explicit Blocks(std::size_t bytes) : bytes_(bytes) {}
@@ -25,7 +25,7 @@ class PicturePool::Blocks : public std::enable_shared_from_this<Blocks> {
 
     std::size_t bytes() const { return bytes_; }
 
-    /** Null without memory. */
+    /** Null when out of memory. */
     AVBufferRef* take() {
         Memory block = takeIdle();
         if (!block) block.reset(static_cast<std::uint8_t*>(av_malloc(bytes_)));
@@ -66,7 +66,7 @@ class PicturePool::Blocks : public std::enable_shared_from_this<Blocks> {
 
 FramePtr PicturePool::get(int width, int height) {
     const std::size_t luma = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
-    const std::size_t bytes = luma + luma / 2 + overread;
+    const std::size_t bytes = luma + luma / 2 + kOverread;
     if (!blocks_ || blocks_->bytes() != bytes) blocks_ = std::make_shared<Blocks>(bytes);
     FramePtr frame(av_frame_alloc());
     if (!frame) return nullptr;

@@ -11,10 +11,10 @@
 
 namespace kep::host {
 
-/** The sides that a picture can have: even numbers of pixels from the smallest to the largest. */
+/** Range of the width and height of a picture, in pixels; both must be even. */
 constexpr int kSmallestSide = 16;
 constexpr int kLargestSide = 8192;
-/** Pictures in a second; more than a camera gives. */
+/** Pictures per second; more than a camera delivers. */
 constexpr int kHighestRate = 120;
 
 constexpr bool isSide(int pixels) {
@@ -25,10 +25,10 @@ constexpr bool isSide(int pixels) {
 struct Picture {
     FramePtr frame;
     std::chrono::steady_clock::time_point stamp; /**< when it was captured */
-    std::int64_t number = 0;                     /**< runs on through the life of the process */
+    std::int64_t number = 0;                     /**< never restarts within a process */
 };
 
-/** The time of day at a moment of the clock that pictures are stamped by. */
+/** Converts the time stamp of a picture to wall-clock time. */
 inline std::chrono::system_clock::time_point wallTimeOf(std::chrono::steady_clock::time_point stamp) {
     using namespace std::chrono;
     return system_clock::now() + duration_cast<system_clock::duration>(stamp - steady_clock::now());
@@ -36,26 +36,26 @@ inline std::chrono::system_clock::time_point wallTimeOf(std::chrono::steady_cloc
 
 using PicturePtr = std::shared_ptr<const Picture>;
 
-/** What it costs a queue that is bounded in bytes. */
+/** Its size in bytes, for queues that are bounded in bytes. */
 inline std::size_t weightOf(const PicturePtr& picture) {
     return static_cast<std::size_t>(picture->frame->width) *
            static_cast<std::size_t>(picture->frame->height) * 3 / 2;
 }
 
 /**
- * Memory for pictures of one size, used again and again. The planes of a picture lie end to end, unpadded. It
- * keeps at most kMostIdle pictures that nobody holds, so that what one burst needed goes back to the system.
+ * Recycles the memory of pictures of one size. The planes of a picture are contiguous and unpadded. The pool
+ * keeps at most kMostIdle unused pictures, so that the memory of a burst goes back to the system.
  */
 class KEP_API PicturePool {
   public:
     /**
-     * Capture, newest, encoder and one reader hold a picture each, so that the number in use varies by as
-     * many from one picture to the next. With fewer, a steady stream would allocate; each takes 3 MiB at
+     * Capture, newest, encoder and one reader hold a picture each, so that the number in use varies by up to
+     * four from one picture to the next. With fewer, a steady stream would allocate; each takes 3 MiB at
      * 1080p.
      */
     static constexpr std::size_t kMostIdle = 4;
 
-    /** An empty picture; null when there is no memory for it. Sizes are even. */
+    /** An uninitialised picture; null when out of memory. `width` and `height` must be even. */
     FramePtr get(int width, int height);
 
   private:
@@ -63,8 +63,7 @@ class KEP_API PicturePool {
     std::shared_ptr<Blocks> blocks_;
 };
 
-/** Whether the planes of a picture lie end to end, so that it is one block of `width * height * 3 / 2` bytes.
- */
+/** Whether the planes are contiguous, so that the picture is one block of `width * height * 3 / 2` bytes. */
 KEP_API bool isOneBlock(const AVFrame& frame);
 
 }  // namespace kep::host

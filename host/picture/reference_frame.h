@@ -3,7 +3,7 @@
 
 namespace kep::host {
 
-/** The frame whose pixels the places of zones, stamps and results are, whatever the size of the pictures. */
+/** The frame of the coordinates of zones, stamps and results, whatever the size of the pictures. */
 constexpr int kReferenceWidth = 1920;
 constexpr int kReferenceHeight = 1080;
 

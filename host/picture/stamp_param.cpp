@@ -1,4 +1,4 @@
-// The stamp object of applications: what they set goes to the segment that the image stage reads.
+// The stamp object for applications: writes their settings to the segment that the image stage reads.
 #include <atomic>
 #include <cstdint>
 #include <cstring>
@@ -21,7 +21,7 @@ using base::AttrSet;
 
 constexpr std::int64_t kLargestColour = 0xFFFFFFFF;
 
-/** A property whose value is a set of attributes, of which each may be absent unless it is required. */
+/** Checks the attributes of a property; each is optional unless it is read as required. */
 class Arguments {
   public:
     Arguments(std::string property, const AttrSet& attributes)
@@ -50,7 +50,7 @@ class Arguments {
     }
     const char* text(const char* key) const { return attributes_.Get(key); }
     const std::string& property() const { return property_; }
-    /** Whether nothing has been refused. */
+    /** Whether no attribute has been refused. */
     bool areGood() const { return areGood_; }
 
   private:
@@ -64,7 +64,7 @@ class Arguments {
     bool areGood_ = true;
 };
 
-/** Cut to the field where it is too long, between two characters of UTF-8; the rest is zeros. */
+/** Stores a text, padded with zeros. A text that is too long is cut between two characters of UTF-8. */
 template <std::size_t count>
 void store(char (&field)[count], const std::string& text, const std::string& what) {
     std::size_t length = text.size();
@@ -96,7 +96,7 @@ class StampParam final : public ObjectImpl {
             const char* const font = arguments.text("font");
             if (!arguments.areGood()) return;
             store(stamp.font, font ? font : "", "font");
-            // So that the one who sets a font hears of it, too, when it cannot be had.
+            // Opened only to report a missing font in the process that sets it, too.
             Font::open(font ? font : "", stamp.w, stamp.h);
         });
         addSet("change0", [](Arguments& arguments, StampRecord& stamp) {
@@ -130,7 +130,7 @@ class StampParam final : public ObjectImpl {
             static_cast<std::int32_t>(arguments.number("refh", 1, INT32_MAX).value_or(kReferenceHeight));
     }
 
-    /** A property that changes the stamp; nothing of it when one of its attributes is refused. */
+    /** Adds a property that changes the stamp; if one of its attributes is refused, nothing is changed. */
     void addSet(const char* name, std::function<void(Arguments&, StampRecord&)> change) {
         properties().add<AttrSet>(name, nullptr,
                                   [this, name, change = std::move(change)](const AttrSet& set) {

@@ -11,7 +11,7 @@ using std::chrono::system_clock;
 
 constexpr char32_t kReplacement = 0xFFFD;
 
-/** How the field at the beginning of `text`, a `%` first, is made up; 0 characters when it is none. */
+/** Length of the strftime field at the start of `text`, which starts with `%`; 0 if it is not a field. */
 std::size_t fieldLength(std::string_view text) {
     constexpr std::string_view flags = "_-0^#";
     constexpr std::string_view modifiers = "EO";
@@ -38,7 +38,7 @@ std::string withTime(std::string_view pattern, system_clock::time_point time) {
             text += figures;
             used = 3;
         } else if (const std::size_t field = pattern[0] == '%' ? fieldLength(pattern) : 0; field > 0) {
-            // A time zone that the user sets may have any length.
+            // The name of a time zone may have any length: a longer one is dropped.
             std::array<char, 128> filled;
             text.append(filled.data(), std::strftime(filled.data(), filled.size(),
                                                      std::string(pattern.substr(0, field)).c_str(), &local));
@@ -51,7 +51,7 @@ std::string withTime(std::string_view pattern, system_clock::time_point time) {
     return text;
 }
 
-/** Takes one character from the front. */
+/** Decodes one character of UTF-8 and removes it from the front. */
 char32_t take(std::string_view& text) {
     const auto first = static_cast<unsigned char>(text[0]);
     text.remove_prefix(1);

@@ -11,9 +11,9 @@
 namespace kep::host {
 
 /**
- * The lines of a stamp at a time: the pattern's fields of strftime in local time, `%3N` in milliseconds. What
- * is no field stays as it is; what is no UTF-8 becomes U+FFFD, byte by byte; other control characters than
- * the new line are left out.
+ * The lines of a stamp at a time: strftime fields of the pattern in local time, and `%3N` as milliseconds.
+ * Other text stays unchanged; each byte of invalid UTF-8 becomes U+FFFD; a tab becomes a space; other control
+ * characters except the new line are dropped.
  */
 KEP_API std::vector<std::u32string> stampLines(std::string_view pattern,
                                                std::chrono::system_clock::time_point time);

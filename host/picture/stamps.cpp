@@ -11,7 +11,7 @@
 namespace kep::host {
 namespace {
 
-/** A stamp each; when the sizes of pictures change, old fonts make room for new ones. */
+/** One for each stamp. A full cache is cleared, as when the size of the pictures changes. */
 constexpr std::size_t kMostFonts = std::size(StampTable{}.stamps);
 
 template <std::size_t count>
@@ -23,7 +23,7 @@ int sideOr(std::int32_t side, int usual) {
     return side >= 1 && side <= kLargestStampSide ? side : usual;
 }
 
-/** A coordinate of a reference frame in a picture, on the border between two pairs of pixels. */
+/** Scales a coordinate of a reference frame to a picture, rounded down to an even pixel. */
 std::int64_t placed(std::int64_t place, std::int64_t reference, int size) {
     const std::int64_t scaled = place * size;
     const std::int64_t pixels = scaled / reference - (scaled % reference < 0);
@@ -43,12 +43,12 @@ unsigned opacityOf(std::uint32_t colour) {
     return colour >> 24;
 }
 
-/** `below` with `share` of 255 parts of `colour` in it. */
+/** Blends `colour` over `below` with an opacity of `share` / 255. */
 std::uint8_t mixed(std::uint8_t below, std::uint8_t colour, unsigned share) {
     return static_cast<std::uint8_t>((below * (255 - share) + colour * share + 127) / 255);
 }
 
-/** What is painted over a plane: a background, and text of which a mask tells how far it covers. */
+/** Sample values of one plane for the text and its background. */
 struct Paint {
     std::uint8_t text, background;
 };
@@ -71,7 +71,7 @@ Font* StampPainter::fontOf(const StampRecord& stamp, double cellWidth, double li
     const auto known = fonts_.find(key);
     if (known != fonts_.end()) return known->second.get();
     if (fonts_.size() >= kMostFonts) fonts_.clear();
-    // One that cannot be had is kept, too: it is not looked for again with each picture.
+    // A failure is cached, too: the font is not looked up again for each picture.
     auto font = Font::open(textOf(stamp.font), cellWidth, lineHeight);
     return fonts_.emplace(std::move(key), std::move(font)).first->second.get();
 }
@@ -141,7 +141,7 @@ void StampPainter::paint(AVFrame& picture, const StampRecord& stamp,
 
     const YuvColour text = inColoursOf(picture, rgbOf(stamp.colour));
     const YuvColour background = inColoursOf(picture, rgbOf(stamp.background));
-    // The simpler one of the two functions that set the colour sends no alpha, and is to be seen.
+    // The simpler one of the two functions that set the colour sends no alpha: 0 is opaque.
     const unsigned ink = opacityOf(stamp.colour) == 0 ? 255 : opacityOf(stamp.colour);
     const unsigned ground = opacityOf(stamp.background);
     const auto blend = [&](std::uint8_t& sample, unsigned covered, Paint paint) {

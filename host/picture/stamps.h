@@ -19,14 +19,14 @@ namespace kep::host {
 /** Whether a table has anything to draw. */
 KEP_API bool hasStamps(const StampTable& table);
 
-/** Draws stamps into one picture after another, on one thread. */
+/** Draws stamps into pictures. For one thread only. */
 class KEP_API StampPainter {
   public:
     /**
-     * Draws the stamps, the later ones above the earlier. What lies outside the picture is cut off; a size
-     * that is none is taken for the usual one.
+     * Draws the stamps, later ones over earlier ones, clipped to the picture. An invalid size is replaced by
+     * the default size.
      *
-     * @param picture planar YUV 4:2:0 that nobody else holds
+     * @param picture planar YUV 4:2:0, not shared
      * @param time    when it was captured
      */
     void paint(AVFrame& picture, const StampTable& table, std::chrono::system_clock::time_point time);
@@ -42,10 +42,10 @@ class KEP_API StampPainter {
     void cover(Font& font, const std::vector<std::u32string>& lines, std::int64_t left, std::int64_t top,
                const Box& seen);
 
-    /** Named font, width of a figure and height of a line. */
+    /** Name of the font, width of a digit and height of a line. */
     using FontKey = std::tuple<std::string, double, double>;
     std::map<FontKey, std::unique_ptr<Font>> fonts_;
-    std::vector<std::uint8_t> mask_; /**< how far the text covers each pixel of a box */
+    std::vector<std::uint8_t> mask_; /**< coverage of each pixel of a box by the text */
 };
 
 }  // namespace kep::host

@@ -8,23 +8,22 @@
 
 namespace kep::host {
 
-/** Digits, some capitals and punctuation as smooth round strokes, drawn once in one size, then only copied.
- */
+/** Digits, some capitals and punctuation as smooth round strokes, rendered once in one size, then copied. */
 class StrokeFont {
   public:
     /**
-     * @param height     of the capitals, in pixels
+     * @param height     of a character cell, in pixels
      * @param ink        luma of the strokes
      * @param background luma around them
      */
     StrokeFont(int height, std::uint8_t ink, std::uint8_t background);
 
-    /** Cell of one character; every character is as wide as every other. */
+    /** Size of a character cell in pixels; all characters have the same width. */
     int width() const { return width_; }
     int height() const { return height_; }
 
-    /** Writes `text` into a luma plane with its top left corner at `x`, `y`. What the font lacks is left
-     * blank. */
+    /** Writes `text` into a luma plane with its top left corner at `x`, `y`. Characters that the font lacks
+     * are blank. */
     void write(std::uint8_t* plane, int stride, int x, int y, std::string_view text) const;
 
   private:

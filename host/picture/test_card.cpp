@@ -19,8 +19,8 @@ namespace kep::host {
 
 namespace {
 
-/** Copies rows of luma or chroma. libavutil does it, because the thread sanitizer records each byte that our
- * own code copies, and then the camera cannot keep up. */
+/** Copies rows of luma or chroma with libavutil: the thread sanitizer records each byte that our own code
+ * copies, which is too slow for the camera. */
 void copyRows(std::uint8_t* to, const std::uint8_t* from, int rows) {
     av_image_copy_plane(to, TestCard::width, from, TestCard::width, TestCard::width, rows);
 }
@@ -34,7 +34,7 @@ struct Area {
 
 constexpr int width = TestCard::width;
 constexpr int height = TestCard::height;
-constexpr int kRows = height + height / 2;  // of a picture with both colours of its chroma
+constexpr int kRows = height + height / 2;  // of `width` bytes, for luma and both chroma planes
 static_assert(width == FrameCode::pictureWidth && height == FrameCode::pictureHeight);
 
 constexpr Area ramp = {0, 400, width, 40};
@@ -52,12 +52,12 @@ constexpr int ballSize = 40;
 constexpr float orbit = 92;
 constexpr int markWidth = 8;
 
-// Grains as large as a pixel of a picture a third as wide, so that scaling leaves the snow its force.
+// Size of a grain of snow in pixels: scaling the picture to a third does not average the snow away.
 constexpr int grain = 3;
 constexpr int snowRows = 512;
 constexpr int snowRow = width * 2;
 
-/** Colours at three quarters of full strength by BT.709, limited range. */
+/** A colour of the 75 % bars in BT.709, limited range. */
 struct Colour {
     std::uint8_t y, u, v;
 };
@@ -150,7 +150,7 @@ void TestCard::paintBackground() {
 void TestCard::paint(std::uint8_t* planes, std::uint32_t number, std::chrono::steady_clock::time_point stamp,
                      int rate) {
     std::uint8_t* const luma = planes;
-    // The snow is written anew in each picture and needs no background.
+    // The snow is repainted in each picture and needs no background.
     const std::size_t aboveSnow = static_cast<std::size_t>(snowBand.y) * width;
     const std::size_t belowSnow = aboveSnow + static_cast<std::size_t>(snowBand.height) * width;
     copyRows(luma, background_.data(), snowBand.y);

@@ -11,7 +11,7 @@ namespace kep::host {
 
 /**
  * The test picture: colour bars, a grey ramp with a sweeping mark, a ball that circles once a second, the
- * clock, the picture's number in figures and in blocks, a field that flashes for the first tenth of each
+ * clock, the picture's number in digits and as a FrameCode, a field that flashes for the first tenth of each
  * second of the steady clock, and a band of snow that keeps an encoder busy at any bit rate.
  */
 class TestCard {
@@ -21,8 +21,8 @@ class TestCard {
 
     TestCard();
 
-    /** Paints the picture numbered `number` as of `stamp`, at `rate` pictures a second, to `planes`: planar
-     * YUV 4:2:0 of limited range and BT.709, end to end. */
+    /** Paints picture `number`, captured at `stamp`, at `rate` pictures per second, into `planes`: contiguous
+     * planar YUV 4:2:0, BT.709, limited range. */
     void paint(std::uint8_t* planes, std::uint32_t number, std::chrono::steady_clock::time_point stamp,
                int rate);
 

@@ -24,8 +24,8 @@ struct Interval {
     int begin, end;
 };
 
-/** Where `length` from `begin` on, in a frame of `reference`, lies in a picture of `size`: in pairs of
- * pixels. */
+/** Scales `length` from `begin` on in a frame of `reference` to a picture of `size`, rounded outward to pairs
+ * of pixels. */
 Interval intervalIn(std::int64_t begin, std::int64_t length, std::int64_t reference, int size) {
     const std::int64_t last = (size + 1) / 2 * 2;
     const auto scaled = [&](std::int64_t place, std::int64_t more) {
@@ -48,7 +48,7 @@ void fill(AVFrame& picture, int plane, Interval columns, Interval rows, std::uin
 
 std::vector<Zone> zonesIn(const ZoneTable& table, int width, int height) {
     std::vector<Zone> zones;
-    // Truth values are read as bytes: what another process has written there may be neither.
+    // Booleans are read as bytes: another process may have written a value that is neither true nor false.
     if (table[offsetof(shm_rects_t, valid)] == 0) return zones;
     auto referenceWidth = numberAt<std::int32_t>(table, offsetof(shm_rects_t, width));
     auto referenceHeight = numberAt<std::int32_t>(table, offsetof(shm_rects_t, height));
