@@ -5,13 +5,13 @@
 
 namespace kep::host {
 
-/** The code that appeared last: the segment "vornisa_shm_code", which any process may read. */
+/** The code that appeared last, in the segment "vornisa_shm_code", which any process may read. */
 struct CodeRecord {
-    std::uint32_t sequence;  /**< odd while the rest is written; larger by 2 for each code */
+    std::uint32_t sequence;  /**< odd while the rest is written; grows by 2 with each code */
     std::uint32_t length;    /**< bytes of the text */
-    std::int64_t time;       /**< at which the picture was captured, in milliseconds since 1970 */
-    std::int32_t x, y, w, h; /**< around the code, in a frame of 1920x1080 */
-    char format[32];         /**< "QRCode" and the like, ended by a zero */
+    std::int64_t time;       /**< of the capture of the picture, in milliseconds since 1970 */
+    std::int32_t x, y, w, h; /**< bounding box of the code in a frame of 1920x1080 */
+    char format[32];         /**< such as "QRCode", zero-terminated */
     char text[7168];         /**< in UTF-8; a QR code has 7089 characters at most */
 };
 

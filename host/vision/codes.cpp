@@ -8,7 +8,7 @@
 namespace kep::host {
 
 std::vector<FoundCode> codesIn(const AVFrame& picture) {
-    // Codes of areas alone: those of bars are found where there are none, in fences and blinds.
+    // Matrix codes only: fences and blinds give false positives for linear bar codes.
     static const ZXing::DecodeHints hints =
         ZXing::DecodeHints()
             .setFormats(ZXing::BarcodeFormat::QRCode | ZXing::BarcodeFormat::MicroQRCode |

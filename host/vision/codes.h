@@ -13,10 +13,10 @@ namespace kep::host {
 struct FoundCode {
     std::string text;             /**< in UTF-8 */
     std::string format;           /**< "QRCode", "DataMatrix", "Aztec", "MicroQRCode" */
-    int left, top, right, bottom; /**< around it, in pixels of the picture */
+    int left, top, right, bottom; /**< bounding box in pixels of the picture */
 };
 
-/** The codes in a picture, which is planar YUV. */
+/** Finds the codes in a planar YUV picture. */
 KEP_API std::vector<FoundCode> codesIn(const AVFrame& picture);
 
 }  // namespace kep::host

@@ -15,7 +15,7 @@
 namespace kep::host {
 namespace {
 
-/** Finds people, and tells who is in each picture: `name=human,count=...`. */
+/** Detects people and sends their places in each picture: `name=human,count=...`. */
 class HumanDetect final : public Detector {
   public:
     ~HumanDetect() override { retire(); }
@@ -64,7 +64,7 @@ class HumanDetect final : public Detector {
             attributes += text;
         }
         segment_.publish(record);
-        // That nobody is there is told once.
+        // Of consecutive pictures without people only the first is reported.
         if (!people.empty() || isSomeoneThere_) tell("human", attributes + ",time=" + std::to_string(time));
         isSomeoneThere_ = !people.empty();
     }

@@ -8,16 +8,16 @@ namespace kep::host {
 /** A person in a frame of 1920x1080. */
 struct HumanPlace {
     std::int32_t x, y, w, h;
-    float score; /**< distance from the model's border; larger is surer */
+    float score; /**< distance from the classifier's decision boundary; larger is more certain */
 };
 
 constexpr int kMaxHumans = 32;
 
-/** Who was in the last picture looked at: the segment "vornisa_shm_human", which any process may read. */
+/** People in the last analysed picture: the segment "vornisa_shm_human", which any process may read. */
 struct HumanRecord {
-    std::uint32_t sequence; /**< odd while the rest is written; larger by 2 for each picture */
-    std::uint32_t count;    /**< how many of `people` are filled */
-    std::int64_t time;      /**< at which the picture was captured, in milliseconds since 1970 */
+    std::uint32_t sequence; /**< odd while the rest is written; grows by 2 with each picture */
+    std::uint32_t count;    /**< number of valid entries of `people` */
+    std::int64_t time;      /**< of the capture of the picture, in milliseconds since 1970 */
     HumanPlace people[kMaxHumans];
 };
 

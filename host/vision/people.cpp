@@ -16,38 +16,36 @@ namespace {
 
 /**
  * Half the reference frame: the detector's window of 128 rows finds people from a sixth of the picture's
- * height. Larger finds smaller ones at a cost that grows with the area, and more who are none.
+ * height. Larger finds smaller people, at a cost that grows with the area and with more false positives.
  */
 const cv::Size kSearchSize(960, 540);
-/** Where people may be: larger costs time, smaller misses those who stand far away. */
+/** Picture size for motion detection: larger costs time, smaller misses distant people. */
 const cv::Size kMotionSize(240, 135);
 
-/** The search goes through sizes in steps of 10 %: 5 % takes twice the time, 15 % misses one in ten. */
+/** Steps of 10 % between the sizes searched: 5 % takes twice the time, 15 % misses one person in ten. */
 constexpr double kSizeStep = 1.1;
-/** Windows that must agree on a person. One would do for many a fence. */
+/** Overlapping windows required for a person. With one, many fences would be taken for people. */
 constexpr double kAgreeing = 2;
-/** Scores from which a box counts where something moves and where nothing does: there, most boxes are
- * furniture. */
+/** Minimum scores of a box with and without motion: without, most boxes are furniture. */
 constexpr double kMovingScore = 0.5;
 constexpr double kStillScore = 1.5;
 
-/** Levels of grey by which a pixel differs from the background: fewer are noise. */
+/** Grey levels by which a moving pixel differs from the background: smaller differences are noise. */
 constexpr double kMotionLevels = 20;
-/** Part of a box that moves: a person fills about a third of it. */
+/** Fraction of a box that must move: a person fills about a third of it. */
 constexpr double kMotionOfBox = 0.1;
-/** Part of the picture that changes at once when the scene does, or the light: nothing is known to move then.
- */
+/** Fraction of the picture above which a change is a new scene or light: motion is then unknown. */
 constexpr double kMotionOfScene = 0.5;
-/** What each picture adds to the background: one who stands still belongs to it after some 20 pictures. */
+/** Weight of each picture in the background: a person who stands still fades into it in some 20 pictures. */
 constexpr double kBackgroundRate = 0.05;
 
-/** Part of the detector's window that is left around a person, on each side. */
+/** Margin around a person on each side, as a fraction of the detector's window. */
 constexpr double kMargin = 0.1;
 
-/** What differs from what the camera has seen for a while. */
+/** Detects motion by comparison with a running mean of the pictures. */
 class Motion {
   public:
-    /** Takes the next picture; whether the scene is another one. */
+    /** Adds the next picture; true if the scene has changed. */
     bool update(const cv::Mat& luma) {
         cv::Mat small;
         cv::resize(luma, small, kMotionSize, 0, 0, cv::INTER_AREA);
@@ -124,7 +122,7 @@ class HistogramFinder final : public PeopleFinder {
     PeopleTracks tracks_;
 };
 
-/** Reads a detector of the integrator's. */
+/** Loads a detector from a file. */
 bool load(cv::HOGDescriptor& detector, const std::string& model, std::string& reason) {
     if (!std::ifstream(model)) {
         reason = std::strerror(errno);
@@ -133,7 +131,7 @@ bool load(cv::HOGDescriptor& detector, const std::string& model, std::string& re
     try {
         if (detector.load(model) && detector.checkDetectorSize() && !detector.svmDetector.empty())
             return true;
-    } catch (const cv::Exception&) {  // it says what in its own source was not fulfilled
+    } catch (const cv::Exception&) {  // its text quotes a failed assertion in OpenCV's source
     }
     reason = "not an OpenCV HOGDescriptor model";
     return false;
@@ -144,7 +142,7 @@ bool load(cv::HOGDescriptor& detector, const std::string& model, std::string& re
 PeopleFinder::~PeopleFinder() = default;
 
 std::unique_ptr<PeopleFinder> PeopleFinder::make(const std::string& model, std::string& reason) {
-    // Detection has one thread and no more: streams need the other cores.
+    // OpenCV gets one thread: streams need the other cores.
     cv::setNumThreads(1);
     cv::HOGDescriptor detector;
     if (model.empty())

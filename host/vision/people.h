@@ -13,20 +13,20 @@ namespace kep::host {
 /** A person in a frame of 1920x1080. */
 struct FoundPerson {
     int x, y, w, h;
-    double score; /**< distance from the model's border; larger is surer */
+    double score; /**< distance from the classifier's decision boundary; larger is more certain */
 };
 
-/** Finds people in the pictures of one camera, given in their order. */
+/** Finds people in consecutive pictures of one camera. */
 class KEP_API PeopleFinder {
   public:
     /**
-     * @param model a file of a histogram-of-gradients detector in OpenCV's format; empty for the built-in one
+     * @param model file of a detector of OpenCV's HOGDescriptor; empty for the built-in one
      * @param[out] reason why null is returned
      */
     static std::unique_ptr<PeopleFinder> make(const std::string& model, std::string& reason);
     virtual ~PeopleFinder();
 
-    /** The people in the next picture, which is planar YUV or grey, of any size. */
+    /** The people in the next picture: planar YUV or grey, of any size. */
     virtual std::vector<FoundPerson> find(const AVFrame& picture) = 0;
 };
 

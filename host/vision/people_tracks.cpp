@@ -6,12 +6,12 @@
 namespace kep::host {
 namespace {
 
-constexpr unsigned kMemory = 0b111;  /**< pictures that a track remembers */
-constexpr int kConfirmations = 2;    /**< more lose people who walk, fewer let single errors through */
-constexpr double kSameOverlap = 0.3; /**< less confuses neighbours, more loses those who walk fast */
-constexpr double kSpeedWeight = 0.5; /**< of the newest step; more follows the jitter of the boxes */
+constexpr unsigned kMemory = 0b111;  /**< a bit for each picture that a track remembers */
+constexpr int kConfirmations = 2;    /**< more lose walking people, fewer let single errors through */
+constexpr double kSameOverlap = 0.3; /**< smaller confuses neighbours, larger loses fast walkers */
+constexpr double kSpeedWeight = 0.5; /**< of the newest step; larger follows the jitter of the boxes */
 
-/** Shared area of two boxes as a part of what they cover together. */
+/** Intersection over union of two boxes. */
 double overlap(const PersonBox& a, const PersonBox& b) {
     const double w = std::min(a.x + a.w, b.x + b.w) - std::max(a.x, b.x);
     const double h = std::min(a.y + a.h, b.y + b.h) - std::max(a.y, b.y);
@@ -54,7 +54,7 @@ void PeopleTracks::follow(const std::vector<PersonBox>& boxes, std::vector<bool>
 
 std::vector<PersonBox> PeopleTracks::update(const std::vector<PersonBox>& boxes) {
     std::vector<bool> isTaken(boxes.size());
-    // Those who count choose first: a stray box beside one must not take his.
+    // Confirmed tracks choose first: an unconfirmed one must not take their box.
     std::stable_partition(tracks_.begin(), tracks_.end(),
                           [](const Track& track) { return track.isConfirmed; });
     follow(boxes, isTaken);

@@ -8,25 +8,25 @@
 
 namespace kep::host {
 
-/** An upright rectangle where a person was found, in pixels of one picture size. */
+/** Bounding box of a person, in pixels of one picture size. */
 struct PersonBox {
     double x, y, w, h;
     double score;
 };
 
 /**
- * Follows boxes from picture to picture. A person counts once two of three pictures have shown him, is
- * followed at his last speed through two pictures without him, and is gone with the third.
+ * Tracks boxes from picture to picture. A track is confirmed by boxes in two of three pictures, continues at
+ * its last speed through two pictures without a box, and ends with the third.
  */
 class KEP_API PeopleTracks {
   public:
-    /** Takes the boxes of the next picture and returns those who count in it. */
+    /** Takes the boxes of the next picture and returns those of the confirmed tracks. */
     std::vector<PersonBox> update(const std::vector<PersonBox>& boxes);
 
   private:
     struct Track {
         PersonBox box;
-        double speedX, speedY; /**< pixels a picture */
+        double speedX, speedY; /**< pixels per picture */
         unsigned seen;         /**< a bit for each of the last three pictures, the newest lowest */
         bool isConfirmed;
     };

@@ -21,13 +21,13 @@ inline std::int64_t millisecondsOf(const Picture& picture) {
 }
 
 /**
- * A record in shared memory that begins with its `sequence`: odd while the rest is written, and larger by 2
- * for each record. Detectors of one process may share it.
+ * A record in shared memory with a sequence lock: its first member `sequence` is odd while the rest is
+ * written, and grows by 2 with each record. Detectors of one process may share it.
  */
 template <class Record>
 class ResultSegment {
   public:
-    /** Attaches the segment; one error line, and nothing is published, where that fails. */
+    /** Attaches the segment. On failure, writes an error line, and publish() does nothing. */
     void open(const char* name) {
         memory_.emplace(1);
         if (!memory_->ShmName(name)) memory_.reset();
@@ -39,7 +39,7 @@ class ResultSegment {
         Record& shown = *memory_->Record();
         const std::atomic_ref<std::uint32_t> sequence(shown.sequence);
         const std::uint32_t before = sequence.load() & ~1U;
-        sequence.exchange(before + 1);  // no write below passes it
+        sequence.exchange(before + 1);  // writes below cannot move before it
         constexpr std::size_t skipped = sizeof shown.sequence;
         std::memcpy(reinterpret_cast<char*>(&shown) + skipped,
                     reinterpret_cast<const char*>(&record) + skipped, sizeof record - skipped);

@@ -16,11 +16,11 @@
 namespace kep::host {
 namespace {
 
-/** Pictures without a code until it counts as gone: one that is blurred for a moment does not appear anew. */
+/** Pictures without a code until it counts as gone: one that is blurred briefly is not reported again. */
 constexpr int kPicturesUntilGone = 3;
 
-/** A text as the value of a message's attribute: what no value can have stands there as `%` and its number.
- */
+/** A text as the value of a message's attribute; if it is not valid as one, braces, `%` and NUL are
+ * percent-encoded. */
 std::string valueOf(const std::string& text, bool& isEncoded) {
     std::string value;
     isEncoded = text.find('\0') != std::string::npos || !isValue(text);
@@ -38,7 +38,7 @@ std::string valueOf(const std::string& text, bool& isEncoded) {
     return written;
 }
 
-/** Reads codes, and tells of each one once when it appears: `name=code,text=...`. */
+/** Reads codes and sends one message when a code appears: `name=code,text=...`. */
 class ZBarSink final : public Detector {
   public:
     ~ZBarSink() override { retire(); }
@@ -95,7 +95,7 @@ class ZBarSink final : public Detector {
         tell("code", attributes);
     }
 
-    std::map<std::string, int> seen_; /**< texts of codes, and for how many pictures each has been missed */
+    std::map<std::string, int> seen_; /**< by text of the code: pictures since it was last seen */
     ResultSegment<CodeRecord> segment_;
 };
 
