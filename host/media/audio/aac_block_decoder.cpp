@@ -125,7 +125,7 @@ bool AacBlockDecoder::decodeStream(std::span<const std::uint8_t> in, std::span<s
         hand(out, used);
     }
     if (passedOver > 0)
-        skipped = std::to_string(passedOver) + " bytes that are no access unit" +
+        skipped = std::to_string(passedOver) + " bytes that are not an access unit" +
                   (damaged.empty() ? "" : ": " + damaged);
     return true;
 }

@@ -83,14 +83,14 @@ class AacCodec final : public ObjectImpl {
         auto* const codec = dynamic_cast<AacCodec*>(object);
         if (!codec || codec->isEncoder_ != encodes) {
             auto* const other = dynamic_cast<ObjectImpl*>(object);
-            KEP_HOST_ERROR((other ? other->label() : "the object of this handle") + " is no AAC " +
+            KEP_HOST_ERROR((other ? other->label() : "the object of this handle") + " is not an AAC " +
                            (encodes ? "encoder" : "decoder"));
             return false;
         }
         if (inLength < 0 || outLength < 0 || (!in && inLength > 0) || (!out && outLength > 0)) {
-            KEP_HOST_ERROR(codec->label() + ": input of " + std::to_string(inLength) + " bytes" +
-                           (in ? "" : " at null") + ", output buffer of " + std::to_string(outLength) +
-                           " bytes" + (out ? "" : " at null"));
+            KEP_HOST_ERROR(codec->label() + ": invalid buffers: input of " + std::to_string(inLength) +
+                           " bytes" + (in ? "" : " at null") + ", output buffer of " +
+                           std::to_string(outLength) + " bytes" + (out ? "" : " at null"));
             return false;
         }
         BlockUse used;
@@ -115,7 +115,7 @@ class AacCodec final : public ObjectImpl {
         decoder_.use(settings_);
         std::string skipped;
         const bool decoded = decoder_.decode(in, out, used, skipped, reason);
-        if (!skipped.empty()) KEP_HOST_ERROR(label() + ": passed over " + skipped);
+        if (!skipped.empty()) KEP_HOST_ERROR(label() + ": skipped " + skipped);
         return decoded;
     } catch (const std::exception& failure) {
         reason = failure.what();

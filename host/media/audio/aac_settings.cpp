@@ -40,8 +40,9 @@ CodecPtr openAacEncoder(const AacSettings& settings, std::string& reason) {
     av_channel_layout_from_mask(&codec->ch_layout, kLayouts[static_cast<std::size_t>(settings.channels)]);
     const int result = avcodec_open2(codec.get(), encoder, nullptr);
     if (result >= 0) return codec;
-    reason = "no AAC of " + std::to_string(settings.rate) + " Hz, " + std::to_string(settings.channels) +
-             " channels, " + std::to_string(codec->bit_rate) + " bit/s: " + ffmpegError(result);
+    reason = "cannot open an AAC encoder for " + std::to_string(settings.rate) + " Hz, " +
+             std::to_string(settings.channels) + " channels, " + std::to_string(codec->bit_rate) +
+             " bit/s: " + ffmpegError(result);
     return nullptr;
 }
 

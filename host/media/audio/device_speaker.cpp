@@ -101,7 +101,7 @@ bool DeviceSpeaker::write(const std::int16_t* samples, std::int64_t frames) {
             continue;
         }
         KEP_HOST_ERROR("speaker " + device_.text + " is lost: " +
-                       (result == AVERROR(EAGAIN) ? "it takes no more samples" : ffmpegError(result)));
+                       (result == AVERROR(EAGAIN) ? "it accepts no more samples" : ffmpegError(result)));
         return false;
     }
     written_ += frames;

@@ -21,7 +21,7 @@ constexpr std::chrono::seconds kOpenLimit(8);
 // A source that is later than this was held up: continue from now instead of catching up.
 constexpr std::chrono::milliseconds kHeldUp{200};
 
-constexpr const char* kSilent = "nothing comes out of it";
+constexpr const char* kNoData = "no data received";
 
 /** The sound of a file, over and over without a gap, or of a named pipe until it ends, in real time. */
 class FileInput final : public AudioInput {
@@ -64,7 +64,7 @@ bool FileInput::open() {
         source.interrupt = {[](void* self) { return static_cast<FileInput*>(self)->isInterrupted() ? 1 : 0; },
                             this};
         file_ = LoopingFile::open(source, AVMEDIA_TYPE_AUDIO, !isPipe, nullptr, reason);
-        if (!file_ && isInterrupted()) reason = kSilent;
+        if (!file_ && isInterrupted()) reason = kNoData;
         openLimit_ = SteadyTime::max();
     }
     if (!file_) {
@@ -82,7 +82,7 @@ bool FileInput::openPipe(std::string& reason) {
     pollfd first{pipe_, POLLIN, 0};
     // Without a writer it would be at its end.
     const int ready = pipe_ < 0 ? -1 : poll(&first, 1, kFirstBytesMilliseconds);
-    if (ready <= 0) reason = ready < 0 ? std::strerror(errno) : kSilent;
+    if (ready <= 0) reason = ready < 0 ? std::strerror(errno) : kNoData;
     return ready > 0;
 }
 

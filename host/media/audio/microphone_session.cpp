@@ -40,7 +40,7 @@ CaptureKind microphoneKind(const DeviceSpec& device) {
             .stallTimeout = seconds(device.kind == "pulse" || device.kind == "alsa" ? 5 : 0),
             .name = name,
             .noAnswer = "cannot open " + name + ": it does not answer",
-            .hangs = name + " hangs and is left behind"};
+            .hangs = name + ": hangs, abandoned"};
 }
 
 }  // namespace

@@ -67,7 +67,7 @@ bool ToneInput::open() {
     const bool isKnown = !sign_.empty() && (stalls_ || fault == "lost");
     if (isKnown && (stalls_ || !isFaulty())) return true;
     KEP_HOST_ERROR("cannot open microphone " + device_.text +
-                   (isKnown ? ": it is away" : ": it is none of test, test:lost=PATH, test:stalled=PATH"));
+                   (isKnown ? ": not connected" : ": not one of test, test:lost=PATH, test:stalled=PATH"));
     return false;
 }
 

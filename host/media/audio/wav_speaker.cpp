@@ -15,7 +15,7 @@ namespace kep::host {
 namespace {
 
 static_assert(std::endian::native == std::endian::little,
-              "header and samples are written as they lie in memory");
+              "header and samples are written in native byte order");
 
 struct WavHeader {
     char riff[4] = {'R', 'I', 'F', 'F'};

@@ -20,7 +20,7 @@ std::optional<DeviceSpec> deviceFromEnvironment(const char* variable, const char
         if (spec.kind == kind.name && kind.takesArgument == !spec.argument.empty()) return spec;
         known += (known.empty() ? "" : ", ") + std::string(kind.name) + (kind.takesArgument ? ":..." : "");
     }
-    KEP_HOST_ERROR(std::string(variable) + "=" + spec.text + " is none of " + known);
+    KEP_HOST_ERROR(std::string(variable) + "=" + spec.text + ": not one of " + known);
     return std::nullopt;
 }
 

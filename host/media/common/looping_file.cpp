@@ -31,7 +31,7 @@ FramePtr LoopingFile::next(std::string& reason) {
     } else if (result != AVERROR_EOF) {
         reason = ffmpegError(result);
     } else if (inThisPass_ == 0) {
-        reason = kind_ == AVMEDIA_TYPE_VIDEO ? "no picture in it" : "there is no sound in it";
+        reason = kind_ == AVMEDIA_TYPE_VIDEO ? "contains no video" : "contains no audio";
     } else {
         // A file of a single frame is decoded and converted once.
         only_ = std::move(first_);
@@ -54,7 +54,7 @@ FramePtr LoopingFile::startOver(std::string& reason) {
         }
         if (FramePtr frame = next(reason); frame && (reopens || frame->pts == firstPts_)) return frame;
     }
-    reason = "cannot be read again from its beginning";
+    reason = "cannot rewind to its beginning";
     return nullptr;
 }
 

@@ -15,7 +15,7 @@ bool isDescribed(const AVFormatContext& input) {
 }
 
 std::string lack(AVMediaType kind) {
-    return kind == AVMEDIA_TYPE_VIDEO ? "no picture in it" : "there is no sound in it";
+    return kind == AVMEDIA_TYPE_VIDEO ? "contains no video" : "contains no audio";
 }
 
 }  // namespace
@@ -47,7 +47,7 @@ bool MediaReader::openDecoder(AVMediaType kind, std::string& reason) {
     const int index = av_find_best_stream(input_.get(), kind, -1, -1, &decoder, 0);
     codec_.reset(decoder ? avcodec_alloc_context3(decoder) : nullptr);
     if (index < 0 || !codec_) {
-        reason = index == AVERROR_STREAM_NOT_FOUND ? lack(kind) : "there is no decoder for it";
+        reason = index == AVERROR_STREAM_NOT_FOUND ? lack(kind) : "no decoder for its codec";
         return false;
     }
     for (unsigned i = 0; i < input_->nb_streams; ++i) input_->streams[i]->discard = AVDISCARD_ALL;

@@ -31,7 +31,7 @@ class EncoderAac final : public Element {
     void take(const SharedPacket& packet, const Element&) override {
         const host::Media& raw = *packet->media;
         if (raw.codec != AV_CODEC_ID_PCM_S16LE) {
-            if (!failing_) KEP_HOST_ERROR(label() + " is given something else than samples");
+            if (!failing_) KEP_HOST_ERROR(label() + " accepts PCM samples only");
             failing_ = true;
             return;
         }

@@ -36,8 +36,8 @@ class CameraElement final : public DeviceElement<CameraLease> {
         if ((width == kUnset && height == kUnset) || (isSide(width) && isSide(height))) return true;
         const auto text = [](int pixels) { return pixels == kUnset ? "?" : std::to_string(pixels); };
         KEP_HOST_ERROR(label() + ": size " + text(width) + "x" + text(height) +
-                       " is not of even numbers from " + std::to_string(kSmallestSide) + " to " +
-                       std::to_string(kLargestSide));
+                       ": width and height must be even numbers from " + std::to_string(kSmallestSide) +
+                       " to " + std::to_string(kLargestSide));
         return false;
     }
 

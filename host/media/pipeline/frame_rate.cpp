@@ -59,7 +59,7 @@ class FrameDroper final : public Element {
         const bool split = first.ec == std::errc() && first.ptr != end && *first.ptr == '/';
         const auto second = split ? std::from_chars(first.ptr + 1, end, of) : first;
         if (!split || second.ec != std::errc() || second.ptr != end || of < 1 || drops >= of) {
-            KEP_HOST_ERROR(label() + ": dr=" + text + " is no number of pictures out of a larger one");
+            KEP_HOST_ERROR(label() + ": dr=" + text + " is not a ratio A/B with A < B and B >= 1");
             return false;
         }
         const MutexLock lock(mutex_);

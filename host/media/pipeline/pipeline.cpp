@@ -61,7 +61,7 @@ bool Pipeline::plan(Description& chain, const std::vector<ObjectImpl*>& objects,
         const auto place = [&] { return text.place(0); };
         Joint joint{dynamic_cast<Element*>(objects[i]), {}};
         if (!joint.element) {
-            KEP_HOST_ERROR(objects[i]->label() + " is no element of a pipeline" + place());
+            KEP_HOST_ERROR(objects[i]->label() + " is not a pipeline element" + place());
             return false;
         }
         const char* const link = text.attributes().Get("link");
@@ -83,7 +83,7 @@ bool Pipeline::plan(Description& chain, const std::vector<ObjectImpl*>& objects,
                 joint.feeders.push_back(feeder);
         }
         if (!joint.feeders.empty() && dynamic_cast<SourceElement*>(joint.element)) {
-            KEP_HOST_ERROR(objects[i]->label() + " is a source and takes nothing from " +
+            KEP_HOST_ERROR(objects[i]->label() + " is a source and cannot be linked after " +
                            joint.feeders.front()->label() + place());
             return false;
         }

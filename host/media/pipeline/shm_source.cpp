@@ -88,7 +88,7 @@ class ShmSource final : public SourceElement, private Inlet {
         const base::AttrSet& partner = description.attributes();
         if (foldedClassName(partner.GetOrDef("type", "")) != "pipeline") {
             KEP_HOST_ERROR(label() + ": connect={" + std::string(description.text()) +
-                           "} describes no pipeline" + description.place(0));
+                           "} does not describe a pipeline" + description.place(0));
             return false;
         }
         const char* const name = partner.GetOrDef("name", "");

@@ -29,7 +29,7 @@ class VideoEncoder : public Element {
             "goptype", [] { return std::string("ippp"); },
             [this](const std::string& type) {
                 if (type == "ippp" || type.empty()) return true;
-                KEP_HOST_ERROR(label() + ": goptype=" + type + " is not ippp, the only one there is");
+                KEP_HOST_ERROR(label() + ": goptype=" + type + " is not ippp, the only supported type");
                 return false;
             });
     }
@@ -46,7 +46,7 @@ class VideoEncoder : public Element {
 
     void take(const SharedPacket& packet, const Element&) override {
         if (!packet->picture) {
-            if (!refused_) KEP_HOST_ERROR(label() + " is given something else than pictures");
+            if (!refused_) KEP_HOST_ERROR(label() + " accepts pictures only");
             refused_ = true;
             return;
         }

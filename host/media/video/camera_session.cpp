@@ -24,7 +24,7 @@ CaptureKind cameraKind(const DeviceSpec& device) {
             .stallTimeout = seconds(5),
             .name = name,
             .noAnswer = name + ": does not answer",
-            .hangs = name + ": hangs, left behind"};
+            .hangs = name + ": hangs, abandoned"};
 }
 
 CaptureDevice<CameraSession>& theCamera() {
@@ -80,7 +80,7 @@ void CameraSession::publish() {
     read_->frame = stage_.apply(std::move(read_->frame), read_->stamp);
     if (!read_->frame) {
         // Consumers find from the numbers that it is missing; unpainted it might show what is to be hidden.
-        KEP_HOST_ERROR("camera " + device().text + ": no memory to paint a picture");
+        KEP_HOST_ERROR("camera " + device().text + ": picture dropped: out of memory");
         read_.reset();
         return;
     }

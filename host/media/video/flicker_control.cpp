@@ -49,7 +49,7 @@ void FlickerControl::set(bool avoids) const {
         value.value = avoids ? avoidingValue(device, control) : V4L2_CID_POWER_LINE_FREQUENCY_DISABLED;
     if (isThere && ioctl(device, VIDIOC_S_CTRL, &value) != 0)
         KEP_HOST_ERROR("camera v4l2:" + device_ + ": cannot set anti-flicker: " + std::strerror(errno));
-    if (!isThere) KEP_HOST_INFO("camera v4l2:" + device_ + ": has no control of anti-flicker");
+    if (!isThere) KEP_HOST_INFO("camera v4l2:" + device_ + ": has no anti-flicker control");
     if (device >= 0) close(device);
 }
 

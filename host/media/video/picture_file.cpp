@@ -20,7 +20,7 @@ constexpr std::string_view scheme = "file://";
 std::optional<std::string> pathOfFileUrl(const std::string& url) {
     const bool isFile = url.starts_with(scheme);
     if (isFile && url.size() > scheme.size() && !url.ends_with('/')) return url.substr(scheme.size());
-    KEP_HOST_ERROR("\"" + url + (isFile ? "\" names no file" : "\" is no file URL"));
+    KEP_HOST_ERROR("\"" + url + (isFile ? "\" has no file name" : "\" is not a file URL"));
     return std::nullopt;
 }
 
@@ -28,7 +28,7 @@ bool writeWhole(const std::string& path, const void* bytes, std::size_t size, st
     std::error_code unknown;
     const auto there = std::filesystem::status(path, unknown);
     if (std::filesystem::exists(there) && !std::filesystem::is_regular_file(there)) {
-        reason = path + ": is no ordinary file";
+        reason = path + ": not a regular file";
         return false;
     }
     FileLayer& files = FileLayer::current();

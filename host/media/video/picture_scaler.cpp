@@ -86,7 +86,7 @@ FramePtr PictureScaler::toPicture(FramePtr decoded, std::string& reason) {
     if (picture)
         picture->pts = decoded->pts;
     else
-        reason = "its pictures cannot be converted";
+        reason = "cannot convert its pictures to YUV 4:2:0";
     return picture;
 }
 

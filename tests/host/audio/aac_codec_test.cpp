@@ -379,9 +379,9 @@ TEST_F(AacCodecTest, OfAnotherKindOrDirectionAHandleIsRefused) {
     EXPECT_EQ(VNAacDecode(encoder.id(), bytes, 10, &consumed, bytes, 4096), VNRES_UNSUPPORTED);
     EXPECT_EQ(VNAacDecode(other, bytes, 10, &consumed, bytes, 4096), VNRES_UNSUPPORTED);
     EXPECT_EQ(consumed, -5);
-    EXPECT_EQ(lines.count("AacCodec \"aacDecoder\" is no AAC encoder"), 1);
-    EXPECT_EQ(lines.count("AacCodec \"aacEncoder\" is no AAC decoder"), 1);
-    EXPECT_EQ(lines.count("the object of this handle is no AAC decoder"), 1);
+    EXPECT_EQ(lines.count("AacCodec \"aacDecoder\" is not an AAC encoder"), 1);
+    EXPECT_EQ(lines.count("AacCodec \"aacEncoder\" is not an AAC decoder"), 1);
+    EXPECT_EQ(lines.count("the object of this handle is not an AAC decoder"), 1);
     VNRelease(other);
 }
 
@@ -394,10 +394,13 @@ TEST_F(AacCodecTest, BuffersThatAreNoneAreRefused) {
     EXPECT_EQ(VNAacEncode(encoder.id(), bytes, -1, nullptr, bytes, 4096), VNRES_UNSUPPORTED);
     EXPECT_EQ(VNAacEncode(encoder.id(), bytes, 10, nullptr, nullptr, 1), VNRES_UNSUPPORTED);
     EXPECT_EQ(VNAacDecode(decoder.id(), bytes, 10, nullptr, bytes, -1), VNRES_UNSUPPORTED);
-    EXPECT_EQ(lines.count("AacCodec \"aacEncoder\": input of 1 bytes at null, output buffer of 4096 bytes"),
+    EXPECT_EQ(lines.count("AacCodec \"aacEncoder\": invalid buffers: input of 1 bytes at null, output buffer "
+                          "of 4096 bytes"),
               1);
     EXPECT_EQ(lines.count("output buffer of 1 bytes at null"), 1);
-    EXPECT_EQ(lines.count("AacCodec \"aacDecoder\": input of 10 bytes, output buffer of -1 bytes"), 1);
+    EXPECT_EQ(
+        lines.count("AacCodec \"aacDecoder\": invalid buffers: input of 10 bytes, output buffer of -1 bytes"),
+        1);
 }
 
 TEST_F(AacCodecTest, NoiseBetweenUnitsIsPassedOver) {
@@ -417,8 +420,8 @@ TEST_F(AacCodecTest, NoiseBetweenUnitsIsPassedOver) {
     EXPECT_EQ(convert(VNAacDecode, decoder.id(), noisy, always(noisy.size()), 1 << 20).bytes,
               convert(VNAacDecode, reference.id(), coded.bytes, always(1000)).bytes);
     const std::size_t passed = noisy.size() - coded.bytes.size();
-    EXPECT_EQ(lines.count("AacCodec \"aacDecoder\": passed over " + std::to_string(passed) +
-                          " bytes that are no access unit"),
+    EXPECT_EQ(lines.count("AacCodec \"aacDecoder\": skipped " + std::to_string(passed) +
+                          " bytes that are not an access unit"),
               1);
 }
 

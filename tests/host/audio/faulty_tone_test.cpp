@@ -24,7 +24,7 @@ class FaultyTone : public ::testing::Test {
 TEST_F(FaultyTone, IsLostWhileTheFileIsThere) {
     const ScopedEnv audio("KEP_HOST_AUDIO", "test:lost=" + sign_);
     Messages messages(*source_);
-    const std::string refused = "cannot open microphone test:lost=" + sign_ + ": it is away";
+    const std::string refused = "cannot open microphone test:lost=" + sign_ + ": not connected";
     writeFile(sign_, "");
     EXPECT_FALSE(source_->ChangeUp(State::play));
     EXPECT_EQ(errors_.count(refused), 1);
@@ -76,7 +76,7 @@ TEST_F(FaultyTone, IsRefusedWithAFaultThatItCannotHave) {
         const ScopedEnv audio("KEP_HOST_AUDIO", std::string("test:") + fault);
         EXPECT_FALSE(source_->ChangeUp(State::play)) << fault;
         EXPECT_EQ(errors_.count(std::string("test:") + fault +
-                                ": it is none of test, test:lost=PATH, test:stalled=PATH"),
+                                ": not one of test, test:lost=PATH, test:stalled=PATH"),
                   1)
             << fault;
     }

@@ -120,7 +120,7 @@ TEST_F(FileMicrophone, RefusesAnEmptyFile) {
 
 TEST_F(FileMicrophone, RefusesAVideoWithoutSound) {
     outputOf("ffmpeg -v error -f lavfi -i testsrc=s=64x48:r=5:d=1 -c:v mpeg4 " + folder_.file("mute.mp4"));
-    expectRefusal(folder_.file("mute.mp4"), "there is no sound in it");
+    expectRefusal(folder_.file("mute.mp4"), "contains no audio");
 }
 
 TEST_F(FileMicrophone, AFileWithoutASingleSampleEndsTheStream) {
@@ -132,7 +132,7 @@ TEST_F(FileMicrophone, AFileWithoutASingleSampleEndsTheStream) {
     Frame frame;
     EXPECT_FALSE(source->PullFrame(frame, true));
     EXPECT_NE(messages.waitFor("name=deviceLost"), "");
-    EXPECT_EQ(errors_.count("there is no sound in it"), 1);
+    EXPECT_EQ(errors_.count("contains no audio"), 1);
 }
 
 /** A named pipe that a test feeds and closes: a device that can disappear. */
@@ -196,7 +196,7 @@ TEST_F(Pipe, TheEndIsALostDeviceAndTheNextStartTriesAnew) {
 TEST_F(Pipe, ASilentOneIsRefused) {
     const auto source = create(48000, 1);
     EXPECT_FALSE(source->ChangeUp(State::play));
-    EXPECT_EQ(errors_.count("cannot play audio file " + path_ + ": nothing comes out of it"), 1);
+    EXPECT_EQ(errors_.count("cannot play audio file " + path_ + ": no data received"), 1);
 }
 
 TEST_F(Pipe, AStalledDeviceHoldsNobodyBack) {

@@ -83,7 +83,7 @@ TEST_F(MicrophoneTest, OneThatIsLostIsToldOfAndIsInStepAgainWhenItIsBack) {
     ASSERT_NO_FATAL_FAILURE(recordWith("lost"));
     setFault(true);
     ASSERT_TRUE(waitForMessage("deviceLost"));
-    ASSERT_TRUE(waitUntil([&] { return lines.raw().find("it is away") != std::string::npos; }));
+    ASSERT_TRUE(waitUntil([&] { return lines.raw().find("not connected") != std::string::npos; }));
     setFault(false);
     expectToBeInStepAgain();
     // It has been looked for after one second and after two more.

@@ -44,12 +44,12 @@ TEST_F(RefusalsTest, SizesThatNoPictureHas) {
 
 TEST_F(RefusalsTest, FilesThatCannotBe) {
     EXPECT_THAT(refused(path("no/a.jpg")), HasSubstr("picture " + path("no/a.jpg").string() + ": "));
-    EXPECT_THAT(refused(path("")), HasSubstr("\" names no file"));
-    EXPECT_THAT(refused(""), HasSubstr("\"file://\" names no file"));
+    EXPECT_THAT(refused(path("")), HasSubstr("\" has no file name"));
+    EXPECT_THAT(refused(""), HasSubstr("\"file://\" has no file name"));
     EXPECT_THAT(refused("/proc/a.jpg"), HasSubstr("picture /proc/a.jpg: "));
     std::filesystem::create_directory(path("folder"));
-    EXPECT_THAT(refused(path("folder")), HasSubstr("folder: is no ordinary file"));
-    EXPECT_THAT(refused("/dev/null"), HasSubstr("/dev/null: is no ordinary file"));
+    EXPECT_THAT(refused(path("folder")), HasSubstr("folder: not a regular file"));
+    EXPECT_THAT(refused("/dev/null"), HasSubstr("/dev/null: not a regular file"));
     EXPECT_THAT(refused(path(std::string(300, 'x'))), HasSubstr(": File name too long"));
     EXPECT_THAT(namesIn(path("")), ElementsAre("folder"));
 }
@@ -57,7 +57,7 @@ TEST_F(RefusalsTest, FilesThatCannotBe) {
 TEST_F(RefusalsTest, AFileNameThatIsNull) {
     testing::internal::CaptureStderr();
     EXPECT_EQ(VNTakePic(nullptr, 320, 180), VNRES_FAIL);
-    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("names no file"));
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("has no file name"));
 }
 
 TEST_F(RefusalsTest, NoCamera) {
@@ -89,12 +89,12 @@ class PhotographyRefusalsTest : public RefusalsTest {
 
 TEST_F(PhotographyRefusalsTest, UrlsOfNoFile) {
     ASSERT_TRUE(photography_->ChangeUp(State::play));
-    EXPECT_THAT(refusedUrl("http://a/b.jpg"), HasSubstr("\"http://a/b.jpg\" is no file URL"));
-    EXPECT_THAT(refusedUrl("a.jpg"), HasSubstr("\"a.jpg\" is no file URL"));
+    EXPECT_THAT(refusedUrl("http://a/b.jpg"), HasSubstr("\"http://a/b.jpg\" is not a file URL"));
+    EXPECT_THAT(refusedUrl("a.jpg"), HasSubstr("\"a.jpg\" is not a file URL"));
     testing::internal::CaptureStderr();
     EXPECT_FALSE(photography_->Snap(true));
     EXPECT_FALSE(photography_->Snap(nullptr, true));
-    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("\"\" is no file URL"));
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("\"\" is not a file URL"));
     EXPECT_TRUE(snap(good()));
 }
 

@@ -170,8 +170,7 @@ TEST(VideoEncoder, TellsOfAStreamThatIsNone) {
     ASSERT_TRUE(app.play());
     const ErrorLines lines;
     for (int i = 0; i < 3; ++i) app.child<TestSource>("a").push(videoPacket(Clock::now(), true));
-    EXPECT_THAT(lines.messages(),
-                testing::ElementsAre("encoder-h264 \"e\" is given something else than pictures"));
+    EXPECT_THAT(lines.messages(), testing::ElementsAre("encoder-h264 \"e\" accepts pictures only"));
 }
 
 TEST(CameraElement, RefusesASizeThatIsNoneAndNamesIt) {
@@ -179,7 +178,8 @@ TEST(CameraElement, RefusesASizeThatIsNoneAndNamesIt) {
                                            std::pair("w=640", "640x?"), std::pair("w=-1,h=360", "?x360")}) {
         EXPECT_THAT(
             refusalOf(std::string("type=pipeline,layout={pv-yuv-src-adv:name=cam,") + attributes + "}"),
-            StartsWith(std::string("PvYuvSrcAdv \"cam\": size ") + size + " is not of even numbers"));
+            StartsWith(std::string("PvYuvSrcAdv \"cam\": size ") + size +
+                       ": width and height must be even numbers"));
     }
 }
 

@@ -60,9 +60,9 @@ TEST(Linking, IsRefusedWithOneLineThatNamesThingAndPlace) {
                 HasSubstr("unknown class Nonsense at position 41 of"));
     EXPECT_THAT(
         refusalOf("type=pipeline,layout={TestSource:name=a+TestSource:name=b}"),
-        HasSubstr("TestSource \"b\" is a source and takes nothing from TestSource \"a\" at position 41"));
+        HasSubstr("TestSource \"b\" is a source and cannot be linked after TestSource \"a\" at position 41"));
     EXPECT_THAT(refusalOf("type=pipeline,layout={TestSource:name=a+Pipeline:name=p}"),
-                HasSubstr("Pipeline \"p\" is no element of a pipeline at position 41"));
+                HasSubstr("Pipeline \"p\" is not a pipeline element at position 41"));
     EXPECT_THAT(refusalOf("type=pipeline,layout={TestSource:name=a+TestSink:link={a,}}"),
                 HasSubstr("a list entry is missing"));
     EXPECT_THAT(refusalOf("type=pipeline,layout={TestSource:name=a+encoder-nix:gop=15}"),

@@ -241,7 +241,8 @@ TEST(ShmSource, RefusesWhatItCannotConnectWith) {
                 HasSubstr("ShmSource \"src\": there is no pipeline \"plNowhere\" at position "));
     EXPECT_THAT(
         refusalOf("type=pipeline,layout={ShmSource:name=s,connect={type=application,name=x}}"),
-        HasSubstr("ShmSource \"s\": connect={type=application,name=x} describes no pipeline at position "));
+        HasSubstr(
+            "ShmSource \"s\": connect={type=application,name=x} does not describe a pipeline at position "));
     EXPECT_THAT(
         refusalOf(
             "type=pipeline,layout={ShmSource:name=s,connect={type=pipeline,layout={Nonsense:a=b},name=x}}"),

@@ -182,7 +182,7 @@ TEST_F(PublicRecording, ReportsSettingsThatItDoesNotUnderstandAndRecords) {
 TEST_F(PublicRecording, IsRefusedForAWrongNumberOfPixels) {
     const ErrorLines lines;
     expectRefused(VNRecMan2(12345, "", "", 2, folder().c_str(), "a.mp4", nullptr), lines,
-                  "PvYuvSrcAdv: size 0x0 is not of even numbers");
+                  "PvYuvSrcAdv: size 0x0: width and height must be even numbers");
 }
 
 TEST_F(PublicRecording, IsRefusedForANegativeDuration) {

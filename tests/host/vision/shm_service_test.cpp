@@ -122,7 +122,8 @@ TEST_F(ShmServiceTest, IsRefusedWithItsPartner) {
     EXPECT_FALSE(
         kepCreate("type=ShmService,index=1,partner={type=Application,layout={type=Pipeline,layout={"
                   "PvYuvSrcAdv:w=-1,h=360+FakeSink}}}"));
-    EXPECT_EQ(lines.count("size ?x360 is not of even numbers from 16 to 8192"), 1) << lines.raw();
+    EXPECT_EQ(lines.count("size ?x360: width and height must be even numbers from 16 to 8192"), 1)
+        << lines.raw();
 }
 
 }  // namespace
