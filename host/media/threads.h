@@ -9,34 +9,34 @@
 namespace kep::host {
 
 /**
- * Every thread of the framework's media part, and why it is there. A thread stands wherever something waits:
- * for a device, for a disk, for a consumer that blocks; and behind the two captures, so that scaling and
+ * Every thread of the framework's media part, and its reason. There is a thread wherever something blocks: on
+ * a device, on a disk, on a slow consumer; and one behind each of the two captures, so that scaling and
  * encoding never delay the next capture. All other work runs on the thread that delivers a packet.
  *
- * A live H.264 stream has camera and cameraElement; a recording with sound has these, their two of the
- * microphone, and muxer; an event service has event in the place of muxer.
+ * A live H.264 stream has camera and cameraElement; a recording with sound also has microphone,
+ * microphoneElement and muxer; an event service has event instead of muxer.
  */
 enum class Thread {
     camera,            /**< waits for the camera: opens it, captures, closes it */
-    microphone,        /**< the same of the microphone */
-    cameraElement,     /**< scales and encodes what one chain takes from the camera */
-    microphoneElement, /**< converts and encodes what one chain takes from the microphone */
-    fifo,              /**< a queue before elements that may block or work for long; others run inline */
-    shmSource,         /**< the same for packets of another pipeline */
-    muxer,             /**< waits for the disk that a recording is on */
-    event,             /**< waits for the disks that clips are on, and for their time to come */
+    microphone,        /**< likewise for the microphone */
+    cameraElement,     /**< scales and encodes the camera's pictures for one chain */
+    microphoneElement, /**< converts and encodes the microphone's samples for one chain */
+    fifo,              /**< drains a queue before elements that may block or work for long */
+    shmSource,         /**< likewise for packets of another pipeline */
+    muxer,             /**< waits for the disk of a recording */
+    event,             /**< waits for the disks of clips, and until clips are due */
     speaker,           /**< waits for the loudspeaker */
-    pictureWriter,     /**< waits for the disk of pictures taken without waiting */
-    demuxer,           /**< reads a recorded file, and waits for those who are handed its packets */
+    pictureWriter,     /**< waits for the disk of pictures taken asynchronously */
+    demuxer,           /**< reads a recorded file, and waits for the consumers of its packets */
     funcSink,          /**< waits for an application's callback to return */
-    detector,          /**< looks at the newest picture of a chain for as long as that takes */
-    prerecord,         /**< looks for devices that pre-recording lacks; ends once it has them */
+    detector,          /**< analyses the newest picture of a chain, for as long as that takes */
+    prerecord,         /**< retries devices missing for pre-recording; ends once it has them */
 };
 
-/** The thread's name, as tools show it. */
+/** The thread's name, as shown by ps and debuggers. */
 KEP_API const char* nameOf(Thread thread);
 
-/** Starts a thread. The only place of the media part that does. */
+/** Starts a thread. The media part starts its threads here only. */
 KEP_API std::thread startThread(Thread thread, std::function<void()> work);
 
 }  // namespace kep::host

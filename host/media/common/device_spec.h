@@ -11,7 +11,7 @@ namespace kep::host {
 struct DeviceSpec {
     std::string kind;
     std::string argument;
-    std::string text; /**< the whole, for messages */
+    std::string text; /**< the whole value, for messages */
 };
 
 /** A kind of device, and whether it needs an argument. */
@@ -25,7 +25,7 @@ struct DeviceKind {
  *
  * @param variable name of the environment variable
  * @param fallback the choice when the variable is unset or empty
- * @param kinds    the kinds that the device comes in
+ * @param kinds    the known kinds
  * @return the choice; nullopt, with an error line that names variable and value, for an unknown kind
  */
 std::optional<DeviceSpec> deviceFromEnvironment(const char* variable, const char* fallback,

@@ -16,7 +16,7 @@ extern "C" {
 
 namespace kep::host {
 
-/** Owners of the FFmpeg libraries' objects. */
+/** Frees objects of the FFmpeg libraries. */
 struct FfmpegDeleter {
     void operator()(AVFrame* frame) const { av_frame_free(&frame); }
     void operator()(AVPacket* packet) const { av_packet_free(&packet); }
@@ -28,7 +28,7 @@ struct FfmpegDeleter {
     void operator()(SwrContext* resampler) const { swr_free(&resampler); }
 };
 
-/** For what is written: avformat_close_input() is for what is read. */
+/** Frees an output context; FfmpegDeleter closes an input. */
 struct OutputDeleter {
     void operator()(AVFormatContext* output) const { avformat_free_context(output); }
 };
@@ -43,10 +43,10 @@ using SampleFifoPtr = std::unique_ptr<AVAudioFifo, FfmpegDeleter>;
 using ScalerPtr = std::unique_ptr<SwsContext, FfmpegDeleter>;
 using ResamplerPtr = std::unique_ptr<SwrContext, FfmpegDeleter>;
 
-/** What an error code of the FFmpeg libraries means, in words. */
+/** The text of an error code of the FFmpeg libraries. */
 std::string ffmpegError(int code);
 
-/** Whether a call of the FFmpeg libraries succeeded; if not, `reason` receives what its code means. */
+/** Whether a call of the FFmpeg libraries succeeded; if not, `reason` receives the text of its code. */
 bool succeeded(int code, std::string& reason);
 
 /** Registers the devices and silences av_log, once per process: failures are reported in our own lines. */

@@ -5,7 +5,7 @@
 
 namespace kep::host {
 
-/** What is done when something begins to film or record, on any thread; null for nothing. */
+/** Called when something begins to film or record, on any thread; may be null. */
 inline constinit std::atomic<void (*)()> filmingHook{nullptr};
 
 /** To be called by the constructor of each element that films or records: camera, microphone, ShmSource. */

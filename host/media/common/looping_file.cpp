@@ -41,14 +41,14 @@ FramePtr LoopingFile::next(std::string& reason) {
 }
 
 FramePtr LoopingFile::startOver(std::string& reason) {
-    // Not every format finds its beginning by time; to open it anew always works, but takes longest.
+    // Not every format can seek to its beginning by time; reopening always works, but takes longest.
     for (; rewind_ != Rewind::impossible; rewind_ = static_cast<Rewind>(static_cast<int>(rewind_) + 1)) {
         inThisPass_ = 0;
         const bool reopens = rewind_ == Rewind::reopening;
         if (reopens) {
-            std::unique_ptr<MediaReader> anew = MediaReader::open(source_, kind_, reason);
-            if (!anew) return nullptr;
-            reader_ = std::move(anew);
+            std::unique_ptr<MediaReader> reopened = MediaReader::open(source_, kind_, reason);
+            if (!reopened) return nullptr;
+            reader_ = std::move(reopened);
         } else if (!reader_->rewind(rewind_ == Rewind::byBytes)) {
             continue;
         }

@@ -8,10 +8,10 @@
 
 namespace kep::host {
 
-/** The frames of a file, over and over without a gap. A pipe is read once and ends. */
+/** Reads the frames of a file in an endless loop without a gap; a pipe once, to its end. */
 class LoopingFile {
   public:
-    /** What becomes of each decoded frame; null, with `reason` filled, when nothing can. */
+    /** Converts a decoded frame; null, with `reason` filled, on failure. */
     using Convert = std::function<FramePtr(FramePtr, std::string& reason)>;
 
     /** Null, with `reason` filled, when it cannot be opened. `loops` is false for a pipe; `convert` may be
@@ -20,13 +20,13 @@ class LoopingFile {
                                              Convert convert, std::string& reason);
 
     const MediaReader& reader() const { return *reader_; }
-    /** The next frame; null, with `reason` filled, when there is none to come. */
+    /** The next frame; null, with `reason` filled, at the end of a pipe or on failure. */
     FramePtr next(std::string& reason);
-    /** Whether the last frame of a pipe has been read. */
+    /** Whether a pipe has reached its end. */
     bool hasEnded() const { return hasEnded_; }
 
   private:
-    /** Ways back to the beginning of a file, the quickest first. */
+    /** Ways back to the beginning of a file, fastest first. */
     enum class Rewind { byTime, byBytes, reopening, impossible };
 
     LoopingFile(MediaReader::Source source, AVMediaType kind, bool loops, Convert convert,
@@ -44,10 +44,10 @@ class LoopingFile {
     const Convert convert_;
     std::unique_ptr<MediaReader> reader_;
     Rewind rewind_ = Rewind::byTime;
-    int inThisPass_ = 0;
-    std::optional<std::int64_t> firstPts_; /**< of all */
-    FramePtr first_;                       /**< of this pass, while it is the only one */
-    FramePtr only_;                        /**< the whole of a file of one frame, converted once */
+    int inThisPass_ = 0;                   /**< frames read since the beginning */
+    std::optional<std::int64_t> firstPts_; /**< of the first frame, to verify a rewind */
+    FramePtr first_;                       /**< of this pass, until a second one is read */
+    FramePtr only_;                        /**< the frame of a file with a single one, converted once */
     bool hasEnded_ = false;
 };
 

@@ -3,7 +3,7 @@
 namespace kep::host {
 namespace {
 
-/** Whether the header describes every stream of an input that has audio alone. */
+/** Whether all streams are audio and completely described by the header. */
 bool isDescribed(const AVFormatContext& input) {
     for (unsigned i = 0; i < input.nb_streams; ++i) {
         const AVCodecParameters& stream = *input.streams[i]->codecpar;
@@ -34,7 +34,7 @@ std::unique_ptr<MediaReader> MediaReader::open(const Source& source, AVMediaType
     av_dict_free(&options);
     std::unique_ptr<MediaReader> reader(new MediaReader);
     reader->input_.reset(opened);
-    // Probing beyond such a header would hold back the first seconds of a pipe.
+    // Probing beyond such a header would delay a pipe by its first seconds.
     if (result >= 0 && isDescribed(*opened))
         opened->probesize = 32;
     else if (result >= 0)

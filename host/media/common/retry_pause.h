@@ -7,12 +7,12 @@
 
 namespace kep::host {
 
-/** The pauses between attempts at what may stay away for long: a second at first, eight at last. */
+/** Back-off between attempts to open something that may be missing for long: 1 s, doubling up to 8 s. */
 class RetryPause {
   public:
-    /** How long to wait before the next attempt; twice as long each time. */
+    /** The pause before the next attempt. */
     std::chrono::seconds next() { return std::exchange(pause_, std::min(pause_ * 2, kLast)); }
-    /** An attempt has succeeded. */
+    /** After a successful attempt: the next pause is 1 s again. */
     void reset() { pause_ = kFirst; }
 
   private:

@@ -5,7 +5,7 @@
 
 namespace kep::host {
 
-/** The one clock of all captured media. */
+/** Time stamp of captured media; all share the steady clock. */
 using SteadyTime = std::chrono::steady_clock::time_point;
 
 }  // namespace kep::host

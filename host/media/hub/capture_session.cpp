@@ -70,10 +70,10 @@ bool CaptureSession::end() {
     if (isOpen) interrupt();
     {
         MutexLock lock(mutex_);
-        if (isLeftBehind_ ||
+        if (isAbandoned_ ||
             changed_.waitFor(lock, kind_.closeTimeout, [this]() REQUIRES(mutex_) { return isClosed_; }))
-            return !isLeftBehind_;
-        isLeftBehind_ = true;
+            return !isAbandoned_;
+        isAbandoned_ = true;
     }
     KEP_HOST_ERROR(kind_.hangs);
     return false;
@@ -82,7 +82,7 @@ bool CaptureSession::end() {
 void CaptureSession::run(const std::shared_ptr<CaptureSession>& before) {
     if (before) before->end();
     if (openDevice()) captureAll();
-    // Before the consumers hear of it, as they may reopen the device.
+    // Before endHub() notifies the consumers, which may reopen the device.
     close();
     {
         const MutexLock lock(mutex_);
@@ -115,16 +115,16 @@ bool CaptureSession::isWanted() {
 
 void CaptureSession::captureAll() {
     MutexLock lock(mutex_);
-    // A consumer that joined and never begins has given up.
+    // With a timeout, as a consumer may join and never begin.
     changed_.waitFor(lock, kind_.openTimeout,
                      [this]() REQUIRES(mutex_) { return phase_ != Phase::running || hasBegun_; });
     while (isWanted()) {
-        waitsSince_ = Clock::now();
+        readBegan_ = Clock::now();
         lock.unlock();
         std::string reason;
         const bool captured = read(reason);
         lock.lock();
-        waitsSince_ = {};
+        readBegan_ = {};
         if (!captured) {
             lock.unlock();
             lose(reason);
@@ -152,7 +152,7 @@ void CaptureSession::loseIfStalled() {
     {
         const MutexLock lock(mutex_);
         if (kind_.stallTimeout.count() == 0 || phase_ != Phase::running ||
-            waitsSince_ == Clock::time_point{} || Clock::now() - waitsSince_ <= kind_.stallTimeout)
+            readBegan_ == Clock::time_point{} || Clock::now() - readBegan_ <= kind_.stallTimeout)
             return;
     }
     lose("has delivered nothing for " +

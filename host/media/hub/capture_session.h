@@ -19,17 +19,17 @@ struct CaptureKind {
     Thread thread;
     std::chrono::milliseconds openTimeout;  /**< a device that takes longer to open is abandoned */
     std::chrono::milliseconds closeTimeout; /**< a device that takes longer to close is abandoned */
-    std::chrono::milliseconds linger;       /**< how long it stays open after its last consumer */
-    std::chrono::milliseconds stallTimeout; /**< it is lost when it gives nothing for longer; 0 for never */
-    std::string name;                       /**< begins the lines about it */
-    std::string noAnswer;                   /**< the line about one that does not open in time ... */
-    std::string hangs;                      /**< ... and one that does not close */
+    std::chrono::milliseconds linger;       /**< how long it stays open after its last consumer leaves */
+    std::chrono::milliseconds stallTimeout; /**< the device is lost when read() blocks longer; 0: never */
+    std::string name;                       /**< prefix of error lines */
+    std::string noAnswer;                   /**< error line when it does not open in time */
+    std::string hangs;                      /**< error line when it does not close in time */
 };
 
 /**
  * One run of a device: opened, captured from and closed on one thread, so that a device that hangs in its
- * driver can be abandoned with its thread. It captures from its first consumer on, and ends for good some
- * time after its last, or when the device fails.
+ * driver can be abandoned with its thread. It captures from the first begin() on, and ends for good
+ * `linger` after its last consumer leaves, or when the device fails.
  */
 class KEP_API CaptureSession {
   public:
@@ -48,24 +48,25 @@ class KEP_API CaptureSession {
     bool waitOpened();
     /** Counts a consumer. False when the session is over. */
     bool join();
-    /** A consumer is ready. Capturing waits for the first, so that it misses nothing. */
+    /** A consumer is ready. Capture waits for the first one, so that it misses nothing. */
     void begin();
-    /** Ends the session after the last consumer, unless it lingers. */
+    /** A consumer leaves. The last one ends the session, unless that lingers. */
     void leave();
     /** Ends the session and waits until the device is closed; false, with an error line, when it hangs. */
     bool end();
-    /** Abandons a device that has kept the capture thread waiting for too long. */
+    /** Gives up a device on which read() has blocked for longer than `stallTimeout`. */
     void loseIfStalled();
 
   protected:
     CaptureSession(CaptureKind kind, DeviceSpec device)
         : kind_(std::move(kind)), device_(std::move(device)) {}
 
-    // Called by the capture thread, with no lock held. An empty reason: an error line has been written.
+    // Called by the capture thread, with no lock held. A failure with an empty reason has already written its
+    // error line.
     virtual bool open(std::string& reason) = 0;
-    /** Blocks until something is captured; false when nothing more will be. */
+    /** Blocks until something is captured; false when the device has ended or failed. */
     virtual bool read(std::string& reason) = 0;
-    /** When to publish what was read. */
+    /** When to publish what read() captured. */
     virtual SteadyTime due() const { return {}; }
     virtual void publish() = 0;
     virtual void close() = 0;
@@ -91,20 +92,20 @@ class KEP_API CaptureSession {
     Condition changed_;
     Phase phase_ GUARDED_BY(mutex_) = Phase::opening;
     bool isClosed_ GUARDED_BY(mutex_) = false;
-    bool isLeftBehind_ GUARDED_BY(mutex_) = false;
+    bool isAbandoned_ GUARDED_BY(mutex_) = false;
     int consumers_ GUARDED_BY(mutex_) = 0;
     bool hasBegun_ GUARDED_BY(mutex_) = false;
     Clock::time_point lastUse_ GUARDED_BY(mutex_);
-    Clock::time_point waitsSince_ GUARDED_BY(mutex_); /**< since when read() blocks; zero while it does not */
+    Clock::time_point readBegan_ GUARDED_BY(mutex_); /**< when the running read() began; else zero */
 };
 
-/** The one device of its kind in the process: the session that is running, or the next. */
+/** The only device of its kind in the process: owns the current session. */
 template <class Session>
 class CaptureDevice {
   public:
-    /** A session that has been joined. Null, with a line, when the device does not open. */
+    /** Joins the current session or a new one. Null, with an error line, when the device does not open. */
     std::shared_ptr<Session> join(const DeviceSpec& chosen) EXCLUDES(mutex_) {
-        // One that ends just then, by itself, is followed by another.
+        // A session may end between waitOpened() and join(): try again with the next.
         for (int attempt = 0; attempt < kAttempts; ++attempt) {
             std::shared_ptr<Session> session = current(chosen);
             if (!session->waitOpened()) return nullptr;

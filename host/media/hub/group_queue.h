@@ -12,9 +12,9 @@
 namespace kep::host {
 
 /**
- * A bounded queue between two threads whose writer never waits, unless it asks to. When it is full it drops
- * whole groups, oldest first; a group begins at a key item and nothing is kept that lacks its key. In a
- * stream of key items alone a group is one item.
+ * A bounded queue between two threads. push() never blocks; waitForRoom() is there for a writer that wants
+ * back-pressure. A full queue drops whole groups, oldest first. A group begins at a key item; items whose key
+ * item is missing are dropped. In a stream of key items only, each is a group.
  */
 template <class Item>
 class GroupQueue {
@@ -24,30 +24,30 @@ class GroupQueue {
         std::size_t bytes;
     };
     struct PushResult {
-        std::vector<Item> dropped; /**< by this push, the pushed item perhaps among them */
-        bool awaitsKey = false;    /**< nothing will be taken until a key item comes */
-        bool wasOpen = true;       /**< otherwise nothing was taken */
+        std::vector<Item> dropped; /**< by this push; may include the pushed item */
+        bool awaitsKey = false;    /**< items are dropped until the next key item */
+        bool wasOpen = true;       /**< otherwise the item was ignored */
     };
 
     explicit GroupQueue(Limits limits) : limits_(limits) {}
 
-    /** Empties the queue and lets items through again. */
+    /** Empties the queue and accepts items again. */
     void open() { reset(true); }
-    /** To be called while it is closed. */
+    /** Only while the queue is closed. */
     void setLimits(Limits limits) {
         const MutexLock lock(mutex_);
         limits_ = limits;
     }
     /** Drops what is queued and makes every pull fail until the queue is opened again. */
     void close() { reset(false); }
-    /** Lets the reader take what is queued, then makes every pull fail. */
+    /** Accepts no more items. The reader can drain the queue; after that every pull fails. */
     void finish() {
         const MutexLock lock(mutex_);
         open_ = false;
         changed_.notifyAll();
     }
 
-    /** Blocks until an item of so many bytes has room, the queue is empty, or it is open no longer. */
+    /** Blocks until an item of `bytes` fits, the queue is empty, or it is closed. */
     void waitForRoom(std::size_t bytes) {
         MutexLock lock(mutex_);
         changed_.wait(lock, [&]() REQUIRES(mutex_) { return !open_ || items_.empty() || !isFullFor(bytes); });
@@ -74,7 +74,8 @@ class GroupQueue {
         return result;
     }
 
-    /** Takes the oldest item; with `wait` blocks until there is one. False when there is none to come. */
+    /** Takes the oldest item; with `wait` blocks for one. False when the queue is empty; with `wait` only
+     * once it is closed. */
     bool pull(Item& item, bool wait) {
         MutexLock lock(mutex_);
         if (wait) changed_.wait(lock, [this]() REQUIRES(mutex_) { return !items_.empty() || !open_; });
@@ -86,20 +87,19 @@ class GroupQueue {
         return true;
     }
 
-    /** Blocks until there is an item, but no longer than `limit`. False when there is none. */
+    /** Blocks until there is an item or the queue is closed, at most `limit`. False when it is empty. */
     bool waitWithin(std::chrono::milliseconds limit) {
         MutexLock lock(mutex_);
         changed_.waitFor(lock, limit, [this]() REQUIRES(mutex_) { return !items_.empty() || !open_; });
         return !items_.empty();
     }
 
-    /** How many items wait. */
     std::size_t size() {
         const MutexLock lock(mutex_);
         return items_.size();
     }
 
-    /** Whether items still come. */
+    /** Whether the queue still accepts items. */
     bool isOpen() {
         const MutexLock lock(mutex_);
         return open_;
@@ -125,7 +125,7 @@ class GroupQueue {
     }
 
     void reset(bool open) {
-        std::deque<Entry> freed;  // outside the lock
+        std::deque<Entry> freed;  // destroyed after the lock is released
         const MutexLock lock(mutex_);
         freed.swap(items_);
         bytes_ = 0;

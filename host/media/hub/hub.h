@@ -30,7 +30,7 @@ class Subscription {
 
     Queue& queue() { return queue_; }
 
-    /** Processes all queued items, unless another thread is already doing so: it takes these, too. */
+    /** Processes all queued items, unless another thread is doing so: that one processes these, too. */
     void pump() EXCLUDES(pumping_) {
         for (bool first = true;; first = false) {
             Item item;
@@ -47,17 +47,18 @@ class Subscription {
   protected:
     /** An item is published, whether or not this consumer wants it. */
     virtual void offered(const Item&) {}
-    /** Whether this consumer is to have the item. This and beginsGroup() are asked for one item after the
-     * other, and call nobody. */
+    /** Whether to enqueue the item. Calls of this and of beginsGroup() are serialised by a lock, so they must
+     * not call foreign code. */
     virtual bool wants(const Item&) { return true; }
-    /** Whether a group begins with the item: items are dropped up to the next such one. */
+    /** Whether the item begins a group: a full queue drops up to the next such item. */
     virtual bool beginsGroup(const Item&) { return true; }
-    /** The consumer was too slow for these. */
+    /** The queue has dropped these items, as the consumer was too slow. */
     virtual void lost(const std::vector<Item>&) {}
     /** The item was dropped because its group lacks its key item; request one. */
     virtual void lacksKey(const Item&) {}
     /** The hub publishes nothing more. */
     virtual void ended() {}
+    /** A message of Hub::tell(). */
     virtual void told(const std::string& /*message*/) {}
     /** Whether work() processes items on the publisher's thread. */
     virtual bool worksAtOnce() const { return false; }
@@ -88,15 +89,15 @@ class Subscription {
     }
 
     Queue queue_;
-    Mutex entry_; /**< one item after the other */
+    Mutex entry_; /**< serialises enqueue() */
     Mutex pumping_;
     bool isPumped_ GUARDED_BY(pumping_) = false;
 };
 
-/** Lets calls through until it is closed, and knows when the last of them is over. */
+/** Makes calls until it is closed; close() waits for those in progress. */
 class CallGate {
   public:
-    /** Makes `call` unless the gate is closed. The lock is not held meanwhile. */
+    /** Calls `call` without holding the lock, unless the gate is closed. */
     template <class Call>
     void pass(const Call& call) EXCLUDES(mutex_) {
         {
@@ -110,7 +111,7 @@ class CallGate {
         idle_.notifyAll();
     }
 
-    /** Waits until no call is under way; none begins after that. Not to be called from within one. */
+    /** Lets no further call begin and waits for those in progress. Deadlocks if called from within one. */
     void close() EXCLUDES(mutex_) {
         MutexLock lock(mutex_);
         closed_ = true;
@@ -133,7 +134,7 @@ struct NoPast {
     void clear() {}
 };
 
-/** The newest item. */
+/** Keeps the newest item for later consumers. */
 template <class Item>
 struct NewestOnly {
     void push(const Item& item) { newest = item; }
@@ -161,7 +162,7 @@ class Hub {
         const MutexLock lock(mutex_);
         if (hasEnded_) return false;
         consumer.queue().open();
-        // No foreign work under the lock: the past is only enqueued, and fits into the queue.
+        // Only enqueue under the lock, no work(). The past fits into the queue, so nothing is lost.
         past_.forEach([&](const Item& item) { consumer.enqueue(item); });
         auto list = std::make_shared<List>(*list_);
         list->push_back(std::make_shared<Entry>(consumer));
@@ -170,7 +171,7 @@ class Hub {
     }
 
     /** Waits for a call in progress; afterwards the hub no longer touches the consumer, whose queue keeps its
-     * items. False for one that has not subscribed. Must not be called from a consumer's callback. */
+     * items. False if it was not subscribed. Must not be called from a consumer's callback. */
     bool unsubscribe(const Subscription<Item>& consumer) EXCLUDES(mutex_) {
         std::shared_ptr<Entry> gone;
         {
@@ -197,12 +198,12 @@ class Hub {
         each(*list, [&](Subscription<Item>& consumer) { consumer.receive(item); });
     }
 
-    /** Gives all consumers a message. */
+    /** Passes a message to all consumers. */
     void tell(const std::string& message) EXCLUDES(mutex_) {
         each(*consumers(), [&](Subscription<Item>& consumer) { consumer.told(message); });
     }
 
-    /** Tells all consumers that nothing more is published, and takes no new ones. */
+    /** Notifies all consumers that nothing more is published, and refuses new ones. */
     void end() EXCLUDES(mutex_) {
         std::shared_ptr<const List> list;
         {

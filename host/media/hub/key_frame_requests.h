@@ -12,11 +12,11 @@ namespace kep::host {
 
 /**
  * The times at or after which key frames are wanted. One key frame answers all requests up to its time, so
- * that an element without one may ask with each packet until it arrives.
+ * that an element that lacks one may request it with every packet until it arrives.
  */
 class KeyFrameRequests {
   public:
-    /** Asks for the next picture, whatever the time of the last key frame. */
+    /** Requests the next picture, whatever the time of the last key frame. */
     static constexpr SteadyTime kNextPicture = SteadyTime::min();
 
     void add(SteadyTime at) {
@@ -26,7 +26,7 @@ class KeyFrameRequests {
         times_.push_back(at);
     }
 
-    /** Whether a picture that stands for the time up to `reach` is to be a key frame. */
+    /** Whether the picture that covers the time up to `reach` must be a key frame. */
     bool isDue(SteadyTime reach) {
         const MutexLock lock(mutex_);
         // Time stamps may jump back.
@@ -34,7 +34,7 @@ class KeyFrameRequests {
         return std::any_of(times_.begin(), times_.end(), [reach](SteadyTime at) { return at <= reach; });
     }
 
-    /** A key frame has been encoded. */
+    /** A key frame that covers the time up to `reach` has been encoded. */
     void answer(SteadyTime reach) {
         const MutexLock lock(mutex_);
         answered_ = reach;

@@ -11,16 +11,17 @@
 
 namespace kep::host {
 
-/** What a consumer is told, on the capture thread with no lock held; either may be null. */
+/** Callbacks of a consumer, either may be null. Called with no lock held, on the capture thread; for a
+ * stalled device on the thread of a consumer. */
 struct LeaseListener {
-    /** Items that the device or the consumer's queue has dropped. */
+    /** How many items the device or the consumer's queue has dropped. */
     std::function<void(std::size_t)> lost;
     /** The device is lost. */
     std::function<void(const std::string& device)> ended;
 };
 
 /** One consumer's share of a device: its queue, and the session that it keeps open. A derived class calls
- * close() in its destructor, as it is called by the capture thread until then. */
+ * close() in its destructor: until then the capture thread calls its functions. */
 template <class Session>
 class Lease : protected Subscription<typename Session::Item> {
   public:
@@ -29,11 +30,11 @@ class Lease : protected Subscription<typename Session::Item> {
     const std::string& device() const { return session_->device().text; }
 
     /** Takes the next item; with `wait` blocks until there is one. False once the lease is closed, or the
-     * device is lost and what is queued is taken. */
+     * device is lost and the queue is empty. */
     bool pull(Item& item, bool wait) {
         while (!this->queue().pull(item, false)) {
             if (!wait) return false;
-            if (this->queue().waitWithin(kLook)) continue;
+            if (this->queue().waitWithin(kStallCheck)) continue;
             if (!this->queue().isOpen()) return this->queue().pull(item, false);
             session_->loseIfStalled();
         }
@@ -43,8 +44,8 @@ class Lease : protected Subscription<typename Session::Item> {
     /** Whether the device has been lost. */
     bool isLost() const { return isLost_; }
 
-    /** Gives the share back, drops what is queued and ends the calls to `lost` and `ended`. Not to be called
-     * from within a call of the hub. */
+    /** Leaves the session, drops the queued items and ends the calls to `lost` and `ended`. Must not be
+     * called from a callback of the hub. */
     void close() {
         if (isOpen_.exchange(false)) {
             session_->hub().unsubscribe(*this);
@@ -54,11 +55,11 @@ class Lease : protected Subscription<typename Session::Item> {
     }
 
   protected:
-    /** Takes over a session that has been joined. */
+    /** Takes over a session whose join() has succeeded. */
     Lease(std::shared_ptr<Session> session, typename GroupQueue<Item>::Limits limits, LeaseListener listener)
         : Subscription<Item>(limits), session_(std::move(session)), listener_(std::move(listener)) {}
 
-    /** To be called once. False when the device has just been lost. */
+    /** Called once. False when the device has just been lost. */
     bool subscribe() {
         isOpen_ = session_->hub().subscribe(*this);
         if (isOpen_) {
@@ -76,7 +77,7 @@ class Lease : protected Subscription<typename Session::Item> {
 
   private:
     /** How often a waiting consumer checks whether the device has stalled. */
-    static constexpr std::chrono::seconds kLook{1};
+    static constexpr std::chrono::seconds kStallCheck{1};
 
     void lost(const std::vector<Item>& dropped) override { tellLost(dropped.size()); }
     void ended() override {

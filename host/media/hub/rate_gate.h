@@ -9,7 +9,7 @@
 
 namespace kep::host {
 
-/** Lets no more than so many pictures of a second pass, evenly spaced. Used by one thread. */
+/** Passes at most `rate` pictures per second, evenly spaced. Used by one thread. */
 class RateGate {
   public:
     bool passes(SteadyTime stamp, int rate) {
@@ -17,7 +17,7 @@ class RateGate {
         if (std::exchange(rate_, rate) != rate) due_ = {};
         const nanoseconds period = nanoseconds(1'000'000'000) / rate;
         const nanoseconds interval = stamp - std::exchange(last_, stamp);
-        // The picture nearest to a due time passes; a rate about that of the source lets all pass, whatever
+        // The picture nearest to a due time passes; at about the rate of the source all pass, whatever
         // their jitter.
         if (stamp + std::clamp(interval, nanoseconds(0), period) / 2 < due_) return false;
         due_ += period;

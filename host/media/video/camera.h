@@ -10,19 +10,19 @@
 
 namespace kep::host {
 
-/** What a camera delivers. */
+/** Format of a camera's pictures. */
 struct CameraFormat {
     int width = 0;
     int height = 0;
-    AVRational rate = {0, 1}; /**< pictures in a second; 0 when it follows the highest rate that is wanted */
+    AVRational rate = {0, 1}; /**< pictures per second; 0: follows the highest rate requested */
     AVColorSpace colours = AVCOL_SPC_BT709;
 };
 
-/** What a file or a device delivers: its size rounded down to even numbers, and 30 pictures a second when it
- * does not say. */
+/** Format of a file's or device's pictures: size rounded down to even numbers, 30 pictures per second if
+ * unknown. */
 CameraFormat formatOf(const MediaReader& reader);
 
-/** A device that pictures come from. Used by the capture thread alone. */
+/** A source of pictures. Used by the capture thread only. */
 class Camera {
   public:
     virtual ~Camera() = default;
@@ -30,13 +30,13 @@ class Camera {
     virtual CameraFormat format() const = 0;
 
     /**
-     * Makes the next picture. A stamp that lies ahead says when the picture is due: the caller holds it back
-     * until then.
+     * Captures the next picture. Its stamp may lie in the future: the caller holds the picture back until
+     * then.
      *
-     * @param wanted  highest rate that a consumer asks for
-     * @param picture in: its number if the camera has missed none; out: the picture
-     * @param reason  why there is none
-     * @return false when the camera has ended
+     * @param wanted  highest rate that a consumer requests
+     * @param picture in: its number if no picture was missed; out: the picture
+     * @param reason  receives the cause of a failure
+     * @return false when the camera has ended or failed
      */
     virtual bool next(int wanted, Picture& picture, std::string& reason) = 0;
 };
@@ -47,7 +47,7 @@ std::optional<DeviceSpec> chosenCamera();
 /** Opens a camera. Null, with `reason` filled, when it cannot be opened. */
 std::unique_ptr<Camera> openCamera(const DeviceSpec& spec, std::string& reason);
 
-// The kinds of camera. Null, with `reason` filled, when one does not open.
+// The kinds of camera. Null, with `reason` filled, when one cannot be opened.
 std::unique_ptr<Camera> openTestCamera();
 std::unique_ptr<Camera> openV4l2Camera(const std::string& device, std::string& reason);
 std::unique_ptr<Camera> openFileCamera(const std::string& path, std::string& reason);

@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::size_t kMostQueuedBytes = 96U << 20;
 
-/** Of the newest picture of the process, as numbers run on from one session to the next. */
+/** Number of the newest picture in the process: numbering continues across sessions. */
 std::atomic<std::int64_t> newestNumber{0};
 
 CaptureKind cameraKind(const DeviceSpec& device) {
@@ -76,10 +76,10 @@ bool CameraSession::read(std::string& reason) {
 
 void CameraSession::publish() {
     newestNumber = read_->number;
-    // As late as can be, so that what has been set until its time is in it.
+    // As late as possible, so that settings made before the picture is due are in it.
     read_->frame = stage_.apply(std::move(read_->frame), read_->stamp);
     if (!read_->frame) {
-        // Consumers find from the numbers that it is missing; unpainted it might show what is to be hidden.
+        // Consumers detect the loss by the numbers; unpainted the picture could show a privacy zone.
         KEP_HOST_ERROR("camera " + device().text + ": picture dropped: out of memory");
         read_.reset();
         return;
@@ -127,7 +127,7 @@ void CameraLease::offered(const PicturePtr& picture) {
 }
 
 bool CameraLease::wants(const PicturePtr& picture) {
-    // At its own rate all pictures are wanted, also the first ones after a change of the rate.
+    // At the camera's own rate no picture is skipped, not even right after a change of the rate.
     const bool isThinned = rate_ < av_q2d(session().rate()) * 0.99;
     if (picture->number <= after_ || (isThinned && !gate_.passes(picture->stamp, rate_))) return false;
     after_ = picture->number;

@@ -13,8 +13,8 @@
 namespace kep::host {
 
 /**
- * One run of the camera. It outlasts its last consumer by a moment, so that a stream that is stopped and
- * started finds the camera running.
+ * One run of the camera. It lingers after its last consumer has left, so that a restarted stream finds the
+ * camera running.
  */
 class CameraSession final : public CaptureSession {
   public:
@@ -25,9 +25,9 @@ class CameraSession final : public CaptureSession {
     Hub<PicturePtr, NewestOnly<PicturePtr>>& hub() { return hub_; }
     /** Fixed once it is open. */
     const CameraFormat& format() const { return format_; }
-    /** Pictures that it gives in a second. */
+    /** Pictures per second that it delivers. */
     AVRational rate() const;
-    /** What a consumer wants; 0 when it leaves. */
+    /** Sets the rate that a consumer requests; 0 when it leaves. */
     void setRate(const void* consumer, int rate);
 
   private:
@@ -38,29 +38,29 @@ class CameraSession final : public CaptureSession {
     void close() override;
     void endHub() override { hub_.end(); }
 
-    std::unique_ptr<Camera> camera_; /**< of the capture thread */
+    std::unique_ptr<Camera> camera_; /**< used by the capture thread only */
     CameraFormat format_;
     std::shared_ptr<Picture> read_;
     ImageStage stage_;
     Mutex ratesMutex_;
     std::map<const void*, int> rates_ GUARDED_BY(ratesMutex_);
-    std::atomic<int> wantedRate_{30}; /**< the highest of them, or of the last that left */
+    std::atomic<int> wantedRate_{30}; /**< the highest of rates_; stays when the last consumer leaves */
     Hub<PicturePtr, NewestOnly<PicturePtr>> hub_;
 };
 
-/** A share of the camera of the process, in a rate of its own. */
+/** One consumer's share of the process's camera, at a rate of its own. */
 class KEP_API CameraLease final : public Lease<CameraSession> {
   public:
     /** A second of 1080p: as much as the camera delivers in one burst after the machine has stalled. */
     static constexpr std::size_t kUsualDepth = 64;
 
     /**
-     * Opens the camera for its first consumer. KEP_HOST_VIDEO is read whenever it has none.
+     * Joins the camera, or opens it. A change of KEP_HOST_VIDEO takes effect while it has no consumer.
      *
-     * @param rate  pictures wanted in a second
-     * @param after number of the newest picture that this consumer has had before
-     * @param depth pictures that may wait to be pulled; the oldest are dropped for newer ones
-     * @return null, with a line written, when there is no camera
+     * @param rate  pictures per second
+     * @param after number of the last picture that this consumer has received; only later ones are delivered
+     * @param depth pictures that the queue holds; when full it drops the oldest
+     * @return null, with an error line, when the camera cannot be opened
      */
     static std::shared_ptr<CameraLease> open(int rate, std::int64_t after, LeaseListener listener,
                                              std::size_t depth = kUsualDepth);
@@ -73,7 +73,7 @@ class KEP_API CameraLease final : public Lease<CameraSession> {
     }
     /** Changes the rate from the next picture on. */
     void setRate(int rate);
-    /** The rate at which pictures really come: what is wanted, or what the camera gives if that is less. */
+    /** The actual rate: the requested one, or the camera's if that is lower. */
     AVRational rate() const;
 
   private:
@@ -84,9 +84,9 @@ class KEP_API CameraLease final : public Lease<CameraSession> {
     bool wants(const PicturePtr& picture) override;
 
     std::atomic<int> rate_;
-    // Of the capture thread.
-    std::int64_t after_;
-    std::int64_t seen_ = -1; /**< number of the newest picture, taken or not */
+    // Used by the capture thread only.
+    std::int64_t after_;     /**< number of the newest picture accepted */
+    std::int64_t seen_ = -1; /**< number of the newest picture offered */
     RateGate gate_;
 };
 

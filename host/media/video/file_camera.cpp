@@ -8,7 +8,9 @@ namespace kep::host {
 
 namespace {
 
+// A camera that is later than this continues from now instead of catching up.
 constexpr std::chrono::milliseconds kTolerance(250);
+// A longer step between time stamps is replaced by the period of the frame rate.
 constexpr std::chrono::seconds kLongestStep(10);
 
 std::chrono::nanoseconds toNanoseconds(std::int64_t ticks, AVRational base) {
@@ -16,8 +18,8 @@ std::chrono::nanoseconds toNanoseconds(std::int64_t ticks, AVRational base) {
 }
 
 /**
- * A video or picture file as a camera: in real time and over and over, as if it went on for ever. A single
- * picture is repeated. A pipe is filmed once and ends with what is written to it.
+ * Plays a video or picture file as a camera, in real time and in an endless loop; a single picture is
+ * repeated. A pipe is played once, to its end.
  */
 class FileCamera final : public Camera {
   public:
@@ -46,13 +48,12 @@ FileCamera::Clock::time_point FileCamera::dueTime(const AVFrame& frame) {
     std::chrono::nanoseconds step = period;
     if (frame.pts != AV_NOPTS_VALUE && lastPts_ != AV_NOPTS_VALUE) {
         step = toNanoseconds(frame.pts - lastPts_, file_->reader().stream().time_base);
-        // Also from the last picture to the first one.
+        // Also when the file starts over, from the last picture to the first.
         if (step <= step.zero() || step > kLongestStep) step = period;
     }
     lastPts_ = frame.pts;
     const bool first = lastDue_ == Clock::time_point{};
     lastDue_ = first ? now : lastDue_ + step;
-    // A camera that cannot keep up goes on from now instead of hurrying for ever.
     if (now - lastDue_ > kTolerance) lastDue_ = now;
     return lastDue_;
 }

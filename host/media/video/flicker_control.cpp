@@ -13,14 +13,14 @@
 namespace kep::host {
 namespace {
 
-/** What the device does by itself, if it can: it knows its lamps better than we do. */
+/** Automatic detection of the power line frequency, if the device can. */
 int avoidingValue(int device, const v4l2_queryctrl& control) {
     v4l2_querymenu item{};
     item.id = control.id;
     item.index = V4L2_CID_POWER_LINE_FREQUENCY_AUTO;
     if (control.maximum >= V4L2_CID_POWER_LINE_FREQUENCY_AUTO && ioctl(device, VIDIOC_QUERYMENU, &item) == 0)
         return V4L2_CID_POWER_LINE_FREQUENCY_AUTO;
-    // Else what its maker chose for where it was sold.
+    // Else the default of its manufacturer, who knows the region of sale.
     return control.default_value != V4L2_CID_POWER_LINE_FREQUENCY_DISABLED
                ? control.default_value
                : V4L2_CID_POWER_LINE_FREQUENCY_50HZ;
@@ -36,8 +36,8 @@ void FlickerControl::follow() {
     set(isWanted);
 }
 
-void FlickerControl::set(bool avoids) const {
-    // The engine keeps its own handle to itself; a device's controls are set by any.
+void FlickerControl::set(bool on) const {
+    // libavdevice does not expose its descriptor, but controls can be set through any.
     const int device = open(device_.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK);
     v4l2_queryctrl control{};
     control.id = V4L2_CID_POWER_LINE_FREQUENCY;
@@ -45,8 +45,7 @@ void FlickerControl::set(bool avoids) const {
     value.id = control.id;
     const bool isThere = device >= 0 && ioctl(device, VIDIOC_QUERYCTRL, &control) == 0 &&
                          (control.flags & V4L2_CTRL_FLAG_DISABLED) == 0;
-    if (isThere)
-        value.value = avoids ? avoidingValue(device, control) : V4L2_CID_POWER_LINE_FREQUENCY_DISABLED;
+    if (isThere) value.value = on ? avoidingValue(device, control) : V4L2_CID_POWER_LINE_FREQUENCY_DISABLED;
     if (isThere && ioctl(device, VIDIOC_S_CTRL, &value) != 0)
         KEP_HOST_ERROR("camera v4l2:" + device_ + ": cannot set anti-flicker: " + std::strerror(errno));
     if (!isThere) KEP_HOST_INFO("camera v4l2:" + device_ + ": has no anti-flicker control");

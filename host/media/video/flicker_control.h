@@ -10,19 +10,19 @@
 namespace kep::host {
 
 /**
- * The control of a V4L2 device by which its exposure avoids the flicker of lamps, set as the segment of the
- * image says. A device keeps what it was set to before until anti-flicker is switched on for the first time.
+ * Sets the power line frequency control of a V4L2 device by the anti-flicker setting in shared memory. Until
+ * anti-flicker is switched on for the first time the device keeps its own setting.
  */
 class KEP_API FlickerControl {
   public:
     explicit FlickerControl(std::string device) : device_(std::move(device)) {}
 
-    /** Sets the control if what it is to be has changed. A line tells of a device that refuses it; one that
-     * has no such control is left alone. */
+    /** Applies a change of the setting. Writes an error line when the device refuses it, an information line
+     * when it has no such control. */
     void follow();
 
   private:
-    void set(bool avoids) const;
+    void set(bool on) const;
 
     const std::string device_;
     SharedRecordReader image_{kImageSegment, sizeof(ImageRecord)};

@@ -13,7 +13,7 @@ namespace {
 void setRate(AVCodecContext& codec, int bitsPerSecond) {
     codec.bit_rate = bitsPerSecond;
     codec.rc_max_rate = bitsPerSecond;
-    // Half a second holds a key frame and still keeps the mean of a short piece close to what is set.
+    // Half a second has room for a key frame, yet keeps the mean rate of a short clip close to the setting.
     codec.rc_buffer_size = bitsPerSecond / 2;
 }
 
@@ -43,8 +43,7 @@ std::unique_ptr<H264Encoder> H264Encoder::open(const H264Settings& settings, std
         codec->color_primaries = AVCOL_PRI_BT709;
         codec->color_trc = AVCOL_TRC_BT709;
     }
-    // Groups end where a key frame is asked for and nowhere else, so that their length can change at any
-    // time.
+    // Key frames only on request, so that the group length can change at any time.
     codec->gop_size = std::numeric_limits<int>::max();
     codec->max_b_frames = 0;
     codec->thread_count = 1;

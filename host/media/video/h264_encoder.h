@@ -12,8 +12,8 @@ namespace kep::host {
 struct H264Settings {
     int width;
     int height;
-    AVRational rate; /**< pictures in a second */
-    int bitRate;     /**< bits in a second */
+    AVRational rate; /**< pictures per second */
+    int bitRate;     /**< bits per second */
     AVColorSpace colours;
 };
 
@@ -22,7 +22,7 @@ struct H264Settings {
 class H264Encoder {
   public:
     static constexpr const char* defaultEncoder = "libx264";
-    /** Bits in a second: what still shows something of a small picture, and more than any needs. */
+    /** Bits per second: the least that still shows a small picture, and more than any picture needs. */
     static constexpr int kLowestBitRate = 10'000;
     static constexpr int kHighestBitRate = 200'000'000;
 

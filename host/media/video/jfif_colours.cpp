@@ -9,17 +9,16 @@ namespace kep::host {
 
 namespace {
 
-constexpr int fractionBits = 13;
+constexpr int kFractionBits = 13;
 
-// Brightness is reckoned in unsigned numbers of 16 bits: 7 for the fraction, and an offset that keeps them
-// above 0.
-constexpr int lumaBits = 7;
-constexpr int lumaOffset = 64;
-constexpr int lumaScale = 149;  // 255 / 219
-constexpr int lumaBias = (lumaOffset << lumaBits) + (1 << (lumaBits - 1)) - 16 * lumaScale;
+// Luma is computed in unsigned 16-bit numbers: 7 bits of fraction, and an offset that keeps them positive.
+constexpr int kLumaBits = 7;
+constexpr int kLumaOffset = 64;
+constexpr int kLumaScale = 149;  // 255 / 219
+constexpr int kLumaBias = (kLumaOffset << kLumaBits) + (1 << (kLumaBits - 1)) - 16 * kLumaScale;
 
 std::int16_t fraction(double value) {
-    return static_cast<std::int16_t>(std::lround(value * (1 << fractionBits)));
+    return static_cast<std::int16_t>(std::lround(value * (1 << kFractionBits)));
 }
 
 template <class Number>
@@ -46,7 +45,7 @@ JfifColours::JfifColours(const AVFrame& like)
       shift_(stride_) {
     const LumaShares from = lumaSharesOf(like.colorspace, like.height);
     const LumaShares to = kStandardTelevision;
-    // What one unit of each colour difference adds to red, green and blue, all brightness taken away.
+    // What one unit of each colour difference adds to red, green and blue at zero luma.
     const double redByRed = 2 * (1 - from.red);
     const double blueByBlue = 2 * (1 - from.blue);
     const double greenByRed = -redByRed * from.red / from.green();
@@ -77,7 +76,7 @@ void JfifColours::convert(const AVFrame& frame, int firstRow) {
 }
 
 void JfifColours::convertChroma(const std::uint8_t* blueFrom, const std::uint8_t* redFrom, int row) {
-    constexpr int half = 1 << (fractionBits - 1);
+    constexpr int half = 1 << (kFractionBits - 1);
     std::uint8_t* const blueTo = blue(row);
     std::uint8_t* const redTo = red(row);
     std::uint16_t* const shift = shift_.data();
@@ -86,10 +85,10 @@ void JfifColours::convertChroma(const std::uint8_t* blueFrom, const std::uint8_t
     for (std::size_t i = 0; i < count; ++i) {
         const auto b = static_cast<std::int16_t>(blueFrom[i] - 128);
         const auto r = static_cast<std::int16_t>(redFrom[i] - 128);
-        blueTo[i] = clipped(((b * toBlue.blue + r * toBlue.red + half) >> fractionBits) + 128);
-        redTo[i] = clipped(((b * toRed.blue + r * toRed.red + half) >> fractionBits) + 128);
+        blueTo[i] = clipped(((b * toBlue.blue + r * toBlue.red + half) >> kFractionBits) + 128);
+        redTo[i] = clipped(((b * toRed.blue + r * toRed.red + half) >> kFractionBits) + 128);
         shift[2 * i] = shift[2 * i + 1] = static_cast<std::uint16_t>(
-            lumaBias + ((b * toLuma.blue + r * toLuma.red) >> (fractionBits - lumaBits)));
+            kLumaBias + ((b * toLuma.blue + r * toLuma.red) >> (kFractionBits - kLumaBits)));
     }
     repeatLast(blueTo, count, stride_ / 2);
     repeatLast(redTo, count, stride_ / 2);
@@ -99,8 +98,8 @@ void JfifColours::convertLuma(const std::uint8_t* from, std::uint8_t* to) const 
     const std::uint16_t* const shift = shift_.data();
     const auto count = static_cast<std::size_t>(width_);
     for (std::size_t i = 0; i < count; ++i) {
-        const auto sum = static_cast<std::uint16_t>(from[i] * lumaScale + shift[i]);
-        to[i] = clipped(static_cast<std::int16_t>((sum >> lumaBits) - lumaOffset));
+        const auto sum = static_cast<std::uint16_t>(from[i] * kLumaScale + shift[i]);
+        to[i] = clipped(static_cast<std::int16_t>((sum >> kLumaBits) - kLumaOffset));
     }
     repeatLast(to, count, stride_);
 }

@@ -10,9 +10,8 @@
 namespace kep::host {
 
 /**
- * Brings the camera's colours, of limited range and often those of HD television, to what every reader of a
- * JPEG file takes them for: full range, with the weights of BT.601. Works in strips of 16 rows of brightness,
- * as a JPEG encoder takes them.
+ * Converts the camera's colours, of limited range and often BT.709, to those that readers of a JPEG file
+ * assume: full range, BT.601. Works in strips of 16 luma rows, the unit of a JPEG encoder.
  */
 class JfifColours {
   public:
@@ -22,7 +21,7 @@ class JfifColours {
     /** For pictures like this one: planar YUV 4:2:0 of limited range and even size. */
     explicit JfifColours(const AVFrame& like);
 
-    /** Converts the strip that begins at a row; rows and columns past the picture's end repeat its last. */
+    /** Converts the strip that begins at a row; rows and columns beyond the picture repeat its last. */
     void convert(const AVFrame& frame, int firstRow);
 
     std::uint8_t* luma(int row) { return luma_.data() + static_cast<std::size_t>(row) * stride_; }
@@ -30,7 +29,7 @@ class JfifColours {
     std::uint8_t* red(int row) { return red_.data() + static_cast<std::size_t>(row) * stride_ / 2; }
 
   private:
-    /** What the colour differences add to a result, as 13-bit fractions. */
+    /** Weights of the colour differences in a result, as 13-bit fractions. */
     struct Weights {
         std::int16_t blue, red;
     };
@@ -42,7 +41,7 @@ class JfifColours {
     const std::size_t stride_;
     Weights toLuma_{}, toBlue_{}, toRed_{};
     std::vector<std::uint8_t> luma_, blue_, red_;
-    std::vector<std::uint16_t> shift_; /**< of the brightness of two rows by their colours */
+    std::vector<std::uint16_t> shift_; /**< what the colours of two rows add to their luma */
 };
 
 }  // namespace kep::host

@@ -14,15 +14,15 @@ namespace kep::host {
 
 namespace {
 
-/** Holds most files at 1080p. A smaller one makes the library copy what it has each time it grows. */
+/** Holds most files at 1080p. With a smaller buffer libjpeg copies the file each time it grows. */
 constexpr unsigned long kUsualBytes = 1U << 20;
 
 struct Errors {
-    jpeg_error_mgr base; /**< first, as the library gives back its address alone */
+    jpeg_error_mgr base; /**< first: libjpeg passes back only its address */
     std::jmp_buf back;
 };
 
-/** A failure jumps back out of here: nothing may have a destructor. */
+/** libjpeg leaves this function by longjmp on failure: nothing in it may have a destructor. */
 void compress(jpeg_compress_struct& codec, const AVFrame& picture, JfifColours& colours, int quality) {
     codec.image_width = static_cast<JDIMENSION>(picture.width);
     codec.image_height = static_cast<JDIMENSION>(picture.height);
@@ -59,7 +59,7 @@ JpegFile encodeJpeg(const AVFrame& picture, int quality, std::string& reason) {
         std::longjmp(reinterpret_cast<Errors*>(common->err)->back, 1);
     };
     errors.base.output_message = [](j_common_ptr) {};
-    // A larger file gets memory of the library's; what that is by then is lost when memory runs out.
+    // For a larger file libjpeg allocates its own buffer, which leaks when memory runs out.
     decltype(JpegFile::bytes) usual(static_cast<unsigned char*>(std::malloc(kUsualBytes)));
     unsigned char* bytes = usual.get();
     unsigned long size = usual ? kUsualBytes : 0;

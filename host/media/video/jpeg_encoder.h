@@ -9,7 +9,7 @@
 
 namespace kep::host {
 
-/** A JPEG file in memory; without bytes when it could not be made. */
+/** A JPEG file in memory; `bytes` is null after a failure. */
 struct JpegFile {
     struct Free {
         void operator()(unsigned char* memory) const { std::free(memory); }
@@ -19,11 +19,11 @@ struct JpegFile {
 };
 
 /**
- * Makes a JPEG file out of planar YUV 4:2:0 of limited range and even size, with the quantisation tables that
- * libjpeg gives a quality, in the colours that readers of such a file expect.
+ * Encodes planar YUV 4:2:0 of limited range and even size as JPEG, with libjpeg's quantisation tables for the
+ * quality, in the colours that readers of JPEG files assume (JfifColours).
  *
  * @param quality 1 to 100
- * @param reason  receives the cause when no file could be made
+ * @param reason  receives the cause of a failure
  */
 JpegFile encodeJpeg(const AVFrame& picture, int quality, std::string& reason);
 

@@ -13,13 +13,13 @@ using recordings::FileLayer;
 
 namespace {
 
-constexpr std::string_view scheme = "file://";
+constexpr std::string_view kScheme = "file://";
 
 }  // namespace
 
 std::optional<std::string> pathOfFileUrl(const std::string& url) {
-    const bool isFile = url.starts_with(scheme);
-    if (isFile && url.size() > scheme.size() && !url.ends_with('/')) return url.substr(scheme.size());
+    const bool isFile = url.starts_with(kScheme);
+    if (isFile && url.size() > kScheme.size() && !url.ends_with('/')) return url.substr(kScheme.size());
     KEP_HOST_ERROR("\"" + url + (isFile ? "\" has no file name" : "\" is not a file URL"));
     return std::nullopt;
 }
@@ -32,7 +32,7 @@ bool writeWhole(const std::string& path, const void* bytes, std::size_t size, st
         return false;
     }
     FileLayer& files = FileLayer::current();
-    // Its own for each picture, as two may be made of one name.
+    // Unique for each picture, as two with the same path may be written at once.
     const std::string temporary = recordings::temporaryPath(FileLayer::folderOf(path), "picture");
     const auto file = files.create(temporary, reason);
     if (!file) return false;

@@ -11,7 +11,7 @@ namespace kep::host {
 
 namespace {
 
-/** The format without the full range that some formats have in their name. */
+/** The plain format of a YUVJ format, whose name implies full range. */
 AVPixelFormat withoutRange(AVPixelFormat format) {
     switch (format) {
         case AV_PIX_FMT_YUVJ420P:
@@ -39,7 +39,7 @@ bool PictureScaler::prepare(const Job& job) {
     job_ = job;
     context_.reset(sws_alloc_context());
     if (!context_) return false;
-    // The ranges decide which routines are chosen, so they must be known from the beginning.
+    // libswscale chooses its routines by the ranges, so they must be set before it is initialised.
     const struct {
         const char* name;
         std::int64_t value;

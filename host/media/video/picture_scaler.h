@@ -13,9 +13,10 @@ bool isRgb(AVPixelFormat format);
 /** Converts pictures of any format and size to planar YUV 4:2:0 of limited range. */
 class PictureScaler {
   public:
-    /** A picture of the given size, which is even; null when the format cannot be converted. */
+    /** Converts to a picture of the given, even size; null when the format cannot be converted. */
     FramePtr scale(const AVFrame& from, int width, int height);
-    /** The same of a picture as decoded, its size brought down to even numbers; null with `reason` filled. */
+    /** Likewise at the size of a decoded picture, rounded down to even; null, with `reason` filled, on
+     * failure. */
     FramePtr toPicture(FramePtr decoded, std::string& reason);
 
   private:

@@ -7,23 +7,24 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Like a driver's ring of buffers: younger pictures are delivered late, older ones are missed.
-constexpr std::chrono::seconds ring(1);
-constexpr std::int64_t second = 1'000'000'000;
+// Like a driver's ring of buffers: pictures that are late by less are still delivered, older ones are missed.
+constexpr std::chrono::seconds kRing(1);
+constexpr std::int64_t kSecond = 1'000'000'000;  // nanoseconds
 
-/** Index of the last point of the grid of `rate` at or before `time`; the exact reverse of gridTime(). */
+/** Index of the last point of the grid of `rate` at or before `time`; the exact inverse of gridTime(). */
 std::int64_t gridIndex(Clock::time_point time, int rate) {
     const std::int64_t ns = time.time_since_epoch() / std::chrono::nanoseconds(1);
-    return ns / second * rate + ((ns % second + 1) * rate - 1) / second;
+    return ns / kSecond * rate + ((ns % kSecond + 1) * rate - 1) / kSecond;
 }
 
 Clock::time_point gridTime(std::int64_t index, int rate) {
-    return Clock::time_point(std::chrono::nanoseconds(index / rate * second + index % rate * second / rate));
+    return Clock::time_point(
+        std::chrono::nanoseconds(index / rate * kSecond + index % rate * kSecond / rate));
 }
 
 /**
- * The test picture as a camera. It films at the highest rate that a consumer asks for; the capture times are
- * the whole multiples of the picture's duration on the steady clock.
+ * A camera that films the test card, at the highest rate that a consumer requests. The capture times are
+ * whole multiples of the picture's duration on the steady clock.
  */
 class TestCamera final : public Camera {
   public:
@@ -44,7 +45,7 @@ bool TestCamera::next(int wanted, Picture& picture, std::string& reason) {
     std::int64_t due = current;
     if (last_ != Clock::time_point{}) {
         due = gridIndex(last_, wanted) + 1;
-        if (now - gridTime(due, wanted) > ring) {
+        if (now - gridTime(due, wanted) > kRing) {
             picture.number += current - due;
             due = current;
         }

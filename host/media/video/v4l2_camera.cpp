@@ -15,7 +15,7 @@ namespace {
 constexpr const char* kWishes[] = {"input_format=mjpeg:video_size=1920x1080:framerate=30",
                                    "video_size=1920x1080:framerate=30", ""};
 
-/** A Video4Linux device, opened at 1080p and 30 pictures a second or what comes nearest. */
+/** A Video4Linux device, opened at 1080p and 30 pictures per second, or the nearest that it offers. */
 class V4l2Camera final : public Camera {
   public:
     V4l2Camera(const std::string& device, std::unique_ptr<MediaReader> reader)
@@ -39,7 +39,7 @@ bool V4l2Camera::next(int, Picture& picture, std::string& reason) {
         reason = result == AVERROR_EOF ? "has ended" : ffmpegError(result);
         return false;
     }
-    // Drivers stamp by the monotonic clock; those that do otherwise are stamped on arrival.
+    // Drivers stamp by the monotonic clock; pictures with any other time are stamped on arrival.
     picture.stamp = steady_clock::now();
     if (const std::int64_t pts = frame->best_effort_timestamp; pts != AV_NOPTS_VALUE) {
         const steady_clock::time_point told(
