@@ -10,13 +10,14 @@ namespace kep::host {
 namespace {
 
 constexpr std::size_t kBlockSamples = 1024;  // of each channel
-/** Blocks of an ADTS unit, by the two bits of its header; more of them would need any amount of memory. */
+/** Blocks of an ADTS unit, by the two bits of its header. Without the bound a damaged unit could need any
+ * amount of memory. */
 constexpr int kMostBlocks = 4;
-/** Bytes; libswresample converts to other addresses several times as slowly. */
+/** Bytes; libswresample is several times slower at other addresses. */
 constexpr std::uintptr_t kFastAlignment = 16;
 
-/** How many bytes precede the first byte of ones, with which every ADTS header begins. */
-std::size_t bytesBeforeOnes(std::span<const std::uint8_t> bytes) {
+/** Number of bytes before the first 0xff, with which every ADTS header begins. */
+std::size_t bytesBeforeSync(std::span<const std::uint8_t> bytes) {
     const void* const ones = std::memchr(bytes.data(), 0xff, bytes.size());
     if (!ones) return bytes.size();
     return static_cast<std::size_t>(static_cast<const std::uint8_t*>(ones) - bytes.data());
@@ -59,7 +60,7 @@ bool AacBlockDecoder::open(std::string& reason) {
 }
 
 bool AacBlockDecoder::hasRoom(std::size_t room, int channels, std::string& reason) const {
-    // What was decoded last tells more than a header: one channel may be coded so that two come of it.
+    // The last unit decoded is more reliable than a header: one coded channel may decode to two.
     const auto expected = static_cast<std::size_t>(channels_ > 0 ? channels_ : channels);
     const std::size_t block = samplesOfUnit_ * expected;
     const std::size_t samples = samples_.empty() ? block : std::min(block, samples_.size());
@@ -73,11 +74,11 @@ bool AacBlockDecoder::hasRoom(std::size_t room, int channels, std::string& reaso
 bool AacBlockDecoder::decode(std::span<const std::uint8_t> in, std::span<std::uint8_t> out, BlockUse& used,
                              std::string& skipped, std::string& reason) {
     used = {};
-    // A unit that had more samples than the ones before it may have had no room.
+    // Samples are pending if a unit had more of them than the one before it.
     if (!samples_.empty()) {
         if (!hasRoom(out.size(), settings_.channels, reason)) return false;
         hand(out, used);
-        // A bare unit that turns out to be damaged fails its call, which must not lose these samples.
+        // Return at once: a damaged bare unit would fail the call and lose these samples.
         if (!samples_.empty() || !settings_.adts) return true;
     }
     if (in.empty()) return true;
@@ -100,7 +101,7 @@ bool AacBlockDecoder::decodeStream(std::span<const std::uint8_t> in, std::span<s
     std::string damaged;
     while (used.taken < in.size()) {
         if (unit_.empty()) {
-            const std::size_t noise = bytesBeforeOnes(in.subspan(used.taken));
+            const std::size_t noise = bytesBeforeSync(in.subspan(used.taken));
             passedOver += noise;
             used.taken += noise;
         }
@@ -131,7 +132,7 @@ bool AacBlockDecoder::decodeStream(std::span<const std::uint8_t> in, std::span<s
 }
 
 std::size_t AacBlockDecoder::findHeader() {
-    // Whole headers are judged, and the first two bytes of what has not yet come.
+    // Checks a whole header, or the first two bytes of an incomplete one.
     const auto mayBegin = [this](std::size_t at) {
         const std::span<const std::uint8_t> rest = std::span(unit_).subspan(at);
         if (rest.size() >= AdtsHeader::kBytes) return AdtsHeader::read(rest).has_value();
@@ -180,7 +181,7 @@ bool AacBlockDecoder::decodePacket(std::span<std::uint8_t> out, BlockUse& used, 
         hasFailed = true;
         reason = ffmpegError(result);
     }
-    // Where only the end of a unit is damaged, refusing the unit would lose its samples.
+    // Keep the samples of a unit that is damaged only at its end.
     return blocks > 0 || !hasFailed;
 }
 
@@ -212,7 +213,7 @@ bool AacBlockDecoder::convertFrame(std::span<std::uint8_t> out, BlockUse& used, 
 
 bool AacBlockDecoder::openConverter(int channels, std::string& reason) {
     channels_ = 0;
-    // Which channels they are does not matter where their number and order stay.
+    // The layout does not matter, as the number and the order of the channels stay.
     AVChannelLayout layout{};
     layout.order = AV_CHANNEL_ORDER_UNSPEC;
     layout.nb_channels = channels;

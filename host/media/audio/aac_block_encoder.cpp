@@ -85,7 +85,7 @@ bool AacBlockEncoder::drain(std::span<std::uint8_t> out, BlockUse& used, std::st
 }
 
 bool AacBlockEncoder::encodeBlock(std::span<std::uint8_t> out, BlockUse& used, std::string& reason) {
-    // The encoder may hold the last samples still.
+    // The encoder may still hold a reference to the previous samples.
     if (av_frame_make_writable(frame_.get()) < 0) throw std::bad_alloc();
     const auto channels = static_cast<std::size_t>(settings_.channels);
     for (std::size_t channel = 0; channel < channels; ++channel) {
@@ -108,7 +108,7 @@ bool AacBlockEncoder::encodeBlock(std::span<std::uint8_t> out, BlockUse& used, s
 }
 
 bool AacBlockEncoder::takeUnits(std::span<std::uint8_t> out, BlockUse& used, std::string& reason) {
-    // The encoder gives out one unit for each block, and two at the end.
+    // The encoder returns one unit for each block, and two at the end.
     while (out.size() - used.written >= mostUnitBytes()) {
         const int result = avcodec_receive_packet(codec_.get(), packet_.get());
         if (result == AVERROR(EAGAIN)) return true;

@@ -13,22 +13,22 @@ namespace kep::host {
 
 /**
  * Encodes interleaved 16-bit samples into AAC-LC access units, a buffer at a time. 1024 samples of each
- * channel make a unit; what does not complete one is kept for the next call. The first unit precedes the
+ * channel make a unit; an incomplete one is kept for the next call. The first unit precedes the
  * first sample by 1024 samples, the encoder's delay.
  */
 class AacBlockEncoder {
   public:
-    /** From the next call on; a stream under way ends without what the encoder still holds of it. */
+    /** Takes effect with the next call. A change ends the stream and drops what the encoder still holds. */
     void use(const AacSettings& settings);
 
     /**
-     * Takes as many samples from `in` as `out` has room for what becomes of them. An empty `in` ends the
-     * stream: the rest, filled up with silence, and what the encoder holds come out, in as many calls as it
-     * takes until one writes nothing; the next samples begin another stream.
+     * Consumes as many samples of `in` as fit into `out` when encoded. An empty `in` drains the stream: the
+     * rest, padded with silence, and the units that the encoder still holds; repeat until a call writes
+     * nothing. The next samples begin another stream.
      *
-     * @param used  out: bytes taken from `in` and bytes written to `out`
-     * @return false, with `reason` filled, nothing taken and nothing lost, when `out` is too small for the
-     * next unit; also when the encoder cannot be opened or fails, which ends the stream
+     * @param used  out: bytes consumed from `in` and written to `out`
+     * @return false, with `reason` filled, when `out` is too small for the next unit (nothing is consumed or
+     * lost), or when the encoder cannot be opened or fails, which ends the stream
      */
     bool encode(std::span<const std::uint8_t> in, std::span<std::uint8_t> out, BlockUse& used,
                 std::string& reason);
@@ -47,8 +47,8 @@ class AacBlockEncoder {
     CodecPtr codec_;
     FramePtr frame_;
     PacketPtr packet_{av_packet_alloc()};
-    std::vector<std::uint8_t> block_;  // samples of a unit that is not complete
-    std::int64_t encoded_ = 0;         // samples of each channel handed to the encoder
+    std::vector<std::uint8_t> block_;  // samples of an incomplete unit
+    std::int64_t encoded_ = 0;         // samples of each channel passed to the encoder
     bool isEnding_ = false;
 };
 

@@ -11,15 +11,15 @@
 namespace kep::host {
 namespace {
 
-/** The type by which applications ask for the functions; lengths are what there is, then what was used. */
+/** Type of the function properties. Lengths are in: bytes available; out: bytes used. */
 using CodecFunction = bool (*)(object_base* codec, const void* in, int& in_len, void* out, int& out_len);
 
 constexpr int kHighestBitRate = 2'000'000;
 constexpr int kHighestBandWidth = 48'000;
 
 /**
- * AAC for buffers of an application, without a pipeline: `isEncoder=true` or `false`. Both directions of the
- * class's functions can be asked of each codec; a codec of the other direction is refused when it is used.
+ * AAC for buffers of an application, without a pipeline: `isEncoder=true` or `false`. Each codec has the
+ * function properties of both directions; a call to the wrong one fails.
  */
 class AacCodec final : public ObjectImpl {
   public:

@@ -28,7 +28,7 @@ bool AacEncoder::add(const std::int16_t* samples, std::int64_t frames, SteadyTim
         SteadyTime first;
         if (!framer_.take(reinterpret_cast<void**>(frame->extended_data), first)) return true;
         frame->pts = encoded_;
-        // The encoder reads it anew for each frame, but has no bounds then.
+        // The encoder reads the bit rate for each frame, but then without a bound.
         codec_->bit_rate =
             std::min(wantedBitRate_.load(), kMostUnitBits * format_.rate / kUnitSamples * format_.channels);
         if (!encode(*frame, first, emit)) return false;

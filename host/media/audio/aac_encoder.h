@@ -12,7 +12,7 @@
 
 namespace kep::host {
 
-/** An access unit: its bytes, and the capture time of the first sample that a decoder makes of it. */
+/** An access unit: its bytes, and the capture time of its first decoded sample. */
 struct AacUnit {
     std::shared_ptr<const std::uint8_t> bytes;
     int size;
@@ -20,25 +20,24 @@ struct AacUnit {
 };
 
 /**
- * Encodes AAC-LC, with ADTS headers where they are asked for. The stamp of each is the capture time of the
- * first sample that a decoder makes of it; the first unit therefore lies one frame before the first sample
- * captured.
+ * Encodes AAC-LC, optionally with ADTS headers. The stamp of a unit is the capture time of its first decoded
+ * sample; the first unit therefore lies one frame before the first sample captured.
  */
 class AacEncoder {
   public:
     static constexpr int kUnitSamples = AacSettings::kUnitSamples;
-    /** Bits in a second; what is too much for a sample rate is brought down to the most it can have. */
+    /** Bits per second; clamped to the highest that the sample rate allows. */
     static constexpr int kLowestBitRate = 8'000;
     static constexpr int kHighestBitRate = 512'000;
-    static constexpr int kMostUnitBits = 6144; /**< of each channel: a decoder's input buffer */
+    static constexpr int kMostUnitBits = 6144; /**< per channel: a decoder's input buffer */
     using Emit = std::function<void(const AacUnit&)>;
 
-    /** @param bitRate bits per second, followed while it runs; must outlive the encoder */
+    /** @param bitRate bits per second, read for each frame; must outlive the encoder */
     AacEncoder(AudioFormat from, AudioFormat to, const std::atomic<int>& bitRate, bool adts);
 
     /** False, with an error line, when there is no encoder for this format. */
     bool open();
-    /** Hands every access unit that the samples complete to `emit`, oldest first. False, with an error line,
+    /** Passes every access unit that the samples complete to `emit`, oldest first. False, with an error line,
      * when the encoder fails. */
     bool add(const std::int16_t* samples, std::int64_t frames, SteadyTime stamp, const Emit& emit);
 
@@ -52,7 +51,7 @@ class AacEncoder {
     CodecPtr codec_;
     SampleFramer framer_;
     PacketPtr packet_{av_packet_alloc()};
-    std::int64_t encoded_ = 0;       // samples of each channel handed to the encoder
+    std::int64_t encoded_ = 0;       // samples of each channel passed to the encoder
     std::deque<SteadyTime> stamps_;  // of the access units to come
 };
 

@@ -8,7 +8,7 @@ namespace kep::host {
 namespace {
 
 constexpr int kUsualBitRate = 64'000;
-/** The channels that AAC's headers have numbers for, by their count. */
+/** The channel layouts that AAC's headers can name, by number of channels. */
 constexpr std::array<std::uint64_t, 9> kLayouts = {
     0,
     AV_CH_LAYOUT_MONO,

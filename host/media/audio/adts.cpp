@@ -6,12 +6,12 @@
 namespace kep::host {
 namespace {
 
-// In the order of their index.
+// By index (samplingFrequencyIndex).
 constexpr std::array kRates = {96000, 88200, 64000, 48000, 44100, 32000, 24000,
                                22050, 16000, 12000, 11025, 8000,  7350};
 constexpr unsigned kLowComplexity = 2;  // audio object type
 
-/** The number by which headers name a usual set of channels. */
+/** The channel configuration of a number of channels. */
 unsigned channelConfig(int channels) {
     return channels == 8 ? 7 : static_cast<unsigned>(channels);
 }
@@ -38,7 +38,7 @@ std::vector<std::uint8_t> aacConfig(int rate, int channels) {
 }
 
 std::optional<AdtsHeader> AdtsHeader::read(std::span<const std::uint8_t> bytes) {
-    // Twelve bits of ones, then a layer that is always 0.
+    // Sync word of twelve ones; the layer is always 0.
     if (bytes.size() < kBytes || bytes[0] != 0xff || (bytes[1] & 0xf6) != 0xf0) return std::nullopt;
     const unsigned rateIndex = bytes[2] >> 2 & 0xf;
     const unsigned config = static_cast<unsigned>(bytes[2] & 1) << 2 | bytes[3] >> 6;
@@ -60,8 +60,7 @@ void AdtsHeader::write(std::uint8_t* header, int rate, int channels, std::size_t
     header[2] = static_cast<std::uint8_t>((kLowComplexity - 1) << 6 | rateIndex << 2 | config >> 2);
     header[3] = static_cast<std::uint8_t>((config & 3) << 6 | size >> 11);
     header[4] = static_cast<std::uint8_t>(size >> 3);
-    header[5] =
-        static_cast<std::uint8_t>((size & 7) << 5 | 0x1f);  // and the buffer fullness of a variable rate
+    header[5] = static_cast<std::uint8_t>((size & 7) << 5 | 0x1f);  // buffer fullness of a variable rate
     header[6] = 0xfc;
 }
 

@@ -9,20 +9,20 @@
 
 namespace kep::host {
 
-/** The index by which AAC's headers name a sample rate; -1 for one that AAC does not know. */
+/** AAC's index of a sample rate (samplingFrequencyIndex); -1 for a rate that AAC does not have. */
 int aacRateIndex(int hertz);
-/** The sample rate of such an index; 0 for one that stands for none. */
+/** The sample rate of such an index; 0 when it has none. */
 int aacRate(unsigned index);
-/** Whether AAC knows this sample rate. */
+/** Whether AAC has this sample rate. */
 inline bool isAacRate(int hertz) {
     return aacRateIndex(hertz) >= 0;
 }
 
-/** Whether AAC's headers can name so many channels without a description of each: 1 to 6, and 8. */
+/** Whether AAC's headers have a channel configuration of this many channels: 1 to 6, or 8. */
 bool isAacChannelCount(int channels);
 
 /** AudioSpecificConfig of AAC-LC (ISO/IEC 14496-3, 1.6.2.1): what a decoder of bare access units must know
- * beforehand. The rate and the channels are ones that AAC knows. */
+ * beforehand. Requires isAacRate() and isAacChannelCount(). */
 std::vector<std::uint8_t> aacConfig(int rate, int channels);
 
 /** The header of an AAC-LC access unit in an ADTS stream (ISO/IEC 14496-3, 1.A.2.2). */
@@ -34,9 +34,9 @@ struct AdtsHeader {
     std::size_t unitBytes;   /**< of the whole unit, header included */
     int channels;            /**< 0 when the unit itself describes them */
 
-    /** Reads a header; none when `bytes`, of which there are at least kBytes, do not begin with one. */
+    /** Reads a header; nullopt when `bytes` do not begin with a whole one. */
     static std::optional<AdtsHeader> read(std::span<const std::uint8_t> bytes);
-    /** Writes one to the kBytes at `header`. `payload` and kBytes are no more than kMostUnit. */
+    /** Writes kBytes to `header`. `payload` + kBytes must not exceed kMostUnit. */
     static void write(std::uint8_t* header, int rate, int channels, std::size_t payload);
 };
 

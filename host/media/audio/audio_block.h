@@ -19,7 +19,7 @@ struct AudioFormat {
 
     bool operator==(const AudioFormat&) const = default;
     std::size_t frameBytes() const { return sizeof(std::int16_t) * static_cast<std::size_t>(channels); }
-    /** How long `frames` samples of each channel last. */
+    /** Duration of `frames` samples of each channel. */
     std::chrono::nanoseconds duration(std::int64_t frames) const {
         return std::chrono::nanoseconds(frames / rate * 1000000000 + frames % rate * 1000000000 / rate);
     }
@@ -36,10 +36,10 @@ struct AudioBlock {
     std::int64_t frames() const { return static_cast<std::int64_t>(samples.size()) / format.channels; }
 };
 
-/** A block shared by everyone who listens. */
+/** A block shared by all consumers. */
 using SharedBlock = std::shared_ptr<const AudioBlock>;
 
-/** What it costs a queue that is bounded in bytes. */
+/** Its weight in a queue that is bounded in bytes. */
 inline std::size_t weightOf(const SharedBlock& block) {
     return block->samples.size() * sizeof(std::int16_t);
 }

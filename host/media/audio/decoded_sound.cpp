@@ -9,7 +9,7 @@ DecodedSound::DecodedSound(const AVCodecContext& codec)
     : format_{codec.sample_rate, std::min(codec.ch_layout.nb_channels, 2)} {}
 
 int DecodedSound::append(AVFrame& frame, std::vector<std::int16_t>& samples) {
-    // A layout that is not known would never compare as unchanged.
+    // libswresample never treats an unspecified layout as unchanged.
     if (frame.ch_layout.order == AV_CHANNEL_ORDER_UNSPEC)
         av_channel_layout_default(&frame.ch_layout, frame.ch_layout.nb_channels);
     const FramePtr made(av_frame_alloc());

@@ -15,7 +15,7 @@ class DecodedSound {
     explicit DecodedSound(const AVCodecContext& codec);
 
     AudioFormat format() const { return format_; }
-    /** Appends a frame's samples; negative, with libavutil's meaning, when it cannot be converted. */
+    /** Appends a frame's samples; returns a negative FFmpeg error code when it cannot be converted. */
     int append(AVFrame& frame, std::vector<std::int16_t>& samples);
 
   private:

@@ -14,16 +14,17 @@ namespace kep::host {
 
 namespace {
 
-// How late a whole block may be noticed.
+// Poll interval: how late a whole block may be noticed.
 constexpr auto kPoll = std::chrono::milliseconds(1);
 // A PulseAudio server keeps samples back until a fragment is full, so that a block comes late by half a
 // fragment on average ...
 constexpr int kFragmentsInBlock = 10;
-// ... but when a sink runs out of sound, its monitor is rewound, and what a short fragment has delivered
-// already is then missing.
+// ... but when a sink underruns, its monitor is rewound, and what a short fragment has already delivered is
+// then missing.
 constexpr std::string_view kMonitor = ".monitor";
+// A stamp of the device that is further from the time of arrival is ignored.
 constexpr auto kImplausible = std::chrono::seconds(1);
-// A device whose samples run ahead of the clock by more has no clock of its own and is held back.
+// A device whose samples run further ahead of the clock has no clock of its own: reading it is slowed down.
 constexpr auto kAhead = std::chrono::milliseconds(100);
 
 /** A capture device of the workstation: ALSA or PulseAudio, by the names that libavdevice gives them. */
@@ -46,11 +47,11 @@ class DeviceInput final : public AudioInput {
     DecodedSound sound_;
     SteadyTime lastRead_;
     std::int64_t framesRead_ = 0;
-    SteadyTime end_;  // by when what has been read was captured, at the device's nominal rate
+    SteadyTime end_;  // capture time of the last sample read, at the device's nominal rate
 };
 
 bool DeviceInput::open() {
-    // It captures while it opens, so that samples may be waiting when it has.
+    // The device already captures while it is being opened.
     end_ = std::chrono::steady_clock::now();
     std::string reason;
     reader_ = openDevice(2, reason);
@@ -81,7 +82,7 @@ bool DeviceInput::read(AudioBlock& block, SteadyTime& due) {
     int result = reader_->read(*frame);
     const SteadyTime now = std::chrono::steady_clock::now();
     if (result == AVERROR(EAGAIN)) {
-        // Until a block can be whole there is nothing to do.
+        // Sleep until a block can be whole.
         const std::int64_t missing = format().blockFrames() - framesRead_ % format().blockFrames();
         due = std::max(now + kPoll, lastRead_ + format().duration(missing) - kPoll);
         return true;

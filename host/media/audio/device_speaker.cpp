@@ -15,9 +15,9 @@ namespace kep::host {
 namespace {
 
 constexpr std::chrono::milliseconds kRetryPause{5};
-constexpr std::chrono::seconds kStuck{5};
+constexpr std::chrono::seconds kStuck{5};  // a device that accepts no samples for longer is lost
 constexpr std::int64_t kBufferMilliseconds = 100;
-constexpr std::int64_t kLongestDelay = 2000000;  // microseconds
+constexpr std::int64_t kLongestDelay = 2000000;  // microseconds; bounds playOut()
 
 /** A playback device of the workstation: ALSA or PulseAudio, by the names that libavdevice gives them. */
 class DeviceSpeaker final : public Speaker {
@@ -109,7 +109,7 @@ bool DeviceSpeaker::write(const std::int16_t* samples, std::int64_t frames) {
 }
 
 void DeviceSpeaker::playOut() {
-    // ALSA drains when it is closed; for PulseAudio we wait until its position is the end.
+    // ALSA drains when it is closed; for PulseAudio, wait for what its position lacks to the end.
     std::int64_t heard = 0;
     std::int64_t wall = 0;
     if (device_.kind != "pulse" || av_get_output_timestamp(output_.get(), 0, &heard, &wall) < 0) return;

@@ -16,14 +16,14 @@ namespace kep::host {
 namespace {
 
 constexpr int kFirstBytesMilliseconds = 3000;
-// Shorter than the time that a microphone may take to open.
+// Shorter than the microphone's open timeout.
 constexpr std::chrono::seconds kOpenLimit(8);
-// A source that is later than this was held up: continue from now instead of catching up.
-constexpr std::chrono::milliseconds kHeldUp{200};
+// A source that is later than this has stalled: continue from now instead of catching up.
+constexpr std::chrono::milliseconds kStalled{200};
 
 constexpr const char* kNoData = "no data received";
 
-/** The sound of a file, over and over without a gap, or of a named pipe until it ends, in real time. */
+/** Plays a file in an endless loop without a gap, or a named pipe to its end, in real time. */
 class FileInput final : public AudioInput {
   public:
     FileInput(std::string path, const std::atomic<bool>& stopped)
@@ -80,7 +80,7 @@ bool FileInput::open() {
 bool FileInput::openPipe(std::string& reason) {
     pipe_ = ::open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     pollfd first{pipe_, POLLIN, 0};
-    // Without a writer it would be at its end.
+    // Wait for data: without a writer a read would report the end of the pipe.
     const int ready = pipe_ < 0 ? -1 : poll(&first, 1, kFirstBytesMilliseconds);
     if (ready <= 0) reason = ready < 0 ? std::strerror(errno) : kNoData;
     return ready > 0;
@@ -99,7 +99,7 @@ bool FileInput::read(AudioBlock& block, SteadyTime& due) {
     }
     const SteadyTime now = std::chrono::steady_clock::now();
     const auto duration = format().duration(block.frames());
-    if (now > next_ + duration + kHeldUp) next_ = now - duration;
+    if (now > next_ + duration + kStalled) next_ = now - duration;
     block.stamp = next_;
     due = next_ += duration;
     return true;

@@ -9,9 +9,9 @@
 namespace kep::host {
 namespace {
 
-/** A stamp that is further from the one expected is followed at once. */
+/** A stamp that deviates more from the expected one is adopted at once. */
 constexpr auto kJump = std::chrono::milliseconds(100);
-/** What part of a smaller deviation is followed with each piece. */
+/** Each piece corrects this fraction of a smaller deviation. */
 constexpr int kSmoothing = 64;
 
 /** The microphone that KEP_HOST_AUDIO chooses; nullopt, with an error line, for an unknown kind. */
@@ -35,7 +35,7 @@ CaptureKind microphoneKind(const DeviceSpec& device) {
             .openTimeout = seconds(10),
             .closeTimeout = seconds(2),
             .linger = seconds(0),
-            // Reads of a working device return at once, but the client of a dead server may hang for ever. A
+            // Reads of a working device return at once, but a client of a dead server may hang for ever. A
             // pipe may stay silent for as long as its writer likes.
             .stallTimeout = seconds(device.kind == "pulse" || device.kind == "alsa" ? 5 : 0),
             .name = name,
@@ -46,8 +46,8 @@ CaptureKind microphoneKind(const DeviceSpec& device) {
 }  // namespace
 
 /**
- * Makes blocks of one length out of what a device delivers in pieces of any length, and gives them smooth
- * times: small deviations of a device's own stamps are followed slowly, large ones at once.
+ * Cuts what a device delivers in pieces of any length into blocks of one length, with smoothed stamps: small
+ * deviations of the device's stamps are followed slowly, large ones at once.
  */
 class MicrophoneSession::BlockBuilder {
   public:
@@ -71,7 +71,7 @@ void MicrophoneSession::BlockBuilder::add(const AudioBlock& captured) {
     else
         end_ += deviation / kSmoothing;
     started_ = true;
-    // Nothing is captured later than it is delivered: a stamp that says so was late itself.
+    // No sample is captured after its delivery: a stamp in the future was itself taken late.
     end_ = std::min(end_ + format_.duration(captured.frames()), std::chrono::steady_clock::now());
     pending_.insert(pending_.end(), captured.samples.begin(), captured.samples.end());
 }
@@ -93,7 +93,7 @@ MicrophoneSession::MicrophoneSession(const DeviceSpec& device)
 
 MicrophoneSession::~MicrophoneSession() = default;
 
-// An input tells itself why it fails.
+// The input writes the error line itself.
 bool MicrophoneSession::open(std::string&) {
     input_ = openAudioInput(device(), isStopped_);
     if (!input_) return false;
@@ -109,8 +109,7 @@ bool MicrophoneSession::read(std::string&) {
 void MicrophoneSession::publish() {
     if (captured_.samples.empty()) return;
     builder_->add(captured_);
-    // The block that was being captured when a volume changes has the ramp, the next one is changed
-    // throughout.
+    // The ramp is in the block that was being captured when the volume changed; the next has the new volume.
     while (const auto block = builder_->take()) {
         gain_.apply(block->samples, block->format);
         hub_.publish(block);

@@ -9,7 +9,7 @@
 
 namespace kep::host {
 
-/** One run of the microphone. It is closed with its last consumer. */
+/** One run of the microphone. It ends when its last consumer leaves. */
 class MicrophoneSession final : public CaptureSession {
   public:
     using Item = SharedBlock;
@@ -33,7 +33,7 @@ class MicrophoneSession final : public CaptureSession {
     void interrupt() override { isStopped_ = true; }
 
     std::atomic<bool> isStopped_{false};
-    // Of the capture thread.
+    // Used by the capture thread only, except hub_.
     std::unique_ptr<AudioInput> input_;
     AudioBlock captured_;
     SteadyTime due_;
@@ -42,10 +42,10 @@ class MicrophoneSession final : public CaptureSession {
     Hub<SharedBlock> hub_;
 };
 
-/** A share of the microphone of the process. */
+/** One consumer's share of the process's microphone. */
 class MicrophoneLease final : public Lease<MicrophoneSession> {
   public:
-    /** Null, with a line, when the microphone does not open. */
+    /** Null, with an error line, when the microphone cannot be opened. */
     static std::shared_ptr<MicrophoneLease> open(LeaseListener listener);
 
     ~MicrophoneLease() override { close(); }

@@ -18,7 +18,7 @@ SampleFramer::SampleFramer(AudioFormat from, AudioFormat to, AVSampleFormat samp
     swr_alloc_set_opts2(&made, &toLayout, samples, to.rate, &fromLayout, AV_SAMPLE_FMT_S16, from.rate, 0,
                         nullptr);
     resampler_.reset(made);
-    // Of its own the library changes the level, and not the same for every sample format.
+    // By default libswresample changes the level, differently for each sample format.
     constexpr double kToMono[] = {0.5, 0.5};
     constexpr double kToStereo[] = {1, 1};
     if (made && from.channels != to.channels)

@@ -7,17 +7,17 @@
 namespace kep::host {
 
 /**
- * Turns blocks into frames of one length in another rate, with other channels and in another sample format,
- * and knows the capture time of each frame's first sample.
+ * Converts blocks to frames of one length, in another rate, channel count and sample format, and tracks the
+ * capture time of each frame's first sample.
  */
 class SampleFramer {
   public:
     /** Channels are one or two. @param frameSamples samples of each channel in a frame */
     SampleFramer(AudioFormat from, AudioFormat to, AVSampleFormat samples, int frameSamples);
 
-    /** Takes `frames` samples of each channel, the first of which was captured at `stamp`. */
+    /** Adds `frames` samples of each channel, the first of which was captured at `stamp`. */
     void add(const std::int16_t* samples, std::int64_t frames, SteadyTime stamp);
-    /** Moves the next frame into `planes`, which have room for it. False while there is none. */
+    /** Moves the next frame into `planes`, which must have room for it. False while there is none. */
     bool take(void** planes, SteadyTime& stamp);
 
   private:
@@ -28,7 +28,7 @@ class SampleFramer {
     const int frameSamples_;
     ResamplerPtr resampler_;
     FramePtr converted_;
-    int capacity_ = 0;  // samples that converted_ has room for
+    int capacity_ = 0;  // of converted_, in samples
     SampleFifoPtr fifo_;
     SteadyTime end_;  // time of the sample after the last one in the queue
 };

@@ -22,7 +22,7 @@ class NullSpeaker final : public Speaker {
     void playOut() override { std::this_thread::sleep_until(free_); }
 
   private:
-    // A writer that is later than this has left a pause, which is not caught up with.
+    // A writer that is later than this has paused: continue from now instead of catching up.
     static constexpr std::chrono::milliseconds kLate{100};
 
     const AudioFormat format_;

@@ -15,7 +15,7 @@ class Speaker {
   public:
     virtual ~Speaker() = default;
 
-    /** Plays samples; blocks as long as the device needs. False, with an error line, when it fails. */
+    /** Plays samples; blocks while the device is busy. False, with an error line, when it fails. */
     virtual bool write(const std::int16_t* samples, std::int64_t frames) = 0;
     /** Drains: returns when all samples have been played. Nothing is written after it. */
     virtual void playOut() = 0;

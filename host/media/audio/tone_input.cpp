@@ -21,14 +21,14 @@ constexpr double kAmplitude = 8192;  // a quarter of full scale
  * is the sample of the time n / 48000 s on that clock, so that the beep begins with the very sample of the
  * whole second and the pace never drifts.
  *
- * It can have a fault, to see how an application takes it: while a file of the given name exists the
- * microphone is away (`test:lost=PATH`) or gives nothing (`test:stalled=PATH`).
+ * It can simulate a fault, to test applications: while the file PATH exists, the microphone is not connected
+ * (`test:lost=PATH`) or delivers nothing (`test:stalled=PATH`).
  */
 class ToneInput final : public AudioInput {
   public:
     explicit ToneInput(DeviceSpec device);
 
-    /** False, with an error line, when the fault is unknown or the microphone is away. */
+    /** False, with an error line, when the fault is unknown or the microphone is not connected. */
     bool open();
 
     AudioFormat format() const override { return {}; }
@@ -37,12 +37,12 @@ class ToneInput final : public AudioInput {
   private:
     bool isFaulty() const {
         std::error_code ignored;
-        return !sign_.empty() && std::filesystem::exists(sign_, ignored);
+        return !faultFile_.empty() && std::filesystem::exists(faultFile_, ignored);
     }
 
     const DeviceSpec device_;
     bool stalls_ = false;
-    std::string sign_;                 /**< the file; empty for a microphone without a fault */
+    std::string faultFile_;            /**< its existence is the fault; empty for a microphone without one */
     std::vector<std::int16_t> second_; /**< one second of one channel; both pitches repeat with it */
     std::int64_t next_;                /**< sample that is due next, counted from the clock's epoch */
 };
@@ -62,9 +62,9 @@ bool ToneInput::open() {
     if (device_.argument.empty()) return true;
     const std::size_t equals = device_.argument.find('=');
     const std::string fault = device_.argument.substr(0, equals);
-    if (equals != std::string::npos) sign_ = device_.argument.substr(equals + 1);
+    if (equals != std::string::npos) faultFile_ = device_.argument.substr(equals + 1);
     stalls_ = fault == "stalled";
-    const bool isKnown = !sign_.empty() && (stalls_ || fault == "lost");
+    const bool isKnown = !faultFile_.empty() && (stalls_ || fault == "lost");
     if (isKnown && (stalls_ || !isFaulty())) return true;
     KEP_HOST_ERROR("cannot open microphone " + device_.text +
                    (isKnown ? ": not connected" : ": not one of test, test:lost=PATH, test:stalled=PATH"));
@@ -79,7 +79,7 @@ bool ToneInput::read(AudioBlock& block, SteadyTime& due) {
     for (int sample = 0; sample < frames; ++sample, ++next_)
         block.samples.insert(block.samples.end(), format().channels, second_[next_ % kRate]);
     if (!isFaulty()) return true;
-    // The tone follows the clock through the fault.
+    // next_ has advanced: after the fault the tone is still on the clock.
     block.samples.clear();
     if (!stalls_) KEP_HOST_ERROR("microphone " + device_.text + " is lost");
     return stalls_;

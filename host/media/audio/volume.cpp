@@ -8,7 +8,7 @@
 namespace kep::host {
 namespace {
 
-/** Rounded to the nearest. As both fit into 16 bits the compiler multiplies eight at once. */
+/** Rounds to the nearest. With both operands of 16 bits the compiler multiplies eight at once. */
 std::int16_t scaled(std::int16_t sample, std::int16_t factor) {
     return static_cast<std::int16_t>((sample * factor + Volume::kUnchanged / 2) >> Volume::kFactorBits);
 }
@@ -42,7 +42,7 @@ void Gain::apply(std::span<std::int16_t> samples, AudioFormat format) {
 }
 
 std::size_t Gain::ramp(std::span<std::int16_t> samples, AudioFormat format, int target) {
-    // The step is rounded up, so that no rate makes the ramp longer.
+    // Round the step up, so that no rate makes the ramp longer.
     const int frames = std::max(1, format.rate * kRampMilliseconds / 1000);
     const int step = (Volume::kUnchanged + frames - 1) / frames;
     const auto channels = static_cast<std::size_t>(format.channels);

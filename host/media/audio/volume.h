@@ -17,16 +17,15 @@ class KEP_API Volume {
     static constexpr int kFactorBits = 15;
     static constexpr int kUnchanged = 1 << kFactorBits; /**< the factor that leaves samples as they are */
 
-    /** @param device begins the line about a volume that is not on the scale */
+    /** @param device prefix of the error line about a volume out of range */
     explicit constexpr Volume(const char* device) : device_(device) {}
 
-    /** From 0, silence, to kMost, proportional to the amplitude; what lies outside is clamped, with a line.
-     */
+    /** 0 (silence) to kMost, proportional to the amplitude. Clamps other values, with an error line. */
     void set(int volume);
-    /** A volume set meanwhile is heard when the mute ends. */
+    /** A volume set meanwhile takes effect when the mute ends. */
     void setMute(bool mute) { isMuted_ = mute; }
 
-    /** What samples are multiplied by, in units of 1 / kUnchanged; 0 while muted. */
+    /** Factor of the samples, in units of 1 / kUnchanged; 0 while muted. */
     int factor() const { return isMuted_ ? 0 : volume_ * kUnchanged / kMost; }
 
   private:
@@ -41,8 +40,8 @@ Volume& microphoneVolume();
 Volume& speakerVolume();
 
 /**
- * Applies a volume to the samples of one device, which is used by one thread. It follows a change in a
- * straight ramp of kRampMilliseconds from silence to the most, so that none clicks.
+ * Applies a volume to the samples of one device. Used by one thread. A change becomes a linear ramp, which
+ * takes kRampMilliseconds from silence to full volume, to avoid clicks.
  */
 class KEP_API Gain {
   public:
@@ -54,7 +53,7 @@ class KEP_API Gain {
     void apply(std::span<std::int16_t> samples, AudioFormat format);
 
   private:
-    /** Until `target` is reached; the number of samples that this took. */
+    /** Moves factor_ to `target`, at most to the end of `samples`; returns how many samples that took. */
     std::size_t ramp(std::span<std::int16_t> samples, AudioFormat format, int target);
 
     const Volume& volume_;

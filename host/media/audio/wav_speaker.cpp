@@ -19,7 +19,7 @@ static_assert(std::endian::native == std::endian::little,
 
 struct WavHeader {
     char riff[4] = {'R', 'I', 'F', 'F'};
-    std::uint32_t fileBytes;  // of what follows this field
+    std::uint32_t fileBytes;  // from the next field to the end
     char wave[4] = {'W', 'A', 'V', 'E'};
     char fmt[4] = {'f', 'm', 't', ' '};
     std::uint32_t formatBytes = 16;
@@ -34,7 +34,7 @@ struct WavHeader {
 };
 static_assert(sizeof(WavHeader) == 44);
 
-/** A WAV file, written as fast as it is fed; its header is valid after every write. */
+/** Writes a WAV file without pacing; its header is valid after every write. */
 class WavSpeaker final : public Speaker {
   public:
     WavSpeaker(std::string path, AudioFormat format) : path_(std::move(path)), format_(format) {}
@@ -92,7 +92,7 @@ bool WavSpeaker::writeAt(std::uint64_t offset, const void* data, std::size_t siz
 }
 
 bool WavSpeaker::writeHeader() {
-    // The format ends at 4 GiB; players that read on play what lies beyond.
+    // The size fields end at 4 GiB; players that read on play the samples beyond.
     constexpr std::uint64_t kMost = 0xffffffffu - sizeof(WavHeader);
     WavHeader header;
     header.dataBytes = static_cast<std::uint32_t>(std::min(written_, kMost));
