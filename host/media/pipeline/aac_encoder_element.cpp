@@ -10,13 +10,13 @@
 namespace kep::host {
 namespace {
 
-/** A silence longer than this is a gap in the stream and not the jitter of a device. */
+/** A longer deviation of a stamp is a gap in the stream, not the jitter of a device. */
 constexpr std::chrono::milliseconds kGap(100);
 constexpr int kDefaultRate = 48000;
 
 /**
- * AAC-LC access units, of the channels that come and of their sample rate if AAC has it, or of the `rate` and
- * `channels` that are set. With `adts=true` each has an ADTS header.
+ * Encodes samples into AAC-LC access units, at their own rate (48 kHz if AAC does not have it) and with one
+ * or two channels, or as `rate` and `channels` are set. With `adts=true` each unit has an ADTS header.
  */
 class EncoderAac final : public Element {
   public:
@@ -63,14 +63,14 @@ class EncoderAac final : public Element {
     bool prepare(AudioFormat format, SteadyTime stamp) {
         const auto gap = stamp - end_;
         if (encoder_ && format == format_ && gap < kGap && gap > -kGap) return true;
-        // What the old encoder still holds belongs before the gap and would get the time after it.
+        // Samples that the old encoder still holds precede the gap, but would be stamped after it.
         encoder_.reset();
         format_ = format;
         AudioFormat made = {isAacRate(format.rate) ? format.rate : kDefaultRate,
                             std::min(format.channels, 2)};
         if (rate_ > 0) made.rate = rate_;
         if (channels_ > 0) made.channels = channels_;
-        // A stream that cannot be encoded is told of once.
+        // Try and report a stream that cannot be encoded only once.
         auto encoder = std::make_unique<AacEncoder>(format, made, bitRate_, adts_);
         if (failing_ || !encoder->open()) return false;
         encoder_ = std::move(encoder);
@@ -90,11 +90,11 @@ class EncoderAac final : public Element {
     }
 
     std::atomic<int> bitRate_{128'000};
-    std::atomic<int> rate_{0};     /**< 0 for that of the samples */
-    std::atomic<int> channels_{0}; /**< the same */
+    std::atomic<int> rate_{0};     /**< 0: that of the samples */
+    std::atomic<int> channels_{0}; /**< likewise */
     std::atomic<bool> adts_{false};
 
-    // Of the thread that brings the samples.
+    // Used by the thread that delivers the samples.
     std::unique_ptr<AacEncoder> encoder_;
     AudioFormat format_;
     SteadyTime end_;

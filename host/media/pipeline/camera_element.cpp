@@ -7,7 +7,7 @@
 namespace kep::host {
 namespace {
 
-/** The camera's pictures in a size of their own, that of the camera where none is set. */
+/** Delivers the camera's pictures, scaled to `w` x `h` if set, at `fr` pictures per second. */
 class CameraElement final : public DeviceElement<CameraLease> {
   public:
     CameraElement() : DeviceElement(Thread::cameraElement, host::Media::Kind::video) {
@@ -29,7 +29,7 @@ class CameraElement final : public DeviceElement<CameraLease> {
     }
 
   private:
-    /** Both sides set to sizes a picture can have, or neither set. */
+    /** Whether width and height are valid, or neither is set. */
     bool isSize() const {
         const int width = width_;
         const int height = height_;
@@ -90,8 +90,8 @@ class CameraElement final : public DeviceElement<CameraLease> {
     std::atomic<int> height_{kUnset};
     std::atomic<int> rate_{30};
 
-    // Of the thread while it runs.
-    std::int64_t delivered_ = -1; /**< number of the newest picture given */
+    // Used by the element's thread.
+    std::int64_t delivered_ = -1; /**< number of the newest picture delivered */
     PictureScaler scaler_;
 };
 

@@ -9,9 +9,8 @@
 namespace kep::host {
 
 /**
- * An element that looks at pictures on a thread of its own: at the newest one whenever it is done with the
- * last, and never at those between. All packets pass on at once. A class derived from it calls retire() in
- * its destructor.
+ * An element that analyses pictures on a thread of its own: the newest one whenever it is done with the last;
+ * it skips those in between. All packets pass on at once. A derived class calls retire() in its destructor.
  */
 class KEP_API Detector : public Element {
   public:
@@ -21,7 +20,7 @@ class KEP_API Detector : public Element {
     bool takesAtOnce() const override { return nextTakeAtOnce(); }
 
   protected:
-    /** Looks at a picture, on the detector's thread. */
+    /** Analyses a picture, on the detector's thread. */
     virtual void look(const MediaPacket& packet) = 0;
     /** A new stream of pictures begins. */
     virtual void begin() {}
@@ -34,7 +33,7 @@ class KEP_API Detector : public Element {
 
     Mutex mutex_;
     Condition changed_;
-    SharedPacket newest_ GUARDED_BY(mutex_); /**< not yet looked at */
+    SharedPacket newest_ GUARDED_BY(mutex_); /**< not yet analysed */
     bool isStopped_ GUARDED_BY(mutex_) = false;
     std::thread thread_;
 };

@@ -12,9 +12,8 @@
 namespace kep::host {
 
 /**
- * An element whose stream comes from a share of a device, read on a thread of its own. A device that is lost
- * is looked for again, so that what records goes on when it is back; with `retry=false` the stream ends with
- * it.
+ * A source that reads its share of a device on a thread of its own. It tries to reopen a lost device, so that
+ * a recording continues when the device is back; with `retry=false` the stream ends.
  */
 template <class Lease>
 class DeviceElement : public SourceElement {
@@ -24,11 +23,11 @@ class DeviceElement : public SourceElement {
         properties().add("retry", retries_);
     }
 
-    /** A share of the device; null, with a line, when it does not open. */
+    /** A share of the device; null, with an error line, when it cannot be opened. */
     virtual std::shared_ptr<Lease> open() = 0;
-    /** Whether it starts without a device as long as it looks for one. */
+    /** Whether it starts without a device and retries to open it; with `retry=false` it never does. */
     virtual bool startsWithout() const = 0;
-    /** Gives all that comes until the lease is closed or its device lost. */
+    /** Gives all items until the lease is closed or its device is lost. */
     virtual void giveAll(Lease& lease) = 0;
 
     bool up(State target) override {
@@ -78,7 +77,7 @@ class DeviceElement : public SourceElement {
         } while (retries_ && !waitToStop(pause.next()));
     }
 
-    /** The share of the device, opened where there is none; null when it does not open or is unwanted. */
+    /** The share of the device, opened if necessary; null when that fails or the element is stopping. */
     std::shared_ptr<Lease> provide() {
         if (std::shared_ptr<Lease> current = lease()) return current;
         if (waitToStop(std::chrono::seconds(0))) return nullptr;

@@ -11,12 +11,12 @@
 namespace kep::host {
 
 namespace {
-/** In the order of Caps. */
+/** Indexed by Caps. */
 constexpr std::array<std::string_view, 3> kCaps = {"", "video", "audio"};
 }  // namespace
 
 Element::Element() {
-    // Read by the pipeline, which knows the elements that it names.
+    // The pipeline reads it, as it knows the elements by their names.
     reserveAttributes({"link"});
     properties().add<std::string>(
         "caps", [this] { return std::string(kCaps[static_cast<std::size_t>(caps_.load())]); },

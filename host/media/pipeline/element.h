@@ -15,30 +15,29 @@ namespace kep::host {
 
 class Outlet;
 
-/** Why a file is not made, or only in part. */
+/** Why a file was not written, or only in part. */
 struct FileFailure {
     std::string url; /**< empty when it has none */
     std::string reason;
     std::string kept; /**< URL of the file that holds the part; empty when there is none */
 
-    /** The attributes of a message that tells of it. */
+    /** The attributes of the message about it. */
     std::string text() const;
 };
 
 /**
  * A part of a pipeline: takes packets from the elements linked before it and gives packets to those linked
- * after it, on the thread that brought them. A source and a queue bring a thread of their own.
+ * after it, on the thread that delivers them. Sources and queues have threads of their own.
  *
- * A pipeline goes up from its end and down from its start, so an element is ready before anything reaches it,
- * and in down() it still passes on what it holds: nothing comes to it any more, and those after it still run.
+ * A pipeline goes up from its end and down from its start: an element is ready before it receives a packet,
+ * and in down() it flushes what it holds, as it receives nothing more and the elements after it still run.
  * A class with a thread calls retire() in its destructor.
  */
 class KEP_API Element : public ObjectImpl {
   public:
     ~Element() override;
 
-    /** Takes a packet that `from` gives. May be called by several elements before it, each on its own thread.
-     */
+    /** Takes a packet from `from`. Several elements before it may call it, each on its own thread. */
     virtual void take(const SharedPacket& packet, const Element& from) = 0;
 
     /** The stream is cut here: what follows belongs to another file. By default passed on. */
@@ -64,13 +63,13 @@ class KEP_API Element : public ObjectImpl {
      * of an element that has received nothing for a while. */
     virtual void giveDue();
 
-    /** While an element discards, its take() keeps nothing and waits for nothing, and what it held is gone:
-     * the source goes on elsewhere in its file, or ends at once. By default passed on. */
+    /** While an element discards, take() drops packets and never blocks; what it held is dropped, too. Used
+     * when a source seeks, or ends at once. By default passed on. */
     virtual void discard(bool discards);
 
     /** Links `next` after this element. Only while both are down. */
     void link(Element& next);
-    /** Where others can listen to what this element gives; null for nowhere. Only while it is down. */
+    /** Sets the outlet that also receives what this element gives; null for none. Only while it is down. */
     void setOutlet(std::shared_ptr<Outlet> outlet) { outlet_ = std::move(outlet); }
 
     /** Sends `name=NAME,TEXT` upward. */
@@ -89,7 +88,7 @@ class KEP_API Element : public ObjectImpl {
     void give(const SharedPacket& packet);
     void giveCut() const;
     void announce(const MediaPtr& media) const;
-    /** Whether what is given is taken at once. */
+    /** Whether takesAtOnce() holds for all elements after this one. */
     bool nextTakeAtOnce() const;
 
     const std::vector<Element*>& next() const { return next_; }
@@ -101,7 +100,7 @@ class KEP_API Element : public ObjectImpl {
     /** Sends `name=failed,media=file` upward. */
     void tellFailed(const FileFailure& failure) { tell("failed", "media=file," + failure.text()); }
 
-    /** Reads a span of time, the value of property `name`; an error line tells of any other text. */
+    /** Parses a time span, the value of property `name`. False, with an error line, for any other text. */
     bool readSpan(const char* name, const std::string& text, std::chrono::milliseconds& span) const;
 
   private:
@@ -117,7 +116,7 @@ class KEP_API Element : public ObjectImpl {
     std::array<std::atomic<std::size_t>, 2> lost_{};
 };
 
-/** An element at which a stream begins: nothing is linked before it. */
+/** An element at which a stream begins: no element is linked before it. */
 class KEP_API SourceElement : public Element {
   public:
     void take(const SharedPacket&, const Element&) final {}

@@ -6,9 +6,10 @@
 namespace kep::host {
 namespace {
 
+/** Bounds how long a packet with a wrong stamp blocks the chain. */
 constexpr std::chrono::seconds kLongestHold(1);
 
-/** The end of a chain whose result is elsewhere. With `live=true` it takes each packet when it is due. */
+/** Discards packets and counts them. With `live=true` it blocks until each is due. */
 class FakeSink final : public Element {
   public:
     FakeSink() {

@@ -9,10 +9,10 @@ namespace kep::host {
 namespace {
 
 /**
- * A bounded queue and the thread behind it. When it is full it makes the element before it wait, so that what
- * is lost is lost at the source, whose queue is bounded too; with `leaky=true` it drops whole groups itself,
- * oldest first. On the way down it hands on all that it holds. Before elements that take at once, and with a
- * single element before it, there is nothing to queue: it hands on where it is given.
+ * A bounded queue with a thread behind it. A full queue blocks the element before it, so that losses occur at
+ * the source, whose queue is bounded, too; with `leaky=true` it drops whole groups itself, oldest first.
+ * down() drains it. With a single element before it, and only elements after it that take at once, it does
+ * not queue but passes packets on inline.
  */
 class Fifo final : public Element {
   public:
@@ -89,7 +89,7 @@ class Fifo final : public Element {
     std::atomic<bool> leaky_{false};
     bool queues_ = false; /**< fixed while it is up */
     GroupQueue<SharedPacket> queue_{{1, 1}};
-    Mutex entry_; /**< one packet after the other, of however many elements before it */
+    Mutex entry_; /**< serialises the elements before it */
     GroupSense groups_ GUARDED_BY(entry_);
     std::thread thread_;
 };

@@ -9,7 +9,7 @@
 namespace kep::host {
 namespace {
 
-/** Lets no more than `fr` pictures of a second pass. Sound passes. */
+/** Passes at most `fr` pictures per second. Audio passes. */
 class FrameRateCtrl final : public Element {
   public:
     FrameRateCtrl() { addNumber("fr", rate_, 1, 1000); }
@@ -31,7 +31,7 @@ class FrameRateCtrl final : public Element {
     RateGate gate_;
 };
 
-/** Drops `a` of every `b` pictures, evenly: `dr=a/b`. A count of 0 or less drops none. Sound passes. */
+/** Drops `a` of every `b` pictures, evenly: `dr=a/b`. With `a` <= 0 it drops none. Audio passes. */
 class FrameDroper final : public Element {
   public:
     FrameDroper() {

@@ -16,12 +16,12 @@
 
 namespace kep::host {
 
-/** What the packets of a stream are made of. Shared by all of them and never changed: a stream that changes
- * points to another one from then on. */
+/** Description of a stream's packets. Shared by all of them and immutable: when the stream changes, later
+ * packets point to another one. */
 class KEP_API Media final : public stream::IMedia {
   public:
     enum class Kind { video, audio };
-    /** As messages name it. */
+    /** The name in messages. */
     static const char* nameOf(Kind kind) { return kind == Kind::video ? "video" : "audio"; }
 
     Kind kind = Kind::video;
@@ -33,31 +33,30 @@ class KEP_API Media final : public stream::IMedia {
     int sampleRate = 0;
     int channels = 0;
     int bitRate = 0;
-    std::uint32_t timescale = 0; /**< units in a second of the file that it comes from; 0 when from none */
-    std::vector<std::uint8_t>
-        parameters; /**< of the codec, as the FFmpeg libraries keep them; empty if in-band */
+    std::uint32_t timescale = 0;          /**< units per second of the file it was read from; 0 for none */
+    std::vector<std::uint8_t> parameters; /**< of the codec, as in FFmpeg's extradata; empty if in-band */
 
-    /** Samples or access units of a format. */
+    /** Audio of a codec and format. */
     static std::shared_ptr<Media> sound(AVCodecID codec, AudioFormat format);
 
     virtual ~Media() = default;
     AudioFormat audioFormat() const { return {sampleRate, channels}; }
     int Codec() const override { return codec; }
     void toString(std::string& text) const override;
-    /** Always false: a description cannot be set from text. */
+    /** Not supported: always false. */
     bool fromString(const char*) override { return false; }
 };
 
 using MediaPtr = std::shared_ptr<const Media>;
 
-/** One picture, block of samples or access unit on its way through a pipeline. Shared: read only. */
+/** One picture, block of samples or access unit in a pipeline. Shared, so read only. */
 class KEP_API MediaPacket final : public stream::Packet {
   public:
     MediaPtr media;
     SteadyTime stamp;                     /**< capture time of the picture or of the first sample */
-    std::chrono::nanoseconds duration{0}; /**< 0 when it is not known */
+    std::chrono::nanoseconds duration{0}; /**< 0 when unknown */
     bool key = true;
-    std::int64_t number = 0; /**< of the camera's picture; 0 for sound */
+    std::int64_t number = 0; /**< of the camera's picture; 0 for audio */
     PicturePtr picture;      /**< of raw video, which has no bytes */
     std::shared_ptr<const std::uint8_t> bytes;
     int size = 0;
@@ -72,7 +71,7 @@ class KEP_API MediaPacket final : public stream::Packet {
     stream::IMedia* Media() const override { return const_cast<host::Media*>(media.get()); }
 
     bool isVideo() const { return media->kind == host::Media::Kind::video; }
-    /** What the packet costs a queue that is bounded in bytes. */
+    /** Its weight in a queue that is bounded in bytes. */
     std::size_t weight() const { return picture ? weightOf(picture) : static_cast<std::size_t>(size); }
 };
 
@@ -82,7 +81,7 @@ inline std::size_t weightOf(const SharedPacket& packet) {
     return packet->weight();
 }
 
-/** Numbers of packets, by their kind. */
+/** Packet counts by kind. */
 struct PacketCounts {
     std::size_t video = 0;
     std::size_t audio = 0;
@@ -91,7 +90,7 @@ struct PacketCounts {
     void add(const MediaPacket& packet) { ++(*this)[packet.media->kind]; }
 };
 
-/** Finds where a stream may be cut. Where there is video, sound alone begins no group. */
+/** Finds the packets at which a stream may be cut. With video, groups begin at key frames only. */
 class GroupSense {
   public:
     bool begins(const MediaPacket& packet) {

@@ -10,9 +10,9 @@ namespace kep::host {
 namespace {
 
 /**
- * What the microphone hears, in its own format, or in frames of 20 ms of the `rate` and `channels` that are
- * set. It starts whether or not there is a microphone: nothing that also has pictures is to depend on it.
- * With `retry=false` it does not start without one.
+ * Delivers the microphone's samples in its own format, or in frames of 20 ms converted to `rate` and
+ * `channels`. It starts even without a microphone, so that a recording of pictures does not depend on one;
+ * with `retry=false` it requires one.
  */
 class MicrophoneElement final : public DeviceElement<MicrophoneLease> {
   public:
@@ -40,7 +40,7 @@ class MicrophoneElement final : public DeviceElement<MicrophoneLease> {
                 framer->add(block->samples.data(), block->frames(), block->stamp);
                 giveConverted(*framer, media);
             } else {
-                // What everyone else hears is shared, not copied.
+                // The block is shared with the other consumers, not copied.
                 giveSamples({block, &block->samples}, block->stamp, media);
             }
         }

@@ -34,7 +34,7 @@ void Outlet::keepPast(std::chrono::milliseconds past) {
 void Outlet::give(const SharedPacket& packet) {
     hub_.publish(packet);
     if (!packet->isVideo()) return;
-    // A group that is too long to be kept.
+    // The ring dropped a group that is too long for it: request the next key frame.
     const bool lacksKey =
         hub_.withPast([](Past& kept) { return kept.ring.length().count() > 0 && kept.ring.isEmpty(); });
     if (lacksKey) requestKeyFrame(packet->stamp);
@@ -78,7 +78,7 @@ bool Outlet::hold(bool held) {
 }
 
 OutletNames& OutletNames::instance() {
-    // Never destroyed: pipelines with static storage take their names out when they go.
+    // Never destroyed: pipelines of static storage duration remove their names while the process ends.
     static OutletNames* const names = new OutletNames;
     return *names;
 }

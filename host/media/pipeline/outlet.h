@@ -13,7 +13,7 @@
 
 namespace kep::host {
 
-/** A listener's end: its own bounded queue, which begins with a group. */
+/** A listener's own bounded queue. Its first packet begins a group. */
 class KEP_API Inlet : public Subscription<SharedPacket> {
   public:
     static constexpr std::size_t kMostBytes = 32U << 20;
@@ -34,40 +34,40 @@ class KEP_API Inlet : public Subscription<SharedPacket> {
 };
 
 /**
- * The end of a pipeline, to which others attach while it runs. It outlives its pipeline for as long as
- * somebody holds it.
+ * The output of a pipeline, to which others attach while it runs. It may outlive its pipeline, as its
+ * listeners share it.
  */
 class KEP_API Outlet {
   public:
-    /** Raises (true) or lowers what feeds the outlet; false when it cannot be raised. */
+    /** Starts (true) or stops what feeds the outlet; false when it cannot be started. */
     using Demand = std::function<bool(bool wanted)>;
 
-    /** Sets what is called for the first holder and after the last; null for nothing. */
+    /** Sets the callback for the first holder and after the last; may be null. */
     void setDemand(Demand demand);
-    /** How much of the stream is kept for later listeners; 0 for nothing. */
+    /** Sets how much of the stream is kept for later listeners; 0 for nothing. */
     void keepPast(std::chrono::milliseconds past);
 
-    /** Hands a packet to all listeners. Never waits for one of them. */
+    /** Passes a packet to all listeners. Never blocks on one of them. */
     void give(const SharedPacket& packet);
-    /** Hands all listeners a message. */
+    /** Passes a message to all listeners. */
     void tell(const std::string& message) { hub_.tell(message); }
 
-    /** Asks for a key frame on behalf of a listener; passed on with the next packet. */
+    /** Requests a key frame for a listener; passed upstream with the next packet. */
     void requestKeyFrame(SteadyTime at) { keyFrames_.add(at); }
     /** Takes the requests since the last call, to pass them upstream. */
     std::vector<SteadyTime> takeKeyFrameRequests() { return keyFrames_.takeAll(); }
 
     /** Opens the inlet's queue and enqueues the past, then all that is given. False when the outlet has
-     * ended, or when what feeds it cannot be raised, which has reported why. */
+     * ended, or when what feeds it cannot be started, which has written an error line. */
     bool attach(Inlet& inlet);
     /** Afterwards the outlet no longer touches the inlet, whose queue keeps its packets. */
     void detach(Inlet& inlet);
 
-    /** Keeps what feeds the outlet running although nobody listens, until it is called with false. Calls the
-     * demand with no lock held. */
+    /** Keeps what feeds the outlet running without listeners, until called with false. Calls the demand with
+     * no lock held. */
     bool hold(bool held) EXCLUDES(demandMutex_);
 
-    /** Tells every listener that the pipeline is gone. */
+    /** Notifies all listeners that the pipeline is gone. */
     void end() { hub_.end(); }
     bool hasEnded() const { return hub_.hasEnded(); }
 
@@ -82,7 +82,7 @@ class KEP_API Outlet {
         }
         void clear() { ring.clear(); }
 
-        // Less than an inlet takes, so that replay never overflows one.
+        // Smaller than an inlet, so that replay never overflows one.
         PacketRing ring{std::chrono::nanoseconds(0), 24U << 20};
     };
 
@@ -96,14 +96,14 @@ class KEP_API Outlet {
     Hub<SharedPacket, Past> hub_;
 };
 
-/** The ends of the pipelines that have a name, for all applications of the process. */
+/** The outlets of named pipelines, shared by all applications of the process. */
 class KEP_API OutletNames {
   public:
     static OutletNames& instance();
 
     void add(const std::string& name, std::shared_ptr<Outlet> outlet);
     void remove(const Outlet* outlet);
-    /** The end of the newest pipeline of that name, without regard to case; null when there is none. */
+    /** The outlet of the newest pipeline of that name, ignoring case; null when there is none. */
     std::shared_ptr<Outlet> find(const std::string& name);
 
   private:

@@ -18,7 +18,7 @@ std::vector<SharedPacket> PacketRing::push(const SharedPacket& packet) {
     while (!entries_.empty()) {
         const auto second = std::find_if(entries_.begin() + 1, entries_.end(),
                                          [](const Entry& entry) { return entry.begins; });
-        // A group goes when the one after it reaches back far enough.
+        // Drop a group once the next one reaches back far enough.
         const bool tooLong = second != entries_.end() && packet->stamp - second->packet->stamp >= length_;
         if (!tooLong && bytes_ <= mostBytes_ && entries_.front().begins) break;
         dropGroup(dropped);

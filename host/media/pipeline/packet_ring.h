@@ -11,8 +11,8 @@
 namespace kep::host {
 
 /**
- * The newest packets of a stream, bounded in time and in bytes by whole groups. Each has a number, counted
- * from the first that was ever put in, so that a reader can go on where it was. Used by one thread at a time.
+ * The newest packets of a stream, bounded in time and in bytes; drops whole groups. Packets are numbered
+ * consecutively, so that a reader can continue where it stopped. Used by one thread at a time.
  */
 class KEP_API PacketRing {
   public:
@@ -21,7 +21,7 @@ class KEP_API PacketRing {
         bool begins; /**< a group begins here */
     };
 
-    /** Keeps what the time needs and a group at most more, but never more than the bytes. */
+    /** Keeps at least `length`, and less than a group more; but never more than `bytes`. */
     PacketRing(std::chrono::nanoseconds length, std::size_t bytes) : length_(length), mostBytes_(bytes) {}
 
     std::chrono::nanoseconds length() const { return length_; }
@@ -29,11 +29,12 @@ class KEP_API PacketRing {
 
     /** Adds a packet. Returns those dropped to make room, oldest first; the last of them precedes first(). */
     std::vector<SharedPacket> push(const SharedPacket& packet);
-    /** Drops all; numbers go on. */
+    /** Drops all packets; numbering continues. */
     void clear();
 
-    /** Number of the oldest packet; that of the next to come when there is none. */
+    /** Number of the oldest packet; end() when empty. */
     std::uint64_t first() const { return end_ - entries_.size(); }
+    /** Number of the next packet to be added. */
     std::uint64_t end() const { return end_; }
     bool isEmpty() const { return entries_.empty(); }
     const Entry& at(std::uint64_t number) const { return entries_[number - first()]; }
@@ -42,7 +43,7 @@ class KEP_API PacketRing {
     std::optional<std::uint64_t> keyAtOrBefore(SteadyTime time) const;
     /** The oldest key frame that is later than `time`. */
     std::optional<std::uint64_t> keyAfter(SteadyTime time) const;
-    /** When the newest picture was taken that is not later than `time`. */
+    /** Stamp of the newest picture that is not later than `time`. */
     std::optional<SteadyTime> pictureAtOrBefore(SteadyTime time) const;
     /** Whether there is a picture of `time` or later. */
     bool hasReached(SteadyTime time) const;

@@ -12,7 +12,7 @@ namespace {
 
 const ClassRegistration<Pipeline> pipelineRegistration("Pipeline");
 
-constexpr int kLongestPast = 60'000;
+constexpr int kLongestPast = 60'000;  // milliseconds
 
 /** The element before position `end` that has this name; null when there is none. */
 Element* findBefore(const std::vector<ObjectImpl*>& objects, std::size_t end, const std::string& name) {
@@ -25,7 +25,7 @@ Element* findBefore(const std::vector<ObjectImpl*>& objects, std::size_t end, co
 }  // namespace
 
 Pipeline::Pipeline() {
-    // Within an application it may have the attributes of an element, which mean nothing there.
+    // Within an application a pipeline may have the attributes of an element, which have no effect.
     reserveAttributes({"layout", "serialize", "link", "dbg"});
     properties().add<bool>(
         "ondemand", [this] { return onDemand_.load(); },
@@ -43,7 +43,7 @@ Pipeline::Pipeline() {
 
 Pipeline::~Pipeline() {
     OutletNames::instance().remove(outlet_.get());
-    // No longer raised on demand; listeners still get what it holds.
+    // No longer started on demand; listeners still get what it flushes.
     outlet_->setDemand(nullptr);
     retire();
     outlet_->end();
@@ -56,7 +56,7 @@ bool Pipeline::receiveMessage(base::Message& message) {
 
 bool Pipeline::plan(Description& chain, const std::vector<ObjectImpl*>& objects, std::vector<Joint>& joints) {
     for (std::size_t i = 0; i < objects.size(); ++i) {
-        // A description in the place of a chain is a single element.
+        // A description that is not a chain is a single element.
         Description& text = i < chain.elements().size() ? chain.elements()[i] : chain;
         const auto place = [&] { return text.place(0); };
         Joint joint{dynamic_cast<Element*>(objects[i]), {}};

@@ -12,12 +12,12 @@ namespace kep::host {
 
 /**
  * A chain of elements, given as `layout` or `serialize`. Each is fed by the one written before it, or by
- * those that its `link` names; `link=null` is fed by none. A new chain takes the place of the old one once it
- * is made whole. Others can listen to the packets of the last element; a pipeline with a name is found by
- * it. The listeners get the messages of its elements, too, where the pipeline is part of nothing else.
+ * those that its `link` names; with `link=null` by none. A new chain replaces the old one once it is
+ * complete. Others can listen to the packets of the last element; they find the pipeline by its name. A
+ * pipeline without a parent also passes the messages of its elements to the listeners.
  *
  * The last `past` milliseconds of its packets are kept for later listeners. With `ondemand=true` it runs
- * while somebody is attached.
+ * while a listener is attached.
  */
 class Pipeline final : public ObjectImpl {
   public:
@@ -32,7 +32,7 @@ class Pipeline final : public ObjectImpl {
     bool asksChildren() const override { return true; }
 
   private:
-    /** An element and those that feed it. */
+    /** An element and the elements that feed it. */
     struct Joint {
         Element* element;
         std::vector<Element*> feeders;

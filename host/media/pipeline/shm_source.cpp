@@ -16,8 +16,8 @@ namespace {
 /**
  * Receives the packets at the end of another pipeline: `connect={type=pipeline,name=X}` attaches to the one
  * of that name, `connect={type=pipeline,layout={...},name=Y}` makes one of its own, which it starts and
- * stops. Between the two is a queue bounded in bytes, with a thread behind it; a chain that does not keep up
- * loses whole groups, oldest first. A chain that takes at once runs on the other pipeline's thread.
+ * stops. Between the two is a queue bounded in bytes, with a thread behind it; when the chain does not keep
+ * up, the queue drops whole groups, oldest first. A non-blocking chain runs on the other pipeline's thread.
  */
 class ShmSource final : public SourceElement, private Inlet {
   public:
@@ -49,13 +49,13 @@ class ShmSource final : public SourceElement, private Inlet {
             KEP_HOST_ERROR(label() + ": there is no pipeline \"" + partner_ + "\"");
             return false;
         }
-        setOutletToHear(outlet);
+        setUpstream(outlet);
         if (isPartOf(*outlet)) {
             KEP_HOST_ERROR(label() + ": pipeline \"" + partner_ + "\" cannot listen to itself");
             return false;
         }
         pulls_ = !nextTakeAtOnce();
-        // Attach before the own pipeline starts, so that its first picture is not missed.
+        // Attach before this element's own pipeline starts, so that its first picture is not missed.
         if (!outlet->attach(*this)) return false;
         isAttached_ = true;
         if (pulls_)
@@ -107,12 +107,12 @@ class ShmSource final : public SourceElement, private Inlet {
             return false;
         }
         changeDown(State::null);
-        setOutletToHear(outlet);
+        setUpstream(outlet);
         partner_ = name;
         return replaceChildren(content.objects());
     }
 
-    void setOutletToHear(const std::shared_ptr<Outlet>& outlet) {
+    void setUpstream(const std::shared_ptr<Outlet>& outlet) {
         const MutexLock lock(outletMutex_);
         outlet_ = outlet;
     }
@@ -138,7 +138,7 @@ class ShmSource final : public SourceElement, private Inlet {
         if (thread_.joinable()) thread_.join();
     }
 
-    bool pulls_ = false; /**< on a thread of its own; fixed while it is attached */
+    bool pulls_ = false; /**< from the queue, on a thread of its own; fixed while attached */
     bool isAttached_ = false;
     std::string partner_;
     Mutex outletMutex_;

@@ -15,9 +15,9 @@ using std::chrono::nanoseconds;
 constexpr std::size_t kMostHeld = 4096;
 constexpr std::size_t kMostBytesHeld = 64 << 20;
 /**
- * Milliseconds that a packet waits for the other stream. Sound usually comes 80 ms after its picture, as an
- * encoder holds two units back, and later on a busy machine: what has waited for less breaks the order of the
- * stamps. What waits here is lost with the power, so it must stay well below a second.
+ * Milliseconds that a packet waits for the other stream. Audio usually arrives 80 ms after its picture, as an
+ * encoder holds two units back, and later on a busy machine: a shorter wait breaks the order of the stamps. A
+ * power cut loses the packets that wait here, so it must stay well below a second.
  */
 constexpr int kWait = 600;
 /** How far a stamp may lie ahead of the clock, and after the one before it once it has been shifted. */
@@ -29,7 +29,7 @@ constexpr std::chrono::seconds kSlack(1);
  */
 class StampGuard {
   public:
-    /** What to add to the stamp; `jumped` tells that it begins to be something else than before. */
+    /** The correction to add to the stamp; sets `jumped` when it begins a new one. */
     nanoseconds correction(const MediaPacket& packet, bool& jumped) {
         const SteadyTime latest = Clock::now() + kSlack;
         const auto fits = [&](SteadyTime stamp) { return stamp <= latest && (!begun_ || stamp > last_); };
@@ -49,7 +49,7 @@ class StampGuard {
         return shift_;
     }
 
-    /** What is added to the stamps at present. */
+    /** The current correction. */
     nanoseconds shift() const { return shift_; }
 
     /** Whether the stream is already at `stamp` or later. */
@@ -63,12 +63,12 @@ class StampGuard {
 };
 
 /**
- * Merges sound and pictures in the order of their stamps, one at a time, on the threads that deliver them: of
- * two at the same time one passes on both. It begins with the first key frame and drops audio that precedes
- * it. A packet waits for the other stream no longer than `wait` milliseconds, and not at all while that
- * stream is silent: once it has been waited for in vain, nothing waits for it until it delivers again. Sound
- * that comes later than that keeps its own time. What is due is passed on with the next packet of either
- * stream, or when a later element that has a thread asks for it.
+ * Merges audio and pictures in the order of their stamps, one at a time, on the threads that deliver them:
+ * when both deliver at once, one of them passes on both. It begins with the first key frame and drops audio
+ * that precedes it. A packet waits for the other stream at most `wait` milliseconds, and not at all while
+ * that stream is silent: after a timeout nothing waits for it until it delivers again. Audio that arrives
+ * after the timeout keeps its own stamps. Due packets are passed on with the next packet of either stream, or
+ * when a later element that has a thread calls giveDue().
  */
 class Sync final : public Element {
   public:
@@ -82,7 +82,7 @@ class Sync final : public Element {
         {
             MutexLock lock(mutex_);
             Input& input = packet->isVideo() ? video() : audio();
-            // Drop the oldest sound before the first picture; otherwise wait for room.
+            // Drop the oldest audio before the first picture; otherwise wait for room.
             if (!started_ && !packet->isVideo() && input.held.size() >= kMostHeld) input.pop();
             room_.wait(lock, [&]() REQUIRES(mutex_) { return !isOpen_ || !isGiving_ || input.hasRoom(); });
             if (!isOpen_) return;
@@ -171,7 +171,7 @@ class Sync final : public Element {
     /** Whether there is another stream to wait for. */
     bool mergesTwo() const { return previous().size() > 1; }
 
-    /** The packet with the stamp that it should have; `jump` tells of a jump. */
+    /** The packet with its corrected stamp; at a jump `jump` receives the attributes of the message. */
     static SharedPacket onClock(Input& input, const SharedPacket& packet, std::optional<std::string>& jump) {
         bool jumped = false;
         const nanoseconds correction = input.guard.correction(*packet, jumped);
@@ -200,7 +200,7 @@ class Sync final : public Element {
         return first;
     }
 
-    /** Drops what precedes the beginning. */
+    /** Drops what precedes the first key frame. */
     void start() REQUIRES(mutex_) {
         if (!started_ && !mergesTwo()) {
             started_ = !video().held.empty() || !audio().held.empty();
@@ -226,8 +226,7 @@ class Sync final : public Element {
     Mutex mutex_;
     Condition room_;
     bool isOpen_ GUARDED_BY(mutex_) = false;
-    bool isGiving_ GUARDED_BY(mutex_) =
-        false; /**< a thread is passing packets on, those of the other as well */
+    bool isGiving_ GUARDED_BY(mutex_) = false; /**< a thread is passing on the packets of both */
     bool started_ GUARDED_BY(mutex_) = false;
     SteadyTime start_ GUARDED_BY(mutex_);
     std::array<Input, 2> inputs_ GUARDED_BY(mutex_);

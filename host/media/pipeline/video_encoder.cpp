@@ -11,8 +11,8 @@ namespace {
 
 /**
  * Encodes pictures one in, one access unit out, with parameter sets before each key frame. Bit rate, frame
- * rate and group length act on the running stream; a key frame that is asked for begins a group. The frame
- * rate is that of the pictures where none is set. `clock` is of encoders in hardware and is kept as it is.
+ * rate and group length act on the running stream; a requested key frame begins a group. Without `fr` the
+ * frame rate is that of the pictures. `clock` is for hardware encoders: it is stored and has no effect.
  */
 class VideoEncoder : public Element {
   public:
@@ -36,9 +36,8 @@ class VideoEncoder : public Element {
 
     void requestKeyFrame(SteadyTime at) override { keyFrames_.add(at); }
 
-    /** To set up an encoder takes a quarter of the time from a start to its first access unit, so it is done
-     * as soon as the media are known. What fails here fails with the first picture again, which then tells of
-     * it. */
+    /** Sets up the encoder as soon as the media are known: this takes a quarter of the time from a start to
+     * the first access unit. A failure is reported when it fails again with the first picture. */
     void expect(const MediaPtr& media) override {
         std::string ignored;
         if (media->codec == AV_CODEC_ID_RAWVIDEO) prepare(*media, ignored);
@@ -54,7 +53,7 @@ class VideoEncoder : public Element {
         if (prepare(*packet->media, reason) && encode(*packet, reason)) return;
         tellLost(host::Media::Kind::video, 1);
         encoder_.reset();
-        // One line for one trouble, and another attempt with each picture.
+        // Report a failure once, but try again with each picture.
         if (!failing_) {
             KEP_HOST_ERROR(label() + ": " + reason);
             tell("failed", "media=video");
@@ -90,7 +89,7 @@ class VideoEncoder : public Element {
         media->colours = raw.colours;
         media_ = std::move(media);
         // The libraries change the bit rate of a running encoder for H.264 alone. One that has encoded
-        // nothing is opened anew: its rate control would begin with what the old rate allows.
+        // nothing is reopened, as its rate control would begin with the old rate.
         if (fits && inGroup_ > 0 && codec_ == AV_CODEC_ID_H264) {
             encoder_->setBitRate(bitRate);
             return true;
@@ -105,7 +104,7 @@ class VideoEncoder : public Element {
         const int gop = gop_;
         const std::chrono::nanoseconds duration(
             av_rescale(1'000'000'000, media_->frameRate.den, media_->frameRate.num));
-        // The picture nearest to the time that was asked for.
+        // The picture nearest to the requested time.
         const SteadyTime reach = raw.stamp + duration / 2;
         const bool begins = inGroup_ == 0 || (gop > 0 && inGroup_ >= gop) || keyFrames_.isDue(reach);
         PacketPtr unit = encoder_->encode(*raw.picture->frame, begins, reason);
@@ -128,12 +127,12 @@ class VideoEncoder : public Element {
     const AVCodecID codec_;
     std::atomic<int> bitRate_{2'000'000};
     static constexpr int kUsualRate = 30;
-    std::atomic<int> rate_{0}; /**< 0 for that of the pictures */
+    std::atomic<int> rate_{0}; /**< 0: that of the pictures */
     std::atomic<int> gop_{15};
     std::atomic<int> clock_{400'000};
     KeyFrameRequests keyFrames_;
 
-    // Of the thread that brings the pictures, and of who announces media while it is down.
+    // Used by the thread that delivers the pictures, and by the one that announces media while it is down.
     std::unique_ptr<H264Encoder> encoder_;
     std::shared_ptr<const host::Media> media_;
     int inGroup_ = 0;
@@ -156,7 +155,7 @@ class EncoderH265 final : public VideoEncoder {
 };
 
 const ClassRegistration<EncoderH264> h264("encoder-h264");
-/** Only where the encoder is installed: elsewhere the class is as unknown as any other. */
+/** Registered only if the encoder is installed. */
 const std::unique_ptr<ClassRegistration<EncoderH265>> h265 =
     avcodec_find_encoder_by_name(kHevcEncoder)
         ? std::make_unique<ClassRegistration<EncoderH265>>("encoder-h265")
