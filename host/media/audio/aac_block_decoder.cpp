@@ -74,7 +74,7 @@ bool AacBlockDecoder::hasRoom(std::size_t room, int channels, std::string& reaso
 bool AacBlockDecoder::decode(std::span<const std::uint8_t> in, std::span<std::uint8_t> out, BlockUse& used,
                              std::string& skipped, std::string& reason) {
     used = {};
-    // Samples are pending if a unit had more of them than the one before it.
+    // Pending: a unit that was longer than the one before it may not have fitted into `out`.
     if (!samples_.empty()) {
         if (!hasRoom(out.size(), settings_.channels, reason)) return false;
         hand(out, used);
@@ -109,8 +109,8 @@ bool AacBlockDecoder::decodeStream(std::span<const std::uint8_t> in, std::span<s
         const std::size_t count = std::min(wanted - unit_.size(), in.size() - used.taken);
         const bool completes = wanted > AdtsHeader::kBytes && count == wanted - unit_.size();
         if (completes) {
-            const int told = AdtsHeader::read(unit_)->channels;
-            if (!hasRoom(out.size() - used.written, told > 0 ? told : settings_.channels, reason)) {
+            const int coded = AdtsHeader::read(unit_)->channels;
+            if (!hasRoom(out.size() - used.written, coded > 0 ? coded : settings_.channels, reason)) {
                 if (used.taken == 0 && used.written == 0) return false;
                 break;
             }

@@ -8,7 +8,7 @@
 
 namespace kep::host {
 
-/** Converts decoded sound to 16-bit samples of its own rate, mono or mixed to stereo. */
+/** Converts decoded sound to 16-bit samples at its own rate, in mono or mixed to stereo. */
 class DecodedSound {
   public:
     DecodedSound() = default;

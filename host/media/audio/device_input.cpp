@@ -16,7 +16,7 @@ namespace {
 
 // Poll interval: how late a whole block may be noticed.
 constexpr auto kPoll = std::chrono::milliseconds(1);
-// A PulseAudio server keeps samples back until a fragment is full, so that a block comes late by half a
+// A PulseAudio server keeps samples back until a fragment is full, so that a block is late by half a
 // fragment on average ...
 constexpr int kFragmentsInBlock = 10;
 // ... but when a sink underruns, its monitor is rewound, and what a short fragment has already delivered is
@@ -105,9 +105,9 @@ SteadyTime DeviceInput::captureTime(const AVFrame& frame, SteadyTime now, std::i
     // Devices stamp by the wall clock, in microseconds.
     const SteadyTime latest = now - format().duration(frames);
     if (frame.best_effort_timestamp == AV_NOPTS_VALUE) return latest;
-    const SteadyTime told = now - std::chrono::microseconds(av_gettime() - frame.best_effort_timestamp);
-    const auto deviation = told - latest;
-    return deviation > kImplausible || deviation < -kImplausible ? latest : told;
+    const SteadyTime stamped = now - std::chrono::microseconds(av_gettime() - frame.best_effort_timestamp);
+    const auto deviation = stamped - latest;
+    return deviation > kImplausible || deviation < -kImplausible ? latest : stamped;
 }
 
 }  // namespace

@@ -109,13 +109,13 @@ bool DeviceSpeaker::write(const std::int16_t* samples, std::int64_t frames) {
 }
 
 void DeviceSpeaker::playOut() {
-    // ALSA drains when it is closed; for PulseAudio, wait for what its position lacks to the end.
-    std::int64_t heard = 0;
+    // ALSA drains when it is closed; for PulseAudio, wait until its position has reached the end.
+    std::int64_t played = 0;
     std::int64_t wall = 0;
-    if (device_.kind != "pulse" || av_get_output_timestamp(output_.get(), 0, &heard, &wall) < 0) return;
+    if (device_.kind != "pulse" || av_get_output_timestamp(output_.get(), 0, &played, &wall) < 0) return;
     const AVRational base = output_->streams[0]->time_base;
     const std::int64_t left =
-        av_rescale_q(written_, {1, format_.rate}, {1, 1000000}) - av_rescale_q(heard, base, {1, 1000000});
+        av_rescale_q(written_, {1, format_.rate}, {1, 1000000}) - av_rescale_q(played, base, {1, 1000000});
     std::this_thread::sleep_for(std::chrono::microseconds(std::clamp<std::int64_t>(left, 0, kLongestDelay)));
 }
 

@@ -44,7 +44,7 @@ class KEP_API Element : public ObjectImpl {
     virtual void takeCut(const Element&) { giveCut(); }
 
     /** Announces the media of the packets to come, so that an encoder is set up before the first of them.
-     * Called by the thread that gives them. By default passed on. */
+     * Called by the thread that delivers them. By default passed on. */
     virtual void expect(const MediaPtr& media) { announce(media); }
 
     /**
@@ -74,7 +74,8 @@ class KEP_API Element : public ObjectImpl {
 
     /** Sends `name=NAME,TEXT` upward. */
     void tell(const char* name, const std::string& attributes);
-    /** Counts packets that this element had to drop, and sends `name=frameLost` upward; nothing for none. */
+    /** Counts packets that this element had to drop, and sends `name=frameLost` upward, unless there are
+     * none. */
     void tellLost(Media::Kind kind, std::size_t lost);
     void tellLost(const PacketCounts& lost);
     void tellLost(const std::vector<SharedPacket>& lost);

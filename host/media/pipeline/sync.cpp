@@ -20,7 +20,7 @@ constexpr std::size_t kMostBytesHeld = 64 << 20;
  * power cut loses the packets that wait here, so it must stay well below a second.
  */
 constexpr int kWait = 600;
-/** How far a stamp may lie ahead of the clock, and after the one before it once it has been shifted. */
+/** How far a stamp may lie ahead of the clock, and a shifted stamp after the previous one. */
 constexpr std::chrono::seconds kSlack(1);
 
 /**

@@ -12,8 +12,8 @@ namespace kep::host {
 namespace {
 
 /** Options to open the device with, the best first: many cameras reach 1080p at full rate only with MJPEG. */
-constexpr const char* kWishes[] = {"input_format=mjpeg:video_size=1920x1080:framerate=30",
-                                   "video_size=1920x1080:framerate=30", ""};
+constexpr const char* kDeviceOptions[] = {"input_format=mjpeg:video_size=1920x1080:framerate=30",
+                                          "video_size=1920x1080:framerate=30", ""};
 
 /** A Video4Linux device, opened at 1080p and 30 pictures per second, or the nearest that it offers. */
 class V4l2Camera final : public Camera {
@@ -42,9 +42,9 @@ bool V4l2Camera::next(int, Picture& picture, std::string& reason) {
     // Drivers stamp by the monotonic clock; pictures with any other time are stamped on arrival.
     picture.stamp = steady_clock::now();
     if (const std::int64_t pts = frame->best_effort_timestamp; pts != AV_NOPTS_VALUE) {
-        const steady_clock::time_point told(
+        const steady_clock::time_point stamped(
             microseconds(av_rescale_q(pts, reader_->stream().time_base, {1, 1'000'000})));
-        if (told <= picture.stamp && picture.stamp - told < seconds(1)) picture.stamp = told;
+        if (stamped <= picture.stamp && picture.stamp - stamped < seconds(1)) picture.stamp = stamped;
     }
     picture.frame = scaler_.toPicture(std::move(frame), reason);
     return picture.frame != nullptr;
@@ -58,8 +58,8 @@ std::unique_ptr<Camera> openV4l2Camera(const std::string& device, std::string& r
         reason = std::strerror(errno);
         return nullptr;
     }
-    for (const char* const wish : kWishes) {
-        if (auto reader = MediaReader::open({device, "video4linux2", wish}, AVMEDIA_TYPE_VIDEO, reason))
+    for (const char* const options : kDeviceOptions) {
+        if (auto reader = MediaReader::open({device, "video4linux2", options}, AVMEDIA_TYPE_VIDEO, reason))
             return std::make_unique<V4l2Camera>(device, std::move(reader));
     }
     return nullptr;
