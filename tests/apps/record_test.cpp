@@ -290,7 +290,7 @@ TEST_F(Event, AnEventWithoutPicturesEndsWithoutAClip) {
         "KEP_HOST_VIDEO=file:camera vncam event --pre 0 --post 0 --url clip.mp4");
     EXPECT_EQ(made.exit, 1);
     EXPECT_EQ(made.out, "");
-    EXPECT_THAT(made.err, HasSubstr("vncam event: no clip: no picture has come\n"));
+    EXPECT_THAT(made.err, HasSubstr("vncam event: no clip: no picture received\n"));
     EXPECT_FALSE(std::filesystem::exists(path("clip.mp4")));
 }
 

@@ -43,7 +43,9 @@ EventElement::EventElement() : ring_(kUsuallyKept, kMostBytesKept) {
     properties().add<bool>(
         "delApp", [] { return false; },
         [this](bool wanted) {
-            if (wanted) KEP_HOST_INFO(label() + ": delApp=true: an application is deleted by its maker");
+            if (wanted)
+                KEP_HOST_INFO(label() +
+                              ": delApp=true has no effect: an application is deleted by its creator");
             return true;
         });
 }
@@ -53,7 +55,7 @@ std::optional<SteadyTime> EventElement::readPoint(const std::string& text) const
     if (!readSpan("tp", text, point)) return std::nullopt;
     const auto ahead = SteadyTime(point) - Clock::now();
     if (ahead <= kFarthestAhead) return SteadyTime(point);
-    KEP_HOST_ERROR(label() + ": tp=" + text + " lies " +
+    KEP_HOST_ERROR(label() + ": tp=" + text + " is " +
                    std::to_string(std::chrono::floor<seconds>(ahead).count()) +
                    " s ahead of the monotonic clock");
     return std::nullopt;
@@ -64,7 +66,7 @@ bool EventElement::up(State target) {
     if (target != State::play) return true;
     writer_ = findWriter(next());
     if (!writer_) {
-        KEP_HOST_ERROR(label() + " has no muxer behind it");
+        KEP_HOST_ERROR(label() + ": no muxer follows it in the pipeline");
         return false;
     }
     {
@@ -127,9 +129,9 @@ bool EventElement::post(const EventTrigger& trigger) {
     {
         const MutexLock lock(postMutex_);
         if (!running_) {
-            refusal = "the service does not play";
+            refusal = "the service is not playing";
         } else if (asked_ >= kMostRecordings) {
-            refusal = std::to_string(asked_) + " are being made";
+            refusal = std::to_string(asked_) + " clips are in progress already";
         } else {
             ++asked_;
             posted_.push_back(trigger);
@@ -228,12 +230,12 @@ EventElement::Step EventElement::begin(Recording& recording) {
         if (!key || !ring_.hasReached(trigger.begin())) {
             lock.unlock();
             const bool waits = !ending_ && Clock::now() < deadline(recording);
-            return waits ? Step::waits : refuse(trigger, "no picture has come");
+            return waits ? Step::waits : refuse(trigger, "no picture received");
         }
         recording.from = ring_.at(*key).packet->stamp;
         recording.next = *key;
     }
-    if (recording.from > trigger.end()) return refuse(trigger, "nothing of its time is kept any more");
+    if (recording.from > trigger.end()) return refuse(trigger, "its time span is no longer buffered");
     if (late) {
         const auto by = std::chrono::ceil<milliseconds>(recording.from - trigger.begin());
         KEP_HOST_ERROR(label() + ": clip " + trigger.url + " begins " + std::to_string(by.count()) +
@@ -268,7 +270,7 @@ SharedPacket EventElement::nextPacket(Recording& recording) {
 void EventElement::close(Recording& recording, Step how) {
     if (how == Step::complete && !recording.clip->finish()) how = Step::failed;
     recording.clip.reset();
-    trace("clip " + recording.trigger.url + (how == Step::complete ? " is complete" : " is given up"));
+    trace("clip " + recording.trigger.url + (how == Step::complete ? " complete" : " abandoned"));
     const MutexLock lock(postMutex_);
     --asked_;
 }

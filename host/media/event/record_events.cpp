@@ -31,7 +31,7 @@ class RecordEventTrigger final : public EventElement {
     bool up(State target) override {
         if (target != State::play) return EventElement::up(target);
         if (!point_) {
-            KEP_HOST_ERROR(label() + " is given no tp, the time of the event");
+            KEP_HOST_ERROR(label() + ": tp, the time of the event, is not set");
             return false;
         }
         trigger_.point = *point_;
@@ -78,7 +78,7 @@ class RecordEventServiceTriggerShm final : public EventElement {
         properties().add<std::string>("trigger", nullptr, [this](const std::string& text) {
             EventTrigger trigger;
             if (readTrigger(text, trigger)) return post(trigger);
-            tellFailed({trigger.url, "the trigger cannot be read", {}});
+            tellFailed({trigger.url, "invalid trigger", {}});
             return false;
         });
     }
@@ -108,7 +108,7 @@ bool RecordEventServiceTriggerShm::readTrigger(const std::string& text, EventTri
     };
     for (int i = 0; const char* const key = attributes.Key(i); ++i) {
         if (std::ranges::find(names, key) == std::end(names))
-            return refuse("has no use for \"" + std::string(key) + "\"");
+            return refuse("has an unknown key \"" + std::string(key) + "\"");
     }
     for (const std::string_view name : names) {
         const char* const value = attributes.Get(name.data());
@@ -128,7 +128,7 @@ bool RecordEventServiceTriggerShm::makeMemory(Description& description) {
     for (const ObjectImpl* const made : content.objects()) {
         if (dynamic_cast<const VornisaSharedMemory*>(made)) continue;
         KEP_HOST_ERROR(label() + ": shmCreater={" + std::string(description.text()) +
-                       "} describes no shared memory" + description.place(0));
+                       "} does not describe shared memory" + description.place(0));
         return false;
     }
     return replaceChildren(content.objects());

@@ -424,9 +424,9 @@ TEST_F(ClipsTest, WrongTriggersAreToldAndHarmNothing) {
     ASSERT_EQ(VNStop(service_), VNRES_SUCCEED);
     ASSERT_TRUE(waitUntil([] { return Messages::instance().count("name=stopped") == 1; }));
     EXPECT_EQ(Messages::instance().count("name=failed,media=file"), 6);
-    EXPECT_EQ(Messages::instance().count("url=" + url("a.mp4") + ",reason=the trigger cannot be read"), 1);
-    EXPECT_EQ(Messages::instance().count("url=ftp://camera/a.mp4,reason=it is no URL"), 1);
-    EXPECT_EQ(Messages::instance().count("url=a.mp4,reason=it is no URL"), 1);
+    EXPECT_EQ(Messages::instance().count("url=" + url("a.mp4") + ",reason=invalid trigger"), 1);
+    EXPECT_EQ(Messages::instance().count("url=ftp://camera/a.mp4,reason=not a valid URL"), 1);
+    EXPECT_EQ(Messages::instance().count("url=a.mp4,reason=not a valid URL"), 1);
     EXPECT_EQ(Messages::instance().count("url=" + url("none/a.mp4") + ","), 1);
     EXPECT_THAT(files(), ElementsAre("good.mp4"));
 }

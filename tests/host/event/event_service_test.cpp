@@ -142,7 +142,7 @@ TEST_F(EventServiceTest, OfATimeThatIsGoneThereIsNoClip) {
     ASSERT_TRUE(waitUntil([&] { return !lines.messages().empty(); }));
     EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr("no clip file:///a.mp4: nothing of its time")));
     EXPECT_THAT(service.clips().clips(), IsEmpty());
-    EXPECT_THAT(failures(), ElementsAre(failure("file:///a.mp4", "nothing of its time is kept any more")));
+    EXPECT_THAT(failures(), ElementsAre(failure("file:///a.mp4", "its time span is no longer buffered")));
 }
 
 TEST_F(EventServiceTest, OpenClipsEndWithTheStream) {
@@ -151,12 +151,12 @@ TEST_F(EventServiceTest, OpenClipsEndWithTheStream) {
     ASSERT_TRUE(service.trigger("0s", "1s", stream.at(20'000), "file:///never.mp4"));
     stream.run(1'000);
     const ErrorLines lines;
-    EXPECT_THAT(failures(), ElementsAre(failure("file:///never.mp4", "no picture has come")));
+    EXPECT_THAT(failures(), ElementsAre(failure("file:///never.mp4", "no picture received")));
     const auto clips = service.clips().clips();
     ASSERT_EQ(clips.size(), 1U);
     EXPECT_TRUE(clips.front().finished);
     EXPECT_TRUE(clips.front().packets == clipFrom(4'000, 65'000));
-    EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr("no clip file:///never.mp4: no picture has come")));
+    EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr("no clip file:///never.mp4: no picture received")));
 }
 
 TEST_F(EventServiceTest, ItStartsAgainWithNothingKept) {
@@ -181,8 +181,8 @@ TEST_F(EventServiceTest, AClipOfALostCameraEnds) {
     EXPECT_TRUE(service.clips().clips().front().packets == clipFrom(4'500, 5'500));
     // Told as soon as it is known, while the service plays on.
     EXPECT_EQ(service.app().waitForMessage("name=failed"),
-              failure("file:///never.mp4", "no picture has come"));
-    EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr("no clip file:///never.mp4: no picture has come")));
+              failure("file:///never.mp4", "no picture received"));
+    EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr("no clip file:///never.mp4: no picture received")));
 }
 
 TEST_F(EventServiceTest, AClipReachesNotBackBeyondTheCamerasAbsence) {
@@ -280,8 +280,9 @@ TEST_F(EventServiceTest, NoMoreClipsThanItCanHold) {
         ASSERT_TRUE(service.trigger("1s", "10s", stream.at(2'000), "file:///a" + std::to_string(i) + ".mp4"));
     const ErrorLines lines;
     EXPECT_FALSE(service.trigger("1s", "10s", stream.at(2'000), "file:///b.mp4"));
-    EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr("no clip file:///b.mp4: 64 are being made")));
-    EXPECT_THAT(failures(), ElementsAre(failure("file:///b.mp4", "64 are being made")));
+    EXPECT_THAT(lines.messages(),
+                ElementsAre(HasSubstr("no clip file:///b.mp4: 64 clips are in progress already")));
+    EXPECT_THAT(failures(), ElementsAre(failure("file:///b.mp4", "64 clips are in progress already")));
     EXPECT_TRUE(service.clips().waitForFinished(64));
 }
 
@@ -301,7 +302,7 @@ TEST_F(EventServiceTest, AWrongTriggerIsRefusedWithOneLineAndTheNextWorks) {
         {"pre=5s,post=1s,tp=" + tp + ",url=", "lacks url"},
         {"post=1s,tp=" + tp + ",url=file:///a.mp4", "lacks pre"},
         {"pre=5s,tp=" + tp + ",url=file:///a.mp4", "lacks post"},
-        {"pre=5s,post=1s,tp=" + tp + ",url=file:///a.mp4,size=3", "has no use for \"size\""},
+        {"pre=5s,post=1s,tp=" + tp + ",url=file:///a.mp4,size=3", "has an unknown key \"size\""},
         {"pre=5s,post=1s,tp=" + tp + ",url=file:///b,c.mp4", "c.mp4"},
         {"", "lacks pre"},
     };
@@ -309,8 +310,8 @@ TEST_F(EventServiceTest, AWrongTriggerIsRefusedWithOneLineAndTheNextWorks) {
     for (const auto& [text, message] : wrong) {
         const ErrorLines lines;
         const bool named = text.find("a.mp4") != text.npos;
-        expected.push_back(named ? failure("file:///a.mp4", "the trigger cannot be read")
-                                 : "name=failed,media=file,reason=the trigger cannot be read");
+        expected.push_back(named ? failure("file:///a.mp4", "invalid trigger")
+                                 : "name=failed,media=file,reason=invalid trigger");
         EXPECT_FALSE(service.app()->fromString(("trigger={" + text + "}").c_str())) << text;
         EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr(message))) << text;
     }
@@ -325,9 +326,10 @@ TEST_F(EventServiceTest, AServiceThatDoesNotPlayRefuses) {
     ASSERT_TRUE(service.app().stop());
     const ErrorLines lines;
     EXPECT_FALSE(service.trigger("1s", "1s", stream.at(0), "file:///a.mp4"));
-    EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr("no clip file:///a.mp4: the service does not play")));
+    EXPECT_THAT(lines.messages(),
+                ElementsAre(HasSubstr("no clip file:///a.mp4: the service is not playing")));
     EXPECT_EQ(service.app().waitForMessage("name=failed"),
-              failure("file:///a.mp4", "the service does not play"));
+              failure("file:///a.mp4", "the service is not playing"));
 }
 
 TEST(EventDescriptionTest, TheServiceMakesItsSharedMemory) {
@@ -342,7 +344,7 @@ TEST(EventDescriptionTest, TheServiceMakesItsSharedMemory) {
 
 TEST(EventDescriptionTest, WhatCannotWorkIsRefused) {
     EXPECT_THAT(refusalOf("type=RecordEventServiceTriggerShm,shmCreater={type=Application}"),
-                HasSubstr("shmCreater={type=Application} describes no shared memory"));
+                HasSubstr("shmCreater={type=Application} does not describe shared memory"));
     EXPECT_THAT(refusalOf("type=RecordEventServiceTriggerShm,shmCreater={type=NoClass}"),
                 HasSubstr("NoClass"));
     EXPECT_THAT(refusalOf("type=RecordEventServiceTriggerShm,pre=3s"), HasSubstr("no property \"pre\""));
@@ -350,8 +352,9 @@ TEST(EventDescriptionTest, WhatCannotWorkIsRefused) {
     ASSERT_TRUE(lonely);
     const ErrorLines lines;
     EXPECT_FALSE(lonely.play());
-    EXPECT_THAT(lines.messages(),
-                ElementsAre(HasSubstr("RecordEventServiceTriggerShm \"ctrl\" has no muxer behind it")));
+    EXPECT_THAT(
+        lines.messages(),
+        ElementsAre(HasSubstr("RecordEventServiceTriggerShm \"ctrl\": no muxer follows it in the pipeline")));
 }
 
 }  // namespace

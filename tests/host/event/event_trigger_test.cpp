@@ -60,10 +60,10 @@ TEST(EventTriggerTest, StoppedBeforeAnythingCameItMakesNothingAndSaysThatItHasEn
     ASSERT_TRUE(app.stop());
     EXPECT_THAT(app.child<TestClips>("clips").clips(), IsEmpty());
     EXPECT_EQ(app.waitForMessage("name=recordStop"),
-              "name=recordStop,failed=true,reason=no picture has come");
+              "name=recordStop,failed=true,reason=no picture received");
     ASSERT_NE(app.waitForMessage("name=stopped"), "");
     EXPECT_THAT(app.messages("name=failed"), IsEmpty());
-    EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr("no picture has come")));
+    EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr("no picture received")));
 }
 
 /** How a clip fails. */
@@ -112,7 +112,7 @@ TEST(EventTriggerTest, ItsTimesAreReadAndWrongOnesRefused) {
     ASSERT_TRUE(timeless);
     const ErrorLines lines;
     EXPECT_FALSE(timeless.play());
-    EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr("\"evt\" is given no tp, the time of the event")));
+    EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr("\"evt\": tp, the time of the event, is not set")));
 }
 
 }  // namespace
