@@ -59,7 +59,7 @@ class AacSource final : public api::streaming::IAacSource, public MicrophoneStre
 
     void SetBitRate(int bitsPerSecond) override {
         if (bitsPerSecond <= 0) {
-            KEP_HOST_ERROR("bit rate " + std::to_string(bitsPerSecond) + " is refused");
+            KEP_HOST_ERROR("bit rate " + std::to_string(bitsPerSecond) + " is not positive");
             return;
         }
         isSet_ = true;

@@ -61,7 +61,7 @@ bool PcmPlayer::PushFrame(SharedFrame frame) {
     }
     const bool playing = StatusIsPlay();
     if (enqueue(frame->data, static_cast<std::size_t>(frame->size))) return true;
-    KEP_HOST_ERROR(playing ? "the player was stopped before a frame was taken whole"
+    KEP_HOST_ERROR(playing ? "the player was stopped in the middle of a frame"
                            : "cannot play a frame: the player is not started");
     return false;
 }

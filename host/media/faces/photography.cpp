@@ -182,7 +182,8 @@ bool Photography::writeLater(Shot shot) {
     const std::string path = shot.path;
     const std::size_t waiting = later_.size();
     if (waiting < kMostWaiting && later_.push(std::move(shot), true, 0).wasOpen) return true;
-    KEP_HOST_ERROR("picture " + path + ": " + std::to_string(waiting) + " wait already");
+    KEP_HOST_ERROR("picture " + path + ": " + std::to_string(waiting) +
+                   " pictures are already waiting to be written");
     return false;
 }
 

@@ -28,13 +28,13 @@ std::shared_ptr<Media> soundOf(const Mp4Track& track, std::string& reason) {
     // These two have a core of low complexity, which older decoders play alone.
     constexpr unsigned kBandReplication = 5;
     constexpr unsigned kParametricStereo = 29;
-    reason = "its settings are missing or damaged";
+    reason = "its AudioSpecificConfig is missing or damaged";
     if (track.settings.size() < 2) return nullptr;
     const unsigned bits = track.settings[0] * 256U + track.settings[1];
     const unsigned kind = bits >> 11;
     const int rate = aacRate(bits >> 7 & 0xf);
     const unsigned channels = bits >> 3 & 0xf;
-    reason = "its kind of AAC has no ADTS header";
+    reason = "ADTS cannot describe its AAC configuration";
     const bool isKnown = kind == kLowComplexity || kind == kBandReplication || kind == kParametricStereo;
     if (!isKnown || rate == 0 || channels == 0 || channels > 7) return nullptr;
     auto media = Media::sound(AV_CODEC_ID_AAC, {rate, channels == 7 ? 8 : static_cast<int>(channels)});

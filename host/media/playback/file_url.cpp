@@ -11,7 +11,7 @@ std::optional<std::string> localPath(const std::string& url, const std::string& 
     base::AttrSet parts;
     if (!base::IUrl::Parse(url.c_str(), parts)) return std::nullopt;
     if (foldedName(parts.GetOrDef("scheme", "")) == "file") return std::string(parts.GetOrDef("path", ""));
-    KEP_HOST_ERROR(owner + ": url={" + url + "} is no URL of a file");
+    KEP_HOST_ERROR(owner + ": url={" + url + "} is not a file URL");
     return std::nullopt;
 }
 

@@ -199,7 +199,7 @@ class FuncSink final : public Element {
     bool up(State target) override {
         if (target != State::play) return true;
         if (abandoned_ && abandoned_->isCalling()) {
-            KEP_HOST_ERROR(label() + " cannot be started by the function that has stopped it");
+            KEP_HOST_ERROR(label() + " cannot be started by the callback that stopped it");
             return false;
         }
         waitForAbandoned();

@@ -108,7 +108,7 @@ class Mp4Demuxer final : public SourceElement {
             url = url_;
         }
         if (url.empty()) {
-            KEP_HOST_ERROR(label() + " has no url");
+            KEP_HOST_ERROR(label() + ": no url set");
             return false;
         }
         const auto path = localPath(url, label());
@@ -131,12 +131,12 @@ class Mp4Demuxer final : public SourceElement {
                 played.insert(number);
                 file.tracks[number] = std::move(known);
             } else {
-                KEP_HOST_INFO(label() + ": " + path + ": passes over track " + std::to_string(number) + ", " +
+                KEP_HOST_INFO(label() + ": " + path + ": skips track " + std::to_string(number) + ", " +
                               track.codec + ": " + reason);
             }
         }
         if (played.empty()) {
-            KEP_HOST_ERROR(label() + ": " + path + ": no track of H.264 or AAC");
+            KEP_HOST_ERROR(label() + ": " + path + ": no H.264 or AAC track");
             return std::nullopt;
         }
         file.reader->select(std::move(played));

@@ -133,7 +133,7 @@ bool FileOutput::addLengthPlace() {
     avio_write(context_, place.data(), static_cast<int>(place.size()));
     avio_flush(context_);
     if (failed_ || HeadIndex::moveLengthPlace(kept_)) return !failed_;
-    reason_ = "the header has no place for the length of the file";
+    reason_ = "the header has no room for the length of the file";
     return false;
 }
 

@@ -43,7 +43,7 @@ std::unique_ptr<MediaFile> MediaFile::open(const std::string& path, const MediaF
                                            std::string& reason) {
     initFfmpeg();
     if (!video && !audio) {
-        reason = path + ": a file holds pictures or sound";
+        reason = path + ": neither video nor audio to record";
         return nullptr;
     }
     std::string openPath = settings.openExtension.empty() ? path : path + "." + settings.openExtension;
@@ -94,7 +94,7 @@ bool MediaFile::begin(const MediaPacket& first, std::string& reason) {
     const char* const format = container_ == Container::mpegTs ? "mpegts" : "mp4";
     AVFormatContext* made = nullptr;
     if (avformat_alloc_output_context2(&made, nullptr, format, nullptr) < 0) {
-        reason = std::string("the FFmpeg libraries cannot make ") + format;
+        reason = std::string("the FFmpeg libraries have no muxer for ") + format;
         return false;
     }
     context_.reset(made);

@@ -257,7 +257,7 @@ bool Muxer::begin() {
     }
     tellLost(std::exchange(dropped_, {}));
     if (url.path.empty()) {
-        segments_.failed({"", "there is no url to write to", {}}, false);
+        segments_.failed({"", "no url to write to", {}}, false);
         retryLater();
         return false;
     }
@@ -296,12 +296,12 @@ std::unique_ptr<Clip> Muxer::beginClip(const std::string& url, OnFailed failed) 
         where = url_;
     }
     if (!url.empty() && !MuxerUrl::read(url, label(), where)) {
-        failed({url, "it is no URL that a clip can have", {}});
+        failed({url, "not a valid URL for a clip", {}});
         return nullptr;
     }
     if (where.path.empty()) {
-        KEP_HOST_ERROR(label() + ": there is no url for a clip");
-        failed({"", "there is no url for a clip", {}});
+        KEP_HOST_ERROR(label() + ": no url for a clip");
+        failed({"", "no url for a clip", {}});
         return nullptr;
     }
     // A clip that bears its name is complete, and one that a power cut has left is found and finished as

@@ -32,17 +32,17 @@ bool MuxerUrl::read(std::string_view text, const std::string& owner, MuxerUrl& u
     const std::string address(text.substr(0, end));
     if (!base::IUrl::Parse(address.c_str(), parts)) return false;
     if (foldedName(parts.GetOrDef("scheme", "")) != "file")
-        return refuse(owner, "url={" + address + "}", "is no URL of a file");
+        return refuse(owner, "url={" + address + "}", "is not a file URL");
     base::AttrSet options;
     if (end < text.size() && !options.Parse(std::string(text.substr(end + 1)).c_str())) return false;
     for (int i = 0; const char* const key = options.Key(i); ++i) {
         const std::string_view value = options.Value(i);
         if (std::string_view(key) == "creater") {
-            if (value != "ntp") return refuse(owner, "creater=" + std::string(value), "is not ntp");
+            if (value != "ntp") return refuse(owner, "creater=" + std::string(value), "must be ntp");
         } else if (std::string_view(key) != "temp_ext_name") {
-            return refuse(owner, "url", "has no \"" + std::string(key) + "\"");
+            return refuse(owner, "url", "has an unknown option \"" + std::string(key) + "\"");
         } else if (value.find('/') != value.npos) {
-            return refuse(owner, "temp_ext_name=" + std::string(value), "is no extension");
+            return refuse(owner, "temp_ext_name=" + std::string(value), "must not contain \"/\"");
         }
     }
     url = {parts.GetOrDef("path", ""), options.GetOrDef("temp_ext_name", "")};
@@ -57,7 +57,7 @@ bool MuxerMessages::read(const char* text, const std::string& owner, MuxerMessag
         const bool start = std::string_view(key) == "recordStart";
         if (!start && std::string_view(key) != "recordStop")
             return refuse(owner, "sendmsg={" + std::string(text) + "}",
-                          "asks for a message \"" + std::string(key) + "\" that there is not");
+                          "asks for an unknown message \"" + std::string(key) + "\"");
         base::AttrSet how;
         if (!how.Parse(set.Value(i))) return false;
         const std::string_view when = how.GetOrDef("oper", "");

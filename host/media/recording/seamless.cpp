@@ -46,7 +46,7 @@ class Seamless final : public Element {
         std::chrono::milliseconds span{};
         if (!readSpan("duration", text, span)) return false;
         if (span.count() == 0) {
-            KEP_HOST_ERROR(label() + ": duration=" + text + " is no time at all");
+            KEP_HOST_ERROR(label() + ": duration=" + text + " must be greater than 0");
             return false;
         }
         duration_ = span;

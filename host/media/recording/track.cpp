@@ -81,8 +81,8 @@ bool describeStream(const Media& media, const MediaPacket* first, AVCodecParamet
         known = first && readParameterSets(*first, parameters);
     }
     if (!known)
-        reason = std::string("no file can be made of this ") + avcodec_get_name(media.codec) +
-                 " stream: it lacks what its decoder must know beforehand";
+        reason = std::string("cannot record this ") + avcodec_get_name(media.codec) +
+                 " stream: no decoder configuration";
     return known;
 }
 

@@ -279,7 +279,7 @@ TEST_F(Demux, PassesOverTracksThatItCannotGive) {
     Playback other;
     ErrorLines lines;
     EXPECT_EQ(other.open(path("neither.mp4")), VNRES_FAIL);
-    EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr(path("neither.mp4") + ": no track of H.264 or AAC"),
+    EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr(path("neither.mp4") + ": no H.264 or AAC track"),
                                               HasSubstr("!app->Set")));
 }
 

@@ -170,7 +170,7 @@ TEST_P(MediaFiles, AreRefusedWhereTheyCannotBeMade) {
     EXPECT_FALSE(MediaFile::open(path("none/a.mp4"), settings(), sample().video, nullptr, reason_));
     EXPECT_EQ(reason_, path("none/a.mp4.part") + ": No such file or directory");
     EXPECT_FALSE(MediaFile::open(path(), settings(), nullptr, nullptr, reason_));
-    EXPECT_EQ(reason_, path() + ": a file holds pictures or sound");
+    EXPECT_EQ(reason_, path() + ": neither video nor audio to record");
 }
 
 TEST_P(MediaFiles, AreNeverPutInThePlaceOfAnother) {

@@ -237,8 +237,8 @@ TEST_F(MuxerTest, RefusesClipsOfWhatIsNoFile) {
     const ErrorLines lines;
     EXPECT_EQ(clips().beginClip("http://host/a.mp4", noted()), nullptr);
     EXPECT_THAT(lines.messages(),
-                ElementsAre("muxer-fmp4 \"out\": url={http://host/a.mp4} is no URL of a file"));
-    EXPECT_THAT(failures_, ElementsAre("http://host/a.mp4: it is no URL that a clip can have, kept: "));
+                ElementsAre("muxer-fmp4 \"out\": url={http://host/a.mp4} is not a file URL"));
+    EXPECT_THAT(failures_, ElementsAre("http://host/a.mp4: not a valid URL for a clip, kept: "));
 }
 
 TEST_F(MuxerTest, TellsOnceOfAClipThatNothingHasComeFor) {
@@ -334,20 +334,21 @@ TEST(MuxerRefusals, NameWhatIsWrong) {
         return refusalOf("type=muxer-fmp4,name=out," + attributes);
     };
     EXPECT_EQ(refusal("url=http://host/a.mp4"),
-              "muxer-fmp4 \"out\": url={http://host/a.mp4} is no URL of a file");
+              "muxer-fmp4 \"out\": url={http://host/a.mp4} is not a file URL");
     EXPECT_EQ(refusal("url=/a.mp4"),
               "not a URL: scheme:// missing at position 30 of "
               "\"type=muxer-fmp4,name=out,url=/a.mp4\"");
     EXPECT_EQ(refusal("url=file:///a/"),
               "file URL without a file name at position 30 of "
               "\"type=muxer-fmp4,name=out,url=file:///a/\"");
-    EXPECT_EQ(refusal("url={file:///a.mp4,creater=me}"), "muxer-fmp4 \"out\": creater=me is not ntp");
+    EXPECT_EQ(refusal("url={file:///a.mp4,creater=me}"), "muxer-fmp4 \"out\": creater=me must be ntp");
     EXPECT_EQ(refusal("url={file:///a.mp4,temp_ext_name=a/b}"),
-              "muxer-fmp4 \"out\": temp_ext_name=a/b is no extension");
-    EXPECT_EQ(refusal("url={file:///a.mp4,creater=ntp,other=1}"), "muxer-fmp4 \"out\": url has no \"other\"");
+              "muxer-fmp4 \"out\": temp_ext_name=a/b must not contain \"/\"");
+    EXPECT_EQ(refusal("url={file:///a.mp4,creater=ntp,other=1}"),
+              "muxer-fmp4 \"out\": url has an unknown option \"other\"");
     EXPECT_EQ(refusal("sendmsg={recordPause={oper=AfterOpen,send={upward}}}"),
-              "muxer-fmp4 \"out\": sendmsg={recordPause={oper=AfterOpen,send={upward}}} asks for a message "
-              "\"recordPause\" that there is not");
+              "muxer-fmp4 \"out\": sendmsg={recordPause={oper=AfterOpen,send={upward}}} asks for an unknown "
+              "message \"recordPause\"");
     EXPECT_EQ(refusal("sendmsg={recordStop={oper=AfterOpen,send={upward}}}"),
               "muxer-fmp4 \"out\": recordStop={oper=AfterOpen,send={upward}} is not "
               "oper=AfterClose,send={upward}");

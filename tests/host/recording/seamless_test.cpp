@@ -153,7 +153,7 @@ TEST(SeamlessRefusals, NameTheDuration) {
         return refusalOf("type=VornisaSeamless,name=cut,duration=" + std::string(duration));
     };
     EXPECT_EQ(refusal("-2s"), "VornisaSeamless \"cut\": duration=-2s is negative");
-    EXPECT_EQ(refusal("0s"), "VornisaSeamless \"cut\": duration=0s is no time at all");
+    EXPECT_EQ(refusal("0s"), "VornisaSeamless \"cut\": duration=0s must be greater than 0");
     EXPECT_EQ(refusal("soon"),
               "VornisaSeamless \"cut\": duration=soon is not a valid time: expected a whole number with unit "
               "s, ms or m");
