@@ -118,7 +118,7 @@ bool FileOutput::writeHeader(bool sync, std::string& reason) {
     header_ = kept_;
     pad();
     recordings::Bytes head = kept_;
-    // Only once the mark is on the disk: until it is written, the place may hold fragments of a deleted file.
+    // The mark must be on the disk first: until then the room behind it may show fragments of a deleted file.
     if (!write(reason) || (sync && !file_->sync(reason))) return false;
     const recordings::Bytes place = HeadIndex::referencePlace();
     head.insert(head.end(), place.begin(), place.end());
@@ -128,7 +128,7 @@ bool FileOutput::writeHeader(bool sync, std::string& reason) {
 }
 
 bool FileOutput::addLengthPlace() {
-    // Written behind the header, so that libavformat counts it, and then moved.
+    // Written behind the header, so that libavformat includes it in its offsets, and then moved.
     const recordings::Bytes place = HeadIndex::lengthPlace();
     avio_write(context_, place.data(), static_cast<int>(place.size()));
     avio_flush(context_);
@@ -165,7 +165,7 @@ void FileOutput::addMark() {
 }
 
 void FileOutput::addHeaderCopy() {
-    // The places of the header's indexes keep the two apart: a hole in the file may take one of them.
+    // The room for the index separates header and copy, so that one hole in the file does not hit both.
     if (header_.empty() || kept_.empty()) return;
     avio_write(context_, freeBox(kBoxHeader + header_.size()).data(), kBoxHeader);
     avio_write(context_, header_.data(), static_cast<int>(header_.size()));

@@ -16,12 +16,12 @@ using recordings::FileLayer;
 using recordings::HeadIndex;
 
 /**
- * Buffers what libavformat writes and passes it to the file layer in whole pieces, on request. What follows
- * the last piece is in memory and can still be overwritten.
+ * Buffers libavformat's output and passes it to the file layer in whole pieces, on request. Bytes behind the
+ * last piece are still in memory and can be overwritten.
  */
 class FileOutput {
   public:
-    /** `spill` is how many bytes are buffered before they are written without a request; 0 for no limit. */
+    /** @param spill buffered bytes that trigger a write without a request; 0 for no limit */
     static std::unique_ptr<FileOutput> create(const std::string& path, std::size_t spill,
                                               std::string& reason);
     ~FileOutput();
@@ -30,33 +30,32 @@ class FileOutput {
 
     AVIOContext* context() { return context_; }
 
-    /** Writes what is buffered. */
+    /** Writes the buffered bytes. */
     bool write(std::string& reason);
-    /** Writes what is buffered, the header of a fragmented file, and the places for what it will tell of the
-     * whole file; one of the fragments will hold a copy. With `sync` the header is on the disk before them.
-     */
+    /** Writes the buffered header of a fragmented file, with room for the length and the segment index that
+     * completeHeader() fills in. With `sync` the header is synced before the room for the index is written.
+     * The next fragment carries a copy of the header. */
     bool writeHeader(bool sync, std::string& reason);
-    /** Writes what is buffered, one fragment, as writeBox() does. */
+    /** Writes the buffered fragment as writeBox() does. */
     bool writeFragment(bool sync, std::string& reason);
     /**
-     * Writes what is buffered, one box with all that it needs, so that a reader finds all of it or nothing:
-     * it is a free box until its header is overwritten. With `sync` the free box is on the disk before that;
-     * the new header is left to be synced.
+     * Writes the buffered box atomically for readers: as a `free` box whose header is overwritten last. With
+     * `sync` the free box is synced before that; the caller syncs the new header.
      */
     bool writeBox(bool sync, std::string& reason);
-    /** Has the header of a fragmented file, whose fragments end at `end`, tell its length and where its parts
-     * begin. */
+    /** Fills the length and the segment index into the header of a fragmented file whose fragments end at
+     * `end`. */
     bool completeHeader(std::uint64_t end, bool sync, std::string& reason);
-    /** What has been written: to be synced, truncated and committed. */
+    /** The file, for the caller to sync, truncate and commit. */
     FileLayer::File& file() { return *file_; }
-    /** Closes the file under the name that it has; once it is closed, nothing else may be asked of it. */
+    /** Closes the file under its current name. Then only written(), failed() and reason() may be called. */
     void close() { file_.reset(); }
 
     /** Bytes passed to the file layer. */
     std::uint64_t written() const { return written_; }
-    /** Whether a write has failed, also one that libavformat asked for. */
+    /** Whether a write has failed, including writes by libavformat. */
     bool failed() const { return failed_; }
-    /** Why it has failed; empty otherwise. */
+    /** Why a write failed; empty if none did. */
     const std::string& reason() const { return reason_; }
 
   private:
@@ -66,14 +65,13 @@ class FileOutput {
     static std::int64_t onSeek(void* self, std::int64_t offset, int whence);
     bool put(const std::uint8_t* bytes, std::size_t size);
     /**
-     * Pads what is buffered so that the header of the next box is safe. Either all or none of that must reach
-     * the disk, so it must not cross a sector's end. Nor must it begin a sector: one that has never been
-     * written may hold deleted data.
+     * Pads the buffered bytes so that the next box header lies within one sector, which a disk writes whole
+     * or not at all. The header must not begin a sector either: a sector never written may hold deleted data.
      */
     void pad();
     bool writeKept();
     bool addLengthPlace();
-    /** Notes the fragment that is buffered. */
+    /** Adds the buffered fragment to index_. */
     void index();
     void addMark();
     void addHeaderCopy();
@@ -82,11 +80,11 @@ class FileOutput {
     std::unique_ptr<FileLayer::File> file_;
     const std::size_t spill_;
     AVIOContext* context_ = nullptr;
-    std::vector<std::uint8_t> kept_;   /**< what comes after `written_` */
-    std::vector<std::uint8_t> header_; /**< to be copied into a fragment */
-    std::optional<HeadIndex> index_;   /**< of a fragmented file */
-    std::uint64_t mark_ =
-        0; /**< of this file, behind its header and each fragment: deleted ones had others */
+    std::vector<std::uint8_t> kept_;   /**< buffered bytes; they follow `written_` */
+    std::vector<std::uint8_t> header_; /**< for the copy in the first fragment */
+    std::optional<HeadIndex> index_;   /**< fragmented files only */
+    /** Random; written behind the header and each fragment to tell them from those of deleted files. */
+    std::uint64_t mark_ = 0;
     std::uint64_t written_ = 0;
     std::uint64_t position_ = 0;
     bool failed_ = false;

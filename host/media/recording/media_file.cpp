@@ -15,18 +15,18 @@ namespace {
 using std::chrono::milliseconds;
 
 /**
- * How long a fragment is before it ends at a key frame, less what capture times differ by, and before it ends
- * anywhere. What a power cut takes is below a second: such a fragment, and behind it the pictures that wait
- * for sound, that are gathered or being encoded. Shorter ones cost more syncs.
+ * From this age on a fragment ends at a key frame: half a second less the jitter of capture times. At
+ * kLongestFragment it ends anywhere. So a power cut loses less than a second: this fragment, and the packets
+ * behind it that wait for audio, are buffered or being encoded. Shorter fragments cost more syncs.
  */
 constexpr milliseconds kFragment(450);
 constexpr milliseconds kLongestFragment(500);
-/** A file whose index comes last is written in pieces of so many bytes. */
+/** A plain MP4 is written in pieces of this many bytes. */
 constexpr std::size_t kPiece = 256 << 10;
-/** Packets of sound that wait for the first picture; the oldest are dropped. */
+/** Audio packets that wait for the first picture; beyond this the oldest are dropped. */
 constexpr std::size_t kMostEarly = 512;
 
-/** A capture time in the form that MP4 metadata has. */
+/** A capture time as MP4 metadata: UTC in ISO 8601. */
 std::string wallClockText(SteadyTime stamp) {
     const std::time_t time = recordings::wallTime(stamp);
     std::tm utc{};
@@ -79,10 +79,10 @@ bool MediaFile::write(const MediaPacket& packet, std::string& reason) {
     return true;
 }
 
-/** Ends the file here when something has failed. */
+/** Records a failure, which ends the file. */
 bool MediaFile::noted(bool done, std::string& reason) {
     if (done) return true;
-    // The file layer knows the cause of what libavformat calls an I/O error.
+    // libavformat reports only an I/O error; the file layer knows its cause.
     if (output_->failed()) reason = output_->reason();
     if (reason.rfind(openPath_, 0) != 0) reason = openPath_ + ": " + reason;
     reason_ = reason;
@@ -118,17 +118,17 @@ bool MediaFile::writeHeader(std::string& reason) {
     av_dict_set(&options, "avoid_negative_ts", "disabled", 0);
     switch (container_) {
         case Container::fragmentedMp4:
-            // Each fragment's decode times carry its place; there is no edit list to be read.
+            // The fragments' decode times give the position; no edit list is needed.
             av_dict_set(&options, "movflags", "frag_custom+frag_discont+empty_moov+default_base_moof", 0);
             av_dict_set(&options, "use_editlist", "0", 0);
             break;
         case Container::mp4:
-            // An edit list counts in these units.
+            // The unit of the edit list.
             av_dict_set(&options, "movie_timescale", "90000", 0);
             break;
         case Container::mpegTs:
             context_->max_delay = 700'000;
-            // Every packet of sound has a time stamp of its own.
+            // One PES packet, and so one time stamp, for each audio packet.
             av_dict_set(&options, "pes_payload_size", "0", 0);
             break;
     }
@@ -136,17 +136,17 @@ bool MediaFile::writeHeader(std::string& reason) {
     av_dict_free(&options);
     if (!succeeded(result, reason)) return false;
     if (!isFragmented()) return true;
-    // While the beginning is unsure, the file may show what was deleted before it was given its blocks.
+    // Until the header is on the disk, the file's blocks may show deleted data.
     return output_->writeHeader(flush_, reason) && (!flush_ || output_->file().sync(reason));
 }
 
 bool MediaFile::add(const MediaPacket& packet, bool key, std::string& reason) {
-    // Too old: the file has begun after it.
+    // From before the beginning of the file.
     if (packet.stamp < zero_) return true;
     Track& track = *streamOf(packet).track;
     const auto age = packet.stamp - fragment_;
     const bool ends = age >= (key ? kFragment : kLongestFragment);
-    // Its predecessor belongs to the fragment that ends here.
+    // Passes on the predecessor, which belongs to the fragment that ends here.
     if (!track.take(packet, zero_, reason)) return false;
     if (!ends) return true;
     std::optional<Track>& other = (packet.isVideo() ? audio_ : video_).track;
@@ -167,7 +167,7 @@ bool MediaFile::endFragment(bool isLast, std::string& reason) {
         reason = output_->reason();
         return false;
     }
-    // Re-arm frag_discont: a fragment's place must not be the sum of the durations before it.
+    // Re-arm frag_discont: a fragment's time must not be the sum of the durations before it.
     if (isFragmented()) av_opt_set(context_->priv_data, "movflags", "+frag_discont", 0);
     // The last one is synced together with the trailer.
     if (!noteOnDisk((isFragmented() ? output_->writeFragment(flush_, reason) : output_->write(reason)) &&
@@ -178,7 +178,7 @@ bool MediaFile::endFragment(bool isLast, std::string& reason) {
     return named_;
 }
 
-/** All that the muxer was handed is in the file, unless writing or syncing it failed. */
+/** After a successful write: all packets passed to libavformat are in the file. */
 bool MediaFile::noteOnDisk(bool written) {
     if (!written) {
         unsynced_ = unsynced_ || !output_->failed();
@@ -197,7 +197,7 @@ bool MediaFile::flush(std::string& reason) {
     if (!reason_.empty()) return false;
     if (!context_) return true;
     if (container_ == Container::mp4) return noted(output_->write(reason), reason);
-    // Audio alone is no recording that can be recovered: the first fragment begins with a picture.
+    // The first fragment must contain a picture: recovery needs one.
     if (video_.track && video_.track->handed() == 0) return true;
     bool gathered = false;
     SteadyTime next = SteadyTime::max();
@@ -213,7 +213,7 @@ bool MediaFile::flush(std::string& reason) {
 
 bool MediaFile::complete(std::string& reason) {
     if (!context_) {
-        reason = "there was nothing to write";
+        reason = "no packets to write";
         return false;
     }
     for (Stream* const stream : streams()) {

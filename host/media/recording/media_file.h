@@ -18,54 +18,51 @@ struct MediaFileSettings {
     enum class Container { mp4, fragmentedMp4, mpegTs };
 
     Container container = Container::fragmentedMp4;
-    bool flush =
-        false; /**< sync every fragment to the disk, and not only the whole file before it is renamed */
+    bool flush = false;        /**< sync after every fragment, not only before the final rename */
     std::string openExtension; /**< added to the name while the file is open; empty for none */
 };
 
 /**
  * One recording on the disk, from its first key frame to its final name. libavformat muxes, the file layer
- * writes. It is used by one thread, which waits for the disk.
+ * writes. Used by one thread, which blocks while the disk writes.
  *
- * The streams are those whose media are given at the opening; sound and picture keep their distance by the
- * packets' stamps. A fragment ends after half a second, or with the group of pictures that ends just before.
- * It becomes part of the file in one step: killed or cut from its power at any moment,
- * a file of fragments plays as far as it was complete.
+ * open() fixes the streams. Audio and video are aligned by the packets' time stamps. A fragment ends after
+ * half a second, or at the key frame shortly before that. It becomes part of the file in one step: whenever
+ * the process is killed or the power is cut, a fragmented file plays up to its last complete fragment.
  */
 class KEP_API MediaFile {
   public:
     /**
-     * Makes the file under its open name. `video` or `audio` may be null for a file without it. Null, with
-     * `reason` filled, when the folder, the name or a stream is refused.
+     * Creates the file under its open name. `video` or `audio` may be null for a file without it. Null, with
+     * `reason` filled, when the file cannot be created or both are null.
      */
     static std::unique_ptr<MediaFile> open(const std::string& path, const MediaFileSettings& settings,
                                            const MediaPtr& video, const MediaPtr& audio, std::string& reason);
 
     ~MediaFile();
 
-    /** Adds a packet, in the order of decoding. False, with `reason` filled, when it cannot be written: the
-     * file ends with what was complete before. */
+    /** Adds a packet, in decoding order. False, with `reason` filled, when it cannot be written: the file
+     * then ends with what was complete before. */
     bool write(const MediaPacket& packet, std::string& reason);
-    /** Ends the fragment that is being gathered, or hands what is gathered to the disk. The packet that came
-     * last is left for the next one, as nobody knows yet how long it lasts. */
+    /** Ends the current fragment; without fragments, writes the buffered bytes. Each track's newest packet
+     * stays for the next fragment, as its duration is not known yet. */
     bool flush(std::string& reason);
     /**
-     * Completes the file and gives it its final name. When the end of it could not be written it is named all
-     * the same, with `reason` filled, if it plays as far as it goes. False, with `reason` filled, leaves it
-     * under its open name, or removes it when nothing of it plays. To be called once, and last. A file that
-     * is destroyed without it keeps its open name.
+     * Completes the file and renames it to its final name. If the end could not be written, a file that plays
+     * up to there is renamed as well, with `reason` filled. False, with `reason` filled: the file keeps its
+     * open name, or is removed if nothing of it plays. Call it once, as the last function. A file destroyed
+     * without it keeps its open name.
      */
     bool finish(std::string& reason);
 
     const std::string& path() const { return path_; } /**< the final name */
-    /** Where it lies; once finished, empty if nothing of it plays. */
+    /** The current path; after finish() empty if nothing of it plays. */
     const std::string& location() const { return location_; }
-    /** Something of it plays as it lies on the disk. */
+    /** Whether the part on the disk can be played. */
     bool isSafe() const { return safe_; }
-    /** The disk has taken something that stays: the first fragment or, where the index comes last, the first
-     * piece. */
+    /** Whether the disk has accepted the first fragment or, in a plain MP4, the first piece. */
     bool isTaken() const { return container_ == Container::mp4 ? output_->written() > 0 : safe_; }
-    /** Once finished: how many of the packets that it was given it does not hold. */
+    /** After finish(): how many packets were passed to write() and are not in the file. */
     std::size_t lost(Media::Kind kind) const {
         const Stream& stream = kind == Media::Kind::video ? video_ : audio_;
         return stream.given - stream.kept;
@@ -76,8 +73,8 @@ class KEP_API MediaFile {
     using Container = MediaFileSettings::Container;
     struct Stream {
         std::optional<Track> track;
-        std::size_t given = 0; /**< packets */
-        std::size_t kept = 0;  /**< of these, in what is complete */
+        std::size_t given = 0; /**< packets passed to write() */
+        std::size_t kept = 0;  /**< packets in the complete part of the file */
     };
 
     MediaFile(const std::string& path, const MediaFileSettings& settings, std::string openPath,
@@ -105,12 +102,12 @@ class KEP_API MediaFile {
     std::deque<MediaPacket> early_;
     SteadyTime zero_;
     SteadyTime fragment_;        /**< when the fragment begins */
-    bool named_ = false;         /**< the open name is on the disk */
-    bool safe_ = false;          /**< what has been written can be played */
-    bool gone_ = false;          /**< the file has been removed by others */
-    bool unsynced_ = false;      /**< a failed sync left unknown what of it is on the disk */
-    std::uint64_t complete_ = 0; /**< bytes up to the end of the last fragment that was written */
-    std::string reason_;         /**< what has failed */
+    bool named_ = false;         /**< the open name has been synced */
+    bool safe_ = false;          /**< the written part can be played */
+    bool gone_ = false;          /**< somebody else has removed the file */
+    bool unsynced_ = false;      /**< a sync failed: unknown how much is on the disk */
+    std::uint64_t complete_ = 0; /**< bytes up to the end of the last written fragment */
+    std::string reason_;         /**< of the first failure; empty without one */
 };
 
 }  // namespace kep::host

@@ -17,22 +17,23 @@ namespace {
 using Container = MediaFileSettings::Container;
 
 constexpr const char* kClipExtension = "part";
-/** From one attempt at a file to the next. Shorter ones wear a disk that stays full, longer ones lose more of
- * what comes once it has room. */
+/** Delay between two attempts to open a file. A shorter one wears a disk that stays full, a longer one loses
+ * more packets once it has room. */
 constexpr std::chrono::seconds kRetry(1);
-/** When the next packet is so much overdue, the open file is flushed: together with what Sync holds back, a
- * power cut would otherwise take more than a second. Shorter ones write more, smaller fragments. */
+/** When the next packet is overdue by this much, the open file is flushed: otherwise a power cut would lose
+ * more than a second, including the packets that Sync holds back. A shorter time makes more and smaller
+ * fragments. */
 constexpr std::chrono::milliseconds kOverdue(150);
-/** Bounds of the queue while a disk hangs: some ten seconds of a large stream. */
+/** Bounds of the queue while a disk hangs: about ten seconds of a high-rate stream. */
 constexpr std::size_t kMostQueued = 8192;
 constexpr std::size_t kMostBytesQueued = 32U << 20;
 
 /**
- * Writes what it is given to a file, and begins another one at every cut, when a stream changes and when one
- * appears that the file has no place for. Packets wait in a queue for the thread that writes, so that nothing
- * else waits for a disk; when it is full, whole groups are dropped. After a file that cannot be written,
- * packets are dropped until the next attempt, a second later. All failed attempts in a row write one line,
- * and files of later attempts are reported as opened only once the disk has taken some of them.
+ * Writes packets to a file. Begins a new file at every cut, when a stream changes, and when a stream appears
+ * that the file does not have. A queue decouples the writing thread, so that nothing else waits for a disk;
+ * when it is full, whole groups are dropped. After a failed file, packets are dropped until the next attempt,
+ * a second later. Consecutive failures write one line, and files of later attempts are reported as opened
+ * only once the disk has accepted some of them.
  */
 class Muxer : public Element, public ClipWriter {
   public:
@@ -40,7 +41,7 @@ class Muxer : public Element, public ClipWriter {
         properties().add<std::string>(
             "url", [this] { return urlText(); }, [this](const std::string& text) { return setUrl(text); });
         properties().add("flush", flush_);
-        // A packet that is being written counts until it is.
+        // Includes the packet that is being written.
         properties().add<int>(
             "queued", [this] { return static_cast<int>(queue_.size()) + (isWriting_ ? 1 : 0); }, nullptr);
         properties().add<std::string>("sendmsg", nullptr, [this](const std::string& text) {
@@ -62,7 +63,7 @@ class Muxer : public Element, public ClipWriter {
     bool down(State target) override;
 
   private:
-    /** A clip with names and messages of its own. */
+    /** A clip with its own file names and messages. */
     class OwnClip final : public Clip {
       public:
         OwnClip(Muxer& muxer, const MuxerUrl& url, MediaFileSettings settings, KnownStreams known,
@@ -88,7 +89,7 @@ class Muxer : public Element, public ClipWriter {
         Recording recording_;
     };
 
-    /** A packet and how many cuts came before it. */
+    /** A packet and the number of cuts before it. */
     struct Queued {
         SharedPacket packet;
         std::uint64_t cuts = 0;
@@ -120,23 +121,23 @@ class Muxer : public Element, public ClipWriter {
     MuxerUrl url_ GUARDED_BY(mutex_);
     KnownStreams known_ GUARDED_BY(mutex_);
 
-    Mutex entry_; /**< one packet after the other, of however many elements before it */
+    Mutex entry_; /**< serialises the elements that give packets */
     GroupSense given_ GUARDED_BY(entry_);
-    bool hasBegun_ GUARDED_BY(entry_) = false; /**< there has been a group, so that what is dropped is lost */
+    bool hasBegun_ GUARDED_BY(entry_) = false; /**< drops before the first group are not losses */
     std::uint64_t cuts_ GUARDED_BY(entry_) = 0;
-    std::thread thread_ GUARDED_BY(entry_); /**< from the first packet on: clips need none */
+    std::thread thread_ GUARDED_BY(entry_); /**< started by the first packet: clips need none */
     GroupQueue<Queued> queue_{{kMostQueued, kMostBytesQueued}};
     std::atomic<bool> isWriting_{false};
 
-    // Of the thread, and of down() after it.
+    // Used by the thread, and by down() after joining it.
     std::uint64_t cutsMade_ = 0;
     std::unique_ptr<FileNames> names_;
-    MuxerUrl namedBy_; /**< what the names are made of */
+    MuxerUrl namedBy_; /**< the URL of names_ */
     std::unique_ptr<Recording> recording_;
     GroupSense groups_;
     bool cutAtKey_ = false;
     SteadyTime retry_;
-    PacketCounts dropped_; /**< that nobody has been told of */
+    PacketCounts dropped_; /**< not reported yet */
 };
 
 bool Muxer::setUrl(const std::string& text) {
@@ -208,7 +209,7 @@ void Muxer::work() {
     std::chrono::nanoseconds usual{0};
     for (;;) {
         const bool isOpen = queue_.isOpen();
-        // Before the pull, so that "queued" misses nothing.
+        // Before the pull, so that "queued" never misses the pulled packet.
         isWriting_ = true;
         if (Queued next; queue_.pull(next, false)) {
             if (std::exchange(cutsMade_, next.cuts) != next.cuts) finishSegment();
@@ -304,8 +305,7 @@ std::unique_ptr<Clip> Muxer::beginClip(const std::string& url, OnFailed failed) 
         failed({"", "no url for a clip", {}});
         return nullptr;
     }
-    // A clip that bears its name is complete, and one that a power cut has left is found and finished as
-    // others.
+    // A final name must mean a complete clip, and recovery finds unfinished files by this extension.
     if (where.openExtension.empty()) where.openExtension = kClipExtension;
     const MediaFileSettings how = settings(where);
     return std::make_unique<OwnClip>(*this, std::move(where), how, known(), std::move(failed));

@@ -25,7 +25,7 @@ std::string fileUrl(const std::string& path) {
 }
 
 bool MuxerUrl::read(std::string_view text, const std::string& owner, MuxerUrl& url) {
-    // The name of a file may have a comma in it.
+    // A file name may contain commas.
     std::size_t end = text.size();
     for (const std::string_view option : kOptions) end = std::min(end, text.find(option));
     base::AttrSet parts;

@@ -8,7 +8,7 @@
 
 namespace kep::host {
 
-/** The `url` of a muxer: `file:///x/a.mp4`, or with what belongs to it,
+/** The `url` of a muxer: `file:///x/a.mp4`, or with options,
  * `file:///x/a.mp4,creater=ntp,temp_ext_name=part`. */
 struct KEP_API MuxerUrl {
     std::string path;          /**< of the file */
@@ -16,20 +16,20 @@ struct KEP_API MuxerUrl {
 
     bool operator==(const MuxerUrl&) const = default;
 
-    /** False, with an error line that names `owner`, when it is no URL of a file or has what is unknown. */
+    /** False, with an error line that names `owner`, unless it is a file URL with known options. */
     static bool read(std::string_view text, const std::string& owner, MuxerUrl& url);
 };
 
-/** The `sendmsg` of a muxer: which messages it sends of its segments. */
+/** The `sendmsg` of a muxer: which messages it sends about its segments. */
 struct KEP_API MuxerMessages {
     bool start = false;
     bool stop = false;
 
-    /** False, with an error line that names `owner`, for messages that a muxer does not have. */
+    /** False, with an error line that names `owner`, for unknown messages. */
     static bool read(const char* text, const std::string& owner, MuxerMessages& messages);
 };
 
-/** What the path of a file is as a URL. */
+/** The file URL of a path. */
 KEP_API std::string fileUrl(const std::string& path);
 
 }  // namespace kep::host

@@ -9,8 +9,8 @@
 namespace kep::host {
 namespace {
 
-/** How long the first packets wait for streams that have not begun: as long as for the end of a fragment, so
- * that it adds nothing to what a power cut takes. */
+/** How long the first packets wait for streams that have not begun: no longer than a fragment, so that a
+ * power cut loses no more. */
 constexpr std::chrono::milliseconds kPatienceAtStart(500);
 
 bool isSame(const MediaPtr& one, const Media& other) {
@@ -37,7 +37,7 @@ void RecordingTeller::closed(const std::string& path) {
 void RecordingTeller::failed(const FileFailure& failure, bool wasOpened) {
     const bool known = inTrouble.exchange(true);
     if (!known) KEP_HOST_ERROR(muxer_.label() + ": " + failure.reason);
-    // During one trouble, too, each file that was told as opened is told as failed.
+    // Every file reported as opened is also reported as failed, even during a series of failures.
     if (!known || wasOpened) failed_(failure);
 }
 
@@ -88,7 +88,7 @@ bool Recording::isReady() const {
 
 bool Recording::open() {
     start_ = key_ ? key_->stamp : kept_.front()->stamp;
-    // Audio that ends before the first picture is no part of it.
+    // Drop audio that ends before the first picture.
     std::erase_if(kept_, [this](const SharedPacket& packet) {
         if (packet->isVideo() || packet->stamp + packet->duration > start_) return false;
         teller_.lost(*packet);
@@ -101,7 +101,7 @@ bool Recording::open() {
     do {
         path_ = names_.next(start_);
         file_ = MediaFile::open(path_, settings_, streams_.video, streams_.audio, reason_);
-        // Another recording may have taken the name meanwhile.
+        // Another recording may have taken the name in the meantime.
     } while (!file_ && names_.isTaken(path_));
     if (!file_) return false;
     reason_.clear();

@@ -14,7 +14,7 @@ namespace kep::host {
 
 using recordings::FileNames;
 
-/** Tells of recordings in the messages and lines of their muxer. After opened() comes exactly one of closed()
+/** Reports recordings by messages and log lines of their muxer. After opened() comes exactly one of closed()
  * and failed(). */
 class RecordingTeller {
   public:
@@ -29,29 +29,29 @@ class RecordingTeller {
 
     std::atomic<bool> sendsStart{false}; /**< whether opened() sends `recordStart` ... */
     std::atomic<bool> sendsStop{false};  /**< ... and closed() `recordStop` */
-    std::atomic<bool> inTrouble{false};  /**< the last attempts have failed: one line tells of all */
+    std::atomic<bool> inTrouble{false};  /**< the last attempt failed: further failures write no line */
 
   private:
     Element& muxer_;
     const ClipWriter::OnFailed failed_;
 };
 
-/** The streams that are known of before a recording begins. */
+/** The streams known before a recording begins. */
 struct KnownStreams {
     MediaPtr video;
     MediaPtr audio;
-    bool complete = false; /**< there are no others to wait for */
+    bool complete = false; /**< no other streams to wait for */
 };
 
 /**
- * One file from the first key frame that it is given. Until all streams are known it buffers packets, for
- * half a second at most; a stream that appears later has no place in it. Each packet that it is given is in
- * its file or is reported as lost.
+ * One file, beginning at the first key frame. Buffers packets until all streams are known, for at most half
+ * a second; a stream that appears later is not recorded in this file. Each packet is either written or
+ * reported as lost.
  */
 class Recording final : public Clip {
   public:
-    /** The names and the teller outlive it. A file is told as opened at once, or after failures, when the
-     * next attempt is likely to fail as well, once the disk has taken some of it. */
+    /** `names` and `teller` must outlive it. The file is reported as opened at once; after failures, when the
+     * next attempt is likely to fail as well, only after the disk has accepted some of it. */
     Recording(FileNames& names, MediaFileSettings settings, KnownStreams known, RecordingTeller& teller)
         : names_(names),
           settings_(std::move(settings)),
@@ -60,15 +60,15 @@ class Recording final : public Clip {
           tellsSoon_(!teller.inTrouble) {}
     ~Recording() override { finish(); }
 
-    /** Whether the packet's stream is one of the file's, as it was when the file was opened. */
+    /** Whether the open file has this stream with the same format. Always true before the file is open. */
     bool hasPlaceFor(const Media& media) const;
     bool write(const SharedPacket& packet) override;
-    /** Writes what can be played to the disk. False once it has failed. */
+    /** Writes buffered packets to the disk, as MediaFile::flush(). False once the recording has failed. */
     bool flush();
     bool finish() override;
 
     bool hasFailed() const { return !reason_.empty(); }
-    /** Something of it plays as it lies on the disk. */
+    /** Whether the part on the disk can be played. */
     bool isSafe() const { return safe_; }
     bool isOpen() const { return file_ != nullptr; }
 
@@ -85,15 +85,15 @@ class Recording final : public Clip {
     RecordingTeller& teller_;
     const bool tellsSoon_;
     std::deque<SharedPacket> kept_;
-    SharedPacket key_; /**< the first key frame that was kept */
-    std::string path_; /**< of its file, from the first attempt to open it */
+    SharedPacket key_; /**< the first key frame in kept_ */
+    std::string path_; /**< of its file; set by the first attempt to open it */
     std::unique_ptr<MediaFile> file_;
     SteadyTime start_;
-    bool opened_ = false; /**< that has been reported */
+    bool opened_ = false; /**< opened() has been reported */
     bool finished_ = false;
-    bool complete_ = false; /**< all of it is in a file of its final name */
+    bool complete_ = false; /**< whole, and under its final name */
     bool safe_ = false;
-    std::string reason_; /**< why it has failed */
+    std::string reason_; /**< of the failure; empty without one */
 };
 
 }  // namespace kep::host

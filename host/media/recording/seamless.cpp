@@ -5,14 +5,14 @@
 namespace kep::host {
 namespace {
 
-/** Of pictures that do not say how long they last. */
+/** Assumed duration of pictures without one. */
 constexpr std::chrono::milliseconds kUsualPicture(33);
 
 /**
- * Cuts a stream into segments of `duration`, each before the first key frame at or after its time, which it
- * asks the encoder for. The times are multiples of the duration after the first key frame, so that no segment
- * makes those after it late. One packet comes after the other, as Sync or a queue before it has it.
- * Sound that comes in the order of its stamps then lies in the segment in which it begins.
+ * Cuts a stream into segments of `duration`. Cuts are due at multiples of the duration after the first key
+ * frame, so that a late cut does not delay the later ones. Each is made before the first key frame at or
+ * after its due time, which is requested from the encoder. Packets must come one at a time, as from Sync or a
+ * queue; audio in time-stamp order is then in the segment in which it begins.
  */
 class Seamless final : public Element {
   public:
@@ -26,7 +26,7 @@ class Seamless final : public Element {
         if (groups_.begins(*packet)) {
             if (isDue(*packet)) giveCut();
         } else if (begun_ && packet->isVideo() && middleOf(*packet) >= next_) {
-            // It was asked for in time and has not come.
+            // The key frame requested for this time has not come.
             requestKeyFrame(packet->stamp);
         }
         give(packet);
@@ -53,13 +53,13 @@ class Seamless final : public Element {
         return true;
     }
 
-    /** Keys that are early by the jitter of a camera are in time. */
+    /** Compared with the due time: tolerates a key frame that camera jitter makes early. */
     static SteadyTime middleOf(const MediaPacket& packet) {
         return packet.stamp + (packet.duration.count() > 0 ? packet.duration : kUsualPicture) / 2;
     }
 
     bool isDue(const MediaPacket& packet) {
-        // When sound came first the times are those of the pictures after all.
+        // The first packet sets the due times; if it is audio, the first picture sets them again.
         if (!begun_ || packet.isVideo() != video_) {
             const bool cut = begun_;
             begun_ = true;

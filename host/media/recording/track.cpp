@@ -14,10 +14,10 @@ using std::chrono::nanoseconds;
 
 constexpr AVRational kNanoseconds = {1, 1'000'000'000};
 constexpr int kVideoClock = 90'000;
-/** Sound this close to the end of its predecessor is joined to it. Larger hides gaps, smaller leaves clicks.
+/** Audio this close to the end of its predecessor is joined to it. Larger hides gaps, smaller leaves clicks.
  */
 constexpr microseconds kJitter(500);
-/** A packet that is overdue by so much is not waited for. */
+/** A packet overdue by this much is not waited for. */
 constexpr std::chrono::milliseconds kLongestWait(100);
 
 bool setExtradata(AVCodecParameters& parameters, const std::uint8_t* bytes, std::size_t size) {
@@ -30,7 +30,7 @@ bool setExtradata(AVCodecParameters& parameters, const std::uint8_t* bytes, std:
     return true;
 }
 
-/** Takes the parameter sets out of a key frame. */
+/** Copies the parameter sets of a key frame to the extradata. */
 bool readParameterSets(const MediaPacket& first, AVCodecParameters& parameters) {
     AVBSFContext* made = nullptr;
     if (av_bsf_alloc(av_bsf_get_by_name("extract_extradata"), &made) < 0) return false;
@@ -49,9 +49,8 @@ bool readParameterSets(const MediaPacket& first, AVCodecParameters& parameters) 
 }
 
 /**
- * Describes a stream for a file that is to hold it. What a decoder must know beforehand is taken from the
- * media or, where packets carry it with them, from `first`, a key packet. False, with `reason` filled, when
- * it is in neither.
+ * Fills in the codec parameters of a stream. The decoder configuration comes from the media or, for streams
+ * with in-band parameter sets, from the key packet `first`. False, with `reason` filled, if neither has it.
  */
 bool describeStream(const Media& media, const MediaPacket* first, AVCodecParameters& parameters,
                     std::string& reason) {
@@ -97,7 +96,7 @@ bool Track::addTo(AVFormatContext& file, const MediaPacket* first, std::string& 
         return false;
     }
     if (!describeStream(*media_, first, *stream_->codecpar, reason)) return false;
-    // The tag of a stream whose parameter sets are in the header, as more players know it.
+    // hvc1: parameter sets in the header only; more players know it than hev1.
     if (bare_ && media_->codec == AV_CODEC_ID_HEVC) stream_->codecpar->codec_tag = MKTAG('h', 'v', 'c', '1');
     if (media_->kind == Media::Kind::video) {
         stream_->time_base = {1, kVideoClock};

@@ -10,26 +10,26 @@
 namespace kep::host {
 
 /**
- * One stream of a file. Its newest packet waits for the next one, which determines its duration: a packet in
- * the file lasts exactly until the next one.
+ * One stream of a file. Holds back the newest packet until the next one determines its duration: in the file
+ * a packet lasts exactly until the next one.
  */
 class Track {
   public:
     explicit Track(MediaPtr media) : media_(std::move(media)) {}
 
-    /** How many packets the muxer has been handed. */
+    /** Packets passed to libavformat. */
     std::size_t handed() const { return handed_; }
-    /** The time of the packet that waits for the next one. */
+    /** The time stamp of the packet held back. */
     std::optional<SteadyTime> waitingSince() const { return waiting_ ? std::optional(stamp_) : std::nullopt; }
 
     /** Adds the stream to `file`. Video takes its parameter sets from `first`, its first packet. */
     bool addTo(AVFormatContext& file, const MediaPacket* first, std::string& reason);
 
-    /** Takes a packet whose time is counted from `zero`, and hands the one before it to the muxer. */
+    /** Holds back `packet` and passes its predecessor to libavformat. Times in the file count from `zero`. */
     bool take(const MediaPacket& packet, SteadyTime zero, std::string& reason);
-    /** Hands the waiting packet to the muxer if it ends long before `time`, and none follows it in time. */
+    /** Passes on the packet held back if it ended long before `time`, so that its successor is overdue. */
     bool flushBefore(SteadyTime time, std::string& reason);
-    /** Hands the waiting packet to the muxer, as long as such packets usually are. */
+    /** Passes on the packet held back, with its nominal duration. */
     bool flush(std::string& reason);
 
   private:
@@ -40,12 +40,12 @@ class Track {
     const MediaPtr media_;
     AVFormatContext* file_ = nullptr;
     AVStream* stream_ = nullptr;
-    bool bare_ = false; /**< what a decoder must know is in the file's own header, and nowhere else */
+    bool bare_ = false; /**< the decoder configuration is in the file's header only */
     std::size_t handed_ = 0;
     std::optional<MediaPacket> waiting_;
-    SteadyTime stamp_;        /**< of the waiting packet, where it has been placed */
+    SteadyTime stamp_;        /**< of waiting_, after place() */
     std::int64_t pts_ = 0;    /**< the same in the stream's time base */
-    std::int64_t lowest_ = 0; /**< that the next packet may have */
+    std::int64_t lowest_ = 0; /**< lowest pts for the next packet */
     PacketPtr packet_{av_packet_alloc()};
 };
 

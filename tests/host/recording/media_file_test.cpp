@@ -188,7 +188,7 @@ TEST_P(MediaFiles, AreRemovedWhenNothingWasWritten) {
     {
         const auto file = open();
         EXPECT_FALSE(file->finish(reason_));
-        EXPECT_EQ(reason_, path() + ".part: there was nothing to write");
+        EXPECT_EQ(reason_, path() + ".part: no packets to write");
     }
     EXPECT_THAT(filesIn(folder()), testing::IsEmpty());
 }
