@@ -16,18 +16,18 @@ using std::chrono::seconds;
 constexpr seconds kUsuallyKept(30);
 constexpr seconds kLongestKept(600);
 constexpr std::size_t kMostBytesKept = 64U << 20;
-/** Kept beyond the time requested: a trigger may be late, and its key frame may lie a group earlier. */
+/** Buffered beyond the time requested: a trigger may be late, and its key frame may be a group earlier. */
 constexpr seconds kMargin(5);
 constexpr std::size_t kMostRecordings = 64;
-/** After a longer gap in the pictures the camera was away, and earlier pictures do not show the event. */
+/** After a longer gap the camera had stopped, and pictures before the gap do not show the event. */
 constexpr seconds kLongestGap(2);
-/** A clip times out so long after its end and after the last picture. */
+/** A clip times out this long after its end and after the last picture. */
 constexpr seconds kPatience(5);
-/** A time further ahead belongs to another clock, and a clip would wait for it for ever. */
+/** A time further ahead belongs to another clock; a clip would wait for it forever. */
 constexpr seconds kFarthestAhead(60);
 
-/** How often a clip that receives nothing has the elements before it release what is due. */
-constexpr milliseconds kLook(500);
+/** How often idle clips make the elements before them release the packets due. */
+constexpr milliseconds kIdlePoll(500);
 
 /** The first element after `element` that writes clips. */
 ClipWriter* findWriter(const std::vector<Element*>& next) {
@@ -105,12 +105,12 @@ void EventElement::take(const SharedPacket& packet, const Element&) {
         if (packet->isVideo()) lastPicture_ = Clock::now();
         lacksKey = packet->isVideo() && ring_.isEmpty();
     }
-    // A group that is too long to be kept.
+    // The group is too long for the ring and was dropped.
     if (lacksKey) requestKeyFrame(packet->stamp);
     wake();
 }
 
-/** Counts for each clip the dropped packets that it should hold and has not read. */
+/** Counts, for each clip, the dropped packets that belong to it and are unread. */
 void EventElement::countLost(const std::vector<SharedPacket>& dropped) {
     std::uint64_t number = ring_.first() - dropped.size();
     for (const SharedPacket& packet : dropped) {
@@ -173,7 +173,7 @@ void EventElement::work() {
     }
 }
 
-/** Takes over the posted triggers. False when no more can be posted and all clips are done. */
+/** Moves the posted triggers to recordings_. False after shutdown once all clips are done. */
 bool EventElement::collect(SteadyTime until, bool wait) {
     std::vector<EventTrigger> fresh;
     {
@@ -181,7 +181,7 @@ bool EventElement::collect(SteadyTime until, bool wait) {
         const auto isWoken = [this]() REQUIRES(postMutex_) { return wakes_ || !running_; };
         if (wait && until == SteadyTime::max()) {
             woken_.wait(lock, isWoken);
-        } else if (wait && !woken_.waitUntil(lock, std::min(until, Clock::now() + kLook), isWoken)) {
+        } else if (wait && !woken_.waitUntil(lock, std::min(until, Clock::now() + kIdlePoll), isWoken)) {
             lock.unlock();
             giveDue();
             lock.lock();
@@ -190,7 +190,7 @@ bool EventElement::collect(SteadyTime until, bool wait) {
         fresh.swap(posted_);
         ending_ = !running_;
     }
-    // A clip that follows can begin where this one ends.
+    // Lets a following clip begin where this one ends.
     for (const EventTrigger& trigger : fresh) requestKeyFrame(trigger.end());
     const MutexLock lock(ringMutex_);
     for (const EventTrigger& trigger : fresh) {
@@ -208,7 +208,7 @@ SteadyTime EventElement::deadline(const Recording& recording) {
     return std::max(recording.trigger.end(), lastPicture_) + kPatience;
 }
 
-/** One step of a recording: to its beginning, or by one packet. */
+/** Begins a recording, or advances it by one packet. */
 EventElement::Step EventElement::advance(Recording& recording) {
     if (!recording.clip) return begin(recording);
     const SharedPacket packet = nextPacket(recording);
@@ -252,8 +252,8 @@ EventElement::Step EventElement::refuse(const EventTrigger& trigger, const std::
     return Step::failed;
 }
 
-/** Null when there is none yet. After packets that the ring dropped because the disk was slow, the next
- * group's first. */
+/** Null if no packet is available yet. Continues with the next group where the ring has dropped packets
+ * because the disk was slow. */
 SharedPacket EventElement::nextPacket(Recording& recording) {
     PacketCounts lost;
     SharedPacket packet;

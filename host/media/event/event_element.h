@@ -18,24 +18,25 @@ struct EventTrigger {
     SteadyTime point;
     std::chrono::milliseconds pre{0};
     std::chrono::milliseconds post{0};
-    std::string url; /**< empty for the muxer's own */
+    std::string url; /**< empty for the muxer's own URL */
 
     SteadyTime begin() const { return point - pre; }
     SteadyTime end() const { return point + post; }
 };
 
 /**
- * Keeps the newest packets and makes clips of them through the muxer behind it, which gets nothing else.
+ * Buffers the newest packets in a ring and makes clips of them through the muxer that follows it. The muxer
+ * receives nothing else.
  *
  * A clip runs from the last key frame at or before its beginning to the last picture at or before its end,
- * with the sound from its first picture on. Each reads the kept packets at its own pace on one thread that
- * waits for the disk, so clips may overlap, and neither the stream nor the caller of a trigger ever waits.
- * The ring grows to the longest time that was asked for, up to a bound; a clip that falls behind it loses
- * whole groups. When the stream ends, open clips end with the packets there are. A clip that is not made
- * sends `failed` once, as an application may wait for it.
+ * with audio from its first picture on. One thread, which waits for the disk, writes all clips; each reads
+ * the ring at its own pace. So clips may overlap, and neither the stream nor the caller of a trigger blocks.
+ * The ring grows to the longest time requested, up to a bound; a clip that falls behind it loses whole
+ * groups. When the stream ends, open clips end with the packets buffered. A clip that is not made sends
+ * `failed` once, as an application may wait for it.
  *
- * The ring exists beside the past of the pipelines that it attaches to because it holds sound and pictures
- * merged and numbered, with a read position for each clip; the packets themselves are shared.
+ * The ring exists beside the pre-record buffers of the pipelines that this attaches to because it holds audio
+ * and video merged and numbered, with a read position for each clip; the packets themselves are shared.
  */
 class EventElement : public Element {
   public:
@@ -48,12 +49,12 @@ class EventElement : public Element {
     bool up(State target) override;
     bool down(State target) override;
 
-    /** Asks for a clip, and returns at once. False, with a line and `failed`, when none can be made. */
+    /** Requests a clip and returns at once. False, with an error line and `failed`, when it is refused. */
     bool post(const EventTrigger& trigger);
-    /** Sends `failed` for a clip that is not made, or only in part; its error line has been written. */
+    /** Sends `failed` for a clip that is missing or incomplete. Its error line has been written. */
     virtual void clipFailed(const FileFailure& failure) { tellFailed(failure); }
-    /** Reads `tp`, a time of the monotonic clock. Nothing, with an error line, for a text that is not a time
-     * or lies far in the future. */
+    /** Parses `tp`, a time of the monotonic clock. Nothing, with an error line, for a text that is not a time
+     * or is far in the future. */
     std::optional<SteadyTime> readPoint(const std::string& text) const;
 
   private:
@@ -62,7 +63,7 @@ class EventElement : public Element {
         std::unique_ptr<Clip> clip;
         // Guarded by the ring's mutex: take() counts what the ring drops before this clip has read it.
         SteadyTime from;
-        std::uint64_t next = UINT64_MAX; /**< number of the packet to read; none before the clip begins */
+        std::uint64_t next = UINT64_MAX; /**< the packet to read; UINT64_MAX before the clip begins */
         PacketCounts lost;               /**< dropped and not yet reported */
         bool lostEnd = false;            /**< the picture that would have ended the clip was dropped */
     };
@@ -81,13 +82,13 @@ class EventElement : public Element {
 
     Mutex ringMutex_;
     PacketRing ring_ GUARDED_BY(ringMutex_);
-    SteadyTime lastPicture_ GUARDED_BY(ringMutex_); /**< when it came */
+    SteadyTime lastPicture_ GUARDED_BY(ringMutex_); /**< when it arrived */
 
     // Held briefly: the caller of a trigger must not wait.
     Mutex postMutex_;
     Condition woken_;
     std::vector<EventTrigger> posted_ GUARDED_BY(postMutex_);
-    std::size_t asked_ GUARDED_BY(postMutex_) = 0; /**< clips that are posted or being made */
+    std::size_t asked_ GUARDED_BY(postMutex_) = 0; /**< clips posted or in progress */
     bool wakes_ GUARDED_BY(postMutex_) = false;
     bool running_ GUARDED_BY(postMutex_) = false;
 

@@ -12,8 +12,8 @@ namespace {
 
 /**
  * Makes one clip each time it starts to play, from `pre` before `tp` to `post` after it, under the muxer's
- * own URL. A clip that fails sends `recordStop` with `failed=true` instead of `failed`: an application that
- * waits for the end of the clip waits for that message alone.
+ * own URL. A failed clip sends `recordStop` with `failed=true` instead of `failed`: an application that waits
+ * for the end of the clip waits for that message only.
  */
 class RecordEventTrigger final : public EventElement {
   public:
@@ -55,8 +55,8 @@ class RecordEventTrigger final : public EventElement {
 };
 
 /**
- * The memory through which the parts of a board's firmware hand packets to each other, kept after its last
- * user unless `free` is true. In one process they are handed over by reference, and this takes no memory.
+ * Stands for the shared memory through which a board's processes pass packets, which outlives its last user
+ * unless `free` is true. In one process packets are passed by reference, so this allocates nothing.
  */
 class VornisaSharedMemory final : public ObjectImpl {
   public:
@@ -67,9 +67,9 @@ class VornisaSharedMemory final : public ObjectImpl {
 };
 
 /**
- * Makes a clip for each text that is set as its `trigger`, `pre=5s,post=10s,tp=123ms,url=file:///a.mp4`,
- * while it plays. For a text that it refuses it sends `failed`, too, as what sets it may have no other
- * answer. `shmCreater` describes the shared memory that it makes for itself.
+ * While playing, makes a clip each time `trigger` is set: `pre=5s,post=10s,tp=123ms,url=file:///a.mp4`. Sends
+ * `failed` for invalid triggers as well, as the sender may get no other answer. `shmCreater` describes its
+ * shared memory, which it creates.
  */
 class RecordEventServiceTriggerShm final : public EventElement {
   public:
@@ -91,8 +91,8 @@ class RecordEventServiceTriggerShm final : public EventElement {
     }
 
   private:
-    /** Reads `pre=,post=,tp=,url=`, all of which are required. False, with an error line, when one is missing
-     * or wrong; the URL is read all the same where there is one. */
+    /** Parses `pre=,post=,tp=,url=`, all required. False, with an error line, when one is missing or invalid;
+     * sets the URL in any case if there is one. */
     bool readTrigger(const std::string& text, EventTrigger& trigger) const;
     bool makeMemory(Description& description);
 };
