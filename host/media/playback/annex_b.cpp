@@ -16,7 +16,7 @@ void append(std::vector<std::uint8_t>& stream, Span unit) {
     stream.insert(stream.end(), unit.begin(), unit.end());
 }
 
-/** Where the next start code of three bytes begins; the end of the stream without one. */
+/** Position of the next 3-byte start code; the end of the stream without one. */
 std::size_t nextStart(Span stream, std::size_t from) {
     const auto code = Span(kStartCode).last(3);
     const auto found = std::search(stream.begin() + static_cast<std::ptrdiff_t>(from), stream.end(),
@@ -78,7 +78,7 @@ std::size_t delimiterSize(Span stream) {
     const std::size_t begin = nextStart(stream, 0) + 3;
     if (begin >= stream.size() || kindOf(stream[begin]) != UnitKind::delimiter) return 0;
     const std::size_t next = nextStart(stream, begin);
-    // The first byte of a start code of four.
+    // The next start code may have four bytes.
     return next < stream.size() && stream[next - 1] == 0 ? next - 1 : next;
 }
 
@@ -90,7 +90,7 @@ bool hasParameterSets(Span stream) {
         const UnitKind kind = kindOf(stream[at + 3]);
         sequence = sequence || kind == UnitKind::sequenceSet;
         picture = picture || kind == UnitKind::pictureSet;
-        // No unit behind a slice can be of use to it, and the search through slices would take long.
+        // Sets behind a slice are too late for it, and searching slices is slow.
         if (static_cast<std::uint8_t>(kind) >= 1 && static_cast<std::uint8_t>(kind) <= kLastSlice) break;
     }
     return sequence && picture;

@@ -22,10 +22,10 @@ std::shared_ptr<Media> picturesOf(const Mp4Track& track, std::string& reason) {
     return media->parameters.empty() ? nullptr : media;
 }
 
-/** Of the AudioSpecificConfig (ISO/IEC 14496-3, 1.6.2.1) what an ADTS header can say. */
+/** Reads from the AudioSpecificConfig (ISO/IEC 14496-3, 1.6.2.1) what an ADTS header can express. */
 std::shared_ptr<Media> soundOf(const Mp4Track& track, std::string& reason) {
     constexpr unsigned kLowComplexity = 2;
-    // These two have a core of low complexity, which older decoders play alone.
+    // These two extend AAC-LC; a decoder without the extension plays the AAC-LC core.
     constexpr unsigned kBandReplication = 5;
     constexpr unsigned kParametricStereo = 29;
     reason = "its AudioSpecificConfig is missing or damaged";

@@ -8,14 +8,13 @@
 
 namespace kep::host {
 
-/** A track of a file whose packets can be handed on: pictures of H.264 as a byte stream, sound of AAC with
- * ADTS headers. */
+/** A playable track of a file. Converts samples to packets: H.264 as a byte stream, AAC with ADTS headers. */
 class FileTrack {
   public:
-    /** Null, with `reason` filled, for another one. */
+    /** Null, with `reason` filled, for a track that is neither. */
     static std::unique_ptr<FileTrack> make(const recordings::Mp4Track& track, std::string& reason);
 
-    /** Null for a sample that is damaged. */
+    /** Null for a damaged sample. */
     std::shared_ptr<MediaPacket> packet(const recordings::Mp4Packet& read) const;
     const MediaPtr& media() const { return media_; }
 

@@ -6,7 +6,7 @@
 
 namespace kep::host {
 
-/** The path in `file://PATH`; nothing, with an error line that names `owner`, for another URL. */
+/** The path of `file://PATH`. Nothing, with an error line that names `owner`, for other URLs. */
 std::optional<std::string> localPath(const std::string& url, const std::string& owner);
 
 }  // namespace kep::host

@@ -11,8 +11,8 @@ namespace kep::host {
 namespace {
 
 /**
- * What is known of a fragmented MP4 file, `url=file://PATH`: "duration" in milliseconds. Reads it once, when
- * it is created; a file that has none refuses the creation. Starts nothing.
+ * Information on a fragmented MP4 file, `url=file://PATH`: "duration" in milliseconds. Reads the file once,
+ * at creation, which fails if the duration cannot be determined. Starts no thread.
  */
 class FragmentedInfo final : public ObjectImpl {
   public:

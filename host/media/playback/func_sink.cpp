@@ -15,14 +15,14 @@ namespace {
 using OpenFunction = std::function<bool(base::object*, stream::IMedia*&)>;
 using ProcessFunction = std::function<bool(stream::Packet*&)>;
 
-/** Of the queue: a second of pictures and sound, and at most so many bytes. With less, threads wake each
- * other more often; more would be read of a file that is then left by a seek. */
+/** Queue limits: about a second of video and audio, and 4 MiB. With less, the threads wake each other more
+ * often; with more, a seek discards more of what was read. */
 constexpr std::size_t kMostPackets = 128;
 constexpr std::size_t kMostBytesAhead = 4U << 20;
 
 /**
- * The queue of a sink and what its thread does, which outlives the sink when that is destroyed by a callback
- * on this thread.
+ * The queue of a sink and the work of its thread. Outlives the sink when a callback on this thread destroys
+ * the sink.
  */
 class FuncWorker {
   public:
@@ -32,7 +32,7 @@ class FuncWorker {
     void push(const SharedPacket& packet) {
         const std::size_t weight = packet->weight();
         MutexLock lock(mutex_);
-        // Half of the room at once, so that the two threads do not wake each other for each packet.
+        // Once full, wait until it is half empty, so that the threads do not wake each other for each packet.
         if (isFull(weight, 1))
             room_.wait(lock, [&]() REQUIRES(mutex_) { return !takes() || !isFull(weight, 2); });
         if (!takes()) return;
@@ -41,7 +41,7 @@ class FuncWorker {
         if (queue_.size() == 1) packets_.notifyOne();
     }
 
-    /** Waits until all that was pushed has been processed. */
+    /** Waits until all pushed packets have been processed. */
     void drain() {
         MutexLock lock(mutex_);
         room_.wait(lock, [this]() REQUIRES(mutex_) { return !takes() || (queue_.empty() && !isBusy_); });
@@ -54,7 +54,7 @@ class FuncWorker {
         if (discards) drop(freed);
     }
 
-    /** No call begins after this. */
+    /** Drops queued packets. No callback begins after this. */
     void close() {
         std::deque<SharedPacket> freed;
         const MutexLock lock(mutex_);
@@ -63,7 +63,7 @@ class FuncWorker {
         packets_.notifyAll();
     }
 
-    /** Whether it is one of its functions that asks. */
+    /** Whether the caller is one of the callbacks. */
     bool isCalling() {
         const MutexLock lock(mutex_);
         return !hasEnded_ && thread_ == std::this_thread::get_id();
@@ -121,7 +121,7 @@ class FuncWorker {
         return true;
     }
 
-    /** The function wants no more packets. */
+    /** "funcProcess" has returned false: accept no more packets. */
     void refuse() {
         std::deque<SharedPacket> freed;
         const MutexLock lock(mutex_);
@@ -142,11 +142,11 @@ class FuncWorker {
 
     const OpenFunction open_;
     const ProcessFunction process_;
-    std::vector<Opened> opened_; /**< of the thread */
+    std::vector<Opened> opened_; /**< used by the thread only */
 
     Mutex mutex_;
-    Condition packets_; /**< there are some, or there will be none */
-    Condition room_;    /**< there is some, or the thread is idle */
+    Condition packets_; /**< a packet was queued, or the worker was closed */
+    Condition room_;    /**< there is room, or the thread is idle */
     std::deque<SharedPacket> queue_ GUARDED_BY(mutex_);
     std::size_t bytes_ GUARDED_BY(mutex_) = 0;
     bool isBusy_ GUARDED_BY(mutex_) = false;
@@ -158,12 +158,12 @@ class FuncWorker {
 };
 
 /**
- * Hands packets to functions of an application, on a thread of its own: "funcOpen" once for each media before
- * its first packet, "funcProcess" for each packet. A media that the first refuses is left out; when the
- * second is false, no more packets come. A function may take its time: what gives the packets waits.
+ * Passes packets to callbacks of an application on its own thread: "funcOpen" once for each media before its
+ * first packet, "funcProcess" for each packet. A media for which "funcOpen" returns false is skipped; once
+ * "funcProcess" returns false, no more packets follow. A slow callback blocks the source.
  *
- * The functions may bring the sink down and destroy it. What is called then is not touched by the sink any
- * more; no other call begins.
+ * A callback may bring the sink down and destroy it. The sink then leaves the running callback alone, and no
+ * other call begins.
  */
 class FuncSink final : public Element {
   public:
@@ -232,7 +232,7 @@ class FuncSink final : public Element {
         const MutexLock lock(mutex_);
         return worker_;
     }
-    /** Waits for the call that brought the sink down, unless it is that call that waits. */
+    /** Waits for the callback that brought the sink down, unless it is the caller. */
     void waitForAbandoned() {
         if (!abandoned_ || abandoned_->isCalling()) return;
         abandoned_->waitForEnd();

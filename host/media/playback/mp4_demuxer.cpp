@@ -17,20 +17,19 @@ namespace {
 
 using recordings::Mp4Reader;
 
-/** An open file and those of its tracks that are played. */
+/** An open file and its playable tracks. */
 struct OpenFile {
     std::unique_ptr<Mp4Reader> reader;
     std::map<std::uint32_t, std::unique_ptr<FileTrack>> tracks;
 };
 
 /**
- * Gives the packets of an MP4 file, `url=file://PATH`, as fast as they are taken. Ready, the file is open:
- * "duration" and "seek" are in milliseconds. At the end of the file, once all packets have been taken, it
- * sends `name=endOfFile` upward and waits for a seek. Down at null it closes the file, and begins again when
- * it is next started.
+ * Gives the packets of an MP4 file, `url=file://PATH`, as fast as the elements after it take them. In state
+ * ready the file is open; "duration" and "seek" are in milliseconds. At the end of the file, once all packets
+ * have been processed, it sends `name=endOfFile` upward and waits for a seek. State null closes the file; the
+ * next start begins at its beginning.
  *
- * A seek drops what those after it still hold: of what was before it, they at most finish the packet that
- * they are at.
+ * A seek drops the packets queued in the elements after it, except one that is being processed.
  */
 class Mp4Demuxer final : public SourceElement {
   public:
@@ -75,7 +74,7 @@ class Mp4Demuxer final : public SourceElement {
             isStopping_ = true;
             changed_.notifyAll();
         }
-        // Nobody is to wait until all that is queued has been processed.
+        // Do not wait until the queued packets have been processed.
         discard(true);
         thread_.join();
         const MutexLock lock(mutex_);
@@ -163,7 +162,7 @@ class Mp4Demuxer final : public SourceElement {
             }
             isSeeking_ = true;
         }
-        // Has the thread, which may wait for one of those after it, come to where it waits for this.
+        // Unblocks the thread, which may be waiting in an element after this one, so that it can park.
         discard(true);
         {
             MutexLock lock(mutex_);
@@ -180,7 +179,7 @@ class Mp4Demuxer final : public SourceElement {
         return found;
     }
 
-    /** While nobody else uses the reader. */
+    /** Call it only while nothing else uses the reader. */
     bool seekReader(std::int64_t to) NO_THREAD_SAFETY_ANALYSIS try {
         if (file_.reader->seek(to)) return true;
         KEP_HOST_ERROR(label() + ": seek=" + std::to_string(to) + ": the file has no key frame");
@@ -190,8 +189,8 @@ class Mp4Demuxer final : public SourceElement {
         return false;
     }
 
-    /** Waits while a seek is under way and at the end of the file; false when the thread is to end. */
-    bool mayGoOn() {
+    /** Waits during a seek and at the end of the file. False when the thread must end. */
+    bool waitUntilReadable() {
         MutexLock lock(mutex_);
         if (!isStopping_ && (isSeeking_ || hasEnded_)) {
             isParked_ = true;
@@ -204,16 +203,16 @@ class Mp4Demuxer final : public SourceElement {
     }
 
     void work() {
-        while (mayGoOn()) {
+        while (waitUntilReadable()) {
             if (!giveNext()) end();
         }
         const MutexLock lock(mutex_);
-        // A seek that begins now need not wait for this thread.
+        // A seek that begins now must not wait for this thread.
         isParked_ = true;
         changed_.notifyAll();
     }
 
-    /** False at the end of the file, or of what can be read of it. Uses the file alone: it is changed while
+    /** False at the end of the file or after a read error. Needs no lock for file_, which changes only while
      * this thread is parked. */
     bool giveNext() NO_THREAD_SAFETY_ANALYSIS try {
         const auto read = file_.reader->next();
@@ -250,7 +249,7 @@ class Mp4Demuxer final : public SourceElement {
     bool isRunning_ GUARDED_BY(mutex_) = false;
     bool isStopping_ GUARDED_BY(mutex_) = false;
     bool isSeeking_ GUARDED_BY(mutex_) = false;
-    bool isParked_ GUARDED_BY(mutex_) = false; /**< the thread leaves the file alone until changed_ */
+    bool isParked_ GUARDED_BY(mutex_) = false; /**< the thread does not use the file until changed_ */
     bool hasEnded_ GUARDED_BY(mutex_) = false;
     std::thread thread_;
 };

@@ -7,8 +7,8 @@
 namespace kep::host {
 namespace {
 
-/** Puts the parameter sets of an H.264 stream in front of its key frames, but for those that bring their own,
- * so that a decoder can begin at each of them. */
+/** Inserts the parameter sets of an H.264 stream before key frames that lack them, so that a decoder can
+ * begin at each key frame. */
 class ParameterSets final : public Element {
   public:
     ~ParameterSets() override { retire(); }
@@ -31,7 +31,7 @@ class ParameterSets final : public Element {
         const Span sets = packet.media->parameters;
         const std::size_t size = sets.size() + data.size();
         const auto bytes = std::make_shared_for_overwrite<std::uint8_t[]>(size);
-        // A delimiter comes before all else.
+        // An access unit delimiter must stay first.
         const std::size_t begin = delimiterSize(data);
         std::uint8_t* at = std::copy_n(data.begin(), begin, bytes.get());
         at = std::copy(sets.begin(), sets.end(), at);
