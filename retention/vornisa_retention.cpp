@@ -18,9 +18,9 @@
 
 namespace {
 
-/** Of a file system; st_blocks counts in these. */
+/** The unit of st_blocks, in bytes. */
 constexpr int64_t kBlock = 512;
-/** Longest name of a file. */
+/** Longest file name. */
 constexpr size_t kMaxName = 512;
 
 /** A file descriptor that the destructor closes. */
@@ -41,7 +41,7 @@ class Descriptor {
 struct Recording {
     std::string name;
     int64_t bytes;
-    int64_t room; /**< that its deletion makes, in bytes */
+    int64_t room; /**< bytes that its deletion frees */
     timespec finished;
 };
 
@@ -49,8 +49,8 @@ bool endsWith(const std::string& text, const std::string& end) {
     return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
-/** Whether a name is the pattern with its fields filled in. Only what strftime gives back to the byte counts,
- * as strptime takes more than that. */
+/** Whether `name` is `pattern` with its fields filled in. strptime accepts more, so that strftime must
+ * reproduce the name to the byte. */
 bool isFilled(const std::string& pattern, const std::string& name) {
     if (pattern.find('%') == pattern.npos) return name == pattern;
     tm time{};
@@ -70,7 +70,7 @@ std::string withoutNumber(const std::string& name) {
     return isNumbered ? name.substr(0, last) + name.substr(end) : std::string();
 }
 
-/** Whether files of a pattern can be found again. */
+/** Whether files named by a pattern can be recognised. */
 bool isReadable(const std::string& pattern) {
     if (pattern.empty() || pattern.find('/') != pattern.npos) return false;
     if (pattern.find('%') == pattern.npos) return true;
@@ -78,7 +78,7 @@ bool isReadable(const std::string& pattern) {
     tm local{};
     localtime_r(&now, &local);
     char text[kMaxName];
-    // A recording has "-" for a "/" in its name.
+    // Recordings have "-" in place of a "/" from a field.
     return strftime(text, sizeof text, pattern.c_str(), &local) > 0 && !std::strchr(text, '/') &&
            isFilled(pattern, text);
 }
@@ -95,7 +95,7 @@ class Folder {
         struct statvfs system;
         if (folder_.number() < 0 || fstatvfs(folder_.number(), &system) != 0) return false;
         free_ = static_cast<int64_t>(system.f_bavail) * static_cast<int64_t>(system.f_frsize);
-        // Reading from the beginning, whatever becomes of the descriptor.
+        // A descriptor of its own: closedir() closes it, and it reads from the beginning.
         const int again = openat(folder_.number(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
         DIR* const entries = again < 0 ? nullptr : fdopendir(again);
         if (!entries) return false;
@@ -115,14 +115,14 @@ class Folder {
             if (!old && isSmallEnough()) break;
             const int error = remove(recording);
             leftOld = leftOld || (old && error != 0 && error != ENOENT);
-            // It is no finished recording, or somebody else has deleted it.
+            // Not a finished recording (ETXTBSY), or deleted by somebody else (ENOENT): do not report it.
             const bool isTold = error != ETXTBSY && error != ENOENT;
             if (isTold && callback)
                 callback((std::string(limits_.folder) + "/" + recording.name).c_str(), recording.bytes, error,
                          context);
             if (error != 0 && error != ENOENT) continue;
             total_ -= recording.bytes;
-            // As it will be: a reader that has the file open keeps its blocks for now.
+            // Counts blocks as free that a reader with the file open still holds for now.
             free_ += recording.room;
         }
         return isSmallEnough() && !leftOld ? VN_RETAIN_KEPT : VN_RETAIN_EXCEEDED;
@@ -167,9 +167,9 @@ class Folder {
     const std::vector<std::string> patterns_;
     const Descriptor folder_;
     const time_t now_ = time(nullptr);
-    std::vector<Recording> recordings_; /**< once read, the oldest first */
-    int64_t total_ = 0;                 /**< bytes of all recordings */
-    int64_t free_ = 0;                  /**< bytes of the file system */
+    std::vector<Recording> recordings_; /**< after read(): oldest first */
+    int64_t total_ = 0;                 /**< size of all recordings in bytes */
+    int64_t free_ = 0;                  /**< free bytes in the file system */
 };
 
 bool isUsable(const VNRetention& limits) {

@@ -1,6 +1,6 @@
 /**
  * @file
- * Makes room for recordings: deletes the oldest ones in a folder. A library of its own, libvornisaretention,
+ * Makes room for recordings: deletes the oldest ones in a folder. A separate library, libvornisaretention,
  * which needs neither the camera API nor its framework.
  */
 #ifndef VORNISA_RETENTION_H
@@ -20,52 +20,53 @@ extern "C" {
 #endif
 
 /**
- * Which recordings may be deleted, and the limits that they are to keep. A limit of 0 is none.
+ * Which recordings may be deleted, and the limits to enforce. A limit of 0 means no limit.
  *
- * A recording is a regular file in the folder whose name a recording of one of `names` gives its files: the
- * name with its fields of strftime filled in, and with a running number, as in a-1.mp4, when it was taken.
- * All other files stay: those of other names, in folders below, behind links, unfinished ones (NAME.part),
- * and files that a process has open for writing.
+ * A recording is a regular file in the folder whose name matches one of `names`: with the strftime fields
+ * filled in and, if that name was taken, a running number, as in a-1.mp4. All other files are kept: other
+ * names, files in subfolders, symbolic links, unfinished files (NAME.part), and files that a process has open
+ * for writing.
  */
 typedef struct VNRetention {
     const char* folder;       /**< of the recordings */
-    const char* const* names; /**< as they were given to VNRecMan or VNRecMan2 */
-    size_t name_count;        /**< how many there are; at least 1 */
-    int64_t keep_bytes;       /**< how large all recordings may be together */
-    int64_t keep_seconds;     /**< how long ago a recording may have been finished, by the file's time */
-    int64_t free_bytes;       /**< how much of the file system is to be free for users that are not root */
+    const char* const* names; /**< file names as passed to VNRecMan or VNRecMan2 */
+    size_t name_count;        /**< length of `names`; at least 1 */
+    int64_t keep_bytes;       /**< maximum size of all recordings together */
+    int64_t keep_seconds;     /**< maximum age of a recording, by its modification time */
+    int64_t free_bytes;       /**< minimum free space for users other than root */
 } VNRetention;
 
 /** Results of VNRetain. */
 enum {
-    VN_RETAIN_KEPT = 0,     /**< the limits are kept */
-    VN_RETAIN_EXCEEDED = 1, /**< a limit is not kept, and nothing more can be deleted */
+    VN_RETAIN_KEPT = 0,     /**< all limits are met */
+    VN_RETAIN_EXCEEDED = 1, /**< a limit is exceeded, and nothing more can be deleted */
     VN_RETAIN_FAILED = -1   /**< nothing was done; errno tells why */
 };
 
 /**
- * Tells of a file that VNRetain has deleted, or failed to. Called on the thread that calls VNRetain.
+ * Reports a file that VNRetain has deleted or failed to delete. Called on the thread that calls VNRetain.
  *
  * @param path    in: of the file; valid during the call
  * @param bytes   size of the file
- * @param error   0, or the error number for which it is still there
+ * @param error   0 if it was deleted, else the errno value of the failure
  * @param context as given to VNRetain
  */
 typedef void (*VNRetainCallback)(const char* path, int64_t bytes, int error, void* context);
 
 /**
- * Deletes the recordings that were finished first until the limits are kept. A file that cannot be deleted is
- * reported, and the next one is tried. Call it when a file has been finished, which recordStop tells, and,
- * while files are long, every few seconds. Calls for one folder from several threads or processes do no harm.
+ * Deletes recordings, those finished first, until the limits are met. Reports a file that cannot be deleted
+ * and tries the next one. Call it after each recordStop message and, while long files are recorded, every few
+ * seconds. Several threads or processes may call it for the same folder.
  *
  * @param limits   in: not null
- * @param callback in: told of each file; may be null
+ * @param callback in: called for each file; may be null
  * @param context  in: passed on to `callback`
  *
- * @retval VN_RETAIN_KEPT     the limits are kept
- * @retval VN_RETAIN_EXCEEDED a limit is not kept by what is left, of which nothing may or can be deleted
+ * @retval VN_RETAIN_KEPT     all limits are met
+ * @retval VN_RETAIN_EXCEEDED a limit is exceeded, and no remaining file may or can be deleted
  * @retval VN_RETAIN_FAILED   errno is EINVAL when something in `limits` is null or negative, or a name has a
- * "/" or a field that cannot be read back, such as %D or %Z; otherwise why the folder cannot be read
+ * "/" or a field that strptime cannot read back, such as %D or %Z; otherwise the reason why the folder cannot
+ * be read
  */
 VN_RETENTION_API int VNRetain(const VNRetention* limits, VNRetainCallback callback, void* context);
 
