@@ -11,8 +11,8 @@ namespace kep::host {
 namespace {
 
 /**
- * A stream of the microphone. Rate and channels take effect at the next start: a reader could not tell where
- * in a running stream they changed.
+ * A stream of the microphone. Rate and channels take effect at the next start, as a reader could not tell
+ * where in a running stream they changed.
  */
 class MicrophoneStream : public LiveStream, public virtual api::streaming::common::IAudio {
   public:
@@ -30,7 +30,7 @@ class MicrophoneStream : public LiveStream, public virtual api::streaming::commo
         : LiveStream("type=MicSrc,retry=false", encoder, {100, 4U << 20}) {}  // two seconds
 
     AudioFormat format() const { return {rate_, channels_}; }
-    /** Has an element make this format. */
+    /** Sets an element's format. */
     static bool setFormat(ObjectImpl& element, AudioFormat format) {
         return isPcmSetting(format, 2) && set(element, "rate", format.rate) &&
                set(element, "channels", format.channels);
@@ -50,8 +50,8 @@ class PcmSource final : public api::streaming::IPcmSource, public MicrophoneStre
     bool start() override { return setFormat(source(), format()); }
 };
 
-/** AAC with ADTS headers. A bit rate acts on the running stream; a rate or channels, which every header
- * names, at the next start. */
+/** AAC with ADTS headers. The bit rate takes effect on the running stream; sample rate and channels, which
+ * every header contains, at the next start. */
 class AacSource final : public api::streaming::IAacSource, public MicrophoneStream {
   public:
     AacSource() : MicrophoneStream("type=encoder-aac,adts=true") {}
@@ -67,7 +67,7 @@ class AacSource final : public api::streaming::IAacSource, public MicrophoneStre
     }
 
   private:
-    /** AAC has nothing beyond these bounds at any rate. */
+    /** Clamped to the range that AAC supports at any sample rate. */
     void setBitRate(int bitsPerSecond) {
         set(encoder(), "br",
             std::clamp(bitsPerSecond, AacEncoder::kLowestBitRate, AacEncoder::kHighestBitRate));
@@ -93,7 +93,7 @@ class AacSource final : public api::streaming::IAacSource, public MicrophoneStre
     std::atomic<bool> isSet_{false};
 };
 
-/** A sound device as applications set it: both settings act on the samples, so that every kind has them. */
+/** Volume and mute of an audio device. Both act on the samples, so that every device supports them. */
 template <class Interface>
 class SoundDevice final : public Interface {
   public:

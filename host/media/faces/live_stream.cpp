@@ -23,7 +23,7 @@ void FrameQueue::take(const SharedPacket& packet, const Element&) {
     frame->index = packet->isVideo() ? static_cast<int>(packet->number) : sounds_++;
     frame->key = packet->key;
     frame->stamp = packet->stamp;
-    // Nobody writes into a frame that was pulled; the field is not const because frames are also pushed.
+    // Readers do not write to the data; the field is not const because applications also push frames.
     if (packet->picture) {
         const PicturePtr picture = asOneBlock(packet->picture);
         if (!picture) {
@@ -43,7 +43,7 @@ void FrameQueue::take(const SharedPacket& packet, const Element&) {
     if (pushed.awaitsKey) requestKeyFrame(packet->stamp);
 }
 
-/** The picture with its planes end to end: itself where they are, as it is shared with other readers. */
+/** The picture with contiguous planes: itself if they are, else a copy, as others share the picture. */
 PicturePtr FrameQueue::asOneBlock(const PicturePtr& picture) {
     const AVFrame& from = *picture->frame;
     if (isOneBlock(from)) return picture;

@@ -13,7 +13,7 @@ namespace kep::host {
 
 using SharedFrame = std::shared_ptr<api::streaming::common::frame_t>;
 
-/** The end of a live stream's elements: a queue of frames that the application pulls from. A reader that does
+/** The last element of a live stream: a queue of frames that the application pulls from. A reader that does
  * not keep up loses whole groups, oldest first. */
 class FrameQueue final : public Element {
   public:
@@ -23,9 +23,9 @@ class FrameQueue final : public Element {
     ~FrameQueue() override { retire(); }
 
     bool pull(SharedFrame& frame, bool wait) { return queue_.pull(frame, wait); }
-    /** The stream has ended: the reader takes what is queued. */
+    /** Ends the stream: the reader can still pull the queued frames. */
     void finish() { queue_.finish(); }
-    /** Wakes a blocked reader, and drops what is queued. */
+    /** Drops the queued frames and wakes a blocked reader. */
     void close() { queue_.close(); }
 
     bool takesAtOnce() const override { return true; }
@@ -40,12 +40,12 @@ class FrameQueue final : public Element {
 
     Queue queue_;
     PicturePool pool_;
-    int sounds_ = 0; /**< given since it went up */
+    int sounds_ = 0; /**< audio frames since the start */
 };
 
 /**
- * A stream that an application pulls from: a source element, perhaps an encoder, and a queue. A lost
- * device ends the stream after its last frame is in the queue.
+ * A stream that an application pulls from: a source element, optionally an encoder, and a queue. A lost
+ * device ends the stream; the reader still gets the queued frames.
  */
 class LiveStream : public StreamObject, public virtual api::streaming::common::IStreamOutput {
   public:

@@ -18,7 +18,7 @@ using SharedFrame = std::shared_ptr<api::streaming::common::frame_t>;
 using Bytes = std::vector<unsigned char>;
 
 constexpr int kMaxChannels = 8;
-/** Bounds the queue in parts as well: a part of a few bytes costs more memory than its bytes. */
+/** Bounds the number of queued parts as well: small parts cost more memory than their bytes. */
 constexpr std::size_t kMostParts = 1U << 16;
 
 /**
@@ -47,8 +47,8 @@ class PcmPlayer final : public api::streaming::IPcmPlayer, public StreamObject {
     AudioFormat format_;
     std::string device_;
     std::unique_ptr<Speaker> speaker_;
-    Mutex entry_; /**< one frame after the other */
-    /** Bytes of 20 ms; a longer frame is queued in parts, so that its end waits for room. */
+    Mutex entry_; /**< serialises the frames pushed */
+    /** Bytes of 20 ms. A longer frame is queued in parts, so that its push blocks while the queue is full. */
     std::size_t part_ GUARDED_BY(entry_) = 1;
     GroupQueue<Bytes> queue_{{kMostParts, 0}};
     std::thread player_;
@@ -106,7 +106,7 @@ void PcmPlayer::stop() {
 }
 
 void PcmPlayer::play() {
-    Bytes samples;  // of an incomplete frame, and what was pulled
+    Bytes samples;  // the rest of an incomplete frame, and the pulled part
     Gain gain(speakerVolume());
     for (Bytes part; queue_.pull(part, true);) {
         samples.insert(samples.end(), part.begin(), part.end());

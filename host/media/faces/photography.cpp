@@ -18,23 +18,23 @@ namespace {
 
 constexpr int kUnset = std::numeric_limits<int>::min();
 constexpr int kPicturesPerSecond = 30;
-/** Pictures that wait for the disk; more would hold the camera's memory while it hangs. */
+/** Pictures that may wait for the disk; more would use up the camera's memory while a disk hangs. */
 constexpr std::size_t kMostWaiting = 16;
-/** An older picture does not show the present: the camera has stopped, or is a very slow one. */
+/** An older picture is stale: the camera has stopped, or is very slow. */
 constexpr std::chrono::seconds kOldest(1);
 
-/** A message with an attribute, left out when its value cannot be one. */
+/** `message` with an attribute appended, unless its value cannot be represented. */
 std::string withText(std::string message, const char* key, const std::string& value) {
     if (isValue(value)) appendValue(message.append(",").append(key).append("="), value);
     return message;
 }
 
 /**
- * Takes still pictures as JPEG files. While it plays it keeps the camera running, so that one is taken at
- * once. A size that is not set is that of the camera; settings act on the next picture.
+ * Takes still pictures as JPEG files. While playing it keeps the camera running, so that a picture is taken
+ * at once. The size defaults to the camera's; settings take effect on the next picture.
  *
- * Each picture that is written is told by `name=pictureTaken,url=...`, one that cannot be by
- * `name=pictureFailed,url=...` and a line.
+ * Sends `name=pictureTaken,url=...` for each picture written; on failure it sends
+ * `name=pictureFailed,url=...` and writes an error line.
  */
 class Photography final : public api::streaming::IPhotography, public StreamObject {
   public:
@@ -53,7 +53,7 @@ class Photography final : public api::streaming::IPhotography, public StreamObje
     void stop() override;
 
   private:
-    /** A picture on its way to its file. */
+    /** A picture to be written, with its settings. */
     struct Shot {
         PicturePtr picture;
         std::string url;

@@ -127,7 +127,7 @@ void StreamObject::hear(base::Message& message) {
     if (name == "deviceLost" || name == "failed") {
         elementFailed(message.ToString());
     } else if (name == "frameLost") {
-        // One total for all places where frames are lost.
+        // One total over all elements that lose frames.
         const auto lost = static_cast<std::size_t>(attributes.GetOrDef<int>("lost", 0));
         const std::size_t total = lostInAll_ += lost;
         post("name=frameLost,media=" + std::string(attributes.GetOrDef("media", "")) +

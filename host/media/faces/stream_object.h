@@ -14,9 +14,9 @@
 namespace kep::host {
 
 /**
- * An object as the streaming interfaces show it. Its state and its messages (`name=started`, `name=stopped`,
- * `name=frameLost,media=video,lost=2,total=5`, `name=deviceLost,...`) are those of its body, an object like
- * any other, whose children may be elements.
+ * Implements the streaming interfaces over an object of the framework, its body, whose children may be
+ * elements. State and messages (`name=started`, `name=stopped`, `name=frameLost,media=video,lost=2,total=5`,
+ * `name=deviceLost,...`) are those of the body.
  *
  * A derived class implements start() and stop() and calls shutDown() first in its destructor.
  */
@@ -34,33 +34,34 @@ class StreamObject : public virtual api::streaming::common::IStreamControl,
     StreamObject();
     ~StreamObject() override;
 
-    /** Called before the elements go up to play. False, with an error line written, leaves all as it was. */
+    /** Called before the elements go up to play. On failure it writes an error line and returns false; the
+     * state then stays as it was. */
     virtual bool start() = 0;
-    /** Called when the elements are down; every waiting call of a reader or writer returns. */
+    /** Called when the elements are down. Must make every blocked call of a reader or writer return. */
     virtual void stop() = 0;
 
-    // Whether a setting of an application makes sense; a line names it and its value when it does not.
+    // Whether a setting is valid. Writes an error line with its name and value if it is not.
     static bool isSetting(const char* name, int value, int low, int high, bool even = false);
-    /** A side of a picture. */
+    /** Width or height of a picture. */
     static bool isSideSetting(const char* name, int pixels);
     /** The format of uncompressed sound. */
     static bool isPcmSetting(AudioFormat format, int mostChannels);
 
-    /** Calls `action` unless the stream is up or just changing its state; it stays down meanwhile. */
+    /** Calls `action` unless the stream is up or changing its state, and keeps it down during the call. */
     void whileDown(const std::function<void()>& action);
 
-    /** Takes an element over, behind those before it, and links it with the last of them. */
+    /** Takes ownership of an element and links it after the last one. */
     void add(std::unique_ptr<ObjectImpl> element);
 
     /**
-     * For the stream's own threads: it has ended by itself. From here on the object is stopped, posts
-     * `why` and `name=stopped`, and is cleared up at its next change of state.
+     * Called by the stream's own threads when it has ended by itself. Posts `why` and `name=stopped`. The
+     * object counts as stopped; the next change of state cleans it up.
      */
     void ended(const std::string& why);
-    /** The same of a device that is lost. */
+    /** ended() for a lost device. */
     void endedByLoss(const char* media, const std::string& device);
 
-    /** An element has reported what ends the stream. */
+    /** Called when an element has reported a failure that ends the stream. */
     virtual void elementFailed(const std::string& why) { ended(why); }
 
     void shutDown();
@@ -73,8 +74,8 @@ class StreamObject : public virtual api::streaming::common::IStreamControl,
     void postEnd(const std::string& why) REQUIRES(mark_);
     void clearUp() REQUIRES(change_);
 
-    Mutex change_; /**< one change of state at a time */
-    Mutex mark_;   /**< state against ended(); never held while elements change theirs */
+    Mutex change_; /**< serialises changes of state */
+    Mutex mark_;   /**< guards the state against ended(); never held while elements change theirs */
     std::atomic<bool> hasEnded_{false};
     bool isUp_ GUARDED_BY(mark_) = false;
     std::string endedEarly_ GUARDED_BY(mark_); /**< why the stream ended while it was still starting */

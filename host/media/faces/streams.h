@@ -15,7 +15,7 @@ std::unique_ptr<api::streaming::IPcmSource> makePcmSource();
 std::unique_ptr<api::streaming::IAacSource> makeAacSource();
 std::unique_ptr<api::streaming::IPcmPlayer> makePcmPlayer();
 
-/** The one microphone and the one speaker of this process, there whether or not a stream uses them. */
+/** The microphone and the speaker of this process. They exist even if no stream uses them. */
 dev::IMicrophone& microphone();
 dev::ISpeaker& speaker();
 

@@ -12,9 +12,9 @@ namespace kep::host {
 namespace {
 
 /**
- * A stream of the camera. A size that is not set is that of the camera, a rate that is not set is 30. Values
- * that make no sense are refused with a line: at start, or by the setter itself for what acts on a running
- * stream, which then goes on with what it had.
+ * A stream of the camera. The size defaults to the camera's, the rate to 30. Invalid values are refused with
+ * an error line: at start, or, for settings that take effect on a running stream, by the setter; the stream
+ * then keeps its old value.
  */
 class CameraStream : public LiveStream,
                      public virtual api::streaming::common::IVideo,
@@ -50,10 +50,10 @@ class CameraStream : public LiveStream,
                isRate(rate_) && set(source(), "fr", rate_);
     }
 
-    /** The size or a rate has been set. */
+    /** Called when the size or a rate has been set. */
     virtual void formatSet() {}
 
-    /** What is set; null when that is no size or no rate. */
+    /** The format as set; null while size or rate is unset or invalid. */
     MediaPtr format() const {
         const int width = width_;
         const int height = height_;
@@ -89,13 +89,13 @@ class YuvSource final : public api::streaming::IYuvSource, public CameraStream {
 };
 
 /**
- * The camera's pictures as H.264. Bit rate (2 Mb/s), frame rate and group length (15 pictures) act on the
- * running stream, the size at its next start. A group length of 0 or less has no regular key frames, only the
- * first one and those that are asked for.
+ * The camera's pictures as H.264. Bit rate (2 Mb/s), frame rate and group length (15 pictures) take effect on
+ * the running stream, the size at its next start. A group length of 0 or less gives no regular key frames,
+ * only the first one and requested ones.
  */
 class H264Source final : public api::streaming::IH264Source, public CameraStream {
   public:
-    // What a reader may leave lying: some seconds of a usual stream.
+    // How far a reader may fall behind: some seconds of a usual stream.
     H264Source() : CameraStream(kCamera, "type=encoder-h264", {120, 8U << 20}) {}
     ~H264Source() override { shutDown(); }
 
@@ -108,8 +108,8 @@ class H264Source final : public api::streaming::IH264Source, public CameraStream
     void RequestKeyFrame() override { encoder().requestKeyFrame(KeyFrameRequests::kNextPicture); }
 
   protected:
-    /** Sets the encoder up before the start, whose time is that to the first picture: opening the encoder
-     * is a quarter of it. */
+    /** Opens the encoder before the start: this saves a quarter of the time from the start to the first
+     * picture. */
     void formatSet() override {
         const MediaPtr media = format();
         const int bitRate = bitRate_;
