@@ -2,10 +2,9 @@
 
 coverage.py ROOT OBJECTS
 
-A header's code, and a template's, counts as run where any source or instantiation has run it. Of branches, those are
-left out where one way out of a call is an exception: the compiler puts one behind every call that may throw, and
-nobody has written them. The same goes for lines with no more than a closing brace: what has a counter there are the
-destructors that an exception calls on its way through. Handlers of exceptions count.
+Code of headers and templates counts as run if any source or instantiation has run it. Branches to exception paths do
+not count: the compiler adds one behind every call that may throw. Nor do lines that contain only a closing brace: their
+counters belong to destructors called while an exception unwinds the stack. Exception handlers count.
 """
 import collections
 import functools
@@ -14,12 +13,12 @@ import os
 import subprocess
 import sys
 
-ASKED_LINES = 100.0
-ASKED_BRANCHES = 95.0
+REQUIRED_LINES = 100.0
+REQUIRED_BRANCHES = 95.0
 
 
 def decisions(branches):
-    """The branches of a line without the pairs that a call and its exception make."""
+    """The branch counts of a line, without the pairs of a call and its exception path."""
     kept = [True] * len(branches)
     for i, branch in enumerate(branches):
         if not branch["throw"]:
@@ -33,18 +32,18 @@ def decisions(branches):
 
 
 @functools.lru_cache(maxsize=None)
-def written(path):
+def source_lines(path):
     with open(path, encoding="utf-8") as file:
         return file.read().splitlines()
 
 
 def read(root, objects):
-    """Counts by file: of lines, and of the branches of lines."""
+    """Execution counts by file: of lines, and of the branches of each line."""
     lines = collections.defaultdict(collections.Counter)
     branches = collections.defaultdict(dict)
     notes = sorted(os.path.join(objects, name) for name in os.listdir(objects) if name.endswith(".gcno"))
     if not notes:
-        sys.exit(f"coverage: there are no counters in {objects}")
+        sys.exit(f"coverage: no counters in {objects}")
     text = subprocess.run(["gcov", "--branch-probabilities", "--json-format", "--stdout", *notes],
                           check=True, capture_output=True, text=True).stdout
     for document in text.splitlines():
@@ -52,7 +51,7 @@ def read(root, objects):
             path = os.path.relpath(os.path.join(root, source["file"]), root)
             if not path.startswith("api/"):
                 continue
-            text = written(os.path.join(root, path))
+            text = source_lines(os.path.join(root, path))
             for line in source["lines"]:
                 number = line["line_number"]
                 if line["count"] == 0 and text[number - 1].strip() in ("}", "};"):
@@ -98,8 +97,8 @@ def main():
         total = [a + b for a, b in zip(total, figures)]
         print(row(path, figures), "", rest)
     print(row("all", total))
-    short = percent(*total[:2]) < ASKED_LINES or percent(*total[2:]) < ASKED_BRANCHES
-    print(f"asked: {ASKED_LINES:.0f} % of the lines and {ASKED_BRANCHES:.0f} % of the branches; "
+    short = percent(*total[:2]) < REQUIRED_LINES or percent(*total[2:]) < REQUIRED_BRANCHES
+    print(f"required: {REQUIRED_LINES:.0f} % of the lines and {REQUIRED_BRANCHES:.0f} % of the branches; "
           + ("NOT reached" if short else "reached"))
     return 1 if short else 0
 

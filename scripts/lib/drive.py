@@ -29,7 +29,7 @@ FILES = ("in.mp4", "in.ts", "in.wav", "in.aac", "cut.mp4", "cut.mp4.part", "empt
 OUTPUTS = ("out.h264", "out.aac", "out.wav", "out.mp4", "out.ts", "out.jpg", "out.png", "out", "-", "/dev/full", "/dev/null",
            "folder", "missing/x", "in.mp4", "", "a b.jpg", "full/out.mp4", "full/out.jpg", "full/out.wav", "locked/out.jpg")
 NUMBERS = ("1", "2", "15", "30", "25", "500k", "100", "0", "-1", "2M", "1.5", "abc", "", "99999999999999999999", "0x10", "1e3")
-# What may be given for each kind of value; the first half is what mostly works.
+# Candidates for each kind of value; the first half is mostly valid.
 POOLS = {
     "WxH": ("640x360", "1280x720", "320x180", "16x16", "641x361", "0x0", "-1x2", "99999x99999", "x", "640", "640x360x2"),
     "WxH@S": ("320x180@0.3", "640x360@0.5", "320x180@0", "x@1", "640x360", "320x180@-1"),
@@ -70,7 +70,7 @@ def drawn_from(chance, pool):
 
 
 class Options:
-    """The options of a command as its help lists them: (names, what they take or None)."""
+    """The options of each command as its help lists them: short name, name, and kind of value."""
 
     def __init__(self, vncam):
         self._of = {}
@@ -92,7 +92,7 @@ class Options:
                 pool = POOLS.get(takes) or NUMBERS
                 drawn.append(drawn_from(chance, pool))
         names = {name for _, name, _ in self._of[command]}
-        # Mostly small and short, so that something is made.
+        # Mostly small and short, so that runs produce output.
         if "size" in names and command not in ("stamp",) and "--size" not in drawn and chance.random() < 0.8:
             drawn += ["--size", chance.choice(SIZES)]
         if "seconds" in names and "--seconds" not in drawn and chance.random() < 0.6:
@@ -103,7 +103,7 @@ class Options:
 
 
 class Plan:
-    """What one run does."""
+    """The command line, environment and end of one run."""
 
     def __init__(self, chance, options):
         self.command = chance.choice([name for name in COMMANDS if options.known(name)])
@@ -151,7 +151,7 @@ def make_inputs(vncam, folder):
 
 
 class FullDisk:
-    """A disk of 200 KiB, where the system lets this user have one."""
+    """A disk of 200 KiB, if this user may mount one."""
 
     def __init__(self, folder):
         self._folder = folder
@@ -170,7 +170,7 @@ class FullDisk:
 
 
 class Worker:
-    """Makes runs one after the other in a folder of its own."""
+    """Executes runs one after the other in its own folder."""
 
     def __init__(self, vncam, options, inputs, folder, number):
         self._vncam, self._options, self._inputs = vncam, options, inputs
@@ -228,7 +228,7 @@ class Worker:
         closed = [number for number, what in ((0, plan.stdin), (1, plan.stdout)) if what == "closed"]
 
         def prepare():
-            # What this process ignores the run would ignore, too.
+            # A child inherits ignored signals.
             for number in (signal.SIGPIPE, signal.SIGXFSZ, *STOPS):
                 signal.signal(number, signal.SIG_DFL)
             for number in closed:
@@ -264,7 +264,7 @@ class Worker:
 
     @staticmethod
     def _tell_to_end(process, plan):
-        """Sends the plan's signal; the exit codes that it allows."""
+        """Sends the plan's signal. Returns the exit codes that it allows."""
         with open(f"/proc/{process.pid}/status", encoding="ascii") as file:
             caught = int(re.search(r"^SigCgt:\s*(\w+)", file.read(), re.M)[1], 16)
         by = plan.end_by
@@ -279,7 +279,7 @@ class Worker:
             process.send_signal(signal.SIGINT)
             return {-signal.SIGINT}
         process.send_signal(by)
-        # A signal that comes before vncam has begun to catch it ends any program.
+        # Before vncam has installed its handler, the signal kills it.
         return set() if caught >> (by - 1) & 1 else {-by}
 
     def _look(self, plan, outcome, printed, mark):
@@ -305,7 +305,7 @@ class Worker:
         return findings
 
     def _look_at_recordings(self):
-        """Each file that a recording named can be read."""
+        """Findings for files that a recording named and that cannot be read."""
         with open(os.path.join(self._folder, "stdout"), encoding="utf-8", errors="replace") as file:
             names = file.read().splitlines()
         bad = []
@@ -325,7 +325,7 @@ def drain(pipe):
 
 
 def living(mark):
-    """Processes of a run that are still there; some need a moment to end."""
+    """Processes of a run that still exist after five seconds."""
     for _ in range(50):
         found = []
         for pid in filter(str.isdigit, os.listdir("/proc")):
@@ -343,7 +343,7 @@ def living(mark):
 
 def main(vncam, runs=10000, seed=1, only=None):
     vncam, runs = os.path.abspath(vncam), int(runs)
-    # Orphans of a run become this process's children, so that none is lost.
+    # PR_SET_CHILD_SUBREAPER: orphans of a run become children of this process.
     ctypes.CDLL(None).prctl(36, 1, 0, 0, 0)
     options = Options(vncam)
     folder = tempfile.mkdtemp(prefix="drive-")

@@ -8,7 +8,7 @@ measure() {
   local figures=$1 log=$2 text=$3 status
   shift 3
   printf '%s ...' "$text"
-  # Not behind `||`, where a function would go on after the first of its commands that fails.
+  # Not before `||`, which would disable `set -e` inside the command.
   set +e
   (
     set -e

@@ -3,9 +3,9 @@
 mutate.py ROOT [--jobs N] [--file PART]... [--sample N] [--again] [--list]
 
 Each worker has a copy of the sources and a build of its own, so that a change costs one object, a link and a run that
-ends with the first failed test. What has been judged is kept in build/mutation/results and not tried again, unless its
-source has changed or, with --again, it had survived. The tests that have caught earlier changes of a source are run
-first, and the small programs that need little to be built anew.
+ends with the first failed test. Verdicts are kept in build/mutation/results; a change is tried again only if its source
+has changed or, with --again, if it survived. Tests that caught earlier changes of a source run first, and small
+programs, which are quick to rebuild, run before large ones.
 """
 import argparse
 import fnmatch
@@ -22,12 +22,12 @@ import time
 
 from mutations import Source
 
-ASKED = 97.0
+REQUIRED = 97.0
 COPIED = ("api", "framework", "cmake", "tests", "host/text", "host/CMakeLists.txt", "CMakeLists.txt",
           "CMakePresets.json")
 FOLDERS = ("api", "framework/kep")
-# What is built and run, until something fails. Where a small program has all there is to see of a source, or nearly
-# all, it comes first: what else includes the source then need not be built.
+# Built and run until something fails. Small programs that cover a source entirely or nearly so come first: the other
+# programs that include it then need not be built.
 HEADER_PROGRAMS = ("public_header_c99", "public_header_c11", "public_header_cpp14")
 FRAMEWORK_PROGRAMS = ("framework_tests", "kep_text_tests")
 UNIT_PROGRAMS = ("unit_tests", "allocation_tests", "copy_tests", "load_tests", "handle_threads_tests")
@@ -35,7 +35,7 @@ PROGRAMS = (*FRAMEWORK_PROGRAMS, *UNIT_PROGRAMS, *HEADER_PROGRAMS)
 PUBLIC = ("vornisa_api.h", "vornisa_audio.h", "vornisa_media_file.h", "vornisa_message.h", "vornisa_picture.h", "vornisa_recording.h",
           "vornisa_sound_device.h", "vornisa_stream.h", "vornisa_types.h")
 MEMORY_LIMIT = 4 << 30
-NOTED = ("static assertion failed", "is negative")  # how a compiler puts that a check of the tests' own failed
+NOTED = ("static assertion failed", "is negative")  # compiler messages for a failed static check of the tests
 
 
 def sources(root, parts):
@@ -54,7 +54,7 @@ def programs_for(file):
 
 
 def compiled_lines(root, file):
-    """The lines that are there for this machine: not those between directives whose condition does not hold here."""
+    """The numbers of the lines that the preprocessor keeps on this machine."""
     text = subprocess.run(["g++", "-std=c++14", "-E", "-fdirectives-only", "-Iframework", "-Iapi", "-x", "c++", file],
                           cwd=root, check=True, capture_output=True, text=True).stdout
     found, path, number = set(), "", 0
@@ -70,7 +70,7 @@ def compiled_lines(root, file):
 
 
 class Results:
-    """Verdicts by the mutation's key, on disk from the moment they are known."""
+    """Verdicts by mutation key, written to the disk as soon as they are known."""
 
     def __init__(self, path):
         self.path = path
@@ -99,7 +99,7 @@ class Worker:
         self.catchers = {}
         os.makedirs(self.folder, exist_ok=True)
         for name in COPIED:
-            # By content and with the time of copying: what the last run has built of a change is not up to date.
+            # Compare contents and give copies a new time, so that objects built from the last run's change are rebuilt.
             subprocess.run(["rsync", "-rlp", "--checksum", "--delete", "--relative", name, self.source + "/"],
                            cwd=root, check=True)
         linker = " -fuse-ld=gold" if shutil.which("ld.gold") else ""
@@ -118,7 +118,7 @@ class Worker:
             sys.exit(f"mutate: {' '.join(command)} failed without any change:\n{(done.stdout + done.stderr)[-3000:]}")
 
     def judge(self, mutation, content):
-        """ "caught", "survived", or "invalid" where the change is no program. """
+        """ "caught", "survived", or "invalid" if the change does not compile. """
         path = os.path.join(self.source, mutation.file)
         with open(path, "w", encoding="utf-8") as file:
             file.write(mutation.apply(content))
@@ -154,7 +154,7 @@ class Worker:
         except subprocess.TimeoutExpired:
             return False
         finally:
-            # Also what the tests have started and, being changed, have left behind.
+            # Also the processes that the changed tests have left behind.
             try:
                 os.killpg(process.pid, 9)
             except ProcessLookupError:
@@ -215,8 +215,8 @@ def report(root, mutations, contents, results):
     caught = sum(tally[0] for tally in counts.values())
     tried = sum(tally[1] for tally in counts.values())
     share = 100.0 * caught / tried if tried else 0.0
-    print(f"{caught} of {tried} changes caught, {share:.1f} % (asked: {ASKED:.0f} %)")
-    return 0 if share >= ASKED else 1
+    print(f"{caught} of {tried} changes caught, {share:.1f} % (required: {REQUIRED:.0f} %)")
+    return 0 if share >= REQUIRED else 1
 
 
 def main():
@@ -224,8 +224,8 @@ def main():
     parser.add_argument("root", help=argparse.SUPPRESS)
     parser.add_argument("--jobs", type=int, default=os.cpu_count() or 2, help="workers, one for each core by default")
     parser.add_argument("--file", action="append", default=[], help="only sources with this in their name")
-    parser.add_argument("--sample", type=int, default=0, help="only so many changes, chosen at random but repeatably")
-    parser.add_argument("--again", action="store_true", help="try those again that had survived")
+    parser.add_argument("--sample", type=int, default=0, help="only N changes, in a repeatable random sample")
+    parser.add_argument("--again", action="store_true", help="retry changes that survived")
     parser.add_argument("--list", action="store_true", help="list the changes and try none")
     options = parser.parse_args()
 
@@ -244,7 +244,7 @@ def main():
             print(f"{mutation.line:4} {mutation.name()}")
         return 0
     if not mutations:
-        sys.exit("mutate: there is nothing to change")
+        sys.exit("mutate: nothing to change")
 
     results = Results(prepare(options.root))
     settled = ("caught", "invalid") if options.again else ("caught", "invalid", "survived")
@@ -261,7 +261,7 @@ def prepare(root):
 
 
 def run(options, waiting, contents, results):
-    # In batches of one file: the object of the last change is the one that the next replaces.
+    # In batches of one file: consecutive changes rebuild the same object.
     queue = []
     for mutation in waiting:
         if not queue or queue[-1][0].file != mutation.file or len(queue[-1]) == 40:

@@ -1,17 +1,17 @@
-"""Takes away one protection of the files after the other and runs the replays of power cuts, holes and failing disks.
+"""Removes the protections of files one at a time and runs the replays of power cuts, holes and failing disks.
 
 mutate_files.py ROOT [--list | --in-place] [PART]...
 
-Works on a copy of the sources with a build of its own, in build/file-mutation; with --in-place on those of ROOT and in
-its release build, which is quicker where that is built already, and refuses files that are not committed. Each mutation replaces a text that has to
-be in its file exactly once, so that the list cannot fall behind the sources unseen.
+Works on a copy of the sources with its own build, in build/file-mutation; with --in-place on those of ROOT in its
+release build, which is quicker if that is built already; files with uncommitted changes are refused. The text that a
+mutation replaces must be in its file exactly once, so that an outdated mutation is noticed.
 """
 import os
 import re
 import subprocess
 import sys
 
-# In the order in which they are run, until one has a failed test, with what is run of each.
+# In the order in which they are run until a test fails, each with its test filter.
 PROGRAMS = {"powercut_tests": "*", "recording_tests": "RecoveredFiles.*:*LossesTest.*:*Files.*",
             "powercut_camera_tests": "*"}
 RUN_LIMIT = 900  # seconds; a replay that hangs counts as red
@@ -129,7 +129,7 @@ def first_failure(tree, environment):
 
 
 def place(root, in_place):
-    """Where the sources are that are changed, and their build."""
+    """The folders of the sources to change and of their build."""
     if in_place:
         files = sorted({each[1] for each in MUTATIONS})
         if subprocess.run(["git", "diff", "--quiet", "HEAD", "--", *files], cwd=root, check=False).returncode:
@@ -138,7 +138,7 @@ def place(root, in_place):
     base = os.path.join(root, "build", "file-mutation")
     copy, tree = os.path.join(base, "source"), os.path.join(base, "build")
     os.makedirs(copy, exist_ok=True)
-    # By contents and without times: a file that was mutated last must be newer than what was built of it.
+    # Compare contents and do not copy times: a file mutated by the last run must be newer than its object.
     tracked = subprocess.run(["git", "ls-files"], cwd=root, check=True, capture_output=True, text=True).stdout.splitlines()
     names = sorted({path.split("/")[0] for path in tracked})
     subprocess.run(["rsync", "-rlpc", "--delete", *(os.path.join(root, name) for name in names), copy], check=True)
@@ -159,7 +159,7 @@ def main():
         print("\n".join(each[0] for each in chosen))
         return
     if not chosen:
-        sys.exit("no mutation has such a name")
+        sys.exit("no mutation matches")
 
     environment = dict(os.environ, KEP_HOST_PRERECORD="attached")
     copy, tree = place(root, "--in-place" in arguments)
@@ -186,7 +186,7 @@ def main():
                 source.write(text)
         survived += built.returncode != 0 or verdict is None
         print(f"{name:{width}}  {verdict or 'SURVIVED'}", flush=True)
-    print(f"{len(chosen) - survived} of {len(chosen)} turned a replay red")
+    print(f"{len(chosen) - survived} of {len(chosen)} were caught by a replay")
     sys.exit(1 if survived else 0)
 
 

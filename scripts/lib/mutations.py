@@ -1,4 +1,4 @@
-"""Single changes to C++ sources, each of which some test should notice."""
+"""Single changes to C++ sources, each of which a test should catch."""
 import hashlib
 import re
 from dataclasses import dataclass
@@ -13,7 +13,7 @@ TOKEN = re.compile(r"""
   | (?P<mark> <<=|>>=|\.\.\.|->\*|->|::|<<|>>|<=|>=|==|!=|&&|\|\||\+\+|--|\+=|-=|\*=|/=|%=|&=|\|=|\^=|. )
 """, re.VERBOSE | re.DOTALL | re.MULTILINE)
 
-# What takes a name's place: one of the same kind.
+# The replacement of a name: another of the same kind.
 NAMES = {
     "VNRES_SUCCEED": ("code", "VNRES_FAIL"), "VNRES_FAIL": ("code", "VNRES_INVALID_ARG"),
     "VNRES_INVALID_ARG": ("code", "VNRES_FAIL"), "VNRES_WRONG_DEVICE": ("code", "VNRES_UNSUPPORTED"),
@@ -26,7 +26,7 @@ NAMES = {
     "information": ("default", "trace"), "timing": ("default", "information"), "error": ("default", "timing"),
     "break": ("order", "continue"), "continue": ("order", "break"),
 }
-# How a line looks, which standard output does not show.
+# These affect only the colour of a line, which standard output does not show.
 LINE_KINDS = {"trace", "information", "timing", "error"}
 COMPARISONS = {"<": "<=", ">": ">=", "<=": "<", ">=": ">", "==": "!=", "!=": "==", "&&": "||", "||": "&&"}
 ARITHMETIC = {"+": "-", "-": "+", "*": "/", "/": "*", "%": "/", "+=": "-=", "-=": "+=", "*=": "/=", "/=": "*=",
@@ -39,7 +39,7 @@ NOT_CALLS = {"return", "using", "typedef", "static_assert", "case", "default", "
 
 @dataclass(frozen=True)
 class Mutation:
-    """`text` in place of what stands from `begin` to `end`."""
+    """Replaces the source from `begin` to `end` by `text`."""
     file: str
     begin: int
     end: int
@@ -84,7 +84,7 @@ class Source:
         return sorted(unique.values(), key=lambda m: (m.begin, m.end, m.text))
 
     def in_assertion(self, i):
-        """Whether only a compiler shows a text, when what a static assertion claims is wrong."""
+        """Whether token i belongs to a static assertion, whose text only a compiler shows."""
         while i >= 0 and self.text(i) not in (";", "{", "}"):
             i -= 1
         return self.text(i + 1) == "static_assert"
@@ -117,7 +117,7 @@ class Source:
             self.add(begin, end, "", "comparison")
 
     def is_pure(self, i):
-        """The 0 of a function that has no body."""
+        """Whether token i is the 0 of a pure virtual function."""
         return self.text(i - 1) == "=" and self.text(i - 2) in (")", "const") and self.text(i + 1) == ";"
 
     def closing(self, i):
