@@ -16,16 +16,16 @@ function(vornisa_link_kep_libraries target objects)
       list(APPEND libraries kep_stand_in_${name})
     endif()
   endforeach()
-  # Each is named as needed, whichever of them defines a symbol here: on the board they may divide it otherwise.
+  # --no-as-needed records every library: on the board the symbols may be divided among them otherwise.
   target_link_libraries(${target} PRIVATE
       -Wl,--push-state,--no-as-needed ${libraries} -Wl,--pop-state)
 endfunction()
 
-# What the plug-in may need of the framework on a board, with the role of each symbol. The names are those of 32-bit ARM.
+# The framework symbols that the plug-in may use on a board, with the role of each. The names are those of 32-bit ARM.
 set(KEP_BOARD_SYMBOLS ${PROJECT_SOURCE_DIR}/framework/board.symbols)
 
-# A library with the name of a firmware library, for the linker alone: it is neither installed nor loaded. On a board's
-# processor it defines what the list has and no more, so that the plug-in cannot come to need anything else unnoticed.
+# A stand-in with the name of a firmware library, for the linker only: it is neither installed nor loaded. On 32-bit
+# targets it defines exactly the symbols of KEP_BOARD_SYMBOLS, so that the use of any other symbol fails to link.
 function(vornisa_kep_stand_in name objects)
   if(NOT TARGET kep_stand_in_symbols)
     set(source ${CMAKE_CURRENT_BINARY_DIR}/kep_stand_in.c)

@@ -1,4 +1,4 @@
-# What every target of the tree is compiled with.
+# Compiler settings of all targets.
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
@@ -11,21 +11,21 @@ endif()
 
 add_compile_options(-Wall -Wextra -Wpedantic -Werror -Wshadow "$<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>")
 
-# GCC 12 sees overlapping copies in a literal joined to a string (its bug 105651).
+# GCC 12 warns falsely of overlapping copies where a literal is joined to a string (its bug 105651).
 add_compile_options("$<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-restrict>")
 
-# Sources that are compiled as one hide each other's names, and GCC takes them for headers.
+# In a unity build sources shadow each other's names, and GCC takes them for headers.
 if(CMAKE_UNITY_BUILD)
   add_compile_options("$<$<COMPILE_LANGUAGE:CXX>:-Wno-shadow>" "$<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-subobject-linkage>")
 endif()
 
-# The compiler cache keeps what includes a precompiled header only if it sees that header's contents.
+# ccache caches compilations with a precompiled header only if it sees the header's contents.
 set(VORNISA_CACHEABLE_HEADERS "$<$<COMPILE_LANG_AND_ID:CXX,GNU>:-fpch-preprocess>"
                               "$<$<COMPILE_LANG_AND_ID:CXX,Clang>:SHELL:-Xclang -fno-pch-timestamp>")
 
-# vornisa_precompile(TARGET HEADERS): most of what a source file costs to compile is headers of the standard library and of
-# FFmpeg. Sources that are compiled as one read them once. With precompiled headers GCC 12 warns of overflows and overreads
-# that do not exist, so these warnings are off there; the optimised build has all warnings.
+# vornisa_precompile(TARGET HEADERS): precompiles the headers of the standard library and of FFmpeg, which take most of the
+# compile time. Not in unity builds, which read them once for many sources. With precompiled headers GCC 12 warns of
+# overflows and overreads that do not exist, so these warnings are off there; the optimised build has all warnings.
 function(vornisa_precompile target)
   if(NOT CMAKE_UNITY_BUILD AND (VORNISA_SANITIZE OR NOT CMAKE_CXX_COMPILER_LAUNCHER))
     target_precompile_headers(${target} PRIVATE ${ARGN})
@@ -34,10 +34,10 @@ function(vornisa_precompile target)
   endif()
 endfunction()
 
-# Locks and what they guard, as the annotations of host/objects/mutex.h state them; an error like every warning.
+# Thread-safety analysis of the lock annotations of host/objects/mutex.h; an error like every warning.
 add_compile_options("$<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wthread-safety>")
 
-# Comma-separated sanitizers, as -fsanitize takes them. Everything of the build is instrumented.
+# Comma-separated sanitizers, as for -fsanitize. They instrument every target.
 set(VORNISA_SANITIZE "" CACHE STRING "Sanitizers to build with, for example address,undefined")
 # The list has commas, so generator expressions need this instead.
 set(VORNISA_SANITIZED OFF)
@@ -45,11 +45,11 @@ if(VORNISA_SANITIZE)
   set(VORNISA_SANITIZED ON)
   add_compile_options(-fsanitize=${VORNISA_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${VORNISA_SANITIZE})
-  # Clang links what C++ libraries need of it into C++ programs alone.
+  # Clang links the C++ part of the sanitizer runtime into C++ programs only, but C++ libraries need it in C programs, too.
   add_link_options("$<$<LINK_LANG_AND_ID:C,Clang>:SHELL:-fsanitize-link-c++-runtime -lstdc++>")
 endif()
 
-# Libraries and programs of one build lie side by side, so that a program finds its libraries without set-up.
+# Libraries and programs of one build are side by side, so that a program finds its libraries without set-up.
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
 set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")

@@ -1,6 +1,6 @@
-# What a workstation's applications need beside the plug-in: the framework it runs on, and a word to pkg-config.
+# Installs what applications on a workstation need besides the plug-in: the framework, and files for pkg-config and CMake.
 if(VORNISA_HOST)
-  # A board has one version, under the name that its applications were linked to.
+  # Not on a board: its applications were linked to the name without a version.
   set_target_properties(PluginVornisaApi PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
   install(TARGETS kepbase kepapi kepapistreaming recordings LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
   foreach(library kepcodes keppeople)
@@ -9,7 +9,7 @@ if(VORNISA_HOST)
     endif()
   endforeach()
 endif()
-# The file finds its tree from where it lies, so that an installed tree can be moved.
+# Paths are relative to the .pc file, so that an installed tree can be moved.
 file(RELATIVE_PATH PC_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 foreach(package vornisa-api vornisa-retention)
   configure_file(${PROJECT_SOURCE_DIR}/cmake/${package}.pc.in ${package}.pc @ONLY)

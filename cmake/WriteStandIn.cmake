@@ -1,4 +1,4 @@
-# Writes a C source that defines the symbols of a LIST of them, or without one every framework symbol that the OBJECTS
+# Writes a C source that defines the symbols in the file LIST or, without LIST, every framework symbol that the OBJECTS
 # (joined by "|") leave undefined.
 if(LIST)
   file(STRINGS ${LIST} symbols REGEX "^[^#]")
