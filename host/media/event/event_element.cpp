@@ -22,7 +22,7 @@ constexpr std::size_t kMostRecordings = 64;
 /** After a longer gap the camera had stopped, and pictures before the gap do not show the event. */
 constexpr seconds kLongestGap(2);
 /** A clip times out this long after its end and after the last picture. */
-constexpr seconds kPatience(5);
+constexpr seconds kClipTimeout(5);
 /** A time further ahead belongs to another clock; a clip would wait for it forever. */
 constexpr seconds kFarthestAhead(60);
 
@@ -205,7 +205,7 @@ bool EventElement::collect(SteadyTime until, bool wait) {
 
 SteadyTime EventElement::deadline(const Recording& recording) {
     const MutexLock lock(ringMutex_);
-    return std::max(recording.trigger.end(), lastPicture_) + kPatience;
+    return std::max(recording.trigger.end(), lastPicture_) + kClipTimeout;
 }
 
 /** Begins a recording, or advances it by one packet. */
@@ -213,9 +213,9 @@ EventElement::Step EventElement::advance(Recording& recording) {
     if (!recording.clip) return begin(recording);
     const SharedPacket packet = nextPacket(recording);
     if (!packet) return ending_ || Clock::now() >= deadline(recording) ? Step::complete : Step::waits;
-    if (packet->stamp > recording.trigger.end()) return packet->isVideo() ? Step::complete : Step::goesOn;
-    if (packet->stamp < recording.from) return Step::goesOn;
-    return recording.clip->write(packet) ? Step::goesOn : Step::failed;
+    if (packet->stamp > recording.trigger.end()) return packet->isVideo() ? Step::complete : Step::advanced;
+    if (packet->stamp < recording.from) return Step::advanced;
+    return recording.clip->write(packet) ? Step::advanced : Step::failed;
 }
 
 EventElement::Step EventElement::begin(Recording& recording) {
@@ -243,7 +243,7 @@ EventElement::Step EventElement::begin(Recording& recording) {
     }
     recording.clip =
         writer_->beginClip(trigger.url, [this](const FileFailure& failure) { clipFailed(failure); });
-    return recording.clip ? Step::goesOn : Step::failed;
+    return recording.clip ? Step::advanced : Step::failed;
 }
 
 EventElement::Step EventElement::refuse(const EventTrigger& trigger, const std::string& reason) {

@@ -67,7 +67,7 @@ class EventElement : public Element {
         PacketCounts lost;               /**< dropped and not yet reported */
         bool lostEnd = false;            /**< the picture that would have ended the clip was dropped */
     };
-    enum class Step { waits, goesOn, complete, failed };
+    enum class Step { waits, advanced, complete, failed };
 
     void wake();
     void countLost(const std::vector<SharedPacket>& dropped) REQUIRES(ringMutex_);

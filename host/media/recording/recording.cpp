@@ -11,7 +11,7 @@ namespace {
 
 /** How long the first packets wait for streams that have not begun: no longer than a fragment, so that a
  * power cut loses no more. */
-constexpr std::chrono::milliseconds kPatienceAtStart(500);
+constexpr std::chrono::milliseconds kStreamTimeout(500);
 
 bool isSame(const MediaPtr& one, const Media& other) {
     return one && one->codec == other.codec && one->width == other.width && one->height == other.height &&
@@ -73,7 +73,7 @@ bool Recording::keep(const SharedPacket& packet) {
     }
     kept_.push_back(packet);
     // Drop audio that precedes the first key frame.
-    if (!key_ && streams_.video && packet->stamp - kept_.front()->stamp > kPatienceAtStart) {
+    if (!key_ && streams_.video && packet->stamp - kept_.front()->stamp > kStreamTimeout) {
         teller_.lost(*kept_.front());
         kept_.pop_front();
     }
@@ -83,7 +83,7 @@ bool Recording::keep(const SharedPacket& packet) {
 bool Recording::isReady() const {
     if (kept_.empty() || (streams_.video && !key_)) return false;
     return (streams_.video && streams_.audio) || streams_.complete ||
-           kept_.back()->stamp - kept_.front()->stamp >= kPatienceAtStart;
+           kept_.back()->stamp - kept_.front()->stamp >= kStreamTimeout;
 }
 
 bool Recording::open() {
