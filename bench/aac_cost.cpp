@@ -90,7 +90,7 @@ class Direct {
     explicit Direct(bool encodes) {
         const AVCodec* const codec =
             encodes ? avcodec_find_encoder_by_name("aac") : avcodec_find_decoder(AV_CODEC_ID_AAC);
-        must(codec, "no AAC in libavcodec");
+        must(codec, "libavcodec has no AAC codec");
         codec_.reset(avcodec_alloc_context3(codec));
         if (encodes) {
             codec_->sample_rate = kRate;
@@ -99,7 +99,7 @@ class Direct {
             codec_->time_base = {1, kRate};
             av_channel_layout_default(&codec_->ch_layout, kChannels);
         }
-        must(avcodec_open2(codec_.get(), codec, nullptr) >= 0, "cannot open AAC");
+        must(avcodec_open2(codec_.get(), codec, nullptr) >= 0, "cannot open the AAC codec");
         if (!encodes) return;
         frame_->format = AV_SAMPLE_FMT_FLTP;
         frame_->sample_rate = kRate;
@@ -150,7 +150,7 @@ class Direct {
             must(swr_alloc_set_opts2(&made, &layout, AV_SAMPLE_FMT_S16, kRate, &layout, AV_SAMPLE_FMT_FLTP,
                                      kRate, 0, nullptr) >= 0 &&
                      swr_init(made) >= 0,
-                 "no converter");
+                 "cannot create the sample converter");
             converter_.reset(made);
         }
         auto* out = reinterpret_cast<std::uint8_t*>(block.data());
@@ -244,10 +244,10 @@ class Comparison {
         for (std::size_t i = 0; i < kTurnBlocks; ++i) {
             const auto length = static_cast<std::size_t>(lengths_[i]);
             must(units_[i].empty() ? length == 0 : length == units_[i].size() + kAdtsHeader,
-                 "the units differ in length");
+                 "the access units differ in length");
             if (length == 0) continue;
             must(std::memcmp(coded_[i].data() + kAdtsHeader, units_[i].data(), units_[i].size()) == 0,
-                 "the units differ");
+                 "the access units differ");
             units_[i].assign(coded_[i].data(), coded_[i].data() + length);
             units_[i].resize(length + AV_INPUT_BUFFER_PADDING_SIZE);
         }

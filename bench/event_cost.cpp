@@ -63,7 +63,7 @@ int main() {
     VNRelease(service);
     std::filesystem::remove_all(folder);
     if (times.empty()) {
-        std::fputs("not every call gave a clip\n", stderr);
+        std::fputs("a call failed, or its clip was not written\n", stderr);
         return 1;
     }
     std::sort(times.begin(), times.end());

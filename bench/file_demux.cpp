@@ -111,7 +111,7 @@ int seek(const char* name, const char* path) {
         holds = false;
         changed.notify_all();
         if (!changed.wait_for(lock, std::chrono::seconds(10), [] { return pictures > 0; })) {
-            std::fprintf(stderr, "stuck at a seek to %lld\n", static_cast<long long>(to));
+            std::fprintf(stderr, "no picture within 10 s of a seek to %lld ms\n", static_cast<long long>(to));
             return 1;
         }
         times.push_back(std::chrono::duration<double, std::milli>(firstAt - start).count());

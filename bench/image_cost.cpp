@@ -68,7 +68,7 @@ double stageCost() {
         if (i == 0) begin = cpuMs();
         captured += std::chrono::milliseconds(1000 / kRate);
         picture = stage.apply(std::move(picture), captured);
-        must(picture != nullptr, "no picture");
+        must(picture != nullptr, "the image stage returned no picture");
     }
     return (cpuMs() - begin) / kPictures;
 }

@@ -56,7 +56,7 @@ double nowMs() {
 }
 
 double percentile(std::vector<double> values, double share) {
-    must(!values.empty(), "nothing measured");
+    must(!values.empty(), "no latency measured: no clicks or no beep received");
     std::sort(values.begin(), values.end());
     return values[static_cast<std::size_t>(share * static_cast<double>(values.size() - 1))];
 }
@@ -92,7 +92,7 @@ class Microphone {
 class Command {
   public:
     explicit Command(const std::string& command) : pipe_(popen(command.c_str(), "r"), pclose) {
-        must(pipe_ != nullptr, command + " does not start");
+        must(pipe_ != nullptr, command + ": cannot run");
         std::setvbuf(pipe_.get(), nullptr, _IONBF, 0);
     }
     bool read(Samples& block) {

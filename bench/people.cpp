@@ -129,7 +129,8 @@ int wrongStills(const std::vector<Pixels>& stills, int shake) {
                 value = static_cast<std::uint8_t>(std::clamp(value + noise(random), 0, 255));
             isWrong |= !finder.find(picture).empty();
         }
-        if (isWrong) std::fprintf(stderr, "found in still %zu, shaken by %d\n", i + 1, shake);
+        if (isWrong)
+            std::fprintf(stderr, "false detection in still %zu, shaken by %d pixels\n", i + 1, shake);
         wrong += isWrong;
     }
     return wrong;

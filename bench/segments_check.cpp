@@ -45,7 +45,7 @@ Part::Part(const fs::path& path) : name(path.filename().string()) {
         if (picture.number) {
             numbers.push_back(*picture.number);
         } else {
-            fault = "a picture without a number";
+            fault = "a picture without a readable number";
         }
     }
     length = file.video().end() - file.video().begin();

@@ -34,8 +34,8 @@ Mp4Beginning readBeginning(const FileBytes& file, BoxWindow& window, std::uint64
     }
     if (!box) throw Failure(file.path() + ": the index of this MP4 is missing or damaged");
     if (box->end > maxIndex)
-        throw Failure(file.path() + ": an MP4 without fragments, or with an index of " +
-                      std::to_string(box->end) + " bytes");
+        throw Failure(file.path() + ": index too large for a fragmented MP4: " + std::to_string(box->end) +
+                      " bytes, at most " + std::to_string(maxIndex));
     beginning.contentsAt = at + box->contents;
     beginning.contents = file.read(at + box->contents, box->end - box->contents);
     auto index = readIndex(beginning.contents);

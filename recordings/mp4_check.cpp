@@ -81,10 +81,9 @@ class Mp4Checker {
         RecordingCheck check = playable(static_cast<double>(rebuilt->pictures) / rebuilt->rate);
         check.state = State::damaged;
         std::array<char, 128> text{};
-        std::snprintf(
-            text.data(), text.size(), "%llu pictures at %g in a second%s",
-            static_cast<unsigned long long>(rebuilt->pictures), rebuilt->rate,
-            rebuilt->hasOther ? "; the sound is lost, as only the index told its packets apart" : "");
+        std::snprintf(text.data(), text.size(), "%llu pictures at %g per second%s",
+                      static_cast<unsigned long long>(rebuilt->pictures), rebuilt->rate,
+                      rebuilt->hasOther ? "; the sound is lost: only the index located its packets" : "");
         check.rebuilt = text.data();
         return check;
     }

@@ -44,7 +44,7 @@ class LengthReader {
             restart();
             while (walk_.next(file_.size())) take();
         }
-        if (times_.empty()) throw Failure(file_.path() + ": no fragment of this MP4 is whole");
+        if (times_.empty()) throw Failure(file_.path() + ": no complete fragment in this MP4");
         double begin = std::numeric_limits<double>::max();
         double end = std::numeric_limits<double>::lowest();
         for (const auto& [number, times] : times_) {
@@ -55,7 +55,7 @@ class LengthReader {
         }
         const double length = std::max(0.0, end - begin) * 1000;
         constexpr double kBeyond = 9e18;
-        if (!(length < kBeyond)) throw Failure(file_.path() + ": its times are beyond reason");
+        if (!(length < kBeyond)) throw Failure(file_.path() + ": time stamps out of range");
         return std::llround(length);
     }
 
@@ -216,7 +216,7 @@ std::int64_t fragmentedLength(const std::string& path) {
     const FileBytes file(path);
     BoxWindow window(file);
     const Mp4Beginning beginning = readBeginning(file, window, kMaxSizeWithoutTables);
-    if (!beginning.expectsFragments()) throw Failure(path + ": an MP4 without fragments");
+    if (!beginning.expectsFragments()) throw Failure(path + ": not a fragmented MP4");
     return fragmentedLength(file, beginning);
 }
 

@@ -110,7 +110,7 @@ std::int64_t Mp4Reader::nanoseconds(const Mp4Track& track, std::int64_t time) co
     const WideInteger result = static_cast<WideInteger>(time) * kNanoseconds / track.timescale;
     if (result > std::numeric_limits<std::int64_t>::max() / 2 ||
         result < std::numeric_limits<std::int64_t>::min() / 2)
-        throw Failure(file_.path() + ": its times are beyond reason");
+        throw Failure(file_.path() + ": time stamps out of range");
     return static_cast<std::int64_t>(result);
 }
 
@@ -174,8 +174,7 @@ std::optional<Mp4Packet> Mp4Reader::next() {
     while (const auto sample = nextSample()) {
         if (isSkipped(*sample) || !isRead(*sample)) continue;
         bytesRead_ += sample->size;
-        if (bytesRead_ > kMaxUsesOfByte * file_.size())
-            throw Failure(file_.path() + ": its samples overlap one another");
+        if (bytesRead_ > kMaxUsesOfByte * file_.size()) throw Failure(file_.path() + ": samples overlap");
         const Mp4Track& of = track(sample->track);
         return Mp4Packet{sample->track, nanoseconds(of, shown(*sample) + editShift(of)),
                          nanoseconds(of, sample->duration), sample->key, data(*sample)};
@@ -190,8 +189,8 @@ ByteSpan Mp4Reader::data(const Mp4Sample& sample) {
         blockBegin_ = sample.offset;
         block_.resize(file_.read(sample.offset, std::span(block_)));
         if (block_.size() < sample.size)
-            throw Failure(file_.path() + ": has become shorter, it ends within the sample at byte " +
-                          std::to_string(sample.offset));
+            throw Failure(file_.path() + ": truncated while being read: the sample at byte " +
+                          std::to_string(sample.offset) + " is incomplete");
     }
     return ByteSpan(block_).subspan(sample.offset - blockBegin_, sample.size);
 }

@@ -146,7 +146,7 @@ std::vector<std::string> unfinishedIn(const std::string& folder) {
 
 Recovery planRecovery(const std::string& path) {
     if (!path.ends_with(kOpenExtension))
-        throw Failure(path + ": not an unfinished recording, whose name ends in " + kOpenExtension);
+        throw Failure(path + ": not an unfinished recording: its name does not end in " + kOpenExtension);
     if (isBeingWritten(path))
         return {{RecordingCheck::State::inUse, 0, 0, "still being written", {}, {}}, path};
     Recovery plan{checkRecording(path), path};
@@ -165,7 +165,7 @@ Recovery recoverFile(const std::string& path) {
     if (!file) throw Failure("cannot open " + reason);
     makeAll(result.check.repairs, *file);
     if (cuts) {
-        if (!file->truncate(result.check.end, reason)) throw Failure("cannot cut " + reason);
+        if (!file->truncate(result.check.end, reason)) throw Failure("cannot truncate " + reason);
         result.cut = size - result.check.end;
     }
     completeHeader(path, *file);

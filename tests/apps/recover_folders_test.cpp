@@ -62,12 +62,12 @@ TEST_F(RecoverFolders, JsonTellsEachFile) {
     EXPECT_TRUE(exists("c.mp4.part"));
     const Result done = run("vncam recover --json . e.mp4 no | " + print);
     EXPECT_EQ(done.exit, 1);
-    EXPECT_THAT(
-        done.out,
-        MatchesRegex(expected + "\\[\\('error', 'e.mp4: not an unfinished recording, whose name ends in "
-                                ".part'\\), \\('file', 'e.mp4'\\), \\('result', 'failed'\\)\\]\n"
-                                "\\[\\('error', 'no: cannot read the folder: No such file or directory'\\), "
-                                "\\('file', 'no'\\), \\('result', 'failed'\\)\\]\n"));
+    EXPECT_THAT(done.out,
+                MatchesRegex(expected +
+                             "\\[\\('error', 'e.mp4: not an unfinished recording: its name does not end in "
+                             ".part'\\), \\('file', 'e.mp4'\\), \\('result', 'failed'\\)\\]\n"
+                             "\\[\\('error', 'no: cannot read the folder: No such file or directory'\\), "
+                             "\\('file', 'no'\\), \\('result', 'failed'\\)\\]\n"));
     EXPECT_THAT(done.err, HasSubstr("vncam recover: no: cannot read the folder: No such file or directory"));
     EXPECT_TRUE(exists("c.mp4"));
     EXPECT_EQ(run("vncam recover --json . 2>/dev/null | python3 -c 'import json, sys; "

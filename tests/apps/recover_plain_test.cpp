@@ -38,7 +38,7 @@ class RecoverPlain : public Shell {
 
 /** What a recovery tells of sound and pictures. */
 const std::string kTold = "./a.mp4.part -> ./a.mp4: [0-9.]+ s\n  index rebuilt: [0-9]+ pictures at ";
-const std::string kSound = " in a second; the sound is lost, as only the index told its packets apart\n";
+const std::string kSound = " per second; the sound is lost: only the index located its packets\n";
 
 TEST_F(RecoverPlain, AKilledRecordingKeepsItsPictures) {
     const Result killed =

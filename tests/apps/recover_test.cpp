@@ -201,7 +201,7 @@ TEST_F(Recover, WhatCannotBePlayedIsToldAndLeft) {
     EXPECT_EQ(result.out,
               "./a.mp4.part: unchanged: no complete picture\n"
               "./b.mp4.part: unchanged: a plain MP4 without its index cannot be recovered\n"
-              "./c.mp4.part: unchanged: it is empty\n"
+              "./c.mp4.part: unchanged: empty file\n"
               "./d.mp4.part: unchanged: neither MP4 nor MPEG-TS\n");
     EXPECT_EQ(sizeOf("a.mp4.part"), 3000U);
     EXPECT_EQ(readFile(path("d.mp4.part")), "no film");

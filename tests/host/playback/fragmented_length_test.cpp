@@ -409,12 +409,12 @@ TEST_F(FragmentedLength, RefusesWhatIsNoMp4) {
 
 TEST_F(FragmentedLength, RefusesAnMp4WithoutFragments) {
     outputOf("ffmpeg -v error " + std::string(kSources) + " " + kPlainPictures + " " + path("plain.mp4"));
-    expectRefusal(path("plain.mp4"), "an MP4 without fragments");
+    expectRefusal(path("plain.mp4"), "not a fragmented MP4");
 }
 
 TEST_F(CutTest, RefusesAFileWhoseFirstFragmentIsNotWhole) {
     write(path("begun.mp4"), bytes_.substr(0, fragments_.at(1) - 1));
-    expectRefusal(path("begun.mp4"), "no fragment of this MP4 is whole");
+    expectRefusal(path("begun.mp4"), "no complete fragment in this MP4");
 }
 
 }  // namespace
