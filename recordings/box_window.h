@@ -8,25 +8,27 @@
 
 namespace recordings {
 
-/** Reads boxes of a file one after another, most of them with one access to the file for several. */
+/** Reads the boxes of a file through a small buffer, so that one file access covers several boxes. */
 class BoxWindow {
   public:
     explicit BoxWindow(const FileBytes& file) : file_(file) {}
 
     std::uint64_t fileBytes() const { return file_.size(); }
 
-    /** The header of the box at `offset`; nothing when there is none that fits into the file. */
+    /** The header of the box at `offset`; nothing unless a finished box is there that fits into the file. */
     std::optional<BoxHeader> boxAt(std::uint64_t offset);
 
-    /** Reads about so many bytes at once from now on. What is read in vain is mostly media data, and to copy
-     * it takes longer than the access itself. */
+    /** Reads about `bytes` at once from now on, at most kStep. Bytes read in vain are mostly media data, and
+     * copying them takes longer than the file access. */
     void expect(std::uint64_t bytes) { step_ = std::min<std::uint64_t>(bytes, kStep); }
 
-    /** So many bytes, fewer at the end of the file; valid until the next call. */
+    /** `count` bytes, fewer at the end of the file; valid until the next call. */
     ByteSpan view(std::uint64_t offset, std::size_t count);
 
   private:
+    /** Bytes; larger views are read into `large_`. */
     static constexpr std::size_t kWindow = 4096;
+    /** Bytes. */
     static constexpr std::size_t kStep = 1024;
 
     const FileBytes& file_;

@@ -20,8 +20,8 @@ RecordingCheck checkMp4(const FileBytes& file);
 bool isTs(const FileBytes& file);
 
 /**
- * Checks the packets of a transport stream, which plays up to its last whole picture. Skips damaged parts in
- * between.
+ * Checks the packets of a transport stream, which is playable up to its last complete picture. Skips damaged
+ * parts.
  */
 RecordingCheck checkTs(const FileBytes& file);
 

@@ -5,7 +5,7 @@
 
 namespace recordings {
 
-/** A file or folder cannot be read or changed; the text has its name and the system's reason. */
+/** A file or folder cannot be read or changed; the text contains its path and the system's reason. */
 struct Failure : std::runtime_error {
     using std::runtime_error::runtime_error;
 };

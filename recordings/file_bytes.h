@@ -11,10 +11,10 @@ namespace recordings {
 using Bytes = std::vector<std::uint8_t>;
 using ByteSpan = std::span<const std::uint8_t>;
 
-/** Random access to a file, for reading. */
+/** Random read access to a file. */
 class FileBytes {
   public:
-    /** Throws Failure when the file cannot be opened, or is none, but a folder, a device or a pipe. */
+    /** Throws Failure when the file cannot be opened, or is not a regular file. */
     explicit FileBytes(std::string path);
     ~FileBytes();
     FileBytes(const FileBytes&) = delete;
@@ -22,9 +22,9 @@ class FileBytes {
 
     std::uint64_t size() const { return size_; }
     const std::string& path() const { return path_; }
-    /** So many bytes, fewer at the end of the file. Throws Failure when they cannot be read. */
+    /** Reads up to `count` bytes; fewer at the end of the file. Throws Failure on a read error. */
     Bytes read(std::uint64_t offset, std::uint64_t count) const;
-    /** The same, into `bytes`; returns how many there were. */
+    /** The same, into `bytes`; returns the number of bytes read. */
     std::size_t read(std::uint64_t offset, std::span<std::uint8_t> bytes) const;
 
   private:

@@ -8,12 +8,12 @@
 namespace recordings {
 
 /**
- * The names of consecutive recordings. strftime fields in the name, not in its folder, are filled in with
- * local time. A name in use gets a running number before its extension: `a.mp4`, `a-1.mp4`.
+ * File names for consecutive recordings. strftime fields in the file name, not in its folder, are expanded
+ * with local time. A name in use gets a running number before its extension: `a.mp4`, `a-1.mp4`.
  */
 class FileNames {
   public:
-    /** @param openExtension suffix of an unfinished file, which occupies the name as well */
+    /** @param openExtension extension of unfinished files, which also occupy their final name */
     FileNames(std::string path, std::string openExtension);
 
     /** The next free name, for a recording whose first frame was captured at `first`. */

@@ -9,14 +9,14 @@
 namespace recordings {
 
 /**
- * Where to begin to look for a key sample of a track: a fragment at or before it. Taken from an index that
- * the file has (`mfra` or `sidx`), which is not believed until what it leads to has been read, or from the
- * descriptions of all fragments. Bounded: of a file with very many fragments only some are kept.
+ * Maps a time of a track to the fragment in which the search for a key sample starts. Filled from an index in
+ * the file (`mfra` or `sidx`), whose entries the caller must verify by reading the fragments, or from the
+ * descriptions of all fragments. Bounded: of very many fragments only every n-th is kept.
  */
 class FragmentMap {
   public:
     struct Place {
-        std::int64_t time; /**< of the first key sample, in units of the track and without its edits */
+        std::int64_t time; /**< presentation of the first key sample, in track units, without edits */
         std::uint64_t offset;
     };
 
@@ -35,19 +35,19 @@ class FragmentMap {
     bool readSegments(const FileBytes& file, BoxWindow& window, const Mp4Beginning& beginning,
                       std::uint32_t track);
 
-    std::vector<Place> places_; /**< by their times */
-    std::size_t stride_ = 1;    /**< one of so many places is kept */
-    std::size_t offered_ = 0;
+    std::vector<Place> places_; /**< sorted by time */
+    std::size_t stride_ = 1;    /**< every n-th place is kept */
+    std::size_t offered_ = 0;   /**< places passed to add() */
 };
 
-/** An index of fragments at the end of a file: where its tables are. */
+/** File offsets of the fragment index (`mfra`) at the end of a file. */
 struct FragmentIndex {
-    std::uint64_t begin;  /**< of its box */
+    std::uint64_t begin;  /**< of the box */
     std::uint64_t tables; /**< of the first table */
-    std::uint64_t end;    /**< of the last one */
+    std::uint64_t end;    /**< of the last table */
 };
 
-/** Finds it; nothing when the file ends with none, or one that does not lie behind `firstBox`. */
+/** Nothing when the file does not end with an index, or the index begins before `firstBox`. */
 std::optional<FragmentIndex> findFragmentIndex(const FileBytes& file, BoxWindow& window,
                                                std::uint64_t firstBox);
 
@@ -59,19 +59,19 @@ struct SegmentReference {
     std::uint64_t duration;
 };
 
-/** What a `sidx` box says of the file. */
+/** Contents of a `sidx` box. */
 struct SegmentIndex {
     std::uint32_t track = 0;
     std::uint32_t timescale = 0;
     std::vector<SegmentReference> references;
 };
 
-/** Reads the `sidx` boxes before the first fragment, each of at most so many bytes. */
+/** Reads the `sidx` boxes before the first fragment; stops at one larger than `maxBytes`. */
 std::vector<SegmentIndex> readSegmentIndexes(const FileBytes& file, BoxWindow& window, std::uint64_t firstBox,
                                              std::uint64_t maxBytes);
 
-/** Reads the contents of a `sidx` box that ends at `end`; nothing when they are damaged or refer to other
- * boxes of the kind. */
+/** Parses the contents of a `sidx` box that ends at `end`; nothing when they are damaged or refer to other
+ * `sidx` boxes. */
 std::optional<SegmentIndex> readSegmentIndex(ByteSpan contents, std::uint64_t end);
 
 }  // namespace recordings

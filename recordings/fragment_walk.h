@@ -9,43 +9,43 @@
 
 namespace recordings {
 
-/** What a reader of an MP4 file begins with. */
+/** The index of an MP4 file, and where its fragments begin. */
 struct Mp4Beginning {
     Mp4Index index;
-    Bytes contents;               /**< of the `moov` box, which the tables of the index lie in */
-    std::uint64_t contentsAt = 0; /**< where these lie in the file */
+    Bytes contents;               /**< of the `moov` box; the tables of `index` refer to them */
+    std::uint64_t contentsAt = 0; /**< their file offset */
     /** Where fragments may begin: behind the index, or at 0 when it comes last. */
     std::uint64_t firstBox = 0;
-    std::optional<Bytes> mark; /**< of the file; behind its fragments, too, if it has one */
+    std::optional<Bytes> mark; /**< random mark of the file, repeated behind each fragment */
 
-    /** Whether fragments may have samples. */
+    /** Whether any track may have samples in fragments. */
     bool expectsFragments() const;
 };
 
-/** Reads it. Throws Failure for a file that is no MP4, or whose index is damaged or larger than `maxIndex`.
- */
+/** Throws Failure for a file that is not an MP4, or whose index is missing, damaged or larger than `maxIndex`
+ * bytes. */
 Mp4Beginning readBeginning(const FileBytes& file, BoxWindow& window, std::uint64_t maxIndex);
 
-/** Goes over the whole fragments of a file. Damaged ones are skipped, and it ends at those that are left over
- * from a deleted file in the same blocks. Both arguments outlive it. */
+/** Iterates over the complete fragments of a file. Skips damaged ones, and stops at the remains of a deleted
+ * file in the same disk blocks. Both arguments must outlive it. */
 class FragmentWalk {
   public:
     FragmentWalk(const FileBytes& file, const Mp4Beginning& beginning)
         : file_(file), beginning_(beginning), window_(file), at_(beginning.firstBox) {}
 
-    /** Goes on at the box that begins there. */
+    /** Continues at the box that begins at `offset`. */
     void moveTo(std::uint64_t offset) { at_ = offset; }
     /** Whether a box that begins at `offset` describes a fragment. */
     bool isFragment(std::uint64_t offset);
     /** Reads the next fragment that begins before `end`; false when there is none. */
     bool next(std::uint64_t end);
-    /** Passes over the next description of a fragment that begins before `end`, whole or not; false when
+    /** Skips the next fragment description (`moof`) that begins before `end`, without checking it; false when
      * there is none. */
     bool skip(std::uint64_t end);
 
-    /** The one that was read last, valid until the next is. */
+    /** The fragment read last; valid until the next one is read. */
     const Mp4Fragment& fragment() const { return fragment_; }
-    /** Where the one begins that was read or passed over. */
+    /** Where the fragment read or skipped last begins. */
     std::uint64_t offset() const { return offset_; }
     /** Where the next box begins. */
     std::uint64_t at() const { return at_; }
@@ -59,7 +59,7 @@ class FragmentWalk {
     BoxWindow window_;
     std::uint64_t at_;
     std::uint64_t offset_ = 0;
-    Bytes contents_; /**< which the fragment refers to */
+    Bytes contents_; /**< `fragment_` refers to them */
     Mp4Fragment fragment_;
 };
 

@@ -7,7 +7,7 @@
 
 namespace recordings {
 
-/** Kinds of units of H.264 (ITU-T H.264, 7.4.1). */
+/** NAL unit types (ITU-T H.264, 7.4.1). */
 enum class UnitKind : std::uint8_t {
     slice = 1,
     keySlice = 5,
@@ -18,39 +18,39 @@ enum class UnitKind : std::uint8_t {
     filler = 12
 };
 
-/** The kind that the first byte of a unit tells; nothing for a byte that begins no unit of a recording. */
+/** The type in the first byte of a NAL unit; nothing for a byte that is invalid or not used in recordings. */
 std::optional<UnitKind> unitKind(std::uint8_t first);
 
-/** Whether others may refer to the picture of a unit with this first byte. */
+/** Whether a NAL unit with this first byte belongs to a reference picture. */
 constexpr bool isReference(std::uint8_t first) {
     return (first & 0x60) != 0;
 }
 
-/** What a sequence parameter set tells. */
+/** Fields of a sequence parameter set. */
 struct SequenceSet {
-    int width = 0; /**< of what is shown, in pixels */
+    int width = 0; /**< after cropping, in pixels */
     int height = 0;
-    std::uint32_t timescale = 0; /**< ticks in a second; 0 when the rate is not told */
+    std::uint32_t timescale = 0; /**< ticks per second; 0 without a rate */
     std::uint32_t duration = 0;  /**< of a picture, in ticks */
     int frameNumberBits = 4;
-    bool hasColourPlanes = false; /**< in three pictures of one colour each */
+    bool hasColourPlanes = false; /**< separate_colour_plane_flag */
 };
 
-/** Reads a sequence parameter set, from its first byte on; nothing when it is damaged. */
+/** Parses a sequence parameter set, including its NAL header; nothing when it is damaged. */
 std::optional<SequenceSet> readSequenceSet(ByteSpan unit);
 
-/** The beginning of a slice. */
+/** The first fields of a slice header. */
 struct SliceHead {
-    std::uint32_t firstBlock = 0; /**< 0: the first slice of a picture */
-    std::uint32_t kind = 0;
+    std::uint32_t firstBlock = 0; /**< first_mb_in_slice; 0: the first slice of a picture */
+    std::uint32_t kind = 0;       /**< slice_type */
     std::uint32_t pictureSet = 0;
     std::uint32_t frameNumber = 0;
 };
 
-/** How many bytes of a slice readSliceHead() needs. */
+/** Bytes of a slice that readSliceHead() needs. */
 inline constexpr std::size_t kSliceHeadBytes = 24;
 
-/** Reads the beginning of a slice, from its first byte on; nothing when it is none. */
+/** Parses the beginning of a slice, including its NAL header; nothing when it is invalid. */
 std::optional<SliceHead> readSliceHead(ByteSpan unit, const SequenceSet& set);
 
 }  // namespace recordings

@@ -11,45 +11,45 @@
 namespace recordings {
 
 /**
- * What the header of a fragmented recording tells of the whole file: its length (`mehd`, ISO/IEC 14496-12,
- * 8.8.2) and where its parts begin (`sidx`, 8.16.3, one box for each track). Without them some players show
- * only the length that they have read so far, and others read the whole file before they show anything. Both
- * are known when the file is closed; until then their places are `free` boxes.
+ * The boxes in the header of a fragmented recording that describe the whole file: its length (`mehd`, ISO/IEC
+ * 14496-12, 8.8.2) and where its parts begin (`sidx`, 8.16.3, one box per track). Without them some players
+ * show only the length read so far, and others read the whole file before they show anything. Both are known
+ * only when the file is closed; until then `free` boxes reserve their places.
  *
- * A part is a fragment that begins with a key sample, with the fragments up to the next part. Where there are
- * more of them than places, each reference leads to several parts.
+ * A part is a fragment that begins with a key sample, plus the fragments up to the next part. When there are
+ * more parts than reserved references, each reference covers several parts.
  */
 class HeadIndex {
   public:
     using Sync = std::function<bool(std::string& reason)>;
 
-    /** The place of the length. */
+    /** The `free` box that reserves the place of the length. */
     static Bytes lengthPlace();
-    /** Moves it from the end of `header`, behind the `moov` box, into that. False, and nothing has changed,
-     * when the header expects no fragments. */
+    /** Moves this box from the end of `header` into the `moov` box in front of it. False, with `header`
+     * unchanged, when the header expects no fragments. */
     static bool moveLengthPlace(Bytes& header);
-    /** The place of the references, for the end of a header that ends where a fragment may begin: it is whole
-     * sectors. The first fragment follows at once, as players do not use an index that anything separates
-     * from what it describes. */
+    /** The `free` box that reserves the place of the references: whole sectors, to be the last box of a
+     * header that ends on a fragment boundary. The first fragment must follow directly: players ignore an
+     * index that is separated from what it describes. */
     static Bytes referencePlace();
 
-    /** Finds the places in a file that begins with `head`. */
+    /** Finds the reserved places in a file that begins with `head`. */
     explicit HeadIndex(ByteSpan head);
 
-    /** The tracks that fragments are read with; nothing when the header is damaged. */
+    /** The index for reading the fragments; nothing when the header is damaged, or has edits or samples. */
     const std::optional<Mp4Index>& tracks() const { return index_; }
-    /** Takes the next fragment of the file. */
+    /** Adds the next fragment of the file. */
     void add(std::uint64_t offset, const Mp4Fragment& fragment);
 
     /**
-     * Fills the places that there are, for a file whose fragments end at `end`. What is written is synced by
-     * `sync` before it becomes visible, so that a power cut leaves either all of it or `free` boxes. The last
-     * writes are left to be synced. False, with `reason` filled, when that or a write has failed.
+     * Fills the reserved places of a file whose fragments end at `end`. `sync` syncs the contents before
+     * their box headers make them visible, so that a power cut leaves either all of them or `free` boxes. The
+     * caller must sync the last writes. False, with `reason` filled, when a write or a sync fails.
      */
     bool write(FileLayer::File& file, std::uint64_t end, const Sync& sync, std::string& reason) const;
 
   private:
-    /** A box of the header, from its beginning in the file. */
+    /** File offsets of a reserved place. */
     struct Place {
         std::uint64_t begin = 0;
         std::uint64_t end = 0;
@@ -58,13 +58,13 @@ class HeadIndex {
     struct Reference {
         std::uint64_t offset;
         bool isKey;                                  /**< begins with a key sample */
-        std::map<std::uint32_t, std::int64_t> times; /**< when each track goes on, in its units */
+        std::map<std::uint32_t, std::int64_t> times; /**< start of each track's samples, in its units */
     };
     /** A track's presentation so far, in its units. */
     struct TrackTimes {
         std::int64_t begin = 0;
         std::int64_t end = 0;
-        std::uint64_t next = 0; /**< where a run begins that does not say so */
+        std::uint64_t next = 0; /**< start of the next run if that states none */
     };
     struct Patch {
         std::uint64_t offset;
@@ -82,12 +82,12 @@ class HeadIndex {
     std::optional<Mp4Index> index_;
     std::optional<Place> length_;
     std::optional<Place> room_;
-    std::uint32_t leading_ = 0; /**< the track whose key samples begin a part */
+    std::uint32_t leading_ = 0; /**< the track whose key samples start a part */
     std::map<std::uint32_t, TrackTimes> times_;
     std::vector<Reference> references_;
-    std::size_t stride_ = 1;  /**< one of so many parts has a reference */
-    std::size_t offered_ = 0; /**< parts */
-    bool isRegular_ = true;   /**< no time has gone back or beyond reason */
+    std::size_t stride_ = 1;  /**< every n-th part has a reference */
+    std::size_t offered_ = 0; /**< parts seen */
+    bool isRegular_ = true;   /**< all times were at most kMaxTime */
 };
 
 }  // namespace recordings

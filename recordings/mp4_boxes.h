@@ -10,7 +10,7 @@
 
 namespace recordings {
 
-/** The kind of a box: four letters. */
+/** The four-character code of a box. */
 struct BoxKind {
     std::array<char, 4> letters;
 
@@ -18,7 +18,7 @@ struct BoxKind {
     bool operator==(std::string_view text) const { return std::string_view(*this) == text; }
 };
 
-/** The header of a box: its kind, and the offsets of its contents from the beginning of the box. */
+/** The header of a box: its kind, and the offsets of its contents and its end from its beginning. */
 struct BoxHeader {
     BoxKind kind;
     std::uint64_t contents;
@@ -28,14 +28,14 @@ struct BoxHeader {
 /** Maximum size of a box header in bytes. */
 inline constexpr std::uint64_t kLongestBoxHeader = 16;
 
-/** Reads a header at the beginning of some bytes that have `room` to the end of what holds the box; nothing
- * when there is none that fits. */
+/** Parses the box header at the beginning of `bytes`; nothing when it is invalid, or the box is larger than
+ * `room`, the bytes up to the end of its container. */
 std::optional<BoxHeader> readBoxHeader(ByteSpan bytes, std::uint64_t room);
 
-/** The same, but nothing for one that goes on to the end, as one does that has never been finished. */
+/** The same, but nothing for a box of size 0, which extends to the end: it has never been finished. */
 std::optional<BoxHeader> readFinishedBox(ByteSpan bytes, std::uint64_t room);
 
-/** Calls `visit(kind, contents)` for each box in the contents of another; false when they do not fill it. */
+/** Calls `visit(kind, contents)` for each box in `bytes`; false when boxes do not fill them exactly. */
 template <class Visit>
 bool forEachBox(ByteSpan bytes, Visit&& visit) {
     while (!bytes.empty()) {
@@ -50,10 +50,10 @@ bool forEachBox(ByteSpan bytes, Visit&& visit) {
 /** The bytes of a header; a size of 2^32 or more takes the long form. */
 Bytes boxHeader(std::string_view kind, std::uint64_t size);
 
-/** Size of version and flags, with which many boxes begin, in bytes. */
+/** Bytes of version and flags at the beginning of the contents of a full box. */
 inline constexpr std::size_t kFullBoxHeader = 4;
 
-/** Reads consecutive numbers; at the end of the bytes it has `failed` and all further numbers are 0. */
+/** Reads consecutive big-endian numbers; past the end of the bytes failed() is true and numbers are 0. */
 class Numbers {
   public:
     explicit Numbers(ByteSpan bytes) : bytes_(bytes) {}
@@ -67,7 +67,7 @@ class Numbers {
         bytes_ = bytes_.subspan(count);
         return value;
     }
-    /** The same as next(4), of which a fragment has a hundred. */
+    /** Faster than next(4): a fragment has about a hundred of these. */
     std::uint32_t next32() {
         if (failed_ || bytes_.size() < 4) {
             failed_ = true;

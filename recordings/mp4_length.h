@@ -9,16 +9,16 @@
 namespace recordings {
 
 /**
- * Length of a fragmented MP4 file in milliseconds: from the beginning of its earliest sample to the end of
- * its latest, as its edit lists show them (ISO/IEC 14496-12). It is taken from the headers of boxes, never
- * from media data, and in memory that does not grow with the file. Fragments that are cut off, damaged or
+ * Length of a fragmented MP4 file in milliseconds: from the start of its earliest sample to the end of its
+ * latest, after its edit lists (ISO/IEC 14496-12). Reads only box headers and descriptions, never media data;
+ * memory does not grow with the file. Fragments that are cut off, damaged or
  * left over from a deleted file do not count. A file with an index of all its fragments, at its end (`mfra`)
- * or behind its header (`sidx`), is not walked through, as long as that leads to what it says.
+ * or behind its header (`sidx`), is not read in full, unless the index turns out to be wrong.
  *
- * Throws Failure for a file that cannot be read, is no MP4 or has no whole fragment.
+ * Throws Failure for a file that cannot be read, is not a fragmented MP4 or has no complete fragment.
  */
 std::int64_t fragmentedLength(const std::string& path);
-/** The same of a file that is open and expects fragments. */
+/** The same for an open file that expects fragments. */
 std::int64_t fragmentedLength(const FileBytes& file, const Mp4Beginning& beginning);
 
 }  // namespace recordings

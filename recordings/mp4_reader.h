@@ -23,19 +23,19 @@ struct Mp4Packet {
 };
 
 /**
- * Reads the samples of an MP4 file, with fragments or without, and finds key samples. A track's samples come
- * in the order of the file; the tracks take turns so that none is more than a second ahead of another where
- * the file does not hold them apart.
+ * Reads the samples of an MP4 file, fragmented or plain, and seeks to key samples. The samples of a track
+ * come in file order; tracks are interleaved so that none is more than a second ahead of another, except
+ * where the file has them in separate fragments.
  *
- * Times are those of the file: decoding time and composition offset, shifted by the empty edit and by the
- * beginning of the first other one. Later edits are ignored: each sample is read once.
+ * Times are decoding time plus composition offset, shifted by the empty edits and by the start of the first
+ * other edit. Later edits are ignored: each sample is read once.
  *
- * Memory: the index, the description of one fragment, 256 KiB or the largest sample of data, and 16 MiB at
- * most of what the first seek finds out. Damaged fragments are skipped.
+ * Memory: the index, the description of one fragment, a buffer of 256 KiB or of the largest sample, and at
+ * most 16 MiB for the map of fragments that the first seek makes. Damaged fragments are skipped.
  */
 class Mp4Reader {
   public:
-    /** Throws Failure for a file that cannot be read, is no MP4 or lists no samples. */
+    /** Throws Failure for a file that cannot be read, is not an MP4 or lists no samples. */
     explicit Mp4Reader(const std::string& path);
 
     const std::map<std::uint32_t, Mp4Track>& tracks() const { return beginning_.index.tracks; }
@@ -46,20 +46,20 @@ class Mp4Reader {
     /** Reads only these tracks from now on. */
     void select(std::set<std::uint32_t> tracks);
 
-    /** Nothing at the end of the file. Throws Failure when it cannot be read any further. */
+    /** Nothing at the end of the file. Throws Failure when the file cannot be read further. */
     std::optional<Mp4Packet> next();
     /**
-     * Goes on at the last key sample whose time in whole milliseconds is at or before `milliseconds`, or at
-     * the first one: of the first track of pictures that has been selected, or of the first of sound. The
-     * other tracks go on with the sample that is due then. False when there is no key sample; it then begins
-     * again.
+     * Continues at the last key sample whose time, rounded down to milliseconds, is at or before
+     * `milliseconds`, or at the first key sample. It is searched in the first selected video track, or else
+     * in the first selected track. The other tracks continue with the sample due at its time. False when
+     * there is no key sample; reading then restarts at the beginning.
      */
     bool seek(std::int64_t milliseconds);
 
   private:
     using Times = std::map<std::uint32_t, std::uint64_t>;
 
-    /** The samples of one track that come next; `head` is the first of them, its time that of the track. */
+    /** The remaining samples of one track; `head` is the first of them, with its time in the track. */
     struct TableLane {
         Mp4TableSamples samples;
         std::optional<Mp4Sample> head{};
@@ -75,8 +75,8 @@ class Mp4Reader {
     struct Key {
         std::uint64_t fragment; /**< its offset */
         std::uint64_t data;     /**< offset of the sample */
-        std::int64_t time;      /**< of presentation, in units of the track and without its edits */
-        Times begins;           /**< where runs of this fragment begin that do not say so */
+        std::int64_t time;      /**< of presentation, in track units, without edits */
+        Times begins;           /**< start of the runs in this fragment that state none */
     };
 
     void begin();
@@ -102,16 +102,17 @@ class Mp4Reader {
     std::set<std::uint32_t> selected_;
     std::vector<TableLane> tables_;
     std::vector<RunLane> runs_;
-    Times begins_; /**< where the next run of a track begins that does not say so */
+    Times begins_; /**< start of the next run of each track if that states none */
     std::uint64_t bytesRead_ = 0;
 
     std::optional<FragmentMap> map_;
-    bool isMapRead_ = false; /**< from all fragments, not from an index */
-    std::map<std::uint32_t, std::uint64_t>
-        skipToData_; /**< samples are left out up to the one that lies there */
-    std::map<std::uint32_t, std::int64_t> skipToTime_; /**< or that end by then, in nanoseconds */
+    bool isMapRead_ = false; /**< `map_` is from all fragments, not from an index */
+    /** By track: samples in front of the one at this file offset are skipped. */
+    std::map<std::uint32_t, std::uint64_t> skipToData_;
+    /** By track: samples that end at or before this time, in nanoseconds, are skipped. */
+    std::map<std::uint32_t, std::int64_t> skipToTime_;
 
-    Bytes block_; /**< of the file */
+    Bytes block_; /**< the part of the file read last */
     std::uint64_t blockBegin_ = 0;
 };
 

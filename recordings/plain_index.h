@@ -9,39 +9,38 @@
 
 namespace recordings {
 
-/** A picture in the data of a file: units with their lengths before them. */
+/** A picture in the media data of a file: NAL units with their lengths in front. */
 struct FoundPicture {
     std::uint64_t offset;
     std::uint64_t bytes;
     bool isKey;
 };
 
-/** An index (`moov`) for pictures of one rate, in the form that players read. */
+/** An index (`moov` box) for pictures at a constant rate. */
 Bytes plainIndex(const SequenceSet& set, ByteSpan sequenceSet, ByteSpan pictureSet,
                  const std::vector<FoundPicture>& pictures);
 
 /**
- * The beginning of a file's data, for a header of their own of 8 or 16 bytes, or one of 8 bytes behind an
- * empty box of as many: `room` bytes, after which the data go on. They have `size` bytes with that. Empty
- * when a header of 8 bytes has no place for the size.
+ * A header for the media data (`mdat`) that fills `room` bytes: 8, or 16 with a long header or with an empty
+ * `free` box in front of a short one. `size` is that of the data including `room`. Empty when `room` is 8 and
+ * `size` needs a long header.
  */
 Bytes dataHeader(std::uint64_t room, std::uint64_t size);
 
-/** What is needed to play a plain MP4 file that was cut short, and has no index. */
+/** What makes a plain MP4 file playable that was cut short before its index was written. */
 struct RebuiltIndex {
-    Bytes index;              /**< for the end of the file */
-    std::uint64_t dataAt = 0; /**< where the header of the data is to be replaced once that is on the disk */
-    Bytes dataHeader;         /**< as the data then ends where the index begins */
+    Bytes index;              /**< to append to the file */
+    std::uint64_t dataAt = 0; /**< where to write `dataHeader` once `index` is on the disk */
+    Bytes dataHeader;         /**< ends the data where the index begins */
     std::uint64_t pictures = 0;
-    double rate = 0; /**< pictures in a second */
-    bool hasOther =
-        false; /**< there is more than pictures: sound, of which only the lost index tells the borders */
+    double rate = 0; /**< pictures per second */
+    /** There is more than pictures: audio, whose packet boundaries only the lost index had. */
+    bool hasOther = false;
 };
 
 /**
- * Finds the pictures in the data of a file without an index. They must be H.264 with parameter sets before
- * key frames that tell their rate, as the recordings of the workstation have them. Nothing when there are
- * none.
+ * Finds the pictures in the media data of a file without an index. They must be H.264 with in-band parameter
+ * sets that contain the frame rate, as in recordings of the workstation. Nothing when none is found.
  */
 std::optional<RebuiltIndex> rebuildIndex(const FileBytes& file);
 

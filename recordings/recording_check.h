@@ -23,14 +23,14 @@ struct Damage {
     std::uint64_t packets = 0; /**< damaged packets, for `samples` */
 };
 
-/** Bytes to be written, so that a player gets past a damage: at `offset`, and `count` - 1 times more after
- * each `stride` bytes. */
+/** Bytes to write so that players skip a damaged part: `count` times, at `offset` and then every `stride`
+ * bytes. */
 struct Repair {
     std::uint64_t offset;
     Bytes bytes;
     std::uint64_t stride = 0;
     std::uint64_t count = 1;
-    bool isLast = false; /**< to be written once all others are on the disk */
+    bool isLast = false; /**< to be written when all others are on the disk */
 };
 
 /** Result of checking an unfinished recording. */
@@ -39,7 +39,7 @@ struct RecordingCheck {
         whole,       /**< nothing is missing */
         damaged,     /**< plays except for `damages`, once `repairs` are applied and it ends at `end` */
         unplayable,  /**< nothing in it can be played */
-        noRecording, /**< something else */
+        noRecording, /**< neither MP4 nor MPEG-TS */
         inUse,       /**< another process is writing to it */
     };
     State state = State::noRecording;
@@ -48,7 +48,7 @@ struct RecordingCheck {
     std::string reason;    /**< why it is unplayable or not a recording */
     std::vector<Damage> damages;
     std::vector<Repair> repairs;
-    std::string rebuilt{}; /**< what an index that was lost is rebuilt of, in words; empty when none was */
+    std::string rebuilt{}; /**< describes a rebuilt index to the user; empty without one */
 };
 
 /** Checks a file of any kind. Throws Failure when it cannot be read. */

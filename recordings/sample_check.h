@@ -7,8 +7,9 @@
 namespace recordings {
 
 /**
- * Whether a sample can be what an encoder made. A file may have its length on the disk before its contents:
- * what was not written then reads as zeros, of which neither pictures nor sound have a sector in a row.
+ * Whether a sample is plausible output of an encoder. After a power cut a file may have its length but not
+ * all of its contents: unwritten sectors read as zeros, and neither video nor audio contains a sector of
+ * zeros.
  */
 bool isWholeSample(const Mp4Track& track, ByteSpan sample);
 

@@ -8,9 +8,9 @@
 namespace recordings {
 
 /**
- * A name in a folder for a file that gets its final name once it is complete: hidden, short, as the final
- * name may be as long as the file system allows, and unlike any other. It tells the process, so that another
- * one knows when nobody will complete the file any more.
+ * A unique path in a folder for a file that gets its final name once it is complete. The name is hidden,
+ * short, as the final name may have the maximum length, and contains the process id, so that other processes
+ * can recognise abandoned files.
  */
 std::string temporaryPath(const std::string& folder, std::string_view kind);
 
@@ -18,8 +18,8 @@ std::string temporaryPath(const std::string& folder, std::string_view kind);
  * cannot be read. */
 std::vector<std::string> abandonedIn(const std::string& folder);
 
-/** Removes such a file, or with `planned` only finds out whether it would. False when a process writes to it
- * after all. Throws Failure when it cannot be opened or removed. */
+/** Removes such a file; with `planned` only reports whether it would. False when a process is still writing
+ * to it. Throws Failure when it cannot be opened or removed. */
 bool removeAbandoned(const std::string& path, bool planned);
 
 /** Whether any process has the file open for writing. Throws Failure when it cannot be opened. */

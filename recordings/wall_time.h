@@ -8,7 +8,7 @@ namespace recordings {
 
 using SteadyTime = std::chrono::steady_clock::time_point;
 
-/** The time of day of a capture, by what the wall clock says now: it may have been set since then. */
+/** The wall time of a capture, by the current setting of the wall clock, which may have changed since. */
 inline std::time_t wallTime(SteadyTime stamp) {
     using namespace std::chrono;
     const auto age = duration_cast<system_clock::duration>(steady_clock::now() - stamp);
