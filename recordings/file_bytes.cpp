@@ -13,7 +13,7 @@
 namespace recordings {
 
 FileBytes::FileBytes(std::string path) : path_(std::move(path)) {
-    // A pipe that nobody writes to would not let itself be opened.
+    // O_NONBLOCK: opening a pipe without a writer would block.
     descriptor_ = open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     struct stat status {};
     const bool opened = descriptor_ >= 0 && fstat(descriptor_, &status) == 0;
@@ -45,7 +45,7 @@ std::size_t FileBytes::read(std::uint64_t offset, std::span<std::uint8_t> bytes)
             pread(descriptor_, bytes.data() + filled, wanted - filled, static_cast<off_t>(offset + filled));
         if (got < 0 && errno == EINTR) continue;
         if (got < 0) throw Failure(path_ + ": cannot read: " + std::strerror(errno));
-        if (got == 0) break;  // the file has become shorter
+        if (got == 0) break;  // truncated in the meantime
         filled += static_cast<std::size_t>(got);
     }
     return filled;

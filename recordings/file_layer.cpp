@@ -87,7 +87,7 @@ class SystemLayer final : public FileLayer {
     bool rename(const std::string& from, const std::string& to, std::string& reason) override {
         if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
         if (errno != EINVAL && errno != ENOSYS) return failPair(from, to, errno, reason);
-        // The file system cannot refuse an existing name: another process could create it in between.
+        // The file system has no RENAME_NOREPLACE: another process could create the name in between.
         if (exists(to)) return failPair(from, to, EEXIST, reason);
         return replace(from, to, reason);
     }
@@ -105,7 +105,7 @@ class SystemLayer final : public FileLayer {
         } while (result != 0 && errno == EINTR);
         const int error = errno;
         ::close(descriptor);
-        // A file system without folder syncs does not cache names.
+        // EINVAL: a file system without folder syncs does not cache names.
         return result == 0 || error == EINVAL || fail(folder, error, reason);
     }
 
@@ -119,7 +119,7 @@ class SystemLayer final : public FileLayer {
     }
 
   private:
-    /** Reports the name at fault: the new one when it exists. */
+    /** Names the new path when it exists, otherwise both. */
     static bool failPair(const std::string& from, const std::string& to, int error, std::string& reason) {
         return fail(error == EEXIST ? to : from + " to " + to, error, reason);
     }
@@ -140,7 +140,7 @@ std::unique_ptr<FileLayer::File> FileLayer::open(const std::string& path, std::s
 }
 
 FileLayer& FileLayer::system() {
-    // Never destroyed: recordings left running at the end of the process still write.
+    // Never destroyed: recordings that still run at the end of the process use it.
     static SystemLayer* const layer = new SystemLayer;
     return *layer;
 }

@@ -8,9 +8,9 @@ namespace recordings {
 
 namespace {
 
-/** A day has an eighth of it in fragments of half a second. Takes 16 MiB. */
+/** 16 MiB. A day of half-second fragments takes a sixth of it. */
 constexpr std::size_t kMaxPlaces = 1 << 20;
-/** Of a day of fragments it is a sixth. */
+/** Bytes; larger tables are ignored. That of a day of half-second fragments takes a sixth. */
 constexpr std::uint64_t kMaxTable = 16 << 20;
 
 }  // namespace
@@ -96,7 +96,7 @@ bool FragmentMap::readSegments(const FileBytes& file, BoxWindow& window, const M
         if (time <= static_cast<WideInteger>(kMaxTime))
             add({static_cast<std::int64_t>(time), reference.offset});
     }
-    // One before each segment says nothing of the others.
+    // A `sidx` in front of each segment does not cover the others: it is no index of the file.
     const SegmentReference& last = index.references.back();
     const auto behind = window.boxAt(last.offset + last.bytes);
     return last.offset + last.bytes == file.size() || (behind && behind->kind == "mfra");
@@ -119,7 +119,7 @@ std::vector<SegmentIndex> readSegmentIndexes(const FileBytes& file, BoxWindow& w
 
 std::optional<FragmentIndex> findFragmentIndex(const FileBytes& file, BoxWindow& window,
                                                std::uint64_t firstBox) {
-    constexpr std::uint64_t kEndBox = 16;  // says how large the index is in its last number
+    constexpr std::uint64_t kEndBox = 16;  // `mfro`, whose last field is the size of the index
     if (firstBox == 0 || file.size() < firstBox + kEndBox) return std::nullopt;
     const ByteSpan last = window.view(file.size() - kEndBox, kEndBox);
     const auto end = readBoxHeader(last, last.size());

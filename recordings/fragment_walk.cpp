@@ -9,10 +9,10 @@ namespace recordings {
 
 namespace {
 
-/** A fragment's description is below 2 KiB for half a second. */
+/** Bytes of a description; larger ones are skipped. That of half a second takes less than 2 KiB. */
 constexpr std::uint64_t kMaxFragmentSize = 1 << 20;
-/** Read along with a description: what it may be longer than the one before, and the headers of the boxes
- * around it. */
+/** Bytes read in addition to the size of the previous description: for a slightly longer one, and for the
+ * headers of the adjacent boxes. */
 constexpr std::uint64_t kReadAhead = 80;
 
 }  // namespace
@@ -65,7 +65,7 @@ bool FragmentWalk::skip(std::uint64_t end) {
     return nextDescription(end) && !isForeign();
 }
 
-/** The next box that describes a fragment; the walk goes on behind it. */
+/** The header of the next `moof` box; the walk continues behind it. */
 std::optional<BoxHeader> FragmentWalk::nextDescription(std::uint64_t end) {
     while (at_ < end) {
         const auto box = window_.boxAt(at_);
@@ -79,8 +79,8 @@ std::optional<BoxHeader> FragmentWalk::nextDescription(std::uint64_t end) {
     return std::nullopt;
 }
 
-/** Whether the data box that comes next, which it passes over, is followed by the mark of another file: it is
- * what is left of a deleted one in the same blocks. */
+/** Skips the data box that comes next. True when the mark of another file follows it: these are the remains
+ * of a deleted file in the same disk blocks. */
 bool FragmentWalk::isForeign() {
     if (!beginning_.mark) return false;
     const auto box = window_.boxAt(at_);

@@ -5,16 +5,16 @@
 namespace recordings {
 namespace {
 
-/** Kinds of slices are told twice over: 5 to 9 say that all of the picture are of kind 0 to 4. */
+/** slice_type 5 to 9 mean 0 to 4 for all slices of the picture. */
 constexpr std::uint32_t kSliceKinds = 10;
 constexpr std::uint32_t kMaxSets = 256;
 constexpr std::uint32_t kMaxEdgeInBlocks = 1024;
 constexpr std::uint32_t kMacroblockEdge = 16;
 
-/** Reads bits; at the end of the bytes it has `failed` and all further numbers are 0. */
+/** Reads bits; past the end of the bytes failed() is true and all numbers are 0. */
 class Bits {
   public:
-    /** Takes the bytes that keep start codes out of a unit off. */
+    /** Removes the emulation prevention bytes of a NAL unit. */
     explicit Bits(ByteSpan unit) {
         int zeros = 0;
         for (const std::uint8_t byte : unit) {
@@ -36,13 +36,13 @@ class Bits {
     bool flag() { return next(1) != 0; }
     /** ue(v), 9.1. */
     std::uint32_t number() {
-        constexpr int kMostZeros = 31;
+        constexpr int kMaxZeros = 31;
         int zeros = 0;
         while (!failed_ && !flag())
-            if (++zeros > kMostZeros) failed_ = true;
+            if (++zeros > kMaxZeros) failed_ = true;
         return failed_ ? 0 : (1U << zeros) - 1 + next(zeros);
     }
-    /** se(v), as the number that tells it. */
+    /** se(v), which is coded as ue(v). */
     void skipSigned() { number(); }
     bool failed() const { return failed_; }
 
@@ -74,7 +74,7 @@ bool hasChroma(std::uint32_t profile) {
     return std::ranges::find(kProfiles, profile) != std::end(kProfiles);
 }
 
-/** What VUI parameters have before the rate, and that; E.1.1. */
+/** Reads the VUI parameters up to the frame rate; E.1.1. */
 void readRate(Bits& bits, SequenceSet& set) {
     constexpr std::uint32_t kOwnAspect = 255;
     if (bits.flag() && bits.next(8) == kOwnAspect) bits.next(32);
@@ -90,13 +90,13 @@ void readRate(Bits& bits, SequenceSet& set) {
     if (!bits.flag()) return;
     const std::uint32_t tick = bits.next(32);
     const std::uint32_t scale = bits.next(32);
-    // A tick is that of a field.
+    // A tick is the duration of a field.
     if (tick == 0 || scale == 0 || tick > UINT32_MAX / 2) return;
     set.timescale = scale;
     set.duration = 2 * tick;
 }
 
-void skipOrder(Bits& bits) {
+void skipPictureOrder(Bits& bits) {
     const std::uint32_t kind = bits.number();
     if (kind == 0) bits.number();
     if (kind != 1) return;
@@ -144,7 +144,7 @@ std::optional<SequenceSet> readSequenceSet(ByteSpan unit) {
         if (bits.flag()) skipScalingLists(bits, chroma == 3 ? 12 : 8);
     }
     set.frameNumberBits = static_cast<int>(std::min<std::uint32_t>(bits.number(), 12)) + 4;
-    skipOrder(bits);
+    skipPictureOrder(bits);
     bits.number();
     bits.flag();
     const std::uint32_t across = bits.number() + 1;

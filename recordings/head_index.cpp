@@ -9,19 +9,19 @@ namespace recordings {
 namespace {
 
 constexpr std::size_t kHeader = 8;
-/** The smallest piece that every disk writes whole. */
+/** Bytes that every disk writes atomically. */
 constexpr std::uint64_t kSector = 512;
-/** Size of the box with the length in bytes. */
+/** Bytes of the box with the length. */
 constexpr std::size_t kLengthBox = 20;
 /**
- * Bytes for references. With sound and picture they suffice for five and a half minutes of fragments of half
- * a second; of an hour each reference has five seconds, which a player may have to decode when it seeks. More
- * would be a burden on short clips.
+ * Bytes reserved for references. With audio and video they suffice for five and a half minutes of half-second
+ * fragments; of an hour each reference covers five seconds, which a player may have to decode on a seek. A
+ * larger place would inflate short clips.
  */
 constexpr std::size_t kRoom = 16 << 10;
-/** What is left of the room in front of the references. The other `free` boxes of a header are smaller. */
-constexpr std::size_t kLeast = 32;
-/** Of a `sidx` box without its references and of a reference, in bytes. */
+/** Minimum bytes that stay free in front of the references. Other `free` boxes in a header are smaller. */
+constexpr std::size_t kMinSpacer = 32;
+/** Bytes of a `sidx` box without its references, and of a reference. */
 constexpr std::size_t kReferencesHead = 40;
 constexpr std::size_t kReference = 12;
 
@@ -48,7 +48,7 @@ ByteSpan boxOf(ByteSpan boxes, std::string_view wanted) {
     return found;
 }
 
-/** Whether bytes of a file are written all or none. */
+/** Whether a power cut leaves all or none of these bytes written. */
 bool isInSector(std::uint64_t begin, std::uint64_t end) {
     return begin / kSector == (end - 1) / kSector;
 }
@@ -76,7 +76,8 @@ bool HeadIndex::moveLengthPlace(Bytes& header) {
 }
 
 Bytes HeadIndex::referencePlace() {
-    // The header of the box behind it is written last, in one step, and the place moves it by whole sectors.
+    // The header of the box behind it is written last and atomically: the place must not move it across
+    // sectors.
     static_assert(kRoom % kSector == 0);
     Bytes box = boxHeader("free", kRoom);
     box.resize(kRoom);
@@ -91,7 +92,7 @@ HeadIndex::HeadIndex(ByteSpan head) {
             const ByteSpan contents = head.subspan(at + box->contents, box->end - box->contents);
             index_ = readIndex(contents);
             findLength(at + box->contents, contents);
-        } else if (index_ && box->kind == "free" && box->end >= kLeast && !room_ &&
+        } else if (index_ && box->kind == "free" && box->end >= kMinSpacer && !room_ &&
                    isInSector(at, at + kHeader)) {
             room_ = {at, at + box->end};
         } else if (room_ && room_->end == at && box->kind == "sidx") {
@@ -118,14 +119,14 @@ void HeadIndex::findLength(std::uint64_t moov, ByteSpan contents) {
     const ByteSpan free = boxOf(mvex.subspan(kHeader), "free");
     const ByteSpan place = free.empty() ? boxOf(mvex.subspan(kHeader), "mehd") : free;
     const std::uint64_t begin = moov + static_cast<std::uint64_t>(place.data() - contents.data());
-    // A power cut must not leave half of the kind, by which players would no longer pass the box over.
+    // A power cut must not leave half of the box type written: players would no longer skip the box.
     if (place.size() == kLengthBox && isInSector(begin + kHeader / 2, begin + kHeader))
         length_ = {begin, begin + kLengthBox, free.empty()};
 }
 
 void HeadIndex::add(std::uint64_t offset, const Mp4Fragment& fragment) {
     if (!index_) return;
-    // Before its times are taken: a track that has no sample here goes on where it was.
+    // State before this fragment: a track without samples in it continues at its previous end.
     const auto before = times_;
     for (const Mp4Run& run : fragment.runs) {
         const bool isFirst = !times_.contains(run.track);
@@ -176,12 +177,12 @@ void HeadIndex::addReference(std::uint64_t offset, bool isKey) {
 
 std::size_t HeadIndex::maxReferences() const {
     if (!room_ || !index_) return 0;
-    const std::size_t each = (kRoom - kLeast) / index_->tracks.size();
+    const std::size_t each = (kRoom - kMinSpacer) / index_->tracks.size();
     return each > kReferencesHead ? (each - kReferencesHead) / kReference : 0;
 }
 
-/** From the beginning of the earliest sample to the end of the latest, in units of the file; 0, which stands
- * for an unknown length, when it is beyond reason. */
+/** From the start of the earliest sample to the end of the latest, in units of the file; 0, which means an
+ * unknown length, when out of range. */
 std::uint64_t HeadIndex::lengthUnits() const {
     double begin = std::numeric_limits<double>::max();
     double end = 0;
@@ -194,7 +195,7 @@ std::uint64_t HeadIndex::lengthUnits() const {
     return units < static_cast<double>(kMaxTime) ? static_cast<std::uint64_t>(std::llround(units)) : 0;
 }
 
-/** The boxes for the end of the room; empty when there is nothing that they can say. */
+/** The `sidx` boxes for the end of the reserved place; empty when the times or sizes do not fit into them. */
 Bytes HeadIndex::references(std::uint64_t end) const {
     Bytes boxes;
     if (references_.empty() || !isRegular_) return boxes;
@@ -206,7 +207,7 @@ Bytes HeadIndex::references(std::uint64_t end) const {
     return boxes;
 }
 
-/** @param distance from its end to the first part */
+/** @param distance from the end of the box to the first part, in bytes */
 bool HeadIndex::addBox(std::uint32_t track, std::uint64_t end, std::uint64_t distance, Bytes& boxes) const {
     constexpr std::uint64_t kMaxBytes = 0x7fffffff;
     constexpr std::uint32_t kBeginsWithKey = 0x90000000;
@@ -249,7 +250,7 @@ bool HeadIndex::write(FileLayer::File& file, std::uint64_t end, const Sync& sync
     std::vector<Patch> headers;
     if (length_) {
         Bytes length;
-        add32(length, 1U << 24);  // the version with a length of eight bytes
+        add32(length, 1U << 24);  // version 1: a length of eight bytes
         add64(length, lengthUnits());
         const auto kind = [this](const char* name) {
             return Patch{length_->begin + kHeader / 2, {name, name + kHeader / 2}};

@@ -16,33 +16,32 @@ namespace {
 using State = RecordingCheck::State;
 using Kind = Damage::Kind;
 
-/** A fragment's description is below 2 KiB for half a second. */
+/** Bytes; larger descriptions count as damaged. That of half a second takes less than 2 KiB. */
 constexpr std::uint64_t kMaxFragmentHeader = 1 << 20;
-/** Of a day of fragments it is a tenth. */
+/** Bytes; larger indexes count as damaged. That of a day of half-second fragments takes a tenth. */
 constexpr std::uint64_t kMaxFragmentIndex = 64 << 20;
-/** By which a fragment may begin before the one in front of it ends, in seconds: sound and picture end apart.
- */
+/** Seconds by which a fragment may start before the previous one ends: audio and video ends differ. */
 constexpr double kOverlap = 0.5;
 constexpr std::uint64_t kHeaderSize = 8;
-/** How often a byte may be read. */
+/** Bytes read per byte of the file, on average, before the check gives up. */
 constexpr std::uint64_t kMaxReadsByCheck = 8;
-/** What a box can be skipped by whatever its size says. */
+/** Boxes of up to this size are skipped without checking that another box follows. */
 constexpr std::uint64_t kSmallBox = 16;
 
 constexpr std::array<std::string_view, 14> kTopLevelKinds = {"moof", "mdat", "free", "mfra", "moov",
                                                              "ftyp", "skip", "styp", "sidx", "emsg",
                                                              "uuid", "udta", "meta", "wide"};
 
-/** A fragment that can be read, and where it ends. */
+/** A readable fragment, and where it ends. */
 struct FoundFragment {
     FoundFragment() = default;
-    FoundFragment(FoundFragment&&) = default;  // a copy would refer to the contents of the original
+    FoundFragment(FoundFragment&&) = default;  // no copies: `fragment` refers to `contents`
 
     Mp4Fragment fragment;
-    Bytes contents;         /**< of its description, which `fragment` refers to */
+    Bytes contents;         /**< of its description; `fragment` refers to them */
     std::uint64_t data = 0; /**< where the box with its samples begins */
     std::uint64_t end = 0;
-    bool hasDataHeader = false; /**< that box begins as it must */
+    bool hasDataHeader = false; /**< that box has a valid header */
 };
 
 class Mp4Checker {
@@ -52,7 +51,7 @@ class Mp4Checker {
     RecordingCheck check() {
         takeHeader();
         while (at_ < file_.size()) {
-            if (!takeBox() && !passOver()) break;
+            if (!takeBox() && !skipDamage()) break;
         }
         if (!fragments_.empty()) return playable(last_ - first_);
         const bool listed = index_ && std::ranges::any_of(index_->tracks, [](const auto& track) {
@@ -71,7 +70,7 @@ class Mp4Checker {
         return {state, end_ ? end_ : file_.size(), seconds, {}, std::move(damages_), std::move(repairs_)};
     }
 
-    /** A file whose index would have come last. */
+    /** For a file whose index, the last box, is missing. */
     RecordingCheck withoutIndex() {
         const auto rebuilt = isFragmented_ ? std::nullopt : rebuildIndex(file_);
         if (!rebuilt) return unplayable("a plain MP4 without its index cannot be recovered");
@@ -94,7 +93,7 @@ class Mp4Checker {
         index_ = std::move(header->index);
         mark_ = std::move(header->mark);
         if (header->begin == 0) return;
-        // A plain file is not understood by the copy of an index alone.
+        // Only fragmented recordings have a copy: fragments follow the damaged header.
         at_ = header->end - header->begin;
         repairs_.push_back({0, file_.read(header->begin, at_)});
         damages_.push_back({Kind::header, 0, at_});
@@ -107,9 +106,9 @@ class Mp4Checker {
         if (!box) return false;
         if (box->kind == "moof") return takeFragment();
         if (box->kind == "moov" && !index_) return false;
-        if (box->kind == "mfra" && !isTrue(*box)) return false;
+        if (box->kind == "mfra" && !isValidIndex(*box)) return false;
         const std::uint64_t next = at_ + box->end;
-        // A size that lies would lead away over all that comes next; that of an index has been found true.
+        // A wrong size would skip everything that follows; that of an index has been verified.
         if (box->kind != "moov" && box->end > kSmallBox && next < file_.size() && !beginsBox(next))
             return false;
         if (box->kind == "mdat" && isFragmented_) damages_.push_back({Kind::fragment, at_, next});
@@ -117,8 +116,8 @@ class Mp4Checker {
         return true;
     }
 
-    /** Whether an index of fragments leads to fragments that can be read. */
-    bool isTrue(const BoxHeader& box) const {
+    /** Whether an index of fragments refers to readable fragments only. */
+    bool isValidIndex(const BoxHeader& box) const {
         if (box.end > kMaxFragmentIndex) return false;
         bool good = true;
         const Bytes contents = file_.read(at_ + box.contents, box.end - box.contents);
@@ -156,7 +155,7 @@ class Mp4Checker {
                               (found.end == fragment.dataEnd || found.end == file_.size() ||
                                beginsBox(found.end) || !beginsBox(fragment.dataEnd));
         if (found.hasDataHeader) return found;
-        // The samples tell where their box begins and ends.
+        // The samples determine where their box begins and ends.
         found.end = fragment.dataEnd;
         if (fragment.dataBegin != found.data + kHeaderSize) return std::nullopt;
         return found;
@@ -190,17 +189,16 @@ class Mp4Checker {
             if (!mayRead(sample.size)) return false;
             if (isWhole(sample)) return true;
             const std::uint64_t end = sample.offset + sample.size;
-            const bool goesOn = !damages_.empty() && damages_.back().kind == Kind::samples &&
-                                damages_.back().end == sample.offset;
-            if (!goesOn) damages_.push_back({Kind::samples, sample.offset, end, 0});
+            const bool continues = !damages_.empty() && damages_.back().kind == Kind::samples &&
+                                   damages_.back().end == sample.offset;
+            if (!continues) damages_.push_back({Kind::samples, sample.offset, end, 0});
             damages_.back().end = end;
             ++damages_.back().packets;
             return true;
         });
     }
 
-    /** Each byte is read a few times at most; but boxes that lie could have the same ones read over and over.
-     */
+    /** Limits the check: a damaged file could otherwise make it read the same bytes over and over. */
     bool mayRead(std::uint64_t bytes) {
         bytesRead_ += bytes;
         return bytesRead_ <= kMaxReadsByCheck * file_.size();
@@ -211,8 +209,8 @@ class Mp4Checker {
                isWholeSample(index_->tracks.at(sample.track), file_.read(sample.offset, sample.size));
     }
 
-    /** Whether a fragment that was searched for is of this recording, and not what is left of a deleted one
-     * in the same blocks. The mark of the file tells; without one it must be whole and of a later time. */
+    /** Whether a fragment found by search belongs to this recording, and not to the remains of a deleted one
+     * in the same disk blocks. Without a mark in the file, the fragment must be undamaged and later. */
     bool isOwn(const FoundFragment& found) {
         if (mark_) return markAt(file_, found.end) == mark_;
         return std::ranges::all_of(found.fragment.runs,
@@ -222,7 +220,7 @@ class Mp4Checker {
                });
     }
 
-    /** Calls `visit` until it is false; whether it never was. */
+    /** Calls `visit` until it returns false; returns whether it never did. */
     template <class Visit>
     static bool forEachSample(const Mp4Fragment& fragment, Visit&& visit) {
         Mp4Sample sample;
@@ -233,9 +231,9 @@ class Mp4Checker {
         return true;
     }
 
-    /** Goes on at the next fragment that can be read; has a player skip what lies before it, or all that
-     * remains when there is none. */
-    bool passOver() {
+    /** Continues at the next readable fragment and makes players skip what is in front of it, or the rest of
+     * the file when there is none. */
+    bool skipDamage() {
         std::uint64_t next = file_.size();
         forEachPlaceOf(file_, "moof", at_ + kHeaderSize, [&](std::uint64_t offset) {
             const auto fragment = fragmentAt(offset);
@@ -246,7 +244,7 @@ class Mp4Checker {
         const bool found = next < file_.size();
         if (fragments_.empty() && !found) return false;
         damages_.push_back({found ? Kind::fragment : Kind::end, at_, next});
-        // Remains of a header, too short to become a box that players skip.
+        // Too short for the header of a box that players skip: truncate.
         if (next - at_ < kHeaderSize) end_ = at_;
         if (next - at_ >= kHeaderSize) repairs_.push_back({at_, boxHeader("free", next - at_)});
         at_ = next;
@@ -255,7 +253,7 @@ class Mp4Checker {
 
     const FileBytes& file_;
     std::uint64_t at_ = 0;
-    std::uint64_t end_ = 0; /**< where the file is to end; 0 where it does */
+    std::uint64_t end_ = 0; /**< where to truncate the file; 0: not */
     std::uint64_t bytesRead_ = 0;
     bool hasData_ = false;
     bool isFragmented_ = false;

@@ -7,10 +7,10 @@ namespace recordings {
 
 namespace {
 
-/** Of a fragment: twenty seconds of samples that are not even compressed. More are a count that lies. */
+/** Samples of a fragment: twenty seconds of uncompressed audio. A larger count is damaged. */
 constexpr std::uint64_t kMaxSamples = 1 << 20;
 
-/** Flags of a `tfhd` box, for the fields that it has and for what its offsets count from. */
+/** Flags of a `tfhd` box: which fields it has, and the base of its offsets. */
 namespace head_flags {
 constexpr std::uint32_t kBase = 0x01;
 constexpr std::uint32_t kDescription = 0x02;
@@ -20,7 +20,7 @@ constexpr std::uint32_t kFlags = 0x20;
 constexpr std::uint32_t kBaseIsFragment = 0x20000;
 }  // namespace head_flags
 
-/** Flags of a `trun` box, for the fields that it has. */
+/** Flags of a `trun` box: which fields it has. */
 namespace run_flags {
 constexpr std::uint32_t kOffset = 0x01;
 constexpr std::uint32_t kFirstFlags = 0x04;
@@ -31,13 +31,13 @@ constexpr std::uint32_t kComposition = 0x800;
 constexpr std::uint32_t kOfEach = kDuration | kSize | kFlags | kComposition;
 }  // namespace run_flags
 
-/** Of a sample's flags: it is no sync sample. */
+/** In a sample's flags: not a sync sample. */
 constexpr std::uint32_t kNoSyncSample = 0x10000;
 
-/** A fragment's part of one track. */
+/** Reads the part of a fragment that belongs to one track (`traf`). */
 class TrackRun {
   public:
-    /** @param implied where the samples lie when nothing says so: behind those of the run before */
+    /** @param implied default offset of the samples: behind those of the previous run */
     TrackRun(std::uint64_t offset, std::uint64_t implied, std::uint64_t fileBytes, const Mp4Index& index,
              Mp4Fragment& fragment)
         : fragmentOffset_(offset),
@@ -109,7 +109,7 @@ class TrackRun {
         return true;
     }
 
-    /** Samples that have no fields of their own, of which a few bytes may state very many. */
+    /** Samples without fields of their own: a few bytes may declare very many, so none is visited. */
     bool takeUniform(std::uint32_t count) {
         if (count == 0) return true;
         const std::uint64_t bytes = std::uint64_t{run_.size} * count;
@@ -119,7 +119,7 @@ class TrackRun {
         return true;
     }
 
-    /** Samples that are shown as they are decoded, of which only the sums count. */
+    /** Samples presented in decoding order, of which only the sums matter. */
     bool takeInOrder(RunBox& box) {
         if (box.count == 0) return true;
         std::uint64_t length = 0;
@@ -162,7 +162,7 @@ class TrackRun {
     const Mp4Index& index_;
     Mp4Fragment& fragment_;
     Mp4Run run_;
-    bool known_ = false; /**< the track and what its samples have in common */
+    bool known_ = false; /**< the track and the defaults of its samples */
     bool hasSamples_ = false;
     std::uint64_t at_ = 0;
 };
@@ -211,11 +211,11 @@ void RunBox::next(const Mp4Run& run, Mp4Sample& sample) {
     if (firstFlags) own = *firstFlags;
     firstFlags.reset();
     sample.key = (own & kNoSyncSample) == 0;
-    // Of version 0 they are unsigned, but nobody means one beyond a signed number's.
+    // Unsigned in version 0, but real values fit into a signed number.
     sample.shift = flags & run_flags::kComposition ? static_cast<std::int32_t>(fields.next32()) : 0;
 }
 
-/** Goes on to a box that has samples left; false when there is none. */
+/** Enters the next box with samples left; false when there is none. */
 bool Mp4RunSamples::enterBox() {
     while (box_.count == 0) {
         const auto header = readBoxHeader(rest_, rest_.size());
@@ -259,7 +259,7 @@ std::optional<FragmentTable> readFragmentTable(ByteSpan contents) {
     table.width = numbers.next32() >> 24 == 1 ? 8 : 4;
     table.track = numbers.next32();
     const std::uint32_t widths = numbers.next32();
-    // Behind time and offset the numbers of track, run and sample, each of its own width.
+    // Time and offset are followed by the numbers of traf, trun and sample, each of 1 to 4 bytes.
     table.entry = 2 * table.width + (widths >> 4 & 3) + (widths >> 2 & 3) + (widths & 3) + 3;
     table.count = numbers.next32();
     return numbers.failed() ? std::nullopt : std::optional(table);

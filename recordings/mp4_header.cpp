@@ -10,7 +10,7 @@ constexpr std::uint64_t kMarkBoxSize = 16;
 /** Size of the length field before the kind of a box. */
 constexpr std::uint64_t kSizeField = 4;
 
-/** Reads the boxes from `begin` up to an index, which may come last, but not in a copy. */
+/** Reads the boxes from `begin` up to the index. In a copy it must follow `ftyp` directly. */
 std::optional<Mp4Header> headerAt(const FileBytes& file, std::uint64_t begin) {
     const auto first = boxAt(file, begin);
     if (!first || first->kind != "ftyp") return std::nullopt;
@@ -60,7 +60,7 @@ std::optional<Mp4Header> findHeader(const FileBytes& file) {
     std::optional<Mp4Header> copy;
     forEachPlaceOf(file, "ftyp", 0, [&](std::uint64_t offset) {
         copy = headerAt(file, offset);
-        // It has to fit where the damaged one was.
+        // It must fit into the place of the damaged header.
         if (copy && copy->end - copy->begin > offset) copy.reset();
         return copy.has_value();
     });

@@ -9,10 +9,10 @@ namespace recordings {
 
 namespace {
 
-/** No recording has as many; more would be there to take memory. */
+/** No recording has as many; limits the memory for a damaged index. */
 constexpr std::size_t kMaxTracks = 1024;
 
-/** Unit and length of a header box with two times before them, `mvhd` and `mdhd`. */
+/** Time scale and duration in `mvhd` and `mdhd`, which both have them behind two times. */
 struct Timing {
     std::uint32_t timescale;
     std::uint64_t duration;
@@ -31,7 +31,7 @@ bool isPicture(std::string_view codec) {
     return codec == "avc1" || codec == "hvc1" || codec == "hev1";
 }
 
-/** Whether an `avcC` box has a sequence and a picture parameter set, as no decoder begins without. */
+/** Whether an `avcC` box has a sequence and a picture parameter set: no decoder starts without them. */
 bool hasParameterSets(ByteSpan contents) {
     constexpr std::uint8_t kSequence = 7;
     constexpr std::uint8_t kPicture = 8;
@@ -67,8 +67,7 @@ void readPictureEntry(ByteSpan entry, Mp4Track& track) {
     });
 }
 
-/** Goes on to the contents of a descriptor and returns their length; 0 when it is of another kind or does not
- * fit. */
+/** Enters the contents of a descriptor; returns their length, or 0 when it is of another kind or too long. */
 std::size_t enterDescriptor(Numbers& numbers, std::uint64_t kind) {
     constexpr std::size_t kMaxLengthSize = 4;
     if (numbers.next(1) != kind) return 0;
@@ -81,8 +80,8 @@ std::size_t enterDescriptor(Numbers& numbers, std::uint64_t kind) {
     return !numbers.failed() && length <= numbers.rest().size() ? length : 0;
 }
 
-/** Takes the settings of a decoder out of an `esds` box; false when they are not in the descriptors in which
- * they belong. */
+/** Reads the decoder configuration from an `esds` box; false when it is not in the descriptors in which it
+ * belongs. */
 bool readSoundSettings(ByteSpan contents, Mp4Track& track) {
     constexpr std::uint64_t kStream = 3;
     constexpr std::uint64_t kDecoder = 4;
@@ -106,11 +105,12 @@ bool readSoundSettings(ByteSpan contents, Mp4Track& track) {
     if (length == 0) return false;
     track.settings.assign(numbers.rest().begin(),
                           numbers.rest().begin() + static_cast<std::ptrdiff_t>(length));
-    // The kind of sound in five bits, its rate in four, of which two values stand for none, and its channels.
+    // AudioSpecificConfig: object type (5 bits), rate index (4, of which 13 and 14 are reserved), channels
+    // (4).
     const std::uint64_t config = numbers.next(2);
     const std::uint64_t rate = config >> 7 & 0xf;
     const std::uint64_t channels = config >> 3 & 0xf;
-    // The entry around it has two channels whatever there are.
+    // The sample entry states two channels regardless of the actual number.
     if (channels > 0) track.channels = channels == 7 ? 8 : static_cast<int>(channels);
     return !numbers.failed() && config >> 11 != 0 && rate != 13 && rate != 14 && channels <= 7;
 }
@@ -118,7 +118,7 @@ bool readSoundSettings(ByteSpan contents, Mp4Track& track) {
 void readSoundEntry(ByteSpan entry, Mp4Track& track) {
     constexpr std::size_t kFields = 28;
     constexpr std::size_t kChannels = 16;
-    constexpr std::size_t kRate = 24;  // whole hertz in the first two of four bytes
+    constexpr std::size_t kRate = 24;  // 16.16 fixed point: whole hertz in the first two bytes
     if (entry.size() < kFields) return;
     track.channels = static_cast<int>(bigEndian(entry, kChannels, 2));
     track.sampleRate = static_cast<int>(bigEndian(entry, kRate, 2));
@@ -173,7 +173,7 @@ std::vector<Mp4Edit> readEdits(ByteSpan contents) {
     return edits;
 }
 
-/** The entries of a table, or none when they are not as many as it says. */
+/** The entries of a table; none when the box is too small for their count. */
 Mp4Table readTable(ByteSpan index, ByteSpan box, std::uint64_t entryBytes) {
     constexpr std::size_t kHead = kFullBoxHeader + 4;
     if (box.size() < kHead) return {};
@@ -197,7 +197,7 @@ Mp4Tables readTables(ByteSpan index, ByteSpan boxes) {
     const ByteSpan sizes = findBox(boxes, "stsz");
     if (sizes.size() < kFullBoxHeader + 4) return tables;
     tables.sampleSize = static_cast<std::uint32_t>(bigEndian(sizes, kFullBoxHeader, 4));
-    // Its head has one more number, the size of all.
+    // Its head has one more field: the common size.
     if (tables.sampleSize == 0) tables.sizes = readTable(index, sizes.subspan(4), 4);
     return tables;
 }
@@ -221,8 +221,8 @@ Mp4Track readTrack(ByteSpan index, ByteSpan contents) {
     return track;
 }
 
-/** Reads what samples of fragments have in common. False when boxes are among them that do not belong there:
- * a player may take one for what it means elsewhere, such as `mdhd`. */
+/** Reads the defaults of samples in fragments (`mvex`). False for boxes that do not belong there: a player
+ * may interpret one, such as `mdhd`, as if it were elsewhere. */
 bool readDefaults(ByteSpan contents, Mp4Index& index) {
     constexpr std::array<std::string_view, 6> kKinds = {"trex", "mehd", "leva", "trep", "free", "skip"};
     bool good = true;
@@ -241,19 +241,20 @@ bool readDefaults(ByteSpan contents, Mp4Index& index) {
     return good;
 }
 
-/** Whether a box is as long as its version has it: 0, or 1 with times of eight bytes. */
+/** Whether a box has the size that its version requires: 0, or 1 with times of eight bytes. */
 bool hasSize(ByteSpan contents, std::size_t size, std::size_t longSize) {
     const std::size_t version = contents.empty() ? 2 : contents[0];
     return (version == 0 && contents.size() == size) || (version == 1 && contents.size() == longSize);
 }
 
-/** Whether a table fills its box; `head` is what precedes its entries, their count in its last four bytes. */
+/** Whether a table fills its box; `head`: bytes before the entries, whose count is in the last four of them.
+ */
 bool fillsBox(ByteSpan contents, std::size_t head, std::uint64_t entryBytes) {
     return contents.size() >= head && contents[0] == 0 &&
            contents.size() == head + bigEndian(contents, head - 4, 4) * entryBytes;
 }
 
-/** Whether a box that lists boxes has as many as it says. */
+/** Whether a box that lists boxes contains the stated number of them. */
 bool listsBoxes(ByteSpan contents) {
     constexpr std::size_t kHead = kFullBoxHeader + 4;
     if (contents.size() < kHead || contents[0] != 0) return false;
@@ -268,13 +269,13 @@ bool isTable(std::string_view kind, ByteSpan box) {
     if (kind == "stsc") return fillsBox(box, 8, 12);
     if (kind == "stco" || kind == "stss") return fillsBox(box, 8, 4);
     if (kind == "stsz" && box.size() == 12 && bigEndian(box, kFullBoxHeader, 4) > 0)
-        return bigEndian(box, 8, 4) > 0;  // samples of one size, of which there is no table
+        return bigEndian(box, 8, 4) > 0;  // samples of a common size, without a table
     if (kind == "stsz") return fillsBox(box, 12, 4) && bigEndian(box, kFullBoxHeader, 4) == 0;
     return true;
 }
 
-/** Whether the boxes of a track fill one another and say as much as they hold: a player that finds one of
- * them to lie gives up the whole file. */
+/** Whether the boxes of a track fill one another and their counts match: players reject the whole file
+ * otherwise. */
 bool isConsistent(ByteSpan track) {
     const ByteSpan media = findBox(track, "mdia");
     const ByteSpan information = findBox(media, "minf");

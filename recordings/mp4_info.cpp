@@ -6,7 +6,7 @@ namespace recordings {
 
 namespace {
 
-/** Whether it ends with an index of its fragments, or one in front of them covers all. */
+/** Whether the file has an index of all its fragments, at its end or in front of them. */
 bool isIndexed(const FileBytes& file, std::uint64_t firstBox) {
     constexpr std::uint64_t kMaxIndex = 1 << 20;
     BoxWindow window(file);

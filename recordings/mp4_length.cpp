@@ -15,11 +15,11 @@ namespace recordings {
 
 namespace {
 
-/** That of a fragmented file has no tables: with three tracks it is below 4 KiB. */
+/** Bytes of the index of a fragmented file. It has no tables: with three tracks it takes less than 4 KiB. */
 constexpr std::uint64_t kMaxSizeWithoutTables = 2 << 20;
-/** Fragments among which there is one of each track, as a rule. */
+/** Number of fragments that normally include one of each track. */
 constexpr int kEachTrack = 64;
-/** Of an index behind the header; the way through the file takes less time than reading a larger one. */
+/** Bytes of a `sidx` box; reading a larger one takes longer than walking through the file. */
 constexpr std::uint64_t kMaxSegmentIndex = 64 << 10;
 
 /** A track's presentation, in units of the track. */
@@ -27,7 +27,7 @@ struct TrackTimes {
     bool begun = false;
     double begin = 0;
     double end = 0;
-    std::uint64_t next = 0; /**< where a run begins that does not say so */
+    std::uint64_t next = 0; /**< start of the next run if that states none */
 };
 
 class LengthReader {
@@ -62,7 +62,7 @@ class LengthReader {
   private:
     using Places = std::map<std::uint32_t, std::uint64_t>; /**< of fragments in the file, by tracks */
 
-    /** The samples before the first fragment, which the index lists itself. */
+    /** Adds the samples in the tables of the index, which precede the first fragment. */
     void takeListed() {
         for (const auto& [number, track] : index_.tracks) {
             if (track.samples > 0 && track.timescale > 0)
@@ -83,8 +83,8 @@ class LengthReader {
         }
     }
 
-    /** What is shown of a track, in seconds of the file. Its last edit does not end it: fragments follow that
-     * the list did not know of when it was written. */
+    /** What is shown of a track, in seconds of the file. Its last edit does not end it: the edit list was
+     * written before the fragments. */
     std::pair<double, double> shown(const Mp4Track& track, const TrackTimes& times) const {
         if (track.edits.empty()) return {times.begin / track.timescale, times.end / track.timescale};
         double at = 0;
@@ -115,8 +115,7 @@ class LengthReader {
         walk_.moveTo(firstBox_);
     }
 
-    /** By an index at the end of the file or behind its header; false when there is none that leads to what
-     * there is. */
+    /** By an index at the end of the file or behind its header; false without one, or when it is wrong. */
     bool readIndexed() {
         Places lastOf;
         const auto found = findFragmentIndex(file_, window_, firstBox_);
@@ -130,8 +129,8 @@ class LengthReader {
         return lastOf.size() == index_.tracks.size() && readEnds(lastOf, file_.size());
     }
 
-    /** Reads the first fragments and those from the last one of each track on, up to `end`; false when these
-     * are not what they should be. */
+    /** Reads the first fragments, and those from the last one of each track up to `end`; false when a track's
+     * last fragment does not contain it, or none begins at its offset. */
     bool readEnds(const Places& lastOf, std::uint64_t end) {
         restart();
         for (int i = 0; i < kEachTrack && !hasBegun(lastOf) && walk_.next(end); ++i) take();
@@ -156,8 +155,8 @@ class LengthReader {
         return walk_.at() == end;
     }
 
-    /** Reads the first fragments and the last ones; those between are passed over, as each says where its
-     * samples begin. False when the last ones do not, or when they are of other tracks than the first. */
+    /** Reads the first and the last fragments and skips those between, as fragments state where their samples
+     * begin. False when the last ones do not, or have other tracks than the first ones. */
     bool readFirstAndLast() {
         restart();
         for (int i = 0; i < kEachTrack; ++i) {

@@ -12,12 +12,12 @@ namespace recordings {
 
 namespace {
 
-/** What is read of the file at once. Larger ones do not get into the processor's cache. */
+/** Bytes read from the file at once. Larger blocks do not fit into the processor's cache. */
 constexpr std::size_t kReadSize = 256 << 10;
-/** How far one track may be ahead of another, in seconds. With less, tracks that lie apart in long pieces are
- * read in turns all the time. */
+/** Seconds by which one track may be ahead of another. With less, tracks stored in long separate pieces are
+ * read alternately all the time. */
 constexpr double kMaxLead = 1;
-/** How often each byte may be part of a sample. Boxes that lie could state the same ones over and over. */
+/** How often each byte may be part of a sample. A damaged file could list the same bytes over and over. */
 constexpr std::uint64_t kMaxUsesOfByte = 2;
 constexpr std::int64_t kNanoseconds = 1'000'000'000;
 
@@ -68,7 +68,7 @@ void Mp4Reader::select(std::set<std::uint32_t> tracks) {
     begin();
 }
 
-/** The samples from the first one on. */
+/** Restarts at the first samples. */
 void Mp4Reader::begin() {
     tables_.clear();
     runs_.clear();
@@ -84,7 +84,7 @@ void Mp4Reader::begin() {
     bytesRead_ = 0;
 }
 
-/** Where the runs of fragments go on behind the samples that the index lists. */
+/** By track: end of the samples in the tables, where the runs of fragments continue. */
 Mp4Reader::Times Mp4Reader::listedTimes() const {
     Times times;
     for (const auto& [number, track] : tracks())
@@ -114,7 +114,7 @@ std::int64_t Mp4Reader::nanoseconds(const Mp4Track& track, std::int64_t time) co
     return static_cast<std::int64_t>(result);
 }
 
-/** The one whose sample lies first, of those that are not too far ahead; null at the end of all. */
+/** The lane whose next sample is first in the file, of those not too far ahead; null at the end of all. */
 template <class Lane>
 Lane* Mp4Reader::nextLane(std::vector<Lane>& lanes) const {
     const auto seconds = [this](const Lane& lane) {
@@ -211,7 +211,7 @@ bool Mp4Reader::seek(std::int64_t milliseconds) {
     if (!number) return false;
     const Mp4Track& leading = track(*number);
     const std::int64_t moved = editShift(leading);
-    // What is shown within the millisecond is told with that time.
+    // Times are reported in whole milliseconds: include samples within the last one.
     const WideInteger asked = (static_cast<WideInteger>(milliseconds) + 1) * leading.timescale;
     const auto time = static_cast<std::int64_t>(std::clamp<WideInteger>(
         (asked + 999) / 1000 - 1 - moved, -static_cast<WideInteger>(kMaxTime), kMaxTime));
@@ -270,12 +270,12 @@ std::optional<Mp4Reader::Key> Mp4Reader::findKey(std::uint32_t number, std::int6
         auto key = walk_.isFragment(place->offset) ? findKeyFrom(place->offset, number, time) : std::nullopt;
         if (key && key->time <= time) return key;
         if (isMapRead_) return findKeyFrom(beginning_.firstBox, number, time);
-        // The index of the file lies.
+        // The index of the file is wrong: build the map from all fragments.
         *map_ = {};
     }
 }
 
-/** The same of the fragments from one on; nothing, too, when one does not say where it begins. */
+/** The same in the fragments from `offset` on; nothing, too, when the start of a run is unknown. */
 std::optional<Mp4Reader::Key> Mp4Reader::findKeyFrom(std::uint64_t offset, std::uint32_t number,
                                                      std::int64_t time) {
     std::optional<Key> best;

@@ -55,7 +55,7 @@ Mp4TableSamples::Mp4TableSamples(ByteSpan index, std::uint32_t number, const Mp4
     : index_(index),
       track_(number),
       tables_(track.tables),
-      // Of one size there is no table, but they have to be in the file.
+      // Samples of a common size have no table to limit their number, but must be in the file.
       samples_(
           std::min(track.samples, tables_.sampleSize ? fileBytes / tables_.sampleSize : tables_.sizes.count)),
       fileBytes_(fileBytes),
@@ -79,14 +79,14 @@ std::uint32_t Mp4TableSamples::samplesInChunk() const {
     return static_cast<std::uint32_t>(number(tables_.chunks, entry_ * kChunkEntry + kNumber, kNumber));
 }
 
-/** The first chunk, counted from 0, that no longer belongs to the entry. */
+/** The first chunk, counted from 0, behind those of the current entry. */
 std::uint64_t Mp4TableSamples::chunkLimit() const {
     if (entry_ + 1 >= tables_.chunks.count) return tables_.offsets.count;
     const std::uint64_t next = number(tables_.chunks, (entry_ + 1) * kChunkEntry, kNumber);
     return std::clamp<std::uint64_t>(next, 1, tables_.offsets.count + 1) - 1;
 }
 
-/** Goes on to the chunk that has the next sample; false when there is none. */
+/** Moves to the chunk with the next sample; false when there is none. */
 bool Mp4TableSamples::enterChunk() {
     for (;;) {
         if (entry_ >= tables_.chunks.count || chunk_ >= tables_.offsets.count) return false;
@@ -111,7 +111,7 @@ bool Mp4TableSamples::next(Mp4Sample& sample) {
     sample.offset = at_;
     sample.time = time_;
     sample.duration = durations_.next();
-    // Of version 0 they are unsigned, but nobody means one beyond a signed number's.
+    // Unsigned in version 0, but real values fit into a signed number.
     sample.shift = static_cast<std::int32_t>(shifts_.next());
     ++sample_;
     const auto key = keyAt(key_);
@@ -123,7 +123,7 @@ bool Mp4TableSamples::next(Mp4Sample& sample) {
     return true;
 }
 
-/** The number of the key sample at a place of their table, counted from 0. */
+/** The number, counted from 0, of the key sample at a position of `keys`. */
 std::optional<std::uint64_t> Mp4TableSamples::keyAt(std::uint64_t place) const {
     if (!tables_.keys || place >= tables_.keys->count) return std::nullopt;
     const std::uint64_t sample = number(*tables_.keys, place * kNumber, kNumber);
@@ -139,7 +139,7 @@ void Mp4TableSamples::moveTo(std::uint64_t sample) {
     while (sample_ < wanted) {
         inChunk_ = 0;
         if (!enterChunk()) break;
-        // Whole chunks of an entry at once, as there may be as many as samples.
+        // All whole chunks of an entry at once: there may be as many chunks as samples.
         const std::uint64_t inEach = samplesInChunk();
         const std::uint64_t chunks = std::min(chunkLimit() - chunk_, (wanted - sample_) / inEach);
         chunk_ += chunks;

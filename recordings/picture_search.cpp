@@ -13,23 +13,23 @@ namespace {
 
 constexpr std::uint64_t kLengthBytes = 4;
 constexpr std::uint64_t kMaxParameterSet = 1024;
-/** H.264 has at most so many bytes in a block of 16 x 16 pixels (ITU-T H.264, A.3.1). */
+/** Maximum bytes of a macroblock of 16 x 16 pixels (ITU-T H.264, A.3.1). */
 constexpr std::uint64_t kMaxBlock = 400;
 constexpr int kBlockEdge = 16;
-/** Where the first parameter sets are at the latest: behind the sound of the first seconds. */
+/** Bytes in which the first parameter sets must begin: audio of the first seconds may precede them. */
 constexpr std::uint64_t kMaxBeginning = 1 << 20;
-/** Within so many bytes behind a picture comes the next: the sound of four seconds at 128 kbit/s. */
-constexpr std::uint64_t kFollowing = 64 << 10;
-/** So many zeroes are a hole in a file: the smallest piece that every disk writes whole. */
-constexpr std::uint64_t kHole = 512;
-/** Read at a time. */
+/** Maximum bytes between two pictures: four seconds of audio at 128 kbit/s. */
+constexpr std::uint64_t kMaxGap = 64 << 10;
+/** Consecutive zero bytes that make a hole in a file: a sector that was not written. */
+constexpr std::uint64_t kMinHole = 512;
+/** Bytes read at a time. */
 constexpr std::uint64_t kPieceSize = 64 << 10;
-/** How often a byte may be read: bytes that lie could have the same ones read over and over. */
+/** Bytes read per byte of the file, on average: damaged data could have bytes read over and over. */
 constexpr std::uint64_t kMaxReadsOfByte = 32;
-/** Pictures of a day at 60 in a second, and for 32 bits of their count more than enough. */
-constexpr std::size_t kMostPictures = 6'000'000;
+/** More than a day at 60 pictures per second; the indexes of links have 32 bits. */
+constexpr std::size_t kMaxPictures = 6'000'000;
 
-/** Kinds of slices, each of which has two numbers. */
+/** slice_type has two numbers for each of these. */
 constexpr std::uint32_t kDistinctSliceKinds = 5;
 constexpr std::uint32_t kBidirectional = 1;
 
@@ -37,7 +37,7 @@ struct Unit {
     std::uint64_t begin; /**< behind its length */
     std::uint64_t bytes;
     UnitKind kind;
-    Bytes head; /**< its first bytes */
+    Bytes head; /**< its first bytes, at most kSliceHeadBytes */
     std::uint64_t end() const { return begin + bytes; }
 };
 
@@ -48,13 +48,13 @@ struct Picture {
     std::uint64_t end() const { return found.offset + found.bytes; }
 };
 
-/** What looks like a picture, with the longest row of those that lead to it. */
+/** A possible picture, and the longest chain of pictures that it continues. */
 struct Link {
     FoundPicture found;
-    std::uint32_t nextNumber; /**< of the picture behind it, unless that is a key frame */
-    std::uint32_t previous;   /**< kNone: it begins the row */
-    std::uint32_t count;      /**< pictures of the row, with this one */
-    std::uint64_t bytes;      /**< theirs */
+    std::uint32_t nextNumber; /**< frame number of the next picture, unless that is a key frame */
+    std::uint32_t previous;   /**< kNone: it begins the chain */
+    std::uint32_t count;      /**< pictures of the chain, with this one */
+    std::uint64_t bytes;      /**< of these pictures */
     std::uint64_t end() const { return found.offset + found.bytes; }
     bool isBetterThan(const Link& other) const {
         return count != other.count ? count > other.count : bytes > other.bytes;
@@ -62,16 +62,16 @@ struct Link {
 };
 constexpr std::uint32_t kNone = UINT32_MAX;
 
-/** A hole in a file may be long. */
+/** Whether all bytes are zero. Holes in a file may be long, so this must be fast. */
 bool isEmpty(ByteSpan bytes) {
     return bytes.empty() ||
            (bytes[0] == 0 && std::memcmp(bytes.data(), bytes.data() + 1, bytes.size() - 1) == 0);
 }
 
 /**
- * Finds pictures between which there is sound, whose packets have no beginning that could be told. Sound
- * looks like a picture now and then, and hides the one behind it when it is taken for one. The longest row of
- * pictures with frame numbers that follow each other is the film.
+ * Finds pictures interleaved with audio, whose packets have no recognisable beginning. Audio sometimes looks
+ * like a picture, and would hide the one behind it if it were taken for one. The longest chain of pictures
+ * with consecutive frame numbers is the video.
  */
 class PictureSearch {
   public:
@@ -79,12 +79,12 @@ class PictureSearch {
 
     std::optional<RebuiltIndex> run() {
         if (!findParameterSets()) return std::nullopt;
-        rows_.resize(std::size_t{1} << set_.frameNumberBits, kNone);
+        chains_.resize(std::size_t{1} << set_.frameNumberBits, kNone);
         forEachCandidate(first_, file_.size(), [this](std::uint64_t at) {
             if (const auto picture = pictureAt(at)) link(*picture);
-            return links_.size() == kMostPictures;
+            return links_.size() == kMaxPictures;
         });
-        const std::vector<FoundPicture> pictures = longestRow();
+        const std::vector<FoundPicture> pictures = longestChain();
         if (pictures.empty()) return std::nullopt;
         RebuiltIndex rebuilt;
         rebuilt.index = plainIndex(set_, sequenceSet_, pictureSet_, pictures);
@@ -104,11 +104,11 @@ class PictureSearch {
         read_ += bytes.size();
         return bytes;
     }
-    bool isTired() const { return read_ > kMaxReadsOfByte * file_.size(); }
+    bool isOverBudget() const { return read_ > kMaxReadsOfByte * file_.size(); }
 
     std::optional<Unit> unitAt(std::uint64_t at) const {
         const Bytes bytes = read(at, kLengthBytes + kSliceHeadBytes);
-        if (bytes.size() <= kLengthBytes || isTired()) return std::nullopt;
+        if (bytes.size() <= kLengthBytes || isOverBudget()) return std::nullopt;
         const std::uint64_t length = bigEndian(bytes, 0, kLengthBytes);
         const auto kind = unitKind(bytes[kLengthBytes]);
         const std::uint64_t begin = at + kLengthBytes;
@@ -140,23 +140,23 @@ class PictureSearch {
         });
     }
 
-    /** Calls `visit` for each place where a unit might begin, until it is true; whether it was. */
+    /** Calls `visit` where a unit might begin, until it returns true; returns whether it did. */
     template <class Visit>
     bool forEachCandidate(std::uint64_t begin, std::uint64_t end, Visit&& visit) const {
         for (std::uint64_t at = begin; at < end; at += kPieceSize) {
-            if (isTired()) return false;
+            if (isOverBudget()) return false;
             const Bytes bytes = read(at, std::min(kPieceSize, end - at) + kLengthBytes);
             if (isEmpty(bytes)) continue;
             for (std::size_t i = 0; i + kLengthBytes < bytes.size(); ++i) {
                 zeroes_ = bytes[i] == 0 ? zeroes_ + 1 : 0;
-                if (zeroes_ >= kHole) holeEnd_ = at + i;
+                if (zeroes_ >= kMinHole) holeEnd_ = at + i;
                 if (bytes[i] == 0 && unitKind(bytes[i + kLengthBytes]) && visit(at + i)) return true;
             }
         }
         return false;
     }
 
-    /** The whole picture that begins at `at`. */
+    /** The complete picture that begins at `at`. */
     std::optional<Picture> pictureAt(std::uint64_t at) const {
         std::optional<Picture> picture;
         std::uint64_t end = at;
@@ -166,7 +166,7 @@ class PictureSearch {
             if (unit->kind == UnitKind::slice || unit->kind == UnitKind::keySlice) {
                 const auto slice = readSliceHead(unit->head, set_);
                 const bool isKey = unit->kind == UnitKind::keySlice;
-                // Pictures that are shown before others need times that only the index had.
+                // Reordered pictures (B frames) need times that only the index had.
                 if (!slice || slice->kind % kDistinctSliceKinds == kBidirectional) break;
                 if (!picture) {
                     if (slice->firstBlock != 0 || (isKey && slice->frameNumber != 0)) break;
@@ -186,10 +186,10 @@ class PictureSearch {
         return picture;
     }
 
-    /** Takes a picture behind the longest row that it may follow. */
+    /** Appends a picture to the longest chain that it may follow. */
     void link(const Picture& picture) {
-        endRows(picture.found.offset);
-        const std::uint32_t previous = picture.found.isKey ? longest_ : rows_[picture.frameNumber];
+        endChains(picture.found.offset);
+        const std::uint32_t previous = picture.found.isKey ? longest_ : chains_[picture.frameNumber];
         if (!picture.found.isKey && !isNext(picture, previous)) return;
         if (!isCoded(picture)) return;
         Link link{picture.found, numberAfter(picture), previous, 1, picture.found.bytes};
@@ -201,27 +201,27 @@ class PictureSearch {
         open_.emplace(link.end(), static_cast<std::uint32_t>(links_.size() - 1));
     }
 
-    /** Behind a hole pictures go on with a key frame: the others refer to what is lost. */
+    /** Behind a hole a chain continues with a key frame only: other pictures refer to lost ones. */
     bool isNext(const Picture& picture, std::uint32_t previous) const {
         if (previous == kNone) return false;
         const std::uint64_t end = links_[previous].end();
-        return picture.found.offset - end <= kFollowing && holeEnd_ <= end;
+        return picture.found.offset - end <= kMaxGap && holeEnd_ <= end;
     }
 
-    /** Takes the rows that end before `place` for those that a picture there may follow. */
-    void endRows(std::uint64_t place) {
+    /** Makes the chains that end at or before `place` available to a picture there. */
+    void endChains(std::uint64_t place) {
         for (; !open_.empty() && open_.top().first <= place; open_.pop()) {
             const std::uint32_t ended = open_.top().second;
             const Link& link = links_[ended];
             if (longest_ == kNone || link.isBetterThan(links_[longest_])) longest_ = ended;
-            std::uint32_t& row = rows_[link.nextNumber];
-            if (row == kNone || place - links_[row].end() > kFollowing || link.isBetterThan(links_[row]))
-                row = ended;
+            std::uint32_t& chain = chains_[link.nextNumber];
+            if (chain == kNone || place - links_[chain].end() > kMaxGap || link.isBetterThan(links_[chain]))
+                chain = ended;
         }
     }
 
-    std::vector<FoundPicture> longestRow() {
-        endRows(file_.size());
+    std::vector<FoundPicture> longestChain() {
+        endChains(file_.size());
         std::vector<FoundPicture> pictures;
         for (std::uint32_t at = longest_; at != kNone; at = links_[at].previous)
             pictures.push_back(links_[at].found);
@@ -229,12 +229,12 @@ class PictureSearch {
         return pictures;
     }
 
-    /** The frame number behind a picture, unless a key frame follows (7.4.3). */
+    /** The frame number of the next picture, unless that is a key frame (7.4.3). */
     std::uint32_t numberAfter(const Picture& picture) const {
         return (picture.frameNumber + (picture.isReference ? 1 : 0)) % (1U << set_.frameNumberBits);
     }
 
-    /** Whether a picture has nothing in it that H.264 keeps out of units (7.4.1), and sound does not. */
+    /** Whether a picture contains none of the byte sequences that NAL units exclude (7.4.1); audio may. */
     bool isCoded(const Picture& picture) const {
         const Bytes bytes = read(picture.found.offset, picture.found.bytes);
         for (std::size_t begin = kLengthBytes; begin < bytes.size();) {
@@ -251,24 +251,24 @@ class PictureSearch {
     const FileBytes& file_;
     const std::uint64_t begin_;
     mutable std::uint64_t read_ = 0;    /**< bytes */
-    mutable std::uint64_t zeroes_ = 0;  /**< up to the place that is searched */
-    mutable std::uint64_t holeEnd_ = 0; /**< of the last hole */
+    mutable std::uint64_t zeroes_ = 0;  /**< consecutive ones up to the current place */
+    mutable std::uint64_t holeEnd_ = 0; /**< end of the last hole */
     std::uint64_t first_ = 0;           /**< where the first parameter sets are */
     std::uint64_t maxUnit_ = kMaxParameterSet;
     SequenceSet set_;
     Bytes sequenceSet_;
     Bytes pictureSet_;
-    std::vector<Link> links_;         /**< by their places */
-    std::vector<std::uint32_t> rows_; /**< for each frame number the longest row that it may continue */
-    std::uint32_t longest_ = kNone;   /**< of the rows that have ended */
+    std::vector<Link> links_;           /**< sorted by offset */
+    std::vector<std::uint32_t> chains_; /**< by frame number: longest chain that it may continue */
+    std::uint32_t longest_ = kNone;     /**< of the ended chains */
     using End = std::pair<std::uint64_t, std::uint32_t>;
-    std::priority_queue<End, std::vector<End>, std::greater<>> open_; /**< pictures by their ends */
+    std::priority_queue<End, std::vector<End>, std::greater<>> open_; /**< pictures, first by their ends */
 };
 
-/** Data that were never finished. */
+/** Media data whose size was never written. */
 struct OpenData {
-    std::uint64_t
-        begin; /**< of their header, or of the empty box before it that is to make room for a longer one */
+    /** Of the header, or of the empty box in front of it that reserves room for a longer one. */
+    std::uint64_t begin;
     std::uint64_t contents;
 };
 

@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::size_t kBoxSizeBytes = 4;
 
-/** Bytes that grow at their end. */
+/** Appends numbers, text and boxes to bytes. */
 class Writer {
   public:
     void number(std::uint64_t value, int bytes) {
@@ -52,7 +52,7 @@ class Writer {
     Bytes bytes_;
 };
 
-/** ISO/IEC 14496-12, 8.2.2; times of making are left out. */
+/** ISO/IEC 14496-12, 8.2.2; creation and modification times are 0. */
 void writeMovieHeader(Writer& out, const SequenceSet& set, std::uint64_t length) {
     out.fullBox("mvhd", 1, 0, [&] {
         out.zeros(16);
@@ -63,7 +63,7 @@ void writeMovieHeader(Writer& out, const SequenceSet& set, std::uint64_t length)
         out.zeros(10);
         out.matrix();
         out.zeros(24);
-        out.number(2, 4);  // the next track
+        out.number(2, 4);  // next_track_ID
     });
 }
 
@@ -71,7 +71,7 @@ void writeTrackHeader(Writer& out, const SequenceSet& set, std::uint64_t length)
     constexpr std::uint32_t kEnabled = 3;
     out.fullBox("tkhd", 1, kEnabled, [&] {
         out.zeros(16);
-        out.number(1, 4);  // its number
+        out.number(1, 4);  // track_ID
         out.zeros(4);
         out.number(length, 8);
         out.zeros(16);
@@ -111,14 +111,14 @@ void writeDescription(Writer& out, const SequenceSet& set, ByteSpan sequenceSet,
             out.zeros(4);
             out.number(1, 2);
             out.zeros(32);
-            out.number(24, 2);  // bits of a pixel
+            out.number(24, 2);  // bits per pixel
             out.number(0xffff, 2);
             writeSettings(out, sequenceSet, pictureSet);
         });
     });
 }
 
-/** Each picture is a chunk of its own, as sound lies between them. */
+/** Each picture is a chunk of its own: audio lies between them. */
 void writeTables(Writer& out, const SequenceSet& set, const std::vector<FoundPicture>& pictures) {
     out.fullBox("stts", 0, 0, [&] {
         out.number(1, 4);
@@ -192,7 +192,7 @@ Bytes dataHeader(std::uint64_t room, std::uint64_t size) {
     constexpr std::uint64_t kShort = 8;
     Bytes header = boxHeader("mdat", size);
     if (header.size() > room) return {};
-    // A player skips a long size that is not needed as well as an empty box, but nothing else.
+    // Only a long size or an empty box can fill the room: players accept both, but nothing else there.
     if (header.size() < room) {
         header = boxHeader("free", kShort);
         const Bytes data = boxHeader("mdat", size - kShort);

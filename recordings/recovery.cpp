@@ -39,7 +39,7 @@ std::string freeName(const std::string& wanted) {
     return withNumber(wanted, number);
 }
 
-/** End of the last byte that is not zero. */
+/** End of the last nonzero byte at or behind `begin`; `begin` without one. */
 std::uint64_t endOfContent(const FileBytes& file, std::uint64_t begin) {
     std::uint64_t end = file.size();
     while (end > begin) {
@@ -90,10 +90,10 @@ void makeAll(const std::vector<Repair>& repairs, FileLayer::File& file) {
         if (repair.isLast) make(repair, file);
 }
 
-/** What the header of a fragmented file is to tell, and where its fragments end; nothing for a file of
- * another kind, which players need neither to play. */
+/** The index for the header of a fragmented file, and where its fragments end; nothing for other files, which
+ * do not need it. */
 std::optional<std::pair<HeadIndex, std::uint64_t>> headIndexOf(const std::string& path) try {
-    /** That of a recording, with all places that it keeps, is below 24 KiB. */
+    /** The header of a recording, with all reserved places, takes less than 24 KiB. */
     constexpr std::uint64_t kMaxHead = 256 << 10;
     const FileBytes file(path);
     HeadIndex index(file.read(0, kMaxHead));

@@ -6,10 +6,10 @@ namespace recordings {
 
 namespace {
 
-/** The smallest piece that a disk writes. Of zeros in a row sound has at most a quarter of that. */
+/** Bytes that a disk writes at once. Audio has at most a quarter as many consecutive zeros. */
 constexpr int kSectorSize = 512;
 
-/** Whether no bytes are in a unit that the escaping of start codes keeps out of it. */
+/** Whether a NAL unit contains none of the byte sequences that emulation prevention excludes. */
 bool isWholeUnit(ByteSpan unit) {
     if (unit.empty() || unit.back() == 0) return false;
     for (std::size_t i = 0; i + 2 < unit.size(); ++i) {
@@ -35,7 +35,7 @@ bool isWholePicture(ByteSpan sample, std::size_t lengthBytes) {
 }
 
 bool isWholeSound(ByteSpan sample) {
-    // Its end is marked by three ones, and a sector without any sample's end lies within one sample.
+    // An AAC access unit ends with three one bits, so that a sector of zeros lies within one access unit.
     if (sample.empty() || sample.back() == 0) return false;
     return std::search_n(sample.begin(), sample.end(), kSectorSize, std::uint8_t{0}) == sample.end();
 }

@@ -22,10 +22,10 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::string_view kSuffix = ".part";
-/** Process, time and count. */
+/** In a name: process id, time and count. */
 constexpr int kNumbers = 3;
 
-/** Takes "_" and a number off the end of a name. */
+/** Removes "_" and a number from the end of a name. */
 std::optional<long long> takeNumber(std::string_view& name) {
     const std::size_t line = name.rfind('_');
     if (line == name.npos) return std::nullopt;
@@ -37,7 +37,7 @@ std::optional<long long> takeNumber(std::string_view& name) {
     return number;
 }
 
-/** The process that a temporary name tells; nothing for any other name. */
+/** The process id in a temporary name; nothing for any other name. */
 std::optional<pid_t> processOf(std::string_view name) {
     if (!name.starts_with('.') || !name.ends_with(kSuffix)) return std::nullopt;
     name.remove_suffix(kSuffix.size());
@@ -47,7 +47,7 @@ std::optional<pid_t> processOf(std::string_view name) {
         if (!number) return std::nullopt;
     }
     const auto process = static_cast<pid_t>(*number);
-    // 0 and less are groups of processes.
+    // For kill(), 0 and negative numbers are process groups.
     const bool isKind = name == ".picture" || name == ".rest";
     return isKind && process > 0 && process == *number ? std::optional(process) : std::nullopt;
 }
@@ -80,7 +80,7 @@ std::vector<std::string> abandonedIn(const std::string& folder) {
 }
 
 bool removeAbandoned(const std::string& path, bool planned) {
-    // A process in a container has another number there.
+    // The process may run in another PID namespace, where it has another id.
     if (isBeingWritten(path)) return false;
     std::string reason;
     if (!planned && !FileLayer::current().remove(path, reason)) throw Failure("cannot remove " + reason);

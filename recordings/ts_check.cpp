@@ -13,7 +13,7 @@ using Kind = Damage::Kind;
 
 constexpr std::uint64_t kPacketSize = 188;
 constexpr std::uint64_t kPacketsPerRead = 4096;
-/** Number of consecutive sync bytes that rule out a coincidence. */
+/** Consecutive packets that rule out a coincidence. */
 constexpr std::uint64_t kPacketsInARow = 5;
 /** Bytes in which to search for packets when a file does not begin with one. */
 constexpr std::uint64_t kSearchRange = 1 << 20;
@@ -56,7 +56,7 @@ bool beginsUnit(ByteSpan packet) {
     return packet[1] & 0x40 && payload.size() > 3 && bigEndian(payload, 0, 3) == 1;
 }
 
-/** Whether a packet is filled up, as the last one of a picture or of sound is, save for one in 184. */
+/** Whether a packet has stuffing, as the last one of a PES packet has, except for one in 184. */
 bool isFilledUp(ByteSpan packet) {
     if (!(packet[3] & 0x20)) return false;
     const unsigned length = packet[4];
@@ -68,14 +68,15 @@ bool isFilledUp(ByteSpan packet) {
     return !others && (length > known || flags == 0);
 }
 
-/** What a disk has not written reads as zeros, and without a sync byte at the latest in the packet after the
- * one in which it begins. That one belongs to a picture that is damaged anyway, or to sound behind it. */
+/** Sectors that were not written read as zeros, so that the sync byte is missing at the latest in the packet
+ * after the one in which they begin. That one belongs to a picture that is damaged anyway, or to audio behind
+ * it. */
 bool isPacket(ByteSpan packet) {
-    // One with neither contents nor fields there is not, unless a null packet was written in part.
+    // No packet lacks both payload and adaptation field, except a null packet written in part.
     return packet.size() == kPacketSize && packet[0] == kSync && packet[3] & 0x30;
 }
 
-/** Whether packets follow one another at `at` in some bytes, as far as these go. */
+/** Whether consecutive packets begin at `at`, as far as the bytes go. */
 bool isInStep(ByteSpan bytes, std::uint64_t at) {
     std::uint64_t packets = 0;
     for (; packets < kPacketsInARow && at + kPacketSize <= bytes.size(); ++packets, at += kPacketSize) {
@@ -84,10 +85,10 @@ bool isInStep(ByteSpan bytes, std::uint64_t at) {
     return packets > 0;
 }
 
-/** The first packet at `begin` or behind it; the end of the file when there is none. */
+/** The first packet at or behind `begin`; the end of the file when there is none. */
 std::uint64_t findPacket(const FileBytes& file, std::uint64_t begin, std::uint64_t end) {
     constexpr std::uint64_t kRow = kPacketSize * kPacketsInARow;
-    // Little, as there may be many damages.
+    // Small, as there may be many damaged parts.
     constexpr std::uint64_t kWindow = kPacketSize * 64;
     for (std::uint64_t at = begin; at < end; at += kWindow) {
         const Bytes bytes = file.read(at, kWindow + kRow);
@@ -105,7 +106,7 @@ class TsChecker {
     RecordingCheck check() {
         for (std::uint64_t at = 0; at < file_.size();) {
             at = takePackets(at);
-            if (at < file_.size()) at = passOver(at);
+            if (at < file_.size()) at = skipDamage(at);
         }
         if (pictures_ < 2) return {State::unplayable, 0, 0, "no complete picture", {}, {}};
         const double seconds = first_ && last_ ? static_cast<double>(*last_ - *first_) / kTicksPerSecond : 0;
@@ -120,7 +121,7 @@ class TsChecker {
     }
 
   private:
-    /** Goes through packets as long as there are any; where it ends. */
+    /** Takes consecutive packets; returns where they end. */
     std::uint64_t takePackets(std::uint64_t at) {
         while (at < file_.size()) {
             const Bytes bytes = file_.read(at, kPacketSize * kPacketsPerRead);
@@ -154,9 +155,9 @@ class TsChecker {
         return inStep && std::ranges::all_of(ended_, [](const auto& stream) { return stream.second; });
     }
 
-    /** Goes on at the next packet; where it is in step with those before, what lies between becomes packets
-     * that a player skips, as it gives up on too many bytes that are none. */
-    std::uint64_t passOver(std::uint64_t at) {
+    /** Continues at the next packet. When it is aligned with those before, the bytes between become null
+     * packets: players skip these, but give up after too many bytes that are not packets. */
+    std::uint64_t skipDamage(std::uint64_t at) {
         const std::uint64_t next = findPacket(file_, at, file_.size());
         damages_.push_back({Kind::fragment, at, next});
         const std::uint64_t between = next - at;
@@ -166,10 +167,10 @@ class TsChecker {
     }
 
     const FileBytes& file_;
-    std::uint64_t lastPicture_ = 0; /**< where it begins: what is before it is whole */
+    std::uint64_t lastPicture_ = 0; /**< where it begins: everything before it is complete */
     std::uint64_t pictures_ = 0;
     std::optional<std::uint64_t> first_, last_;
-    std::map<std::uint64_t, bool> ended_; /**< by stream: whether its last picture or sound is all there */
+    std::map<std::uint64_t, bool> ended_; /**< by PID: whether its last PES packet is complete */
     std::vector<Damage> damages_;
     std::vector<Repair> repairs_;
 };
@@ -181,7 +182,7 @@ bool isTs(const FileBytes& file) {
     if (!bytes.empty() && bytes[0] == kSync && (bytes.size() <= kPacketSize || bytes[kPacketSize] == kSync))
         return true;
     const std::uint64_t at = findPacket(file, 0, std::min(kSearchRange, file.size()));
-    // The last ones alone would be few.
+    // Near the end of a file, fewer packets than that could be a coincidence.
     return at < std::min(kSearchRange, file.size()) && file.size() - at >= kPacketSize * kPacketsInARow;
 }
 
