@@ -1,10 +1,10 @@
 /**
- * VNAacEncode and VNAacDecode of ten minutes of stereo at 48 kHz beside the same calls of libavcodec made
- * directly. The direct encoder is given the planar floats that libavcodec takes and writes no ADTS headers;
- * converting and writing them counts as the API's cost. Of the direct decoder there are two ratios: to one
- * that makes 16-bit samples of the planar floats by libswresample, as VNAacDecode has to, and to one that
- * leaves the floats where they are. The sides take turns of a second of sound within the run. A ratio is the
- * median of those of the turns; allocations are counted over all turns but the first.
+ * VNAacEncode and VNAacDecode of ten minutes of stereo at 48 kHz, compared with direct calls of libavcodec.
+ * The direct encoder is given the planar floats that libavcodec takes and writes no ADTS headers: converting
+ * and writing them counts as the API's cost. Decoding is compared with two direct decoders: one converts the
+ * planar floats to 16-bit samples by libswresample, as VNAacDecode has to, the other leaves them as they are.
+ * The sides alternate in turns of a second of audio. A ratio is the median of the turns' ratios; the first
+ * turns are not measured.
  *
  *   bench_aac_cost [SECONDS]
  *
@@ -38,11 +38,11 @@ namespace {
 constexpr int kRate = 48000;
 constexpr int kChannels = 2;
 constexpr int kBitRate = 128'000;
-constexpr int kUnit = 1024;                          // samples of each channel
-constexpr int kBlockBytes = kUnit * kChannels * 2;   // 16-bit samples
-constexpr int kMostUnitBytes = 768 * kChannels + 7;  // with the ADTS header
-constexpr int kTurnBlocks = 45;                      // about a second of sound
-constexpr int kWarmTurns = 4;                        // what buffers grow in is not counted
+constexpr int kUnit = 1024;                         // samples of each channel
+constexpr int kBlockBytes = kUnit * kChannels * 2;  // 16-bit samples
+constexpr int kMaxUnitBytes = 768 * kChannels + 7;  // with the ADTS header
+constexpr int kTurnBlocks = 45;                     // about a second of sound
+constexpr int kWarmTurns = 4;                       // not measured: buffers still grow
 constexpr std::size_t kAdtsHeader = 7;
 
 using Block = std::array<std::int16_t, kUnit * kChannels>;
@@ -61,9 +61,9 @@ double cpuSeconds() {
     return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
 }
 
-/** Adds up what one side has cost. */
+/** Time and allocations of one side. */
 struct Cost {
-    std::vector<double> turns;  // seconds of each
+    std::vector<double> turns;  // CPU seconds of each
     std::size_t allocations = 0;
 
     template <class Work>
@@ -108,7 +108,7 @@ class Direct {
         must(av_frame_get_buffer(frame_.get(), 0) >= 0, "no memory");
     }
 
-    /** @param unit out: what came out; empty for nothing, as for the first block */
+    /** @param unit out: the access unit; empty when there is none yet, as for the first block */
     void encode(const Planes& planes, Unit& unit) {
         must(av_frame_make_writable(frame_.get()) >= 0, "no memory");
         for (std::size_t channel = 0; channel < planes.size(); ++channel)
@@ -124,7 +124,7 @@ class Direct {
     }
 
     /**
-     * @param unit  followed by the zeros that the decoder may read
+     * @param unit  with AV_INPUT_BUFFER_PADDING_SIZE zeros at its end
      * @param block out: its samples; null to leave them unconverted
      */
     int decode(const Unit& unit, Block* block) {
@@ -197,7 +197,7 @@ class Music {
     std::uniform_real_distribution<double> noise_{-200, 200};
 };
 
-/** Both sides of both directions, a turn at a time. */
+/** Runs both sides of both directions, one turn at a time. */
 class Comparison {
   public:
     void turn() {
@@ -232,14 +232,14 @@ class Comparison {
         for (std::size_t i = 0; i < kTurnBlocks; ++i) {
             int consumed = 0;
             lengths_[i] = VNAacEncode(encoder_, blocks_[i].data(), kBlockBytes, &consumed, coded_[i].data(),
-                                      kMostUnitBytes);
+                                      kMaxUnitBytes);
             if (lengths_[i] < 0 || consumed != kBlockBytes) must(false, "VNAacEncode failed");
         }
     }
     void encodeDirectly() {
         for (std::size_t i = 0; i < kTurnBlocks; ++i) directEncoder_.encode(planes_[i], units_[i]);
     }
-    /** The two sides have done the same work. Makes the units ready for both decoders. */
+    /** Checks that both sides made the same access units, and pads these for the decoders. */
     void compareUnits() {
         for (std::size_t i = 0; i < kTurnBlocks; ++i) {
             const auto length = static_cast<std::size_t>(lengths_[i]);
@@ -278,17 +278,17 @@ class Comparison {
     int turns_ = 0;
     std::vector<Block> blocks_ = std::vector<Block>(kTurnBlocks);
     std::vector<Planes> planes_ = std::vector<Planes>(kTurnBlocks);
-    std::vector<std::array<std::uint8_t, kMostUnitBytes>> coded_ =
-        std::vector<std::array<std::uint8_t, kMostUnitBytes>>(kTurnBlocks);
+    std::vector<std::array<std::uint8_t, kMaxUnitBytes>> coded_ =
+        std::vector<std::array<std::uint8_t, kMaxUnitBytes>>(kTurnBlocks);
     std::array<int, kTurnBlocks> lengths_{};
-    std::vector<Unit> units_ = std::vector<Unit>(kTurnBlocks, Unit(2 * kMostUnitBytes));
+    std::vector<Unit> units_ = std::vector<Unit>(kTurnBlocks, Unit(2 * kMaxUnitBytes));
 };
 
 double sum(const Cost& cost) {
     return std::accumulate(cost.turns.begin(), cost.turns.end(), 0.0);
 }
 
-/** Median of the ratios of the turns: the two sides of a turn find the machine in the same state. */
+/** Median of the turns' ratios: both sides of a turn run under the same conditions. */
 double ratio(const Cost& ours, const Cost& direct) {
     std::vector<double> ratios;
     for (std::size_t i = 0; i < ours.turns.size(); ++i) ratios.push_back(ours.turns[i] / direct.turns[i]);

@@ -1,5 +1,5 @@
-// Replaces the allocation functions of the C library in the whole process by ones that count; those of C++
-// use them.
+// Replaces the allocation functions of the C library in the whole process with counting ones; operator new
+// uses them.
 #include "allocation_count.h"
 
 #include <atomic>

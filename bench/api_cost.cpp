@@ -1,6 +1,6 @@
 /**
- * Cost of the C interface: each call beside the framework call that it makes. The last lines give the ratio
- * and the difference of the medians.
+ * Cost of the C interface: each call compared with the framework call that it makes. The last lines give the
+ * ratio and the difference of the medians.
  */
 #include <benchmark/benchmark.h>
 
@@ -24,7 +24,7 @@ using namespace kep::api::streaming;
 using common::frame_t;
 
 constexpr int kFrameBytes = 16 * 1024;
-/** Exceeds a level-2 cache: a frame comes from another core's encoder, not from the reader's cache. */
+/** Together larger than a level-2 cache: real frames come from another core's encoder. */
 constexpr std::size_t kFrames = 512;
 
 class Source : public virtual common::IStreamControl, public kep::stream::IStatus, public IH264Source {
@@ -106,7 +106,7 @@ double timeOf(Call call) {
     return std::chrono::duration<double, std::nano>(Clock::now() - begin).count();
 }
 
-/** VNRead and the direct pull and copy in turn, so that changes of the machine's speed affect both. */
+/** Alternates VNRead and the direct pull and copy, so that changes of the machine's speed affect both. */
 double readRatio() {
     common::IStreamOutput* output = source;
     benchmark::DoNotOptimize(output);
@@ -132,7 +132,7 @@ void setByApi(benchmark::State& state) {
 
 }  // namespace
 
-// The plug-in's calls of the factory end here.
+// Replaces the framework's factory for the plug-in.
 IH264Source* IH264Source::CreateNew(const char*) {
     return source = new Source;
 }

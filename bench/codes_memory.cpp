@@ -1,4 +1,4 @@
-// Memory of the reader of codes over many pictures, every other one with a code, each moved a little.
+// Memory growth of the code reader over many pictures, every other one with a code, at changing places.
 //
 //   bench_codes_memory PICTURE [COUNT]    a raw grey picture of 640x360 with one code; 100000 pictures
 #include <cstdint>
@@ -15,9 +15,9 @@ namespace {
 
 constexpr int kWidth = 640;
 constexpr int kHeight = 360;
-/** Rows above which the picture begins, differently each time. */
+/** Vertical offsets of the picture, in rows; consecutive pictures have different ones. */
 constexpr int kPlaces = 16;
-/** Pictures until what is allocated once has been. */
+/** Pictures before the measurement, during which one-time allocations are made. */
 constexpr int kWarmUp = 1000;
 
 }  // namespace

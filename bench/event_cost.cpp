@@ -1,4 +1,4 @@
-/** How long VNRecordEventServiceTrigger keeps its caller, while clips of earlier calls are being written. */
+/** How long VNRecordEventServiceTrigger blocks its caller while clips of earlier calls are being written. */
 #include <unistd.h>
 
 #include <algorithm>
@@ -18,8 +18,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr int kCalls = 200;
-constexpr std::chrono::milliseconds kBetween(50);
-constexpr std::chrono::seconds kPatience(60);
+constexpr std::chrono::milliseconds kPause(50);
+constexpr std::chrono::seconds kTimeout(60);
 
 std::atomic<int> written{0};
 
@@ -28,13 +28,13 @@ void count(const char* message) {
 }
 
 bool awaitClips(int clips) {
-    const auto limit = Clock::now() + kPatience;
+    const auto limit = Clock::now() + kTimeout;
     while (written < clips && Clock::now() < limit)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     return written >= clips;
 }
 
-/** The times of the calls in milliseconds; empty when something failed. */
+/** The times of the calls in milliseconds; empty on failure. */
 std::vector<double> callTimes(int service, const std::string& folder) {
     std::vector<double> times;
     for (int i = 0; i <= kCalls; ++i) {
@@ -42,9 +42,9 @@ std::vector<double> callTimes(int service, const std::string& folder) {
         const auto start = Clock::now();
         if (VNRecordEventServiceTrigger(service, url.c_str(), 1, 1) != VNRES_SUCCEED) return {};
         times.push_back(std::chrono::duration<double, std::milli>(Clock::now() - start).count());
-        // The first clip shows that pictures come; the calls that count follow one another closely.
+        // The first clip shows that the camera runs, and is not measured. The other calls follow quickly.
         if (i == 0 && !awaitClips(1)) return {};
-        std::this_thread::sleep_for(kBetween);
+        std::this_thread::sleep_for(kPause);
     }
     times.erase(times.begin());
     return awaitClips(kCalls + 1) ? times : std::vector<double>();

@@ -1,9 +1,9 @@
 /**
- * How long it takes to take a file apart and to seek in it.
+ * Time to demux a file and to seek in it.
  *
- *   bench_file_demux all NAME PATH      seconds for all packets, and what memory they take
- *   bench_file_demux seek NAME PATH     1,000 random seeks: median and 99th percentile up to the first
- * picture
+ *   bench_file_demux all NAME PATH      seconds for all packets, and memory growth
+ *   bench_file_demux seek NAME PATH     1,000 random seeks: median and 99th percentile of the time to the
+ *                                       first picture
  */
 #include <algorithm>
 #include <atomic>
@@ -24,14 +24,14 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr int kSeeks = 1000;
-/** From one key frame to the next in the files that are measured, and a picture more, in milliseconds. */
+/** Key frame interval of the measured files plus one picture, in milliseconds. */
 constexpr std::int64_t kGroup = 534;
 
 std::mutex mutex;
 std::condition_variable changed;
 bool hasEnded = false;
-bool holds = false;  /**< callbacks for pictures wait */
-int pictures = 0;    /**< handed over since the last seek */
+bool holds = false;  /**< callbacks for pictures block */
+int pictures = 0;    /**< delivered since the last seek */
 VNDemuxPacket first; /**< of these */
 Clock::time_point firstAt;
 std::atomic<std::uint64_t> packets{0};

@@ -1,4 +1,4 @@
-/** How long VNGetFMp4Duration takes for the files given as NAME PATH..., and what memory it takes. */
+/** Time and memory growth of VNGetFMp4Duration for the files given as NAME PATH... */
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
@@ -14,7 +14,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kCalls = 51;
 
-/** The median in milliseconds; below 0 when a call fails. */
+/** The median in milliseconds; negative when a call fails. */
 double medianOf(const char* path) {
     std::vector<double> times;
     for (int i = 0; i < kCalls; ++i) {

@@ -1,5 +1,5 @@
 /**
- * The peer's latencies: the same stream through GStreamer, pulled from an appsink.
+ * Latencies of the peer: the same stream by GStreamer, pulled from an appsink.
  *
  *   bench_gst_appsink [STARTS] [FRAMES]
  *

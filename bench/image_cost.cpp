@@ -1,6 +1,6 @@
 /**
- * What it costs to draw 16 zones and a running clock into pictures of 1080p: the image stage alone, and
- * beside the CPU time of the live stream of 30 pictures a second that they are drawn into.
+ * CPU time of drawing 16 zones and a running clock into 1080p pictures: of the image stage alone, and
+ * relative to a live stream at 30 fps.
  *
  *   bench_image_cost [SECONDS]
  *
@@ -42,7 +42,7 @@ double cpuMs() {
     return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) * 1e-6;
 }
 
-/** A zone of 96 by 96 pixels in each of 16 places, and a text whose last figures change with each picture. */
+/** Enables 16 zones of 96 by 96 pixels, and a text whose last digits change with each picture. */
 void draw() {
     for (int zone = 0; zone < 16; ++zone) {
         must(VNZonesSet(zone, 100 + zone * 110, 600, 96, 96, VNRES_COLOR_GRAY) == VNRES_SUCCEED,
@@ -55,7 +55,7 @@ void draw() {
     must(VNStampEnable(1) == VNRES_SUCCEED, "VNStampEnable failed");
 }
 
-/** Milliseconds for a picture. */
+/** CPU milliseconds per picture. */
 double stageCost() {
     ImageStage stage;
     PicturePool pool;
@@ -73,7 +73,7 @@ double stageCost() {
     return (cpuMs() - begin) / kPictures;
 }
 
-/** Milliseconds for a second of a stream into which nothing is drawn. */
+/** CPU milliseconds per second of a stream without drawing. */
 double streamCost(int seconds) {
     int id = 0;
     must(VNAcquire(VNRES_H264_SOURCE, &id) == VNRES_SUCCEED, "VNAcquire failed");

@@ -104,7 +104,7 @@ void cold() {
     std::printf("cold_start_ms %.2f\n", startToFirstFrame());
 }
 
-/** With the first encoder of a process. */
+/** The start of the first encoder in a process. */
 void first() {
     Stream camera(VNRES_YUV_SOURCE, {640, 360});
     camera.start();
@@ -126,8 +126,7 @@ void warm() {
     std::printf("warm_start_ms %.2f\nwarm_start_p90_ms %.2f\n", median(times), percentile(times, 0.9));
 }
 
-/** The test picture is captured on whole frame times of the steady clock, so the clock itself tells the age.
- */
+/** Milliseconds since the last capture, which is at a whole frame time of the steady clock. */
 double sinceCapture() {
     const auto now = Clock::now().time_since_epoch();
     const double ms = std::chrono::duration<double, std::milli>(now % std::chrono::seconds(1)).count();
@@ -161,26 +160,26 @@ void latency(int count) {
                 median(alone), median(ages) - median(alone));
 }
 
-/** Heap in use: unlike resident memory, free of what the allocator keeps for later. */
+/** Heap in use: unlike resident memory, it excludes what the allocator caches. */
 long heapKiB() {
     const auto heap = mallinfo2();
     return static_cast<long>((heap.uordblks + heap.hblkhd) / 1024);
 }
 
 void switching(int count) {
-    // What the board pre-records for events grows for this long and has nothing to do with switches.
-    constexpr std::chrono::seconds kPast(32);
+    // The pre-record buffer for events grows for this long, independently of switches.
+    constexpr std::chrono::seconds kPrerecordTime(32);
     const Size sizes[] = {{1280, 720}, {640, 360}, {1920, 1080}};
     Stream stream(VNRES_H264_SOURCE);
     stream.start();
-    for (const auto begin = Clock::now(); Clock::now() - begin < kPast;) stream.read();
+    for (const auto begin = Clock::now(); Clock::now() - begin < kPrerecordTime;) stream.read();
     std::vector<double> gaps;
     int notKey = 0;
     long memory = 0;
     long heap = 0;
     std::size_t descriptors = 0;
     for (int i = 0; i < count; ++i) {
-        // After a tenth of the run pools and caches are full for every size.
+        // After a tenth of the run the pools and caches for every size are full.
         if (i == count / 10) {
             memory = residentKiB();
             heap = heapKiB();

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-/** Stores the median CPU times, by the name of the benchmark, for the comparison at the end. */
+/** Stores the median CPU times by benchmark name, for the comparison at the end. */
 class MedianReporter : public benchmark::ConsoleReporter {
   public:
     MedianReporter() : benchmark::ConsoleReporter(OO_None) {}

@@ -5,11 +5,11 @@
  *   bench_microphone tone [BLOCKS]
  *       VNReadPcm on the test tone, whose samples lie at fixed times of the steady clock
  *   bench_microphone device SECONDS REFERENCE [NAME COMMAND]...
- *       VNReadPcm on KEP_HOST_AUDIO beside commands that write samples of the same device to their standard
- *       output. The device must deliver clicks, half a second or more apart. REFERENCE is a command that
- *       writes each sample at once: it gives the time at which a click was captured.
+ *       VNReadPcm on KEP_HOST_AUDIO, compared with commands that write samples of the same device to
+ *       standard output. The device must deliver clicks, half a second or more apart. REFERENCE is a
+ *       command that writes each sample at once: it gives the time at which a click was captured.
  *   bench_microphone clicks
- *       writes such clicks, one every 507 ms, to standard output until that is closed
+ *       writes such clicks, one every 507 ms, to standard output until it is closed
  *
  * Prints one figure a line. All samples are 16 bits, 48 kHz, stereo.
  */
@@ -39,7 +39,7 @@ constexpr int kFrameBytes = kChannels * 2;
 constexpr int kBlockFrames = kRate / 50;
 constexpr double kBlockMs = 20;
 constexpr double kFramesPerMs = kRate / 1000.0;
-/** Finer than what is measured: a tenth of a block. */
+/** A tenth of a block: finer than the latencies to be measured. */
 constexpr int kReferenceFrames = kBlockFrames / 10;
 /** Far above silence and below the clicks. */
 constexpr int kClickLevel = 4000;
@@ -88,7 +88,7 @@ class Microphone {
     int id_ = 0;
 };
 
-/** What a command writes. */
+/** Samples that a command writes to its standard output. */
 class Command {
   public:
     explicit Command(const std::string& command) : pipe_(popen(command.c_str(), "r"), pclose) {
@@ -137,11 +137,11 @@ void measureTone(int blocks) {
 }
 
 struct Click {
-    double arrival; /**< when its block was there, in ms */
+    double arrival; /**< when its block was read, in ms */
     double offset;  /**< from the first sample of the block to the click, in ms */
 };
 
-/** Reads blocks until `end` and notes the clicks in them. */
+/** Reads blocks until `end` and records the clicks in them. */
 template <class Reader>
 void listen(Reader& reader, int frames, Clock::time_point end, std::vector<Click>& clicks) {
     Samples block(static_cast<std::size_t>(frames * kChannels));
@@ -201,8 +201,8 @@ void measureDevice(int seconds, const std::string& reference,
     }
 }
 
-/** A click every 507 ms lies anywhere in a block of 20 ms. Half a millisecond is long enough for a click to
- * be heard. */
+/** With a period of 507 ms, clicks fall on changing places in a block of 20 ms. Half a millisecond suffices
+ * to detect a click. */
 constexpr std::int64_t kClickPeriodFrames = kRate * 507 / 1000;
 constexpr std::int64_t kClickFrames = kRate / 2000;
 

@@ -1,4 +1,4 @@
-/** What VNReadPcm costs beside two plain copies of the same frames, in time and in allocations. */
+/** Time and allocations of VNReadPcm, compared with two plain copies of the same frames. */
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
@@ -19,16 +19,16 @@ using common::frame_t;
 
 constexpr int kCapacity = 131072;
 
-/** Frames are multiples of blocks: a shorter block would write a line, which is not what is measured. */
+/** Frames are multiples of blocks: a shorter block would log a line, whose cost is not to be measured. */
 struct Sizes {
     const char* name;
-    std::vector<int> frames; /**< one after another, again and again */
+    std::vector<int> frames; /**< used in a cycle */
     int block;               /**< 0 for whole frames */
 
     int blockOf(int frame) const { return block > 0 ? block : frame; }
 };
 
-/** Of each order of magnitude. */
+/** Sizes of every order of magnitude up to 128 KiB. */
 std::vector<int> randomFrames() {
     std::mt19937 random(1);
     std::vector<int> frames(4096);
@@ -39,14 +39,14 @@ std::vector<int> randomFrames() {
     return frames;
 }
 
-/** 20 ms of 16 kHz mono, of 48 kHz stereo whole and in quarters, the sizes of a bulk reader, and any. */
+/** 20 ms of 16 kHz mono; 20 ms of 48 kHz stereo, whole and in quarters; a bulk reader; random sizes. */
 const Sizes kSizes[] = {{"frames_640_blocks_640", {640}, 640},
                         {"frames_3840_blocks_3840", {3840}, 3840},
                         {"frames_3840_blocks_960", {3840}, 960},
                         {"frames_65536_blocks_4096", {65536}, 4096},
                         {"frames_random", randomFrames(), 0}};
 
-/** Exceeds a level-2 cache: a frame comes from another core. */
+/** Larger than a level-2 cache: real frames come from another core. */
 constexpr int kSourceBytes = 8 << 20;
 
 class Source : public IPcmSource {
@@ -108,7 +108,7 @@ int readFrame(const Sizes& sizes, std::size_t number) {
     return frame;
 }
 
-/** All frames of `sizes`, each time. */
+/** Passes all frames of `sizes` in each iteration. */
 template <class Call>
 void passFrames(benchmark::State& state, const Sizes& sizes, Call&& call) {
     std::int64_t bytes = 0;
@@ -146,7 +146,7 @@ long allocationsOfCalls(const Sizes& sizes) {
 
 }  // namespace
 
-// The plug-in's calls of the factory end here.
+// Replaces the framework's factory for the plug-in.
 IPcmSource* IPcmSource::CreateNew(const char*) {
     return source = new Source;
 }

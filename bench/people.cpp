@@ -1,10 +1,10 @@
-// People found in a clip, and where there are none: raw grey pictures of 640x360, five of them a second.
+// People detected in a clip, and false detections in stills: raw grey pictures of 640x360, five per second.
 //
 //   bench_people CLIP STILLS
 //
-// Found: in a sampled picture of the clip a person counts, and what is there differs from the picture without
-// people, which is the median of each pixel over the clip. False: anything found while a still is shown for
-// two seconds, to a camera that stands and to one that shakes.
+// Found: a sampled picture of the clip has a detection whose box differs from the empty picture, which is the
+// median of each pixel over the clip. False: any detection while a still is shown for two seconds, to a
+// steady and to a shaking camera.
 #include "vision/people.h"
 
 #include <algorithm>
@@ -32,9 +32,9 @@ constexpr int kSamples = 99;
 constexpr int kPicturesOfStill = 10;
 /** Pixels; a camera on a pole in the wind. */
 constexpr int kShake = 3;
-/** Levels of grey: what differs by fewer from the picture without people is noise. */
+/** Grey levels; smaller differences from the empty picture are noise. */
 constexpr int kDifferent = 25;
-/** Part of a box that differs when a person is in it; noise makes less than a hundredth. */
+/** Minimum share of different pixels in a box with a person; noise makes less than 0.01. */
 constexpr double kPersonPart = 0.15;
 
 using Pixels = std::vector<std::uint8_t>;
@@ -72,7 +72,7 @@ bool isSomeoneAt(const FoundPerson& person, const Pixels& picture, const Pixels&
     return different > kPersonPart * (right - left) * (bottom - top);
 }
 
-/** The finder, and the CPU time that it takes. */
+/** A people finder with its CPU time. */
 class Finder {
   public:
     std::vector<FoundPerson> find(Pixels& picture) {
@@ -114,7 +114,7 @@ void measureClip(std::vector<Pixels>& pictures) {
                 found, boxes, boxes ? 100.0 * right / boxes : 0.0, finder.milliseconds());
 }
 
-/** @param shake pixels by which each picture of a still lies beside the last, to and fro */
+/** @param shake pixels by which every other picture of a still is displaced */
 int wrongStills(const std::vector<Pixels>& stills, int shake) {
     Finder finder;
     std::minstd_rand random(1);

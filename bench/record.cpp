@@ -1,10 +1,10 @@
 /**
- * Records the camera and the microphone in 1920 by 1080, 30 a second, through the public header alone:
+ * Records the camera at 1920x1080 and 30 fps and the microphone, through the public header alone:
  *
  *   bench_record FOLDER SECONDS_OF_A_FILE FILES
  *
- * Stops when so many files are finished; the one open by then becomes one more. With 0 for FILES it makes a
- * single file and stops by the clock. Prints, one figure a line: the number of files, the number of packets
+ * Stops once FILES files are finished; the file open at that time is one more. With 0 for FILES it records a
+ * single file for SECONDS_OF_A_FILE. Prints, one figure a line: the number of files, the number of packets
  * that messages reported as lost, and the growth of memory and open descriptors since a quarter of the files.
  */
 #include <algorithm>
@@ -70,7 +70,7 @@ int main(int argc, char** argv) {
         !must(VNRegisterMessageCallback(id, hear), "VNRegisterMessageCallback"))
         return 1;
     if (files == 0) {
-        // The message is sent when the file has been created, a little after its first picture.
+        // The message is sent once the file has been created, shortly after its first picture.
         if (!waitFor(begun, 1)) return 1;
         std::this_thread::sleep_for(std::chrono::seconds(seconds));
         return must(VNStop(id), "VNStop") && must(VNRelease(id), "VNRelease") ? 0 : 1;

@@ -1,11 +1,11 @@
 /**
- * Judges the files of a recording of the camera's test picture and the microphone's test tone:
+ * Checks the files of a recording of the camera's test picture and the microphone's test tone:
  *
  *   bench_segments_check FOLDER SECONDS_OF_A_FILE FPS GOP
  *
- * Prints, one figure a line: how many files there are and how many of them do not play alone; pictures lost
- * and doubled from the first file to the last; by how much the longest and the shortest file but the last
- * miss the length asked; samples lost or doubled from one file to the next; how far flash and beep are apart.
+ * Prints, one figure a line: the number of files, and of those that do not play alone; pictures lost and
+ * duplicated from the first file to the last; the largest error of a length, except that of the last file;
+ * samples lost or duplicated from one file to the next; the distance between flash and beep.
  */
 #include <algorithm>
 #include <cmath>
@@ -20,17 +20,17 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/** What is measured in one file. */
+/** Measurements of one file. */
 struct Part {
     std::string name;
     std::string fault;
     std::vector<std::uint32_t> numbers;
     double length = 0;
     int rate = 0;
-    long gaps = 0;          /**< sound packets that do not follow the one before them */
-    double beforeBeep = -1; /**< seconds of sound before the first beep; below 0 without one */
+    long gaps = 0;          /**< audio packets that do not continue the previous one */
+    double beforeBeep = -1; /**< seconds of sound before the first beep; negative without one */
     double afterBeep = -1;  /**< and from the last one to the end */
-    double apart = -1; /**< the farthest that a beep is from its flash, in seconds; below 0 without one */
+    double apart = -1; /**< largest distance of a beep from its flash, in seconds; negative without one */
 
     explicit Part(const fs::path& path);
 
@@ -66,7 +66,7 @@ Part::Part(const fs::path& path) : name(path.filename().string()) {
     measureSound(path);
 }
 
-/** All samples that are in the file, whatever a player leaves out. */
+/** Measures all samples in the file, including those that players skip. */
 void Part::measureSound(const fs::path& path) {
     RecordedFile file(path.string(), false);
     const RecordedStream& audio = file.audio();
@@ -81,11 +81,11 @@ void Part::measureSound(const fs::path& path) {
     afterBeep = audio.end() - beeps.back();
 }
 
-/** Pictures and sound from each file to the next. */
+/** Continuity of pictures and sound from each file to the next. */
 struct Seams {
     long lost = 0;
     long doubled = 0;
-    double samples = 0; /**< the most that are lost or doubled at one seam */
+    double samples = 0; /**< maximum of those lost or duplicated at one seam */
     long unmeasured = 0;
 
     explicit Seams(const std::vector<Part>& parts) {

@@ -1,5 +1,5 @@
-/** How long VNTakePic2 keeps its caller at 1080p, on a taker that plays, beside the encoding of such a
- * picture alone and with a live stream at its side, which must lose no frame. */
+/** How long VNTakePic2 blocks its caller at 1080p, on a started handle, compared with encoding such a picture
+ * alone. A live stream runs at the same time and must not lose a frame. */
 #include <unistd.h>
 
 #include <algorithm>
@@ -26,7 +26,7 @@ constexpr int kWidth = 1920;
 constexpr int kHeight = 1080;
 constexpr int kQuality = 80;
 constexpr int kPictures = 500;
-constexpr std::chrono::milliseconds kBetween(20);
+constexpr std::chrono::milliseconds kPause(20);
 
 std::atomic<int> lost{0};
 
@@ -40,7 +40,7 @@ double millisecondsSince(Clock::time_point start) {
     return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
 }
 
-/** Planar YUV 4:2:0 to a JPEG file in memory. */
+/** Encodes planar YUV 4:2:0 to a JPEG file in memory. */
 void encode(std::vector<unsigned char>& picture) {
     jpeg_error_mgr errors;
     jpeg_compress_struct codec;
@@ -96,7 +96,7 @@ void print(const char* name, std::vector<double> times) {
     std::printf("%s_99_percent_ms %.3f\n", name, times[times.size() * 99 / 100]);
 }
 
-/** Takes and encodes by turns; false when a picture is refused. */
+/** Takes and encodes alternately; false when a picture is refused. */
 bool measure(int taker, const std::string& file, std::vector<unsigned char>& picture) {
     std::vector<double> taken;
     std::vector<double> encoded;
@@ -107,7 +107,7 @@ bool measure(int taker, const std::string& file, std::vector<unsigned char>& pic
         start = Clock::now();
         encode(picture);
         encoded.push_back(millisecondsSince(start));
-        std::this_thread::sleep_for(kBetween);
+        std::this_thread::sleep_for(kPause);
     }
     print("snap", taken);
     print("snap_encoder", encoded);

@@ -1,10 +1,10 @@
 /**
- * Judges a byte stream of the camera's test picture:
+ * Checks an H.264 byte stream of the camera's test picture:
  *
  *   bench_stream_check FILE FPS GOP
  *
- * Prints, one figure a line: frames, frames lost and doubled by the numbers painted in the pictures, how many
- * groups of pictures are not GOP frames long (the last one aside), and the bit rate.
+ * Prints, one figure a line: frames; frames lost and duplicated, by the numbers painted into the pictures;
+ * the number of groups of pictures, except the last, that are not GOP frames long; the bit rate.
  */
 #include <cstdint>
 #include <cstdio>

@@ -1,7 +1,7 @@
 /**
- * CPU time of volume and mute beside that of the stream that they are applied to: a PCM stream of the test
- * tone in 48 kHz stereo, read in real time by VNReadPcm in blocks of 20 ms at full volume, for which nothing
- * is multiplied.
+ * CPU time of volume and mute relative to that of the stream to which they apply: a PCM stream of the test
+ * tone in 48 kHz stereo, read in real time by VNReadPcm in blocks of 20 ms at full volume, which needs no
+ * multiplication.
  *
  *   bench_volume_cost [SECONDS]
  *
@@ -25,7 +25,7 @@ using kep::host::Volume;
 
 constexpr AudioFormat kFormat{48000, 2};
 constexpr int kBlocksInSecond = 50;
-/** Enough for a clock of a microsecond: a block takes less than that. */
+/** Enough for a clock resolution of a microsecond: a block takes less than that. */
 constexpr int kSecondsMultiplied = 600;
 
 void must(bool holds, const char* what) {
@@ -47,7 +47,7 @@ Block emptyBlock() {
     return Block(static_cast<std::size_t>(kFormat.rate / kBlocksInSecond * kFormat.channels));
 }
 
-/** Milliseconds for a second of a stream. */
+/** CPU milliseconds per second of a stream. */
 double streamCost(int seconds) {
     int id = 0;
     must(VNAcquire(VNRES_PCM_SOURCE, &id) == VNRES_SUCCEED, "VNAcquire failed");
@@ -66,7 +66,7 @@ double streamCost(int seconds) {
     return cost;
 }
 
-/** Milliseconds for a second of samples. */
+/** CPU milliseconds per second of samples. */
 double gainCost(const Volume& volume) {
     Gain gain(volume);
     Block block = emptyBlock();
@@ -80,7 +80,7 @@ double gainCost(const Volume& volume) {
 
 int main(int argc, char** argv) {
     setenv("KEP_HOST_AUDIO", "test", 1);
-    setenv("KEP_HOST_PRERECORD", "attached", 1);  // nothing but the stream is measured
+    setenv("KEP_HOST_PRERECORD", "attached", 1);  // measure the stream only
     Volume half("half");
     half.set(50);
     Volume muted("muted");

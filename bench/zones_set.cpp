@@ -1,4 +1,4 @@
-/** What VNZonesSet costs: attaching the table, writing a zone and six lines to a stream that drops them. */
+/** Cost of VNZonesSet: attaching the table, writing a zone, and logging six lines that are discarded. */
 #include <benchmark/benchmark.h>
 
 #include <cstdio>

@@ -247,8 +247,8 @@ bool hasSize(ByteSpan contents, std::size_t size, std::size_t longSize) {
     return (version == 0 && contents.size() == size) || (version == 1 && contents.size() == longSize);
 }
 
-/** Whether a table fills its box; `head`: bytes before the entries, whose count is in the last four of them.
- */
+/** Whether a table fills its box; `head`: bytes before its entries, the last four of them their count. */
+
 bool fillsBox(ByteSpan contents, std::size_t head, std::uint64_t entryBytes) {
     return contents.size() >= head && contents[0] == 0 &&
            contents.size() == head + bigEndian(contents, head - 4, 4) * entryBytes;
