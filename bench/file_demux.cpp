@@ -32,7 +32,7 @@ std::condition_variable changed;
 bool hasEnded = false;
 bool holds = false;  /**< callbacks for pictures block */
 int pictures = 0;    /**< delivered since the last seek */
-VNDemuxPacket first; /**< of these */
+VNDemuxPacket first; /**< the first of these */
 Clock::time_point firstAt;
 std::atomic<std::uint64_t> packets{0};
 

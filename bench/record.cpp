@@ -25,24 +25,24 @@ namespace {
 constexpr int kPixels = 1920 * 1080;
 
 std::mutex mutex;
-std::condition_variable heard;
+std::condition_variable changed;
 int begun = 0;
 int finished = 0;
 int lost = 0;
 std::string failure;
 
-void hear(const char* message) {
+void onMessage(const char* message) {
     const std::lock_guard lock(mutex);
     if (std::strncmp(message, "name=recordStart,", 17) == 0) ++begun;
     if (std::strncmp(message, "name=recordStop,", 16) == 0) ++finished;
     if (std::strncmp(message, "name=failed,", 12) == 0) failure = message;
     if (const char* const count = std::strstr(message, ",lost=")) lost += std::atoi(count + 6);
-    heard.notify_all();
+    changed.notify_all();
 }
 
 bool waitFor(const int& counter, int count) {
     std::unique_lock lock(mutex);
-    heard.wait(lock, [&] { return counter >= count || !failure.empty(); });
+    changed.wait(lock, [&] { return counter >= count || !failure.empty(); });
     if (!failure.empty()) std::fprintf(stderr, "bench_record: %s\n", failure.c_str());
     return failure.empty();
 }
@@ -67,7 +67,7 @@ int main(int argc, char** argv) {
     if (!must(VNRecMan2(kPixels, "", "", length, argv[1], "rec.mp4", "PowerFailProtection=true"),
               "VNRecMan2") ||
         !must(VNAcquire(VNRES_REC_MAN, &id), "VNAcquire") ||
-        !must(VNRegisterMessageCallback(id, hear), "VNRegisterMessageCallback"))
+        !must(VNRegisterMessageCallback(id, onMessage), "VNRegisterMessageCallback"))
         return 1;
     if (files == 0) {
         // The message is sent once the file has been created, shortly after its first picture.

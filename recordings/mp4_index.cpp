@@ -248,7 +248,6 @@ bool hasSize(ByteSpan contents, std::size_t size, std::size_t longSize) {
 }
 
 /** Whether a table fills its box; `head`: bytes before its entries, the last four of them their count. */
-
 bool fillsBox(ByteSpan contents, std::size_t head, std::uint64_t entryBytes) {
     return contents.size() >= head && contents[0] == 0 &&
            contents.size() == head + bigEndian(contents, head - 4, 4) * entryBytes;

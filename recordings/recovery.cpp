@@ -72,7 +72,7 @@ bool copyTo(const std::string& path, const FileBytes& from, std::uint64_t begin,
     return committed == Committed::durable;
 }
 
-void make(const Repair& repair, FileLayer::File& file) {
+void applyRepair(const Repair& repair, FileLayer::File& file) {
     std::string reason;
     for (std::uint64_t i = 0; i < repair.count; ++i) {
         if (!file.write(repair.offset + i * repair.stride, repair.bytes.data(), repair.bytes.size(), reason))
@@ -80,14 +80,14 @@ void make(const Repair& repair, FileLayer::File& file) {
     }
 }
 
-void makeAll(const std::vector<Repair>& repairs, FileLayer::File& file) {
+void applyRepairs(const std::vector<Repair>& repairs, FileLayer::File& file) {
     for (const Repair& repair : repairs)
-        if (!repair.isLast) make(repair, file);
+        if (!repair.isLast) applyRepair(repair, file);
     if (std::ranges::none_of(repairs, &Repair::isLast)) return;
     std::string reason;
     if (!file.sync(reason)) throw Failure("cannot repair " + reason);
     for (const Repair& repair : repairs)
-        if (repair.isLast) make(repair, file);
+        if (repair.isLast) applyRepair(repair, file);
 }
 
 /** The index for the header of a fragmented file, and where its fragments end; nothing for other files, which
@@ -163,7 +163,7 @@ Recovery recoverFile(const std::string& path) {
     std::string reason;
     const auto file = layer.open(path, reason);
     if (!file) throw Failure("cannot open " + reason);
-    makeAll(result.check.repairs, *file);
+    applyRepairs(result.check.repairs, *file);
     if (cuts) {
         if (!file->truncate(result.check.end, reason)) throw Failure("cannot truncate " + reason);
         result.cut = size - result.check.end;
