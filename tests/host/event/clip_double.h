@@ -9,7 +9,7 @@
 
 namespace kep::host {
 
-/** Stands where a muxer does and keeps the clips that it is given: class TestClips. */
+/** Takes the place of a muxer and keeps the clips it is asked to write: class TestClips. */
 class TestClips final : public Element, public ClipWriter {
   public:
     struct Written {
@@ -22,19 +22,19 @@ class TestClips final : public Element, public ClipWriter {
     void take(const SharedPacket& packet, const Element& from) override;
     std::unique_ptr<Clip> beginClip(const std::string& url, OnFailed failed) override;
 
-    /** Clips in the order of their beginnings. */
+    /** The clips in the order in which they were begun. */
     std::vector<Written> clips();
     bool waitForFinished(std::size_t count);
-    /** What came as a stream, past the clips. */
+    /** Number of packets received outside of clips. */
     std::size_t streamed();
 
-    /** A clip of this URL is refused. */
+    /** Makes beginClip() refuse this URL. */
     void refuse(const std::string& url);
-    /** A clip of this URL fails after so many packets. */
+    /** Makes the clip of this URL fail after `packets` packets. */
     void failAfter(const std::string& url, std::size_t packets);
-    /** A clip of this URL cannot be finished. */
+    /** Makes the clip of this URL fail in finish(). */
     void leaveNothingOf(const std::string& url);
-    /** While it is closed, whoever writes a clip waits. */
+    /** While closed, writing to a clip blocks. */
     void setOpen(bool open);
     bool isSomebodyWaiting();
 

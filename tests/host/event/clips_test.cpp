@@ -1,4 +1,4 @@
-// Clips as an application has them made, judged as files.
+// Clips made through the public API, checked as files.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -26,14 +26,14 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 
 constexpr int kRate = 30;
-/** Pictures in a group of the board's pipeline. */
+/** Pictures per group in the board's pipeline. */
 constexpr int kGroup = 15;
 
-/** The messages of all resources; a callback of the API knows no owner. */
+/** The messages of all resources: a callback of the API has no user pointer. */
 class Messages {
   public:
     static Messages& instance() {
-        // Never destroyed: a service that is left playing has messages as long as its process lives.
+        // Never destroyed: a service left playing sends messages until its process ends.
         static Messages& messages = *new Messages;
         return messages;
     }
@@ -48,7 +48,7 @@ class Messages {
             return text.find(part) != std::string::npos;
         }));
     }
-    /** Pictures that were told as lost. */
+    /** Pictures reported as lost. */
     int lostPictures() {
         const std::lock_guard lock(mutex_);
         int lost = 0;
@@ -69,8 +69,8 @@ class Messages {
 };
 
 /**
- * Listens to the board's pictures and sound beside what is tested, for those that a machine under load has
- * not made: what never was can be in no clip.
+ * Listens to the board's video and audio beside the service under test, to count what a loaded machine has
+ * not produced: that cannot be in any clip.
  */
 class BoardStreams {
   public:
@@ -95,7 +95,7 @@ class BoardStreams {
             outlet_ = kep::host::OutletNames::instance().find(name_);
             ASSERT_TRUE(outlet_ && outlet_->attach(inlet_));
         }
-        /** Items of `each` seconds. */
+        /** Counts missing items, each `each` seconds long. */
         int missing(double each) {
             for (kep::host::SharedPacket packet; inlet_.queue().pull(packet, false);) {
                 const std::chrono::duration<double> step = packet->stamp - last_;
@@ -119,7 +119,7 @@ class BoardStreams {
     Stream sound_{"plPreRecordAac"};
 };
 
-/** Notes what is done with the files whose path has a part in it. In use while it lives. */
+/** Logs the steps on files whose path contains `part`. Active during its lifetime. */
 class DiskNotes final : public kep::host::WatchedDisk {
   public:
     explicit DiskNotes(std::string part) : part_(std::move(part)) { use(this); }
@@ -142,7 +142,7 @@ class DiskNotes final : public kep::host::WatchedDisk {
     std::vector<Step> steps_;
 };
 
-/** Tells which picture the camera has made at a time, while it runs. */
+/** Maps a time to the number of the picture that the running camera makes then. */
 class CameraClock {
   public:
     CameraClock() {
@@ -188,7 +188,7 @@ class ClipsTest : public testing::Test {
         std::filesystem::remove_all(folder_);
     }
 
-    /** For a test that ends with its process. */
+    /** Removes the folder when the process exits, for a test that does not return. */
     void removeAtExit() const {
         static std::filesystem::path folder;
         folder = folder_;
@@ -201,7 +201,7 @@ class ClipsTest : public testing::Test {
         ASSERT_EQ(VNStart(service_), VNRES_SUCCEED);
     }
 
-    /** Waits until what an event needs of the time before it has been recorded. */
+    /** Waits until the board has buffered `past` of video and audio. */
     void waitForPast(milliseconds past) {
         for (const char* const name : {"plPreRecordH264", "plPreRecordAac"}) {
             ASSERT_TRUE(waitUntil([&] {
@@ -228,7 +228,7 @@ class ClipsTest : public testing::Test {
         return names;
     }
 
-    /** What the players' programs complain of in a file. */
+    /** The warnings of ffprobe and ffmpeg about a file. */
     std::string complaints(const std::string& name) const {
         const std::string to = path(name) + ".complaints";
         const std::string command = "ffprobe -v warning '" + path(name) + "' >'" + to +
@@ -242,7 +242,10 @@ class ClipsTest : public testing::Test {
         return text.str();
     }
 
-    /** The pictures of a file in which nothing is wrong: each in its time, none missing that there was. */
+    /**
+     * Reads the pictures of an intact file; expects correct times and no picture missing that the board has
+     * made.
+     */
     std::vector<RecordedPicture> picturesOf(const std::string& name) {
         std::vector<RecordedPicture> pictures = soundPicturesOf(name);
         if (!pictures.empty()) {
@@ -272,7 +275,7 @@ class ClipsTest : public testing::Test {
         return pictures;
     }
 
-    /** Checks a clip: whole, begun at a key frame no later than `begin`, ended at `end`, with its sound. */
+    /** Checks a clip: intact, begins at a key frame no later than `begin`, ends at `end`, audio in sync. */
     void expectClip(const std::string& name, int begin, int end, int spare) {
         SCOPED_TRACE(name);
         const std::vector<RecordedPicture> pictures = picturesOf(name);
@@ -281,7 +284,7 @@ class ClipsTest : public testing::Test {
         const int first = static_cast<int>(*pictures.front().number);
         const int last = static_cast<int>(*pictures.back().number);
         EXPECT_LE(first, begin + spare);
-        // A group has its pictures, also where some of its time were never made.
+        // A group has a fixed number of pictures, so it spans more time when some were never made.
         EXPECT_GT(first, begin - kGroup - 1 - board_.missingPictures());
         EXPECT_LE(last, end + spare);
         EXPECT_GE(last, end - 1);
@@ -291,7 +294,7 @@ class ClipsTest : public testing::Test {
     void expectSound(RecordedFile clip, const std::vector<double>& flashes) {
         const RecordedSound sound = clip.decodeSound();
         EXPECT_THAT(clip.errors(), testing::IsEmpty());
-        // A machine that is behind with its pictures drops sound as well.
+        // A machine too slow for its video drops audio as well.
         if (board_.lacksSound() || board_.missingPictures() > 0) return;
         ASSERT_TRUE(clip.audio());
         const double unit = 1024.0 / sound.rate;
@@ -320,11 +323,11 @@ TEST_F(ClipsTest, AClipHasItsPastItsFutureAndTheirSound) {
     ASSERT_EQ(VNRecordEventServiceTrigger(service_, url("a.mp4").c_str(), 2, 2), VNRES_SUCCEED);
     const auto after = Clock::now();
     ASSERT_TRUE(waitUntil([] { return Messages::instance().count("name=recordStop") == 1; }));
-    EXPECT_EQ(Messages::instance().count("a.mp4"), 2) << "recordStart and recordStop, with the URL";
+    EXPECT_EQ(Messages::instance().count("a.mp4"), 2) << "recordStart and recordStop both have the URL";
     EXPECT_THAT(files(), ElementsAre("a.mp4"));
     const int spare = camera.numberAt(after) - camera.numberAt(before);
     expectClip("a.mp4", camera.numberAt(before - seconds(2)), camera.numberAt(before + seconds(2)), spare);
-    // A machine that is too busy has the board's encoder leave pictures out, which is told.
+    // On an overloaded machine the board's encoder drops pictures and reports them.
     EXPECT_TRUE(Messages::instance().count("name=frameLost") == 0 || board_.missingPictures() > 0);
 }
 
@@ -339,7 +342,7 @@ TEST_F(ClipsTest, AClipIsOnTheDiskBeforeItHasItsNameAndThenSoIsTheName) {
     ASSERT_GT(steps.size(), 4U);
     EXPECT_THAT(std::vector<Step>(steps.end() - 4, steps.end()),
                 ElementsAre(Step::sync, Step::close, Step::rename, Step::syncFolder));
-    // The service, which still runs, outlives the notes.
+    // The service is still running and must not outlive the notes.
     EXPECT_EQ(VNStop(service_), VNRES_SUCCEED);
 }
 
@@ -357,7 +360,7 @@ TEST_F(ClipsTest, ClipsOverlapBesideARecordingThatLosesNothing) {
     const auto first = Clock::now();
     ASSERT_EQ(VNRecordEventServiceTrigger(service_, url("a.mp4").c_str(), 1, 3), VNRES_SUCCEED);
     const auto firstDone = Clock::now();
-    // Its start; the recording has messages of its own.
+    // Counts by name: the recording has messages of its own.
     ASSERT_TRUE(waitUntil([] { return Messages::instance().count("a.mp4") == 1; }));
     const auto second = Clock::now();
     ASSERT_EQ(VNRecordEventServiceTrigger(service_, url("b.mp4").c_str(), 1, 2), VNRES_SUCCEED);
@@ -396,7 +399,7 @@ TEST_F(ClipsTest, AServiceThatIsStoppedCompletesItsClips) {
     EXPECT_THAT(files(), ElementsAre("a.mp4"));
     picturesOf("a.mp4");
     ASSERT_TRUE(waitUntil([] { return Messages::instance().count("name=recordStop") == 1; }));
-    // It can be started again, and has the past that was recorded meanwhile.
+    // It can be restarted, and has the past buffered meanwhile.
     ASSERT_EQ(VNStart(service_), VNRES_SUCCEED);
     ASSERT_EQ(VNRecordEventServiceTrigger(service_, url("b.mp4").c_str(), 1, 1), VNRES_SUCCEED);
     ASSERT_TRUE(waitUntil([] { return Messages::instance().count("name=recordStop") == 2; }));
@@ -409,7 +412,7 @@ TEST_F(ClipsTest, WrongTriggersAreToldAndHarmNothing) {
     testing::internal::CaptureStderr();
     const std::pair<std::string, int> wrong[] = {
         {url("a.mp4"), -1}, {"ftp://camera/a.mp4", 1}, {"a.mp4", 1}, {"", 1}, {url("a,b.mp4"), 1}};
-    // What is passed on is passed on, as VNSetParams has it; the framework tells what it refuses.
+    // The call succeeds like VNSetParams even if the trigger is refused; the framework logs the refusal.
     for (const auto& [target, pre] : wrong)
         EXPECT_EQ(VNRecordEventServiceTrigger(service_, target.c_str(), pre, 1), VNRES_SUCCEED) << target;
     EXPECT_EQ(VNRecordEventServiceTrigger(service_, url("none/a.mp4").c_str(), 1, 0), VNRES_SUCCEED);
@@ -420,7 +423,7 @@ TEST_F(ClipsTest, WrongTriggersAreToldAndHarmNothing) {
     for (const char* const part : {"pre=-1s is negative", "ftp://camera/a.mp4",
                                    "not a URL: scheme:// missing", "lacks url", "b.mp4", "none/a.mp4"})
         EXPECT_THAT(lines, HasSubstr(part));
-    // And each by one message, which is all that an application hears of it.
+    // Each is also reported by one message, which is all that an application gets.
     ASSERT_EQ(VNStop(service_), VNRES_SUCCEED);
     ASSERT_TRUE(waitUntil([] { return Messages::instance().count("name=stopped") == 1; }));
     EXPECT_EQ(Messages::instance().count("name=failed,media=file"), 6);
@@ -431,7 +434,7 @@ TEST_F(ClipsTest, WrongTriggersAreToldAndHarmNothing) {
     EXPECT_THAT(files(), ElementsAre("good.mp4"));
 }
 
-// The plug-in waits for the first clip of a process only, so this one needs a process of its own.
+// The plug-in waits only for the first clip of a process, so this test needs its own process.
 TEST_F(ClipsTest, AOneShotClipThatCannotBeWrittenKeepsNobodyWaiting) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     const auto record = [this] {
@@ -468,7 +471,7 @@ TEST_F(ClipsTest, TheOneShotFormWaitsForItsClipAndLaterCallsDoNot) {
     std::vector<std::string> made = files();
     ASSERT_EQ(made.size(), 1U);
     EXPECT_THAT(made[0], testing::MatchesRegex("EVT_....-..-.._..-..-..\\.mp4"));
-    // The call reads its clock first; what it needs to get that far is no more than a few pictures.
+    // The call reads its clock first; it needs no longer than a few pictures to get there.
     expectClip(made[0], camera.numberAt(point - seconds(3)), camera.numberAt(point + seconds(7)), 2);
 
     const auto again = Clock::now();

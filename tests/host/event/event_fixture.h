@@ -10,19 +10,19 @@ namespace kep::host {
 
 using std::chrono::seconds;
 
-/** A stream of pictures every 40 ms and sound every 21 ms, with times of its own. */
+/** Pushes a picture every 40 ms and audio every 21 ms, with synthetic time stamps. */
 class SyntheticStream {
   public:
     explicit SyntheticStream(TestSource& source, int group = 25) : source_(source), group_(group) {}
 
-    /** Gives what comes in the next so many milliseconds. */
+    /** Pushes the next `ms` milliseconds. */
     void run(int ms);
-    /** Goes on so many milliseconds later, with a key frame. */
+    /** Continues `ms` milliseconds later, with a key frame. */
     void pause(int ms);
     void setGroup(int pictures) { group_ = pictures; }
 
     SteadyTime now() const { return now_; }
-    /** Milliseconds of the monotonic clock at `ms` after the stream's beginning. */
+    /** Monotonic time `ms` after the beginning of the stream, as the text of an attribute. */
     std::string at(int ms) const;
     const std::vector<SharedPacket>& given() const { return given_; }
 
@@ -32,8 +32,8 @@ class SyntheticStream {
     TestSource& source_;
     int group_;
     int sinceKey_ = 0;
-    // Whole milliseconds, as a trigger's time is, and not ahead of the clock for as long as tests run a
-    // stream.
+    // Whole milliseconds, as a trigger's time is, and far enough back to stay behind the clock however long a
+    // test runs the stream.
     const SteadyTime origin_ = std::chrono::time_point_cast<milliseconds>(Clock::now()) - seconds(20);
     SteadyTime now_ = origin_;
     SteadyTime nextPicture_ = origin_;
@@ -41,10 +41,10 @@ class SyntheticStream {
     std::vector<SharedPacket> given_;
 };
 
-/** What a clip of this time should be made of: `given` from the last key frame at or before its beginning. */
+/** The expected packets of a clip: `given` from the last key frame at or before `begin` up to `end`. */
 std::vector<SharedPacket> clipOf(const std::vector<SharedPacket>& given, SteadyTime begin, SteadyTime end);
 
-/** An event service whose clips are kept by a double. */
+/** An event service that writes its clips to TestClips. */
 class Service {
   public:
     Service();

@@ -6,10 +6,10 @@
 namespace kep::host {
 namespace {
 
-/** The thread sanitizer sees in two all that threads do. */
+/** Two rounds are enough for the thread sanitizer. */
 constexpr int kRounds = kThreadSanitizer ? 2 : 10;
 constexpr int kTriggers = 100;
-/** Longer than any clip reaches back, so that none may begin late. */
+/** In ms, longer than any clip reaches back, so that none begins late. */
 constexpr int kLead = 14'000;
 constexpr int kStep = 400;
 
@@ -26,7 +26,7 @@ class EventModelTest : public testing::Test {
     void trigger(Service& service, const SyntheticStream& stream) {
         const int pre = any(0, 12'000);
         const int post = any(0, 10'000);
-        // Late by as much as two seconds, or half a second ahead.
+        // Up to two seconds late, or half a second ahead.
         const SteadyTime point =
             std::chrono::floor<milliseconds>(stream.now()) + milliseconds(any(-2'000, 500));
         const std::string url = "file:///" + std::to_string(asked_.size()) + ".mp4";
@@ -35,7 +35,7 @@ class EventModelTest : public testing::Test {
         asked_.push_back({url, point - milliseconds(pre), point + milliseconds(post)});
     }
 
-    /** What all clips together should hold of what has been given. */
+    /** The number of packets due so far in all clips together. */
     std::size_t due(const SyntheticStream& stream) const {
         std::size_t sum = 0;
         for (const Asked& asked : asked_) sum += clipOf(stream.given(), asked.begin, asked.end).size();
@@ -63,7 +63,7 @@ TEST_F(EventModelTest, EachOfManyClipsIsAsAsked) {
             stream.setGroup(any(1, 60));
             stream.run(any(1, kStep));
             trigger(service, stream);
-            // The clips' thread keeps pace with a stream that is as fast as the test can make it.
+            // The test runs the stream faster than real time: wait for the clips' thread to keep up.
             if (asked_.size() % 10 > 0) continue;
             ASSERT_TRUE(waitUntil([&] { return written(service.clips()) >= due(stream); }));
         }

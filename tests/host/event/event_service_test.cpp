@@ -13,13 +13,13 @@ class EventServiceTest : public testing::Test {
   protected:
     EventServiceTest() : stream(service.source()) {}
 
-    /** What a clip should be made of, from one place to another in milliseconds of the stream. */
+    /** The expected packets of a clip, with times in milliseconds after the beginning of the stream. */
     std::vector<SharedPacket> clipFrom(int begin, int end) {
         const SteadyTime origin = stream.given().front()->stamp;
         return clipOf(stream.given(), origin + milliseconds(begin), origin + milliseconds(end));
     }
 
-    /** Stops the service and gives how many packets it has told of as lost, pictures first. */
+    /** Stops the service and returns how many pictures and audio packets it has reported as lost. */
     std::pair<int, int> lost() {
         EXPECT_TRUE(service.app().stop());
         EXPECT_NE(service.app().waitForMessage("name=stopped"), "");
@@ -32,7 +32,7 @@ class EventServiceTest : public testing::Test {
         return sum;
     }
 
-    /** Stops the service and gives what it has told of clips that are not made. */
+    /** Stops the service and returns its messages about failed clips. */
     std::vector<std::string> failures() {
         EXPECT_TRUE(service.app().stop());
         EXPECT_NE(service.app().waitForMessage("name=stopped"), "");
@@ -119,7 +119,7 @@ TEST_F(EventServiceTest, WhatIsKeptFollowsTheLongestTimeAskedFor) {
     {
         const ErrorLines lines;
         ASSERT_TRUE(service.trigger("39s", "0s", stream.at(40'000), "file:///a.mp4"));
-        // It begins in what is kept now.
+        // It begins at the oldest packet buffered.
         ASSERT_TRUE(waitUntil([&] { return !service.clips().clips().empty(); }));
         stream.run(1'000);
         ASSERT_TRUE(service.clips().waitForFinished(1));
@@ -179,7 +179,7 @@ TEST_F(EventServiceTest, AClipOfALostCameraEnds) {
     const ErrorLines lines;
     ASSERT_TRUE(service.clips().waitForFinished(1));
     EXPECT_TRUE(service.clips().clips().front().packets == clipFrom(4'500, 5'500));
-    // Told as soon as it is known, while the service plays on.
+    // Reported at once, while the service is still playing.
     EXPECT_EQ(service.app().waitForMessage("name=failed"),
               failure("file:///never.mp4", "no picture received"));
     EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr("no clip file:///never.mp4: no picture received")));
@@ -196,7 +196,7 @@ TEST_F(EventServiceTest, AClipReachesNotBackBeyondTheCamerasAbsence) {
     ASSERT_TRUE(service.clips().waitForFinished(2));
     const auto clips = service.clips().clips();
     EXPECT_TRUE(clips[0].packets == clipFrom(15'000, 16'500));
-    // It begins in what was before, and has what there is of the rest.
+    // It begins before the gap, and has the existing packets of the rest.
     EXPECT_TRUE(clips[1].packets == clipFrom(4'000, 17'000));
     EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr("clip file:///a.mp4 begins 2500 ms late")));
 }
@@ -224,7 +224,7 @@ TEST_F(EventServiceTest, ASlowDiskHoldsUpNobodyAndCostsWholeGroups) {
     service.clips().setOpen(false);
     ASSERT_TRUE(service.trigger("1s", "100s", stream.at(5'000), "file:///a.mp4"));
     ASSERT_TRUE(waitUntil([&] { return service.clips().isSomebodyWaiting(); }));
-    // All of it is taken although not one packet can be written.
+    // The service accepts all packets although it cannot write any.
     stream.run(60'000);
     ASSERT_TRUE(service.trigger("1s", "0s", stream.at(64'000), "file:///b.mp4"));
     service.clips().setOpen(true);
@@ -234,7 +234,7 @@ TEST_F(EventServiceTest, ASlowDiskHoldsUpNobodyAndCostsWholeGroups) {
     ASSERT_TRUE(service.app().stop());
     const auto clips = service.clips().clips();
     EXPECT_TRUE(clips[1].packets == clipFrom(63'000, 64'000));
-    // The packet that was being written, then what is still kept, from a key frame on.
+    // The packet that was being written, then from a key frame on whatever is still buffered.
     const auto& packets = clips[0].packets;
     EXPECT_EQ(packets.front(), clipFrom(4'000, 5'000).front());
     EXPECT_TRUE(std::vector<SharedPacket>(packets.begin() + 1, packets.end()) == clipFrom(34'000, 65'000));
@@ -246,7 +246,7 @@ std::pair<int, int> countOf(const std::vector<SharedPacket>& packets) {
     return {pictures, static_cast<int>(packets.size()) - pictures};
 }
 
-/** The ring drops whole groups, so a clip may end in the middle of what it drops. */
+/** The ring drops whole groups, so a clip may end in the middle of a dropped one. */
 TEST_F(EventServiceTest, WhatAClipHoldsAndWhatIsToldAsLostIsAllOfItsTime) {
     stream.run(5'000);
     for (const char* const post : {"10000ms", "29020ms", "29960ms", "40s"})

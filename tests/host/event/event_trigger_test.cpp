@@ -18,7 +18,7 @@ std::string nowText() {
 }
 
 TEST(EventTriggerTest, ItsClipIsMadeOfThePastThatComesFirst) {
-    // Its time is before the first packet comes, which is one of the past.
+    // The event time precedes the first packet received, which is an old one.
     Described app(oneShot("pre=3s,post=2s,tp=" + nowText() + ","));
     ASSERT_TRUE(app);
     ASSERT_TRUE(app.play());
@@ -29,7 +29,7 @@ TEST(EventTriggerTest, ItsClipIsMadeOfThePastThatComesFirst) {
     const auto clip = clips.clips().front();
     EXPECT_EQ(clip.url, "");
     const SteadyTime origin = stream.given().front()->stamp;
-    // The stream begins 20 s before it was made, which was within a moment after the trigger's time.
+    // The stream begins 20 s before its creation, which was moments after the event time.
     EXPECT_LE(clip.packets.front()->stamp - origin, seconds(17));
     EXPECT_GT(clip.packets.front()->stamp - origin, seconds(15));
     EXPECT_TRUE(clip.packets.front()->isVideo());
@@ -66,7 +66,7 @@ TEST(EventTriggerTest, StoppedBeforeAnythingCameItMakesNothingAndSaysThatItHasEn
     EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr("no picture received")));
 }
 
-/** How a clip fails. */
+/** A way in which a clip fails. */
 struct Failure {
     const char* name;
     void (*arrange)(TestClips&);

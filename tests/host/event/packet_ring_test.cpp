@@ -13,7 +13,7 @@ SteadyTime at(int ms) {
     return origin + milliseconds(ms);
 }
 
-/** The stamps of what is kept, in milliseconds after the origin. */
+/** The time stamps of the packets kept, in milliseconds after the origin. */
 std::vector<int> kept(const PacketRing& ring) {
     std::vector<int> stamps;
     for (auto number = ring.first(); number < ring.end(); ++number)
@@ -24,7 +24,7 @@ std::vector<int> kept(const PacketRing& ring) {
 TEST(PacketRingTest, KeepsItsLengthByWholeGroups) {
     PacketRing ring(milliseconds(500), 1000);
     for (int ms = 0; ms < 1000; ms += 100) ring.push(videoPacket(at(ms), ms % 300 == 0));
-    // The group from 300 must stay: the one after it does not reach back 500 ms from 900.
+    // The group from 300 must stay: the next one begins less than 500 ms before 900.
     EXPECT_EQ(kept(ring), (std::vector<int>{300, 400, 500, 600, 700, 800, 900}));
     ring.push(videoPacket(at(1000), false));
     EXPECT_EQ(kept(ring).front(), 300);
@@ -46,7 +46,7 @@ TEST(PacketRingTest, NeverKeepsMoreThanItsBytes) {
     PacketRing ring(seconds(60), 100);
     for (int ms = 0; ms < 900; ms += 100) ring.push(videoPacket(at(ms), ms % 300 == 0, 20));
     EXPECT_EQ(kept(ring), (std::vector<int>{600, 700, 800}));
-    // A group that is too large by itself goes as a whole, and what is left of it is not kept either.
+    // A group above the limit is dropped as a whole, and so is its rest.
     ring.push(videoPacket(at(900), false, 20));
     ring.push(videoPacket(at(1000), false, 20));
     EXPECT_EQ(kept(ring).size(), 5U);

@@ -27,7 +27,7 @@ std::size_t weightOf(const Block&) {
     return 1;
 }
 
-/** How the devices of a test behave. */
+/** Controls how the fake devices of a test behave. */
 struct Behaviour {
     std::mutex mutex;
     std::condition_variable changed;
@@ -91,7 +91,7 @@ class Session final : public CaptureSession {
         behaviour_.set(&Behaviour::gives, true);
     }
 
-    const std::shared_ptr<Behaviour> own_ = behaviour;  // a session that is left behind outlives its test
+    const std::shared_ptr<Behaviour> own_ = behaviour;  // an abandoned session outlives its test
     Behaviour& behaviour_ = *own_;
     std::atomic<bool> isInterrupted_{false};
     int next_ = 0;
@@ -118,7 +118,7 @@ class CaptureSessionTest : public testing::Test {
   protected:
     CaptureSessionTest() { behaviour = own_; }
     ~CaptureSessionTest() override {
-        // A session that was left behind may still use it.
+        // An abandoned session may still use it.
         behaviour_.set(&Behaviour::answers, true);
         device_.end();
         EXPECT_TRUE(waitUntil(
@@ -183,7 +183,7 @@ TEST_F(CaptureSessionTest, OneThatFailsEndsItsConsumersOnceWhatTheyHaveIsTaken) 
     std::atomic<int> ends{0};
     const auto share = Share::open(device_, "a", [&](const std::string& device) {
         EXPECT_EQ(device, "a");
-        // It is closed by then: whoever hears of it may open it anew.
+        // The device is closed by then, so a listener may reopen it.
         EXPECT_EQ(behaviour_.count(&Behaviour::closed), 1);
         ++ends;
     });

@@ -50,7 +50,7 @@ TEST(GroupQueue, KeepsNothingThatLacksItsKey) {
     queue.open();
     EXPECT_TRUE(queue.push(0, false, 1).awaitsKey);
     for (int i = 1; i < 4; ++i) EXPECT_FALSE(queue.push(i, i == 1, 1).awaitsKey);
-    // The only group is as long as the queue: it goes, and what follows it without a key goes too.
+    // The only group fills the queue: it is dropped, and so are the following items up to the next key.
     const Queue::PushResult pushed = queue.push(4, false, 1);
     EXPECT_EQ(pushed.dropped, (std::vector{1, 2, 3, 4}));
     EXPECT_TRUE(pushed.awaitsKey);
@@ -66,7 +66,7 @@ TEST(GroupQueue, IsBoundedInBytesToo) {
     queue.open();
     queue.push(0, true, 6);
     EXPECT_EQ(queue.push(1, true, 6).dropped.size(), 1U);
-    // One that is larger than the bound stands alone.
+    // An item larger than the bound is kept alone.
     EXPECT_EQ(queue.push(2, true, 60).dropped.size(), 1U);
     int item = -1;
     ASSERT_TRUE(queue.pull(item, false));

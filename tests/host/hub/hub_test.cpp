@@ -51,7 +51,7 @@ class Consumer : public Subscription<Number> {
     std::vector<std::string> messages;
 };
 
-/** Works where it is published. */
+/** Works in publish(). */
 class Worker final : public Consumer {
   public:
     ~Worker() override = default;
@@ -108,7 +108,7 @@ TEST(Hub, TellsOfLossesAndThatAKeyIsLacking) {
     EXPECT_EQ(consumer.lacking, 1);
     for (int i = 1; i < 4; ++i) hub.publish({i, i == 1});
     hub.publish({4, false});
-    // The first, and the group that was as long as the queue, with what followed on it.
+    // The first item, and the group that filled the queue together with its rest.
     EXPECT_EQ(consumer.lostCount, 1U + 4U);
     EXPECT_EQ(consumer.lacking, 2);
     hub.publish({5});
@@ -137,7 +137,7 @@ TEST(Hub, HoldsNoLockWhileAConsumerWorks) {
     Worker worker;
     Consumer other;
     ASSERT_TRUE(hub.subscribe(worker));
-    // Each of these would wait for ever for a lock.
+    // Each of these calls would deadlock if the hub held a lock.
     worker.onWork = [&] {
         std::thread helper([&] {
             EXPECT_TRUE(hub.subscribe(other));
@@ -169,7 +169,7 @@ TEST(Hub, UnsubscribingWaitsForACallThatIsUnderWay) {
         EXPECT_TRUE(hub.unsubscribe(worker));
         EXPECT_TRUE(isOver);
     });
-    // Others come and go meanwhile.
+    // Others can subscribe and unsubscribe meanwhile.
     Consumer other;
     EXPECT_TRUE(hub.subscribe(other));
     EXPECT_TRUE(hub.unsubscribe(other));
@@ -224,7 +224,7 @@ TEST(Hub, ConsumersComeAndGoWhileItPublishes) {
     publisher.join();
 }
 
-/** A consumer with a thread of its own, and how long items took to it. */
+/** Measures, on its own thread, how late items arrive. */
 class TimedConsumer final : public Consumer {
   public:
     void start(milliseconds work) {
@@ -246,7 +246,7 @@ class TimedConsumer final : public Consumer {
     std::thread thread_;
 };
 
-/** The 99th percentile of the delays of nine quick consumers, beside one that takes so long for each item. */
+/** The 99th percentile of the delays of nine quick consumers beside one that works `work` on each item. */
 Clock::duration delayBeside(milliseconds work) {
     constexpr int kItems = 300;
     constexpr int kQuick = 9;
@@ -268,7 +268,7 @@ Clock::duration delayBeside(milliseconds work) {
         if (consumer == consumers.back()) consumer->queue().close();
         const std::vector<Clock::duration> delays = consumer->delays();
         if (consumer == consumers.back()) continue;
-        EXPECT_EQ(delays.size(), static_cast<std::size_t>(kItems)) << "a quick one has lost something";
+        EXPECT_EQ(delays.size(), static_cast<std::size_t>(kItems)) << "a quick consumer lost items";
         all.insert(all.end(), delays.begin(), delays.end());
     }
     const auto place = all.begin() + static_cast<std::ptrdiff_t>(all.size() * 99 / 100);
@@ -277,7 +277,7 @@ Clock::duration delayBeside(milliseconds work) {
 }
 
 TEST(Hub, OneThatTakesHalfASecondForEachItemDelaysNoOther) {
-    // What else the machine does may be in one round or the other.
+    // Other load on the machine may disturb a round.
     const auto isUndelayed = [] {
         const Clock::duration alone = delayBeside(milliseconds(0));
         return delayBeside(milliseconds(500)) <= alone + milliseconds(2);

@@ -7,7 +7,7 @@ namespace {
 
 using std::chrono::nanoseconds;
 
-/** The places of the pictures that pass of so many a second apart. */
+/** The indices of the pictures that pass at `rate`, from a camera of `cameraRate` pictures per second. */
 std::vector<int> passed(RateGate& gate, int pictures, int cameraRate, int rate, int from = 0) {
     std::vector<int> places;
     for (int i = from; i < from + pictures; ++i) {

@@ -1,4 +1,4 @@
-// How many threads of ours there are, by the names that the system has of them.
+// Counts the threads of the library by their names in the system.
 #include "media/threads.h"
 
 #include <unistd.h>
@@ -22,7 +22,7 @@ std::string nameIn(const std::filesystem::path& task) {
     return name;
 }
 
-/** The threads that have a name of their own: neither the test's nor one of a sanitizer. */
+/** The threads with a name of their own, unlike the test's threads and those of a sanitizer. */
 Names threads() {
     Names names;
     for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
@@ -32,7 +32,7 @@ Names threads() {
     return names;
 }
 
-/** Waits until there are those threads and no others. */
+/** Waits until exactly these threads exist. */
 void expectThreads(const Names& expected) {
     EXPECT_TRUE(waitUntil([&] { return threads() == expected; })) << testing::PrintToString(threads());
 }

@@ -3,7 +3,7 @@
 
 #include <string>
 
-/** All that a shell command writes, its complaints included; fails the test when the command fails. */
+/** Runs a shell command and returns its stdout and stderr; fails the test if the command fails. */
 std::string outputOf(const std::string& command);
 
 #endif

@@ -1,4 +1,4 @@
-// A recording may be left running when its process ends, and a test does so: its threads are never joined.
+// One test leaves a recording running when its process ends, as is allowed: its threads are never joined.
 extern "C" __attribute__((visibility("default"))) const char* __tsan_default_options();
 
 const char* __tsan_default_options() {

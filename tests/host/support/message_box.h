@@ -6,15 +6,17 @@
 #include <string>
 #include <vector>
 
-/** Keeps messages, put there by whatever thread they come on. */
+/** Collects messages from any thread. */
 class MessageBox {
   public:
     void put(const std::string& text);
 
-    /** Waits for a message that begins so and has `part` in it, and returns it whole, the last one if there
-     * are several; empty when none has come in time. */
+    /**
+     * Waits for a message that starts with `beginning` and contains `part`; returns the last match, or an
+     * empty string on timeout.
+     */
     std::string waitFor(const std::string& beginning, const std::string& part = "");
-    /** The messages so far that begin so. */
+    /** All messages so far that start with `beginning`. */
     std::vector<std::string> all(const std::string& beginning = "");
 
   private:

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <optional>
 
-/** A picture's brightness, as a decoder or a raw stream gives it. */
+/** The luma plane of a decoded or raw picture. */
 struct LumaPlane {
     const std::uint8_t* data;
     int stride;
@@ -12,8 +12,10 @@ struct LumaPlane {
     int height;
 };
 
-/** The number in the blocks of the workstation's test picture, in whatever size; nothing if it cannot be
- * read. */
+/**
+ * Reads the number encoded in the blocks of the test picture, at any picture size; nothing if it is
+ * unreadable.
+ */
 std::optional<std::uint32_t> readPictureNumber(const LumaPlane& luma);
 
 /** Whether the flash of the test picture is lit. */

@@ -25,18 +25,18 @@ using std::chrono::milliseconds;
 
 inline constexpr std::chrono::seconds patience(20);
 
-/** Packets made by hand. Their bytes are `size` zeroes. */
+/** Synthetic packets with `size` zero bytes. */
 SharedPacket videoPacket(SteadyTime stamp, bool key, int size = 10);
 SharedPacket audioPacket(SteadyTime stamp, int size = 10);
 
-/** A source that gives what the test has it give, on the test's own thread: class TestSource. */
+/** A source that pushes packets on the calling thread: class TestSource. */
 class TestSource final : public SourceElement {
   public:
     ~TestSource() override { retire(); }
     void push(const SharedPacket& packet) { give(packet); }
     void cut() { giveCut(); }
     void requestKeyFrame(SteadyTime at) override;
-    /** What key frames were asked for, the first first. */
+    /** Times of the requested key frames, oldest first. */
     std::vector<SteadyTime> keyFrameRequests();
 
   private:
@@ -44,28 +44,28 @@ class TestSource final : public SourceElement {
     std::vector<SteadyTime> keyFrameRequests_;
 };
 
-/** Keeps what it is given: class TestSink. */
+/** Keeps the packets that it receives: class TestSink. */
 class TestSink final : public Element {
   public:
     ~TestSink() override { retire(); }
     void take(const SharedPacket& packet, const Element& from) override;
     void takeCut(const Element&) override;
-    /** As setAtOnce() says; false at first. */
+    /** The value of setAtOnce(); false by default. */
     bool takesAtOnce() const override { return atOnce_; }
     void setAtOnce(bool atOnce) { atOnce_ = atOnce; }
 
     std::vector<SharedPacket> packets();
     /** The stamps in milliseconds after `origin`. */
     std::vector<std::int64_t> stamps(SteadyTime origin);
-    /** Waits until so many have come, and has what waits before it given in the meantime. */
+    /** Waits for `count` packets; meanwhile calls giveDue() every 5 ms. */
     bool waitFor(std::size_t count);
-    /** How many packets had come before the cut; -1 without one. */
+    /** Number of packets received before the last cut; -1 without a cut. */
     int cutAfter();
-    /** While it is closed, whoever gives waits. */
+    /** While closed, take() blocks. */
     void setOpen(bool open);
-    /** Whether somebody waits for it to be open. */
+    /** Whether a take() is blocked on a closed sink. */
     bool isWaitedFor();
-    /** Which thread brought the last packet. */
+    /** The thread that delivered the last packet. */
     std::thread::id thread();
     std::string threadName();
 
@@ -81,7 +81,7 @@ class TestSink final : public Element {
     std::string threadName_;
 };
 
-/** Notes its changes of state in `events`: class TestWitness. */
+/** Logs its state changes to `events`: class TestWitness. */
 class TestWitness final : public Element {
   public:
     ~TestWitness() override { retire(); }
@@ -96,7 +96,7 @@ class TestWitness final : public Element {
     void note(const char* what, State target) const;
 };
 
-/** An object that is destroyed with its owner. */
+/** Owns an object created from a description. */
 class Described {
   public:
     explicit Described(const std::string& text);
@@ -116,12 +116,11 @@ class Described {
         return dynamic_cast<T&>(*object_->findChild(name, true));
     }
 
-    /** Waits for a message that begins so and has `part` in it, and gives it whole; empty when none has come
-     * in time. */
+    /** Waits for a message that starts with `beginning` and contains `part`; empty on timeout. */
     std::string waitForMessage(const std::string& beginning, const std::string& part = "") {
         return box_->waitFor(beginning, part);
     }
-    /** The messages so far that begin so. */
+    /** All messages so far that start with `beginning`. */
     std::vector<std::string> messages(const std::string& beginning) { return box_->all(beginning); }
 
   private:
@@ -129,7 +128,9 @@ class Described {
     std::shared_ptr<MessageBox> box_ = std::make_shared<MessageBox>();
 };
 
-/** The one error line that a description is refused with; fails the test when it is not one, or not refused.
+/**
+ * The single error line logged when a description is refused; fails the test unless it is refused with
+ * exactly one.
  */
 std::string refusalOf(const std::string& text);
 

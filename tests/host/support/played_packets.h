@@ -6,7 +6,7 @@
 #include <set>
 #include <vector>
 
-/** A packet as a player gets it: of which stream, when, and what is in it. */
+/** A packet as a player sees it. */
 struct PlayedPacket {
     bool video;
     std::int64_t time;
@@ -17,13 +17,13 @@ struct PlayedPacket {
 
 struct PlacedPacket {
     PlayedPacket packet;
-    std::size_t begin; /**< in the file */
+    std::size_t begin; /**< offset in the file */
 };
 
-/** The pictures of a file that is in memory, and behind them its sound; none of an empty one. */
+/** All packets of a file in memory, first video, then audio; empty for an empty file. */
 std::vector<PlacedPacket> placedPackets(const std::vector<std::uint8_t>& content);
 
-/** The same without their places. */
+/** The same without offsets. */
 std::set<PlayedPacket> playedPackets(const std::vector<std::uint8_t>& content);
 
 #endif

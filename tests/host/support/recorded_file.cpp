@@ -12,24 +12,24 @@
 
 namespace {
 
-thread_local std::vector<std::string>* complaints = nullptr;
+thread_local std::vector<std::string>* errorLines = nullptr;
 
-void keepComplaint(void*, int level, const char* format, std::va_list arguments) {
-    if (!complaints || level > AV_LOG_ERROR) return;
+void keepErrorLine(void*, int level, const char* format, std::va_list arguments) {
+    if (!errorLines || level > AV_LOG_ERROR) return;
     char line[512];
     std::vsnprintf(line, sizeof line, format, arguments);
-    complaints->emplace_back(line);
+    errorLines->emplace_back(line);
 }
 
-/** Has the libraries' error lines of this thread kept while it lives. */
+/** Collects the FFmpeg libraries' error lines of this thread during its lifetime. */
 class Listening {
   public:
     explicit Listening(std::vector<std::string>& errors) {
         static std::once_flag once;
-        std::call_once(once, [] { av_log_set_callback(keepComplaint); });
-        complaints = &errors;
+        std::call_once(once, [] { av_log_set_callback(keepErrorLine); });
+        errorLines = &errors;
     }
-    ~Listening() { complaints = nullptr; }
+    ~Listening() { errorLines = nullptr; }
     Listening(const Listening&) = delete;
     Listening& operator=(const Listening&) = delete;
 };
@@ -58,7 +58,7 @@ struct InMemory {
     }
 };
 
-std::string inWords(int code) {
+std::string errorText(int code) {
     char text[AV_ERROR_MAX_STRING_SIZE] = "";
     av_strerror(code, text, sizeof text);
     return text;
@@ -94,11 +94,11 @@ void RecordedFile::read(AVFormatContext* input, const char* name, bool edits) {
     const int opened = avformat_open_input(&input, name, nullptr, &options);
     av_dict_free(&options);
     if (opened < 0) {
-        errors_.push_back(std::string("cannot be opened: ") + inWords(opened));
+        errors_.push_back(std::string("cannot be opened: ") + errorText(opened));
         return;
     }
-    // What the header does not say is in the packets.
-    if (avformat_find_stream_info(input, nullptr) < 0) errors_.emplace_back("streams cannot be understood");
+    // Some stream parameters are in the packets only, not in the header.
+    if (avformat_find_stream_info(input, nullptr) < 0) errors_.emplace_back("no stream information");
     for (unsigned i = 0; i < input->nb_streams; ++i) {
         const AVStream& stream = *input->streams[i];
         const bool isVideo = stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
@@ -115,10 +115,10 @@ void RecordedFile::read(AVFormatContext* input, const char* name, bool edits) {
         const int result = av_read_frame(input, packet.get());
         if (result == AVERROR_EOF) break;
         if (result < 0) {
-            errors_.push_back("cannot be read: " + inWords(result));
+            errors_.push_back("cannot be read: " + errorText(result));
             break;
         }
-        if (packet->flags & AV_PKT_FLAG_CORRUPT) errors_.emplace_back("a packet is cut off");
+        if (packet->flags & AV_PKT_FLAG_CORRUPT) errors_.emplace_back("truncated packet");
         const AVMediaType type = input->streams[packet->stream_index]->codecpar->codec_type;
         (type == AVMEDIA_TYPE_VIDEO ? video_ : audio_).packets.push_back(packet);
     }
@@ -137,18 +137,18 @@ void RecordedFile::decode(const RecordedStream& stream, const Take& take) {
     AVFrame* frame = av_frame_alloc();
     const auto send = [&](const AVPacket* packet) {
         const int result = avcodec_send_packet(codec, packet);
-        if (result < 0) errors_.push_back("cannot be decoded: " + inWords(result));
+        if (result < 0) errors_.push_back("cannot be decoded: " + errorText(result));
         int received = 0;
         while ((received = avcodec_receive_frame(codec, frame)) >= 0) {
             if (frame->decode_error_flags || frame->flags & AV_FRAME_FLAG_CORRUPT)
-                errors_.emplace_back("a frame is damaged");
+                errors_.emplace_back("damaged frame");
             take(*frame);
         }
         if (received != AVERROR(EAGAIN) && received != AVERROR_EOF)
-            errors_.push_back("cannot be decoded: " + inWords(received));
+            errors_.push_back("cannot be decoded: " + errorText(received));
     };
     if (const int result = avcodec_open2(codec, nullptr, nullptr); result < 0) {
-        errors_.push_back("no decoder: " + inWords(result));
+        errors_.push_back("no decoder: " + errorText(result));
     } else {
         for (const auto& packet : stream.packets) send(packet.get());
         send(nullptr);
@@ -184,8 +184,8 @@ RecordedSound RecordedFile::decodeSound() {
 }
 
 std::vector<double> beepsOf(const RecordedSound& sound) {
-    // The tone's last milliseconds before a beep and the beep's first ones: both pitches begin each part
-    // anew, so what they look like together is known to the sample.
+    // Matches the last milliseconds of the tone before a beep and the first of the beep: both restart their
+    // phase there, so the expected waveform is known to the sample.
     if (sound.rate == 0) return {};
     const int half = sound.rate / 100;
     std::vector<double> expected;
@@ -193,7 +193,7 @@ std::vector<double> beepsOf(const RecordedSound& sound) {
         const double hertz = i < 0 ? kToneHertz : kBeepHertz;
         expected.push_back(std::sin(2 * std::numbers::pi * hertz * i / sound.rate));
     }
-    const auto likeness = [&](std::size_t at) {
+    const auto correlation = [&](std::size_t at) {
         double product = 0;
         double energy = 1e-9;
         for (std::size_t i = 0; i < expected.size(); ++i) {
@@ -208,11 +208,11 @@ std::vector<double> beepsOf(const RecordedSound& sound) {
     const std::size_t end = sound.samples.size() > margin ? sound.samples.size() - margin : 0;
     constexpr std::size_t kStride = 8;
     for (std::size_t at = margin; at < end; at += kStride) {
-        if (likeness(at) < 0.5) continue;
+        if (correlation(at) < 0.5) continue;
         std::size_t best = at;
         double most = 0;
         for (std::size_t near = at; near < std::min(end, at + margin); ++near) {
-            if (const double there = likeness(near); there > most) {
+            if (const double there = correlation(near); there > most) {
                 most = there;
                 best = near;
             }

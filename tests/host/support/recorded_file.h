@@ -15,7 +15,7 @@ extern "C" {
 /** One stream of a file as a player gets it. */
 struct RecordedStream {
     std::shared_ptr<const AVCodecParameters> codec; /**< null when the file has no such stream */
-    AVRational unit = {0, 1};                       /**< of the packets' times */
+    AVRational unit = {0, 1};                       /**< time base of the packets */
     std::vector<std::shared_ptr<const AVPacket>> packets;
 
     explicit operator bool() const { return codec != nullptr; }
@@ -29,27 +29,27 @@ struct RecordedStream {
 struct RecordedPicture {
     double time;
     bool key;
-    std::optional<std::uint32_t> number; /**< of the test picture */
-    bool lit;                            /**< whether its flash is */
+    std::optional<std::uint32_t> number; /**< from the test picture */
+    bool lit;                            /**< whether the flash is lit */
 };
 
 struct RecordedSound {
     double begin = 0; /**< time of the first sample */
     int rate = 0;
-    std::vector<float> samples; /**< of the first channel; silence where the file has a gap */
+    std::vector<float> samples; /**< first channel; silence where the file has a gap */
 
     double time(double sample) const { return begin + sample / rate; }
 };
 
-/** A media file, demultiplexed and decoded with nothing forgiven. */
+/** A media file, demultiplexed and decoded in the libraries' strictest mode. */
 class RecordedFile {
   public:
-    /** @param edits whether the file's edit lists are followed, as players do */
+    /** @param edits whether to apply the file's edit lists, as players do */
     explicit RecordedFile(const std::string& path, bool edits = true);
-    /** The same of a file that is in memory. */
+    /** Reads a file in memory. */
     explicit RecordedFile(const std::vector<std::uint8_t>& content);
 
-    /** What went wrong, in the libraries' own words; grows with decoding. */
+    /** The libraries' error messages; grows while decoding. */
     const std::vector<std::string>& errors() const { return errors_; }
     const RecordedStream& video() const { return video_; }
     const RecordedStream& audio() const { return audio_; }
@@ -67,9 +67,9 @@ class RecordedFile {
     RecordedStream audio_;
 };
 
-/** The times at which the beep of the test tone begins,. */
+/** The times at which the beeps of the test tone begin. */
 std::vector<double> beepsOf(const RecordedSound& sound);
-/** The times of the first pictures of each flash. The first of the file is none: it may be lit already. */
+/** The times of the first picture of each flash, except of one already lit in the file's first picture. */
 std::vector<double> flashesOf(const std::vector<RecordedPicture>& pictures);
 
 #endif

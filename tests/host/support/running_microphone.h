@@ -5,8 +5,10 @@
 
 #include "vornisa_api.h"
 
-/** Keeps the microphone running, and has heard it. On a busy machine it begins late, and a recording whose
- * sound is not there in time has none in its first file. */
+/**
+ * Keeps the microphone running, and waits for its first samples. A busy machine starts it late, and a
+ * recording gets no audio track in its first file if the audio is not there in time.
+ */
 class RunningMicrophone {
   public:
     RunningMicrophone() {

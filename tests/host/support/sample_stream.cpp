@@ -78,7 +78,7 @@ void addSound(SampleStream& stream, int seconds, SteadyTime begin) {
     media->bitRate = 32'000;
     const std::atomic<int> bitRate{media->bitRate};
     AacEncoder encoder(kSound, kSound, bitRate, true);
-    if (!encoder.open()) throw std::runtime_error("no encoder of AAC");
+    if (!encoder.open()) throw std::runtime_error("cannot open the AAC encoder");
     media->parameters = aacConfig(kSound.rate, kSound.channels);
     stream.audio = media;
     std::mt19937 random(2);
@@ -91,7 +91,7 @@ void addSound(SampleStream& stream, int seconds, SteadyTime begin) {
             auto packet = packetOf(media, unit.stamp, kSound.duration(AacEncoder::kUnitSamples));
             packet->size = unit.size;
             packet->bytes = unit.bytes;
-            // What a recording leaves out before its first picture is not given at all.
+            // A recording drops audio before the first picture, so none is generated.
             if (unit.stamp >= begin) stream.packets.push_back(packet);
         });
     }

@@ -8,13 +8,12 @@
 namespace kep::host {
 
 /**
- * Pictures and sound as a camera's encoders give them, in the order of their stamps, made without waiting for
- * a clock. The pictures are small, so that thousands of files can be looked through in a second. No two
- * packets are the same.
+ * Encoded video and audio in time stamp order, generated faster than real time. The pictures are small so
+ * that a test can read thousands of files per second. All packets differ.
  */
 struct SampleStream {
-    static constexpr int rate = 15;  /**< pictures in a second */
-    static constexpr int group = 15; /**< pictures from one key frame to the next */
+    static constexpr int rate = 15;  /**< pictures per second */
+    static constexpr int group = 15; /**< pictures per group, i.e. the key frame interval */
 
     explicit SampleStream(int seconds);
 

@@ -89,7 +89,7 @@ std::vector<std::int64_t> numbersOf(const std::vector<Frame>& units) {
     for (const Frame& unit : units) {
         const AVFrame* picture = decoder.decode(*unit);
         const auto number = picture ? readPictureNumber(lumaOf(*picture)) : std::nullopt;
-        EXPECT_TRUE(number) << "picture " << numbers.size() << " shows no number";
+        EXPECT_TRUE(number) << "picture " << numbers.size() << " has no readable number";
         numbers.push_back(number ? static_cast<std::int64_t>(*number) : -1);
     }
     return numbers;
@@ -99,7 +99,7 @@ std::vector<std::int64_t> numbersOf(const std::vector<Frame>& pictures, int widt
     std::vector<std::int64_t> numbers;
     for (const Frame& picture : pictures) {
         const auto number = readPictureNumber(lumaOf(*picture, width, height));
-        EXPECT_TRUE(number) << "picture " << numbers.size() << " shows no number";
+        EXPECT_TRUE(number) << "picture " << numbers.size() << " has no readable number";
         numbers.push_back(number ? static_cast<std::int64_t>(*number) : -1);
     }
     return numbers;
@@ -108,7 +108,7 @@ std::vector<std::int64_t> numbersOf(const std::vector<Frame>& pictures, int widt
 void expectRunningOn(const std::vector<std::int64_t>& numbers, Messages& messages) {
     ASSERT_FALSE(numbers.empty());
     for (std::size_t i = 1; i < numbers.size(); ++i)
-        EXPECT_GT(numbers[i], numbers[i - 1]) << "at picture " << i;
+        EXPECT_GT(numbers[i], numbers[i - 1]) << "picture  " << i;
     const auto steps = static_cast<std::int64_t>(numbers.size()) - 1;
     const std::int64_t missing = numbers.back() - numbers.front() - steps;
     EXPECT_TRUE(messages.waitForLost(missing)) << missing << " pictures are missing";

@@ -26,7 +26,7 @@ using Clock = std::chrono::steady_clock;
 
 inline constexpr std::chrono::seconds patience(20);
 
-/** A source that is stopped and destroyed with its owner. */
+/** Stops and deletes a source. */
 template <class Source>
 struct Deleter {
     void operator()(Source* source) const { delete static_cast<object_base*>(source); }
@@ -37,7 +37,7 @@ using Owned = std::unique_ptr<Source, Deleter<Source>>;
 Owned<IH264Source> newH264(int width = 640, int height = 360, int rate = 60);
 Owned<IYuvSource> newYuv(int width = 640, int height = 360, int rate = 60);
 
-/** Pulls so many frames; fewer if the stream ends. */
+/** Pulls `count` frames; fewer if the stream ends. */
 std::vector<Frame> pull(api::streaming::common::IStreamOutput& source, std::size_t count);
 
 bool isPlaying(object_base& source);
@@ -47,11 +47,11 @@ State stateOf(object_base& source);
 class Messages {
   public:
     explicit Messages(api::streaming::common::IStreamControl& source);
-    /** As the box does. */
+    /** As MessageBox::waitFor(). */
     std::string waitFor(const std::string& beginning, const std::string& part = "") {
         return box_->waitFor(beginning, part);
     }
-    /** Waits until so many pictures at least have been reported as lost. */
+    /** Waits until at least `count` pictures have been reported as lost. */
     bool waitForLost(std::int64_t count);
     std::vector<std::string> all() { return box_->all(); }
 
@@ -59,11 +59,11 @@ class Messages {
     std::shared_ptr<MessageBox> box_ = std::make_shared<MessageBox>();
 };
 
-/** Decodes access units to pictures, one for one. */
+/** Decodes access units, one picture each. */
 class Decoder {
   public:
     Decoder();
-    /** The picture of an access unit; null, with a failed expectation, when it does not decode. */
+    /** The decoded picture; null, with a failed expectation, if decoding fails. */
     const AVFrame* decode(const frame_t& unit);
 
   private:
@@ -75,28 +75,28 @@ class Decoder {
 LumaPlane lumaOf(const AVFrame& frame);
 LumaPlane lumaOf(const frame_t& raw, int width, int height);
 
-/** The numbers shown in the pictures of a stream that begins with a key frame. */
+/** Reads the numbers shown in the pictures; the stream must begin with a key frame. */
 std::vector<std::int64_t> numbersOf(const std::vector<Frame>& units);
 std::vector<std::int64_t> numbersOf(const std::vector<Frame>& pictures, int width, int height);
 /**
- * Expects each number to be one above the last. A machine that stalls can make a camera miss pictures: those,
- * and no others, may lack that the stream has reported as lost.
+ * Expects consecutive numbers. A stalled machine can make a camera miss pictures: gaps are allowed only for
+ * pictures that the stream has reported as lost.
  */
 void expectRunningOn(const std::vector<std::int64_t>& numbers, Messages& messages);
 std::vector<std::int64_t> indicesOf(const std::vector<Frame>& frames);
-/** Where the key frames are. */
+/** Indices of the key frames. */
 std::vector<std::size_t> keysOf(const std::vector<Frame>& units);
 
-/** Chooses the camera for as long as it lives, and keeps a folder for the test's files. */
+/** Selects the test camera, and provides a temporary folder. */
 class VideoTest : public testing::Test {
   protected:
     VideoTest();
     ~VideoTest() override;
     void choose(const std::string& camera);
     std::filesystem::path path(const std::string& name) const { return folder_ / name; }
-    /** Makes a file with `ffmpeg` out of arguments that follow the options every call has. */
+    /** Runs `ffmpeg` in the folder; `arguments` follow its global options. */
     void makeFile(const std::string& arguments) const;
-    /** Writes a stream of the test picture to a file. */
+    /** Records a stream of the test picture to a file. */
     std::filesystem::path film(const std::string& name, std::size_t frames);
 
   private:

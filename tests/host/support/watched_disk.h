@@ -10,7 +10,7 @@ namespace kep::host {
 
 using recordings::FileLayer;
 
-/** The operating system's file layer, in which every step first has to pass: a test's way to refuse it. */
+/** The operating system's file layer with a hook before each step, in which a test can make the step fail. */
 class WatchedDisk : public FileLayer {
   public:
     enum class Step { create, write, truncate, sync, close, rename, replace, syncFolder, remove, open };
@@ -26,8 +26,8 @@ class WatchedDisk : public FileLayer {
 
   protected:
     /**
-     * Called before each step, on the thread that takes it. False, with `reason` filled, has it fail; half
-     * of what could not be written is then in the file, as a disk takes what it still has room for.
+     * Called before each step, on the thread that takes it. Returning false, with `reason` filled, makes the
+     * step fail; a failed write stores half of its bytes, as a disk that runs full does.
      */
     virtual bool pass(Step step, const std::string& path, std::string& reason) = 0;
 
