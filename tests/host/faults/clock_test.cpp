@@ -19,7 +19,7 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 using std::chrono::system_clock;
 
-/** The time of day in the name of a file. */
+/** Parses the time of day from a file name. */
 std::time_t timeOf(const fs::path& path) {
     std::tm time{};
     EXPECT_NE(strptime(path.filename().c_str(), "%Y%m%d-%H%M%S%z", &time), nullptr) << path;
@@ -31,18 +31,17 @@ class ClockTest : public PublicRecording {
   protected:
     ~ClockTest() override { setWallClock(seconds(0)); }
 
-    /** Sets the clock, and waits until at least one file has been begun since then and another one follows.
-     */
+    /** Sets the clock, then waits until one file has certainly begun since and another has followed. */
     void set(seconds ahead) {
         const std::size_t before = begun().size();
         setWallClock(ahead);
-        // The one that is just being begun may be called by either time.
+        // The name of the file being started now may use either time.
         const std::size_t since = begun().size() + 1;
         ASSERT_TRUE(waitForMessage("recordStart", since));
         changes_.push_back({ahead, before, since});
     }
 
-    /** Ends the recording, and looks at the contents of all of its files. */
+    /** Ends the recording and checks the contents of all files. */
     void finish() {
         ASSERT_TRUE(stop());
         const std::vector<fs::path> paths = begun();
@@ -51,7 +50,7 @@ class ClockTest : public PublicRecording {
         EXPECT_EQ(finished().size(), paths.size());
         for (const fs::path& path : paths) segments_.emplace_back(path);
         expectToFollow(segments_, 1, lostPictures());
-        // The first picture may be there before the microphone is.
+        // The first picture may precede the start of the microphone.
         for (std::size_t i = 1; i + 1 < segments_.size() && messages("frameLost").empty(); ++i)
             EXPECT_TRUE(segments_[i].isHeardThroughout());
         EXPECT_TRUE(messages("timeJump").empty()) << messages("timeJump").front();
@@ -59,22 +58,23 @@ class ClockTest : public PublicRecording {
 
     struct Change {
         seconds ahead;
-        std::size_t maybe; /**< the first file that may be called by the new time */
-        std::size_t sure;  /**< the first that is */
+        std::size_t maybe; /**< the first file that may have the new time in its name */
+        std::size_t sure;  /**< the first file that must have it */
     };
     std::vector<Change> changes_;
     std::vector<Segment> segments_;
 };
 
 TEST_F(ClockTest, FilesAreCalledByTheNewTimeAndNothingIsLost) {
-    // What was on its way when the recording began is in it: less than two pictures and a block of sound.
+    // The recording includes what was already captured when it began: less than two pictures and a block of
+    // audio.
     const std::time_t before = system_clock::to_time_t(system_clock::now() - milliseconds(100));
     ASSERT_EQ(record(1, "%Y%m%d-%H%M%S%z.mp4"), VNRES_SUCCEED);
     ASSERT_TRUE(waitForMessage("recordStart"));
     const std::time_t after = system_clock::to_time_t(system_clock::now());
     set(hours(5));
     set(-hours(7));
-    // Seconds come again that have given files their names: of two such files one at least meets its second.
+    // File names repeat seconds already used: of two such files at least one collides.
     ASSERT_TRUE(waitForMessage("recordStart", begun().size()));
     set(-hours(7) - seconds(2));
     ASSERT_TRUE(waitForMessage("recordStart", begun().size()));

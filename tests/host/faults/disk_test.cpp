@@ -23,7 +23,7 @@ constexpr int kWidth = 640;
 constexpr int kHeight = 360;
 constexpr int kFramesPerSecond = 30;
 
-/** The numbers of a file's pictures; fails the test when it does not play. */
+/** The numbers of a file's pictures; fails the test if the file does not play. */
 std::vector<std::uint32_t> numbersOf(const fs::path& path) {
     RecordedFile file(path.string());
     std::vector<std::uint32_t> numbers;
@@ -37,12 +37,12 @@ std::vector<std::uint32_t> numbersOf(const fs::path& path) {
     return numbers;
 }
 
-/** Whether there is something in a file that is still open. */
+/** Whether a file that is still open has pictures to play. */
 bool plays(const fs::path& path) {
     return fs::exists(path) && !RecordedFile(path.string()).video().packets.empty();
 }
 
-/** Pictures of the camera as an application reads them. */
+/** The camera's pictures, read as an application does. */
 class LivePictures {
   public:
     LivePictures() : picture_(kWidth * kHeight * 3 / 2) {
@@ -74,12 +74,12 @@ class LivePictures {
 class DiskTest : public PublicRecording {
   protected:
     ~DiskTest() override {
-        // Before the disk that its files are on is gone.
+        // Before disk_, which the recording's files use, is destroyed.
         disk_.stall(false);
         end();
     }
 
-    /** Has a recording that had trouble go on by itself, and make a file that plays. */
+    /** Expects a recording to resume by itself after a failure, and to make a file that plays. */
     void expectToRecordAgain() {
         const std::size_t begun = messages("recordStart").size();
         const std::size_t ended = messages("recordStop").size();
@@ -89,7 +89,7 @@ class DiskTest : public PublicRecording {
         numbersOf(finished().back());
     }
 
-    /** Ends the recording and looks that what its files lack is what was told as lost. */
+    /** Ends the recording and expects its files to lack exactly the pictures reported as lost. */
     void expectExactLosses() {
         ASSERT_TRUE(stop());
         std::vector<std::uint32_t> all;
@@ -111,7 +111,7 @@ TEST_F(DiskTest, AStalledDiskCostsALiveStreamNothingAndTheRecordingNeither) {
     LivePictures live;
     disk_.stall(true);
     ASSERT_TRUE(waitUntil([&] { return disk_.isWaitedFor(); }));
-    // A reader that the machine holds up misses pictures; with one that the disk held up there would be none.
+    // A reader delayed by a busy machine misses pictures; one blocked by the disk would get none.
     std::uint32_t last = live.next();
     for (int i = 0; i < 300; ++i) {
         const std::uint32_t next = live.next();
@@ -120,7 +120,7 @@ TEST_F(DiskTest, AStalledDiskCostsALiveStreamNothingAndTheRecordingNeither) {
     }
     EXPECT_TRUE(disk_.isWaitedFor());
     disk_.stall(false);
-    // A stop ends a recording before a picture that has not been encoded.
+    // A stop ends the recording before any picture not encoded yet.
     const std::size_t filesUntilLast = last / (kSecondsOfFile * kFramesPerSecond) + 1;
     ASSERT_TRUE(waitUntil([&] { return messages("recordStop").size() >= filesUntilLast; }));
     ASSERT_TRUE(stop());
@@ -136,7 +136,7 @@ TEST_F(DiskTest, AStalledDiskCostsALiveStreamNothingAndTheRecordingNeither) {
     EXPECT_GT(next, last);
 }
 
-/** Has a disk go on when a test is over, however that ends. */
+/** Ends the stall of a disk on leaving the test, even after a fatal failure. */
 class GoesOn {
   public:
     explicit GoesOn(FaultyLayer& disk) : disk_(disk) {}
@@ -156,9 +156,9 @@ TEST_F(DiskTest, AStopWaitsForADiskThatHangsAndHoldsUpNobodyElse) {
     auto stopping = std::async(std::launch::async, [this] { return stop(); });
     const GoesOn goesOn(disk_);
     ASSERT_TRUE(waitUntil([&] { return disk_.isWaitedFor(); }));
-    // Each of these would wait for ever if it waited for the stop.
+    // Each of these would block for ever if it waited for the stop.
     EXPECT_TRUE(runs());
-    EXPECT_EQ(set("no_such_setting=1"), VNRES_SUCCEED) << "what is passed on is passed on";
+    EXPECT_EQ(set("no_such_setting=1"), VNRES_SUCCEED) << "the call itself succeeds";
     for (int round = 0; round < 2; ++round) {
         LivePictures live;
         const std::uint32_t first = live.next();
@@ -250,13 +250,13 @@ TEST_F(DiskTest, AFolderThatIsNotThereIsToldOf) {
     ASSERT_TRUE(
         waitUntil([&] { return lines.raw().find("No such file or directory") != std::string::npos; }));
     fs::create_directory(folder());
-    // As an application does that does not wait.
+    // As an application that does not wait.
     ASSERT_TRUE(stop());
     ASSERT_TRUE(start());
     expectToRecordAgain();
 }
 
-/** Also when the encoder makes no key frame unless it is asked for one. */
+/** Also if the encoder makes key frames only on request. */
 TEST_F(DiskTest, ARecordingGoesOnByItselfWithinTwoSecondsOfThereBeingSpace) {
     ASSERT_EQ(record(1, "rec.mp4", "bitrate=500000,gop=0"), VNRES_SUCCEED);
     ASSERT_TRUE(waitForMessage("recordStop"));
@@ -264,7 +264,7 @@ TEST_F(DiskTest, ARecordingGoesOnByItselfWithinTwoSecondsOfThereBeingSpace) {
     disk_.failWrites(ENOSPC);
     ASSERT_TRUE(waitForMessage("failed"));
     const std::size_t begun = messages("recordStart").size();
-    // It has tried again in vain.
+    // A retry has failed meanwhile.
     std::uint32_t last = live.next();
     for (const std::uint32_t until = last + 45; last < until;) last = live.next();
     EXPECT_EQ(messages("recordStart").size(), begun);

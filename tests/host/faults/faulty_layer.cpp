@@ -34,7 +34,7 @@ void FaultyLayer::failCreations(int error) {
 
 bool FaultyLayer::pass(Step step, const std::string& path, std::string& reason) {
     std::unique_lock lock(mutex_);
-    // What closes a file writes nothing more.
+    // Closing a file writes nothing.
     if (step == Step::close) return true;
     ++waiting_;
     goesOn_.wait(lock, [this] { return !stalls_; });

@@ -9,23 +9,23 @@
 
 namespace kep::host {
 
-/** The operating system's file layer, but it stalls and fails as a test says. It is in use while it lives. */
+/** The operating system's file layer with stalls and failures on demand. Active during its lifetime. */
 class FaultyLayer final : public WatchedDisk {
   public:
     FaultyLayer() { use(this); }
     ~FaultyLayer() override;
 
-    /** While it stalls, everything waits that goes to the disk. */
+    /** While stalled, every access to the disk blocks. */
     void stall(bool stalls);
-    /** Whether somebody waits for the disk. */
+    /** Whether a thread is blocked on the stalled disk. */
     bool isWaitedFor();
 
-    /** Has what writes bytes or makes files fail with an error number; 0 for no more. */
+    /** Makes writing, or creating files, fail with errno `error`; 0 ends the failures. */
     void failWrites(int error);
     void failCreations(int error);
 
   private:
-    /** Waits while the disk stalls. */
+    /** Blocks while the disk stalls. */
     bool pass(Step step, const std::string& path, std::string& reason) override;
 
     std::mutex mutex_;

@@ -22,7 +22,10 @@ class MicrophoneTest : public PublicRecording {
 
     ~MicrophoneTest() override { fs::remove(sign_); }
 
-    /** Records with a microphone that has the fault while its sign is there, until something was heard. */
+    /**
+     * Records with a microphone that has the fault while the sign file exists; returns once audio has been
+     * recorded.
+     */
     void recordWith(const std::string& fault) {
         setenv("KEP_HOST_AUDIO", ("test:" + fault + "=" + sign_.string()).c_str(), 1);
         ASSERT_EQ(record(kSeconds), VNRES_SUCCEED);
@@ -38,7 +41,7 @@ class MicrophoneTest : public PublicRecording {
     }
     const fs::path& sign() const { return sign_; }
 
-    /** Waits for the next segment of which that is true. */
+    /** Waits for the next segment for which `met` is true. */
     void waitForSegment(const std::function<bool(const Segment&)>& met) {
         constexpr std::size_t kMost = 10;
         const std::size_t before = segments_.size();
@@ -49,13 +52,13 @@ class MicrophoneTest : public PublicRecording {
         } while (!met(segments_.back()));
     }
 
-    /** Waits for a segment with all of its sound, ends the recording and looks at the whole of it. */
+    /** Waits for a segment with complete audio, ends the recording and checks all of it. */
     void expectToBeInStepAgain() {
         ASSERT_NO_FATAL_FAILURE(
             waitForSegment([](const Segment& segment) { return segment.isHeardThroughout(); }));
         EXPECT_GE(expectInStep(segments_.back()), 1);
         const std::size_t known = segments_.size();
-        // Also the one in which the sound comes back is in step from then on.
+        // The segment in which the audio returns is in sync from then on, too.
         for (std::size_t i = 0; i + 1 < known; ++i) expectInStep(segments_[i]);
         ASSERT_TRUE(stop());
         const std::vector<fs::path> paths = begun();
@@ -64,8 +67,7 @@ class MicrophoneTest : public PublicRecording {
         expectToFollow(segments_, kSeconds, lostPictures());
     }
 
-    /** Seconds of the recording without sound, those included that lie between files for want of a picture.
-     */
+    /** Seconds of the recording without audio, including gaps between files where pictures were lost. */
     double silence() const {
         double seconds = lostPictures() * kPicture;
         for (const Segment& segment : segments_)
@@ -86,7 +88,7 @@ TEST_F(MicrophoneTest, OneThatIsLostIsToldOfAndIsInStepAgainWhenItIsBack) {
     ASSERT_TRUE(waitUntil([&] { return lines.raw().find("not connected") != std::string::npos; }));
     setFault(false);
     expectToBeInStepAgain();
-    // It has been looked for after one second and after two more.
+    // The microphone was reopened after one second, and again after two more.
     EXPECT_GT(silence(), 2.5);
     EXPECT_THAT(messages("deviceLost"),
                 testing::ElementsAre(testing::HasSubstr("device={test:lost=" + sign().string() + "}")));

@@ -29,7 +29,7 @@ PublicRecording::PublicRecording() {
     folder_ = mkdtemp(pattern.data());
     setenv("KEP_HOST_VIDEO", "test", 1);
     setenv("KEP_HOST_AUDIO", "test", 1);
-    // Nothing but the recording is to keep the camera and the microphone.
+    // Only the recording may keep the camera and the microphone open.
     setenv("KEP_HOST_PRERECORD", "attached", 1);
     const std::lock_guard lock(mutex);
     texts.clear();
@@ -64,7 +64,7 @@ void PublicRecording::end() {
 void PublicRecording::expectEachStartToHaveItsEnd() {
     const std::lock_guard lock(mutex);
     std::string open;
-    // The callback may come too late for the first.
+    // The callback may be registered too late for the first start.
     const bool sawFirst = !texts.empty() && texts.front().rfind("name=recordStop", 0) != 0;
     for (std::size_t i = sawFirst ? 0 : 1; i < texts.size(); ++i) {
         const std::string& text = texts[i];
@@ -72,14 +72,14 @@ void PublicRecording::expectEachStartToHaveItsEnd() {
         const std::string_view name = attributes.GetOrDef("name", "");
         const std::string url = attributes.GetOrDef("url", "");
         if (name == "recordStart") {
-            EXPECT_EQ(open, "") << "not ended before " << text;
+            EXPECT_EQ(open, "") << "still open at " << text;
             open = url;
         } else if (name == "recordStop" || (name == "failed" && !open.empty())) {
             EXPECT_EQ(open, url) << text;
             open.clear();
         }
     }
-    EXPECT_EQ(open, "") << "not ended at all";
+    EXPECT_EQ(open, "") << "never ended";
 }
 
 bool PublicRecording::stop() {

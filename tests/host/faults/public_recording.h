@@ -9,7 +9,7 @@
 
 namespace kep::host {
 
-/** Recordings of 640 by 360 through the public header, in a folder of the test's own. */
+/** Records 640x360 through the public header into a temporary folder. */
 class PublicRecording : public testing::Test {
   protected:
     PublicRecording();
@@ -19,31 +19,31 @@ class PublicRecording : public testing::Test {
     /** Starts a recording and listens to its messages. */
     int record(int secondsOfFile, const std::string& name = "rec.mp4",
                const std::string& video = "bitrate=500000");
-    /** Stops it, and waits until all of it is told. */
+    /** Stops it and waits for its last message. */
     bool stop();
-    /** Starts it again, as an application does after trouble. */
+    /** Restarts it, as an application does after a failure. */
     bool start();
-    /** Whether it plays, as an application asks. */
+    /** Whether the API reports it as running. */
     bool runs() const;
-    /** Changes a setting of it. */
+    /** Changes one of its settings. */
     int set(const char* params) const;
 
-    /** Ends it for good, as the test's end does; each start has its end by then. */
+    /** Ends and releases it, as the destructor does; by then each start has its end. */
     void end();
 
-    /** The recording's messages of a name, the oldest first. */
+    /** The recording's messages with this name, oldest first. */
     static std::vector<std::string> messages(const std::string& name);
-    /** Waits until there are more than `before` of them. */
+    /** Waits until there are more than `before` such messages. */
     static bool waitForMessage(const std::string& name, std::size_t before = 0);
 
-    /** Pictures that were told of as lost. */
+    /** Pictures reported as lost. */
     static int lostPictures();
-    /** Looks that each file that was told as begun was told once as complete or failed. */
+    /** Expects exactly one end or failure for each file reported as begun. */
     static void expectEachStartToHaveItsEnd();
 
-    /** The paths of its files, as they were told of when they were begun. */
+    /** The paths of its files, as reported when they were begun. */
     static std::vector<std::filesystem::path> begun();
-    /** Its files with their final names, the first picture first. */
+    /** Its files with final names, in the order of their first pictures. */
     std::vector<std::filesystem::path> finished() const;
 
   private:

@@ -19,7 +19,7 @@ testing::AssertionResult Segment::isHeardThroughout() const {
     constexpr double kUnit = 1024.0 / 48000;
     double time = file.video().begin();
     const auto silence = [&](double next) {
-        return testing::AssertionFailure() << path << " has no sound from " << time << " to " << next << " s";
+        return testing::AssertionFailure() << path << " has no audio from " << time << " to " << next << " s";
     };
     for (const auto& packet : file.audio().packets) {
         const double next = file.audio().seconds(packet->pts);
@@ -43,8 +43,7 @@ void expectToFollow(const std::vector<Segment>& segments, double length, int los
             last = *picture.number;
         }
         if (&segment == &segments.back()) continue;
-        // A cut is at the picture that is nearest when one is lost, and at the end of what is lost at the
-        // cut.
+        // With losses, the cut is at the nearest picture left, or at the end of the gap.
         EXPECT_NEAR(segment.length(), length, (lost > 0 ? (1 + lost) * kPicture : 0) + 2 * kMillisecond)
             << segment.path;
     }
@@ -57,7 +56,7 @@ int expectInStep(const Segment& segment) {
     for (std::size_t i = 1; i < segment.pictures.size(); ++i) {
         const RecordedPicture& before = segment.pictures[i - 1];
         const RecordedPicture& picture = segment.pictures[i];
-        // A flash whose first picture is missing says nothing.
+        // If the first picture of a flash is missing, its time is unknown.
         if (before.lit || !picture.lit || *picture.number != *before.number + 1) continue;
         for (const double beep : beeps) {
             if (std::abs(picture.time - beep) > 0.5) continue;

@@ -10,16 +10,16 @@
 
 namespace kep::host {
 
-/** Seconds that a picture of these recordings stands for. */
+/** Duration of a picture in seconds. */
 constexpr double kPicture = 1.0 / 30;
 
-/** A finished file of a recording of the test sources, decoded. Fails the test when it does not play. */
+/** A finished file recorded from the test sources, decoded. Fails the test if it does not play. */
 struct Segment {
     explicit Segment(const std::filesystem::path& where);
 
-    /** From its first picture to the end of the last. */
+    /** From the first picture to the end of the last one, in seconds. */
     double length() const { return file.video().end() - file.video().begin(); }
-    /** Whether there is sound with its pictures from the first to the last, without a gap. */
+    /** Whether there is audio from the first picture to the last, without a gap. */
     testing::AssertionResult isHeardThroughout() const;
 
     std::filesystem::path path;
@@ -29,12 +29,12 @@ struct Segment {
 };
 
 /**
- * The pictures' numbers go on from segment to segment, and lack as many as were told of as lost; all segments
- * but the last are as long as they should be.
+ * Expects picture numbers to increase across the segments with exactly `lost` missing, and every segment but
+ * the last to be `length` seconds long.
  */
 void expectToFollow(const std::vector<Segment>& segments, double length, int lost);
 
-/** Whether flashes and beeps come at the same time, by the millisecond; how many of them there are. */
+/** Expects flashes and beeps to coincide within a millisecond; returns how many pairs it compared. */
 int expectInStep(const Segment& segment);
 
 }  // namespace kep::host

@@ -19,7 +19,7 @@ using std::chrono::seconds;
 
 constexpr nanoseconds kPicture = nanoseconds(1'000'000'000) / SampleStream::rate;
 
-/** What follows the sources of a recording. */
+/** The elements that follow the sources of a recording. */
 std::string writer(const fs::path& folder, int secondsOfFile) {
     return "VornisaSeamless:name=seamless,duration=" + std::to_string(secondsOfFile) +
            "s+muxer-fmp4:name=muxer,flush=true,url={file://" + folder.string() +
@@ -27,7 +27,7 @@ std::string writer(const fs::path& folder, int secondsOfFile) {
            "recordStop={oper=AfterClose,send={upward}}}";
 }
 
-/** A copy of a packet with another stamp. */
+/** A copy of a packet with another time stamp. */
 std::shared_ptr<MediaPacket> at(const SharedPacket& packet, SteadyTime stamp) {
     auto moved = std::make_shared<MediaPacket>(*packet);
     moved->stamp = stamp;
@@ -54,7 +54,7 @@ class StreamTest : public testing::Test {
     fs::path folder_;
 };
 
-/** The packets of a stream of pictures made heavy: bytes of no meaning follow each. */
+/** Pictures padded to `weight` bytes each by a filler NAL unit. */
 class HeavyPictures {
   public:
     explicit HeavyPictures(std::size_t weight) : sample_(1) {
@@ -98,7 +98,7 @@ TEST_F(StreamTest, WhatADiskThatStallsForTooLongCostsIsWholeGroupsAndIsTold) {
     ASSERT_TRUE(camera.play() && recording.play());
     TestSource& source = camera.child<TestSource>("src");
     disk.stall(true);
-    // The flood comes once the first groups have reached the disk, so that they are not what is dropped.
+    // The flood starts after the first groups have reached the disk, so that those are not dropped.
     constexpr int kAhead = 2 * SampleStream::group;
     for (int i = 0; i < kAhead; ++i) source.push(pictures.packet(i, begin));
     ASSERT_TRUE(waitUntil([&] { return disk.isWaitedFor(); }));
@@ -117,9 +117,9 @@ TEST_F(StreamTest, WhatADiskThatStallsForTooLongCostsIsWholeGroupsAndIsTold) {
         return base::AttrSet(message.c_str()).GetOrDef<int>("total", 0);
     };
     EXPECT_TRUE(waitUntil([&] { return recorded + lost() == kFlood + kAfter; }))
-        << recorded << " recorded, " << lost() << " told as lost";
+        << recorded << " recorded, " << lost() << " reported as lost";
     EXPECT_GT(lost(), 0);
-    // A picture that lacks what it builds on is lost with it.
+    // A picture whose reference is lost is dropped, too.
     double before = file.video().begin();
     for (const auto& packet : file.video().packets) {
         const double time = file.video().seconds(packet->pts);
@@ -128,19 +128,19 @@ TEST_F(StreamTest, WhatADiskThatStallsForTooLongCostsIsWholeGroupsAndIsTold) {
         }
         before = time;
     }
-    // It goes on to the last picture, and what is missing has left its time.
+    // The file extends to the last picture; lost pictures leave a gap of their duration.
     EXPECT_NEAR(file.video().end() - file.video().begin(), double(kFlood + kAfter) / SampleStream::rate,
                 0.002);
 }
 
-/** A jump of the clock that stamps one of the streams, or both. */
+/** A jump of the clock behind the time stamps of one stream, or both. */
 struct Jump {
     const char* name;
     bool pictures;
     bool sound;
-    int second; /**< when */
+    int second; /**< when it happens */
     seconds by;
-    int duration; /**< seconds after which the clock is right again */
+    int duration; /**< seconds until the clock is right again */
 };
 
 class JumpTest : public StreamTest, public testing::WithParamInterface<Jump> {};

@@ -6,9 +6,9 @@
 namespace kep::host {
 
 /**
- * Sets the time of day for this program and all of its libraries: so much ahead of the machine's. The program
- * has functions of the system's names that tell the time, which the dynamic loader takes before the system's
- * own. All other clocks are as they were.
+ * Sets the time of day of this program and all of its libraries `ahead` of the machine's. The program defines
+ * the system's time functions itself, and the dynamic loader prefers its definitions. All other clocks are
+ * unaffected.
  */
 void setWallClock(std::chrono::seconds ahead);
 

@@ -1,4 +1,4 @@
-// The commands by which the picture is changed, as the plug-in sends them and as it does not.
+// The commands that change the picture, as the plug-in sends them and in malformed variants.
 #include "image_fixture.h"
 #include "kep/attr_set.h"
 #include "kep/reflect.h"
@@ -13,7 +13,7 @@ class CommandTest : public ImageTest {
   protected:
     void SetUp() override {}
 
-    /** What the command replies in "ret". */
+    /** The command's reply, from "ret". */
     static std::string reply(const std::string& text) {
         AttrSet arguments(text.c_str());
         EXPECT_TRUE(Factory::Globle().Run("shm0_cmd", arguments)) << text;
@@ -43,7 +43,7 @@ TEST_F(CommandTest, ThatAreWrongAreRefusedWithALine) {
 }
 
 TEST_F(CommandTest, FailWhereTheSegmentCannotBeHad) {
-    // Not even root can use what is no file.
+    // Not even root can use a path that is not a file.
     const ErrorLines lines;
     setenv("KEP_HOST_SHM", "no/such/", 1);
     EXPECT_EQ(VNTurnVideo(1), VNRES_FAIL);

@@ -27,7 +27,7 @@ FakeVideoDevice::~FakeVideoDevice() {
     device = nullptr;
 }
 
-/** In place of the system's in this program. */
+/** Overrides the system's ioctl in this program. */
 extern "C" __attribute__((visibility("default"))) int ioctl(int fd, unsigned long request, ...) {
     va_list arguments;
     va_start(arguments, request);

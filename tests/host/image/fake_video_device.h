@@ -4,7 +4,7 @@
 #include <optional>
 #include <vector>
 
-/** While one lives, /dev/null has the V4L2 control of the power line's frequency. */
+/** During its lifetime, /dev/null has the V4L2 control for the power line frequency. */
 class FakeVideoDevice {
   public:
     FakeVideoDevice();
@@ -12,11 +12,11 @@ class FakeVideoDevice {
     FakeVideoDevice& operator=(const FakeVideoDevice&) = delete;
     ~FakeVideoDevice();
 
-    int maximum = 3;      /**< of the control's values, of which 3 is "auto" */
-    int usual = 1;        /**< the value that the device begins with */
-    bool refuses = false; /**< new values */
+    int maximum = 3;      /**< largest value of the control; 3 is "auto" */
+    int usual = 1;        /**< initial value */
+    bool refuses = false; /**< rejects new values */
     bool isDisabled = false;
-    std::vector<int> set; /**< the values that it has been set to */
+    std::vector<int> set; /**< values that were set, in order */
 };
 
 #endif

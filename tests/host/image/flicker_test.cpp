@@ -1,4 +1,4 @@
-// Anti-flicker, in the control of a V4L2 device.
+// Anti-flicker through the control of a V4L2 device.
 #include "fake_video_device.h"
 #include "image_fixture.h"
 #include "media/video/flicker_control.h"
@@ -13,7 +13,7 @@ class FlickerTest : public ImageTest {
   protected:
     void SetUp() override {}
     void follow() {
-        // As with each picture.
+        // Once per picture.
         for (int i = 0; i < 3; ++i) control_.follow();
     }
 
@@ -28,7 +28,7 @@ TEST_F(FlickerTest, IsSetWhenItChanges) {
     EXPECT_EQ(VNTurnVideo(1), VNRES_SUCCEED);
     EXPECT_EQ(VNAeFlick(0), VNRES_SUCCEED);
     follow();
-    EXPECT_EQ(device_.set, Values{}) << "the device is as its owner has set it";
+    EXPECT_EQ(device_.set, Values{}) << "the device keeps its own setting";
     EXPECT_EQ(VNAeFlick(1), VNRES_SUCCEED);
     follow();
     EXPECT_EQ(device_.set, Values{3});
@@ -67,7 +67,7 @@ TEST_F(FlickerTest, IsKeptWhereThereIsNoControl) {
     FlickerControl missing("/dev/video-not-here");
     missing.follow();
     EXPECT_EQ(device_.set, Values{});
-    EXPECT_EQ(lines.raw(), "") << "no error";
+    EXPECT_EQ(lines.raw(), "") << "logged nothing";
 }
 
 }  // namespace

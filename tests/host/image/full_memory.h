@@ -1,7 +1,7 @@
 #ifndef VORNISA_FULL_MEMORY_H
 #define VORNISA_FULL_MEMORY_H
 
-/** While one lives, shared memory is full: no segment can get pages of its own. */
+/** During its lifetime shared memory is full: no segment can get pages. */
 class FullMemory {
   public:
     FullMemory();

@@ -15,12 +15,12 @@
 
 namespace kep::host {
 
-/** A camera that shows one picture for ever, and segments of shared memory of the test's own. */
+/** A camera that repeats one picture, and shared memory segments private to the test. */
 class ImageTest : public VideoTest {
   protected:
     static constexpr int kWidth = 640;
     static constexpr int kHeight = 360;
-    /** Bytes of a picture. */
+    /** Bytes of the luma plane. */
     static constexpr std::size_t kLuma = std::size_t{kWidth} * kHeight;
 
     void SetUp() override {
@@ -30,7 +30,7 @@ class ImageTest : public VideoTest {
 
     std::string segment(const std::string& name) const { return segments_.path(name); }
     void remove(const std::string& name) const { shm_unlink(segment(name).c_str()); }
-    /** Makes a segment of so many zeros, as another program would. */
+    /** Makes a segment of `bytes` zeros, as another program would. */
     void make(const std::string& name, off_t bytes) const {
         const int file = shm_open(segment(name).c_str(), O_RDWR | O_CREAT, 0600);
         ASSERT_GE(file, 0);
@@ -38,7 +38,7 @@ class ImageTest : public VideoTest {
         close(file);
     }
 
-    /** The bytes of a picture that was captured from now on. */
+    /** The bytes of a picture captured after the call; empty if the stream ends. */
     static std::string next(IYuvSource& source) {
         const auto begin = Clock::now();
         for (Frame frame; source.PullFrame(frame, true);)

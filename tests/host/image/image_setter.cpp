@@ -1,6 +1,6 @@
-// Sets a zone, a stamp or a flip on demand, as a second program beside one that films. Each line of standard
-// input, such as "zone 1" or "flip 0", is answered with the time at which it was done, in nanoseconds of the
-// steady clock, or with 0 when it failed.
+// Sets a zone, a stamp or a flip on demand, as a second program beside one that films. Reads lines such as
+// "zone 1" or "flip 0" from stdin and answers each with the time at which it was done, in nanoseconds of the
+// steady clock, or with 0 if it failed.
 #include "image_setter.h"
 
 #include <chrono>

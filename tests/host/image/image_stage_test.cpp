@@ -1,4 +1,4 @@
-// Zones and flips in what applications see.
+// Zones and flips in the pictures that applications get.
 #include <algorithm>
 #include <atomic>
 #include <cstring>
@@ -13,7 +13,7 @@
 namespace kep::host {
 namespace {
 
-/** A plane with its columns, its rows or both in the opposite order. */
+/** A plane mirrored horizontally, vertically or both. */
 std::string mirrored(const std::string& plane, std::size_t width, bool columns, bool rows) {
     std::string turned;
     const std::size_t height = plane.size() / width;
@@ -31,7 +31,7 @@ void fill(std::string& picture, std::size_t plane, std::size_t stride, std::size
         std::memset(&picture[plane + y * stride + left], value, right - left);
 }
 
-/** The first sample that is not as expected, in words; "" when there is none. */
+/** Describes the first unexpected sample; "" if there is none. */
 std::string difference(const std::string& found, const std::string& expected) {
     if (found.size() != expected.size()) return std::to_string(found.size()) + " bytes";
     const auto [got, wanted] = std::mismatch(found.begin(), found.end(), expected.begin());
@@ -53,15 +53,17 @@ class StageTest : public ImageTest {
 
     std::string picture() { return next(*source_); }
     const std::string& plain() const { return plain_; }
-    /** What is wrong with the next picture. */
+    /** The difference of the next picture from the expected one. */
     std::string wrong(const std::string& expected) { return difference(picture(), expected); }
     std::string flipped(bool columns, bool rows) const {
         return mirrored(plain_.substr(0, kLuma), kWidth, columns, rows) +
                mirrored(plain_.substr(kLuma, kLuma / 4), kWidth / 2, columns, rows) +
                mirrored(plain_.substr(kLuma * 5 / 4), kWidth / 2, columns, rows);
     }
-    /** A picture with red, as the table has it, of BT.709 and limited range, from 100, 100 to before 300,
-     * 200. */
+    /**
+     * The picture with a rectangle from 100, 100 to before 300, 200 in the table's red (BT.709, limited
+     * range).
+     */
     static std::string withRed(std::string picture) {
         fill(picture, 0, kWidth, 100, 100, 300, 200, 62);
         fill(picture, kLuma, kWidth / 2, 50, 50, 150, 100, 102);
@@ -82,7 +84,7 @@ class StageTest : public ImageTest {
 
 TEST_F(StageTest, AZoneIsInTheNextPictureAndNothingElseIsPainted) {
     EXPECT_EQ(VNZonesSet(3, 300, 300, 600, 300, 0xff0000), VNRES_SUCCEED);
-    EXPECT_EQ(wrong(plain()), "") << "set and not enabled";
+    EXPECT_EQ(wrong(plain()), "") << "set but not enabled";
     EXPECT_EQ(VNZonesEnable(3, 1), VNRES_SUCCEED);
     EXPECT_EQ(wrong(withRed(plain())), "");
     EXPECT_EQ(VNZonesEnable(3, 0), VNRES_SUCCEED);

@@ -1,4 +1,4 @@
-// What another program sets is in the picture at once, by the numbers of the pictures.
+// Settings by another program take effect at once, measured by picture numbers.
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -18,7 +18,7 @@ namespace {
 constexpr int kWidth = 640;
 constexpr int kHeight = 360;
 constexpr int kRounds = 10;
-/** From what is set to the first picture that shows it. */
+/** Limit from setting something to the first picture that shows it. */
 constexpr int kMostPictures = 2;
 
 /** The second program. */
@@ -46,7 +46,7 @@ class Setter {
         EXPECT_EQ(status, 0);
     }
 
-    /** Has it set something; when it had. Nothing when it failed. */
+    /** Makes it set something; returns the time at which it did, nothing if it failed. */
     std::optional<Clock::time_point> set(const std::string& what, int value) const {
         const std::string line = what + " " + std::to_string(value) + "\n";
         if (write(end_, line.data(), line.size()) != static_cast<ssize_t>(line.size())) return std::nullopt;
@@ -61,7 +61,7 @@ class Setter {
     int end_ = -1;
 };
 
-/** Whether a place of a frame of 1920x1080 is red. */
+/** Whether the picture is red at a position of a frame of 1920x1080. */
 bool isRed(const frame_t& frame, int x, int y) {
     constexpr std::size_t kLuma = std::size_t{kWidth} * kHeight;
     const int column = (x + kSide / 2) * kWidth / 1920 / 2;
@@ -70,7 +70,7 @@ bool isRed(const frame_t& frame, int x, int y) {
     return redness[row * kWidth / 2 + column] > 220;
 }
 
-/** A picture with its columns in the opposite order has its number, too. */
+/** Reads the number of the test picture even if the picture is mirrored horizontally. */
 std::optional<std::uint32_t> numberOf(const frame_t& frame, bool isFlipped) {
     const auto* const luma = reinterpret_cast<const std::uint8_t*>(frame.data);
     std::vector<std::uint8_t> turned;
@@ -96,8 +96,7 @@ TEST_P(OtherProgram, IsSeenWithinTwoPictures) {
     ASSERT_TRUE(setter.set(what, 0));
     const auto source = newYuv(kWidth, kHeight, 30);
     ASSERT_TRUE(source->ChangeUp(State::play));
-    std::map<int, int>
-        pictures;  // how often it was seen in the first, second ... that was captured afterwards
+    std::map<int, int> pictures;  // how often the change first showed in the n-th picture captured after it
     std::uint32_t last = 0;
     for (int round = 0; round < kRounds; ++round) {
         const int value = 1 - round % 2;
@@ -112,10 +111,10 @@ TEST_P(OtherProgram, IsSeenWithinTwoPictures) {
             ASSERT_TRUE(number);
             EXPECT_GT(*number, last);
             last = *number;
-            // Those captured before may show it already.
+            // Pictures captured earlier may show it already.
             if (frame->stamp < *done) continue;
             isSeen = isShown == (value == 1);
-            ASSERT_LT(++since, 30) << "not seen at all";
+            ASSERT_LT(++since, 30) << "the change never showed";
             if (isSeen) ++pictures[since];
         }
     }

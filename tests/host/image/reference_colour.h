@@ -9,7 +9,7 @@
 
 namespace kep::host {
 
-/** What libswscale makes of a colour in a picture of that range and matrix. */
+/** What libswscale converts a colour to in a picture of this range and matrix. */
 inline YuvColour referenceColour(const std::array<std::uint8_t, 3>& rgb, AVColorSpace colours,
                                  AVColorRange range) {
     constexpr int kSize = 16;

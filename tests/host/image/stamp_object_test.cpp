@@ -1,4 +1,4 @@
-// Stamps as applications set them, in what they see.
+// Stamps set through the API, in the pictures that applications get.
 #include <cstring>
 
 #include "full_memory.h"
@@ -12,7 +12,7 @@
 namespace kep::host {
 namespace {
 
-/** The text fills this part: a block of DejaVu Sans Mono. */
+/** FULL BLOCK, which fills its cell in DejaVu Sans Mono. */
 constexpr const char* kBlock = "\u2588";
 
 class StampObjectTest : public ImageTest {
@@ -30,7 +30,7 @@ class StampObjectTest : public ImageTest {
         ASSERT_EQ(plain_.size(), kLuma * 3 / 2);
     }
     std::string picture() { return next(*source_); }
-    /** A block of 100 by 100 pixels from 200, 100 on. */
+    /** Sets a block of 100 by 100 pixels at 200, 100. */
     void setBlock(int stamp) {
         EXPECT_EQ(VNStampInit0(stamp, 300, 300, ""), VNRES_SUCCEED);
         EXPECT_EQ(VNStampSet0(stamp, 600, 300, 0xFFFFFF, kBlock), VNRES_SUCCEED);
@@ -94,7 +94,7 @@ TEST_F(StampObjectTest, AStampIsSetAsTheFunctionsSay) {
     EXPECT_EQ(set.colour, 0xFF123456);
     EXPECT_EQ(set.background, 0x80ABCDEF);
     EXPECT_STREQ(set.pattern, "one, {two} + %H");
-    // What is not sent stays.
+    // Attributes that are not sent keep their values.
     EXPECT_EQ(VNStampSet0(stamp_, 0, 0, 0xFF654321, nullptr), VNRES_SUCCEED);
     EXPECT_EQ(VNStampEnable0(stamp_, 0), VNRES_SUCCEED);
     set = table().stamps[0];
@@ -118,9 +118,9 @@ TEST_F(StampObjectTest, WhatAnotherProcessWritesIsShown) {
     EXPECT_EQ(lumaAt(picture(), 250, 150), 235);
     EXPECT_EQ(ftruncate(file, 100), 0);
     close(file);
-    EXPECT_TRUE(picture() == plain_) << "cut off";
+    EXPECT_TRUE(picture() == plain_) << "truncated segment";
     remove("vornisa_shm_stamp");
-    EXPECT_TRUE(picture() == plain_) << "removed";
+    EXPECT_TRUE(picture() == plain_) << "removed segment";
     setBlock(stamp_);
     EXPECT_EQ(lumaAt(picture(), 250, 150), 235);
 }
@@ -161,7 +161,7 @@ TEST_F(StampObjectTest, APatternThatIsTooLongIsCutBetweenCharacters) {
     EXPECT_EQ(lines.count("only the first"), 1);
     film();
     EXPECT_EQ(VNStampEnable0(stamp_, 1), VNRES_SUCCEED);
-    EXPECT_FALSE(picture() == plain_) << "a field that is filled to its end";
+    EXPECT_FALSE(picture() == plain_) << "pattern fills its field, without a terminator";
 }
 
 TEST_F(StampObjectTest, OtherStampsHaveOtherObjects) {

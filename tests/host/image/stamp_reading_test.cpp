@@ -1,4 +1,4 @@
-// Stamps as a program that reads pictures understands them.
+// Reads stamps by optical character recognition.
 #include <ctime>
 #include <fstream>
 
@@ -28,7 +28,7 @@ class StampReading : public ImageTest, public testing::WithParamInterface<Pictur
     }
     ~StampReading() override { VNRelease(stamp_); }
 
-    /** Milliseconds of the time of day at which a picture was captured. */
+    /** The capture time of a picture, in milliseconds of the time of day. */
     static std::int64_t timeOf(const Frame& frame) {
         return std::chrono::floor<milliseconds>(wallTimeOf(frame->stamp).time_since_epoch()).count();
     }
@@ -39,8 +39,10 @@ class StampReading : public ImageTest, public testing::WithParamInterface<Pictur
         char text[64];
         return {text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local)};
     }
-    /** A picture of a later second than `last`, and from its middle: ours and the stamp's agree to a few
-     * milliseconds. */
+    /**
+     * A picture of a later second than `last`, and at least 100 ms from the second's ends: the stamp's time
+     * may differ from ours by a few milliseconds.
+     */
     Frame pictureAfter(std::int64_t last) {
         for (Frame frame; source_->PullFrame(frame, true);) {
             const std::int64_t time = timeOf(frame);
@@ -48,7 +50,7 @@ class StampReading : public ImageTest, public testing::WithParamInterface<Pictur
         }
         return nullptr;
     }
-    /** What is read in the upper left corner of a picture, enlarged as a reader's eye would see it. */
+    /** The text recognised in the upper left corner of a picture, which is enlarged first. */
     std::string read(const Frame& frame) const {
         const auto [width, height] = GetParam();
         std::ofstream(path("raw"), std::ios::binary)
@@ -66,14 +68,14 @@ class StampReading : public ImageTest, public testing::WithParamInterface<Pictur
 };
 
 TEST_P(StampReading, ShowsTheSecondInWhichThePictureWasCaptured) {
-    // The usual font has a dot in its zero, which the reader takes for other figures in small sizes.
+    // The default font has a dotted zero, which OCR misreads at small sizes.
     ASSERT_EQ(VNStampInit0(stamp_, 24, 48, "DejaVu Sans"), VNRES_SUCCEED);
     ASSERT_EQ(VNStampSet0(stamp_, 32, 8, 0xFFFFFF, "%Y-%m-%d %H:%M:%S"), VNRES_SUCCEED);
     ASSERT_EQ(VNStampEnable0(stamp_, 1), VNRES_SUCCEED);
-    // A dark ground.
+    // A dark background.
     ASSERT_EQ(VNZonesSet(0, 0, 0, 1920, 100, 0), VNRES_SUCCEED);
     ASSERT_EQ(VNZonesEnable(0, 1), VNRES_SUCCEED);
-    // The first pictures may have been captured before.
+    // The first pictures may have been captured earlier.
     Frame frame;
     for (const auto begin = Clock::now(); !frame || frame->stamp < begin;)
         ASSERT_TRUE(source_->PullFrame(frame, true));

@@ -1,4 +1,4 @@
-// What the patterns of stamps say.
+// The texts that the patterns of stamps expand to.
 #include "picture/stamp_text.h"
 
 #include <gtest/gtest.h>
@@ -24,11 +24,11 @@ class StampText : public testing::Test {
         unsetenv("TZ");
         tzset();
     }
-    /** 2001-09-09 01:46:40 UTC, and what follows. */
+    /** The lines for 2001-09-09 01:46:40 UTC, plus `later` milliseconds. */
     static std::vector<std::u32string> lines(const std::string& pattern, int later = 0) {
         return stampLines(pattern, system_clock::time_point(milliseconds(1'000'000'000'000 + later)));
     }
-    /** Of one line, of ASCII. */
+    /** The same for a single line of ASCII. */
     static std::string text(const std::string& pattern, int later = 0) {
         const auto all = lines(pattern, later);
         EXPECT_EQ(all.size(), 1u) << pattern;
@@ -65,7 +65,7 @@ TEST_F(StampText, HasNewLines) {
 
 TEST_F(StampText, IsReadAsUtf8) {
     EXPECT_EQ(lines("aä€😀")[0], U"aä€😀");
-    // A byte alone, cut off, longer than need be, half of a pair, beyond the last character.
+    // A lone continuation byte, truncated and overlong sequences, a surrogate, a code point out of range.
     EXPECT_EQ(lines("\x80z")[0], U"\uFFFDz");
     EXPECT_EQ(lines("z\xe2\x82")[0], U"z\uFFFD\uFFFD");
     EXPECT_EQ(lines("\xc3z")[0], U"\uFFFDz");

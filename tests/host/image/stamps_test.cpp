@@ -1,4 +1,4 @@
-// Where stamps lie in a picture, and what is painted there.
+// The position and the contents of painted stamps.
 #include "picture/stamps.h"
 
 #include <gtest/gtest.h>
@@ -19,7 +19,7 @@ namespace {
 
 using Time = std::chrono::system_clock::time_point;
 
-constexpr const char* kBlock = "\u2588";  // it covers its cell from edge to edge
+constexpr const char* kBlock = "\u2588";  // fills its cell from edge to edge
 constexpr std::uint8_t kGrey = 100;
 
 StampRecord stampOf(const char* pattern, int x, int y, std::uint32_t colour = 0xFFFFFF) {
@@ -70,7 +70,7 @@ class PaintedStamps : public testing::Test {
     static std::string bytes(const AVFrame& picture) {
         return {reinterpret_cast<const char*>(picture.data[0]), bytesOf(picture)};
     }
-    /** Left, top, right and bottom of what has been painted; nothing when there is nothing. */
+    /** Left, top, right and bottom of the painted area; nothing if nothing is painted. */
     static std::vector<int> paintedPart(const AVFrame& picture) {
         int left = INT_MAX, top = INT_MAX, right = 0, bottom = 0;
         for (int y = 0; y < picture.height; ++y) {
@@ -97,7 +97,7 @@ using Part = std::vector<int>;
 TEST_F(PaintedStamps, LieWhereTheReferenceFrameSays) {
     auto stamp = stampOf("abc%nde", 300, 150);
     stamp.background = 0xFF000000;
-    // 100, 50 and three figures of 5 by 11 pixels in two lines, to whole pairs.
+    // At 100, 50, three digits of 5 by 11 pixels in two lines, rounded to whole pairs.
     EXPECT_EQ(paintedPart(*painted(stamp)), (Part{100, 50, 116, 72}));
     EXPECT_EQ(paintedPart(*painted(stamp, 1920, 1080)), (Part{300, 150, 348, 214}));
     stamp.referenceWidth = stamp.referenceHeight = 0;
@@ -136,7 +136,7 @@ TEST_F(PaintedStamps, AreAbsentUnlessDrawn) {
     stamp.draw = 0;
     EXPECT_FALSE(hasStamps(tableOf(stamp)));
     EXPECT_EQ(paintedPart(*painted(stamp)), Part{});
-    EXPECT_FALSE(hasStamps(tableOf(stampOf("", 300, 150)))) << "without a text";
+    EXPECT_FALSE(hasStamps(tableOf(stampOf("", 300, 150)))) << "empty pattern";
 }
 
 TEST_F(PaintedStamps, HaveTheirColoursInEachRangeAndMatrix) {
@@ -175,7 +175,7 @@ TEST_F(PaintedStamps, LetThePictureThroughByTheirAlpha) {
     stamp.background = 0x40000000;
     EXPECT_NEAR(at(*painted(stamp), 340, 200).y, kGrey - (kGrey - 16) * 64 / 255.0 + 1, 1.5);
     stamp.colour = 0xFFFFFF;
-    EXPECT_EQ(at(*painted(stamp), 340, 200).y, 235) << "without alpha, on a background";
+    EXPECT_EQ(at(*painted(stamp), 340, 200).y, 235) << "zero alpha, on a background";
 }
 
 TEST_F(PaintedStamps, ShareColoursByHowMuchOfThePairsTheyCover) {
@@ -222,7 +222,7 @@ TEST_F(PaintedStamps, OfAnyBytesStayWithinThePicture) {
         for (unsigned char& byte : noise) byte = static_cast<unsigned char>(random());
         std::memcpy(&table, noise.data(), sizeof table);
         for (StampRecord& stamp : table.stamps) {
-            // Mostly one that can be seen.
+            // Mostly visible ones.
             if (i % 4 == 0) continue;
             stamp = stampOf(std::string(stamp.pattern, 40).c_str(), stamp.x % 2000, stamp.y % 1100);
             stamp.w = static_cast<int>(random() % 60);
@@ -231,7 +231,7 @@ TEST_F(PaintedStamps, OfAnyBytesStayWithinThePicture) {
         const auto [width, height] = std::to_array<std::pair<int, int>>({{16, 16}, {640, 360}})[i % 2];
         const FramePtr picture = grey(width, height);
         painter_.paint(*picture, table, Time());
-        // What follows the planes belongs to others; the sanitizers see further.
+        // The bytes after the planes must not change; beyond those, the sanitizers check.
         for (int after = 0; after < 64; ++after) picture->data[0][bytesOf(*picture) + std::size_t(after)] = 7;
         painter_.paint(*picture, table, Time());
         for (int after = 0; after < 64; ++after)
@@ -245,7 +245,7 @@ class StampFonts : public PaintedStamps {
         std::filesystem::create_directories(folder_);
     }
     ~StampFonts() override { std::filesystem::remove_all(folder_); }
-    /** A number that stands for the picture. */
+    /** A hash of the picture painted with this font. */
     std::size_t with(const std::string& font) {
         auto stamp = stampOf("Font 123 gjy", 300, 150);
         stamp.w = 32;
@@ -253,7 +253,7 @@ class StampFonts : public PaintedStamps {
         setFont(stamp, font);
         return std::hash<std::string>()(bytes(*painted(stamp)));
     }
-    /** Expects the default font, and one line however often it is asked for. */
+    /** Expects the default font, and a single line in the log however often the font is used. */
     void expectRefused(const std::string& font, const std::string& reason) {
         const ErrorLines lines;
         for (int i = 0; i < 3; ++i) EXPECT_EQ(with(font), with("")) << font;
@@ -308,7 +308,7 @@ TEST_F(StampFonts, WithAFileThatIsCutOffDoNoHarm) {
 TEST_F(StampFonts, AreCompletedByOthers) {
     const auto mono = Font::open("DejaVu Sans Mono", 16, 32);
     ASSERT_TRUE(mono);
-    // The Hebrew alef is in DejaVu Sans alone, the private character nowhere.
+    // Hebrew alef is in DejaVu Sans only, the private-use character in no font.
     const Glyph alef = mono->glyph(0x05D0);
     const Glyph missing = mono->glyph(0xF8FF);
     EXPECT_FALSE(alef.coverage.empty());

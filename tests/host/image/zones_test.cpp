@@ -1,4 +1,4 @@
-// Where zones lie in a picture and which colour they have there.
+// The position and colour of painted zones.
 #include "picture/zones.h"
 
 #include <gtest/gtest.h>
@@ -34,7 +34,7 @@ std::vector<Zone> zonesOf(const shm::shm_rects_t& table, int width, int height) 
     return zonesIn(bytes, width, height);
 }
 
-/** Left, top, right and bottom of a zone alone in its table; nothing when it is left out. */
+/** Left, top, right and bottom of the only zone in a table; nothing if it is left out. */
 std::vector<int> edgesOf(int x, int y, int w, int h, int width, int height) {
     const auto zones = zonesOf(tableOf({true, x, y, w, h, kGrey}), width, height);
     if (zones.empty()) return {};
@@ -95,7 +95,7 @@ TEST(ZoneTables, OfAnotherReferenceFrameAreScaledByIt) {
         table.width = none;
         zones = zonesOf(table, 1920, 1080);
         ASSERT_EQ(zones.size(), 1u) << none;
-        EXPECT_EQ(zones[0].right, 128) << "as in 1920 by 1080";
+        EXPECT_EQ(zones[0].right, 128) << "as for 1920x1080";
     }
 }
 
@@ -106,7 +106,7 @@ TEST(ZoneTables, OfAnyBytesStayWithinThePicture) {
     for (int i = 0; i < 20'000; ++i) {
         ZoneTable table;
         for (unsigned char& byte : table) byte = static_cast<unsigned char>(random());
-        // Mostly small numbers, among which some zones lie in the picture.
+        // Mostly small numbers, so that some zones are inside the picture.
         if (i % 4 != 0)
             for (std::size_t at = 2; at < table.size(); at += 4)
                 table[at] = table[at + 1] = i % 8 == 1 ? 0xff : 0;
@@ -162,7 +162,7 @@ TEST(PaintedZones, LieOneAboveTheOther) {
     }
 }
 
-/** As the plug-in converts it for the table. */
+/** Converts a colour as the plug-in does for the table. */
 YuvColour inTable(const std::array<std::uint8_t, 3>& rgb) {
     const auto [r, g, b] = rgb;
     return {static_cast<std::uint8_t>((2990 * r + 5870 * g + 1140 * b) / 10000),
@@ -187,7 +187,7 @@ TEST(ZoneColours, AreThoseOfTheRangeAndMatrixOfThePicture) {
                                                                             {17, 180, 90}}) {
                 const YuvColour found = inColoursOf(*picture, inTable(rgb));
                 const YuvColour expected = referenceColour(rgb, colours, range);
-                // The table's own numbers are rounded down.
+                // The values in the table are rounded down.
                 const std::string what = av_color_space_name(colours) + std::string(" ") +
                                          av_color_range_name(range) + " " + std::to_string(rgb[0]) + "," +
                                          std::to_string(rgb[1]) + "," + std::to_string(rgb[2]);

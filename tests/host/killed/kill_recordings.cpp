@@ -1,5 +1,5 @@
 /**
- * Kills recordings at random moments and looks at what they leave:
+ * Kills recordings at random moments and checks what they leave:
  *
  *   kill_recordings FOLDER RECORDER RUNS [JOBS [SECONDS]]
  *
@@ -35,11 +35,10 @@ using State = recordings::RecordingCheck::State;
 constexpr int kSecondsOfFile = 3;
 constexpr double kFps = 30;
 
-/** Of pictures that have been captured, in seconds: the fragment that is being gathered, and what the encoder
- * and the threads between have in hand. */
+/** In seconds: the fragment in progress, plus pictures in the encoder and in queues. */
 constexpr double kMostLost = 1;
 
-/** Who records, and what he hears. */
+/** The recorder, and the fault of its microphone. */
 struct Kind {
     Recorder recorder;
     MicrophoneFault fault = MicrophoneFault::none;
@@ -57,7 +56,7 @@ std::optional<Kind> kindOf(const std::string& name) {
     return Kind{Recorder::ours, *fault};
 }
 
-/** One recording to be made and killed. */
+/** A recording to make and kill. */
 struct Run {
     milliseconds life;
     unsigned seed;
@@ -72,25 +71,26 @@ struct Tally {
     std::vector<std::string> faults;
 };
 
-/** Where a folder is kept as the recorder has left it. */
+/** The copy of a folder as the killed recorder left it. */
 std::string asKilled(const std::string& folder) {
     return folder + ".killed";
 }
 
-/** Finishes the files that are open, and adds to `before` what is wrong then. */
+/** Recovers the open files, and adds what is wrong afterwards to `before.faults`. */
 void recover(const std::string& folder, const std::set<std::int64_t>& captured, KilledFiles& before) {
     fs::copy(folder, asKilled(folder));
     for (const fs::directory_entry& file : fs::directory_iterator(folder)) {
-        // What the check would cut off here it would cut off an unfinished one too.
+        // Whatever the check would truncate here it would truncate in an unfinished file, too.
         if (file.path().extension() == ".mp4" &&
             recordings::checkRecording(file.path()).state != State::whole)
-            before.faults.push_back(file.path().filename().string() + ": is not whole to who recovers it");
+            before.faults.push_back(file.path().filename().string() +
+                                    ": the check finds it damaged although it is finished");
     }
     for (const std::string& path : recordings::unfinishedIn(folder)) recordings::recoverFile(path);
     KilledFiles after(folder, 0, captured);
     for (const std::string& fault : after.faults) before.faults.push_back("recovered: " + fault);
     if (after.last != before.last || after.open != before.empty)
-        before.faults.push_back("recovered: not all that plays has been finished: up to picture " +
+        before.faults.push_back("recovered: some playable files were left open: up to picture " +
                                 std::to_string(after.last) + " of " + std::to_string(before.last) + ", " +
                                 std::to_string(after.open) + " files left open of which " +
                                 std::to_string(before.empty) + " were empty");
@@ -116,7 +116,7 @@ void runOnce(const Kind& kind, const std::string& folder, const Run& run, Tally&
         tally.faults.push_back(folder + ": the recorder ended by itself");
         return;
     }
-    // Before its first fragment a recording has lost what there was of it.
+    // If it is killed before its first fragment is complete, all of it is lost.
     const double lost = (static_cast<double>(*newest) - static_cast<double>(files.last)) / kFps;
     tally.lost.push_back(lost);
     if (!files.faults.empty() || lost > kMostLost) return;
@@ -154,10 +154,10 @@ int main(int argc, char** argv) {
             "RUNS [JOBS [SECONDS]]\n");
         return 2;
     }
-    // The peers end with their pipe in the middle of a picture.
+    // Writing to a killed peer raises SIGPIPE.
     signal(SIGPIPE, SIG_IGN);
     setenv("KEP_HOST_LOG", "none", 0);
-    // Nobody asks these for a past.
+    // Pre-recording is not needed.
     setenv("KEP_HOST_PRERECORD", "attached", 0);
     std::random_device seed;
     std::mt19937 random(seed());

@@ -10,8 +10,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/** Seconds. The test camera's times of capture are a grid, and a key frame comes at each second: what is left
- * are the roundings of the file's times. */
+/**
+ * Seconds. The test camera captures on a fixed grid with a key frame at each second, so only the rounding of
+ * the file's times remains.
+ */
 constexpr double kRounding = 0.002;
 
 struct Part {
@@ -19,7 +21,7 @@ struct Part {
     bool isFinal;
     std::int64_t first;
     std::int64_t last;
-    bool hasBegun = true; /**< to hold something to be played */
+    bool hasBegun = true; /**< holds anything playable */
 };
 
 /** Whether no captured picture lies between the two. */
@@ -29,7 +31,7 @@ bool follows(std::int64_t next, std::int64_t before, const std::set<std::int64_t
     return next > before && (following == captured.end() || *following >= next);
 }
 
-/** What is wrong with a file that was read; fills in which pictures it holds. */
+/** Describes what is wrong with a file; fills in which pictures it holds. */
 std::string faultOf(const fs::path& path, int secondsOfFile, const std::set<std::int64_t>& captured,
                     Part& part) {
     RecordedFile file(path.string());
@@ -41,9 +43,9 @@ std::string faultOf(const fs::path& path, int secondsOfFile, const std::set<std:
     if (pictures.empty()) return "has no picture";
     if (!pictures.front().key) return "does not begin with a key frame";
     for (std::size_t i = 0; i < pictures.size(); ++i) {
-        if (!pictures[i].number) return "picture " + std::to_string(i) + " shows no number";
+        if (!pictures[i].number) return "picture " + std::to_string(i) + " has no readable number";
         if (i > 0 && !follows(*pictures[i].number, *pictures[i - 1].number, captured))
-            return "picture " + std::to_string(i) + " does not follow the one before it";
+            return "picture " + std::to_string(i) + " does not follow the previous one";
     }
     part.first = *pictures.front().number;
     part.last = *pictures.back().number;

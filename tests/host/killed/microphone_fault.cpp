@@ -7,7 +7,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/** Long enough to be heard first: a recording that has never had sound begins a file when it comes. */
+/** Long enough to be heard first: a recording without audio so far starts a new file when audio arrives. */
 constexpr milliseconds kHeardFirst(1'000);
 constexpr milliseconds kLongestPhase(1'500);
 

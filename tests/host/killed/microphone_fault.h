@@ -7,28 +7,28 @@
 #include <random>
 #include <string>
 
-/** What a microphone does while a recording is made. */
+/** What happens to the microphone during a recording. */
 enum class MicrophoneFault { none, lost, stalled, unsteady };
 
-/** The fault of that name ("lost", "stalled", "unsteady"); nothing for another name. */
+/** The fault with this name ("lost", "stalled", "unsteady"); nothing for any other name. */
 std::optional<MicrophoneFault> microphoneFaultOf(const std::string& name);
 
 /**
- * A test microphone with a fault. A lost or stalled one is away from the start in half of the runs, else from
- * a random moment on. An unsteady one works for a second, then stalls, or in every other run is lost, for a
- * random time, over and over.
+ * A test microphone with a fault. A lost or stalled one fails from the start in half of the runs, else from a
+ * random moment on. An unsteady one works for a second, then alternates at random intervals between its fault
+ * (a stall, or a loss in every other run) and working.
  */
 class FaultyMicrophone {
   public:
-    /** @param sign path of the file that stands for the fault while it exists */
+    /** @param sign path of a file; the fault persists while it exists */
     FaultyMicrophone(MicrophoneFault fault, std::filesystem::path sign, unsigned seed);
     ~FaultyMicrophone();
     FaultyMicrophone(const FaultyMicrophone&) = delete;
     FaultyMicrophone& operator=(const FaultyMicrophone&) = delete;
 
-    /** As KEP_HOST_AUDIO has it. */
+    /** The device as a value of KEP_HOST_AUDIO. */
     std::string device() const;
-    /** Lets `life` go by, with the fault coming and going as it does. */
+    /** Waits for `life` while the fault comes and goes. */
     void live(std::chrono::milliseconds life);
 
   private:

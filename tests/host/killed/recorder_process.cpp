@@ -22,7 +22,7 @@ using Clock = std::chrono::steady_clock;
 constexpr int kWidth = 640;
 constexpr int kHeight = 360;
 
-/** A picture with its number in it, and enough else that an encoder has something to do. */
+/** Paints a picture with its number, and enough detail to keep an encoder busy. */
 void paint(std::vector<std::uint8_t>& picture, std::uint32_t number) {
     for (std::size_t i = 0; i < picture.size(); ++i)
         picture[i] = static_cast<std::uint8_t>((i * 2654435761U >> 27) + i / kWidth / 2 + number);
@@ -156,7 +156,7 @@ void RecorderProcess::feed() {
     for (std::uint32_t number = 0; !stopping_; ++number) {
         paint(picture, number);
         std::this_thread::sleep_until(begin + std::chrono::nanoseconds(1'000'000'000) * number / 30);
-        // A picture is captured when it is offered, like those of a camera that does not wait.
+        // A picture counts as captured when it is offered, as with a camera that does not wait.
         newest_ = number;
         for (std::size_t at = 0; at < picture.size();) {
             const ssize_t written = write(pipe_, picture.data() + at, picture.size() - at);
@@ -208,7 +208,7 @@ std::optional<std::uint32_t> RecorderProcess::kill() {
             takeNumbers(false, {});
         }
         close(pipe_);
-        // Whoever is no longer there to be killed has recorded nothing that can be judged.
+        // If the process was no longer running, its recording cannot be judged.
         if (!WIFSIGNALED(status) || WTERMSIG(status) != SIGKILL) newest_ = -1;
     }
     const std::int64_t newest = newest_;

@@ -12,14 +12,14 @@
 #include <thread>
 #include <vector>
 
-/** Who records. The peers are given the pictures through a pipe, in real time. */
+/** The peers get the pictures through a pipe, in real time. */
 enum class Recorder { ours, ffmpeg, gstreamer };
 
-/** A process that records numbered pictures of 640 by 360, 30 a second, into fragments of one second. */
+/** Records numbered pictures of 640x360 at 30 per second into fragments of one second. */
 class RecorderProcess {
   public:
     /**
-     * @param secondsOfFile length of a file of ours; the peers make one
+     * @param secondsOfFile file length of our recorder; the peers make a single file
      * @param microphone what ours hears, as KEP_HOST_AUDIO has it; the peers hear nothing
      */
     RecorderProcess(Recorder recorder, const std::string& folder, int secondsOfFile,
@@ -28,13 +28,15 @@ class RecorderProcess {
     RecorderProcess(const RecorderProcess&) = delete;
     RecorderProcess& operator=(const RecorderProcess&) = delete;
 
-    /** Waits until the first picture has been captured; false when the process cannot do that. */
+    /** Waits until the first picture has been captured; false if that fails. */
     bool waitForFirst(std::chrono::seconds limit);
-    /** Kills it, and gives the number of the newest picture that it had. */
+    /** Kills it; returns the number of the newest picture captured. */
     std::optional<std::uint32_t> kill();
 
-    /** The numbers of all pictures that ours has captured: a camera whose process got no processor for long
-     * leaves some out. Empty for the peers. */
+    /**
+     * The numbers of all pictures that our recorder has captured: a camera starved of CPU time skips some.
+     * Empty for the peers.
+     */
     const std::set<std::int64_t>& captured() const { return captured_; }
 
   private:

@@ -31,8 +31,7 @@ bool must(int code, const char* call) {
 int main(int argc, char** argv) {
     if (argc != 4) return 2;
     setenv("KEP_HOST_AUDIO", argv[3], 1);
-    // The camera is watched from before the recording on: nothing is captured that this program does not know
-    // of.
+    // The camera is opened before the recording, so this program knows of every picture captured.
     int camera = 0;
     if (!must(VNAcquire(VNRES_YUV_SOURCE, &camera), "VNAcquire") ||
         !must(VNSetResolution(camera, kWidth, kHeight), "VNSetResolution") ||

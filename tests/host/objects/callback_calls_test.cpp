@@ -1,5 +1,5 @@
-// What a message callback may call: every function but the release of its own handle. Each test needs a
-// process of its own, as the first clip of a process is the one that is waited for.
+// What a message callback may call: every function except the release of its own handle. Each test needs its
+// own process, because only the first clip of a process is waited for.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -16,7 +16,7 @@ namespace {
 
 using public_calls::Call;
 
-/** What the callback, which has no user pointer, is to do at the first message. */
+/** Run by the callback, which has no user pointer, at the first message. */
 std::function<void()> task;
 std::atomic<bool> begun{false};
 
@@ -40,7 +40,7 @@ class CallbackCalls : public testing::TestWithParam<VNRes_Type> {
         return id;
     }
 
-    /** Has the callback of `own` make each call, with each of `ids` if it takes a handle. */
+    /** Makes the callback of `own` perform each call, with each of `ids` if the call takes a handle. */
     void makeEveryCall(int own, const std::vector<int>& ids) {
         std::promise<void> returned;
         std::atomic<const char*> current{""};
@@ -56,7 +56,7 @@ class CallbackCalls : public testing::TestWithParam<VNRes_Type> {
         ASSERT_EQ(VNStart(own), VNRES_SUCCEED);
         if (returned.get_future().wait_for(std::chrono::seconds(120)) == std::future_status::ready) return;
         std::fprintf(stderr, "%s has not returned from within a callback\n", current.load());
-        // The thread that hangs there would keep everything else from ending.
+        // The hanging thread would block everything else from ending.
         std::_Exit(1);
     }
 

@@ -1,4 +1,4 @@
-// Ends as its first argument says while it records into the folder of its second.
+// Records into the folder of the second argument and ends in the way that the first one names.
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -23,7 +23,7 @@ bool isRecorded(const std::string& name) {
     return !missing && bytes > 50'000;
 }
 
-/** The caller of this program has a limit of its own. */
+/** Without a timeout: the caller of this program has one. */
 void waitFor(const std::string& name) {
     while (!isRecorded(name)) std::this_thread::sleep_for(std::chrono::milliseconds(10));
 }
@@ -63,7 +63,7 @@ int main(int, char** arguments) {
     const std::string how = arguments[1];
     folder = arguments[2];
     if (how == "return") {
-        // Without an index at its end this one is of no use.
+        // A file without protection: unusable unless it is finished with an index.
         record("plain.mp4", nullptr);
         recordProtected("protected.mp4");
         int id = 0;
@@ -71,7 +71,7 @@ int main(int, char** arguments) {
         VNRegisterMessageCallback(id, tellLate);
         waitFor("plain.mp4");
         waitFor("protected.mp4");
-        // Before the handlers that were registered earlier.
+        // Runs before the handlers registered earlier.
         std::atexit([] { ending = true; });
         return 0;
     }

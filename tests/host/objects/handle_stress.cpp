@@ -1,6 +1,6 @@
-// Threads that acquire, use and release handles of their own of every type, with recordings and event
-// services among them, which several threads reach by their names. Says how many calls were made; the
-// sanitizers say the rest.
+// Threads that acquire, use and release their own handles of every type, including recordings and event
+// services, which several threads reach by name. Prints the number of calls; the sanitizers report the
+// errors.
 #include <array>
 #include <atomic>
 #include <cstdio>
@@ -21,9 +21,9 @@ namespace {
 
 constexpr int kThreads = 4;
 constexpr std::size_t kHandles = 6;
-/** One in so many calls starts or stops something, which takes far longer than the others. */
+/** Every n-th call starts or stops something, which takes far longer than other calls. */
 constexpr int kChangeEvery = 20;
-/** One in so many begins a recording; each is ended by a handle that some thread has of it. */
+/** Every n-th call begins a recording; any thread with a handle of it may end it. */
 constexpr int kRecordEvery = 5000;
 
 constexpr std::array<int, 15> kTypes = {
@@ -37,7 +37,7 @@ std::atomic<long> callsMade{0};
 std::atomic<long> acquired{0};
 std::atomic<long> heard{0};
 
-/** Acquisition and release are for the caller to serialise, and what attaches a store to a handle. */
+/** The caller must serialise acquisition, release and attaching a store to a handle. */
 std::mutex acquisition;
 
 void hear(const char* message) {
@@ -77,7 +77,7 @@ class Caller {
     }
 
     void acquire(Owned& owned) {
-        // Recordings and services, of which there are several handles then, more often than the others.
+        // Recordings and services, which may have several handles, are chosen more often.
         const int choice = pick(static_cast<int>(kTypes.size()) + 4);
         owned.type = choice < 2   ? VNRES_REC_MAN
                      : choice < 4 ? VNRES_EVENT_SERVICE
@@ -182,7 +182,7 @@ class Caller {
     std::array<char, 640 * 360 * 2> room_{};
 };
 
-/** Ends the recordings that nobody has a handle of. */
+/** Ends the recordings that have no handle left. */
 void endRecordings() {
     for (int running = 1; running;) {
         int id = 0;

@@ -1,4 +1,4 @@
-// Loaded before a program: the disk does not answer a sync while there is a file $HUNG_DISK.
+// Preloaded into a program: syncs block while the file $HUNG_DISK exists.
 #include <dlfcn.h>
 #include <unistd.h>
 

@@ -1,4 +1,4 @@
-// What a process leaves behind that ends without having stopped its recordings.
+// What a process leaves that exits without stopping its recordings.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -25,7 +25,7 @@ class ProcessEnds : public testing::Test {
     }
     ~ProcessEnds() override { std::filesystem::remove_all(folder_); }
 
-    /** Runs the program, which is killed after two minutes. */
+    /** Runs the program; kills it after two minutes. */
     int run(const std::string& how, const std::string& environment = "") const {
         const std::string command = "KEP_HOST_VIDEO=test KEP_HOST_AUDIO=test KEP_HOST_PRERECORD=attached " +
                                     environment + " timeout -s KILL 120 " ENDING_CHILD " " + how + " " +
@@ -60,7 +60,7 @@ TEST_F(ProcessEnds, AReturnFromMainFinishesRecordings) {
     EXPECT_THAT(files(), ElementsAre("plain.mp4", "protected.mp4"));
     expectPlayable("plain.mp4");
     expectPlayable("protected.mp4");
-    EXPECT_EQ(lines(), "") << "no callback comes any more";
+    EXPECT_EQ(lines(), "") << "no callback during exit";
 }
 
 TEST_F(ProcessEnds, ThoseOfTheFirstFunctionToo) {

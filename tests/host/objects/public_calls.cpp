@@ -72,7 +72,7 @@ int duration() {
 std::vector<Call> everyCall(const std::filesystem::path& folder) {
     const std::string path = folder;
     return {
-        // The first of a process waits for its clip.
+        // The first call in a process waits for its clip.
         {"VNRecordEventTrigger", false,
          [path](int) { return VNRecordEventTrigger(("file://" + path + "/clip.mp4").c_str()); }},
         {"VNAcquire", false, acquire},

@@ -9,17 +9,20 @@
 
 namespace public_calls {
 
-/** A function of the public header, called with arguments that make sense. */
+/** A public function, called with sensible arguments. */
 struct Call {
     std::string name;
     bool takesHandle;
     std::function<int(int id)> make;
 };
 
-/** One call of every function; recordings and pictures go into `folder`. VNRelease ends what it acquires. */
+/**
+ * One call of every function; recordings and pictures go into `folder`. The call of VNRelease releases what
+ * it acquires.
+ */
 std::vector<Call> everyCall(const std::filesystem::path& folder);
 
-/** The functions that the library exports, by its own list. */
+/** The functions that the library exports, read from exports.list. */
 std::set<std::string> exportedFunctions();
 
 /** Ends the recordings that VNRecMan and VNRecMan2 have started. */

@@ -1,4 +1,4 @@
-// What other threads may do with a handle while a read of it waits.
+// What other threads may do with a handle while one is blocked reading it.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -20,7 +20,7 @@ class ReadBeside : public testing::Test {
     }
     ~ReadBeside() override { VNRelease(id_); }
 
-    /** A read on a thread of its own, which ends when no frame comes. */
+    /** Reads on another thread until no frame comes. */
     std::future<int> readAll() const {
         return std::async(std::launch::async, [id = id_] {
             std::vector<char> frames(8 << 20);
@@ -51,7 +51,7 @@ TEST_F(ReadBeside, SettingsAndKeyFramesAreTaken) {
 
 TEST_F(ReadBeside, ASwitchEndsIt) {
     std::future<int> read = readAll();
-    // The read may begin behind a switch, and waits for the next one then.
+    // The read may begin after a switch and then waits for the next one.
     while (read.wait_for(std::chrono::milliseconds(50)) != std::future_status::ready)
         EXPECT_EQ(VNSwitchResolution(id_, 640, 360), VNRES_SUCCEED);
     EXPECT_EQ(read.get(), VNRES_FAIL);

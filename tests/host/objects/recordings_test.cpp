@@ -1,4 +1,4 @@
-// Several recordings in one process, and whom a handle reaches.
+// Several recordings in one process, and the handles that reach them.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -24,7 +24,7 @@ void keep(const char* message) {
     messages.emplace_back(message);
 }
 
-/** How many messages of a name have come for a handle. */
+/** Counts the messages of this name for a handle. */
 int count(const std::string& name, int id) {
     const std::lock_guard lock(mutex);
     int found = 0;
@@ -70,7 +70,7 @@ class Recordings : public testing::Test {
         const std::uintmax_t bytes = std::filesystem::file_size(folder_ / name, missing);
         return missing ? 0 : bytes;
     }
-    /** Waits until a recording has got further than `bytes`. */
+    /** Waits until a recording's file exceeds `bytes`. */
     bool waitFor(const std::string& name, std::uintmax_t bytes) const {
         return waitUntil([&] { return size(name + ".part") > bytes; });
     }
@@ -100,7 +100,7 @@ TEST_F(Recordings, MainAndSubStreamAreRecordedAtOnce) {
     EXPECT_FALSE(runs(main));
     EXPECT_TRUE(runs(sub));
     expectFile("main.mp4", 1280);
-    EXPECT_TRUE(waitFor("sub.mp4", size("sub.mp4.part"))) << "it goes on";
+    EXPECT_TRUE(waitFor("sub.mp4", size("sub.mp4.part"))) << "recording stopped growing";
     EXPECT_EQ(count("recordStop", sub), 0);
 
     EXPECT_EQ(VNStop(sub), VNRES_SUCCEED);
@@ -118,7 +118,7 @@ TEST_F(Recordings, TwoHandlesReachOneRecordingUntilTheLastIsReleased) {
     ASSERT_TRUE(waitFor("a.mp4", 50'000));
     EXPECT_EQ(VNRelease(first), VNRES_SUCCEED);
     EXPECT_TRUE(runs(second));
-    EXPECT_TRUE(waitFor("a.mp4", size("a.mp4.part"))) << "it goes on";
+    EXPECT_TRUE(waitFor("a.mp4", size("a.mp4.part"))) << "recording stopped growing";
     EXPECT_EQ(VNRelease(second), VNRES_SUCCEED);
     expectFile("a.mp4", 640);
 }

@@ -8,13 +8,13 @@
 
 namespace kep::host {
 
-/** The operating system's file layer, in which one step fails, or none. In use for as long as it lives. */
+/** The operating system's file layer with at most one failing step. Active during its lifetime. */
 class FaultyFiles final : public WatchedDisk {
   public:
     explicit FaultyFiles(std::optional<Step> failing = {});
     ~FaultyFiles() override;
 
-    /** All that was done so far, in its order. */
+    /** All steps so far, in order. */
     const std::vector<Step>& steps() const { return steps_; }
     void heal() { failing_.reset(); }
 

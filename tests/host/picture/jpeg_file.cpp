@@ -11,7 +11,7 @@ namespace kep::host {
 
 namespace {
 
-// The tables of the JPEG standard's annex K, row by row.
+// The tables of ITU-T T.81 (JPEG), annex K, row by row.
 constexpr QuantTable standardLuma = {
     16, 11, 10, 16, 24,  40,  51,  61,  12, 12, 14, 19, 26,  58,  60,  55,                               //
     14, 13, 16, 24, 40,  57,  69,  56,  14, 17, 22, 29, 51,  87,  80,  62,                               //
@@ -22,7 +22,7 @@ constexpr QuantTable standardChroma = {17, 18, 24, 47, 99, 99, 99, 99, 18, 21, 2
                                        99, 99, 99, 99, 99, 99, 99, 99, 99, 99, 99, 99, 99, 99, 99, 99,   //
                                        99, 99, 99, 99, 99, 99, 99, 99, 99, 99, 99, 99, 99, 99, 99, 99};  //
 
-/** Places of the table's rows and columns in the order of the file, which goes along the diagonals. */
+/** The zigzag order in which the file stores the tables. */
 std::array<std::size_t, 64> diagonals() {
     std::array<std::size_t, 64> places{};
     std::size_t count = 0;
@@ -57,7 +57,7 @@ QuantTable chromaTable(int quality) {
 std::map<int, QuantTable> quantTables(const std::filesystem::path& file) {
     const std::vector<std::uint8_t> bytes = contentsOf<std::vector<std::uint8_t>>(file);
     std::map<int, QuantTable> tables;
-    // Segments of a marker, a length and their contents, up to the scan.
+    // Marker segments with a length, up to the start of scan.
     for (std::size_t at = 2; at + 4 <= bytes.size() && bytes[at + 1] != 0xda;) {
         const std::size_t length = static_cast<std::size_t>(bytes[at + 2] << 8 | bytes[at + 3]);
         if (bytes[at + 1] == 0xdb) {

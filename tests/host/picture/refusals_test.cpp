@@ -16,7 +16,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
-/** Each test ends with a picture that is taken, as a refusal must not stand in the way of the next call. */
+/** Each test ends by taking a picture: a refusal must not break the next call. */
 class RefusalsTest : public VideoTest {
   protected:
     ~RefusalsTest() override {
@@ -26,7 +26,7 @@ class RefusalsTest : public VideoTest {
         EXPECT_TRUE(numberIn(good));
     }
 
-    /** What is shown while a picture is refused. */
+    /** Expects a picture to be refused; returns the output on stderr. */
     std::string refused(const std::string& file, int width = 320, int height = 180) {
         testing::internal::CaptureStderr();
         EXPECT_EQ(VNTakePic(file.c_str(), width, height), VNRES_FAIL);
@@ -136,7 +136,7 @@ TEST_F(PhotographyRefusalsTest, ACameraThatEndsEndsTheTaker) {
     const std::filesystem::path film = VideoTest::film("film.h264", 30);
     ASSERT_EQ(std::system(("mkfifo '" + pipe.string() + "'").c_str()), 0);
     ASSERT_EQ(std::system(("cat '" + film.string() + "' >'" + pipe.string() + "' &").c_str()), 0);
-    // The test picture has been filmed by this process a moment ago.
+    // This process recorded the film itself, just before.
     choose("file:" + pipe.string());
     Messages messages(*photography_);
     ASSERT_TRUE(photography_->ChangeUp(State::play));
@@ -168,7 +168,7 @@ TEST_F(RefusalsTest, APictureWhoseNameMayBeTakenBackByAPowerCut) {
     ASSERT_EQ(VNTakePic(path("a.jpg").c_str(), 640, 360), VNRES_SUCCEED);
     FaultyFiles files(FaultyFiles::Step::syncFolder);
     EXPECT_THAT(refused(path("a.jpg")), HasSubstr("Input/output error"));
-    // It has taken the place of the older one already.
+    // The new picture has already replaced the old one.
     EXPECT_EQ(probed(path("a.jpg")), "mjpeg,320,180,yuvj420p\n");
     EXPECT_THAT(namesIn(path("")), ElementsAre("a.jpg"));
 }

@@ -28,7 +28,7 @@ TEST_F(BesideStreamsTest, AHundredPicturesTakeNoFrameFromALiveStream) {
     int taken = 0;
     std::uint32_t last = 0;
     int asked = 0;
-    // A hundred, or a few with a sanitizer, and as many more as a second of the stream has time for.
+    // At least 100 (20 with a sanitizer), and as many as fit into a second of the stream.
     for (; asked < (kSanitized ? 20 : 100) || read < 30; ++asked) {
         if (VNTakePic2(id, path("a.jpg").c_str()) == VNRES_SUCCEED) ++taken;
         const auto number = numberIn(path("a.jpg"));
@@ -40,7 +40,7 @@ TEST_F(BesideStreamsTest, AHundredPicturesTakeNoFrameFromALiveStream) {
     EXPECT_EQ(VNRelease(id), VNRES_SUCCEED);
     ASSERT_TRUE(stream->ChangeDown(State::null));
     EXPECT_EQ(taken, asked);
-    // What a machine under load cannot encode in time is told; nothing else is missing.
+    // Pictures that a loaded machine cannot encode in time are reported; no others may be missing.
     expectRunningOn(numbersOf(frames), messages);
 }
 

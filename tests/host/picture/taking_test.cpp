@@ -18,7 +18,7 @@ class TakingTest : public VideoTest {
     }
 };
 
-/** A picture taker that is acquired and, if asked, started. */
+/** A picture taker, acquired and optionally started. */
 class Taker {
   public:
     explicit Taker(bool started = true) {
@@ -76,7 +76,7 @@ TEST_F(TakingTest, EveryQualityHasItsTables) {
     }
 }
 
-/** Mean of one plane of a rectangle of pixels, as another program decodes the file. */
+/** The mean of each colour in a cropped rectangle, as ffmpeg decodes the file. */
 std::array<int, 3> colourAt(const std::filesystem::path& file, const std::string& crop) {
     const std::string bytes =
         outputOf("ffmpeg -nostdin -v error -i '" + file.string() + "' -vf crop=" + crop +
@@ -87,7 +87,7 @@ std::array<int, 3> colourAt(const std::filesystem::path& file, const std::string
 }
 
 TEST_F(TakingTest, ColoursAreThoseFilmed) {
-    // In high definition a camera weighs red, green and blue otherwise than a JPEG file does.
+    // HD video uses another colour matrix than JPEG files.
     const struct {
         const char* name;
         std::array<int, 3> colour;
@@ -138,7 +138,7 @@ TEST_F(TakingTest, IsTheNewestPicture) {
     const Owned<IYuvSource> camera = newYuv(320, 180, 30);
     ASSERT_TRUE(camera->ChangeUp(State::play));
     for (int i = 0; i < 20; ++i) {
-        // All that has come up to now.
+        // Drain the frames received so far.
         Frame before;
         ASSERT_TRUE(camera->PullFrame(before, true));
         while (camera->PullFrame(before, false)) {
