@@ -1,4 +1,4 @@
-// AAC coding of buffers in memory, through the public header; other programs judge and make what is coded.
+// AAC coding of buffers in memory through the public header, compared with other programs.
 #include <gmock/gmock.h>
 
 #include <cmath>
@@ -19,9 +19,9 @@ using Samples = std::vector<std::int16_t>;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-constexpr std::size_t kUnit = 1024;         // samples of each channel
-constexpr std::size_t kDelay = kUnit;       // of the encoder
-constexpr std::size_t kMostUnit = 768 + 7;  // bytes, with one channel
+constexpr std::size_t kUnit = 1024;         // samples per channel
+constexpr std::size_t kDelay = kUnit;       // of the encoder, in samples per channel
+constexpr std::size_t kMostUnit = 768 + 7;  // largest unit in bytes with an ADTS header, for one channel
 
 struct Format {
     int rate = 48000;
@@ -30,7 +30,7 @@ struct Format {
     bool adts = true;
 };
 
-/** A codec as an application has it. */
+/** A codec acquired through the public header. */
 class Codec {
   public:
     Codec(int resource, const Format& format) : Codec(resource) {
@@ -47,7 +47,7 @@ class Codec {
     int id_ = 0;
 };
 
-/** What calls have made of an input, in order; `sizes` are those of the results. */
+/** The output of several calls, in order; `sizes` are the results of the calls. */
 struct Coded {
     std::string bytes;
     std::vector<int> sizes;
@@ -55,7 +55,7 @@ struct Coded {
 
 using Convert = int (*)(int, const void*, int, int*, void*, int);
 
-/** Gives `input` to a codec in pieces of `pieceSize()` bytes, each until it is taken whole. */
+/** Passes `input` to a codec in pieces of `pieceSize()` bytes, repeating what was not consumed. */
 template <class PieceSize>
 Coded convert(Convert call, int id, const std::string& input, PieceSize pieceSize, std::size_t room = 65536) {
     Coded coded;
@@ -76,7 +76,7 @@ Coded convert(Convert call, int id, const std::string& input, PieceSize pieceSiz
     return coded;
 }
 
-/** The same, and what comes out at the end. */
+/** As convert(), then drains the encoder. */
 template <class PieceSize>
 Coded encode(int id, const std::string& pcm, PieceSize pieceSize, std::size_t room = 65536) {
     Coded coded = convert(VNAacEncode, id, pcm, pieceSize, room);
@@ -103,12 +103,12 @@ Samples samplesOf(const std::string& bytes) {
     return samples;
 }
 
-/** The pitch of a channel, far enough below half of every rate. */
+/** A distinct pitch per channel, well below half of every sample rate. */
 double pitchOfChannel(int channel) {
     return 300.0 + 100.0 * channel;
 }
 
-/** Each channel has its own steady tone of a quarter of full scale. */
+/** A steady tone of a quarter of full scale in each channel. */
 Samples tones(const Format& format, std::size_t frames) {
     Samples samples;
     for (std::size_t i = 0; i < frames; ++i) {
@@ -120,7 +120,7 @@ Samples tones(const Format& format, std::size_t frames) {
     return samples;
 }
 
-/** Chords that change, with some noise: what a codec cannot bring back exactly. */
+/** Changing chords with some noise, which a codec cannot reproduce exactly. */
 Samples music(int rate, int channels, std::size_t frames) {
     std::mt19937 random(7);
     std::uniform_real_distribution<double> noise(-200, 200);
@@ -139,7 +139,7 @@ Samples music(int rate, int channels, std::size_t frames) {
     return samples;
 }
 
-/** Of `result`, which begins `delay` samples of each channel early, against what it was made of; in dB. */
+/** Signal-to-noise ratio in dB of `result`, which has `delay` more samples per channel at its beginning. */
 double signalToNoise(const Samples& original, const Samples& result, std::size_t delay, int channels) {
     const std::size_t skipped = delay * static_cast<std::size_t>(channels);
     double signal = 0;
@@ -176,7 +176,7 @@ TEST_P(AacFormats, EachChannelComesBack) {
     const Codec decoder(VNRES_AAC_DECODER, format);
     const Samples original = tones(format, kFrames);
     const std::size_t block = kUnit * sizeof(std::int16_t) * static_cast<std::size_t>(channels);
-    // With room for one unit in a call, the sizes are those of the units.
+    // With room for only one unit per call, the sizes are those of the units.
     const Coded coded =
         encode(encoder.id(), bytesOf(original), always(block), 768 * static_cast<std::size_t>(channels) + 7);
     std::string decoded;
@@ -197,12 +197,12 @@ TEST_P(AacFormats, EachChannelComesBack) {
         const auto first = (kDelay + kUnit) * static_cast<std::size_t>(channels);
         const double start = static_cast<double>(kUnit) / rate;
         const auto place = first + static_cast<std::size_t>(channel);
-        // The fourth channel of six, and of eight, carries low frequencies alone.
+        // The fourth of six or eight channels is the low-frequency channel.
         const double low = channel == 3 && channels >= 6 ? 0 : 0.9;
         const auto pitch = audio_test::pitchOf(samples.data() + place, kFrames - 2 * kUnit, channels, rate,
                                                pitchOfChannel(channel), start);
-        EXPECT_GE(pitch.amplitude, 8192 * low) << "channel " << channel;
-        EXPECT_LE(pitch.amplitude, 8192 * 1.1) << "channel " << channel;
+        EXPECT_GE(pitch.amplitude, 8192 * low) << "amplitude of channel " << channel;
+        EXPECT_LE(pitch.amplitude, 8192 * 1.1) << "amplitude of channel " << channel;
     }
 }
 
@@ -234,7 +234,7 @@ TEST_F(AacCodecTest, PiecesOfAnyLengthMakeTheSameStream) {
                   .bytes,
               decoded.bytes);
     EXPECT_EQ(decoded.bytes.size() % (kUnit * 4), 0U);
-    // The delay, and the last unit filled up with silence.
+    // The encoder's delay, and the last unit padded with silence.
     EXPECT_EQ(decoded.bytes.size() / (kUnit * 4), (pcm.size() / 4 + kUnit - 1) / kUnit + 1);
 }
 
@@ -318,7 +318,7 @@ TEST_F(AacCodecTest, AStreamMayFollowAnother) {
     const std::string first = encode(encoder.id(), pcm, always(500)).bytes;
     EXPECT_FALSE(first.empty());
     EXPECT_EQ(encode(encoder.id(), pcm, always(500)).bytes, first);
-    // Other settings, with samples of a unit still held: the new stream has none of them.
+    // Other settings while samples of a unit are still buffered: the new stream must not contain them.
     std::string out(4096, 0);
     EXPECT_EQ(VNAacEncode(encoder.id(), pcm.data(), 100, nullptr, out.data(), 4096), 0);
     ASSERT_EQ(VNAacCodecSet(encoder.id(), 8000, 1, 1, 32'000, 0), VNRES_SUCCEED);
@@ -370,7 +370,7 @@ TEST_F(AacCodecTest, OfAnotherKindOrDirectionAHandleIsRefused) {
     int other = 0;
     ASSERT_EQ(VNAcquire(VNRES_REC_MAN, &other), VNRES_SUCCEED);
     char bytes[4096] = {};
-    // From here on both functions are known to the library.
+    // From here on both functions have been looked up.
     EXPECT_EQ(VNAacEncode(encoder.id(), bytes, 10, nullptr, bytes, 4096), 0);
     EXPECT_EQ(VNAacDecode(decoder.id(), bytes, 10, nullptr, bytes, 4096), 0);
     const ErrorLines lines;
@@ -474,14 +474,14 @@ TEST_F(AacCodecTest, AUnitOfManyBlocksNeedsNoLargerBufferThanOneOfOne) {
         VNAacDecode(decoder.id(), unit.data(), static_cast<int>(unit.size()), &consumed, out.data(), 2048),
         2048);
     EXPECT_EQ(consumed, static_cast<int>(unit.size()));
-    // No more blocks than an ADTS header can tell.
+    // Four blocks, the maximum that an ADTS header can express.
     for (int block = 1; block < 4; ++block)
         EXPECT_EQ(VNAacDecode(decoder.id(), nullptr, 0, &consumed, out.data(), 2048), 2048);
     EXPECT_EQ(VNAacDecode(decoder.id(), nullptr, 0, &consumed, out.data(), 2048), 0);
 }
 
 TEST_F(AacCodecTest, SamplesWithoutRoomOutlastADamagedBareUnit) {
-    // Silence of one channel whose upper half of the spectrum is described, which doubles the samples.
+    // One channel of silence with spectral band replication, which doubles the samples.
     const std::vector<std::uint8_t> doubled = {0x00, 0xc8, 0x00, 0x06, 0xbd, 0xd6, 0x40, 0x00,
                                                0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x0e};
     const std::vector<std::uint8_t> damaged(40, 0xff);

@@ -1,4 +1,4 @@
-// AAC streams, judged by ffprobe and by what a decoder makes of them.
+// AAC streams, checked with ffprobe and by decoding them.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -40,7 +40,7 @@ class Aac : public ::testing::Test {
         return samples;
     }
 
-    /** White noise, which takes all the bits that it is given. */
+    /** White noise uses the whole bit rate. */
     std::string noise() const {
         std::mt19937 random(1);
         std::uniform_int_distribution<int> values(-12000, 12000);
@@ -93,7 +93,7 @@ TEST_P(AacFormat, IsReadAndDecodesToTheSamplesOfItsStamps) {
     const std::vector<std::int16_t> samples = decode(file);
     ASSERT_EQ(samples.size(), static_cast<std::size_t>(count * 1024 * channels));
     int judged = 0;
-    for (std::size_t index = 2; index + 1 < frames.size(); ++index) {  // the coder needs two to find its feet
+    for (std::size_t index = 2; index + 1 < frames.size(); ++index) {  // the encoder settles after two units
         const double start = secondsOf(frames[index]->stamp);
         const double seconds = 1024.0 / rate;
         if (signalAt(start - seconds, 3 * seconds) != Signal::tone) continue;
@@ -121,7 +121,7 @@ TEST_F(Aac, TheFirstUnitIsTheEncodersOwnRunUp) {
     ASSERT_TRUE(source->ChangeUp(State::play));
     const std::vector<Frame> frames = pullFrames(*source, 2);
     ASSERT_EQ(frames.size(), 2u);
-    // It ends where the first block begins, and those of the test tone begin at multiples of 20 ms.
+    // It ends where the first block begins; the test tone's blocks begin at multiples of 20 ms.
     const std::chrono::duration<double> begin = frames[0]->stamp.time_since_epoch();
     EXPECT_NEAR(std::remainder(begin.count() + 1024.0 / 48000, 0.02), 0, 0.0001);
     const std::vector<std::int16_t> samples = decode(write(frames));

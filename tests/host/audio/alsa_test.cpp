@@ -1,4 +1,4 @@
-// ALSA, through a configuration whose devices are files.
+// ALSA with a configuration whose devices are files.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -60,7 +60,7 @@ TEST_F(Alsa, HearsWhatIsThere) {
     const std::vector<Frame> frames = pullFrames(*source, 40);
     ASSERT_EQ(frames.size(), 40u);
     EXPECT_TRUE(bytesOf(frames) == bytes.substr(0, 40 * 3840));
-    // This device has no pace of its own.
+    // This device does not pace itself.
     EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(400));
     for (std::size_t index = 1; index < frames.size(); ++index)
         EXPECT_GT(frames[index]->stamp, frames[index - 1]->stamp);

@@ -1,4 +1,4 @@
-// The test microphone with a fault, which is there while a file is.
+// The test microphone with a fault, which lasts while a file exists.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -46,7 +46,7 @@ TEST_F(FaultyTone, IsLostWhileTheFileIsThere) {
 TEST_F(FaultyTone, GivesNothingWhileItIsStalledAndGoesOnInItsTime) {
     const ScopedEnv audio("KEP_HOST_AUDIO", "test:stalled=" + sign_);
     constexpr std::chrono::milliseconds kStall(1'000);
-    // Before it looks for the file, a tone that is late gives what was due.
+    // A tone that runs late delivers what was due before it checks the file.
     constexpr std::chrono::milliseconds kSilence(300);
     ASSERT_TRUE(source_->ChangeUp(State::play));
     Clock::time_point last = pullFrames(*source_, 3).back()->stamp;

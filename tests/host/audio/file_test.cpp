@@ -26,7 +26,7 @@ class FileMicrophone : public ::testing::Test {
         return source;
     }
 
-    /** Samples each of which tells its place. */
+    /** Each sample encodes its position. */
     static std::vector<std::int16_t> ramp(int count) {
         std::vector<std::int16_t> samples;
         for (int index = 0; index < count; ++index)
@@ -50,7 +50,7 @@ class FileMicrophone : public ::testing::Test {
 };
 
 TEST_F(FileMicrophone, PlaysAFileOverAndOverWithoutAGap) {
-    const std::vector<std::int16_t> recorded = ramp(7001);  // no whole number of frames
+    const std::vector<std::int16_t> recorded = ramp(7001);  // not a whole number of frames
     writeFile(folder_.file("ramp.wav"), wavOf(recorded, 16000, 1));
     const ScopedEnv audio("KEP_HOST_AUDIO", "file:" + folder_.file("ramp.wav"));
     const auto source = create(16000, 1);
@@ -135,7 +135,7 @@ TEST_F(FileMicrophone, AFileWithoutASingleSampleEndsTheStream) {
     EXPECT_EQ(errors_.count("contains no audio"), 1);
 }
 
-/** A named pipe that a test feeds and closes: a device that can disappear. */
+/** A named pipe that the test fills and closes: a device that can disappear. */
 class Pipe : public FileMicrophone {
   protected:
     Pipe() {
@@ -143,7 +143,7 @@ class Pipe : public FileMicrophone {
         EXPECT_EQ(mkfifo(path_.c_str(), 0600), 0);
     }
 
-    /** The writer's end; waits until there is a reader. */
+    /** The write end; waits for a reader. */
     int openWriter() {
         int file = -1;
         EXPECT_TRUE(
@@ -156,7 +156,7 @@ class Pipe : public FileMicrophone {
     }
 
     const std::string path_ = folder_.file("pipe");
-    // Reading the header of a pipe takes in 64 KiB of it.
+    // Reading the header of a pipe consumes 64 KiB of it.
     const std::vector<std::int16_t> sound_ = ramp(36000);
     ScopedEnv audio_{"KEP_HOST_AUDIO", "file:" + path_};
 };
@@ -210,7 +210,7 @@ TEST_F(Pipe, AStalledDeviceHoldsNobodyBack) {
     writer.join();
     EXPECT_EQ(pullFrames(*source, 10).size(), 10u);
 
-    // Nothing comes any more: a pull that does not wait says so, a waiting one is ended by the stop.
+    // No more data: a non-blocking pull fails, and the stop ends a blocking one.
     Frame frame;
     EXPECT_TRUE(waitUntil([&] { return !source->PullFrame(frame, false); }));
     std::thread reader([&] {

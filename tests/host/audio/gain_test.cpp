@@ -1,4 +1,4 @@
-// Volume and mute as they act on samples.
+// The effect of volume and mute on samples.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -27,7 +27,7 @@ Samples everyValue() {
     return values;
 }
 
-/** What becomes of samples that begin at the volume. */
+/** Samples after a gain that starts at this volume, without a ramp. */
 Samples at(const Volume& volume, Samples samples) {
     Gain(volume).apply(samples, kMono);
     return samples;
@@ -51,7 +51,7 @@ TEST(Volume, IsProportionalToTheAmplitude) {
         double worst = 0;
         for (std::size_t i = 0; i < values.size(); ++i)
             worst = std::max(worst, std::abs(scaled[i] - values[i] * volume / 100.0));
-        // The factor has 15 bits, and samples are whole numbers.
+        // The gain factor has 15 bits, and samples are integers.
         EXPECT_LE(worst, 1.5) << volume;
     }
 }
@@ -100,11 +100,11 @@ class GainRamp : public testing::TestWithParam<AudioFormat> {
     static std::size_t rampFrames() {
         return static_cast<std::size_t>(format().rate * Gain::kRampMilliseconds / 1000);
     }
-    /** The largest sample throughout, for half a second of which there is more than a ramp. */
+    /** Half a second, longer than a ramp, of the largest sample. */
     static Samples loudest() {
         return Samples(static_cast<std::size_t>(format().rate / 2 * format().channels), kHighest);
     }
-    /** The first channel, with all others expected to be as it. */
+    /** The first channel; expects all others to be equal to it. */
     static Samples firstChannel(const Samples& samples) {
         const auto channels = static_cast<std::size_t>(format().channels);
         Samples first;
@@ -115,7 +115,7 @@ class GainRamp : public testing::TestWithParam<AudioFormat> {
         }
         return first;
     }
-    /** The largest step from one sample to the next that the ramp allows. */
+    /** The largest step between samples that the ramp allows. */
     static int mostStep() {
         return static_cast<int>(std::ceil(double(kHighest) / static_cast<double>(rampFrames()))) + 2;
     }
@@ -138,7 +138,7 @@ TEST_P(GainRamp, AMuteFallsInAStraightLineAndThenIsSilence) {
     const Samples first = firstChannel(samples);
     EXPECT_LE(largestStep(first, kHighest), mostStep());
     EXPECT_TRUE(std::is_sorted(first.rbegin(), first.rend()));
-    EXPECT_GT(first[rampFrames() / 2], 0) << "it is a ramp";
+    EXPECT_GT(first[rampFrames() / 2], 0) << "fell at once instead of in a ramp";
     EXPECT_EQ(std::ranges::count(std::span(first).subspan(rampFrames()), 0),
               std::ptrdiff_t(first.size() - rampFrames()));
 

@@ -1,4 +1,4 @@
-// Everything that listens to the microphone at once hears its volume; files are judged by another program.
+// The microphone's volume affects everything that listens at once; files are checked by another program.
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -16,14 +16,14 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int k360p = 230400;
-/** Of the test tone, a sine of a quarter of full scale. */
+/** RMS level of the test tone, a sine of a quarter of full scale. */
 constexpr double kToneLevel = 0.25 * std::numbers::sqrt2 / 2;
 
 class Listeners : public PublicSound {
   protected:
     Listeners() { setenv("KEP_HOST_PRERECORD", "attached", 1); }
 
-    /** Reads access units and appends them to a file. */
+    /** Reads `units` access units and appends them to a file. */
     void appendAac(const Stream& aac, int units, std::string& file) {
         std::string unit(8192, '\0');
         for (int i = 0; i < units; ++i) {
@@ -33,7 +33,7 @@ class Listeners : public PublicSound {
         }
     }
 
-    /** Begins a recording, and waits until it has sound. */
+    /** Begins a recording, and waits until it contains sound. */
     int record() {
         const RunningMicrophone microphone;
         EXPECT_EQ(VNRecMan2(k360p, "bitrate=500000", "codec=aac", 60, folder_.path().c_str(), "a.mp4",
@@ -47,8 +47,7 @@ class Listeners : public PublicSound {
         return id;
     }
 
-    /** The level of half a second, soon after the beginning or at the end. A beep overshoots when it is
-     * coded, which a largest sample would show. */
+    /** RMS level of half a second near the beginning or at the end. Not the peak: encoded beeps overshoot. */
     static double levelAtBegin(const RecordedSound& sound) { return levelFrom(sound, sound.rate / 10); }
     static double levelAtEnd(const RecordedSound& sound) {
         return levelFrom(sound, static_cast<int>(sound.samples.size()) - sound.rate / 2);

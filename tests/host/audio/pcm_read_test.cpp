@@ -1,4 +1,4 @@
-// Samples in blocks of the caller's size, from microphones of every format.
+// Reads samples in blocks of the caller's size, from microphones of every format.
 #include <gmock/gmock.h>
 
 #include <cmath>
@@ -22,7 +22,7 @@ Samples noiseOf(std::size_t count) {
     return samples;
 }
 
-/** Reads so many bytes in blocks of random sizes, most of them small, each of them allowed. */
+/** Reads `bytes` bytes in blocks of random valid sizes, most of them small. */
 std::string readInAnySizes(const Stream& pcm, std::size_t bytes, unsigned seed) {
     std::mt19937 random(seed);
     std::string read;
@@ -41,7 +41,7 @@ std::string readInAnySizes(const Stream& pcm, std::size_t bytes, unsigned seed) 
 
 class PcmRead : public PublicSound {
   protected:
-    /** The microphone from now on: this sound over and over. */
+    /** Makes the microphone repeat this sound. */
     void hear(const Samples& samples, int rate, int channels) {
         const std::string path = folder_.file("heard.wav");
         writeFile(path, wavOf(samples, rate, channels));
@@ -66,7 +66,7 @@ TEST_F(PcmRead, TwoHandlesAreReadByTwoThreads) {
     const Samples heard = noiseOf(48000 * 2);
     hear(heard, 48000, 2);
     const Stream streams[] = {openPcm(), openPcm()};
-    // The first reads make the handles' stores, in a table that both share.
+    // The first reads create the handles' buffers, in a table that both share.
     std::string read[2];
     for (int i = 0; i < 2; ++i) read[i] = readInAnySizes(streams[i], 1, 1);
     std::vector<std::thread> readers;
@@ -146,7 +146,7 @@ TEST_F(PcmRead, RefusesWhatItCannotRead) {
         EXPECT_EQ(errors_.count("!output," + std::to_string(id) + ":this dev can not output frame!"), 1);
         VNRelease(id);
     }
-    EXPECT_EQ(length, 17) << "written only on success";
+    EXPECT_EQ(length, 17) << "changed by a failed call";
 
     const Stream pcm = openPcm();
     EXPECT_EQ(VNReadPcm(pcm.id(), block.data(), kMostBytes, &length), VNRES_SUCCEED);
@@ -163,7 +163,7 @@ TEST_F(PcmRead, ABlockOfNothingKeepsFramesUntilOneNoLongerFits) {
     EXPECT_EQ(VNReadPcm(pcm.id(), block.data(), 0, &length), VNRES_BUF_TOO_SMALL);
     EXPECT_EQ(errors_.count("buf size is not enough.131072,130560+3840"), 1);
     EXPECT_EQ(length, 17);
-    // Those kept stay: 34 frames of 20 ms.
+    // The buffered frames remain: 34 frames of 20 ms.
     EXPECT_EQ(VNReadPcm(pcm.id(), block.data(), kMostBytes, &length), VNRES_SUCCEED);
     ASSERT_EQ(length, 34 * 3840);
     EXPECT_EQ(std::memcmp(block.data(), heard.data(), 34 * 3840), 0);
@@ -176,7 +176,7 @@ TEST_F(PcmRead, AMicrophoneThatIsLostAndReturnsIsHeardAgainAtItsVolume) {
     const Stream pcm = openPcm(48000, 1);
     ASSERT_EQ(read(pcm, 4800).size(), 4800u);
     writeFile(sign, "");
-    // What was heard before is still there; then it ends.
+    // Buffered samples are still readable; then the stream ends.
     EXPECT_TRUE(waitUntil([&] { return read(pcm, 960).size() < 960; }));
     EXPECT_EQ(errors_.count("microphone test:lost=" + sign + " is lost"), 1);
     EXPECT_NE(VNStart(pcm.id()), VNRES_SUCCEED);
@@ -194,7 +194,7 @@ struct Conversion {
     int wantedChannels;
 };
 
-/** 500 Hz on the left and 900 Hz on the right, or on both 500 Hz. */
+/** 500 Hz on the left and 900 Hz on the right, or 500 Hz on a single channel. */
 Samples tonesOf(int rate, int channels) {
     Samples samples;
     for (int i = 0; i < rate; ++i)
@@ -216,7 +216,7 @@ TEST_P(PcmFormats, ItsTonesArriveAtTheirPitchAndLevel) {
     Samples samples(bytes.size() / sizeof(std::int16_t));
     std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof(std::int16_t));
     ASSERT_GE(samples.size(), frames * channels);
-    // Behind the beginning of the resampler's filter, for a whole number of cycles of both.
+    // Skips the start of the resampler's filter; half a second has whole cycles of both tones.
     const std::size_t skipped = frames / 20;
     const auto levelOf = [&](std::size_t channel, double hertz) {
         return pitchOf(samples.data() + skipped * channels + channel, frames / 2, as.wantedChannels,

@@ -1,4 +1,4 @@
-// PCM streams of the microphone: formats, several listeners, slow readers, state.
+// PCM streams of the microphone: formats, several listeners, slow readers, states.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -52,15 +52,15 @@ TEST_P(PcmFormat, SamplesAreThoseOfTheirStamps) {
         const double start = secondsOf(frame->stamp);
         const double seconds = double(count) / rate;
         const Signal signal = signalAt(start - 0.005, seconds + 0.01);
-        if (signal == Signal::both) continue;  // the two pitches meet within it or next to it
+        if (signal == Signal::both) continue;  // both pitches occur within the frame or next to it
         ++judged;
         const double hertz = signal == Signal::tone ? 440 : 1000;
         const auto* samples = reinterpret_cast<const std::int16_t*>(frame->data);
         const Pitch pitch = pitchOf(samples, static_cast<std::size_t>(count), channels, rate, hertz, start);
         EXPECT_NEAR(pitch.amplitude, 8192, 900);
-        // A sine against the start of the clock: a quarter behind. 0.2 of a radian of 440 Hz are 70
-        // microseconds.
-        EXPECT_LT(phaseDistance(pitch.phase, -std::numbers::pi / 2), 0.2) << "at " << start;
+        // A sine relative to the start of the clock: a quarter cycle behind. At 440 Hz, 0.2 radians are 70
+        // us.
+        EXPECT_LT(phaseDistance(pitch.phase, -std::numbers::pi / 2), 0.2) << "frame at " << start << " s";
     }
     EXPECT_GE(judged, 4);
     EXPECT_TRUE(source->ChangeDown(State::null));
@@ -113,18 +113,18 @@ TEST_F(Pcm, ASlowReaderLosesItsOldestFramesAndIsTold) {
     ASSERT_TRUE(slow->ChangeUp(State::play));
     ASSERT_TRUE(quick->ChangeUp(State::play));
 
-    // The quick one reads for longer than the slow one's queue lasts, and loses nothing.
+    // The quick reader reads for longer than the slow one's queue lasts, without losses.
     const std::vector<Frame> all = pullFrames(*quick, 130);
     ASSERT_EQ(all.size(), 130u);
     for (std::size_t index = 1; index < all.size(); ++index)
         ASSERT_EQ(all[index]->stamp - all[index - 1]->stamp, std::chrono::milliseconds(20));
     ASSERT_NE(messages.waitFor("name=frameLost,media=audio,lost="), "");
 
-    // What is left is an unbroken piece, bounded in length, and what is missing before it is what was told.
+    // The rest is contiguous and bounded, and exactly what is missing before it was reported.
     std::vector<Frame> left = pullFrames(*slow, 50);
     ASSERT_EQ(left.size(), 50u);
     for (Frame frame; slow->PullFrame(frame, false);) left.push_back(frame);
-    // Of 130 at least 20 are lost; where its thread was behind, they are lost later.
+    // At least 20 of 130 are lost; more are lost later if the thread ran late.
     EXPECT_LE(left.size(), 110u);
     const int lost = left[0]->index;
     EXPECT_GT(lost, 0);

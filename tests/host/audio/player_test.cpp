@@ -1,4 +1,4 @@
-// The loudspeaker, by what arrives in a file and by the pace of the silent one.
+// The loudspeaker, checked by the contents of a file and by the pace of the null device.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
@@ -23,7 +23,7 @@ class Player : public ::testing::Test {
         return player;
     }
 
-    /** Pushes bytes and spoils the buffer as soon as the call has returned. */
+    /** Pushes bytes; the buffer is invalid once the call has returned. */
     static bool push(IPcmPlayer& player, std::string bytes) {
         auto frame = std::make_shared<kep::api::streaming::common::frame_t>();
         frame->data = reinterpret_cast<unsigned char*>(bytes.data());
@@ -57,7 +57,7 @@ TEST_F(Player, TheFileHoldsWhatWasPushed) {
     ASSERT_TRUE(player->ChangeUp(State::play));
     const std::string fed = sound(600000);  // more than the queue holds
     std::size_t position = 0;
-    for (std::size_t size = 1; position < fed.size(); size = size * 3 % 10007) {  // hardly ever whole samples
+    for (std::size_t size = 1; position < fed.size(); size = size * 3 % 10007) {  // rarely whole samples
         ASSERT_TRUE(push(*player, fed.substr(position, size)));
         position += size;
     }
@@ -216,7 +216,7 @@ TEST_F(NullPlayer, HearsInRealTime) {
     const Clock::time_point begin = Clock::now();
     ASSERT_TRUE(player->ChangeUp(State::play));
     for (int count = 0; count < 20; ++count) ASSERT_TRUE(push(*player, sound(1600)));  // two seconds
-    // All but what the queue holds has been heard, and after the stop the rest too.
+    // Everything except the queue has been played; after the stop, the queue as well.
     EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(1400));
     ASSERT_TRUE(player->ChangeDown(State::null));
     EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(2000));
@@ -228,7 +228,7 @@ TEST_F(NullPlayer, AStopEndsAWaitingPush) {
     std::thread feeder([&] {
         while (push(*player, sound(16000 * 60))) continue;  // a minute each
     });
-    // The queue is full once a minute's push is under way for longer than its first part takes.
+    // Within 100 ms the push fills the queue and blocks.
     const Clock::time_point begin = Clock::now();
     EXPECT_TRUE(waitUntil([&] { return Clock::now() - begin > std::chrono::milliseconds(100); }));
     ASSERT_TRUE(player->ChangeDown(State::null));

@@ -13,7 +13,7 @@ namespace audio_test {
 
 using Samples = std::vector<std::int16_t>;
 
-/** A stream as an application has it: started, and released at the end of its scope. */
+/** A stream through the public header: started, and released at the end of its scope. */
 class Stream {
   public:
     Stream(int resource, int rate, int channels);
@@ -26,19 +26,19 @@ class Stream {
     int id_ = 0;
 };
 
-/** Sound through the public header, with the volumes back at their most at the end. */
+/** Sound through the public header; restores full volume at the end. */
 class PublicSound : public ::testing::Test {
   protected:
     ~PublicSound() override;
 
     static Stream openPcm(int rate = 48000, int channels = 2) { return {VNRES_PCM_SOURCE, rate, channels}; }
     static Stream openAac(int rate = 48000, int channels = 2) { return {VNRES_AAC_SOURCE, rate, channels}; }
-    /** A player that plays into a WAV file. */
+    /** A player into a WAV file. */
     static Stream openPlayer(int rate, int channels, const std::string& path);
 
-    /** The next `count` samples, fewer when the stream ends before. */
+    /** The next `count` samples; fewer if the stream ends. */
     static Samples read(const Stream& pcm, std::size_t count);
-    /** Reads until a block is of this value throughout. */
+    /** Reads until a whole block has this value. */
     static bool readUntil(const Stream& pcm, std::int16_t value);
     static void feed(const Stream& player, Samples samples);
 

@@ -1,5 +1,4 @@
-// PulseAudio, through a server of the test's own: a sink that nobody hears with its monitor, and a source
-// that gives what is written into a pipe.
+// PulseAudio with a private server: a null sink with its monitor, and a source that reads from a pipe.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <spawn.h>
@@ -27,7 +26,7 @@ using kep::State;
 using kep::api::streaming::IPcmPlayer;
 using kep::api::streaming::IPcmSource;
 
-/** A PulseAudio server that lives as long as the object. */
+/** A PulseAudio server that runs during the object's lifetime. */
 class Server {
   public:
     explicit Server(const ScopedFolder& folder) : socket_(folder.file("native")) {
@@ -77,7 +76,7 @@ class Server {
 
 class Pulse : public ::testing::Test {
   protected:
-    void SetUp() override { ASSERT_TRUE(server_->answers()) << "pulseaudio does not run"; }
+    void SetUp() override { ASSERT_TRUE(server_->answers()) << "pulseaudio is not running"; }
 
     static std::string sine(double hertz, int samples) {
         std::string bytes;
@@ -110,7 +109,7 @@ class Pulse : public ::testing::Test {
     std::unique_ptr<IPcmPlayer> player_{IPcmPlayer::CreateNew("vornisa")};
 };
 
-/** Plays a tone without a break for as long as it lives. */
+/** Plays a tone without gaps during its lifetime. */
 class Tone {
   public:
     Tone(IPcmPlayer& player, std::string cycles)
@@ -130,7 +129,7 @@ class Tone {
     std::thread feeder_;
 };
 
-/** Samples that are numbered from 1 on: the low 15 bits on the left, the others on the right. */
+/** Samples numbered from 1: the low 15 bits on the left, the others on the right. */
 std::vector<std::int16_t> numbered(std::uint32_t count) {
     std::vector<std::int16_t> samples;
     for (std::uint32_t number = 1; number <= count; ++number) {
@@ -146,7 +145,7 @@ void expectSame(const std::vector<std::int16_t>& samples, const std::vector<std:
                                  << *was;
 }
 
-// A monitor of a sink tells nothing of single samples: it loses some whenever the sink has run out of sound.
+// The monitor of a sink cannot be checked per sample: it drops some whenever the sink underruns.
 TEST_F(Pulse, TheMicrophoneHearsWhatTheSpeakerPlays) {
     ASSERT_TRUE(source_->ChangeUp(State::play)) << errors_.raw();
     ASSERT_TRUE(player_->ChangeUp(State::play)) << errors_.raw();
@@ -173,7 +172,7 @@ TEST_F(Pulse, ASinkIsGivenEachSampleOnce) {
         EXPECT_TRUE(push(*player_, {reinterpret_cast<const char*>(played.data()), played.size() * 2}));
         EXPECT_TRUE(player_->ChangeDown(State::null));
     });
-    // A sink that has nothing to play writes zeros.
+    // An idle sink writes zeros.
     std::ifstream pipe(folder_.file("sink"), std::ios::binary);
     std::vector<std::int16_t> written;
     const Clock::time_point end = Clock::now() + std::chrono::seconds(30);
@@ -181,7 +180,7 @@ TEST_F(Pulse, ASinkIsGivenEachSampleOnce) {
         ASSERT_TRUE(pipe.read(reinterpret_cast<char*>(some.data()), sizeof some));
         for (std::size_t at = 0; at < some.size(); at += 2)
             if (some[at] != 0 || some[at + 1] != 0) written.insert(written.end(), {some[at], some[at + 1]});
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));  // the sink is as fast as its reader
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));  // the sink runs as fast as its reader
     }
     feeder.join();
     EXPECT_EQ(written.size(), played.size());
@@ -193,7 +192,7 @@ TEST_F(Pulse, OfASourceEachSampleIsHeardOnce) {
     const ScopedEnv piped("KEP_HOST_AUDIO", "pulse:piped");
     ASSERT_TRUE(source_->ChangeUp(State::play)) << errors_.raw();
     constexpr std::size_t kHeard = 2 * 48000;
-    constexpr std::size_t kOnTheirWay = 48000 / 10;  // the server gives whole fragments only
+    constexpr std::size_t kOnTheirWay = 48000 / 10;  // the server delivers whole fragments only
     const std::vector<std::int16_t> written = numbered(kHeard + kOnTheirWay);
     std::thread writer([&] {
         std::ofstream(folder_.file("source"), std::ios::binary)
@@ -215,7 +214,7 @@ TEST_F(Pulse, VolumeAndMuteOfBothDevicesActOnTheirSamples) {
     ASSERT_TRUE(source_->ChangeUp(State::play)) << errors_.raw();
     ASSERT_TRUE(player_->ChangeUp(State::play)) << errors_.raw();
     const Tone tone(*player_, sine(600, 4800));  // whole cycles
-    // Until a frame has this amplitude throughout: 600 Hz make 12 cycles in it.
+    // Waits until a whole frame has this amplitude: it contains 12 cycles of 600 Hz.
     const auto isHeard = [&](double amplitude) {
         return waitUntil([&] {
             const std::vector<std::int16_t> samples = samplesOf(pullFrames(*source_, 1));
@@ -255,7 +254,7 @@ TEST_F(Pulse, AServerThatDiesIsALostDevice) {
     feeder.join();
     EXPECT_NE(heard.waitFor("name=deviceLost,media=audio,device=pulse:quiet.monitor"), "");
     EXPECT_NE(played.waitFor("name=deviceLost,media=audio,device=pulse:quiet"), "");
-    // The server's client is told, or hangs in a lock of its own.
+    // The server's client library reports the loss or hangs in one of its locks.
     EXPECT_EQ(errors_.count("microphone pulse:quiet.monitor is lost: ") +
                   errors_.count("microphone pulse:quiet.monitor: has delivered nothing for 5 s"),
               1);
@@ -279,7 +278,7 @@ TEST_F(Pulse, AServerThatHangsIsLeftBehind) {
     ASSERT_EQ(pullFrames(*source_, 3).size(), 3u);
     server_->freeze();
     Clock::time_point last = Clock::now();
-    EXPECT_TRUE(waitUntil([&] {  // nothing is on its way any more
+    EXPECT_TRUE(waitUntil([&] {  // the pipeline is drained
         for (Frame frame; source_->PullFrame(frame, false);) last = Clock::now();
         return Clock::now() - last > std::chrono::milliseconds(500);
     }));

@@ -1,4 +1,4 @@
-// A tone on its way from the microphone through the codec to the loudspeaker, by its pitch and level there.
+// A tone from the microphone through the codec to the loudspeaker, checked by its pitch and level there.
 #include <gmock/gmock.h>
 
 #include <cmath>
@@ -11,7 +11,7 @@
 namespace audio_test {
 namespace {
 
-/** An encoder or decoder, as an application has it. */
+/** An encoder or decoder acquired through the public header. */
 class Codec {
   public:
     Codec(int resource, int rate, int channels) {
@@ -22,7 +22,7 @@ class Codec {
     Codec& operator=(const Codec&) = delete;
     ~Codec() { VNRelease(id_); }
 
-    /** What becomes of all of the input, and of what the codec keeps. */
+    /** Converts the whole input, then drains the codec. */
     std::string convert(int (*call)(int, const void*, int, int*, void*, int),
                         const std::string& input) const {
         std::string made;
@@ -73,7 +73,7 @@ TEST_F(RoundTrip, AToneKeepsItsPitchAndLevel) {
             const Codec encoder(VNRES_AAC_ENCODER, rate, channels);
             const Codec decoder(VNRES_AAC_DECODER, rate, channels);
             const std::string coded = encoder.convert(VNAacEncode, bytesOf(captured));
-            EXPECT_LT(coded.size(), 17'500u) << "128 kbit/s";
+            EXPECT_LT(coded.size(), 17'500u) << "more than 128 kbit/s";
             const std::string decoded = decoder.convert(VNAacDecode, coded);
             Samples samples(decoded.size() / sizeof(std::int16_t));
             std::memcpy(samples.data(), decoded.data(), samples.size() * sizeof samples[0]);
@@ -84,8 +84,7 @@ TEST_F(RoundTrip, AToneKeepsItsPitchAndLevel) {
                 feed(player, samples);
                 ASSERT_EQ(VNStop(player.id()), VNRES_SUCCEED);
             }
-            // The coder's delay precedes the tone. A tenth of a second has whole cycles of all that is looked
-            // for.
+            // Skips the coder's delay. A tenth of a second has whole cycles of all tones measured.
             const auto skip = std::size_t(rate / 4) * std::size_t(channels);
             const auto frames = static_cast<std::size_t>(rate / 2);
             const std::string played = contentsOf(wav).substr(44);
@@ -98,7 +97,7 @@ TEST_F(RoundTrip, AToneKeepsItsPitchAndLevel) {
             }
             const std::string judged = outputOf("ffmpeg -nostdin -ss 0.25 -t 0.5 -i " + wav +
                                                 " -af volumedetect -f null - 2>&1 | grep -o 'mean_volume.*'");
-            // 12000 of 32768 is -8.73 dB, of a sine 3.01 dB less.
+            // 12000 of 32768 is -8.73 dB; the mean of a sine is 3.01 dB lower.
             EXPECT_TRUE(std::regex_match(judged, std::regex("mean_volume: -11\\.[78] dB\n"))) << judged;
         }
     }
@@ -131,8 +130,8 @@ TEST_F(RoundTrip, ASpeakerThatIsGoneIsRefusedAndPlaysOnceItIsThere) {
         const ScopedEnv speaker("KEP_HOST_SPEAKER", "alsa:nowhere");
         EXPECT_EQ(VNStart(id), VNRES_FAIL);
         EXPECT_EQ(errors_.count("cannot open speaker alsa:nowhere for 8000 Hz, 1 channels: "), 1);
-        EXPECT_EQ(push(), VNRES_FAIL) << "it does not play";
-        // A setting needs no device.
+        EXPECT_EQ(push(), VNRES_FAIL) << "the player must not be playing";
+        // Settings need no device.
         EXPECT_EQ(VNSetSpeakerVol(50), VNRES_SUCCEED);
         EXPECT_EQ(VNSetSpeakerMute(0), VNRES_SUCCEED);
     }

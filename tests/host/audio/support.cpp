@@ -61,7 +61,7 @@ std::vector<std::int16_t> samplesOf(const std::vector<Frame>& frames) {
 }
 
 double secondsOf(Clock::time_point time) {
-    // The whole days of a long-running machine would take away digits that a phase needs.
+    // The days of a long uptime would cost digits that the phase needs.
     const auto since = time.time_since_epoch() % std::chrono::hours(1);
     return std::chrono::duration<double>(since).count();
 }

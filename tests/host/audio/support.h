@@ -22,7 +22,7 @@ using Frame = std::shared_ptr<kep::api::streaming::common::frame_t>;
 using kep::host::Messages;
 using Output = kep::api::streaming::common::IStreamOutput;
 
-/** Sets an environment variable for the life of the object; without a value it is unset. */
+/** Sets an environment variable during its lifetime; unsets it if there is no value. */
 class ScopedEnv {
   public:
     ScopedEnv(const char* name, const std::optional<std::string>& value);
@@ -33,7 +33,7 @@ class ScopedEnv {
     std::optional<std::string> before_;
 };
 
-/** A folder of its own, removed with all it holds. */
+/** A temporary folder, removed with its contents. */
 class ScopedFolder {
   public:
     ScopedFolder();
@@ -45,24 +45,24 @@ class ScopedFolder {
     std::string path_;
 };
 
-/** The next `count` frames, fewer when the stream ends before. */
+/** The next `count` frames; fewer if the stream ends. */
 std::vector<Frame> pullFrames(Output& source, int count);
 std::vector<std::int16_t> samplesOf(const std::vector<Frame>& frames);
 std::string bytesOf(const std::vector<Frame>& frames);
-/** Seconds of the steady clock. */
+/** Seconds of the steady clock within the current hour. */
 double secondsOf(Clock::time_point time);
 
-/** Amplitude and phase, against the start of the steady clock, of one pitch in one channel. */
+/** Amplitude and phase, relative to the start of the steady clock, of one pitch in one channel. */
 struct Pitch {
     double amplitude;
     double phase;
 };
 Pitch pitchOf(const std::int16_t* samples, std::size_t frames, int channels, int rate, double hertz,
               double start);
-/** How far two phases are apart, from 0 to pi. */
+/** The distance of two phases, from 0 to pi. */
 double phaseDistance(double left, double right);
 
-/** Whether the test signal of KEP_HOST_AUDIO=test beeps throughout, is tone throughout, or changes. */
+/** Whether the signal of KEP_HOST_AUDIO=test is only tone, only beep, or changes in this time. */
 enum class Signal { tone, beep, both };
 Signal signalAt(double start, double seconds);
 

@@ -1,4 +1,4 @@
-// The test tone, judged by every single sample.
+// The test tone, checked sample by sample.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -20,7 +20,7 @@ class Tone : public ::testing::Test {
     std::unique_ptr<IPcmSource> source_{IPcmSource::CreateNew("vornisa")};
 };
 
-/** Number of a frame's first sample since the start of the clock. */
+/** The number of a frame's first sample, counted from the start of the clock. */
 std::int64_t firstSample(const Frame& frame) {
     const std::chrono::nanoseconds time = frame->stamp.time_since_epoch();
     return (time.count() / 1000) * kRate / 1000000;
@@ -51,7 +51,7 @@ TEST_F(Tone, NoFrameComesBeforeItsLastSampleIsDue) {
 
 TEST_F(Tone, EverySampleIsTheOneOfItsTime) {
     ASSERT_TRUE(source_->ChangeUp(State::play));
-    const std::vector<Frame> frames = pullFrames(*source_, 60);  // a beep and both its ends are among them
+    const std::vector<Frame> frames = pullFrames(*source_, 60);  // includes a complete beep
     ASSERT_EQ(frames.size(), 60u);
     int onsets = 0;
     for (const Frame& frame : frames) {

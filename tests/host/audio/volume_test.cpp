@@ -1,4 +1,4 @@
-// Volume and mute through the public header: everything that listens to the microphone, and what is played.
+// Volume and mute through the public header, for the listeners of the microphone and for the loudspeaker.
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -17,10 +17,10 @@ using kep::dev::IMicrophone;
 using kep::dev::ISpeaker;
 
 constexpr std::int16_t kLevel = 20000;
-/** Of kLevel, from one sample at 48 kHz to the next: a ramp from silence to the most takes 5 ms. */
+/** Limit per sample at 48 kHz: a ramp from silence to full volume takes 5 ms. */
 constexpr int kMostStep = kLevel / 240 + 2;
 
-/** A microphone that hears nothing but one level, so that each change of the volume shows. */
+/** A microphone with a constant level, so that each volume change shows. */
 class VolumeTest : public PublicSound {
   protected:
     VolumeTest() { writeFile(folder_.file("level.wav"), wavOf(Samples(48000 * 2, kLevel), 48000, 2)); }
@@ -95,7 +95,7 @@ TEST_F(VolumeTest, NoChangeMakesAStepThatARampDoesNotAllow) {
         }
     }
     EXPECT_LE(largest, kMostStep);
-    EXPECT_GT(changes, 1000) << "it has been changed";
+    EXPECT_GT(changes, 1000) << "changes of the volume made meanwhile";
 }
 
 TEST_F(VolumeTest, WhatIsCapturedAfterTheCallHearsTheChange) {
@@ -109,8 +109,8 @@ TEST_F(VolumeTest, WhatIsCapturedAfterTheCallHearsTheChange) {
         EXPECT_THAT(samplesOf(pullFrames(*source, 1)), testing::Each(before)) << round;
         VNSetMicMute(round % 2 == 0);
         const Clock::time_point changed = Clock::now();
-        // What was being captured may change within, in more than one frame where the machine was late with
-        // them; what begins after the call is changed throughout.
+        // Frames being captured during the call may change within, several of them if the machine is late;
+        // those that begin after the call are changed completely.
         Frame frame;
         do frame = pullFrames(*source, 1).at(0);
         while (frame->stamp < changed);
@@ -122,7 +122,7 @@ TEST_F(VolumeTest, WhatIsCapturedAfterTheCallHearsTheChange) {
 TEST_F(VolumeTest, AnyThreadSetsIt) {
     const Stream pcm = openPcm();
     const Stream player = openPlayer(48000, 2, folder_.file("played.wav"));
-    // The first call looks the devices up, which is for one thread.
+    // The first call looks the devices up and must not run concurrently.
     VNSetMicVol(100);
     VNSetSpeakerVol(100);
     std::atomic<bool> isOver{false};
@@ -152,7 +152,7 @@ TEST_F(VolumeTest, AnyThreadSetsIt) {
     EXPECT_EQ(errors_.raw(), "");
 }
 
-/** The samples of a WAV file of the speaker. */
+/** The samples of a WAV file written by the speaker. */
 Samples playedIn(const std::string& path) {
     const std::string bytes = contentsOf(path);
     Samples samples(bytes.size() < 44 ? 0 : (bytes.size() - 44) / sizeof(std::int16_t));
@@ -218,7 +218,7 @@ TEST_F(SpeakerVolumeTest, AChangeWhileItPlaysIsARamp) {
         before = sample;
     }
     EXPECT_LE(largest, kMostStep);
-    // 5 ms for the whole scale: what was asked for is reached within 240 samples.
+    // The full scale takes 5 ms: the requested volume is reached within 240 samples.
     EXPECT_THAT(std::span(played).subspan(9600 + 240, 9600 - 240), testing::Each(0));
     EXPECT_THAT(std::span(played).last(9600 - 240), testing::Each(kLevel / 2));
 }

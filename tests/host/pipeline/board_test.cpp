@@ -42,7 +42,7 @@ TEST_F(BoardTest, ItsPipelinesAreThereAndRunWhileSomebodyListens) {
 }
 
 TEST_F(BoardTest, SoundAndPictureMeetOnOneClock) {
-    // One stream waits for the other however busy the machine is: their order is what is tested here.
+    // However busy the machine, one stream waits for the other: the test is about their order.
     Described app(
         "type=application,layout={type=pipeline,serialize={ShmSource:connect={type=pipeline,name="
         "plPreRecordAac},"
@@ -84,7 +84,7 @@ object_base* firstStream() {
     return Source::CreateNew("vornisa");
 }
 
-/** An object of a description, which is never started. */
+/** An object made from a description and never started. */
 template <const char* layout>
 object_base* firstDescription() {
     return kepCreate(
@@ -96,7 +96,10 @@ constexpr char kMicrophone[] = "MicSrc";
 constexpr char kEventService[] =
     "ShmSource:connect={type=pipeline,name=plPreRecordH264}+RecordEventServiceTriggerShm+muxer-fmp4";
 
-/** Whether a listener gets what precedes it. Nobody else listens: it is what the board itself keeps. */
+/**
+ * Whether a new listener gets earlier packets. There is no other listener, so the board itself has buffered
+ * them.
+ */
 bool hasPast(const std::string& readerText) {
     Described late(readerText);
     const SteadyTime then = Clock::now();
@@ -104,12 +107,12 @@ bool hasPast(const std::string& readerText) {
            late.child<TestSink>("z").packets().front()->stamp < then - milliseconds(300);
 }
 
-/** Exits with 0 when an event after the first object finds a past, and the process then ends. */
+/** Exits with 0 if an event after the first object finds buffered packets. */
 [[noreturn]] void expectPastWithoutListener(MakeFirst makeFirst, const std::string& readerText) {
     unsetenv("KEP_HOST_PRERECORD");
     const auto before = runningThreads();
     object_base* const first = makeFirst();
-    // Before a reader is made, which would begin it, too.
+    // Checked before creating a reader, which would start pre-recording, too.
     const bool begun = first && runningThreads() > before;
     const bool past = begun && waitUntil([&] { return hasPast(readerText); });
     delete first;
@@ -129,7 +132,7 @@ TEST_F(BoardTest, TheFirstObjectThatFilmsOrRecordsBeginsAPastThatEndsWithTheProc
                 testing::ExitedWithCode(0), "");
 }
 
-/** Exits with 0 when nothing that neither films nor records starts a thread or opens a camera. */
+/** Exits with 0 if objects that neither film nor record start no thread and open no camera. */
 [[noreturn]] void expectNothingBegun() {
     unsetenv("KEP_HOST_PRERECORD");
     setenv("KEP_HOST_VIDEO", "file:/none/film.mp4", 1);
@@ -183,7 +186,7 @@ TEST_F(BoardTest, AChoiceThatIsNoneIsToldOf) {
                 "^[^\n]*KEP_HOST_PRERECORD=often is neither always nor attached\n[^\n]*$");
 }
 
-/** A camera that is not there until a film is put in its place. */
+/** A camera that is missing until a film is put in its place. */
 class MissingCamera {
   public:
     MissingCamera() {
@@ -203,7 +206,7 @@ class MissingCamera {
         std::filesystem::rename(made, film());
         return true;
     }
-    /** How often it has been looked for. */
+    /** How often the camera has been looked for. */
     int attempts() const {
         const std::vector<std::string> all = lines_.messages();
         return static_cast<int>(std::count_if(all.begin(), all.end(), [this](const std::string& line) {
@@ -219,7 +222,7 @@ class MissingCamera {
     const ErrorLines lines_;
 };
 
-/** Leaves with 0 when what is filmed from then on finds itself kept, although nobody has listened. */
+/** Exits with 0 if packets are buffered once the camera appears, although nobody has listened. */
 [[noreturn]] void expectPastOnceThereIsACamera(const std::string& readerText) {
     bool past = false;
     {
@@ -237,11 +240,11 @@ TEST_F(BoardTest, ACameraThatComesLaterIsFilmedFromThenOn) {
     EXPECT_EXIT(expectPastOnceThereIsACamera(reader("plPreRecordH264")), testing::ExitedWithCode(0), "");
 }
 
-/** The pause that begins with the third attempt is to last four seconds. */
+/** The pause that begins with the third attempt lasts four seconds. */
 Clock::time_point thirdAttempt;
 
 [[noreturn]] void expectEndWithinAPause() {
-    // Runs after the board's pipelines have gone, which are made later than this is registered.
+    // Registered before the board's pipelines exist, so it runs after their destruction.
     std::atexit([] { std::_Exit(Clock::now() < thirdAttempt + std::chrono::seconds(3) ? 0 : 1); });
     {
         const MissingCamera camera;
@@ -281,7 +284,7 @@ TEST_F(BoardTest, StartingAndStoppingLeavesNothingBehind) {
         "+FakeSink:name=z}}");
     ASSERT_TRUE(app);
     ASSERT_TRUE(app.play());
-    // By then both devices and their threads are there.
+    // By then both devices and their threads have started.
     ASSERT_TRUE(waitUntil([&] { return std::stoi(*app.child<ObjectImpl>("z").text("count")) >= 20; }));
     const auto running = runningThreads();
     for (int round = 0; round < 10; ++round) {
@@ -289,7 +292,7 @@ TEST_F(BoardTest, StartingAndStoppingLeavesNothingBehind) {
         ASSERT_TRUE(app.play());
     }
     EXPECT_TRUE(waitUntil([&] { return runningThreads() <= running; }))
-        << runningThreads() << " threads, before " << running;
+        << runningThreads() << " threads, before: " << running;
     ASSERT_TRUE(app.stop());
 }
 

@@ -8,7 +8,7 @@ using testing::HasSubstr;
 
 const SteadyTime origin = Clock::now();
 
-/** The stamps that are left of `count` pictures at `rate` per second. */
+/** The stamps of those of `count` pictures at `rate` per second that pass the element. */
 std::vector<std::int64_t> passed(const std::string& element, int count, int rate, int jitter = 0) {
     Described chain("type=pipeline,layout={TestSource:name=a+" + element + "+TestSink:name=z}");
     EXPECT_TRUE(chain) << element;

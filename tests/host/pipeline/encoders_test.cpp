@@ -15,7 +15,7 @@ namespace {
 using testing::HasSubstr;
 using testing::StartsWith;
 
-/** The numbers shown in the pictures of a coded stream, one for each access unit. */
+/** The numbers shown in the pictures of an encoded stream, one per access unit. */
 std::vector<std::int64_t> numbersOf(const std::vector<SharedPacket>& units) {
     const CodecPtr codec(avcodec_alloc_context3(avcodec_find_decoder(units.front()->media->codec)));
     codec->thread_count = 1;
@@ -81,7 +81,7 @@ TEST_P(EncoderTest, EncodesTheCameraWithNoPictureLost) {
         ASSERT_GT(numbers[i], numbers[i - 1]);
         missing += numbers[i] - numbers[i - 1] - 1;
     }
-    // A machine that stalls can make the camera itself miss a picture, which is then told.
+    // A stalled machine can make the camera itself miss a picture, which is then reported.
     if (missing > 0) {
         EXPECT_NE(app.waitForMessage("name=frameLost,media=video"), "") << missing;
     }
@@ -109,7 +109,7 @@ TEST_P(EncoderTest, FollowsItsGroupLengthAndBitRateWhileItRuns) {
     EXPECT_EQ(numbersOf(units).size(), units.size());
 }
 
-/** The key frames among what a sink was given, but the first. */
+/** The stamps of a sink's key frames, except the first. */
 std::vector<SteadyTime> furtherKeys(TestSink& sink) {
     std::vector<SteadyTime> keys;
     for (const SharedPacket& unit : sink.packets()) {
@@ -119,7 +119,7 @@ std::vector<SteadyTime> furtherKeys(TestSink& sink) {
     return keys;
 }
 
-/** Asked for behind a private pipeline, its outlet, a queue and the merger. */
+/** The request travels upstream through a private pipeline, its outlet, a queue and the merger. */
 TEST_P(EncoderTest, MakesAKeyFrameOfThePictureForWhichItIsAskedFor) {
     Described app(
         "type=application,layout={type=pipeline,layout={ShmSource:connect={type=pipeline,layout={"
@@ -134,13 +134,13 @@ TEST_P(EncoderTest, MakesAKeyFrameOfThePictureForWhichItIsAskedFor) {
     const SteadyTime at = Clock::now() + std::chrono::seconds(1);
     sink.requestKeyFrame(at);
     ASSERT_TRUE(waitUntil([&] { return !furtherKeys(sink).empty(); }));
-    // A picture stands for the time up to the next one; a busy machine leaves pictures out.
+    // A picture covers the time up to the next one; a busy machine skips pictures.
     constexpr std::chrono::nanoseconds kPicture(1'000'000'000 / 30);
     const SteadyTime key = furtherKeys(sink).front();
     EXPECT_GE(key, at - kPicture);
     EXPECT_TRUE(std::ranges::none_of(
         sink.packets(), [&](const SharedPacket& unit) { return unit->stamp >= at && unit->stamp < key; }));
-    // Of the past: as soon as can be, and once however often it is asked for.
+    // A time in the past means as soon as possible, and repeated requests count once.
     ASSERT_TRUE(sink.waitFor(sink.packets().size() + 2));
     const SteadyTime past = sink.packets().back()->stamp;
     for (int i = 0; i < 5; ++i) sink.requestKeyFrame(past);

@@ -61,7 +61,7 @@ TEST(Fifo, OneThatDropsAskForAKeyFrameToGoOnWith) {
     TestSource& source = chain.child<TestSource>("a");
     TestSink& sink = chain.child<TestSink>("z");
     sink.setOpen(false);
-    // One group without an end.
+    // A group that never ends.
     int given = 0;
     for (; source.keyFrameRequests().empty(); ++given) {
         ASSERT_LT(given, 20);
@@ -100,7 +100,7 @@ TEST(Fifo, MakesTheOneBeforeItWaitWhenItIsFull) {
         for (int i = 0; i < 20; ++i, ++pushed) chain.child<TestSource>("a").push(picture(i));
     });
     ASSERT_TRUE(waitUntil([&] { return pushed >= 3; }));
-    // Three in the queue, one with its thread.
+    // Three in the queue, one in the hands of its thread.
     EXPECT_LE(pushed, 4);
     sink.setOpen(true);
     pusher.join();
@@ -128,7 +128,7 @@ TEST(Fifo, ALeakyOneDropsWholeGroupsAndTellsHowMany) {
     EXPECT_EQ(stamps.back(), 39);
     for (std::size_t i = 1; i < stamps.size(); ++i) {
         if (stamps[i] != stamps[i - 1] + 1) {
-            EXPECT_EQ(stamps[i] % 5, 0) << "a group without its key";
+            EXPECT_EQ(stamps[i] % 5, 0) << "group without its key frame";
         }
     }
 }
@@ -144,7 +144,7 @@ TEST(Fifo, IsBoundedInBytesToo) {
         chain.child<TestSource>("a").push(videoPacket(origin + milliseconds(i), true, 100));
     sink.setOpen(true);
     chain.stop();
-    // What fits the queue, and one that its thread had taken.
+    // The contents of the queue, and the packet that its thread had taken.
     EXPECT_LE(sink.packets().size(), 11U);
 }
 

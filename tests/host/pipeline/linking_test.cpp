@@ -73,7 +73,7 @@ TEST(Linking, IsRefusedWithOneLineThatNamesThingAndPlace) {
 }
 
 TEST(Linking, PlacesAreThoseOfThePartThatIsWrong) {
-    // The wrong text stands in other parts, too: none of them is named.
+    // The wrong text also occurs in correct parts: the position must not be one of those.
     EXPECT_EQ(
         refusalOf("type=pipeline,layout={TestSource:name=x+muxer-fmp4:name={x},sendmsg={recordStop={x}}}"),
         "'=' is missing after \"x\" at position 83 of "

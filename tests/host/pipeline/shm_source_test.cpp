@@ -15,7 +15,7 @@ std::string reader(const std::string& name) {
            "},name=src+TestSink:name=z}}";
 }
 
-/** A pipeline of that name in an application of its own. */
+/** A pipeline with this name in its own application. */
 std::string giver(const std::string& name, const std::string& attributes = "") {
     return "type=application,layout={type=pipeline,name=" + name + attributes +
            ",layout={TestSource:name=a}}";
@@ -64,7 +64,7 @@ TEST(ShmSource, HasNoThreadBeforeWhatTakesAtOnce) {
         Described reading(reader("plGiven"));
         ASSERT_TRUE(given && reading);
         ASSERT_TRUE(given.play());
-        // The past is given by the thread that attaches.
+        // The thread that attaches delivers the buffered packets.
         for (int i = 0; i < 10; ++i)
             given.child<TestSource>("a").push(videoPacket(origin + milliseconds(i), i == 0));
         TestSink& sink = reading.child<TestSink>("z");
@@ -132,8 +132,8 @@ TEST(ShmSource, RunsAPipelineOfItsOwn) {
     for (int i = 0; i < 300; ++i)
         app.child<TestSource>("a").push(videoPacket(origin + milliseconds(i), i % 10 == 0));
     ASSERT_TRUE(app.stop());
-    EXPECT_EQ(app.child<TestSink>("z").packets().size(), 300U) << "something was left in a queue";
-    // Its name is known to others.
+    EXPECT_EQ(app.child<TestSink>("z").packets().size(), 300U) << "packets left in a queue";
+    // Others can find it by its name.
     const Described other(reader("plOwn"));
     EXPECT_TRUE(other);
 }
@@ -150,7 +150,7 @@ TEST(ShmSource, GetsThePastOfAPipelineThatKeepsOne) {
     given.child<TestSource>("a").push(videoPacket(origin + milliseconds(1000), true));
     reading.stop();
     const std::vector<std::int64_t> stamps = reading.child<TestSink>("z").stamps(origin);
-    // From the last key frame that is a tenth of a second old, without a gap to the present.
+    // From the last key frame that is at least a tenth of a second old up to the present, without a gap.
     EXPECT_EQ(stamps.front(), 850);
     EXPECT_EQ(stamps.back(), 1000);
     EXPECT_EQ(stamps.size(), 16U);
@@ -209,7 +209,7 @@ TEST(ShmSource, IsToldWhenThePipelineGoes) {
                 ElementsAre(HasSubstr("ShmSource \"src\": there is no pipeline \"plGoes\"")));
 }
 
-/** Has the element "a" below `giver` say so, and hears it once through `reading`. */
+/** Makes the element "a" below `giver` send the message, and expects it once through `reading`. */
 void expectToHear(Described& giver, Described& reading) {
     TextMessage message("name=deviceLost,media=audio");
     giver.child<ObjectImpl>("a").sendMessage(message);

@@ -32,7 +32,7 @@ class SyncTest : public testing::Test {
     const SteadyTime origin_ = Clock::now() - std::chrono::seconds(30);
 };
 
-/** With a wait so short that it is over at once. */
+/** With a wait that is over at once. */
 class ImpatientSyncTest : public SyncTest {
   protected:
     ImpatientSyncTest() : SyncTest(1) {}
@@ -50,7 +50,7 @@ TEST_F(SyncTest, GivesBothInTheOrderOfTheirStampsOneAtATime) {
     EXPECT_TRUE(std::is_sorted(stamps.begin(), stamps.end()));
 }
 
-/** With a wait longer than that of any test. */
+/** With a wait longer than any test. */
 class PatientSyncTest : public SyncTest {
   protected:
     PatientSyncTest() : SyncTest(60'000) {}
@@ -79,7 +79,7 @@ TEST_F(PatientSyncTest, AKeyFrameIsAskedForInTheTimeOfTheCamera) {
     picture(0);
     sound(10);
     sink().requestKeyFrame(origin_ + milliseconds(2'000));
-    // The camera's time goes back by ten seconds.
+    // The camera's clock jumps back by ten seconds.
     picture(-9'960);
     sound(60);
     ASSERT_TRUE(sink().waitFor(2));
@@ -113,7 +113,7 @@ TEST_F(PatientSyncTest, WhatWaitsIsBoundedAndGivenThenThoughTheOtherStreamIsSile
         packet->stamp = origin_ + milliseconds(i * 33);
         app_.child<TestSource>("v").push(packet);
     }
-    // Six of them have room.
+    // Six packets fit.
     EXPECT_EQ(sink().packets().size(), 4U);
     for (int i = 10; i < 5'000; ++i) picture(i * 33);
     EXPECT_EQ(sink().packets().size(), 5'000U - 4'095U);

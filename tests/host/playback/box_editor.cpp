@@ -12,8 +12,8 @@ namespace {
 
 constexpr std::size_t kHeader = 8;
 
-/** The boxes on the way, the outermost first. */
-std::vector<Box> way(const std::string& file, const std::string& path) {
+/** The boxes along a path, outermost first. */
+std::vector<Box> boxesAlong(const std::string& file, const std::string& path) {
     std::vector<Box> found;
     std::size_t at = 0;
     std::size_t end = file.size();
@@ -35,7 +35,7 @@ std::vector<Box> way(const std::string& file, const std::string& path) {
     return found;
 }
 
-/** The boxes in some contents. */
+/** The boxes directly inside `contents`. */
 std::vector<std::string> boxesIn(const std::string& contents) {
     std::vector<std::string> boxes;
     for (std::size_t at = 0; at + kHeader <= contents.size(); at += boxes.back().size())
@@ -50,7 +50,7 @@ std::string kindOf(const std::string& box) {
 }  // namespace
 
 Box find(const std::string& file, const std::string& path) {
-    return way(file, path).back();
+    return boxesAlong(file, path).back();
 }
 
 std::uint64_t number(const std::string& file, std::size_t at, std::size_t count) {
@@ -70,7 +70,7 @@ std::string box(const std::string& kind, const std::string& contents) {
 }
 
 void replace(std::string& file, const std::string& path, const std::string& by) {
-    const std::vector<Box> boxes = way(file, path);
+    const std::vector<Box> boxes = boxesAlong(file, path);
     const Box last = boxes.back();
     for (const Box& around : boxes)
         put(file, around.begin, around.end - around.begin + by.size() - (last.end - last.begin));
@@ -101,7 +101,7 @@ void changeFragments(std::string& file, const std::string& kind,
         }
         std::string moof = box("moof", contents);
         const std::uint64_t moved = moof.size() - top.size() + dataHeader - kHeader;
-        constexpr std::size_t kDistance = 16;  // of a `trun` box, behind its flags and its count
+        constexpr std::size_t kDistance = 16;  // of a `trun` box: after its flags and its count
         for (std::size_t at = moof.find("trun"); at != std::string::npos; at = moof.find("trun", at + 4))
             put(moof, at - 4 + kDistance, number(moof, at - 4 + kDistance, 4) + moved);
         made += moof;

@@ -1,5 +1,4 @@
-// Files that are damaged anywhere: what can be read of them is given or refused, and nothing hangs or
-// crashes.
+// Files with damage anywhere: their intact parts are read or the file is refused, without hangs or crashes.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -17,8 +16,8 @@ namespace {
 
 using recordings::Mp4Reader;
 
-/** A hang would take longer: far more than any of these files takes on a loaded machine. */
-constexpr std::chrono::seconds kLongest(10);
+/** Time limit to detect a hang: far more than any of these files takes on a loaded machine. */
+constexpr std::chrono::seconds kTimeLimit(10);
 
 class DamagedFile : public recordings_test::ScratchFolder, public testing::WithParamInterface<FileLayout> {
   protected:
@@ -27,7 +26,7 @@ class DamagedFile : public recordings_test::ScratchFolder, public testing::WithP
         bytes_ = contentsOf(path("made.mp4"));
     }
 
-    /** Reads all there is, and some of it again after seeks; returns how many samples there were. */
+    /** Reads the file, and parts of it again after seeks; returns the number of samples. */
     std::size_t readAll(const std::string& bytes) {
         const std::string file = path("damaged.mp4");
         std::ofstream(file, std::ios::binary) << bytes;
@@ -46,7 +45,7 @@ class DamagedFile : public recordings_test::ScratchFolder, public testing::WithP
         } catch (const recordings::Failure& failure) {
             EXPECT_EQ(std::string(failure.what()).rfind(file + ": ", 0), 0u) << failure.what();
         }
-        EXPECT_LT(std::chrono::steady_clock::now() - begin, kLongest);
+        EXPECT_LT(std::chrono::steady_clock::now() - begin, kTimeLimit);
         return count;
     }
 
@@ -57,7 +56,7 @@ class DamagedFile : public recordings_test::ScratchFolder, public testing::WithP
 TEST_P(DamagedFile, IsReadAsFarAsItsDescriptionsGo) {
     const std::size_t whole = readAll(bytes_);
     ASSERT_GT(whole, 50u);
-    // Descriptions above all: what surrounds the names of boxes.
+    // Damages mainly the descriptions: the bytes around box names.
     std::vector<std::size_t> places;
     for (const char* const kind :
          {"moov", "mvhd", "mdhd", "elst", "stsd", "stts", "ctts", "stsc", "stsz", "stco",

@@ -1,4 +1,4 @@
-// MP4 files taken apart through the public header, in the layouts in which another program makes them.
+// Demultiplexes MP4 files through the public header, in layouts made by another program.
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
@@ -38,7 +38,7 @@ TEST_P(DemuxLayout, GivesEachPacketOnceWithTheTimesThatAnotherProgramReports) {
     for (const bool video : {true, false}) {
         std::vector<ProbedPacket> probed = probedPackets(file_);
         std::erase_if(probed, [&](const ProbedPacket& packet) { return packet.video != video; });
-        // Of two tracks in one sink each keeps its order.
+        // Two tracks in one sink each keep their order.
         std::vector<PlayedPacket> played = playback.packets(video);
         std::ranges::stable_sort(played, {}, &PlayedPacket::media);
         ASSERT_EQ(played.size(), probed.size());
@@ -111,12 +111,12 @@ TEST_P(DemuxLayout, SeeksToTheKeyFrameAtOrBeforeTheTimeAsked) {
             EXPECT_EQ(leading.size(), rest);
         }
         if (!hasPictures || playback.packets(false).empty()) continue;
-        // The sound that is heard with it, or all that there still is in its fragment.
+        // Sound starts with the picture, or with the oldest left in its fragment.
         EXPECT_GE(playback.packets(false).front().milliseconds, expected - 50);
     }
 }
 
-/** The thread sanitizer sees the same threads for each. */
+/** The threads are the same for each layout, so a few are enough for the thread sanitizer. */
 std::vector<FileLayout> demuxedLayouts() {
     std::vector<FileLayout> layouts = playedLayouts();
     if (kThreadSanitizer) layouts.resize(3);
@@ -128,7 +128,7 @@ INSTANTIATE_TEST_SUITE_P(Files, DemuxLayout, testing::ValuesIn(demuxedLayouts())
                              return std::string(layout.param.name);
                          });
 
-/** A file of six seconds with sound, whose key frames are half a second apart. */
+/** Six seconds of pictures and sound, with a key frame every half second. */
 class DemuxFile : public Demux {
   protected:
     DemuxFile() {
@@ -196,7 +196,7 @@ TEST_F(DemuxFile, DropsWhatWasQueuedBeforeASeek) {
     std::atomic<int> seen{0};
     std::atomic<bool> go{false};
     playback.onPacket = [&](const VNDemuxPacket&) {
-        // Holds both sinks at their second packet until the seek is over.
+        // Blocks both sinks at their second packet until the seek is done.
         if (++seen > 2)
             while (!go) std::this_thread::yield();
     };

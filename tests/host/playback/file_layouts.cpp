@@ -17,7 +17,7 @@ std::vector<FileLayout> playedLayouts() {
         {"ByTime", plain + "-movflags empty_moov -frag_duration 700000"},
         {"ByFrame", plain + "-movflags frag_every_frame+empty_moov"},
         {"WithoutIndex", plain + "-movflags frag_keyframe+empty_moov+skip_trailer"},
-        // Offsets from the beginning of the file would be those from before the index was put in.
+        // Inserting the index shifts offsets from the beginning of the file, so offsets are relative.
         {"WithSegmentIndex", plain + "-movflags frag_keyframe+empty_moov+global_sidx+default_base_moof"},
         {"InSegments", plain + "-movflags frag_keyframe+empty_moov+dash"},
         {"DefaultBase", plain + "-movflags frag_keyframe+empty_moov+default_base_moof"},
@@ -25,7 +25,7 @@ std::vector<FileLayout> playedLayouts() {
         {"TracksApart", plain + "-movflags frag_keyframe+empty_moov+separate_moof"},
         {"SamplesInTheIndexToo", reordered + "-movflags frag_keyframe"},
         {"EditLists", reordered + "-movflags frag_keyframe+empty_moov+delay_moov"},
-        // Its reader takes what comes before the first decoding time as a delay.
+        // ffprobe takes the time before the first decoding time as a delay.
         {"NegativeOffsets", reordered + "-movflags frag_keyframe+empty_moov+negative_cts_offsets", 33333},
         {"PicturesAlone", "-an -c:v libx264 -preset ultrafast -movflags frag_keyframe+empty_moov"},
         {"SoundAlone", "-vn -c:a aac -movflags empty_moov -frag_duration 500000"},

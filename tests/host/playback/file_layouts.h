@@ -5,11 +5,11 @@
 #include <string>
 #include <vector>
 
-/** A way in which ffmpeg lays out an MP4 file. */
+/** A layout in which ffmpeg writes an MP4 file. */
 struct FileLayout {
     const char* name;
-    std::string options; /**< of ffmpeg, behind its sources */
-    /** How much later ffprobe has the pictures than the file, in microseconds. */
+    std::string options; /**< ffmpeg's options after the inputs */
+    /** How much later ffprobe reports the pictures than the file says, in microseconds. */
     int pictureDelay = 0;
 };
 
@@ -17,21 +17,21 @@ inline void PrintTo(const FileLayout& layout, std::ostream* out) {
     *out << layout.name;
 }
 
-/** Layouts with pictures of H.264, sound of AAC or both; a group of pictures is half a second. */
+/** Layouts with H.264 pictures, AAC sound or both; groups of pictures last half a second. */
 std::vector<FileLayout> playedLayouts();
 
-/** Has ffmpeg make a file of so many seconds. */
+/** Makes ffmpeg write a file of this duration. */
 void makeFile(const std::string& path, const std::string& options, double seconds = 6.3);
 
-/** A packet as another program reports it. */
+/** A packet as ffprobe reports it. */
 struct ProbedPacket {
     bool video;
     bool key;
     int size;
-    long long microseconds; /**< of presentation */
+    long long microseconds; /**< presentation time */
 };
 
-/** All packets of a file, in its order. */
+/** All packets, in the order of the file. */
 std::vector<ProbedPacket> probedPackets(const std::string& path);
 
 #endif

@@ -1,5 +1,4 @@
-// The length of fragmented MP4 files through the public header, in the layouts in which another program makes
-// them.
+// The length of fragmented MP4 files through the public header, in layouts made by another program.
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
@@ -32,7 +31,7 @@ constexpr char kSources[] =
 constexpr char kPlainPictures[] = "-c:v libx264 -preset ultrafast -c:a aac";
 constexpr char kReordered[] = "-c:v libx264 -preset veryfast -bf 2 -c:a aac";
 
-/** What VNGetFMp4Duration says; nothing when it fails. */
+/** The result of VNGetFMp4Duration; nothing if it fails. */
 std::optional<std::int64_t> lengthOf(const std::string& path) {
     std::int64_t milliseconds = -17;
     const int result = VNGetFMp4Duration(path.c_str(), &milliseconds);
@@ -61,7 +60,7 @@ std::vector<Packet> packetsOf(const std::string& path) {
     return packets;
 }
 
-/** From the beginning of the earliest packet to the end of the latest, in milliseconds. */
+/** From the beginning of the earliest packet to the end of the latest, in ms. */
 double spanOf(const std::vector<Packet>& packets) {
     double begin = std::numeric_limits<double>::max(), end = 0;
     for (const Packet& packet : packets) {
@@ -80,7 +79,7 @@ using FragmentedLength = recordings_test::ScratchFolder;
 struct Layout {
     const char* name;
     std::string options;
-    double expected = 0; /**< in milliseconds; 0 asks the other program */
+    double expected = 0; /**< in milliseconds; 0: as ffprobe reports it */
 };
 
 void PrintTo(const Layout& layout, std::ostream* out) {
@@ -121,8 +120,8 @@ INSTANTIATE_TEST_SUITE_P(
                std::string(kPlainPictures) + " -movflags frag_keyframe+empty_moov+separate_moof"},
         Layout{"SamplesInTheIndexToo", std::string(kReordered) + " -movflags frag_keyframe"},
         Layout{"EditLists", std::string(kReordered) + " -movflags frag_keyframe+empty_moov+delay_moov"},
-        // ffprobe shows these pictures two frames later than the file has them, which are 189 of 1/30 s from
-        // 0; the sound's last unit ends at 6.315 s.
+        // ffprobe reports these pictures two frames later than the file: they are 189 of 1/30 s from 0; the
+        // last unit of the sound ends at 6.315 s.
         Layout{"NegativeOffsets",
                std::string(kReordered) + " -movflags frag_keyframe+empty_moov+negative_cts_offsets", 6315},
         Layout{"PicturesAlone", "-an -c:v libx264 -preset ultrafast -movflags frag_keyframe+empty_moov"},
@@ -138,7 +137,7 @@ std::uint64_t number(const std::string& bytes, std::size_t at, std::size_t count
     return value;
 }
 
-/** Where the boxes of one kind begin at the top of a file. */
+/** The offsets of the top-level boxes of one kind. */
 std::vector<std::size_t> placesOf(const std::string& bytes, const std::string& kind) {
     std::vector<std::size_t> places;
     for (std::size_t at = 0; at + 8 <= bytes.size(); at += number(bytes, at, 4)) {
@@ -152,7 +151,7 @@ void write(const std::string& file, const std::string& bytes) {
     std::ofstream(file, std::ios::binary) << bytes;
 }
 
-/** A file that another program has made, and where its fragments are. */
+/** A file made by ffmpeg, and the offsets of its fragments. */
 class MadeFile : public FragmentedLength {
   protected:
     void makeFile(const std::string& options) {
@@ -168,14 +167,14 @@ class MadeFile : public FragmentedLength {
     std::vector<std::size_t> fragments_;
 };
 
-/** A file of half a second a fragment, and what is to be expected of parts of it. */
+/** A file with half a second per fragment, and the expected lengths of parts of it. */
 class CutTest : public MadeFile {
   protected:
     CutTest() {
         makeFile(std::string(kSources) + " " + kPlainPictures + " -movflags frag_keyframe+empty_moov");
     }
 
-    /** Length of the fragments all of whose packets lie before `end`; 0 without any. */
+    /** The length of the fragments whose packets all end before `end`, in milliseconds; 0 without any. */
     double wholeBefore(std::size_t end) const {
         std::vector<Packet> whole;
         for (std::size_t i = 0; i < fragments_.size(); ++i) {
@@ -192,7 +191,7 @@ class CutTest : public MadeFile {
         return whole.empty() ? 0 : spanOf(whole);
     }
 
-    /** Compares with what a file says that ends like this one. */
+    /** Expects the length of the fragments that are complete before `end`. */
     void expectWhole(const std::string& bytes, std::size_t end) {
         const std::string file = path("cut.mp4");
         write(file, bytes);
@@ -203,7 +202,7 @@ class CutTest : public MadeFile {
         EXPECT_NEAR(static_cast<double>(length.value_or(0)), expected, kFrame);
     }
 
-    /** Places at which a file is cut: about each fragment, and anywhere. */
+    /** Offsets at which to cut the file: around each fragment, and anywhere. */
     std::vector<std::size_t> cuts() const {
         std::vector<std::size_t> cuts;
         for (const std::size_t place : fragments_) {
@@ -223,7 +222,7 @@ TEST_F(CutTest, CountsTheWholeFragmentsWhereverTheFileEnds) {
 
 TEST_F(CutTest, CountsTheWholeFragmentsBeforeZeros) {
     ErrorLines lines;
-    // What lies within its data is not looked at: only descriptions may be zeros.
+    // Media data is not examined, so only descriptions are zeroed.
     for (const std::size_t place : fragments_) {
         std::string bytes = bytes_.substr(0, place + 3);
         bytes.append(bytes_.size() - bytes.size(), '\0');
@@ -238,10 +237,10 @@ TEST_F(CutTest, PassesOverADamagedFragmentBetweenOthers) {
     EXPECT_NEAR(static_cast<double>(lengthOf(path("damaged.mp4")).value_or(0)), spanOf(packets_), kFrame);
 }
 
-/** A file without an index whose fragments are of one packet each: hundreds of them. */
+/** A file without an index, of hundreds of fragments with one packet each. */
 class ManyFragments : public MadeFile {
   protected:
-    /** Seconds of pictures and of sound. */
+    /** Durations of the pictures and of the sound in seconds. */
     void make(int pictures, int sound) {
         makeFile("-f lavfi -i testsrc2=size=160x90:rate=30:duration=" + std::to_string(pictures) +
                  " -f lavfi -i sine=440:duration=" + std::to_string(sound) + " -pix_fmt yuv420p " +
@@ -249,7 +248,7 @@ class ManyFragments : public MadeFile {
         ASSERT_GT(fragments_.size(), 300u);
     }
 
-    /** Has the descriptions from fragment `first` on not tell their time. */
+    /** Removes the times of all fragments from number `first` on. */
     void hideTimes(std::size_t first) {
         for (std::size_t at = fragments_.at(first); (at = bytes_.find("tfdt", at)) != std::string::npos;)
             bytes_.replace(at, 4, "free");
@@ -259,7 +258,7 @@ class ManyFragments : public MadeFile {
         return number(bytes_, bytes_.find("tfhd", fragment) + 8, 4) == 2;
     }
 
-    /** Leaves these alone, in this order. */
+    /** Keeps only these fragments, in this order. */
     void order(const std::vector<std::size_t>& fragments) {
         std::string bytes = bytes_.substr(0, fragments_.at(0));
         for (const std::size_t place : fragments) {
@@ -303,7 +302,7 @@ TEST_F(ManyFragments, MayBeginWithATrackThatBeginsLater) {
     make(8, 8);
     std::vector<std::size_t> pictures, sound;
     for (const std::size_t place : fragments_) (isOfSound(place) ? sound : pictures).push_back(place);
-    // Those of the last four seconds, in two parts, around most of the sound.
+    // The pictures of the last four seconds, in two parts around most of the sound.
     std::vector<std::size_t> fragments(pictures.begin() + 120, pictures.begin() + 190);
     fragments.insert(fragments.end(), sound.begin(), sound.end() - 20);
     fragments.insert(fragments.end(), pictures.begin() + 190, pictures.end());
@@ -312,7 +311,7 @@ TEST_F(ManyFragments, MayBeginWithATrackThatBeginsLater) {
     expectLength(spanOf(packets_));
 }
 
-/** Wherever those end that are read first, nothing counts twice. */
+/** Nothing is counted twice, wherever the fragments that are read first end. */
 TEST_F(ManyFragments, MayBeAsManyAsAreRead) {
     make(8, 8);
     hideTimes(0);
@@ -366,7 +365,7 @@ TEST_F(CutTest, SurvivesEveryDamage) {
     const std::size_t header = fragments_.at(0);
     for (int i = 0; i < 2000; ++i) {
         std::string bytes = bytes_;
-        // Descriptions above all.
+        // Mainly descriptions.
         const std::size_t begin =
             i % 2 ? random() % header : fragments_.at(random() % fragments_.size()) + random() % 600;
         const std::size_t count = 1 + random() % 4;
@@ -380,7 +379,9 @@ TEST_F(CutTest, SurvivesEveryDamage) {
     }
 }
 
-/** A refused file gives -1, leaves the duration alone, and says in one line which file it is and why. */
+/**
+ * A refused file yields -1, leaves the duration unchanged, and logs one line with its name and the reason.
+ */
 void expectRefusal(const std::string& file, const std::string& reason) {
     ErrorLines lines;
     EXPECT_FALSE(lengthOf(file));

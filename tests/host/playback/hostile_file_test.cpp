@@ -1,5 +1,5 @@
-// Files whose boxes lie, one class of lies after the other: each has one right answer, given at once and in
-// little memory. And layouts that no flag of ffmpeg makes.
+// Malformed boxes, class by class: each file has one right answer, given at once and with little memory. Also
+// valid layouts that no flag of ffmpeg produces.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -22,8 +22,8 @@ using box_editor::number;
 using box_editor::put;
 
 constexpr double kPicture = 1000.0 / 30;  // milliseconds
-/** A hang would take longer: far more than any of these files takes on a loaded machine. */
-constexpr std::chrono::seconds kLongest(10);
+/** Time limit to detect a hang: far more than any of these files takes on a loaded machine. */
+constexpr std::chrono::seconds kTimeLimit(10);
 constexpr char kBase[] =
     "-c:v libx264 -preset ultrafast -c:a aac -movflags "
     "frag_keyframe+empty_moov+default_base_moof+skip_trailer";
@@ -33,10 +33,10 @@ std::int64_t lengthOf(const std::string& path) {
     return VNGetFMp4Duration(path.c_str(), &milliseconds) == VNRES_SUCCEED ? milliseconds : -1;
 }
 
-/** What a file may cost; the sanitizers keep what is freed, and notes of their own. */
+/** Limit of the memory used; the sanitizers keep freed memory and data of their own. */
 constexpr long kMostKiB = (kSanitized ? 512 : 16) << 10;
 
-/** A number of this process. */
+/** A value from /proc/self/status. */
 long statusKiB(const std::string& name) {
     std::ifstream status("/proc/self/status");
     for (std::string line; std::getline(status, line);)
@@ -44,7 +44,7 @@ long statusKiB(const std::string& name) {
     return -1;
 }
 
-/** What a file says of its length. */
+/** The length that a file is expected to report. */
 enum class Answer { whole, withoutLast, firstTwo, refusal };
 
 struct Lie {
@@ -57,7 +57,7 @@ void PrintTo(const Lie& lie, std::ostream* out) {
     *out << lie.name;
 }
 
-/** Five fragments of half a second. */
+/** The file has five fragments of half a second. */
 constexpr char kLastMoof[] = "moof4";
 constexpr char kLastRun[] = "moof4/traf/trun";
 
@@ -65,7 +65,7 @@ void setSize(std::string& file, const std::string& path, std::uint64_t size) {
     put(file, find(file, path).begin, size);
 }
 
-/** So many boxes, one in the other. */
+/** `count` boxes nested in one another. */
 std::string nested(const std::string& kind, std::size_t count) {
     std::string boxes(8 * count, '\0');
     for (std::size_t i = 0; i < count; ++i) {
@@ -85,7 +85,7 @@ class HostileFile : public recordings_test::ScratchFolder {
         std::ofstream(path(name), std::ios::binary) << bytes;
         return path(name);
     }
-    /** Of the fragments up to one. */
+    /** The length of the fragments before `fragment`. */
     std::int64_t lengthBefore(const std::string& fragment) const {
         return lengthOf(write("before.mp4", whole_.substr(0, find(whole_, fragment).begin)));
     }
@@ -106,7 +106,7 @@ TEST_P(LyingBoxes, HaveOneAnswer) {
     ASSERT_TRUE(expected > 0 || GetParam().answer == Answer::refusal);
 
     ErrorLines lines;
-    std::ofstream("/proc/self/clear_refs") << 5;  // the peak begins anew
+    std::ofstream("/proc/self/clear_refs") << 5;  // resets VmHWM
     const long memory = statusKiB("VmRSS");
     const auto begin = std::chrono::steady_clock::now();
     const std::int64_t length = lengthOf(file);
@@ -121,11 +121,11 @@ TEST_P(LyingBoxes, HaveOneAnswer) {
         ASSERT_TRUE(playback.waitForEnd());
         EXPECT_GT(playback.packets().size(), 20u);
     }
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, kLongest);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, kTimeLimit);
     EXPECT_LT(statusKiB("VmHWM") - memory, kMostKiB);
 }
 
-/** Changes a number in a box, `at` behind its header. */
+/** Changes a number in a box, `at` bytes after its header. */
 std::function<void(std::string&)> with(const std::string& path, std::size_t at, std::uint64_t value,
                                        std::size_t count = 4) {
     return [=](std::string& file) { put(file, find(file, path).contents() + at, value, count); };
@@ -142,7 +142,7 @@ std::function<void(std::string&)> renamed(const std::string& path) {
 INSTANTIATE_TEST_SUITE_P(
     Of, LyingBoxes,
     testing::Values(
-        // A box without an end goes on to that of the file, but one that describes a fragment is unfinished.
+        // Size 0 means up to the end of the file, but a fragment's description of size 0 is unfinished.
         Lie{"DataWithoutAnEnd", sized("mdat4", 0), Answer::whole},
         Lie{"DescriptionWithoutAnEnd", sized(kLastMoof, 0), Answer::withoutLast},
         Lie{"LongSizeThatIsNone", sized(kLastMoof, 1), Answer::withoutLast},
@@ -154,7 +154,7 @@ INSTANTIATE_TEST_SUITE_P(
             },
             Answer::withoutLast},
         Lie{"InnerBoxLargerThanItsOuterOne", sized("moof4/traf", 0xffff), Answer::withoutLast},
-        // Nothing says where the next box begins.
+        // The position of the next box is unknown.
         Lie{"DataEndsEarly", sized("mdat1", 64), Answer::firstTwo},
         Lie{"NestedPastReason",
             [](std::string& file) { box_editor::replace(file, kLastMoof, nested("moof", 100'000)); },
@@ -217,9 +217,9 @@ TEST_F(HostileFile, EditListsThatPointNowhereShowNothingOfTheirTrack) {
     for (const std::string track : {"trak", "trak1"}) {
         std::string lying = bytes;
         const auto list = find(lying, "moov/" + track + "/edts/elst");
-        // The media time of the last entry, of 12 bytes.
+        // The media time of the last entry, which has 12 bytes.
         put(lying, list.end - 8, 0x7fffffff);
-        // The other track decides.
+        // The length is that of the other track.
         EXPECT_NEAR(static_cast<double>(lengthOf(write("lie.mp4", lying))), 2500, kPicture + 1);
         put(lying, list.contents() + 4, 0xffffffff);
         const std::int64_t length = lengthOf(write("lie.mp4", lying));
@@ -253,12 +253,12 @@ TEST_F(HostileFile, TablesThatOverflowListWhatTheyHold) {
                 ASSERT_TRUE(playback.waitForEnd());
                 EXPECT_LE(playback.packets(true).size(), 75u);
             }
-            EXPECT_LT(std::chrono::steady_clock::now() - begin, kLongest);
+            EXPECT_LT(std::chrono::steady_clock::now() - begin, kTimeLimit);
         }
     }
 }
 
-/** Layouts that are right, but rare. */
+/** Valid but rare layouts. */
 class RareLayout : public HostileFile {
   protected:
     void expectTheSame(const std::string& bytes) {
@@ -298,7 +298,8 @@ TEST_F(RareLayout, DataInBoxesWithSizesOf64Bits) {
 
 TEST_F(RareLayout, TimesOf32Bits) {
     std::string bytes = whole_;
-    ASSERT_EQ(bytes[find(bytes, "moof/traf/tfdt").contents()], '\1') << "of 64 bits";
+    ASSERT_EQ(bytes[find(bytes, "moof/traf/tfdt").contents()], '\1')
+        << "expects 64-bit times in the original";
     box_editor::changeFragments(bytes, "tfdt", [](const std::string& box) {
         return box_editor::box("tfdt", std::string(4, '\0') + box.substr(16));
     });
@@ -307,7 +308,7 @@ TEST_F(RareLayout, TimesOf32Bits) {
 
 TEST_F(RareLayout, NoTimes) {
     std::string bytes = whole_;
-    // The first ones are not 0, and would be.
+    // The first fragment keeps its times: they are not 0, which is what missing times would mean.
     const std::string first = bytes.substr(0, find(bytes, "moof1").begin);
     std::string rest = bytes.substr(first.size());
     box_editor::changeFragments(rest, "tfdt", [](const std::string&) { return std::string(); });
@@ -320,7 +321,7 @@ TEST_F(RareLayout, SeveralParameterSets) {
     const auto entry = find(bytes, "moov/trak/mdia/minf/stbl/stsd");
     const std::size_t avcc = bytes.find("avcC", entry.begin) - 4;
     const std::size_t end = avcc + number(bytes, avcc, 4);
-    // Behind a sequence set comes one picture set; it is given twice.
+    // One picture parameter set follows the sequence parameter set; it is duplicated.
     const std::size_t sequence = avcc + 8 + 6;
     const std::size_t count = sequence + 2 + number(bytes, sequence, 2);
     ASSERT_EQ(bytes[count], 1);

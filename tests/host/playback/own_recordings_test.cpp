@@ -1,5 +1,5 @@
-// Recordings of this project, finished, still open, cut off and recovered, through the public header; and
-// what their headers tell other programs.
+// Reads this project's recordings through the public header: finished, open, cut off and recovered; and
+// checks the indexes in their headers for other programs.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -31,7 +31,7 @@ const SampleStream& sample() {
     return stream;
 }
 
-/** What VNGetFMp4Duration says; below 0 when it fails. */
+/** The result of VNGetFMp4Duration; negative if it fails. */
 std::int64_t lengthOf(const std::string& path) {
     std::int64_t milliseconds = -1;
     return VNGetFMp4Duration(path.c_str(), &milliseconds) == VNRES_SUCCEED ? milliseconds : -1;
@@ -43,7 +43,7 @@ double probedLength(const std::string& path) {
 
 class OwnRecordings : public recordings_test::ScratchFolder {
   protected:
-    /** A file that is open as `NAME.part`. */
+    /** Opens a recording as `NAME.part`. */
     std::unique_ptr<MediaFile> open(const std::string& name, bool sound = true) {
         auto file = MediaFile::open(path(name),
                                     {kep::host::MediaFileSettings::Container::fragmentedMp4, false, "part"},
@@ -51,7 +51,7 @@ class OwnRecordings : public recordings_test::ScratchFolder {
         EXPECT_TRUE(file) << reason_;
         return file;
     }
-    /** Writes the sample so many times. */
+    /** Writes the sample `times` times. */
     void write(MediaFile& file, int times = 1) {
         for (int i = 0; i < times; ++i) {
             for (const auto& packet : sample().packets) {
@@ -67,7 +67,7 @@ class OwnRecordings : public recordings_test::ScratchFolder {
         EXPECT_TRUE(file->finish(reason_)) << reason_;
         return path(name);
     }
-    /** As a process leaves it that is killed. */
+    /** Leaves the file as a killed process does. */
     std::string killed(const std::string& name) {
         write(*open(name));
         return path(name) + ".part";
@@ -85,7 +85,7 @@ class OwnRecordings : public recordings_test::ScratchFolder {
         return recordings::readSegmentIndexes(file, window, beginning.firstBox, 1 << 20);
     }
 
-    /** Plays a file; the packets of a kind must be the first ones of the sample. Returns how many. */
+    /** Plays a file; its packets of one kind must be the first ones of the sample. Returns their number. */
     static std::size_t expectBeginning(Playback& playback, bool video) {
         std::vector<const MediaPacket*> given;
         for (const auto& packet : sample().packets)
@@ -99,7 +99,7 @@ class OwnRecordings : public recordings_test::ScratchFolder {
             EXPECT_NEAR(static_cast<double>(played[i].milliseconds), expected, 1) << i;
             EXPECT_EQ(played[i].key, packet.key) << i;
             const char* const bytes = reinterpret_cast<const char*>(packet.bytes.get());
-            // Start codes may be of another length.
+            // Start codes may differ in length.
             if (!video) {
                 EXPECT_TRUE(played[i].data == std::string(bytes, static_cast<std::size_t>(packet.size))) << i;
             }
@@ -133,13 +133,13 @@ TEST_F(OwnRecordings, AreReadBackWhileTheyGrow) {
         if (!packet->isVideo() || ++given % SampleStream::rate != 0 || given == SampleStream::rate) continue;
         const std::int64_t length = lengthOf(part);
         const double now = static_cast<double>(given) * kPicture;
-        // Half a second is a fragment, and a picture waits for the next one.
+        // A fragment lasts half a second, and a picture waits for the next one.
         EXPECT_GE(static_cast<double>(length), now - 500 - 2 * kPicture);
         EXPECT_LE(static_cast<double>(length), now);
         EXPECT_GE(length, last);
         last = length;
     }
-    // What has come since it was opened is not read.
+    // Only what was in the file when it was opened is read.
     Playback playback;
     ASSERT_EQ(playback.open(part), VNRES_SUCCEED);
     EXPECT_EQ(playback.duration(), last);
@@ -179,7 +179,7 @@ TEST_F(OwnRecordings, AreReadAsFarAsTheyGoWhenCutOffAndTheSameOnceRecovered) {
     }
 }
 
-/** An index in the header must lead, for each track, from one part to the next and up to `end`. */
+/** Each track's index in the header must cover the fragments without a gap up to `end`. */
 void expectRightIndexes(const std::string& file, std::uint64_t end, std::size_t tracks) {
     const FileBytes bytes(file);
     recordings::BoxWindow window(bytes);
@@ -204,7 +204,7 @@ void expectRightIndexes(const std::string& file, std::uint64_t end, std::size_t 
         }
         const auto& last = index.references.back();
         EXPECT_EQ(last.offset + last.bytes, end);
-        // Nothing lies between an index and the first part.
+        // Nothing between an index and the first fragment.
         EXPECT_TRUE(walk.isFragment(index.references.front().offset));
     }
 }
@@ -216,14 +216,14 @@ std::uint64_t beginOfTrailer(const std::string& file) {
 TEST_F(OwnRecordings, TellInTheirHeadersWhereTheirPartsBegin) {
     const std::string file = finished("whole.mp4");
     expectRightIndexes(file, beginOfTrailer(file), 2);
-    // Of two fragments a second, every other one begins with a key frame.
+    // Two fragments per second, every other one begins with a key frame.
     EXPECT_EQ(indexesOf(file).front().references.size(), static_cast<std::size_t>(kSeconds));
     const std::string silent = finished("silent.mp4", 1, false);
     expectRightIndexes(silent, beginOfTrailer(silent), 1);
 }
 
 TEST_F(OwnRecordings, OfAnyLengthHaveAnIndexThatFits) {
-    // More parts than there are places.
+    // More fragments than reserved index entries.
     constexpr int kTimes = 100;
     const std::string file = finished("long.mp4", kTimes);
     expectRightIndexes(file, beginOfTrailer(file), 2);
@@ -233,7 +233,7 @@ TEST_F(OwnRecordings, OfAnyLengthHaveAnIndexThatFits) {
     EXPECT_LT(contentsOf(file).find("moof"), 20'000u);
     EXPECT_NEAR(static_cast<double>(lengthOf(file)), kTimes * kSeconds * 1000, kPicture);
     EXPECT_NEAR(probedLength(file), kTimes * kSeconds * 1000, kPicture);
-    // Another program finds its way by it.
+    // Another program seeks by it.
     for (const int second : {1, 399, 400, 401, 799}) {
         const std::string found =
             outputOf("ffprobe -v error -select_streams v -read_intervals " + std::to_string(second) +
@@ -261,7 +261,7 @@ TEST_F(OwnRecordings, AreNotToldWrongLengthsByAnIndexThatLies) {
     for (std::size_t at = begin; at < end; ++at) {
         for (const int bits : {0x01, 0x80, 0xff}) {
             put(at, static_cast<char>(bytes[at] ^ static_cast<char>(bits)));
-            // Without the header of a box nothing says where the next one begins.
+            // Without the header of a box the position of the next one is unknown.
             const bool isHeader = (at - begin) % box < 8;
             const std::int64_t told = lengthOf(file);
             EXPECT_TRUE(told == length || (isHeader && told < 0)) << at - begin << " " << bits << " " << told;

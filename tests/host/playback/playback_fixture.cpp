@@ -8,7 +8,7 @@
 
 namespace {
 
-/** The one that messages are for, as their callback has no pointer of the caller's. */
+/** The instance that gets the messages: their callback has no user pointer. */
 std::atomic<Playback*> current{nullptr};
 
 }  // namespace
@@ -21,7 +21,7 @@ Playback::Playback() {
 
 Playback::~Playback() {
     release();
-    // One that has released the handle itself still runs.
+    // A callback that has released the handle itself may still be running.
     EXPECT_TRUE(waitUntil([this] { return inside_ == 0; }));
     current = nullptr;
 }
@@ -103,11 +103,11 @@ void Playback::keep(const VNDemuxPacket& packet) {
     if (released_) ++calledLate_;
     if (onPacket) onPacket(packet);
     const std::string data(static_cast<const char*>(packet.data), static_cast<std::size_t>(packet.size));
-    // A byte stream begins with a start code, an ADTS header with ones.
+    // A byte stream begins with the zeros of a start code, an ADTS header with ones.
     const bool video = !data.empty() && data[0] == 0;
     const std::lock_guard lock(mutex_);
     threads_.insert(std::this_thread::get_id());
-    EXPECT_TRUE(std::ranges::find(media_, packet.media) != media_.end()) << "a track not told of";
+    EXPECT_TRUE(std::ranges::find(media_, packet.media) != media_.end()) << "packet of an unannounced track";
     packets_.push_back({video, packet.iskey == 1, packet.pts_ms, data, packet.media});
 }
 
@@ -115,7 +115,7 @@ void Playback::takeTrack(const VNDemuxTrack* track) {
     auto& self = *static_cast<Playback*>(track->user);
     if (self.released_) ++self.calledLate_;
     const std::lock_guard lock(self.mutex_);
-    EXPECT_TRUE(std::ranges::find(self.media_, track->media) == self.media_.end()) << "a track told of twice";
+    EXPECT_TRUE(std::ranges::find(self.media_, track->media) == self.media_.end()) << "track announced twice";
     self.media_.push_back(track->media);
     self.tracks_.emplace_back(track->desc);
 }

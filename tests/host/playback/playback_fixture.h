@@ -11,7 +11,7 @@
 
 #include "vornisa_api.h"
 
-/** A packet as the application was handed it. */
+/** A packet as the application received it. */
 struct PlayedPacket {
     bool video;
     bool key;
@@ -22,7 +22,7 @@ struct PlayedPacket {
     int size() const { return static_cast<int>(data.size()); }
 };
 
-/** Plays a file through the public header and keeps what it is handed. One at a time. */
+/** Plays a file through the public header and keeps its packets. Only one instance at a time. */
 class Playback {
   public:
     Playback();
@@ -30,13 +30,13 @@ class Playback {
     Playback(const Playback&) = delete;
     Playback& operator=(const Playback&) = delete;
 
-    /** The result of VNDemuxSet. */
+    /** Returns the result of VNDemuxSet. */
     int open(const std::string& path, std::int64_t seek = 0);
     std::int64_t duration() const { return duration_; }
     int id() const { return id_; }
 
     void start();
-    /** Waits for the message that tells the end of the file, for one more of them each time. */
+    /** Waits for the next end-of-file message. */
     bool waitForEnd();
     int ends();
     /** Opens, starts and waits for the end. */
@@ -45,15 +45,15 @@ class Playback {
 
     std::vector<PlayedPacket> packets();
     std::vector<PlayedPacket> packets(bool video);
-    /** The data of all packets of a kind. */
+    /** The concatenated data of all packets of a kind. */
     std::string stream(bool video);
     std::vector<std::string> tracks();
     std::size_t threads();
     void clear();
 
-    /** Called with each packet, before it is kept, on the framework's thread. */
+    /** Called with each packet before it is kept, on a thread of the framework. */
     std::function<void(const VNDemuxPacket&)> onPacket;
-    /** Callbacks that began when the release was over. */
+    /** Number of callbacks that began after the release had returned. */
     int calledLate() const { return calledLate_; }
 
   private:
@@ -65,7 +65,7 @@ class Playback {
     int id_ = 0;
     std::atomic<bool> released_{false};
     std::atomic<int> calledLate_{0};
-    std::atomic<int> inside_{0}; /**< callbacks for packets */
+    std::atomic<int> inside_{0}; /**< packet callbacks in progress */
     std::int64_t duration_ = -1;
     std::mutex mutex_;
     std::vector<PlayedPacket> packets_;

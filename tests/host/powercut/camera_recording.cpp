@@ -28,8 +28,8 @@ StepLog* steps = nullptr;
 std::vector<Recorded::Told> told;
 
 /**
- * Notes what an encoder gives: class EncodedPictures. What has not been encoded counts as not captured, as
- * otherwise a busy machine, which encodes late, could not be told from a recorder that is late.
+ * Keeps what the encoder outputs: class EncodedPictures. Only encoded pictures count as captured: otherwise a
+ * slow encoder on a busy machine would look like a slow recorder.
  */
 class EncodedPictures final : public Element {
   public:
@@ -53,7 +53,7 @@ class EncodedPictures final : public Element {
         packets_.clear();
         seconds_ = 0;
     }
-    /** From the first picture to the newest one. */
+    /** Time between the first and the newest picture. */
     static double seconds() { return seconds_; }
     static CapturedPictures all() {
         const std::lock_guard lock(mutex);
@@ -106,49 +106,51 @@ CameraRecording::~CameraRecording() {
 
 void CameraRecording::waitFor(double seconds) {
     const double until = EncodedPictures::seconds() + seconds;
-    must(waitUntil([&] { return EncodedPictures::seconds() >= until; }), "no pictures come");
+    must(waitUntil([&] { return EncodedPictures::seconds() >= until; }), "no pictures encoded in time");
 }
 
 void CameraRecording::listen(int id) {
-    must(VNRegisterMessageCallback(id, hear) == VNRES_SUCCEED, "no messages");
+    must(VNRegisterMessageCallback(id, hear) == VNRES_SUCCEED, "cannot register the message callback");
 }
 
 void CameraRecording::record(int secondsOfFile) {
-    // The element behind the encoder takes what is meant for that.
+    // The encoder's remaining attributes go to the element after it, which accepts them.
     const char* const video = "codec={h264:gop=15,br=4000000,fr=30,clock=400000+EncodedPictures}";
     must(VNRecMan2(k1080p, video, "", secondsOfFile, kFolder, kName, "PowerFailProtection=true") ==
              VNRES_SUCCEED,
-         "the recording does not start");
-    must(VNAcquire(VNRES_REC_MAN, &recording_) == VNRES_SUCCEED, "no recording");
+         "cannot start the recording");
+    must(VNAcquire(VNRES_REC_MAN, &recording_) == VNRES_SUCCEED, "cannot acquire the recording");
     listen(recording_);
 }
 
 void CameraRecording::trigger(const std::string& url, int pre, int post) {
     if (service_ == 0) {
-        must(VNAcquire(VNRES_EVENT_SERVICE, &service_) == VNRES_SUCCEED, "no event service");
+        must(VNAcquire(VNRES_EVENT_SERVICE, &service_) == VNRES_SUCCEED, "cannot acquire the event service");
         listen(service_);
-        must(VNStart(service_) == VNRES_SUCCEED, "the event service does not start");
+        must(VNStart(service_) == VNRES_SUCCEED, "cannot start the event service");
     }
-    must(VNRecordEventServiceTrigger(service_, url.c_str(), pre, post) == VNRES_SUCCEED, "no clip");
+    must(VNRecordEventServiceTrigger(service_, url.c_str(), pre, post) == VNRES_SUCCEED,
+         "cannot trigger a clip");
 }
 
 void CameraRecording::takePicture(const std::string& path) {
     if (photography_ == 0)
-        must(VNAcquire(VNRES_PHOTOGRAPHY, &photography_) == VNRES_SUCCEED, "no photography");
-    must(VNTakePic2(photography_, path.c_str()) == VNRES_SUCCEED, "no picture");
+        must(VNAcquire(VNRES_PHOTOGRAPHY, &photography_) == VNRES_SUCCEED,
+             "cannot acquire the picture taker");
+    must(VNTakePic2(photography_, path.c_str()) == VNRES_SUCCEED, "cannot take a picture");
     const std::lock_guard lock(mutex);
     told.push_back({path, log_.count()});
 }
 
 void CameraRecording::waitForFile(const std::string& path) {
-    must(waitUntil([&] { return isTold(path); }), path + " is not told to be complete");
+    must(waitUntil([&] { return isTold(path); }), path + " is not reported complete");
 }
 
 void CameraRecording::stop() {
     for (int* const id : {&recording_, &service_, &photography_}) {
         if (*id == 0) continue;
         VNStop(*id);
-        // Its last messages come while it is still there.
+        // Wait for its last messages, which need the handle.
         const int released = *id;
         *id = 0;
         if (id == &recording_) {
@@ -179,14 +181,14 @@ Recorded CameraRecording::finish() {
         const WholeFile file(versions.at(step.to).front().content->bytes, 0);
         for (std::size_t i = 0; i < file.pictures().size(); ++i) {
             const auto number = captured.find(file.picture(i));
-            must(number.has_value(), step.to + ": has a picture that was not captured");
+            must(number.has_value(), step.to + ": contains a picture that was not captured");
             must(*number == next || (i == 0 && mayLose_),
-                 step.to + ": a picture does not follow the one before it");
+                 step.to + ": a picture does not follow the previous one");
             next = *number + 1;
             if (i == 0) recorded.begins[step.to] = captured.time(*number);
         }
     }
-    must(next == captured.count(), "the last pictures are in no file");
+    must(next == captured.count(), "the last pictures are missing from the files");
     return recorded;
 }
 

@@ -9,33 +9,33 @@
 namespace kep::host {
 
 /**
- * What an application does through the public header while each step of the file layer is noted, and with it
- * what had been captured by then. One at a time.
+ * Uses the public header as an application does, while every step of the file layer is logged together with
+ * the time captured so far. Only one instance at a time.
  */
 class CameraRecording {
   public:
-    /** @param microphone value of KEP_HOST_AUDIO; it is read when the first of these is made */
+    /** @param microphone value of KEP_HOST_AUDIO, which is read when the first instance is made */
     explicit CameraRecording(const std::string& microphone);
     ~CameraRecording();
     CameraRecording(const CameraRecording&) = delete;
     CameraRecording& operator=(const CameraRecording&) = delete;
 
     StepLog& disk() { return log_; }
-    /** Waits until so many seconds more of a recording have been captured; throws when none come. */
+    /** Waits until `seconds` more of a recording have been captured; throws on timeout. */
     void waitFor(double seconds);
 
-    /** Records with protection against a loss of power, 1080p at 4 Mbit/s, until it is stopped. */
+    /** Records 1080p at 4 Mbit/s with power-fail protection until stopped. */
     void record(int secondsOfFile);
-    /** Has a clip made of what surrounds this moment. */
+    /** Triggers a clip around the present moment. */
     void trigger(const std::string& url, int pre, int post);
     void takePicture(const std::string& path);
-    /** Waits until there is a file of this name, as the messages say. */
+    /** Waits until the messages report this file complete. */
     void waitForFile(const std::string& path);
 
     /** From here on pictures may be missing between files. */
     void allowLoss() { mayLose_ = true; }
 
-    /** Ends all, and gives what has become of it. Throws when the files do not hold what was captured. */
+    /** Stops everything and returns what was recorded. Throws if the files do not match what was captured. */
     Recorded finish();
 
   private:
@@ -43,7 +43,7 @@ class CameraRecording {
     void listen(int id);
 
     StepLog log_;
-    std::optional<InUse> inUse_{std::in_place, log_}; /**< until all has ended; recoveries have real files */
+    std::optional<InUse> inUse_{std::in_place, log_}; /**< until the end: recovery works on real files */
     int recording_ = 0;
     int service_ = 0;
     int photography_ = 0;

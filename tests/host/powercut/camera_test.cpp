@@ -14,7 +14,7 @@ namespace {
 constexpr int kSecondsOfFile = 2;
 constexpr double kSeconds = 3.2;
 
-/** What is recorded has been filmed by a camera, encoded, kept in step and written by threads of its own. */
+/** Judges a recording made by the camera, encoder, synchroniser and writer threads. */
 void expectToPlay(const Recorded& recorded) {
     DiskJudge judge(recorded, recovered);
     const Replay replay(recorded, judge, draws(3));
@@ -30,7 +30,7 @@ TEST(CameraTest, EveryOutcomePlaysWithAMicrophone) {
     expectToPlay(camera.finish());
 }
 
-/** A file that takes the microphone away while it is there. */
+/** A file whose existence makes the microphone fail. */
 class Away {
   public:
     Away() : path_(std::filesystem::temp_directory_path() / ("away" + std::to_string(getpid()))) {}

@@ -8,7 +8,7 @@ bool isSlice(std::uint8_t unitHeader) {
     return type == 1 || type == 5;
 }
 
-/** The coded pictures of a byte stream, without the parameter sets, which a file keeps elsewhere. */
+/** The slices of a byte stream, without the parameter sets, which a file keeps elsewhere. */
 Bytes slicesOfByteStream(const std::uint8_t* data, std::size_t size) {
     Bytes slices;
     const auto startCode = [&](std::size_t at) {
@@ -27,7 +27,7 @@ Bytes slicesOfByteStream(const std::uint8_t* data, std::size_t size) {
     return slices;
 }
 
-/** The same of a picture in a file, whose units have their length before them. */
+/** The slices of a picture in a file, where NAL units have a length prefix. */
 Bytes slicesOfFile(const Bytes& picture) {
     Bytes slices;
     for (std::size_t at = 0; at + 4 < picture.size();) {

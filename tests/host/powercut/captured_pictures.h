@@ -10,18 +10,18 @@
 
 namespace kep::host {
 
-/** The pictures that an encoder gave, to be found again in files, byte for byte. */
+/** The pictures from an encoder, to be found again in files, byte for byte. */
 class CapturedPictures {
   public:
     void add(const MediaPacket& packet);
-    /** The number, from 0, of a picture as it is in a file; nothing for one that was not given. */
+    /** The number, from 0, of a picture read from a file; nothing if the encoder did not output it. */
     std::optional<std::size_t> find(const Bytes& picture) const;
-    /** Seconds from the first picture to that one. */
+    /** Seconds from the first picture to this one. */
     double time(std::size_t number) const;
     std::size_t count() const { return stamps_.size(); }
 
   private:
-    std::unordered_map<std::uint64_t, std::size_t> numbers_; /**< by hashes of what is coded of a picture */
+    std::unordered_map<std::uint64_t, std::size_t> numbers_; /**< keys are hashes of the slices */
     std::vector<SteadyTime> stamps_;
 };
 

@@ -6,11 +6,11 @@
 namespace kep::host {
 namespace {
 
-/** Of what was captured, in seconds. */
+/** Limit of the loss, in seconds of what was captured. */
 constexpr double kMostLost = 1;
 constexpr double kRounding = 1e-6;
 constexpr std::string_view kOpen = ".part";
-constexpr const char* kWrongIndex = "has an index that leads astray";
+constexpr const char* kWrongIndex = "has a wrong index";
 
 }  // namespace
 
@@ -36,7 +36,7 @@ DiskJudge::DiskJudge(const Recorded& recorded, Recover recover)
     : recorded_(recorded), recover_(std::move(recover)), versions_(versionsOf(recorded)) {
     for (const auto& [path, begin] : recorded.begins) {
         const auto found = versions_.find(path);
-        if (found == versions_.end()) throw std::runtime_error(path + " has never got its name");
+        if (found == versions_.end()) throw std::runtime_error(path + " was never renamed to its final name");
         files_.push_back({path, WholeFile(found->second.back().content->bytes, begin)});
     }
     std::sort(files_.begin(), files_.end(), [](const File& one, const File& other) {
@@ -52,7 +52,7 @@ std::string DiskJudge::faultOf(const Disk& disk, std::size_t done) {
         held.push_back(heldOn(disk, done, file));
         if (!held.back().fault.empty()) fault = file.path + ": " + held.back().fault;
     }
-    // Until the next step is done more is captured.
+    // More is captured until the next step is done.
     const double captured = recorded_.steps[std::min(done, recorded_.steps.size() - 1)].captured;
     if (fault.empty())
         fault = faultOfTimes(held, captured, "pictures", &WholeFile::pictures, &Held::pictures);
@@ -62,24 +62,24 @@ std::string DiskJudge::faultOf(const Disk& disk, std::size_t done) {
 
 std::string DiskJudge::faultOfNames(const Disk& disk, std::size_t done) const {
     for (const Recorded::Told& told : recorded_.told) {
-        if (!versions_.count(told.path)) return told.path + ": was told to be complete and not renamed";
+        if (!versions_.count(told.path)) return told.path + ": reported complete but never renamed";
     }
     for (const auto& [path, versions] : versions_) {
         const auto found = disk.files.find(path);
         std::size_t version = 0;
         if (found != disk.files.end()) {
-            // The newest of those with these bytes: two pictures of one moment are the same.
+            // The newest version with these bytes: two pictures of the same moment are identical.
             const auto newest = std::find_if(versions.rbegin(), versions.rend(), [&](const auto& each) {
                 return each.content->hash == found->second->hash;
             });
-            if (newest == versions.rend()) return path + ": has its final name and is not whole";
+            if (newest == versions.rend()) return path + ": has its final name but is incomplete";
             version = static_cast<std::size_t>(versions.rend() - newest) - 1;
         }
         for (const Recorded::Told& told : recorded_.told) {
             if (told.path != path || told.steps > done) continue;
-            if (found == disk.files.end()) return path + ": is not there though it was told to be complete";
+            if (found == disk.files.end()) return path + ": is missing though reported complete";
             if (version + 1 < versions.size() && versions[version + 1].renamed <= told.steps)
-                return path + ": is an older one than was told to be complete";
+                return path + ": is older than the version reported complete";
         }
     }
     return "";
@@ -91,11 +91,12 @@ DiskJudge::Held DiskJudge::heldOn(const Disk& disk, std::size_t done, const File
     const auto open = disk.files.find(file.path + std::string(kOpen));
     if (open != disk.files.end()) {
         if (finished == disk.files.end()) return heldBy(file, *open->second);
-        // Both names of one file.
-        return finished->second == open->second ? whole : Held{"is there twice, and differs"};
+        // Both names refer to the file.
+        return finished->second == open->second ? whole
+                                                : Held{"exists under both names with different contents"};
     }
     if (finished != disk.files.end()) return whole;
-    // The renaming itself may cost a file its name, until the folder is synced at once.
+    // During the rename itself a file may lose its name, until the folder is synced right after.
     const bool isBeingRenamed = done > 0 && recorded_.steps[done - 1].kind == Step::Kind::rename &&
                                 recorded_.steps[done - 1].to == file.path;
     return disk.nameless.count(file.path) && isBeingRenamed ? whole : Held{};
@@ -120,7 +121,7 @@ const DiskJudge::Held& DiskJudge::heldBy(const File& file, const Content& conten
         }
     }
     if (held.fault.empty() && (held.pictures < asItIs.pictures || held.sounds < asItIs.sounds))
-        held.fault = "recovered: lacks what could be played before";
+        held.fault = "recovered: lacks packets that were playable before";
     return held;
 }
 
@@ -128,7 +129,7 @@ const DiskJudge::Held& DiskJudge::heldAsItIs(const File& file, const Content& co
     std::string tail;
     const std::size_t same = file.whole.sameBytes(content.bytes, tail);
     std::string key = file.path + std::to_string(same) + tail;
-    // Of what it is passed over by, nothing else matters to a player.
+    // Players skip the box after the same bytes; only an index there depends on the contents.
     if (tail.starts_with("mfra")) key += std::to_string(content.hash);
     const auto [known, isNew] = asTheyAre_.try_emplace(key);
     if (!isNew) return known->second;
@@ -163,7 +164,7 @@ std::string DiskJudge::faultOfTimes(const std::vector<Held>& held, double captur
         const std::size_t here = held[i].*count;
         if (here > 0 && !isComplete) return std::string(what) + " are missing between files";
         isComplete = isComplete && here == begins.size();
-        // What was never recorded, as between two files while a disk was full, no power cut has taken.
+        // What was never recorded, as between two files while a disk was full, was not lost to the power cut.
         if (given > here) lost += static_cast<double>(given - here) * (begins[1] - begins[0]);
     }
     mostLost_ = std::max(mostLost_, lost);

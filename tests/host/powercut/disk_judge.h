@@ -16,32 +16,29 @@
 namespace kep::host {
 
 /**
- * Says whether a disk is as good as it must be after a power cut.
- *
- * A file with its final name is whole to the last byte, and is there once that has been told. What the others
- * hold plays as it lies there, and once it has been recovered holds, byte for byte, what was captured; from
- * the first picture on nothing is missing but at the end, and there no more than a second. This is for files
- * whose beginnings are known; of others that are still open nothing is promised.
+ * Judges whether a disk is in an acceptable state after a power cut. A file with its final name must be
+ * complete, and must exist once it was reported. Open files must play as they are and, once recovered, hold
+ * what was captured, byte for byte, with nothing missing except up to a second at the end. This applies to
+ * files with known beginnings; about other open files nothing is promised.
  */
 class DiskJudge {
   public:
-    /** What recovery makes of a file that has not got its final name; nothing when there is nothing to keep.
-     */
+    /** Recovers a file without its final name; returns nothing if there is nothing to keep. */
     using Recover = std::function<std::optional<Bytes>(const Bytes&)>;
 
     DiskJudge(const Recorded& recorded, Recover recover);
 
-    /** What is wrong with a disk after so many steps; empty when nothing is. */
+    /** What is wrong with a disk after `done` steps; empty if it is fine. */
     std::string faultOf(const Disk& disk, std::size_t done);
 
-    double mostLost() const { return mostLost_; } /**< seconds, of all disks judged so far */
+    double mostLost() const { return mostLost_; } /**< largest loss of all disks judged so far, in seconds */
     std::size_t filesSeen() const { return seen_.size(); }
 
     struct Version {
-        std::size_t renamed; /**< how many steps had been done when it had its name */
+        std::size_t renamed; /**< number of steps done when it was renamed */
         SharedContent content;
     };
-    /** What was ever given each final name. */
+    /** All versions of each file with a final name. */
     static std::map<std::string, std::vector<Version>> versionsOf(const Recorded& recorded);
 
   private:
@@ -55,16 +52,16 @@ class DiskJudge {
     Held heldOn(const Disk& disk, std::size_t done, const File& file);
     const Held& heldBy(const File& file, const Content& content);
     Held examine(const File& file, const Content& content);
-    /** What a player makes of a file that nobody has recovered. */
+    /** What a player gets from a file before recovery. */
     const Held& heldAsItIs(const File& file, const Content& content);
-    /** Judges either the pictures or the sounds of all files. */
+    /** Judges either the pictures or the sound of all files. */
     std::string faultOfTimes(const std::vector<Held>& held, double captured, const char* what,
                              const std::vector<double>& (WholeFile::*times)() const,
                              std::size_t Held::*count);
 
     const Recorded& recorded_;
     const Recover recover_;
-    std::vector<File> files_; /**< those that are protected, in their order */
+    std::vector<File> files_; /**< the protected ones, in their order */
     const std::map<std::string, std::vector<Version>> versions_;
     std::unordered_map<std::string, Held> seen_;
     std::unordered_map<std::string, Held> asTheyAre_;

@@ -9,9 +9,9 @@
 namespace kep::host {
 namespace {
 
-/** Up to so many unsure pieces every choice among them is walked through. */
+/** Up to this many unsure pieces, all combinations are tried; more are sampled at random. */
 constexpr std::size_t kWalked = 4;
-/** The smallest piece that every disk writes whole, and that of most. */
+/** Sector sizes: the smallest that every disk writes atomically, and that of most disks. */
 constexpr std::uint64_t kSectors[] = {512, 4096};
 constexpr std::uint64_t kSector = kSectors[0];
 
@@ -19,17 +19,16 @@ std::uint64_t hashOf(const std::uint8_t* bytes, std::size_t size) {
     return std::hash<std::string_view>{}({reinterpret_cast<const char*>(bytes), size});
 }
 
-/** What blocks hold that nothing has been written to since the file was given them. */
+/** The contents of blocks that are allocated to a file but not written yet. */
 class Blocks {
   public:
-    /** Zeroes where `old` is empty, else what lies in it as far behind as in the new file and `shift` more.
-     */
+    /** Zeroes if `old` is empty, else the bytes of `old` at the file's own offset plus `shift`. */
     explicit Blocks(std::span<const std::uint8_t> old = {}, std::uint64_t shift = 0)
         : old_(old), shift_(shift) {}
 
-    /** Has a file be as long as `size` without anything written to it. */
+    /** Extends a file to `size` without writing to it. */
     void grow(Bytes& content, std::uint64_t size) const {
-        // What is behind the end of a file in its last sector is zeroes from the beginning.
+        // The rest of the last sector is always zero.
         std::uint64_t at = (content.size() + kSector - 1) / kSector * kSector;
         if (content.size() < size) content.resize(size);
         while (!old_.empty() && at < size) {
@@ -40,7 +39,7 @@ class Blocks {
         }
     }
 
-    /** Writes the first `size` bytes of a write. */
+    /** Applies the first `size` bytes of a write. */
     void put(Bytes& content, const Step& write, std::uint64_t size) const {
         if (size == 0) return;
         const std::uint64_t end = write.offset + size;
@@ -62,7 +61,7 @@ class Blocks {
     std::uint64_t shift_;
 };
 
-/** Writes of a write only what lies between two places of the file. */
+/** Applies only the part of a write between two offsets of the file. */
 void putPart(Bytes& content, const Step& write, std::uint64_t begin, std::uint64_t end) {
     begin = std::max(begin, write.offset);
     end = std::min<std::uint64_t>(end, write.offset + write.bytes.size());
@@ -105,7 +104,7 @@ class Outcomes {
             inOrder_.push_back(std::make_shared<const Content>(std::move(content)));
     }
 
-    /** As it is, and as long as all steps together make it. */
+    /** Adds `content` at its own size and at the size after all steps. */
     void addBoth(const Blocks& unwritten, Bytes content) {
         add(content);
         if (content.size() >= whole_.size()) return;
@@ -113,7 +112,7 @@ class Outcomes {
         add(std::move(content));
     }
 
-    /** Whole steps, in any order. */
+    /** Whole steps, with any of them missing. */
     void chooseSteps() {
         const auto choose = [&](const auto& isThere) {
             for (const Blocks& unwritten : blocks_) {
@@ -140,7 +139,7 @@ class Outcomes {
         }
     }
 
-    /** All up to a place in one of the writes, and nothing after it. */
+    /** All steps up to an offset in one of the writes, and none after it. */
     void tear(const Blocks& unwritten, std::size_t torn, std::uint64_t at) {
         const Step& write = *steps_[torn];
         const std::uint64_t place = write.offset + at;
@@ -149,7 +148,7 @@ class Outcomes {
         Bytes content = sure_;
         for (std::size_t i = 0; i < torn; ++i) unwritten.take(content, *steps_[i]);
         unwritten.put(content, write, at);
-        // A sector is written whole, or not at all.
+        // A sector is written completely or not at all.
         if (place % kSector == 0) {
             addBoth(unwritten, std::move(content));
         } else {
@@ -164,7 +163,7 @@ class Outcomes {
             for (const std::uint64_t at : {1UL, 4UL, 7UL, 8UL, 9UL, 511UL, 513UL, size / 2, size - 1})
                 tear(unwritten, last, at);
             for (const std::uint64_t sector : kSectors) {
-                // Boundaries are those of the file, not of the write.
+                // Sector boundaries are relative to the file, not to the write.
                 const std::uint64_t first = sector - steps_[last]->offset % sector;
                 if (first >= size) continue;
                 tear(unwritten, last, first);
@@ -177,7 +176,7 @@ class Outcomes {
         }
     }
 
-    /** Sectors in any order. */
+    /** Sectors, with any of them missing. */
     void chooseSectors(std::uint64_t sector) {
         const std::uint64_t from = same_ / sector;
         const std::uint64_t count = (whole_.size() + sector - 1) / sector - from;
@@ -198,7 +197,7 @@ class Outcomes {
             return;
         }
         for (int draw = 0; draw < draws_; ++draw) {
-            // One that is missing is harder to see than half of them.
+            // A single missing sector is harder to detect than half of them.
             const std::uint64_t missing = drawn(count);
             const bool onlyOne = draw % 2 == 0;
             choose(drawnBlocks(), [&](std::uint64_t i) { return onlyOne ? i != missing : drawn(2) == 1; });
@@ -210,8 +209,8 @@ class Outcomes {
     const int draws_;
     std::mt19937 random_;
     std::vector<Blocks> blocks_;
-    Bytes whole_;                     /**< as all steps leave it */
-    std::uint64_t same_ = UINT64_MAX; /**< up to there all outcomes are the same */
+    Bytes whole_;                     /**< after all steps */
+    std::uint64_t same_ = UINT64_MAX; /**< up to here all outcomes are the same */
     std::unordered_set<std::uint64_t> known_;
     std::vector<SharedContent> inOrder_;
 };

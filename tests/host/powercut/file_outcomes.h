@@ -12,7 +12,7 @@ namespace kep::host {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/** What a file may hold. */
+/** A possible content of a file. */
 struct Content {
     explicit Content(Bytes bytes);
 
@@ -21,21 +21,20 @@ struct Content {
 };
 using SharedContent = std::shared_ptr<const Content>;
 
-/** A file before a power cut. */
+/** A file at the moment of a power cut. */
 struct UnsureFile {
     Bytes sure;
     std::vector<const Step*> unsure{}; /**< writes and truncations since the last sync */
 
-    /** All that was unsure has reached the disk. */
+    /** Moves all unsure steps to the sure content. */
     void settle();
 };
 
 /**
- * What a power cut may leave of a file, as PowerCut says. The first has all that was written; the second only
- * what is sure, if these differ.
- *
- * `old` is a deleted file in whose blocks this one lies; empty for blocks that hold zeroes. `draws` is how
- * many outcomes are drawn at random of each kind that is too large to walk through.
+ * The possible contents of a file after a power cut, under the rules of PowerCut. The first has everything
+ * written; the second, if it differs, only what is sure. `old` is a deleted file whose blocks this one
+ * reuses; empty for blocks of zeroes. `draws` is the number of random samples of each kind with too many
+ * combinations to try them all.
  */
 std::vector<SharedContent> outcomesOf(const UnsureFile& file, std::span<const std::uint8_t> old, int draws,
                                       std::uint32_t seed);

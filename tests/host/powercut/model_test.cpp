@@ -15,14 +15,14 @@ using testing::UnorderedElementsAre;
 constexpr int kDraws = 40;
 using Texts = std::map<std::string, std::string>;
 
-/** A file layer that a test writes to, and what power cuts make of it. */
+/** A file layer that a test writes to, and the possible outcomes of power cuts. */
 class ModelTest : public testing::Test {
   protected:
     std::unique_ptr<FileLayer::File> create(const std::string& path) { return log_.create(path, reason_); }
     void write(FileLayer::File& file, std::uint64_t offset, const std::string& text) {
         file.write(offset, text.data(), text.size(), reason_);
     }
-    /** All disks after the last step, zeroes as dots. */
+    /** All disks possible after the last step, with zeroes shown as dots. */
     std::set<Texts> disks() {
         std::set<Texts> found;
         PowerCut(log_.steps(), log_.steps().size(), bytesOf(old_)).forEachDisk(kDraws, [&](const Disk& disk) {
@@ -43,7 +43,7 @@ class ModelTest : public testing::Test {
 
     StepLog log_;
     std::string reason_;
-    std::string old_; /**< what was deleted before */
+    std::string old_; /**< a deleted file */
 };
 
 TEST_F(ModelTest, NothingIsThereBeforeAnythingIsDone) {
@@ -143,7 +143,7 @@ TEST_F(ModelTest, BlocksHoldWhatWasDeleted) {
     write(*file, 100, std::string(1436, 'a'));
     old_ = std::string(512, '1') + std::string(512, '2') + std::string(512, '3');
     const std::set<Texts> found = disks();
-    // The first sector has been written before: there the rest is zeroes.
+    // The first sector was written earlier, so its rest is zero.
     const std::string begin = std::string(100, 'a') + std::string(412, '.');
     EXPECT_THAT(found, Contains(Texts{{"d/a", begin + std::string(512, '2') + std::string(512, '3')}}));
     EXPECT_THAT(found, Contains(Texts{{"d/a", begin + std::string(1024, '.')}}));

@@ -6,12 +6,12 @@
 namespace kep::host {
 
 /**
- * The operating system's file layer, with a log of every step. Syncs are logged only: thousands of them take
- * minutes, and no real power cut has to be survived here.
+ * The operating system's file layer, with a log of every step. Syncs are only logged: thousands of real ones
+ * would take minutes, and no real power cut has to be survived.
  */
 class NotedDisk final : public FileLayer {
   public:
-    /** Logs the files in `folder` first, as synced long ago. */
+    /** Logs the existing files of `folder` first, as synced. */
     explicit NotedDisk(const std::string& folder);
 
     const std::vector<Step>& steps() const { return steps_; }

@@ -5,8 +5,10 @@
 namespace kep::host {
 namespace {
 
-/** Of the changes of names that are unsure the last ones may each be missing. More are a writer that never
- * syncs a folder. */
+/**
+ * Of the unsure name changes each of the last ones may be missing. Only a writer that never syncs a folder
+ * has more.
+ */
 constexpr std::size_t kWalkedNames = 6;
 
 }  // namespace
@@ -89,8 +91,7 @@ void PowerCut::forEachDisk(int draws, const std::function<void(const Disk&)>& ju
         contents.push_back(outcomesOf(files_[i], old_, draws, static_cast<std::uint32_t>(done_ * 1009 + i)));
     using Choice = std::vector<std::size_t>;
     for (const Names& names : possibleNames()) {
-        // One file at a time goes through all that it may hold, beside others that are whole and others that
-        // hold only what is sure.
+        // Varies one file at a time, with the others first complete, then as far as they are sure.
         std::set<Choice> choices = {Choice(files_.size(), 0)};
         for (const std::size_t others : {0, 1}) {
             Choice choice;

@@ -12,39 +12,35 @@
 
 namespace kep::host {
 
-/** What is found after a power cut. */
+/** A disk after a power cut. */
 struct Disk {
-    std::map<std::string, SharedContent> files; /**< by path; two paths may lead to one file */
-    /** The names that files were being given which have none now, neither the old one nor the new one. */
+    std::map<std::string, SharedContent> files; /**< by path; two paths may refer to one file */
+    /** The new names of files that are left with neither their old nor their new name. */
     std::set<std::string> nameless;
 };
 
 /**
- * A loss of power after some steps of a recording, and all that the disk may hold then.
- *
- * Sure is only what was synced. What was written after the last sync of its file is there, or is not, in any
- * order and in part: a write may end in its middle, sectors of it may be the old ones, and the file's size
- * may run ahead of its bytes. Bytes that never reached their blocks are zeroes, or what the blocks held
- * before: part of a file that has been deleted. A sector that is written over is the old one or the new one,
- * never part of each.
- *
- * A name that was given or taken away after the last sync of its folder is there or is not, each independent
- * of the others: not every file system of a memory card keeps a journal. So a file that is being renamed may
- * have both names, or none.
+ * A loss of power after some steps of a recording, and all possible states of the disk. Only what was synced
+ * is sure. Anything written after the last sync of its file may be present or missing, in any order and in
+ * part: a write may be cut short, some of its sectors may still be old, and the file's size may run ahead of
+ * its data. Blocks that were never written are zeroes or keep their previous contents: part of a deleted
+ * file. An overwritten sector is either old or new, never a mix. A name added or removed after the last sync
+ * of its folder may be present or missing, independently of other names: not every file system of a memory
+ * card keeps a journal. So a file being renamed may have both names, or none.
  */
 class PowerCut {
   public:
-    /** `old` is the deleted file in whose blocks the files lie; empty for blocks that hold zeroes. */
+    /** `old` is a deleted file whose blocks the files reuse; empty for blocks of zeroes. */
     PowerCut(const std::vector<Step>& steps, std::size_t done, std::span<const std::uint8_t> old = {});
 
     /**
-     * Calls `judge` with every disk that this power cut may leave. `draws` is how many outcomes are drawn at
-     * random, by a seed of the cut's own, of each kind that is too large to walk through.
+     * Calls `judge` with every disk that this power cut may leave. `draws` is the number of random samples,
+     * seeded per cut, of each kind with too many combinations to try them all.
      */
     void forEachDisk(int draws, const std::function<void(const Disk&)>& judge) const;
 
   private:
-    /** A name that was given to a file or taken from it. */
+    /** A name added to a file or removed from it. */
     struct NameChange {
         bool gives;
         std::string path;

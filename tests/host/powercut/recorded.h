@@ -9,22 +9,24 @@
 
 namespace kep::host {
 
-/** What was recorded, and all that it asked of the disk. */
+/** A recording, and all its requests to the disk. */
 struct Recorded {
-    /** A promise that was given: under this name there is a whole file. */
+    /** A report that the file of this name is complete. */
     struct Told {
         std::string path;
-        std::size_t steps; /**< how many had been done by then */
+        std::size_t steps; /**< number of steps done by then */
     };
 
     std::vector<Step> steps;
     std::vector<Told> told;
-    /** Seconds from the first picture of all to that of each file, by final names; of what is recorded with
-     * protection against a loss of power. */
+    /**
+     * Seconds from the very first picture to the first one of each file, by final names; only files with
+     * power-fail protection.
+     */
     std::map<std::string, double> begins;
 };
 
-/** Puts a file layer in use while it lives. */
+/** Makes a file layer the current one during its lifetime. */
 class InUse {
   public:
     explicit InUse(FileLayer& layer) { FileLayer::use(&layer); }

@@ -1,4 +1,4 @@
-// Power cuts during a recovery: a second recovery keeps every packet that the first would have kept.
+// Power cuts during a recovery: the next recovery keeps every packet that the first would have kept.
 #include "recordings/recovery.h"
 
 #include <gtest/gtest.h>
@@ -24,18 +24,20 @@ namespace fs = std::filesystem;
 
 constexpr int kSeconds = 4;
 constexpr std::size_t kHole = 4096;
-/** Each outcome costs a recovery and a look through its files: fewer of them are tried than elsewhere. */
+/** Fewer than elsewhere: each outcome costs a recovery and a check of its files. */
 constexpr int kDrawsPerRecovery = 100;
 
-/** A finished recording of the sample by some muxer. */
+/** A finished recording of the sample by this muxer. */
 Bytes recordedBy(const std::string& muxer) {
     static const SampleStream sample(kSeconds);
     const SampleRecording made(sample, 60, muxer);
     return DiskJudge::versionsOf(made).begin()->second.back().content->bytes;
 }
 
-/** Cuts off the end of a recording, and punches holes of `size` bytes at `places`: zeroes and old contents of
- * the blocks in turn. */
+/**
+ * Cuts off the end of a recording and punches holes of `size` bytes at `places`, filled by turns with zeroes
+ * and with old contents of the blocks.
+ */
 Bytes damaged(Bytes content, const std::vector<std::size_t>& places, std::size_t size) {
     content.resize(content.size() * 9 / 10 + 100);
     std::mt19937 random;
@@ -49,7 +51,7 @@ Bytes damaged(Bytes content, const std::vector<std::size_t>& places, std::size_t
     return content;
 }
 
-/** Where the boxes of a kind begin. */
+/** The offsets of the boxes of one kind. */
 std::vector<std::size_t> placesOf(const char* kind, const Bytes& content) {
     std::vector<std::size_t> places;
     for (const Box& box : boxesOf(content)) {
@@ -91,7 +93,7 @@ class RecoveryTest : public testing::Test {
         return packets;
     }
 
-    /** Whether one of the files has these bytes. */
+    /** Whether one of the files contains these bytes. */
     bool holds(const Bytes& bytes) const {
         const fs::directory_iterator entries(folder_);
         return std::any_of(begin(entries), end(entries), [&](const auto& entry) {
@@ -119,7 +121,7 @@ class RecoveryTest : public testing::Test {
         for (std::size_t done = begin; done <= disk.steps().size(); ++done) {
             PowerCut(disk.steps(), done).forEachDisk(draws(200) / kDrawsPerRecovery, [&](const Disk& found) {
                 ++outcomes;
-                // Until the folder is synced, a rename may lose both names.
+                // A rename may lose both names until the folder is synced.
                 if (found.nameless.count(first.path)) return;
                 std::map<std::string, Bytes> files;
                 std::map<std::string, std::uint64_t> hashes;
@@ -170,7 +172,7 @@ TEST_F(RecoveryTest, ASecondPowerCutCostsATransportStreamNothing) {
 
 TEST_F(RecoveryTest, ASecondPowerCutCostsAPlainFileNothing) {
     Bytes content = recordedBy("muxer-mp4:flush=false");
-    // As it was before it had an index: its data have no size yet.
+    // The state before it got an index: its data box has no size yet.
     const std::size_t data = placesOf("mdat", content).at(0);
     content.resize(placesOf("moov", content).at(0));
     std::fill_n(content.begin() + static_cast<std::ptrdiff_t>(data), 4, std::uint8_t{0});

@@ -18,12 +18,12 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t kShown = 10;
 
-/** A folder for the files of one process. */
+/** A temporary folder per process. */
 class Folder {
   public:
     Folder() {
         std::string pattern = fs::temp_directory_path() / "powercutXXXXXX";
-        if (!mkdtemp(pattern.data())) throw std::runtime_error("no folder " + pattern);
+        if (!mkdtemp(pattern.data())) throw std::runtime_error("cannot create folder " + pattern);
         path_ = pattern;
     }
     ~Folder() { fs::remove_all(path_); }
@@ -77,7 +77,7 @@ std::optional<Bytes> recovered(const Bytes& content) {
     const InUse inUse(disk);
     const bool isRecovered = recordings::recoverFile(open).recovered();
     if (fs::exists(final) != isRecovered || fs::exists(open) == isRecovered)
-        throw std::runtime_error("recovery leaves other files than it tells of");
+        throw std::runtime_error("the files left by the recovery contradict its result");
     if (!isRecovered) return std::nullopt;
     return contentsOf<Bytes>(final);
 }

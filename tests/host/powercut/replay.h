@@ -10,24 +10,24 @@
 
 namespace kep::host {
 
-/** What is wrong after a power cut behind any of the steps; each fault once for each step. */
+/** Judges a power cut after each step; at most one fault per kind and step. */
 struct Replay {
-    /** @param old the deleted file in whose blocks the files lie; empty for blocks of zeroes */
+    /** @param old a deleted file whose blocks the files reuse; empty for blocks of zeroes */
     Replay(const Recorded& recorded, DiskJudge& judge, int draws, std::span<const std::uint8_t> old = {});
 
-    /** The first of the faults. */
+    /** The first faults, one per line. */
     std::string text() const;
-    /** Whether there is a fault with this in it. */
+    /** Whether a fault contains this text. */
     bool has(const std::string& fault) const;
 
     std::size_t disks = 0;
     std::vector<std::string> faults;
 };
 
-/** How many outcomes of each kind are drawn; a number in the environment makes a longer run. */
+/** The number of random samples of each kind; POWERCUT_DRAWS in the environment overrides `usual`. */
 int draws(int usual);
 
-/** Recovery as its users have it. */
+/** Runs the recovery on a file; nothing if the file is refused. */
 std::optional<Bytes> recovered(const Bytes& content);
 
 }  // namespace kep::host

@@ -22,7 +22,7 @@ const SampleRecording& recording() {
     return made;
 }
 
-/** A recording of other pictures by the same settings, which was deleted. */
+/** A deleted recording of other pictures with the same settings. */
 const Bytes& deleted() {
     static const Bytes content = [] {
         SampleStream later = sample();
@@ -86,7 +86,7 @@ TEST(ReplayTest, EveryOutcomePlays) {
     const Replay replay(recording(), judge, draws(8));
     EXPECT_TRUE(replay.faults.empty()) << replay.text();
     EXPECT_GT(replay.disks, 500U);
-    EXPECT_GT(judge.mostLost(), 0.45) << "nothing was ever lost: nothing was tried";
+    EXPECT_GT(judge.mostLost(), 0.45) << "no outcome loses anything: the model tries too little";
     std::printf("%zu steps, %zu outcomes, %zu different files, most lost %.2f s\n", recording().steps.size(),
                 replay.disks, judge.filesSeen(), judge.mostLost());
 }
@@ -123,8 +123,10 @@ TEST(ReplayTest, FilesWithoutProtectionAreWholeUnderTheirNames) {
     }
 }
 
-/** The sample with more in its first picture: so many bytes of a unit that fills a stream up, and so many
- * copies of its last parameter set, which make the beginning of a file longer. */
+/**
+ * The sample with a longer first picture: `bytes` bytes of filler and `copies` more of its last parameter
+ * set, which lengthen the beginning of the file.
+ */
 SampleStream filledUp(SampleStream stream, std::size_t bytes, std::size_t copies) {
     auto picture = std::make_shared<MediaPacket>(*stream.packets.front());
     const std::uint8_t* const data = picture->bytes.get();
@@ -147,7 +149,9 @@ SampleStream filledUp(SampleStream stream, std::size_t bytes, std::size_t copies
     return stream;
 }
 
-/** Where the fragments of the first file begin: there their headers are written last. */
+/**
+ * The offsets of the first file's fragments: the header of a fragment is written last, as a write of 8 bytes.
+ */
 std::vector<std::uint64_t> fragmentsOf(const SampleRecording& recorded) {
     std::vector<std::uint64_t> begins;
     for (const Step& step : recorded.steps) {
@@ -157,8 +161,7 @@ std::vector<std::uint64_t> fragmentsOf(const SampleRecording& recorded) {
     return begins;
 }
 
-/** Whether a place is near enough to the end of a sector to be moved there by a padding of 8 bytes or less.
- */
+/** Whether an offset is so near a sector boundary that padding of up to 8 bytes may move it there. */
 bool isAtSector(std::uint64_t place) {
     constexpr std::uint64_t kSector = 512;
     constexpr std::uint64_t kNear = 16;
@@ -203,24 +206,24 @@ TEST(ReplayTest, EveryOutcomePlaysHoweverLongTheBeginningOfAFileIs) {
         SCOPED_TRACE(std::to_string(copies) + " more parameter sets");
         const Bytes whole = DiskJudge::versionsOf(recorded).begin()->second.back().content->bytes;
         EXPECT_TRUE(std::ranges::any_of(boxesOf(whole), [](const Box& box) { return box.kind == "sidx"; }))
-            << "its places cannot be filled in at once";
+            << "no index in the header";
         expectToPlayAsItIs(recorded);
         ++tried;
     }
     EXPECT_GT(tried, 8);
 }
 
-/** A bad writer is found by its first bad disk. */
+/** Few are enough: a bad writer is found by its first bad disk. */
 constexpr int kDrawsOfBadWriters = 2;
 
-/** Has a bad writer's steps judged; true when that finds `fault` in them. */
+/** Whether judging a bad writer's steps finds `fault`. */
 bool isFound(const Recorded& recorded, const std::string& fault) {
     DiskJudge judge(recorded, recovered);
     return Replay(recorded, judge, kDrawsOfBadWriters).has(fault);
 }
 
 TEST(ReplayTest, FindsAWriterThatNeverSyncsItsFile) {
-    EXPECT_TRUE(isFound(without(Step::Kind::sync), "has its final name and is not whole"));
+    EXPECT_TRUE(isFound(without(Step::Kind::sync), "has its final name but is incomplete"));
 }
 
 TEST(ReplayTest, FindsAWriterThatNeverSyncsItsFolder) {
@@ -235,7 +238,7 @@ TEST(ReplayTest, FindsAWriterThatRenamesBeforeItSyncs) {
         ASSERT_EQ(steps[i - 1].kind, Step::Kind::sync);
         std::swap(steps[i - 1], steps[i]);
     }
-    EXPECT_TRUE(isFound(recorded, "has its final name and is not whole"));
+    EXPECT_TRUE(isFound(recorded, "has its final name but is incomplete"));
 }
 
 TEST(ReplayTest, FindsAWriterThatSyncsTooSeldom) {
@@ -248,7 +251,7 @@ TEST(ReplayTest, FindsAWriterThatSyncsTooSeldom) {
 }
 
 TEST(ReplayTest, FindsAWriterThatMarksAFragmentAsCompleteBeforeItIs) {
-    // The last of the writes before a sync is there, and the others are not.
+    // Without these syncs, the last write before a sync may be present without the earlier ones.
     Recorded recorded = recording();
     const std::vector<Step>& all = recording().steps;
     recorded.steps.clear();
@@ -261,7 +264,7 @@ TEST(ReplayTest, FindsAWriterThatMarksAFragmentAsCompleteBeforeItIs) {
 }
 
 TEST(ReplayTest, FindsAFileThatLosesItsEndInSilence) {
-    // What was promised to be on the disk and is not: each last sync before a renaming is left out.
+    // Drops the last sync before each rename, so that synced data was promised but is not sure.
     Recorded recorded = recording();
     std::vector<Step>& steps = recorded.steps;
     for (std::size_t i = steps.size(); i-- > 1;) {
@@ -269,7 +272,7 @@ TEST(ReplayTest, FindsAFileThatLosesItsEndInSilence) {
             steps.erase(steps.begin() + static_cast<std::ptrdiff_t>(--i));
     }
     recorded.told.clear();
-    EXPECT_TRUE(isFound(recorded, "has its final name and is not whole"));
+    EXPECT_TRUE(isFound(recorded, "has its final name but is incomplete"));
 }
 
 TEST(ReplayTest, FindsANameThatIsNotSureWhenItIsTold) {
@@ -279,7 +282,7 @@ TEST(ReplayTest, FindsANameThatIsNotSureWhenItIsTold) {
         return isAfter && step.kind == Step::Kind::syncFolder;
     });
     for (Recorded::Told& told : recorded.told) told.steps = recorded.steps.size();
-    EXPECT_TRUE(isFound(recorded, "is not there though it was told"));
+    EXPECT_TRUE(isFound(recorded, "is missing though reported"));
 }
 
 }  // namespace

@@ -31,7 +31,7 @@ SampleRecording::SampleRecording(const SampleStream& sample, int secondsOfSegmen
         "duration=" +
         std::to_string(secondsOfSegment) + "s+" + muxer +
         ",name=muxer,url={file:///sd/rec.mp4,temp_ext_name=part}}}");
-    must(recorder && recorder.play(), "the recorder does not start");
+    must(recorder && recorder.play(), "cannot start the recorder");
     TestSource& source = recorder.child<TestSource>("src");
     const ObjectImpl& writer = recorder.child<ObjectImpl>("muxer");
     const MediaPacket& first = *stream.packets.front();
@@ -45,14 +45,14 @@ SampleRecording::SampleRecording(const SampleStream& sample, int secondsOfSegmen
         }
         captured = age;
         source.push(stream.packets[i]);
-        // Each packet has gone all its way before the next is captured.
-        must(waitUntil([&] { return *writer.text("queued") == "0"; }), "the muxer does not come to an end");
+        // Each packet is written before the next one is captured.
+        must(waitUntil([&] { return *writer.text("queued") == "0"; }), "the muxer does not drain its queue");
         noteNames(log);
     }
-    must(recorder.stop(), "the recorder does not stop");
+    must(recorder.stop(), "cannot stop the recorder");
     noteNames(log);
     steps = log.steps();
-    must(told.size() == segments.size(), "not every segment has got its name");
+    must(told.size() == segments.size(), "not every segment has its final name");
     for (std::size_t i = 0; i < segments.size(); ++i) {
         segments[i].path = told[i].path;
         if (!isProtected) continue;

@@ -9,16 +9,18 @@
 
 namespace kep::host {
 
-/** A recording of a sample stream in files of one length each. */
+/** A recording of a sample stream in segments of equal length. */
 struct SampleRecording : Recorded {
     struct Segment {
         std::string path;
         std::size_t begin; /**< its first packet */
-        std::size_t end;   /**< the one after its last */
+        std::size_t end;   /**< one past its last packet */
     };
 
-    /** By the elements that record, with protection against a loss of power unless it is `flush=false`.
-     * Throws when one refuses. */
+    /**
+     * Records with the pipeline's elements, with power-fail protection unless `muxer` has `flush=false`.
+     * Throws if one refuses.
+     */
     SampleRecording(const SampleStream& sample, int secondsOfSegment,
                     const std::string& muxer = "muxer-fmp4:flush=true");
 
@@ -26,7 +28,7 @@ struct SampleRecording : Recorded {
     std::vector<Segment> segments;
 
   private:
-    /** What has been renamed is told to be complete when the call that has renamed it returns. */
+    /** A renamed file counts as reported complete when the call that renamed it returns. */
     void noteNames(const StepLog& log);
 
     std::size_t noted_ = 0;

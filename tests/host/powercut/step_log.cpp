@@ -8,7 +8,7 @@
 namespace kep::host {
 namespace {
 
-/** Always false, for the caller to hand on. */
+/** Always false, so that callers can return it. */
 bool fail(const std::string& path, int error, std::string& reason) {
     reason = path + ": " + std::generic_category().message(error);
     return false;

@@ -16,32 +16,32 @@ namespace kep::host {
 
 using recordings::FileLayer;
 
-/** What a writer asked of the disk, in the order in which it was done. */
+/** A request to the disk, in the order of execution. */
 struct Step {
     enum class Kind { create, write, truncate, sync, rename, remove, syncFolder };
 
     Kind kind;
-    int file = -1;            /**< which of the files, in the order of their making; -1 of syncFolder */
-    std::string path{};       /**< of create, rename, remove, and the folder of syncFolder */
-    std::string to{};         /**< of rename */
-    std::uint64_t offset = 0; /**< of write; of truncate the size that stays */
+    int file = -1;            /**< number of the file, in order of creation; -1 for syncFolder */
+    std::string path{};       /**< for create, rename, remove; for syncFolder the folder */
+    std::string to{};         /**< for rename */
+    std::uint64_t offset = 0; /**< for write; for truncate the new size */
     std::vector<std::uint8_t> bytes{};
-    double captured = 0; /**< seconds of pictures that had been captured when it was done */
+    double captured = 0; /**< seconds of pictures captured when it was done */
 };
 
-/** A file layer without a disk: keeps every step, and of the files nothing but the names. */
+/** A file layer without a disk: logs every step and keeps only the names of files. */
 class StepLog final : public FileLayer {
   public:
-    /** `captured` is asked at the end of each step, by any thread; null for none. */
+    /** `captured` is called at the end of each step, on any thread; null for none. */
     explicit StepLog(std::function<double()> captured = nullptr) : captured_(std::move(captured)) {}
 
-    /** To be read when nobody writes any more. */
+    /** Read only after the last writer has finished. */
     const std::vector<Step>& steps() const { return steps_; }
     std::size_t count() const;
 
-    /** How long a sync takes. */
+    /** Sets how long a sync takes. */
     void setSyncTime(std::chrono::milliseconds time);
-    /** Has writes fail, in their middle, when they have taken so many bytes. */
+    /** Makes writes fail, part-way, once `bytes` bytes have been written. */
     void setSpace(std::uint64_t bytes);
     bool isFull() const;
 

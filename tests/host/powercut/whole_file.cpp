@@ -38,7 +38,7 @@ bool hasRightReferences(const Bytes& content, const Box& index, const std::vecto
            });
 }
 
-/** A file with the places that its header keeps for indexes as they are before these are filled in. */
+/** A file with the index space of its header as it is before it is filled in. */
 Bytes withoutHeadIndex(Bytes content) {
     const auto clear = [&](std::size_t begin, std::size_t end) {
         std::memcpy(content.data() + begin + 4, "free", 4);
@@ -80,7 +80,7 @@ bool hasRightIndex(const Bytes& content) {
             const std::uint64_t size = number(at, 4);
             if (size < kBoxHeader || size > index.end - at) return false;
             const bool isTable = std::memcmp(content.data() + at + 4, "tfra", 4) == 0;
-            // Version 1 has 64 bits for each time and place; after them come three numbers of 1 to 4 bytes.
+            // Version 1 has 64-bit times and offsets, followed by three numbers of 1 to 4 bytes.
             if (isTable) {
                 const bool isLong = content[at + 8] == 1;
                 const std::uint64_t sizes = number(at + 16, 4);
@@ -120,8 +120,8 @@ bool hasFragment(const Bytes& content) {
 
 WholeFile::WholeFile(Bytes content, double begin)
     : content_(withoutHeadIndex(std::move(content))), packets_(read(content_)) {
-    if (!packets_.fault.empty()) throw std::runtime_error("a finished file: " + packets_.fault);
-    if (packets_.video.empty()) throw std::runtime_error("a finished file has no picture");
+    if (!packets_.fault.empty()) throw std::runtime_error("finished file: " + packets_.fault);
+    if (packets_.video.empty()) throw std::runtime_error("finished file without pictures");
     const double first = packets_.video.front().time;
     for (const Packet& packet : packets_.video) pictures_.push_back(begin + packet.time - first);
     for (const Packet& packet : packets_.audio) sounds_.push_back(begin + packet.time - first);
@@ -133,7 +133,7 @@ WholeFile::WholeFile(Bytes content, double begin)
         }
     }
     if (ends_.empty() || ends_.back() != content_.size())
-        throw std::runtime_error("a finished file does not end with a box");
+        throw std::runtime_error("finished file does not end with a box");
 }
 
 WholeFile::Packets WholeFile::read(const Bytes& content) {
@@ -159,7 +159,7 @@ WholeFile::Held WholeFile::heldBy(const Bytes& content) const {
         return part.size() <= whole.size() && std::equal(part.begin(), part.end(), whole.begin());
     };
     if (!isBeginning(found.video, packets_.video) || !isBeginning(found.audio, packets_.audio))
-        return {"holds something else than was captured for it"};
+        return {"holds other data than captured"};
     return {"", found.video.size(), found.audio.size()};
 }
 
@@ -176,20 +176,20 @@ std::size_t WholeFile::sameBytes(const Bytes& found, std::string& tail) const {
     if (content.size() - same < kBoxHeader) return same;
     const std::uint8_t* const next = content.data() + same;
     tail.assign(next + 4, next + kBoxHeader);
-    // Zeroes are no box and end what is read.
+    // Zeroes are not a box and end the reading.
     const bool isNothing = std::all_of(next, next + kBoxHeader, [](std::uint8_t byte) { return byte == 0; });
     if (same < header_) {
         const std::vector<Box> boxes = boxesOf(content);
         const bool plays = std::any_of(boxes.begin(), boxes.end(), [&](const Box& box) {
             return box.kind == "mdat" && box.end <= content.size();
         });
-        tail = plays ? "!shows something before anything was complete" : "header";
+        tail = plays ? "!has playable data before the first complete fragment" : "header";
     } else if (isNothing) {
         tail = "end";
     } else if (tail != "free" && tail != "mfra") {
-        tail = "!goes on with damaged bytes";
+        tail = "!continues with damaged bytes";
     } else if (boxesOf(content).back().end > content.size()) {
-        tail += " that is cut off";
+        tail += ", truncated";
     }
     return same;
 }

@@ -8,10 +8,10 @@
 
 namespace kep::host {
 
-/** The operating system's file layer, of which a test decides what fails. In use for as long as it lives. */
+/** The operating system's file layer with failures chosen by a test. Active during its lifetime. */
 class FaultyLayer final : public WatchedDisk {
   public:
-    /** Why a step fails; null for one that does not. `count` numbers the steps of a kind from 1. */
+    /** Returns why a step fails, or null if it succeeds. `count` numbers the steps of a kind from 1. */
     using Fault = std::function<const char*(Step step, int count)>;
 
     explicit FaultyLayer(Fault fault);

@@ -23,7 +23,7 @@ constexpr int kUnitSamples = 1024;
 
 constexpr int kSide = kRate / 50;
 
-/** The test tone about the beginning of a beep: at a whole second both pitches begin anew. */
+/** The test tone around the beginning of a beep: at a whole second both pitches restart their phase. */
 const std::array<float, 2 * kSide>& beepBeginning() {
     static const auto made = [] {
         std::array<float, 2 * kSide> samples{};
@@ -37,8 +37,8 @@ const std::array<float, 2 * kSide>& beepBeginning() {
     return made;
 }
 
-/** How much the samples about `at` are like those about the beginning of a beep, from -1 to 1. */
-float likeness(const std::vector<float>& samples, std::size_t at) {
+/** Correlation of the samples around `at` with the beginning of a beep, from -1 to 1. */
+float correlation(const std::vector<float>& samples, std::size_t at) {
     if (at < kSide || at + kSide > samples.size()) return -1;
     const float* const expected = beepBeginning().data();
     const float* const heard = samples.data() + at - kSide;
@@ -56,7 +56,7 @@ float likeness(const std::vector<float>& samples, std::size_t at) {
 std::vector<std::filesystem::path> filesIn(const std::filesystem::path& folder) {
     std::multimap<std::filesystem::file_time_type, std::filesystem::path> byTime;
     for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-        // One that is renamed at this moment is there under its other name the next time.
+        // A file being renamed right now is found under its new name next time.
         std::error_code gone;
         const auto time = std::filesystem::last_write_time(entry.path(), gone);
         if (!gone) byTime.emplace(time, entry.path());
@@ -85,7 +85,7 @@ std::vector<JudgedFile::Packet> JudgedFile::readPackets(const char* stream) cons
     std::vector<Packet> packets;
     for (std::string line; std::getline(lines, line);) {
         if (line.empty()) continue;
-        // A first packet has none for this program, whatever the file says.
+        // ffprobe reports "N/A" for the first packet, whatever the file says.
         if (const std::size_t none = line.find("N/A"); none != line.npos) line.replace(none, 3, "0");
         Packet packet{};
         char flags[8] = "";
@@ -108,7 +108,7 @@ void JudgedFile::readPictures(int width, int height) {
         const LumaPlane luma{reinterpret_cast<const std::uint8_t*>(raw.data() + i * size), width, width,
                              height};
         const auto number = readPictureNumber(luma);
-        EXPECT_TRUE(number) << "picture " << i << " of " << path_;
+        EXPECT_TRUE(number) << path_ << ": picture " << i << " has no readable number";
         pictures_.push_back({video_[i].time, number ? *number : -1, isFlashLit(luma)});
     }
 }
@@ -134,12 +134,12 @@ std::vector<double> JudgedFile::beeps() const {
     constexpr std::size_t kStep = 4;
     std::vector<double> found;
     for (std::size_t at = 0; at < samples_.size(); at += kStep) {
-        if (likeness(samples_, at) < kLike) continue;
+        if (correlation(samples_, at) < kLike) continue;
         std::size_t best = at;
         for (std::size_t next = at; next < at + kSide; ++next) {
-            if (likeness(samples_, next) > likeness(samples_, best)) best = next;
+            if (correlation(samples_, next) > correlation(samples_, best)) best = next;
         }
-        // Packets need not follow one another without a gap.
+        // There may be gaps between packets.
         const Packet& packet = audio_[best / kUnitSamples];
         found.push_back(packet.time + static_cast<double>(best % kUnitSamples) / kRate);
         at += kRate / 2;

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-/** A recording as other programs see it. */
+/** A recording as other programs read it. */
 class JudgedFile {
   public:
     struct Packet {
@@ -22,8 +22,8 @@ class JudgedFile {
     };
 
     /**
-     * Fails the test when the file does not open, or does not decode without a complaint. Its pictures are
-     * looked at in the size given, and its sound, when they are those of the test sources.
+     * Fails the test if the file does not open or does not decode without an error. Reads its pictures, at
+     * the given size, and its sound only if they are those of the test sources.
      */
     explicit JudgedFile(const std::filesystem::path& path, int width = 640, int height = 360,
                         bool ofTestSources = true);
@@ -33,15 +33,15 @@ class JudgedFile {
     const std::vector<Packet>& audio() const { return audio_; }
     /** All pictures, decoded. */
     const std::vector<Picture>& pictures() const { return pictures_; }
-    /** When pictures begin to flash that were dark before. */
+    /** Times of the first picture of each flash. */
     std::vector<double> flashes() const;
-    /** When the test tone changes to its beep, exact to a sample or two. */
+    /** Times at which the test tone changes to its beep, exact to a sample or two. */
     std::vector<double> beeps() const;
-    /** From the first picture to the end of the last. */
+    /** From the first picture to the end of the last one, in seconds. */
     double length() const;
-    /** From the beginning of what comes first, picture or sound, to the end of what ends last. */
+    /** From the beginning of the earliest packet, picture or sound, to the end of the latest, in seconds. */
     double wholeLength() const;
-    /** What a decoder of the pictures is told beforehand. */
+    /** Size of the decoder configuration of the pictures. */
     int parameterBytes() const;
 
   private:
@@ -53,10 +53,10 @@ class JudgedFile {
     std::vector<Packet> video_;
     std::vector<Packet> audio_;
     std::vector<Picture> pictures_;
-    std::vector<float> samples_; /**< one channel of what the packets of sound decode to */
+    std::vector<float> samples_; /**< one channel of the decoded sound */
 };
 
-/** The files of a folder, the first made first. */
+/** The files of a folder, oldest first. */
 std::vector<std::filesystem::path> filesIn(const std::filesystem::path& folder);
 
 #endif

@@ -1,5 +1,5 @@
-// Each packet that a recording is given is in one of its files, or told as lost; each of its files that is
-// told as begun is told as complete or failed.
+// Each packet given to a recording is in one of its files or reported as lost; each file reported as begun is
+// reported as complete or failed.
 #include <gmock/gmock.h>
 
 #include "faulty_layer.h"
@@ -14,7 +14,7 @@ namespace {
 
 using Step = FaultyLayer::Step;
 
-/** A disk that fails in one kind of step, from the `nth` of them on and for as many as `times`. */
+/** A disk that fails in one kind of step, from the `nth` one on, `times` times. */
 struct DiskFault {
     const char* name;
     const char* muxer;
@@ -43,7 +43,9 @@ void add(Counts& counts, Media::Kind kind, std::size_t packets) {
 
 class LossesTest : public recording_test::RecordingTest, public testing::WithParamInterface<DiskFault> {
   protected:
-    /** Records the sample in segments of a second while the nth step fails; whether any did. */
+    /**
+     * Records the sample in segments of a second while the nth step fails; returns whether any step failed.
+     */
     bool recordWithFault(int nth) {
         const DiskFault& fault = GetParam();
         bool hasFailed = false;
@@ -99,7 +101,7 @@ class LossesTest : public recording_test::RecordingTest, public testing::WithPar
         return url.empty() ? url : url.substr(std::string_view("file://").size());
     }
 
-    /** The files that hold something as the messages have it; looks that each start has one end. */
+    /** The files with contents according to the messages; expects exactly one end for each start. */
     static std::vector<std::string> filesToldIn(Described& app) {
         std::vector<std::string> held;
         std::string open;
@@ -108,7 +110,7 @@ class LossesTest : public recording_test::RecordingTest, public testing::WithPar
             const std::string name = attributes.GetOrDef("name", "");
             const std::string url = attributes.GetOrDef("url", "");
             if (name == "recordStart") {
-                EXPECT_EQ(open, "") << "not ended before " << message;
+                EXPECT_EQ(open, "") << "still open at " << message;
                 open = url;
             } else if (name == "recordStop" || (name == "failed" && !open.empty())) {
                 EXPECT_EQ(open, url) << message;
@@ -117,7 +119,7 @@ class LossesTest : public recording_test::RecordingTest, public testing::WithPar
             const std::string kept = name == "recordStop" ? url : attributes.GetOrDef("kept", "");
             if (!kept.empty()) held.push_back(pathOf(kept));
         }
-        EXPECT_EQ(open, "") << "not ended at all";
+        EXPECT_EQ(open, "") << "never ended";
         return held;
     }
 };
@@ -192,7 +194,7 @@ class ResumptionTest : public recording_test::RecordingTest {
 
 TEST_F(ResumptionTest, ARecordingGoesOnInAnEndlessGroupWhenTheDiskHasRoomAgain) {
     record("muxer-fmp4");
-    // A key frame first, and after that only when one is asked for.
+    // Begins with a key frame; any other only on request.
     push(true);
     for (int i = 0; i < 2 * SampleStream::rate; ++i) push(false);
     ASSERT_NE(app_->waitForMessage("name=failed"), "");
@@ -208,10 +210,10 @@ TEST_F(ResumptionTest, ARecordingGoesOnInAnEndlessGroupWhenTheDiskHasRoomAgain) 
     EXPECT_NE(app_->waitForMessage("name=recordStop"), "");
 }
 
-/** One outage has one error line, and one `failed` for all attempts that never sent `recordStart`. */
+/** An outage logs one error line, and sends one `failed` for all attempts that never sent `recordStart`. */
 TEST_F(ResumptionTest, AFileThatBeginsWhileTheTroubleLastsAndFailsToIsToldOf) {
     record("muxer-mp4");
-    // It is written in large pieces.
+    // This muxer writes in large pieces, so it takes several groups.
     ASSERT_TRUE(waitUntil([&] {
         pushGroup();
         return !told("failed").empty();

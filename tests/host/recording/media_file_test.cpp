@@ -47,7 +47,7 @@ class MediaFiles : public recording_test::RecordingTest, public testing::WithPar
         return file;
     }
 
-    /** Writes the sample, its sound as late as `late` tells, and without what `leftOut` names. */
+    /** Writes the sample with its sound delayed by `late`, except packets for which `leftOut` is true. */
     JudgedFile write(nanoseconds late, const std::function<bool(const MediaPacket&)>& leftOut = nullptr) {
         const auto file = open();
         for (const SharedPacket& packet : sample().packets) {
@@ -207,7 +207,7 @@ TEST_P(MediaFiles, EndWhereTheyAreRemovedWhileOpen) {
     EXPECT_THAT(filesIn(folder()), testing::IsEmpty());
 }
 
-/** Wherever it fails, what bears its final name plays. */
+/** Wherever a write fails, a file with its final name plays. */
 TEST_P(MediaFiles, PlayAsFarAsTheyGoWhereverAWriteFails) {
     using Step = FaultyLayer::Step;
     int named = 0;
@@ -244,7 +244,7 @@ TEST_P(MediaFiles, PlayAsFarAsTheyGoWhereverAWriteFails) {
     EXPECT_GE(named, GetParam() == Container::mp4 ? 1 : kSeconds - 1);
 }
 
-/** Also when later syncs succeed: what the failed one should have brought to the disk may be gone. */
+/** Even if later syncs succeed: data of the failed one may be lost. */
 TEST_P(MediaFiles, HaveNoFinalNameWhenADiskDoesNotSync) {
     using Step = FaultyLayer::Step;
     bool failed = true;
@@ -269,7 +269,7 @@ TEST_P(MediaFiles, HaveNoFinalNameWhenADiskDoesNotSync) {
     EXPECT_GT(nth, GetParam() == Container::mp4 ? 2 : kSeconds);
 }
 
-/** The steps of a disk, a letter each. */
+/** The steps of a disk, one letter each. */
 char letterOf(FaultyLayer::Step step) {
     using Step = FaultyLayer::Step;
     switch (step) {
@@ -301,8 +301,8 @@ TEST_P(MediaFiles, AreSyncedBeforeTheyGetTheirNameAndBetweenFragmentsWhenAsked) 
         const auto file = MediaFile::open(name, settings(flush), sample().video, sample().audio, reason_);
         for (const SharedPacket& packet : sample().packets) ASSERT_TRUE(file->write(*packet, reason_));
         ASSERT_TRUE(file->finish(reason_)) << reason_;
-        // Two fragments a second; the first is followed by the name, the last is synced with the index behind
-        // it, before the header is filled in.
+        // Two fragments per second. The rename follows the first sync; the last sync includes the index, and
+        // precedes filling in the header.
         const std::string between = "{" + std::to_string(2 * kSeconds - 2) + "}";
         std::string expected = "cw+sxrF";
         if (flush && GetParam() == Container::fragmentedMp4)
@@ -338,7 +338,7 @@ TEST_P(FragmentedFiles, PlayWhileTheyAreWritten) {
     for (const SharedPacket& packet : sample().packets) {
         ASSERT_TRUE(file->write(*packet, reason_));
         if (packet->isVideo()) ++given;
-        // Just after a fragment has ended, and just before the next one does.
+        // Just after the end of a fragment, and just before the end of the next one.
         if (packet->isVideo() && given > SampleStream::group &&
             (given % SampleStream::group == 1 || given % SampleStream::group == 0)) {
             const JudgedFile played(path() + ".part", kWidth, kHeight, false);

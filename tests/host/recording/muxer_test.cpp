@@ -47,7 +47,7 @@ class MuxerTest : public recording_test::RecordingTest {
     }
 
     void push(const SharedPacket& packet) { pipeline_->child<TestSource>("in").push(packet); }
-    /** What of the sample is wanted, moved in time. */
+    /** Pushes the wanted packets of the sample, moved in time. */
     void pushSample(const std::function<bool(const MediaPacket&)>& wanted = nullptr,
                     std::chrono::nanoseconds by = {}) {
         for (const SharedPacket& packet : sample().packets) {
@@ -62,7 +62,7 @@ class MuxerTest : public recording_test::RecordingTest {
         return dynamic_cast<ClipWriter&>(*pipeline_->operator->()->findChild("out", true));
     }
 
-    /** Keeps what is told of clips that fail. */
+    /** Keeps the failures of clips. */
     ClipWriter::OnFailed noted() {
         return [this](const FileFailure& failure) {
             failures_.push_back(failure.url + ": " + failure.reason + ", kept: " + failure.kept);
@@ -94,7 +94,7 @@ TEST_F(MuxerTest, NothingThatGivesWaitsForTheDisk) {
         return nullptr;
     });
     make();
-    // It would wait for ever.
+    // A caller that waits for the disk would block for ever.
     pushSample();
     stalls = false;
     ASSERT_TRUE(pipeline_->stop());
@@ -276,7 +276,7 @@ TEST_F(MuxerTest, TellsOnceOfAFolderThatIsMissingAndGoesOnWhenItIsThere) {
     EXPECT_NE(pipeline_->waitForMessage("name=frameLost,media=video"), "");
     EXPECT_NE(pipeline_->waitForMessage("name=frameLost,media=audio"), "");
     std::filesystem::create_directory(later);
-    // It tries again at a key frame some seconds later.
+    // It retries at a key frame some seconds later.
     std::chrono::seconds moved(8);
     EXPECT_TRUE(waitUntil([&] {
         pushSample(nullptr, moved);

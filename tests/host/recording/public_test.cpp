@@ -90,7 +90,7 @@ TEST_F(PublicRecording, GoesOnWithoutAMicrophoneAndHasSoundWhenThereIsOne) {
     setenv("KEP_HOST_AUDIO", ("file:" + sound.string()).c_str(), 1);
     ASSERT_EQ(record(2, "a.mp4", kProtected), VNRES_SUCCEED);
     ASSERT_TRUE(waitForFiles(1));
-    // A microphone that opened it while it is being written would be lost again at its end.
+    // If the microphone opened it while it is being written, it would be lost again at the end of the data.
     const std::string unfinished = sound.string() + ".part";
     outputOf("ffmpeg -v error -f lavfi -i sine=d=60:r=48000 -ac 2 -f wav " + unfinished);
     std::filesystem::rename(unfinished, sound);
@@ -117,7 +117,7 @@ TEST_F(PublicRecording, GoesOnWithoutAMicrophoneAndHasSoundWhenThereIsOne) {
     EXPECT_TRUE(heard.video().front().key);
 }
 
-/** In seconds; fails the test when the file is refused. */
+/** In seconds; fails the test if the file is refused. */
 double lengthOf(const std::filesystem::path& file) {
     std::int64_t milliseconds = 0;
     EXPECT_EQ(VNGetFMp4Duration(file.c_str(), &milliseconds), VNRES_SUCCEED);
@@ -159,7 +159,7 @@ TEST_F(PublicRecording, HoldsH265WhereThereIsAnEncoder) {
               "hevc\nhvc1\n");
 }
 
-/** The application's result code and the framework's one line. */
+/** Expects VNRES_FAIL, and one line of the framework followed by the application's. */
 void expectRefused(int result, const ErrorLines& lines, const std::string& framework) {
     EXPECT_EQ(result, VNRES_FAIL);
     EXPECT_THAT(lines.messages(), testing::ElementsAre(testing::StartsWith(framework), "!app"));

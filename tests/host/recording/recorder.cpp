@@ -15,7 +15,7 @@ namespace {
 constexpr int k360p = 230400;
 constexpr int kRecordingApp = 31;
 
-/** The application as the framework has it; null when there is none. */
+/** The recording application inside the framework; null if there is none. */
 kep::base::IMessageProcesser* application() {
     return dynamic_cast<kep::base::IMessageProcesser*>(
         kepCreate("type=application,name=appVornisaRecMan,noconfigure=true"));
@@ -28,7 +28,7 @@ RecordingTest::RecordingTest() {
     folder_ = mkdtemp(pattern.data());
     setenv("KEP_HOST_VIDEO", "test", 1);
     setenv("KEP_HOST_AUDIO", "test", 1);
-    // Nothing but the recording is to keep the camera and the microphone.
+    // Only the recording may keep the camera and the microphone open.
     setenv("KEP_HOST_PRERECORD", "attached", 1);
 }
 
@@ -83,7 +83,7 @@ RecordingMessages::~RecordingMessages() {
 
 std::vector<std::string> RecordingMessages::all(const std::string& name) const {
     std::vector<std::string> found = box_->all("name=" + name);
-    // Not of a name that only begins so.
+    // Without longer names that have this one as a prefix.
     std::erase_if(found, [&](const std::string& text) {
         return text.size() > name.size() + 5 && text[name.size() + 5] != ',';
     });

@@ -13,7 +13,7 @@
 
 namespace recording_test {
 
-/** A folder of its own for each test. */
+/** Provides a temporary folder per test. */
 class RecordingTest : public testing::Test {
   protected:
     RecordingTest();
@@ -22,9 +22,9 @@ class RecordingTest : public testing::Test {
     const std::filesystem::path& folder() const { return folder_; }
     /** Starts a recording of 640x360 through the public header. */
     int record(int seconds, const std::string& name, const char* options, const char* video = "") const;
-    /** Ends it as an application does; the result of VNStop. */
+    /** Stops and releases it as an application does; returns the result of VNStop. */
     static int end();
-    /** Waits until so many files bear their final names. */
+    /** Waits until `count` files have their final names. */
     bool waitForFiles(std::size_t count) const;
     std::vector<std::filesystem::path> finished() const;
     std::vector<std::filesystem::path> unfinished() const;
@@ -34,16 +34,16 @@ class RecordingTest : public testing::Test {
     std::filesystem::path folder_;
 };
 
-/** Hears the messages of the recording application while it lives. */
+/** Collects the messages of the recording application during its lifetime. */
 class RecordingMessages {
   public:
     RecordingMessages();
     ~RecordingMessages();
 
-    /** The messages of that name so far. */
+    /** The messages with this name so far. */
     std::vector<std::string> all(const std::string& name) const;
     bool waitFor(const std::string& name, std::size_t count) const;
-    /** Packets of a kind ("video", "audio") that were told as lost. */
+    /** Packets of a kind ("video", "audio") reported as lost. */
     int lost(const std::string& media) const;
 
   private:

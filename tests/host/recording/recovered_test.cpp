@@ -1,4 +1,4 @@
-// What recovery makes of damaged recordings, as a player sees them.
+// The result of recovering damaged recordings, as a player sees it.
 #include <gmock/gmock.h>
 
 #include <array>
@@ -24,7 +24,7 @@ using recordings::Damage;
 using recordings::Recovery;
 
 constexpr int kSeconds = 30;
-/** With a sanitizer, which costs five times as much, one place in five. */
+/** The sanitizers cost five times as much, so they try every fifth place. */
 constexpr std::size_t kStep = kSanitized ? 5 : 1;
 constexpr std::size_t kPlaces = 1000 / kStep;
 constexpr std::size_t kHole = 4096;
@@ -38,7 +38,7 @@ class RecoveredFiles : public recording_test::RecordingTest {
 
     FileBytes record(Container container) const { return record(container, sample().video, 0); }
     /** @param video null to record the sound alone
-     *  @param early the first so many packets are each flushed to the disk at once */
+     *  @param early the first `early` packets are each flushed to the disk */
     FileBytes record(Container container, const MediaPtr& video, std::size_t early) const {
         std::string reason;
         const std::string name = folder() / "made";
@@ -57,7 +57,7 @@ class RecoveredFiles : public recording_test::RecordingTest {
         return content;
     }
 
-    /** Recovers a file of some content; what it has then, if anything in it can be played. */
+    /** Recovers a file with this content; returns the result, empty if nothing in it is playable. */
     FileBytes recovered(const FileBytes& content) {
         std::ofstream(part_, std::ios::binary)
             .write(reinterpret_cast<const char*>(content.data()),
@@ -69,7 +69,7 @@ class RecoveredFiles : public recording_test::RecordingTest {
         return made;
     }
 
-    /** A file with zeroes in it from one place to another. */
+    /** The content with zeroes from `begin` to `end`. */
     static FileBytes holed(FileBytes content, std::size_t begin, std::size_t end) {
         std::fill(content.begin() + static_cast<std::ptrdiff_t>(begin),
                   content.begin() + static_cast<std::ptrdiff_t>(end), std::uint8_t{0});
@@ -80,7 +80,7 @@ class RecoveredFiles : public recording_test::RecordingTest {
     Recovery recovery_;
 };
 
-/** Where each fragment begins: its description with the samples behind it. */
+/** The offsets of the fragments: each is a description followed by its samples. */
 std::vector<std::size_t> fragmentsOf(const FileBytes& content) {
     std::vector<std::size_t> begins;
     for (std::size_t at = 0; at + 8 <= content.size();) {
@@ -107,7 +107,7 @@ TEST_F(RecoveredFiles, AHoleCostsNoPacketOutsideTheFragmentThatItHits) {
         const std::size_t begin = place * (whole.size() - 1) / kPlaces;
         const std::size_t end = std::min(begin + kHole, whole.size());
         const std::set<PlayedPacket> played = playedPackets(recovered(holed(whole, begin, end)));
-        // Before that there may be places for the indexes of the header, which hold nothing.
+        // Earlier there may be unused space for the indexes of the header.
         if (end > fragments.front()) {
             EXPECT_FALSE(recovery_.check.damages.empty()) << "hole at " << begin;
         }
@@ -148,7 +148,7 @@ TEST_F(RecoveredFiles, AHoleCostsATransportStreamWhatItHits) {
         const std::size_t begin = place * (whole.size() - 1) / places;
         const std::size_t end = std::min(begin + kHole, whole.size());
         const std::set<PlayedPacket> played = playedPackets(recovered(holed(whole, begin, end)));
-        // What is gone is one stretch of the film, no longer than the hole: the stream has 16 KiB a second.
+        // The loss is one stretch of the film, no longer than the hole: the stream has 16 KiB per second.
         std::size_t lost = 0;
         std::int64_t first = std::numeric_limits<std::int64_t>::max(), last = 0;
         for (const PlacedPacket& packet : packets) {
@@ -164,14 +164,16 @@ TEST_F(RecoveredFiles, AHoleCostsATransportStreamWhatItHits) {
     std::printf("%zu packets, at most %zu lost in a hole\n", packets.size(), worst);
 }
 
-/** Notes the steps of a recovery, and has it end before one of them: by then all before it is on the disk. */
+/**
+ * Logs the steps of a recovery and makes it fail before step `left`; all earlier steps have reached the disk.
+ */
 class EndingDisk final : public WatchedDisk {
   public:
     explicit EndingDisk(std::size_t left) : left_(left) { use(this); }
     ~EndingDisk() override { use(nullptr); }
 
     std::vector<Step> steps;
-    Step refused = Step::create; /**< the last one that was */
+    Step refused = Step::create; /**< the step that failed */
 
   private:
     bool pass(Step step, const std::string& path, std::string& reason) override {
@@ -191,7 +193,7 @@ TEST_F(RecoveredFiles, ARecoveryThatIsCutShortIsDoneAgain) {
     using Step = EndingDisk::Step;
     for (const Container container : {Container::fragmentedMp4, Container::mpegTs}) {
         FileBytes torn = record(container);
-        // Two holes, and an end in the midst of things.
+        // Two holes, and a truncation in the middle of a fragment.
         for (const std::size_t part : {2, 5}) {
             const std::size_t begin = torn.size() * part / 10;
             torn = holed(std::move(torn), begin, begin + 3 * kHole);
@@ -216,7 +218,7 @@ TEST_F(RecoveredFiles, ARecoveryThatIsCutShortIsDoneAgain) {
                 steps = disk.steps;
                 steps.push_back(disk.refused);
             }
-            // The last step is the folder's, without which the file is there all the same.
+            // The last step is the sync of the folder: the file exists even if that fails.
             if (std::filesystem::exists(part_)) recovery_ = recordings::recoverFile(part_);
             FileBytes result = contentsOf<FileBytes>(recovery_.path);
             if (recovery_.cut == 0) result.resize(std::min(result.size(), expected.size()));
@@ -233,13 +235,13 @@ TEST_F(RecoveredFiles, ARecoveryThatIsCutShortIsDoneAgain) {
 TEST_F(RecoveredFiles, NoHeaderThatLiesMakesAFileWithoutPackets) {
     FileBytes whole = record(Container::fragmentedMp4);
     const std::vector<std::size_t> fragments = fragmentsOf(whole);
-    // Three fragments, without a copy of the header: each flip has to be noticed or to do no harm.
+    // Three fragments, without a copy of the header: each flipped bit must be detected or harmless.
     whole.resize(fragments[3]);
     const std::size_t header = fragments[0];
     const auto copy = std::search(whole.begin() + 8, whole.end(), whole.begin(), whole.begin() + 8);
     if (copy != whole.end()) copy[4] = 'x';
     std::size_t refused = 0, empty = 0, flips = 0;
-    // The places for indexes are most of it; these have been overwritten with a new one.
+    // Most of the header is space for indexes, which the recovery has overwritten: few flips there.
     constexpr std::size_t kFlipped = 1500;
     for (std::size_t at = 0; at < header; at += kStep * (at < kFlipped ? 1 : 499)) {
         for (const unsigned bits : {0x01U, 0xffU}) {

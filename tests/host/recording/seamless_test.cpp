@@ -6,7 +6,7 @@
 namespace kep::host {
 namespace {
 
-/** Keeps the stamps of each segment that it is given. */
+/** Keeps the time stamps of each segment. */
 class CutSink final : public Element {
   public:
     ~CutSink() override { retire(); }
@@ -33,7 +33,9 @@ class SeamlessTest : public testing::Test {
     }
 
     void push(const SharedPacket& packet) { pipeline_->child<TestSource>("in").push(packet); }
-    /** Pictures with a key frame every `group`, so many as take `span`; with sound between them if asked. */
+    /**
+     * Pushes pictures for `span` with a key frame every `group` pictures, and optionally sound between them.
+     */
     void film(milliseconds span, int group, milliseconds jitter = {}, bool sound = false) {
         for (int i = 0; i * kPicture < span; ++i) {
             const SteadyTime stamp = kBegin + i * kPicture + (i % 2 == 0 ? jitter : -jitter);
@@ -44,7 +46,7 @@ class SeamlessTest : public testing::Test {
     const std::vector<std::vector<SharedPacket>>& segments() {
         return pipeline_->child<CutSink>("out").segments;
     }
-    /** Where the segments begin, in milliseconds. */
+    /** The beginnings of the segments, in milliseconds. */
     std::vector<std::int64_t> starts() {
         std::vector<std::int64_t> found;
         for (const auto& segment : segments()) {
@@ -75,7 +77,7 @@ TEST_F(SeamlessTest, AsksForAKeyFrameAtEachCut) {
     push(videoPacket(kBegin + milliseconds(2000), true));
     EXPECT_THAT(source.keyFrameRequests(),
                 testing::ElementsAre(kBegin + milliseconds(2000), kBegin + milliseconds(4000)));
-    // It has not come in time.
+    // The requested key frame has not arrived in time.
     push(videoPacket(kBegin + milliseconds(4040), false));
     EXPECT_EQ(source.keyFrameRequests().back(), kBegin + milliseconds(4040));
 }

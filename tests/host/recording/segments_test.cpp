@@ -21,7 +21,7 @@ void expectPlayableAlone(const JudgedFile& file) {
     ASSERT_FALSE(file.audio().empty()) << file.path();
     EXPECT_TRUE(file.video().front().key) << file.path();
     EXPECT_GT(file.parameterBytes(), 20) << file.path();
-    // A sound belongs to the segment in which it begins.
+    // A packet of sound belongs to the segment in which it begins.
     EXPECT_GE(file.audio().front().time, file.video().front().time - 1e-6) << file.path();
 }
 
@@ -40,15 +40,15 @@ void expectInStep(const JudgedFile& file) {
                            << " beeps";
 }
 
-/** How many packets were told as lost. */
+/** The number of packets reported as lost. */
 struct Lost {
     int pictures;
     int sounds;
 };
 
 /**
- * Nothing is doubled where one file ends and the next begins, and what is missing was told as lost; all files
- * but the last are of `length`, whose end is at the picture that is nearest when one is lost.
+ * Expects no duplicates across files and exactly the reported losses; all files except the last are `length`
+ * seconds long, or end at the nearest picture if one is lost.
  */
 void expectSeamless(const std::vector<JudgedFile>& files, double length, const Lost& lost) {
     std::int64_t last = files.front().pictures().front().number - 1;
@@ -77,12 +77,13 @@ void expectSeamless(const std::vector<JudgedFile>& files, double length, const L
         }
     }
     EXPECT_EQ(missing, lost.pictures);
-    // A block that a microphone could not deliver is a little shorter than a unit, and spoils two at most.
+    // A block missing from the microphone is a little shorter than an AAC unit, and affects at most two.
     EXPECT_LE(silence, 2 * lost.sounds * kSoundUnit + kMillisecond);
 }
 
-/** How many are recorded: with a sanitizer, one border will do; a number in the environment makes a longer
- * run. */
+/**
+ * How many to record: two are enough with a sanitizer; RECORDING_SEGMENTS in the environment overrides it.
+ */
 std::size_t segments() {
     const char* const wanted = std::getenv("RECORDING_SEGMENTS");
     return wanted ? static_cast<std::size_t>(std::atoi(wanted)) : kSanitized ? 2 : 3;
@@ -123,7 +124,7 @@ TEST_F(Segments, OfATransportStreamFollowOneAnotherWithoutLoss) {
     expectGoodRecording("a.ts", nullptr);
 }
 
-/** Lengths of groups, in pictures. A sanitizer finds no more in the others. */
+/** Group lengths in pictures. The others add nothing with a sanitizer. */
 std::vector<int> groups() {
     if (kSanitized) return {0, 15};
     return {0, 1, 15, 300, 10'000};
@@ -131,7 +132,7 @@ std::vector<int> groups() {
 
 class SegmentsOfGroups : public Segments, public testing::WithParamInterface<int> {};
 
-/** However far apart an encoder's key frames are by themselves; 0 is for none but the first. */
+/** Whatever interval of key frames the encoder is set to; 0: only the first picture is a key frame. */
 TEST_P(SegmentsOfGroups, HaveTheirLength) {
     expectGoodRecording("a.mp4", "PowerFailProtection=true",
                         "bitrate=500000,gop=" + std::to_string(GetParam()));

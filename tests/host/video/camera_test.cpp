@@ -12,7 +12,7 @@ using testing::HasSubstr;
 
 class CameraTest : public VideoTest {
   protected:
-    /** Starts a source that must be refused and returns the line that says why. */
+    /** Starts a source that must be refused and returns the error line. */
     static std::string refusal(IH264Source& source) {
         testing::internal::CaptureStderr();
         EXPECT_FALSE(source.ChangeUp(State::play));

@@ -42,7 +42,7 @@ TEST_F(H264Test, NumbersOutliveTheSmallestRateAndSize) {
     expectRunningOn(numbersOf(pull(*source, 45)), messages);
 }
 
-/** An encoder is set up as soon as the size is, before the camera and its colours are known. */
+/** The encoder is opened as soon as the size is known, before the camera and its colour matrix are. */
 TEST_F(H264Test, ColoursAreThoseOfTheCamera) {
     for (const auto& [matrix, colours] :
          {std::pair("smpte170m", AVCOL_SPC_SMPTE170M), std::pair("bt709", AVCOL_SPC_BT709)}) {
@@ -99,7 +99,7 @@ TEST_F(H264Test, GroupLengthChangesWhileRunning) {
     std::vector<Frame> more = pull(*source, 40);
     units.insert(units.end(), more.begin(), more.end());
     const std::vector<std::size_t> keys = keysOf(units);
-    // The group under way ends at the new length or, if it is longer than that already, at once.
+    // The current group ends at the new length or, if it is longer already, at once.
     ASSERT_GE(keys.size(), 6U);
     EXPECT_EQ(keys[1], 12U);
     EXPECT_GE(keys[2], 14U);
@@ -120,7 +120,7 @@ TEST_F(H264Test, RequestedKeyFrameBeginsANewGroup) {
     ASSERT_TRUE(source->ChangeUp(State::play));
     Frame frame;
     for (int i = 0; i < 14; ++i) ASSERT_TRUE(source->PullFrame(frame, true));
-    // What has been encoded so far is read; the request concerns what comes.
+    // Reads what is encoded so far; the request affects later pictures.
     while (source->PullFrame(frame, false)) {
     }
     source->RequestKeyFrame();
@@ -184,7 +184,7 @@ TEST_F(H264Test, RateChangesWhileRunning) {
     for (const int rate : {30, 25, 50}) {
         source->SetFrameRate(rate);
         const std::chrono::nanoseconds period = std::chrono::nanoseconds(std::chrono::seconds(1)) / rate;
-        // What was under way comes before the first step of the new length.
+        // Pictures in progress precede the first step of the new length.
         std::vector<Frame> units = pull(*source, 2);
         for (int i = 0; i < 200 && !isOneStep(*units[0], *units[1], period); ++i) {
             units = {units[1], pull(*source, 1).at(0)};
@@ -278,7 +278,7 @@ TEST_F(H264Test, SenselessSettingsLeaveARunningStreamAsItIs) {
     EXPECT_THAT(lines, HasSubstr("frame rate 0"));
     EXPECT_THAT(lines, HasSubstr("bit rate -1"));
     EXPECT_EQ(pull(*source, 10).size(), 10U);
-    // They are not kept for the next start either.
+    // Nor do they affect the next start.
     ASSERT_TRUE(source->ChangeDown(State::null));
     EXPECT_TRUE(source->ChangeUp(State::play));
 }

@@ -15,7 +15,7 @@ using testing::HasSubstr;
 
 using HubTest = VideoTest;
 
-/** What a byte takes: the thread sanitizer keeps four of its own for each that has been touched. */
+/** Cost of a byte: the thread sanitizer adds four shadow bytes for each byte touched. */
 constexpr long kByte = kThreadSanitizer ? 5 : 1;
 
 long residentKiB() {
@@ -46,7 +46,7 @@ TEST_F(HubTest, SourcesOfDifferentSizesShowTheSamePictures) {
     const std::vector<std::int64_t> shownLarge = numbersOf(a, 1280, 720);
     expectRunningOn(shown, codedMessages);
     expectRunningOn(shownLarge, largeMessages);
-    // 320x180 is below what the blocks are made for and still readable while nothing is compressed.
+    // 320x180 is below the minimum for the number's blocks, but readable without compression.
     expectRunningOn(numbersOf(b, 320, 180), smallMessages);
     for (std::size_t i = 0; i < a.size(); ++i) EXPECT_EQ(a[i]->index, shownLarge[i]);
 }
@@ -58,7 +58,7 @@ TEST_F(HubTest, RawPicturesAreOneBlockOfTheSizeThatIsSet) {
         ASSERT_TRUE(source->ChangeUp(State::play));
         const Frame frame = pull(*source, 1).at(0);
         ASSERT_EQ(frame->size, size.width * size.height * 3 / 2);
-        // The second bar is yellow: bright, with little blue and a little more than grey in red.
+        // The second bar is yellow: bright, with little blue and slightly more red than grey.
         const int x = size.width * 3 / 16;
         const int y = size.height / 4;
         const unsigned char* u = frame->data + size.width * size.height;
@@ -75,7 +75,7 @@ TEST_F(HubTest, StampsLieOnTheGridOfTheRateAndTheFlashOnTheSecond) {
         const auto source = newYuv(640, 360, rate);
         ASSERT_TRUE(source->ChangeUp(State::play));
         int lit = 0;
-        // The newest picture of the rate before comes first.
+        // The newest picture at the previous rate comes first.
         pull(*source, 3);
         for (const Frame& frame : pull(*source, static_cast<std::size_t>(rate) + 5)) {
             const auto intoSecond = frame->stamp.time_since_epoch() % std::chrono::seconds(1);
@@ -106,8 +106,8 @@ TEST_F(HubTest, ANewConsumerGetsTheNewestPictureAtOnce) {
     const auto slow = newYuv(640, 360, 1);
     ASSERT_TRUE(slow->ChangeUp(State::play));
     const Frame first = pull(*slow, 1).at(0);
-    // Who has to wait for the camera never sees a picture that another has seen before. The second may just
-    // have turned, so there is more than one try.
+    // A consumer that waits for the camera never gets a picture that another has got before. The second may
+    // have just turned, so try several times.
     std::int64_t newest = first->index;
     bool shared = false;
     for (int i = 0; i < 5 && !shared; ++i) {
@@ -157,7 +157,7 @@ TEST_F(HubTest, SwitchingLeavesNothingBehind) {
     constexpr int kRound = 60;
     switchOver(kRound);
     const int descriptors = openDescriptors();
-    // More pictures than before may be on their way in one round or the other; what leaks does so in each.
+    // A single round may have more pictures in flight than before; a leak shows in every round.
     constexpr long kMostGrowth = 1024 * kByte;
     long growth = kMostGrowth + 1;
     for (int round = 0; round < 5 && growth > kMostGrowth; ++round) {
@@ -166,7 +166,7 @@ TEST_F(HubTest, SwitchingLeavesNothingBehind) {
         growth = residentKiB() - memory;
     }
     EXPECT_TRUE(waitUntil([&] { return openDescriptors() <= descriptors; })) << openDescriptors();
-    // The address sanitizer keeps what was freed, and finds itself what was not.
+    // The address sanitizer keeps freed memory, and detects leaks itself.
     EXPECT_TRUE(kAddressSanitizer || growth <= kMostGrowth) << growth;
 }
 
@@ -179,12 +179,12 @@ TEST_F(HubTest, AReaderThatStopsReadingLosesWholeGroupsAndHearsOfIt) {
     ASSERT_TRUE(idle->ChangeUp(State::play));
     ASSERT_TRUE(lively->ChangeUp(State::play));
     std::vector<Frame> read = pull(*idle, 1);
-    // The one that does read sees every picture, however long the other sleeps.
+    // The reader that keeps reading gets every picture, however long the other sleeps.
     const std::vector<Frame> seen = pull(*lively, 300);
     ASSERT_EQ(seen.size(), 300U);
     expectRunningOn(indicesOf(seen), livelyMessages);
     EXPECT_TRUE(messages.waitForLost(9));
-    // What is left begins with a key frame, and all that lacks has been told.
+    // The rest begins with a key frame, and everything missing has been reported.
     const std::vector<Frame> rest = pull(*idle, 60);
     EXPECT_TRUE(rest.at(0)->key);
     EXPECT_GT(rest.at(0)->index, read.at(0)->index + 9);
@@ -218,7 +218,7 @@ TEST_F(HubTest, ALowerRateTakesEvenlySpacedPicturesOfAFasterCamera) {
     std::thread drain([&] { pull(*fast, 60); });
     std::vector<Frame> frames = pull(*slow, 12);
     drain.join();
-    // The first may have been taken before the camera had its final rate.
+    // The first ones may precede the camera's final rate.
     frames.erase(frames.begin(), frames.begin() + 2);
     std::vector<std::int64_t> places;
     for (const Frame& frame : frames) places.push_back((frame->index - frames[0]->index + 2) / 4);

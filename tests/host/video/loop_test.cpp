@@ -1,4 +1,4 @@
-// Files as cameras: over and over.
+// Files as cameras, repeated endlessly.
 #include <gmock/gmock.h>
 
 #include "stream_fixture.h"
@@ -20,12 +20,12 @@ class LoopTest : public VideoTest {
         EXPECT_EQ(numbers.size(), count);
         for (std::size_t i = 1; i < numbers.size(); ++i) {
             const bool again = i % kLength == 0;
-            EXPECT_EQ(numbers[i], again ? numbers[0] : numbers[i - 1] + 1) << "at picture " << i;
+            EXPECT_EQ(numbers[i], again ? numbers[0] : numbers[i - 1] + 1) << "picture " << i;
         }
     }
 };
 
-/** The test picture in several containers, each of which finds its beginning in another way. */
+/** The test picture in several containers, which seek to their beginning in different ways. */
 class ContainerLoopTest : public LoopTest, public testing::WithParamInterface<const char*> {};
 
 TEST_P(ContainerLoopTest, GoesOnForEverWithoutHiccup) {
@@ -34,7 +34,7 @@ TEST_P(ContainerLoopTest, GoesOnForEverWithoutHiccup) {
     ASSERT_TRUE(source->ChangeUp(State::play));
     const std::vector<Frame> frames = pull(*source, kLength * 2 + 4);
     expectLoop(numbersOf(frames, 640, 360), kLength * 2 + 4);
-    // In real time, across the seam too; only a machine that stalls makes a step longer.
+    // In real time, across the seam as well; only a stalled machine makes a step longer.
     std::vector<double> steps;
     for (std::size_t i = 1; i < frames.size(); ++i) {
         steps.push_back(std::chrono::duration<double>(frames[i]->stamp - frames[i - 1]->stamp).count());
@@ -47,7 +47,7 @@ TEST_P(ContainerLoopTest, GoesOnForEverWithoutHiccup) {
 INSTANTIATE_TEST_SUITE_P(Containers, ContainerLoopTest,
                          Values("filmed.h264", "filmed.mp4", "filmed.mkv", "filmed.ts"));
 
-/** Codes and containers that find places badly, or have pictures that are coded behind a later one. */
+/** Codecs and containers that seek inaccurately or reorder pictures. */
 class CodecLoopTest : public LoopTest,
                       public testing::WithParamInterface<std::tuple<const char*, const char*>> {};
 
@@ -78,7 +78,7 @@ TEST_F(LoopTest, APictureIsRepeated) {
         ASSERT_TRUE(source->ChangeUp(State::play));
         const std::vector<Frame> frames = pull(*source, 10);
         ASSERT_EQ(frames.size(), 10U) << name;
-        // It is decoded once: what becomes of the file does not matter.
+        // It is decoded only once, so the file is no longer needed.
         std::filesystem::remove(path(name));
         for (const Frame& frame : pull(*source, 10)) {
             ASSERT_EQ(frame->size, 320 * 240 * 3 / 2);

@@ -38,7 +38,7 @@ TEST(PicturePoolTest, PicturesAreUsedAgain) {
     EXPECT_EQ(places(take(pool, PicturePool::kMostIdle)), first);
 }
 
-/** Of the process, on the heap or mapped for it. */
+/** Memory allocated by the process, on the heap or by mmap. */
 std::size_t allocatedBytes() {
 #if defined(VORNISA_ADDRESS_SANITIZER) || defined(VORNISA_THREAD_SANITIZER)
     return __sanitizer_get_current_allocated_bytes();
@@ -50,7 +50,7 @@ std::size_t allocatedBytes() {
 
 TEST(PicturePoolTest, WhatABurstNeededGoesBackToTheSystem) {
     constexpr std::size_t kPicture = 1920 * 1080 * 3 / 2;
-    constexpr std::size_t kBesides = 64 * 1024;  // the pictures' descriptions
+    constexpr std::size_t kBesides = 64 * 1024;  // the frames' metadata
     PicturePool pool;
     const std::size_t before = allocatedBytes();
     {

@@ -1,4 +1,4 @@
-// Codes: which are found in a picture, and how applications hear of them.
+// Finding codes in pictures, and how applications are notified.
 #include "vision/codes.h"
 
 #include <fcntl.h>
@@ -28,7 +28,7 @@ namespace {
 constexpr int kWidth = 640;
 constexpr int kHeight = 360;
 
-/** A grey picture with a code of `side` pixels in the middle, turned by so many degrees. */
+/** A grey picture with a code of `side` pixels in the middle, rotated by `degrees`. */
 class CodePicture {
   public:
     CodePicture(const std::string& text, int side, double degrees,
@@ -152,7 +152,7 @@ TEST_F(CodeReader, EncodesWhatNoMessageCanHave) {
 }
 
 TEST_F(CodeReader, TellsOfACodeOnceUntilItIsGone) {
-    // A code for 10 pictures, nothing for 20, and that again and again: found about once in each pass.
+    // A code for 10 pictures, nothing for 20, repeatedly: reported about once per pass.
     CodePicture("again", 250, 0).write(path("code.pgm"));
     makeFile("-f lavfi -i color=gray:s=640x360:r=30:d=1 -loop 1 -i " + path("code.pgm").string() +
              " -filter_complex '[0][1]overlay=shortest=1:enable=lt(n\\,10)' -c:v mjpeg -q:v 2 -pix_fmt "
@@ -175,8 +175,8 @@ TEST_F(CodeReader, TellsOfACodeOnceUntilItIsGone) {
     while (count < 120) ASSERT_TRUE(object.Get("count", &count, &typeid(count)));
     ASSERT_TRUE(object.SetStr("status", "null"));
     const auto found = messages->all("name=code").size();
-    EXPECT_GE(found, 2u) << "it came back";
-    EXPECT_LE(found, static_cast<std::size_t>(count / 30 + 1)) << "it stayed";
+    EXPECT_GE(found, 2u) << "not reported again after its return";
+    EXPECT_LE(found, static_cast<std::size_t>(count / 30 + 1)) << "reported again while it stayed";
 }
 
 TEST_F(CodeReader, BeginsAnewWhenItIsStartedAgain) {

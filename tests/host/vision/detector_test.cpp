@@ -1,4 +1,4 @@
-// Detection that takes long: it sees the newest picture, and holds nothing back.
+// A slow detector sees the newest picture and delays nothing.
 #include "media/pipeline/detector.h"
 
 #include <gtest/gtest.h>
@@ -8,7 +8,7 @@
 namespace kep::host {
 namespace {
 
-/** Looks at each picture until it is told to go on. */
+/** Blocks on each picture until goOn(). */
 class SlowDetector final : public Detector {
   public:
     ~SlowDetector() override { retire(); }
@@ -18,7 +18,7 @@ class SlowDetector final : public Detector {
         ++allowed_;
         changed_.notifyAll();
     }
-    /** Waits until it looks at its picture number `count`, and returns the numbers of those so far. */
+    /** Waits until it has begun `count` pictures; returns the numbers of all so far. */
     std::vector<std::int64_t> waitFor(std::size_t count) {
         MutexLock lock(mutex_);
         changed_.waitFor(lock, std::chrono::seconds(20),
@@ -41,7 +41,7 @@ class SlowDetector final : public Detector {
     std::vector<std::int64_t> seen_ GUARDED_BY(mutex_);
 };
 
-/** Counts what is given to it. */
+/** Counts the packets that it receives. */
 class Counter final : public Element {
   public:
     void take(const SharedPacket&, const Element&) override { ++count; }
@@ -73,7 +73,7 @@ TEST_F(DetectorTest, SeesTheNewestPictureAndPassesAllOn) {
     give(1);
     EXPECT_EQ(detector_.waitFor(1), Numbers{1});
     for (int number = 2; number <= 100; ++number) give(number);
-    EXPECT_EQ(counter_.count, 100) << "while it still looks at the first";
+    EXPECT_EQ(counter_.count, 100) << "delayed by the detector";
     detector_.goOn();
     EXPECT_EQ(detector_.waitFor(2), (Numbers{1, 100}));
     detector_.goOn();
@@ -93,7 +93,7 @@ TEST_F(DetectorTest, ForgetsWhatItHasNotLookedAtWhenItStops) {
     give(2);
     std::thread stopping([&] { EXPECT_TRUE(detector_.changeDown(State::null)); });
     detector_.goOn();
-    // It may have looked at the second before it was told to stop.
+    // It may have begun the second picture before the stop.
     detector_.goOn();
     stopping.join();
     const std::size_t before = detector_.waitFor(0).size();

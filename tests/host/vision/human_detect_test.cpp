@@ -1,4 +1,4 @@
-// People: who is found in a camera's pictures, and how applications hear of them.
+// Finding people in a camera's pictures, and how applications are notified.
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -29,13 +29,13 @@ class HumanDetection : public VideoTest {
   protected:
     HumanDetection() { box_ = &messages_; }
     ~HumanDetection() override {
-        // A detection runs until its process ends, and so does its callback.
+        // A detection runs until its process ends, and so does its callback: detach it from the fixture.
         for (const int id : ids_) VNRegisterMessageCallback(id, [](const char*) {});
         for (const int id : ids_) VNRelease(id);
         unsetenv("KEP_HOST_PEOPLE_MODEL");
     }
 
-    /** A detector that finds someone wherever it looks, so that no picture of people is needed. */
+    /** Installs a detector that finds someone everywhere, so that no picture of people is needed. */
     void findEverywhere() {
         writeModel(path("everyone.yml").string(), 3);
         setenv("KEP_HOST_PEOPLE_MODEL", path("everyone.yml").c_str(), 1);
@@ -52,7 +52,7 @@ class HumanDetection : public VideoTest {
         std::erase(ids_, id);
         EXPECT_EQ(VNRelease(id), VNRES_SUCCEED);
     }
-    /** Waits until so many more results have been told. */
+    /** Waits for `count` more results. */
     bool hearsMore(std::size_t count = 2) {
         const std::size_t before = messages_.all("name=human").size();
         const auto end = Clock::now() + patience;
@@ -71,7 +71,7 @@ class HumanDetection : public VideoTest {
         return found;
     }
 
-    /** Waits until so many pictures have been looked at, and returns the record's sequence. */
+    /** Waits until `count` pictures have been processed; returns the record's sequence number. */
     std::uint32_t waitForPictures(std::uint32_t count) const {
         const auto end = Clock::now() + patience;
         std::uint32_t sequence = 0;
@@ -105,7 +105,7 @@ TEST_F(HumanDetection, FindsThePeopleOfAFilm) {
         << message;
     EXPECT_GT(read, 0) << message;
     EXPECT_GE(count, 1);
-    // Those who walk there are from an eighth to half as high as the picture, and all are in it.
+    // The people in the clip are from an eighth to half as high as the picture, and completely inside it.
     EXPECT_GE(h, 1080 / 8);
     EXPECT_LE(h, 1080 / 2);
     EXPECT_LT(w, h);
@@ -169,13 +169,13 @@ TEST_F(HumanDetection, GoesOnWhenThoseWhoAttachedAreGone) {
     findEverywhere();
     const int first = attach();
     ASSERT_EQ(VNHumanDetect(640, 360, 10), VNRES_SUCCEED);
-    EXPECT_TRUE(hearsMore()) << "attached before there was a detection";
+    EXPECT_TRUE(hearsMore()) << "a handle attached before the detection gets no messages";
     const int second = attach();
     release(first);
     EXPECT_TRUE(hearsMore());
     release(second);
     attach();
-    EXPECT_TRUE(hearsMore()) << "it ran on without anyone";
+    EXPECT_TRUE(hearsMore()) << "stopped while no handle was attached";
 }
 
 TEST_F(HumanDetection, OfCodesWithTheSameIndexIsAnotherService) {
@@ -197,13 +197,13 @@ TEST_F(HumanDetection, OfAnotherSizeDoesNotBreakTheFirst) {
     attach();
     EXPECT_TRUE(hearsMore());
     ASSERT_EQ(VNHumanDetect(320, 180, 5), VNRES_SUCCEED);
-    EXPECT_TRUE(hearsMore(4)) << "the handle hears the first";
-    EXPECT_EQ(VNHumanDetect(-1, 360, 5), VNRES_FAIL) << "of no size";
+    EXPECT_TRUE(hearsMore(4)) << "the handle gets no messages of the first detection";
+    EXPECT_EQ(VNHumanDetect(-1, 360, 5), VNRES_FAIL) << "invalid size";
     EXPECT_TRUE(hearsMore());
 }
 
 TEST_F(HumanDetection, HoldsBackNoStream) {
-    // Three times as many pictures as a fast machine has time for.
+    // Three times as many pictures as a fast machine can process.
     ASSERT_EQ(VNHumanDetect(1280, 720, 60), VNRES_SUCCEED);
     const std::uint32_t before = waitForPictures(1);
     const auto stream = newYuv(320, 180, 60);
@@ -211,7 +211,7 @@ TEST_F(HumanDetection, HoldsBackNoStream) {
     ASSERT_TRUE(stream->ChangeUp(State::play));
     std::vector<Frame> pictures;
     std::uint32_t looked = 0;
-    // A look may take longer than a second, and has to have been made beside the stream.
+    // One detection may take longer than a second and must complete beside the stream.
     while (looked == 0) {
         std::vector<Frame> more = pull(*stream, 60);
         ASSERT_EQ(more.size(), 60u);
@@ -219,7 +219,7 @@ TEST_F(HumanDetection, HoldsBackNoStream) {
         looked = (record().sequence - before) / 2;
     }
     expectRunningOn(numbersOf(pictures, 320, 180), messages);
-    EXPECT_LT(looked, pictures.size() * 3 / 4) << "it dropped what it had no time for";
+    EXPECT_LT(looked, pictures.size() * 3 / 4) << "the detector must skip pictures that it has no time for";
 }
 
 }  // namespace

@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
-/** Writes a detector that finds someone wherever it looks, with the same score. */
+/** Writes a detector model that finds someone everywhere with the same score. */
 inline void writeModel(const std::string& path, float score) {
     cv::HOGDescriptor detector;
-    detector.winSize = cv::Size(448, 512);  // nearly the picture: each place is a result, and costs time
+    detector.winSize = cv::Size(448, 512);  // nearly the whole picture: each position is a result
     std::vector<float> weights(detector.getDescriptorSize() + 1);
     weights.back() = score;
     detector.setSVMDetector(weights);

@@ -1,4 +1,4 @@
-// What a finder of people makes of scores, of motion and of pictures of any size.
+// PeopleFinder with various scores, with and without motion, and with pictures of various sizes.
 #include "vision/people.h"
 
 #include <algorithm>
@@ -10,7 +10,7 @@
 namespace kep::host {
 namespace {
 
-/** A grey picture, in which a rectangle may be lighter. */
+/** A grey picture with an optional lighter rectangle. */
 class GreyPicture {
   public:
     GreyPicture(int width, int height, std::uint8_t level = 90)
@@ -32,7 +32,7 @@ class GreyPicture {
 
 class PeopleFinderTest : public VideoTest {
   protected:
-    /** One that gives every place of the picture that score. */
+    /** A finder that gives every position this score. */
     std::unique_ptr<PeopleFinder> finder(float score) const {
         writeModel(path("model.yml").string(), score);
         std::string reason;
@@ -40,7 +40,10 @@ class PeopleFinderTest : public VideoTest {
         EXPECT_TRUE(made) << reason;
         return made;
     }
-    /** How many are found in the last of some pictures: where nothing moves, or with something that comes. */
+    /**
+     * How many are found in the last of four pictures, of a still scene or with an object that appears and
+     * moves.
+     */
     static std::size_t foundIn(PeopleFinder& finder, bool isMoving) {
         std::size_t found = 0;
         for (int i = 0; i < 4; ++i) {

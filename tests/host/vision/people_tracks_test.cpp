@@ -1,4 +1,4 @@
-// Following people from picture to picture.
+// Tracking people from picture to picture.
 #include "vision/people_tracks.h"
 
 #include <gtest/gtest.h>
@@ -35,7 +35,7 @@ TEST(PeopleTracks, FollowOneWhoIsNotSeenForTwoPicturesAtHisSpeed) {
         ASSERT_EQ(people.size(), 1u);
         EXPECT_NEAR(people[0].x, expected, 1);
     }
-    EXPECT_TRUE(tracks.update({}).empty()) << "he is gone";
+    EXPECT_TRUE(tracks.update({}).empty()) << "track not dropped";
 }
 
 TEST(PeopleTracks, KeepTwoWhoWalkPastEachOther) {

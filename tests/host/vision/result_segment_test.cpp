@@ -40,7 +40,7 @@ TEST(ResultSegment, IsReadWholeWhileSeveralDetectorsWriteIt) {
     };
     ResultSegment<Record> made;
     made.open("vornisa_shm_results");
-    // Read as another process does it, by calls that no sanitizer takes for this one's memory.
+    // Reads through a file descriptor like another process, so that no sanitizer sees shared accesses.
     const int file = shm_open(segments.path("vornisa_shm_results").c_str(), O_RDONLY, 0);
     ASSERT_GE(file, 0);
     std::thread first(write), second(write);
@@ -61,7 +61,7 @@ TEST(ResultSegment, IsReadWholeWhileSeveralDetectorsWriteIt) {
     first.join();
     second.join();
     EXPECT_GE(read, 1);
-    EXPECT_EQ(sequence, 4 * kRecords) << "each record counts by 2";
+    EXPECT_EQ(sequence, 4 * kRecords) << "each record adds 2";
     close(file);
 }
 

@@ -1,4 +1,4 @@
-// Services of other applications: their partner, their name, and those who attach to them.
+// Services of other applications: their partner, their name, and the handles attached to them.
 #include "error_lines.h"
 #include "kep/entry_points.h"
 #include "kep/reflect.h"
@@ -9,7 +9,7 @@
 namespace kep::host {
 namespace {
 
-/** As the service of people is described, with another element in the place of the detector. */
+/** Like the description of the people service, with another element instead of the detector. */
 std::string described(int width) {
     return "type=ShmService,index=1,name=humanShmService,partner={type=Application,name=app,layout={"
            "type=Pipeline,name=pl,layout={PvYuvSrcAdv:w=" +
@@ -19,7 +19,7 @@ std::string described(int width) {
 
 class ShmServiceTest : public testing::Test {
   protected:
-    /** Makes a service as VNHumanDetect does, which never deletes it. */
+    /** Makes a service as VNHumanDetect does, which never deletes its own. */
     static base::object* make(int width) {
         base::object* const made = base::Object::New<base::object>(described(width).c_str());
         EXPECT_TRUE(made && made->SetStr("status", "play"));
@@ -35,7 +35,7 @@ class ShmServiceTest : public testing::Test {
         EXPECT_EQ(VNIsRunning(id, &running), VNRES_SUCCEED);
         return running != 0;
     }
-    /** Waits until the partner of a service has got a picture. */
+    /** Waits until the partner of a service has received a picture. */
     static bool films(base::object& service) {
         const auto end = Clock::now() + patience;
         std::int64_t count = 0;
@@ -72,7 +72,7 @@ TEST_F(ShmServiceTest, IsNotEndedByThoseWhoAttachToIt) {
     EXPECT_TRUE(films(*service));
     delete service;
     const int id = acquire();
-    EXPECT_FALSE(isRunning(id)) << "its maker ended it";
+    EXPECT_FALSE(isRunning(id)) << "still running after its maker deleted it";
     EXPECT_EQ(VNRelease(id), VNRES_SUCCEED);
 }
 
@@ -87,7 +87,7 @@ TEST_F(ShmServiceTest, LivesForThoseWhoAttachedWhenItsMakerEndsIt) {
 TEST_F(ShmServiceTest, MayBeAttachedToBeforeItIsMade) {
     const int id = acquire();
     EXPECT_FALSE(isRunning(id));
-    EXPECT_EQ(VNStart(id), VNRES_SUCCEED) << "with nothing to start";
+    EXPECT_EQ(VNStart(id), VNRES_SUCCEED) << "a start must succeed without a service";
     base::object* const service = make(640);
     ASSERT_TRUE(service);
     EXPECT_TRUE(films(*service));
