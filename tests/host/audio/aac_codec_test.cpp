@@ -238,7 +238,7 @@ TEST_F(AacCodecTest, PiecesOfAnyLengthMakeTheSameStream) {
     EXPECT_EQ(decoded.bytes.size() / (kUnit * 4), (pcm.size() / 4 + kUnit - 1) / kUnit + 1);
 }
 
-TEST_F(AacCodecTest, AnOutputBufferThatIsTooSmallCostsNothing) {
+TEST_F(AacCodecTest, AnOutputBufferThatIsTooSmallLosesNothing) {
     const Format format = {48000, 1, 64'000, true};
     const std::string pcm = bytesOf(tones(format, kUnit * 8));
     const Codec encoder(VNRES_AAC_ENCODER, format);
@@ -274,7 +274,7 @@ TEST_F(AacCodecTest, AnOutputBufferThatIsTooSmallCostsNothing) {
         HasSubstr("AacCodec \"aacDecoder\": output buffer of 2047 bytes: the next samples take 2048"));
 }
 
-TEST_F(AacCodecTest, AnotherProgramDecodesWhatIsEncodedAsWellAsItsOwn) {
+TEST_F(AacCodecTest, AnotherProgramDecodesTheStreamAsWellAsItsOwn) {
     for (const int channels : {1, 2}) {
         const Format format = {48000, channels, 64'000 * channels, true};
         const Samples original = music(format.rate, channels, 48000 * 4);
@@ -296,7 +296,7 @@ TEST_F(AacCodecTest, AnotherProgramDecodesWhatIsEncodedAsWellAsItsOwn) {
     }
 }
 
-TEST_F(AacCodecTest, WhatAnotherProgramHasEncodedIsDecodedAsWellAsByItself) {
+TEST_F(AacCodecTest, DecodesAnotherProgramsStreamAsWellAsItself) {
     const Format format = {44100, 2, 128'000, true};
     const Samples original = music(format.rate, 2, 44100 * 4);
     writeFile(file("in.pcm"), bytesOf(original));
@@ -326,7 +326,7 @@ TEST_F(AacCodecTest, AStreamMayFollowAnother) {
     EXPECT_EQ(encode(encoder.id(), pcm, always(500)).bytes, encode(fresh.id(), pcm, always(500)).bytes);
 }
 
-TEST_F(AacCodecTest, BandWidthCutsWhatIsAboveIt) {
+TEST_F(AacCodecTest, BandwidthCutsHigherFrequencies) {
     const Format format = {48000, 1, 128'000, true};
     Samples high;
     for (std::size_t i = 0; i < 48000; ++i)
@@ -364,7 +364,7 @@ TEST_F(AacCodecTest, SettingsThatAacDoesNotHaveAreRefused) {
     EXPECT_EQ(VNAacCodecSet(encoder.id(), 7350, 8, 0, 0, 48'000), VNRES_SUCCEED);
 }
 
-TEST_F(AacCodecTest, OfAnotherKindOrDirectionAHandleIsRefused) {
+TEST_F(AacCodecTest, HandlesOfAnotherKindOrDirectionAreRefused) {
     const Codec encoder(VNRES_AAC_ENCODER);
     const Codec decoder(VNRES_AAC_DECODER);
     int other = 0;
@@ -385,7 +385,7 @@ TEST_F(AacCodecTest, OfAnotherKindOrDirectionAHandleIsRefused) {
     VNRelease(other);
 }
 
-TEST_F(AacCodecTest, BuffersThatAreNoneAreRefused) {
+TEST_F(AacCodecTest, InvalidBuffersAreRefused) {
     const Codec encoder(VNRES_AAC_ENCODER);
     const Codec decoder(VNRES_AAC_DECODER);
     char bytes[4096] = {};
@@ -403,7 +403,7 @@ TEST_F(AacCodecTest, BuffersThatAreNoneAreRefused) {
         1);
 }
 
-TEST_F(AacCodecTest, NoiseBetweenUnitsIsPassedOver) {
+TEST_F(AacCodecTest, GarbageBetweenUnitsIsSkipped) {
     const Format format = {48000, 1, 64'000, true};
     const Codec encoder(VNRES_AAC_ENCODER, format);
     const Coded coded = encode(encoder.id(), bytesOf(tones(format, 48000)), always(2048), kMostUnit);
@@ -425,7 +425,7 @@ TEST_F(AacCodecTest, NoiseBetweenUnitsIsPassedOver) {
               1);
 }
 
-TEST_F(AacCodecTest, ABareUnitThatIsDamagedDoesNotSpoilTheNext) {
+TEST_F(AacCodecTest, ADamagedBareUnitDoesNotAffectTheNext) {
     const Format format = {48000, 1, 64'000, false};
     const Codec encoder(VNRES_AAC_ENCODER, format);
     const Coded coded = encode(encoder.id(), bytesOf(tones(format, 48000)), always(2048), kMostUnit);
@@ -442,7 +442,7 @@ TEST_F(AacCodecTest, ABareUnitThatIsDamagedDoesNotSpoilTheNext) {
     EXPECT_EQ(consumed, coded.sizes[0]);
 }
 
-TEST_F(AacCodecTest, ABareUnitWithADamagedEndIsTakenWithItsSamples) {
+TEST_F(AacCodecTest, ABareUnitWithADamagedEndKeepsItsSamples) {
     const Format format = {48000, 1, 64'000, false};
     const Codec encoder(VNRES_AAC_ENCODER, format);
     const Coded coded = encode(encoder.id(), bytesOf(tones(format, 4800)), always(2048), kMostUnit);
@@ -460,7 +460,7 @@ TEST_F(AacCodecTest, ABareUnitWithADamagedEndIsTakenWithItsSamples) {
     }
 }
 
-TEST_F(AacCodecTest, AUnitOfManyBlocksNeedsNoLargerBufferThanOneOfOne) {
+TEST_F(AacCodecTest, AUnitOfManyBlocksNeedsNoLargerBuffer) {
     const Format format = {48000, 1, 64'000, false};
     const Codec encoder(VNRES_AAC_ENCODER, format);
     const Coded coded = encode(encoder.id(), bytesOf(tones(format, 4800)), always(2048), kMostUnit);
@@ -480,7 +480,7 @@ TEST_F(AacCodecTest, AUnitOfManyBlocksNeedsNoLargerBufferThanOneOfOne) {
     EXPECT_EQ(VNAacDecode(decoder.id(), nullptr, 0, &consumed, out.data(), 2048), 0);
 }
 
-TEST_F(AacCodecTest, SamplesWithoutRoomOutlastADamagedBareUnit) {
+TEST_F(AacCodecTest, PendingSamplesSurviveADamagedBareUnit) {
     // One channel of silence with spectral band replication, which doubles the samples.
     const std::vector<std::uint8_t> doubled = {0x00, 0xc8, 0x00, 0x06, 0xbd, 0xd6, 0x40, 0x00,
                                                0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x0e};
@@ -501,7 +501,7 @@ TEST_F(AacCodecTest, SamplesWithoutRoomOutlastADamagedBareUnit) {
     EXPECT_EQ(decode(damaged, 16384, consumed), VNRES_UNSUPPORTED);
 }
 
-TEST_F(AacCodecTest, WhatIsHostileCrashesNothing) {
+TEST_F(AacCodecTest, HostileInputCrashesNothing) {
     std::mt19937 random(3);
     const Format format = {48000, 2, 64'000, true};
     const Codec encoder(VNRES_AAC_ENCODER, format);

@@ -116,7 +116,7 @@ INSTANTIATE_TEST_SUITE_P(Rates, AacFormat,
                                     std::to_string(format.param.channels);
                          });
 
-TEST_F(Aac, TheFirstUnitIsTheEncodersOwnRunUp) {
+TEST_F(Aac, TheFirstUnitIsTheEncodersPriming) {
     const auto source = create();
     ASSERT_TRUE(source->ChangeUp(State::play));
     const std::vector<Frame> frames = pullFrames(*source, 2);
@@ -181,7 +181,7 @@ TEST_F(Aac, AChangeOfBitRateLosesNoSample) {
                     1024.0 / 48000, 2e-6);
 }
 
-TEST_F(Aac, RefusesABitRateThatIsNone) {
+TEST_F(Aac, RefusesAnInvalidBitRate) {
     const auto source = create();
     source->SetBitRate(0);
     EXPECT_EQ(errors_.count("bit rate 0 "), 1);
@@ -191,7 +191,7 @@ TEST_F(Aac, RefusesABitRateThatIsNone) {
     EXPECT_EQ(pullFrames(*source, 3).size(), 3u);
 }
 
-TEST_F(Aac, TakesTheMostThatAacCanForAnyLargerBitRate) {
+TEST_F(Aac, ClampsLargerBitRatesToTheMostThatAacCan) {
     const auto source = create();
     source->SetBitRate(2000000000);
     ASSERT_TRUE(source->ChangeUp(State::play));
@@ -200,7 +200,7 @@ TEST_F(Aac, TakesTheMostThatAacCanForAnyLargerBitRate) {
     EXPECT_EQ(probe(write(frames)), "aac,LC,48000,2\n");
 }
 
-TEST_F(Aac, RefusesARateThatAacHasNot) {
+TEST_F(Aac, RefusesARateThatAacDoesNotHave) {
     const auto source = create();
     for (const int rate : {12345, 192000, 0, 4000}) {
         source->SetSampleRate(rate);

@@ -46,7 +46,7 @@ TEST_F(Alsa, PlaysWhatWasPushed) {
     EXPECT_TRUE(contentsOf(folder_.file("played.raw")) == sound + sound + sound);
 }
 
-TEST_F(Alsa, HearsWhatIsThere) {
+TEST_F(Alsa, CapturesWhatTheDeviceDelivers) {
     std::string bytes;
     for (int index = 0; index < 48000 * 20; ++index) {
         const std::int16_t value = static_cast<std::int16_t>(index % 32000);
@@ -66,7 +66,7 @@ TEST_F(Alsa, HearsWhatIsThere) {
         EXPECT_GT(frames[index]->stamp, frames[index - 1]->stamp);
 }
 
-TEST_F(Alsa, AVolumeActsOnWhatIsPlayedAndHeard) {
+TEST_F(Alsa, VolumesAffectPlaybackAndCapture) {
     const auto level = [](std::int16_t value, int count) {
         std::string bytes;
         for (int i = 0; i < count; ++i) bytes.append(reinterpret_cast<const char*>(&value), sizeof value);

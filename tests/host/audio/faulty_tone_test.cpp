@@ -21,7 +21,7 @@ class FaultyTone : public ::testing::Test {
     const std::unique_ptr<IPcmSource> source_{IPcmSource::CreateNew("vornisa")};
 };
 
-TEST_F(FaultyTone, IsLostWhileTheFileIsThere) {
+TEST_F(FaultyTone, IsLostWhileTheFileExists) {
     const ScopedEnv audio("KEP_HOST_AUDIO", "test:lost=" + sign_);
     Messages messages(*source_);
     const std::string refused = "cannot open microphone test:lost=" + sign_ + ": not connected";
@@ -43,7 +43,7 @@ TEST_F(FaultyTone, IsLostWhileTheFileIsThere) {
     EXPECT_EQ(pullFrames(*source_, 3).size(), 3u);
 }
 
-TEST_F(FaultyTone, GivesNothingWhileItIsStalledAndGoesOnInItsTime) {
+TEST_F(FaultyTone, DeliversNothingWhileStalledAndResumesInItsTime) {
     const ScopedEnv audio("KEP_HOST_AUDIO", "test:stalled=" + sign_);
     constexpr std::chrono::milliseconds kStall(1'000);
     // A tone that runs late delivers what was due before it checks the file.
@@ -71,7 +71,7 @@ TEST_F(FaultyTone, GivesNothingWhileItIsStalledAndGoesOnInItsTime) {
     EXPECT_EQ(errors_.raw(), "");
 }
 
-TEST_F(FaultyTone, IsRefusedWithAFaultThatItCannotHave) {
+TEST_F(FaultyTone, RefusesAnUnknownFault) {
     for (const char* const fault : {"lost", "lost=", "deaf=file"}) {
         const ScopedEnv audio("KEP_HOST_AUDIO", std::string("test:") + fault);
         EXPECT_FALSE(source_->ChangeUp(State::play)) << fault;

@@ -100,7 +100,7 @@ TEST_F(FileMicrophone, PlaysTheSoundOfAVideo) {
     EXPECT_LT(pitchOf(heard.data() + 4800, frames - 4800, 2, 48000, 440, 0).amplitude, 100);
 }
 
-TEST_F(FileMicrophone, RefusesWhatIsNotThere) {
+TEST_F(FileMicrophone, RefusesAMissingFile) {
     expectRefusal(folder_.file("none.wav"), "No such file");
 }
 
@@ -108,7 +108,7 @@ TEST_F(FileMicrophone, RefusesAFolder) {
     expectRefusal(folder_.path(), "Is a directory");
 }
 
-TEST_F(FileMicrophone, RefusesWhatIsNoSound) {
+TEST_F(FileMicrophone, RefusesOtherFormats) {
     writeFile(folder_.file("text.wav"), std::string(5000, 'x'));
     expectRefusal(folder_.file("text.wav"), "Invalid data");
 }
@@ -161,7 +161,7 @@ class Pipe : public FileMicrophone {
     ScopedEnv audio_{"KEP_HOST_AUDIO", "file:" + path_};
 };
 
-TEST_F(Pipe, TheEndIsALostDeviceAndTheNextStartTriesAnew) {
+TEST_F(Pipe, TheEndIsALostDeviceAndTheNextStartRetries) {
     const auto first = create(48000, 1);
     const auto second = create(48000, 1);
     Messages messages(*first);
@@ -199,7 +199,7 @@ TEST_F(Pipe, ASilentOneIsRefused) {
     EXPECT_EQ(errors_.count("cannot play audio file " + path_ + ": no data received"), 1);
 }
 
-TEST_F(Pipe, AStalledDeviceHoldsNobodyBack) {
+TEST_F(Pipe, AStalledDeviceBlocksNobody) {
     const auto source = create(48000, 1);
     int file = -1;
     std::thread writer([&] {
@@ -221,7 +221,7 @@ TEST_F(Pipe, AStalledDeviceHoldsNobodyBack) {
     close(file);
 }
 
-TEST_F(Pipe, ALateWriterIsNotCaughtUpWith) {
+TEST_F(Pipe, DoesNotCatchUpAfterALateWriter) {
     const auto source = create(48000, 1);
     int file = -1;
     std::thread writer([&] {

@@ -33,7 +33,7 @@ Samples at(const Volume& volume, Samples samples) {
     return samples;
 }
 
-TEST(Volume, TheMostLeavesEverySampleAsItIs) {
+TEST(Volume, TheFullVolumeChangesNoSample) {
     const Volume untouched("device");
     EXPECT_EQ(at(untouched, everyValue()), everyValue());
     Volume back("device");
@@ -75,7 +75,7 @@ TEST(Volume, MuteIsExactSilenceAndKeepsTheVolume) {
     EXPECT_EQ(at(device, everyValue()), everyValue());
 }
 
-TEST(Volume, OffTheScaleIsClampedWithOneLine) {
+TEST(Volume, OutOfRangeIsClampedWithOneLine) {
     const ErrorLines errors;
     Volume device("megaphone");
     device.set(101);
@@ -129,7 +129,7 @@ class GainRamp : public testing::TestWithParam<AudioFormat> {
     }
 };
 
-TEST_P(GainRamp, AMuteFallsInAStraightLineAndThenIsSilence) {
+TEST_P(GainRamp, AMuteIsALinearRampToSilence) {
     Volume volume("device");
     Gain gain(volume);
     volume.setMute(true);
@@ -152,7 +152,7 @@ TEST_P(GainRamp, AMuteFallsInAStraightLineAndThenIsSilence) {
               std::ptrdiff_t(louder.size() - rampFrames()));
 }
 
-TEST_P(GainRamp, GoesOnFromBlockToBlock) {
+TEST_P(GainRamp, ContinuesFromBlockToBlock) {
     Volume volume("device");
     Gain whole(volume);
     Gain inBlocks(volume);
@@ -168,7 +168,7 @@ TEST_P(GainRamp, GoesOnFromBlockToBlock) {
     EXPECT_EQ(samples, expected);
 }
 
-TEST_P(GainRamp, TurnsRoundWhereverItIs) {
+TEST_P(GainRamp, MayReverseAnywhere) {
     Volume volume("device");
     Gain gain(volume);
     const std::size_t blockFrames = std::max<std::size_t>(rampFrames() / 3, 1);

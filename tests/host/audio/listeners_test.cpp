@@ -65,7 +65,7 @@ class Listeners : public PublicSound {
     }
 };
 
-TEST_F(Listeners, StreamsAndARecordingAllHearAMute) {
+TEST_F(Listeners, AMuteAffectsStreamsAndARecording) {
     const int recording = record();
     const Stream pcm = openPcm(48000, 2);
     const Stream other = openPcm(16000, 1);
@@ -97,7 +97,7 @@ TEST_F(Listeners, StreamsAndARecordingAllHearAMute) {
     EXPECT_NE(judged.find("max_volume: -91.0 dB"), std::string::npos) << judged;
 }
 
-TEST_F(Listeners, AClipHearsTheVolume) {
+TEST_F(Listeners, AVolumeAffectsAClip) {
     ASSERT_EQ(VNSetMicVol(50), VNRES_SUCCEED);
     int id = 0;
     ASSERT_EQ(VNAcquire(VNRES_EVENT_SERVICE, &id), VNRES_SUCCEED);

@@ -52,7 +52,7 @@ class PcmRead : public PublicSound {
     std::optional<ScopedEnv> microphone_;
 };
 
-TEST_F(PcmRead, LosesDoublesAndMovesNoByteInBlocksOfAnySize) {
+TEST_F(PcmRead, ReadsEveryByteOnceInBlocksOfAnySize) {
     const Samples heard = noiseOf(48000 * 2);
     hear(heard, 48000, 2);
     const Stream pcm = openPcm();
@@ -80,7 +80,7 @@ TEST_F(PcmRead, TwoHandlesAreReadByTwoThreads) {
     for (const std::string& each : read) EXPECT_NE(expected.find(each), std::string::npos);
 }
 
-TEST_F(PcmRead, TwoThreadsShareAHandleByALockOfTheirs) {
+TEST_F(PcmRead, TwoThreadsShareAHandleWithALock) {
     const Samples heard = noiseOf(48000 * 2);
     hear(heard, 48000, 2);
     const Stream pcm = openPcm();
@@ -113,7 +113,7 @@ TEST_F(PcmRead, AStopEndsARead) {
     EXPECT_EQ(errors_.count(":pull frame fail!"), 1);
 }
 
-TEST_F(PcmRead, WhatIsKeptIsReadAfterAStop) {
+TEST_F(PcmRead, BufferedSamplesAreReadAfterAStop) {
     hear(Samples(48000 * 2, 3), 48000, 2);
     const Stream pcm = openPcm();
     char block[3840];
@@ -124,7 +124,7 @@ TEST_F(PcmRead, WhatIsKeptIsReadAfterAStop) {
     EXPECT_EQ(length, 3000);
 }
 
-TEST_F(PcmRead, RefusesWhatItCannotRead) {
+TEST_F(PcmRead, RefusesInvalidReads) {
     std::string block(kMostBytes + 1, '\0');
     int length = 17;
     EXPECT_EQ(VNReadPcm(0, block.data(), 10, &length), VNRES_INVALID_ARG);
@@ -154,7 +154,7 @@ TEST_F(PcmRead, RefusesWhatItCannotRead) {
     EXPECT_EQ(errors_.count("len!=buf_size,3840<>131072"), 1);
 }
 
-TEST_F(PcmRead, ABlockOfNothingKeepsFramesUntilOneNoLongerFits) {
+TEST_F(PcmRead, AnEmptyBlockBuffersFramesUntilOneNoLongerFits) {
     const Samples heard = noiseOf(48000 * 2);
     hear(heard, 48000, 2);
     const Stream pcm = openPcm();

@@ -94,7 +94,7 @@ TEST_F(Pcm, TwoListenersHearTheSame) {
     EXPECT_GE(common, 5);
 }
 
-TEST_F(Pcm, OneListenerGoesOnWhenTheOtherLeaves) {
+TEST_F(Pcm, OneListenerContinuesWhenTheOtherLeaves) {
     const auto stays = create();
     auto leaves = create();
     ASSERT_TRUE(leaves->ChangeUp(State::play));
@@ -106,7 +106,7 @@ TEST_F(Pcm, OneListenerGoesOnWhenTheOtherLeaves) {
     EXPECT_EQ(after[0]->stamp - before[2]->stamp, std::chrono::milliseconds(20));
 }
 
-TEST_F(Pcm, ASlowReaderLosesItsOldestFramesAndIsTold) {
+TEST_F(Pcm, ASlowReaderLosesItsOldestFramesAndGetsAMessage) {
     const auto slow = create();
     const auto quick = create();
     Messages messages(*slow);
@@ -133,7 +133,7 @@ TEST_F(Pcm, ASlowReaderLosesItsOldestFramesAndIsTold) {
     EXPECT_NE(messages.waitFor("", ",total=" + std::to_string(lost)), "");
 }
 
-TEST_F(Pcm, StartsAgainAndAgainAndLeavesNothingBehind) {
+TEST_F(Pcm, RestartsWithoutLeaks) {
     const auto source = create();
     ASSERT_TRUE(source->ChangeUp(State::play));
     ASSERT_TRUE(source->ChangeDown(State::null));
@@ -171,7 +171,7 @@ TEST_F(Pcm, ASettingTakesEffectAtTheNextStart) {
     EXPECT_EQ(pullFrames(*source, 1).at(0)->size, 640);
 }
 
-TEST_F(Pcm, AStopEndsAWaitingPull) {
+TEST_F(Pcm, AStopEndsABlockedPull) {
     const auto source = create();
     ASSERT_TRUE(source->ChangeUp(State::play));
     std::atomic<int> pulled{0};
@@ -195,7 +195,7 @@ TEST_F(Pcm, APullWithoutAStartFailsAtOnceWithALine) {
     EXPECT_EQ(errors_.count("the stream is not started"), 2);
 }
 
-TEST_F(Pcm, TellsItsState) {
+TEST_F(Pcm, ReportsItsState) {
     const auto source = create();
     Messages messages(*source);
     EXPECT_TRUE(source->IsSupportedPullFrame());

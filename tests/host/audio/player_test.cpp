@@ -94,7 +94,7 @@ TEST_F(Player, TheFileIsReadableWhileItGrows) {
     }
 }
 
-TEST_F(Player, ARestartBeginsTheFileAnew) {
+TEST_F(Player, ARestartOverwritesTheFile) {
     const auto player = create(8000, 1);
     for (const int bytes : {5000, 200}) {
         ASSERT_TRUE(player->ChangeUp(State::play));
@@ -109,7 +109,7 @@ TEST_F(Player, ARestartBeginsTheFileAnew) {
     EXPECT_EQ(contentsOf(wav_).size(), 44u);
 }
 
-TEST_F(Player, AReleaseWhilePlayingPlaysOut) {
+TEST_F(Player, AReleaseWhilePlayingDrainsTheQueue) {
     auto player = create(8000, 1);
     ASSERT_TRUE(player->ChangeUp(State::play));
     ASSERT_TRUE(push(*player, sound(4000)));
@@ -211,7 +211,7 @@ class NullPlayer : public Player {
     ScopedEnv null_{"KEP_HOST_SPEAKER", std::nullopt};
 };
 
-TEST_F(NullPlayer, HearsInRealTime) {
+TEST_F(NullPlayer, PlaysInRealTime) {
     const auto player = create(8000, 1);
     const Clock::time_point begin = Clock::now();
     ASSERT_TRUE(player->ChangeUp(State::play));
@@ -222,7 +222,7 @@ TEST_F(NullPlayer, HearsInRealTime) {
     EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(2000));
 }
 
-TEST_F(NullPlayer, AStopEndsAWaitingPush) {
+TEST_F(NullPlayer, AStopEndsABlockedPush) {
     const auto player = create(8000, 1);
     ASSERT_TRUE(player->ChangeUp(State::play));
     std::thread feeder([&] {

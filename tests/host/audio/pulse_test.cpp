@@ -188,7 +188,7 @@ TEST_F(Pulse, ASinkIsGivenEachSampleOnce) {
     EXPECT_EQ(errors_.count("lost"), 0) << errors_.raw();
 }
 
-TEST_F(Pulse, OfASourceEachSampleIsHeardOnce) {
+TEST_F(Pulse, EachSampleOfASourceIsCapturedOnce) {
     const ScopedEnv piped("KEP_HOST_AUDIO", "pulse:piped");
     ASSERT_TRUE(source_->ChangeUp(State::play)) << errors_.raw();
     constexpr std::size_t kHeard = 2 * 48000;
@@ -210,7 +210,7 @@ TEST_F(Pulse, OfASourceEachSampleIsHeardOnce) {
     EXPECT_EQ(errors_.count("lost"), 0) << errors_.raw();
 }
 
-TEST_F(Pulse, VolumeAndMuteOfBothDevicesActOnTheirSamples) {
+TEST_F(Pulse, VolumeAndMuteAffectTheSamplesOfBothDevices) {
     ASSERT_TRUE(source_->ChangeUp(State::play)) << errors_.raw();
     ASSERT_TRUE(player_->ChangeUp(State::play)) << errors_.raw();
     const Tone tone(*player_, sine(600, 4800));  // whole cycles
@@ -273,7 +273,7 @@ TEST_F(Pulse, AServerThatDiesIsALostDevice) {
     EXPECT_TRUE(push(*player_, sine(600, 4800)));
 }
 
-TEST_F(Pulse, AServerThatHangsIsLeftBehind) {
+TEST_F(Pulse, AServerThatHangsIsAbandoned) {
     ASSERT_TRUE(source_->ChangeUp(State::play));
     ASSERT_EQ(pullFrames(*source_, 3).size(), 3u);
     server_->freeze();

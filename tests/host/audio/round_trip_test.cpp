@@ -103,7 +103,7 @@ TEST_F(RoundTrip, AToneKeepsItsPitchAndLevel) {
     }
 }
 
-TEST_F(RoundTrip, VolumesOnTheWayMultiply) {
+TEST_F(RoundTrip, VolumesMultiply) {
     writeFile(folder_.file("heard.wav"), wavOf(toneOf(600, 48000, 2), 48000, 2));
     const ScopedEnv microphone("KEP_HOST_AUDIO", "file:" + folder_.file("heard.wav"));
     ASSERT_EQ(VNSetMicVol(50), VNRES_SUCCEED);
@@ -117,7 +117,7 @@ TEST_F(RoundTrip, VolumesOnTheWayMultiply) {
     EXPECT_NEAR(pitchOf(first, 24000, 2, 48000, 600, 0).amplitude, 1500, 5);
 }
 
-TEST_F(RoundTrip, ASpeakerThatIsGoneIsRefusedAndPlaysOnceItIsThere) {
+TEST_F(RoundTrip, AMissingSpeakerIsRefusedAndPlaysOnceItAppears) {
     int id = 0;
     ASSERT_EQ(VNAcquire(VNRES_PCM_PLAYER, &id), VNRES_SUCCEED);
     Samples tone = toneOf(600, 8000, 1);

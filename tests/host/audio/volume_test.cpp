@@ -48,12 +48,12 @@ TEST_F(VolumeTest, ThereIsOneMicrophoneAndOneSpeaker) {
                                         "ISpeaker: no device \"Vornisa\", only \"vornisa\""}));
 }
 
-TEST_F(VolumeTest, TheFullVolumeGivesWhatIsHeard) {
+TEST_F(VolumeTest, TheFullVolumeChangesNoSample) {
     const Stream pcm = openPcm();
     EXPECT_THAT(read(pcm, 48000), testing::Each(kLevel));
 }
 
-TEST_F(VolumeTest, IsSetWhileNothingRunsAndHeldFromTheFirstSample) {
+TEST_F(VolumeTest, IsSetWhileNothingRunsAndAppliesFromTheFirstSample) {
     EXPECT_EQ(VNSetMicVol(50), VNRES_SUCCEED);
     {
         const Stream pcm = openPcm();
@@ -66,7 +66,7 @@ TEST_F(VolumeTest, IsSetWhileNothingRunsAndHeldFromTheFirstSample) {
     EXPECT_TRUE(readUntil(pcm, kLevel / 2));
 }
 
-TEST_F(VolumeTest, OffTheScaleSucceedsIsClampedAndTold) {
+TEST_F(VolumeTest, OutOfRangeSucceedsIsClampedAndLogged) {
     const Stream pcm = openPcm();
     EXPECT_EQ(VNSetMicVol(-1), VNRES_SUCCEED);
     EXPECT_TRUE(readUntil(pcm, 0));
@@ -78,7 +78,7 @@ TEST_F(VolumeTest, OffTheScaleSucceedsIsClampedAndTold) {
     EXPECT_EQ(errors_.count("speaker volume -1 is not from 0 to 100: set to 0"), 1);
 }
 
-TEST_F(VolumeTest, NoChangeMakesAStepThatARampDoesNotAllow) {
+TEST_F(VolumeTest, NoChangeMakesALargerStepThanTheRamp) {
     const Stream pcm = openPcm();
     int before = kLevel;
     int largest = 0;
@@ -98,7 +98,7 @@ TEST_F(VolumeTest, NoChangeMakesAStepThatARampDoesNotAllow) {
     EXPECT_GT(changes, 1000) << "changes of the volume made meanwhile";
 }
 
-TEST_F(VolumeTest, WhatIsCapturedAfterTheCallHearsTheChange) {
+TEST_F(VolumeTest, AChangeAffectsFramesCapturedAfterTheCall) {
     const std::unique_ptr<kep::api::streaming::IPcmSource> source(
         kep::api::streaming::IPcmSource::CreateNew("vornisa"));
     ASSERT_TRUE(source->ChangeUp(kep::State::play));

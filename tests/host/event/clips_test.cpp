@@ -331,7 +331,7 @@ TEST_F(ClipsTest, AClipHasItsPastItsFutureAndTheirSound) {
     EXPECT_TRUE(Messages::instance().count("name=frameLost") == 0 || board_.missingPictures() > 0);
 }
 
-TEST_F(ClipsTest, AClipIsOnTheDiskBeforeItHasItsNameAndThenSoIsTheName) {
+TEST_F(ClipsTest, AClipIsSyncedBeforeItsRenameAndItsFolderAfter) {
     using Step = DiskNotes::Step;
     DiskNotes notes(folder_);
     startService();
@@ -378,7 +378,7 @@ TEST_F(ClipsTest, ClipsOverlapBesideARecordingThatLosesNothing) {
     EXPECT_LE(missingIn(recorded), Messages::instance().lostPictures());
 }
 
-TEST_F(ClipsTest, AUrlThatIsTakenIsNeverWrittenOver) {
+TEST_F(ClipsTest, AnExistingFileIsNeverOverwritten) {
     startService();
     waitForPast(milliseconds(1'500));
     for (int round = 1; round <= 2; ++round) {
@@ -406,7 +406,7 @@ TEST_F(ClipsTest, AServiceThatIsStoppedCompletesItsClips) {
     picturesOf("b.mp4");
 }
 
-TEST_F(ClipsTest, WrongTriggersAreToldAndHarmNothing) {
+TEST_F(ClipsTest, WrongTriggersAreReportedAndHarmless) {
     startService();
     waitForPast(milliseconds(1'500));
     testing::internal::CaptureStderr();
@@ -435,7 +435,7 @@ TEST_F(ClipsTest, WrongTriggersAreToldAndHarmNothing) {
 }
 
 // The plug-in waits only for the first clip of a process, so this test needs its own process.
-TEST_F(ClipsTest, AOneShotClipThatCannotBeWrittenKeepsNobodyWaiting) {
+TEST_F(ClipsTest, AOneShotClipThatCannotBeWrittenDoesNotBlockTheCall) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     const auto record = [this] {
         removeAtExit();
@@ -444,7 +444,7 @@ TEST_F(ClipsTest, AOneShotClipThatCannotBeWrittenKeepsNobodyWaiting) {
     EXPECT_EXIT(record(), testing::ExitedWithCode(0), "nowhere/a.mp4");
 }
 
-TEST_F(ClipsTest, AServiceLeftPlayingHoldsUpNoProcessEnd) {
+TEST_F(ClipsTest, AServiceLeftPlayingDoesNotBlockProcessExit) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     const auto leave = [this] {
         removeAtExit();
@@ -458,7 +458,7 @@ TEST_F(ClipsTest, AServiceLeftPlayingHoldsUpNoProcessEnd) {
     EXPECT_EXIT(leave(), testing::ExitedWithCode(0), "");
 }
 
-TEST_F(ClipsTest, TheOneShotFormWaitsForItsClipAndLaterCallsDoNot) {
+TEST_F(ClipsTest, TheFirstOneShotCallWaitsForItsClipAndLaterCallsDoNot) {
     const auto home = std::filesystem::current_path();
     std::filesystem::current_path(folder_);
     int first = 0;

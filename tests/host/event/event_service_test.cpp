@@ -61,7 +61,7 @@ TEST_F(EventServiceTest, AClipBeginsAtAKeyFrameAndEndsAtItsTime) {
     EXPECT_EQ(service.clips().streamed(), 0U);
 }
 
-TEST_F(EventServiceTest, AKeyFrameIsAskedForWhereAClipEnds) {
+TEST_F(EventServiceTest, RequestsAKeyFrameAtTheEndOfAClip) {
     stream.run(1'000);
     ASSERT_TRUE(service.trigger("1s", "2s", stream.at(1'000), "file:///a.mp4"));
     ASSERT_TRUE(waitUntil([&] { return !service.source().keyFrameRequests().empty(); }));
@@ -69,7 +69,7 @@ TEST_F(EventServiceTest, AKeyFrameIsAskedForWhereAClipEnds) {
                 ElementsAre(stream.given().front()->stamp + milliseconds(3'000)));
 }
 
-TEST_F(EventServiceTest, AGroupThatIsTooLongToBeKeptIsFollowedByAKeyFrameThatIsAskedFor) {
+TEST_F(EventServiceTest, RequestsAKeyFrameAfterDroppingATooLongGroup) {
     constexpr int kHeavy = 1 << 20;
     TestSource& source = service.source();
     SteadyTime stamp = stream.now();
@@ -80,7 +80,7 @@ TEST_F(EventServiceTest, AGroupThatIsTooLongToBeKeptIsFollowedByAKeyFrameThatIsA
     EXPECT_EQ(source.keyFrameRequests().back(), stamp - milliseconds(40));
 }
 
-TEST_F(EventServiceTest, ATimeToComeIsAwaited) {
+TEST_F(EventServiceTest, WaitsForATimeInTheFuture) {
     stream.run(1'000);
     ASSERT_TRUE(service.trigger("0s", "1s", stream.at(3'010), "file:///a.mp4"));
     stream.run(3'000);
@@ -104,7 +104,7 @@ TEST_F(EventServiceTest, ClipsOverlapAndEachIsComplete) {
     EXPECT_TRUE(clips[2].packets == clipFrom(11'000, 16'000));
 }
 
-TEST_F(EventServiceTest, WhatIsNotKeptIsToldAndTheRestRecorded) {
+TEST_F(EventServiceTest, RecordsWhatIsBufferedAndReportsTheRest) {
     stream.run(5'000);
     const ErrorLines lines;
     ASSERT_TRUE(service.trigger("2147483647s", "0s", stream.at(5'000), "file:///a.mp4"));
@@ -114,7 +114,7 @@ TEST_F(EventServiceTest, WhatIsNotKeptIsToldAndTheRestRecorded) {
     EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr("clip file:///a.mp4 begins 2147483")));
 }
 
-TEST_F(EventServiceTest, WhatIsKeptFollowsTheLongestTimeAskedFor) {
+TEST_F(EventServiceTest, BuffersTheLongestTimeRequestedSoFar) {
     stream.run(40'000);
     {
         const ErrorLines lines;
@@ -135,7 +135,7 @@ TEST_F(EventServiceTest, WhatIsKeptFollowsTheLongestTimeAskedFor) {
     EXPECT_THAT(lines.messages(), IsEmpty());
 }
 
-TEST_F(EventServiceTest, OfATimeThatIsGoneThereIsNoClip) {
+TEST_F(EventServiceTest, MakesNoClipOfATimeNoLongerBuffered) {
     stream.run(50'000);
     const ErrorLines lines;
     ASSERT_TRUE(service.trigger("1s", "1s", stream.at(5'000), "file:///a.mp4"));
@@ -159,7 +159,7 @@ TEST_F(EventServiceTest, OpenClipsEndWithTheStream) {
     EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr("no clip file:///never.mp4: no picture received")));
 }
 
-TEST_F(EventServiceTest, ItStartsAgainWithNothingKept) {
+TEST_F(EventServiceTest, RestartsWithAnEmptyBuffer) {
     stream.run(5'000);
     ASSERT_TRUE(service.app().stop());
     ASSERT_TRUE(service.app().play());
@@ -185,7 +185,7 @@ TEST_F(EventServiceTest, AClipOfALostCameraEnds) {
     EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr("no clip file:///never.mp4: no picture received")));
 }
 
-TEST_F(EventServiceTest, AClipReachesNotBackBeyondTheCamerasAbsence) {
+TEST_F(EventServiceTest, AClipDoesNotReachBackBeyondACameraOutage) {
     stream.run(5'000);
     stream.pause(10'000);
     stream.run(2'000);
@@ -219,7 +219,7 @@ TEST_F(EventServiceTest, AClipThatFailsDisturbsNoOther) {
                                         failure("file:///fails.mp4", "it cannot be written")));
 }
 
-TEST_F(EventServiceTest, ASlowDiskHoldsUpNobodyAndCostsWholeGroups) {
+TEST_F(EventServiceTest, ASlowDiskBlocksNothingAndDropsWholeGroups) {
     stream.run(5'000);
     service.clips().setOpen(false);
     ASSERT_TRUE(service.trigger("1s", "100s", stream.at(5'000), "file:///a.mp4"));
@@ -247,7 +247,7 @@ std::pair<int, int> countOf(const std::vector<SharedPacket>& packets) {
 }
 
 /** The ring drops whole groups, so a clip may end in the middle of a dropped one. */
-TEST_F(EventServiceTest, WhatAClipHoldsAndWhatIsToldAsLostIsAllOfItsTime) {
+TEST_F(EventServiceTest, PacketsHeldAndReportedLostAddUp) {
     stream.run(5'000);
     for (const char* const post : {"10000ms", "29020ms", "29960ms", "40s"})
         ASSERT_TRUE(service.trigger("1s", post, stream.at(5'000), std::string("file:///") + post + ".mp4"));
@@ -274,7 +274,7 @@ TEST_F(EventServiceTest, WhatAClipHoldsAndWhatIsToldAsLostIsAllOfItsTime) {
     EXPECT_EQ(kept, due);
 }
 
-TEST_F(EventServiceTest, NoMoreClipsThanItCanHold) {
+TEST_F(EventServiceTest, RefusesClipsBeyondItsLimit) {
     stream.run(2'000);
     for (int i = 0; i < 64; ++i)
         ASSERT_TRUE(service.trigger("1s", "10s", stream.at(2'000), "file:///a" + std::to_string(i) + ".mp4"));
@@ -332,7 +332,7 @@ TEST_F(EventServiceTest, AServiceThatDoesNotPlayRefuses) {
               failure("file:///a.mp4", "the service is not playing"));
 }
 
-TEST(EventDescriptionTest, TheServiceMakesItsSharedMemory) {
+TEST(EventDescriptionTest, TheServiceCreatesItsSharedMemory) {
     Service service;
     EXPECT_EQ(service.app().child<ObjectImpl>("shm").className(), "VornisaSharedMemory");
     EXPECT_EQ(*service.app().child<ObjectImpl>("shm").text("free"), "true");

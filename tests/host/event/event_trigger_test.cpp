@@ -17,7 +17,7 @@ std::string nowText() {
     return std::to_string(Clock::now().time_since_epoch() / milliseconds(1)) + "ms";
 }
 
-TEST(EventTriggerTest, ItsClipIsMadeOfThePastThatComesFirst) {
+TEST(EventTriggerTest, ItsClipBeginsInTheBufferedPast) {
     // The event time precedes the first packet received, which is an old one.
     Described app(oneShot("pre=3s,post=2s,tp=" + nowText() + ","));
     ASSERT_TRUE(app);
@@ -39,7 +39,7 @@ TEST(EventTriggerTest, ItsClipIsMadeOfThePastThatComesFirst) {
     EXPECT_LE(clip.packets.back()->stamp - clip.packets.front()->stamp, milliseconds(6'000));
 }
 
-TEST(EventTriggerTest, StoppedAtOnceItKeepsWhatHasCome) {
+TEST(EventTriggerTest, StoppedAtOnceItKeepsThePacketsReceived) {
     Described app(oneShot("pre=3s,post=7s,tp=" + nowText() + ","));
     ASSERT_TRUE(app);
     ASSERT_TRUE(app.play());
@@ -52,7 +52,7 @@ TEST(EventTriggerTest, StoppedAtOnceItKeepsWhatHasCome) {
     EXPECT_EQ(clips.front().packets.back(), stream.given().back());
 }
 
-TEST(EventTriggerTest, StoppedBeforeAnythingCameItMakesNothingAndSaysThatItHasEnded) {
+TEST(EventTriggerTest, StoppedBeforeTheFirstPacketItReportsAFailedClip) {
     Described app(oneShot("tp=" + nowText() + ","));
     ASSERT_TRUE(app);
     const ErrorLines lines;
@@ -78,7 +78,7 @@ void PrintTo(const Failure& failure, std::ostream* out) {
 
 class EventFailureTest : public testing::TestWithParam<Failure> {};
 
-TEST_P(EventFailureTest, IsToldOnceByTheMessageThatIsWaitedFor) {
+TEST_P(EventFailureTest, IsReportedOnceByTheMessageThatCallersAwait) {
     Described app(oneShot("pre=1s,post=1s,tp=" + nowText() + ","));
     ASSERT_TRUE(app);
     GetParam().arrange(app.child<TestClips>("clips"));
@@ -99,7 +99,7 @@ constexpr Failure kFailures[] = {
 INSTANTIATE_TEST_SUITE_P(Clips, EventFailureTest, testing::ValuesIn(kFailures),
                          [](const auto& param) { return std::string(param.param.name); });
 
-TEST(EventTriggerTest, ItsTimesAreReadAndWrongOnesRefused) {
+TEST(EventTriggerTest, ItReadsItsTimesAndRefusesWrongOnes) {
     Described app(oneShot("pre=3s,post=2m,tp=5ms,"));
     ASSERT_TRUE(app);
     EXPECT_EQ(*app.child<ObjectImpl>("evt").text("pre"), "3000ms");

@@ -32,7 +32,7 @@ TEST(PacketRingTest, KeepsItsLengthByWholeGroups) {
     EXPECT_EQ(kept(ring), (std::vector<int>{600, 700, 800, 900, 1000, 1100}));
 }
 
-TEST(PacketRingTest, KeepsWhatALongerTimeNeedsFromThenOn) {
+TEST(PacketRingTest, KeepsMoreOnceItIsLengthened) {
     PacketRing ring(milliseconds(200), 1000);
     for (int ms = 0; ms < 500; ms += 100) ring.push(videoPacket(at(ms), true));
     EXPECT_EQ(kept(ring).front(), 200);
@@ -60,7 +60,7 @@ TEST(PacketRingTest, NeverKeepsMoreThanItsBytes) {
     EXPECT_EQ(kept(ring), (std::vector<int>{1300}));
 }
 
-TEST(PacketRingTest, GivesWhatItDropsInItsOrder) {
+TEST(PacketRingTest, ReturnsDroppedPacketsInOrder) {
     PacketRing ring(milliseconds(300), 1000);
     std::vector<SharedPacket> pushed, dropped;
     for (int ms = 0; ms < 1000; ms += 100) {
@@ -83,7 +83,7 @@ TEST(PacketRingTest, BeginsWithAKeyFrame) {
     EXPECT_EQ(kept(ring), (std::vector<int>{100}));
 }
 
-TEST(PacketRingTest, SoundAloneHasAGroupInEachPacket) {
+TEST(PacketRingTest, EachPacketOfSoundAloneIsAGroup) {
     PacketRing ring(milliseconds(100), 1000);
     for (int ms = 0; ms < 300; ms += 20) ring.push(audioPacket(at(ms)));
     EXPECT_EQ(kept(ring).front(), 180);
@@ -118,7 +118,7 @@ TEST(PacketRingTest, FindsTheLastKeyFrameAtOrBeforeATime) {
     EXPECT_FALSE(ring.hasReached(at(901)));
 }
 
-TEST(PacketRingTest, NumbersGoOnWhateverIsDropped) {
+TEST(PacketRingTest, NumbersContinueAcrossDrops) {
     PacketRing ring(milliseconds(200), 1000);
     for (int ms = 0; ms < 1000; ms += 100) {
         ring.push(videoPacket(at(ms), true));

@@ -19,7 +19,7 @@ TEST(TimeSpanTest, ReadsAWholeNumberAndItsUnit) {
     }
 }
 
-TEST(TimeSpanTest, RefusesWhatIsNoneAndSaysWhy) {
+TEST(TimeSpanTest, RefusesOtherTextsWithAReason) {
     const auto refusal = [](const char* text) {
         milliseconds span(77);
         std::string reason;

@@ -65,7 +65,7 @@ class ClockTest : public PublicRecording {
     std::vector<Segment> segments_;
 };
 
-TEST_F(ClockTest, FilesAreCalledByTheNewTimeAndNothingIsLost) {
+TEST_F(ClockTest, FilesAreNamedByTheNewTimeAndNothingIsLost) {
     // The recording includes what was already captured when it began: less than two pictures and a block of
     // audio.
     const std::time_t before = system_clock::to_time_t(system_clock::now() - milliseconds(100));
@@ -102,7 +102,7 @@ TEST_F(ClockTest, FilesAreCalledByTheNewTimeAndNothingIsLost) {
                                                     testing::EndsWith("-1"))));
 }
 
-TEST_F(ClockTest, FilesWithoutATimeInTheirNameGoOnBeingNumbered) {
+TEST_F(ClockTest, FilesWithoutATimeInTheirNameKeepTheirNumbering) {
     ASSERT_EQ(record(1), VNRES_SUCCEED);
     ASSERT_TRUE(waitForMessage("recordStart"));
     set(hours(5));

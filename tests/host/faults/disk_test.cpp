@@ -104,7 +104,7 @@ class DiskTest : public PublicRecording {
     FaultyLayer disk_;
 };
 
-TEST_F(DiskTest, AStalledDiskCostsALiveStreamNothingAndTheRecordingNeither) {
+TEST_F(DiskTest, AStalledDiskLosesNoPictures) {
     constexpr int kSecondsOfFile = 2;
     ASSERT_EQ(record(kSecondsOfFile), VNRES_SUCCEED);
     ASSERT_TRUE(waitForMessage("recordStart"));
@@ -137,24 +137,24 @@ TEST_F(DiskTest, AStalledDiskCostsALiveStreamNothingAndTheRecordingNeither) {
 }
 
 /** Ends the stall of a disk on leaving the test, even after a fatal failure. */
-class GoesOn {
+class StallEnd {
   public:
-    explicit GoesOn(FaultyLayer& disk) : disk_(disk) {}
-    ~GoesOn() { disk_.stall(false); }
-    GoesOn(const GoesOn&) = delete;
-    GoesOn& operator=(const GoesOn&) = delete;
+    explicit StallEnd(FaultyLayer& disk) : disk_(disk) {}
+    ~StallEnd() { disk_.stall(false); }
+    StallEnd(const StallEnd&) = delete;
+    StallEnd& operator=(const StallEnd&) = delete;
 
   private:
     FaultyLayer& disk_;
 };
 
-TEST_F(DiskTest, AStopWaitsForADiskThatHangsAndHoldsUpNobodyElse) {
+TEST_F(DiskTest, AStopWaitsForAHungDiskAndBlocksNothingElse) {
     ASSERT_EQ(record(60), VNRES_SUCCEED);
     ASSERT_TRUE(waitForMessage("recordStart"));
     ASSERT_TRUE(waitUntil([&] { return plays(folder() / "rec.mp4.part"); }));
     disk_.stall(true);
     auto stopping = std::async(std::launch::async, [this] { return stop(); });
-    const GoesOn goesOn(disk_);
+    const StallEnd stallEnd(disk_);
     ASSERT_TRUE(waitUntil([&] { return disk_.isWaitedFor(); }));
     // Each of these would block for ever if it waited for the stop.
     EXPECT_TRUE(runs());
@@ -180,7 +180,7 @@ TEST_F(DiskTest, AStopWaitsForADiskThatHangsAndHoldsUpNobodyElse) {
     numbersOf(finished().front());
 }
 
-TEST_F(DiskTest, AFullDiskIsToldOfAndLeavesWhatWasFinished) {
+TEST_F(DiskTest, AFullDiskIsReportedAndKeepsFinishedFiles) {
     ErrorLines lines;
     ASSERT_EQ(record(1), VNRES_SUCCEED);
     ASSERT_TRUE(waitForMessage("recordStop"));
@@ -202,7 +202,7 @@ TEST_F(DiskTest, AFullDiskIsToldOfAndLeavesWhatWasFinished) {
     expectExactLosses();
 }
 
-TEST_F(DiskTest, WhatWasClosedBeforeTheDiskWasFullIsToldOf) {
+TEST_F(DiskTest, FilesClosedBeforeTheDiskWasFullAreReported) {
     ASSERT_EQ(record(60), VNRES_SUCCEED);
     ASSERT_TRUE(waitForMessage("recordStart"));
     ASSERT_TRUE(waitUntil([&] { return plays(folder() / "rec.mp4.part"); }));
@@ -214,7 +214,7 @@ TEST_F(DiskTest, WhatWasClosedBeforeTheDiskWasFullIsToldOf) {
     numbersOf(finished().front());
 }
 
-TEST_F(DiskTest, AReadOnlyFolderIsToldOf) {
+TEST_F(DiskTest, AReadOnlyFolderIsReported) {
     disk_.failCreations(EROFS);
     ErrorLines lines;
     ASSERT_EQ(record(1), VNRES_SUCCEED);
@@ -230,7 +230,7 @@ TEST_F(DiskTest, AReadOnlyFolderIsToldOf) {
     expectToRecordAgain();
 }
 
-TEST_F(DiskTest, AFolderThatIsRemovedIsToldOf) {
+TEST_F(DiskTest, ARemovedFolderIsReported) {
     ASSERT_EQ(record(60), VNRES_SUCCEED);
     ASSERT_TRUE(waitForMessage("recordStart"));
     fs::remove_all(folder());
@@ -243,7 +243,7 @@ TEST_F(DiskTest, AFolderThatIsRemovedIsToldOf) {
     numbersOf(finished().front());
 }
 
-TEST_F(DiskTest, AFolderThatIsNotThereIsToldOf) {
+TEST_F(DiskTest, AMissingFolderIsReported) {
     fs::remove_all(folder());
     ErrorLines lines;
     ASSERT_EQ(record(1), VNRES_SUCCEED);
@@ -257,7 +257,7 @@ TEST_F(DiskTest, AFolderThatIsNotThereIsToldOf) {
 }
 
 /** Also if the encoder makes key frames only on request. */
-TEST_F(DiskTest, ARecordingGoesOnByItselfWithinTwoSecondsOfThereBeingSpace) {
+TEST_F(DiskTest, ARecordingResumesWithinTwoSecondsOnceThereIsSpace) {
     ASSERT_EQ(record(1, "rec.mp4", "bitrate=500000,gop=0"), VNRES_SUCCEED);
     ASSERT_TRUE(waitForMessage("recordStop"));
     LivePictures live;

@@ -14,7 +14,7 @@ void FaultyLayer::stall(bool stalls) {
         const std::lock_guard lock(mutex_);
         stalls_ = stalls;
     }
-    goesOn_.notify_all();
+    resumed_.notify_all();
 }
 
 bool FaultyLayer::isWaitedFor() {
@@ -37,7 +37,7 @@ bool FaultyLayer::pass(Step step, const std::string& path, std::string& reason) 
     // Closing a file writes nothing.
     if (step == Step::close) return true;
     ++waiting_;
-    goesOn_.wait(lock, [this] { return !stalls_; });
+    resumed_.wait(lock, [this] { return !stalls_; });
     --waiting_;
     const int error = step == Step::write ? writeError_ : step == Step::create ? creationError_ : 0;
     if (error == 0) return true;

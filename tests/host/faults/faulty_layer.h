@@ -29,7 +29,7 @@ class FaultyLayer final : public WatchedDisk {
     bool pass(Step step, const std::string& path, std::string& reason) override;
 
     std::mutex mutex_;
-    std::condition_variable goesOn_;
+    std::condition_variable resumed_;
     bool stalls_ = false;
     int waiting_ = 0;
     int writeError_ = 0;

@@ -53,7 +53,7 @@ class MicrophoneTest : public PublicRecording {
     }
 
     /** Waits for a segment with complete audio, ends the recording and checks all of it. */
-    void expectToBeInStepAgain() {
+    void expectToBeInSyncAgain() {
         ASSERT_NO_FATAL_FAILURE(
             waitForSegment([](const Segment& segment) { return segment.isHeardThroughout(); }));
         EXPECT_GE(expectInStep(segments_.back()), 1);
@@ -80,27 +80,27 @@ class MicrophoneTest : public PublicRecording {
     std::vector<Segment> segments_;
 };
 
-TEST_F(MicrophoneTest, OneThatIsLostIsToldOfAndIsInStepAgainWhenItIsBack) {
+TEST_F(MicrophoneTest, ALostOneIsReportedAndInSyncOnceItIsBack) {
     const ErrorLines lines;
     ASSERT_NO_FATAL_FAILURE(recordWith("lost"));
     setFault(true);
     ASSERT_TRUE(waitForMessage("deviceLost"));
     ASSERT_TRUE(waitUntil([&] { return lines.raw().find("not connected") != std::string::npos; }));
     setFault(false);
-    expectToBeInStepAgain();
+    expectToBeInSyncAgain();
     // The microphone was reopened after one second, and again after two more.
     EXPECT_GT(silence(), 2.5);
     EXPECT_THAT(messages("deviceLost"),
                 testing::ElementsAre(testing::HasSubstr("device={test:lost=" + sign().string() + "}")));
 }
 
-TEST_F(MicrophoneTest, OneThatStallsIsInStepAgainWhenItGoesOn) {
+TEST_F(MicrophoneTest, AStalledOneIsInSyncOnceItResumes) {
     ASSERT_NO_FATAL_FAILURE(recordWith("stalled"));
     setFault(true);
     ASSERT_NO_FATAL_FAILURE(
         waitForSegment([](const Segment& segment) { return segment.file.audio().packets.empty(); }));
     setFault(false);
-    expectToBeInStepAgain();
+    expectToBeInSyncAgain();
     EXPECT_TRUE(messages("deviceLost").empty());
 }
 

@@ -82,7 +82,7 @@ class HeavyPictures {
     std::vector<SharedPacket> group_;
 };
 
-TEST_F(StreamTest, WhatADiskThatStallsForTooLongCostsIsWholeGroupsAndIsTold) {
+TEST_F(StreamTest, ALongStallOfTheDiskDropsWholeGroupsAndIsReported) {
     constexpr int kFlood = 110 * SampleStream::group;
     constexpr int kAfter = 3 * SampleStream::group;
     const HeavyPictures pictures(40'000);

@@ -131,7 +131,7 @@ class CaptureSessionTest : public testing::Test {
     const ErrorLines lines_;
 };
 
-TEST_F(CaptureSessionTest, TheFirstConsumerHasTheBeginningAndTheLastCloses) {
+TEST_F(CaptureSessionTest, TheFirstConsumerGetsTheFirstBlockAndTheLastCloses) {
     {
         const auto first = Share::open(device_, "a");
         ASSERT_TRUE(first);
@@ -163,7 +163,7 @@ TEST_F(CaptureSessionTest, AnotherDeviceIsOpenedOnceNobodyUsesTheFirst) {
     EXPECT_EQ(third->device(), "b");
 }
 
-TEST_F(CaptureSessionTest, ARefusalIsToldOnceAndTheNextAttemptWorks) {
+TEST_F(CaptureSessionTest, ARefusalIsLoggedOnceAndTheNextAttemptWorks) {
     behaviour_.set(&Behaviour::opens, false);
     EXPECT_FALSE(Share::open(device_, "a"));
     EXPECT_THAT(lines_.messages(), ElementsAre("device a: is refused"));
@@ -171,7 +171,7 @@ TEST_F(CaptureSessionTest, ARefusalIsToldOnceAndTheNextAttemptWorks) {
     EXPECT_TRUE(Share::open(device_, "a"));
 }
 
-TEST_F(CaptureSessionTest, OneThatDoesNotAnswerIsLeftBehindAndTheNextIsOpened) {
+TEST_F(CaptureSessionTest, AHangingDeviceIsAbandonedAndTheNextOpened) {
     behaviour_.set(&Behaviour::answers, false);
     EXPECT_FALSE(Share::open(device_, "a"));
     EXPECT_THAT(lines_.messages(), ElementsAre("a: no answer"));
@@ -179,7 +179,7 @@ TEST_F(CaptureSessionTest, OneThatDoesNotAnswerIsLeftBehindAndTheNextIsOpened) {
     EXPECT_TRUE(Share::open(device_, "b"));
 }
 
-TEST_F(CaptureSessionTest, OneThatFailsEndsItsConsumersOnceWhatTheyHaveIsTaken) {
+TEST_F(CaptureSessionTest, AFailedDeviceEndsItsConsumersOnceTheirQueuesAreDrained) {
     std::atomic<int> ends{0};
     const auto share = Share::open(device_, "a", [&](const std::string& device) {
         EXPECT_EQ(device, "a");
@@ -200,7 +200,7 @@ TEST_F(CaptureSessionTest, OneThatFailsEndsItsConsumersOnceWhatTheyHaveIsTaken) 
     EXPECT_TRUE(Share::open(device_, "a"));
 }
 
-TEST_F(CaptureSessionTest, OneThatGivesNothingIsLost) {
+TEST_F(CaptureSessionTest, ADeviceThatDeliversNothingIsLost) {
     const auto share = Share::open(device_, "a");
     ASSERT_TRUE(share);
     behaviour_.set(&Behaviour::gives, false);

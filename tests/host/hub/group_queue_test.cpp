@@ -9,7 +9,7 @@ namespace {
 
 using Queue = GroupQueue<int>;
 
-TEST(GroupQueue, HandsOnInOrderAndIsEmptyThen) {
+TEST(GroupQueue, DeliversInOrderUntilEmpty) {
     Queue queue({8, 100});
     queue.open();
     for (int i = 0; i < 4; ++i) EXPECT_EQ(queue.push(i, i == 0, 1).dropped.size(), 0U);
@@ -45,7 +45,7 @@ TEST(GroupQueue, DropsTheRestOfAGroupThatIsBeingRead) {
     EXPECT_EQ(item, 3);
 }
 
-TEST(GroupQueue, KeepsNothingThatLacksItsKey) {
+TEST(GroupQueue, KeepsNoItemWithoutItsKey) {
     Queue queue({3, 100});
     queue.open();
     EXPECT_TRUE(queue.push(0, false, 1).awaitsKey);
@@ -73,7 +73,7 @@ TEST(GroupQueue, IsBoundedInBytesToo) {
     EXPECT_EQ(item, 2);
 }
 
-TEST(GroupQueue, ClosingWakesTheReaderAndDropsWhatWaits) {
+TEST(GroupQueue, ClosingWakesTheReaderAndDropsQueuedItems) {
     Queue queue({4, 100});
     queue.open();
     std::thread reader([&] {
@@ -89,7 +89,7 @@ TEST(GroupQueue, ClosingWakesTheReaderAndDropsWhatWaits) {
     EXPECT_FALSE(queue.pull(item, false));
 }
 
-TEST(GroupQueue, FinishingLeavesWhatWaitsToTheReader) {
+TEST(GroupQueue, FinishingLeavesQueuedItemsToTheReader) {
     Queue queue({4, 100});
     queue.open();
     queue.push(1, true, 1);

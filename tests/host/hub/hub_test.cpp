@@ -81,7 +81,7 @@ TEST(Hub, EachConsumerGetsEveryItem) {
     EXPECT_THAT(other.taken(), ElementsAre(2, 3));
 }
 
-TEST(Hub, WhoComesLateGetsTheNewestWhereItIsKept) {
+TEST(Hub, ALateConsumerGetsTheNewestItemIfKept) {
     Hub<std::shared_ptr<const Number>, NewestOnly<std::shared_ptr<const Number>>> hub;
     struct Late final : Subscription<std::shared_ptr<const Number>> {
         Late() : Subscription({10, 10}) {}
@@ -100,7 +100,7 @@ std::size_t weightOf(const std::shared_ptr<const Number>&) {
     return 1;
 }
 
-TEST(Hub, TellsOfLossesAndThatAKeyIsLacking) {
+TEST(Hub, ReportsLossesAndAMissingKey) {
     Hub<Number> hub;
     Consumer consumer(3);
     ASSERT_TRUE(hub.subscribe(consumer));
@@ -115,7 +115,7 @@ TEST(Hub, TellsOfLossesAndThatAKeyIsLacking) {
     EXPECT_THAT(consumer.taken(), ElementsAre(5));
 }
 
-TEST(Hub, TellsOfTheEndOnceAndTakesNobodyThen) {
+TEST(Hub, ReportsTheEndOnceAndRefusesLaterConsumers) {
     Hub<Number> hub;
     Consumer consumer;
     ASSERT_TRUE(hub.subscribe(consumer));
@@ -151,7 +151,7 @@ TEST(Hub, HoldsNoLockWhileAConsumerWorks) {
     EXPECT_THAT(worker.worked, ElementsAre(1));
 }
 
-TEST(Hub, UnsubscribingWaitsForACallThatIsUnderWay) {
+TEST(Hub, UnsubscribingWaitsForACallInProgress) {
     Hub<Number> hub;
     Worker worker;
     std::atomic<bool> isWorking{false};
@@ -178,7 +178,7 @@ TEST(Hub, UnsubscribingWaitsForACallThatIsUnderWay) {
     publisher.join();
 }
 
-TEST(Hub, WorkIsDoneOnceAndInOrderWhoeverDoesIt) {
+TEST(Hub, WorkIsDoneOnceAndInOrderByAnyThread) {
     constexpr int kCount = 20'000;
     Hub<Number> hub;
     class Counter final : public Subscription<Number> {
@@ -276,7 +276,7 @@ Clock::duration delayBeside(milliseconds work) {
     return *place;
 }
 
-TEST(Hub, OneThatTakesHalfASecondForEachItemDelaysNoOther) {
+TEST(Hub, ASlowConsumerDelaysNoOther) {
     // Other load on the machine may disturb a round.
     const auto isUndelayed = [] {
         const Clock::duration alone = delayBeside(milliseconds(0));

@@ -21,14 +21,14 @@ class CommandTest : public ImageTest {
     }
 };
 
-TEST_F(CommandTest, AreKnownBeforeAnythingFilms) {
+TEST_F(CommandTest, AreRegisteredBeforeTheCameraRuns) {
     EXPECT_EQ(VNTurnVideo(3), VNRES_SUCCEED);
     EXPECT_EQ(VNAeFlick(1), VNRES_SUCCEED);
     EXPECT_EQ(VNAeFlick(0), VNRES_SUCCEED);
     EXPECT_EQ(reply("cmd=hflipUpdate,hflip=false"), "false");
 }
 
-TEST_F(CommandTest, ThatAreWrongAreRefusedWithALine) {
+TEST_F(CommandTest, AreRefusedWithALineIfWrong) {
     const ErrorLines lines;
     const auto refusal = [&](const std::string& text, const std::string& line) {
         EXPECT_EQ(reply(text), "true") << text;
@@ -42,7 +42,7 @@ TEST_F(CommandTest, ThatAreWrongAreRefusedWithALine) {
     refusal("cmd=aeflick,aeflick=50", "aeflick=50 is neither true nor false");
 }
 
-TEST_F(CommandTest, FailWhereTheSegmentCannotBeHad) {
+TEST_F(CommandTest, FailWithoutASegment) {
     // Not even root can use a path that is not a file.
     const ErrorLines lines;
     setenv("KEP_HOST_SHM", "no/such/", 1);

@@ -50,7 +50,7 @@ TEST_F(FlickerTest, TakesTheFrequencyThatTheDeviceOffers) {
     EXPECT_EQ(device_.set, (Values{2, 0, 1}));
 }
 
-TEST_F(FlickerTest, ThatIsRefusedIsToldOnce) {
+TEST_F(FlickerTest, IsReportedOnceIfRefused) {
     const ErrorLines lines;
     device_.refuses = true;
     EXPECT_EQ(VNAeFlick(1), VNRES_SUCCEED);
@@ -59,7 +59,7 @@ TEST_F(FlickerTest, ThatIsRefusedIsToldOnce) {
         << lines.raw();
 }
 
-TEST_F(FlickerTest, IsKeptWhereThereIsNoControl) {
+TEST_F(FlickerTest, IsKeptWithoutAControl) {
     const ErrorLines lines;
     device_.isDisabled = true;
     EXPECT_EQ(VNAeFlick(1), VNRES_SUCCEED);

@@ -91,7 +91,7 @@ TEST_F(StageTest, AZoneIsInTheNextPictureAndNothingElseIsPainted) {
     EXPECT_EQ(wrong(plain()), "");
 }
 
-TEST_F(StageTest, AZoneIsThereFromTheFirstPictureOn) {
+TEST_F(StageTest, AZoneIsInTheFirstPicture) {
     ASSERT_TRUE(source_->ChangeDown(State::null));
     setRed(0);
     const auto another = newYuv(kWidth, kHeight, 30);
@@ -99,7 +99,7 @@ TEST_F(StageTest, AZoneIsThereFromTheFirstPictureOn) {
     EXPECT_EQ(difference(next(*another), withRed(plain())), "");
 }
 
-TEST_F(StageTest, APictureThatSomebodyHoldsStaysAsItIs) {
+TEST_F(StageTest, APictureInUseIsNotChanged) {
     Frame held;
     ASSERT_TRUE(source_->PullFrame(held, true));
     setRed(0);
@@ -134,7 +134,7 @@ TEST_F(StageTest, ZonesLieOnThePictureAsItIsSeen) {
     EXPECT_EQ(wrong(withRed(flipped(true, true))), "");
 }
 
-TEST_F(StageTest, ASegmentThatIsTooShortIsToldOnceAndNothingIsPainted) {
+TEST_F(StageTest, ASegmentThatIsTooShortIsReportedOnceAndNotPainted) {
     const ErrorLines lines;
     make("vornisa_shm_rects", 100);
     for (int i = 0; i < 5; ++i) ASSERT_EQ(wrong(plain()), "");
@@ -153,7 +153,7 @@ TEST_F(StageTest, ASegmentThatIsRemovedTakesItsZonesAlong) {
     EXPECT_EQ(wrong(withRed(plain())), "");
 }
 
-TEST_F(StageTest, WhateverIsWrittenWhileItFilmsHarmsNothing) {
+TEST_F(StageTest, RandomBytesInTheSegmentAreHarmless) {
     make("vornisa_shm_rects", sizeof(shm::shm_rects_t));
     make("vornisa_shm_image", 4);
     make("vornisa_shm_stamp", sizeof(StampTable));

@@ -105,7 +105,7 @@ TEST_F(StampObjectTest, AStampIsSetAsTheFunctionsSay) {
     EXPECT_STREQ(set.pattern, "one, {two} + %H");
 }
 
-TEST_F(StampObjectTest, WhatAnotherProcessWritesIsShown) {
+TEST_F(StampObjectTest, AStampWrittenByAnotherProcessIsShown) {
     film();
     make("vornisa_shm_stamp", sizeof(StampTable));
     setBlock(stamp_);
@@ -125,7 +125,7 @@ TEST_F(StampObjectTest, WhatAnotherProcessWritesIsShown) {
     EXPECT_EQ(lumaAt(picture(), 250, 150), 235);
 }
 
-TEST_F(StampObjectTest, ASegmentThatIsTooShortIsToldOnce) {
+TEST_F(StampObjectTest, ASegmentThatIsTooShortIsReportedOnce) {
     const ErrorLines lines;
     make("vornisa_shm_stamp", 100);
     film();
@@ -133,7 +133,7 @@ TEST_F(StampObjectTest, ASegmentThatIsTooShortIsToldOnce) {
     EXPECT_EQ(lines.count("shared memory vornisa_shm_stamp: too short: 100 bytes, 21056 needed"), 1);
 }
 
-TEST_F(StampObjectTest, SizesThatAreNoneAreRefused) {
+TEST_F(StampObjectTest, InvalidSizesAreRefused) {
     const ErrorLines lines;
     EXPECT_EQ(VNStampInit0(stamp_, -16, 32, ""), VNRES_FAIL);
     EXPECT_EQ(lines.count("StampParam: init0: w=-16 is not from 1 to 540"), 1) << lines.raw();
@@ -142,7 +142,7 @@ TEST_F(StampObjectTest, SizesThatAreNoneAreRefused) {
     EXPECT_EQ(VNStampInit0(stamp_, 0, 32, ""), VNRES_INVALID_ARG);
 }
 
-TEST_F(StampObjectTest, AnUnknownFontIsToldToTheOneWhoSetsIt) {
+TEST_F(StampObjectTest, AnUnknownFontIsReportedToItsCaller) {
     const ErrorLines lines;
     EXPECT_EQ(VNStampInit0(stamp_, 16, 32, "No Such Family"), VNRES_SUCCEED);
     EXPECT_EQ(lines.count("font No Such Family: using DejaVu Sans Mono instead: not installed"), 1)

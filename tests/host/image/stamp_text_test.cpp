@@ -49,7 +49,7 @@ TEST_F(StampText, HasMilliseconds) {
     EXPECT_EQ(stampLines("%s %3N", system_clock::time_point(milliseconds(-1)))[0], U"-1 999");
 }
 
-TEST_F(StampText, LeavesWhatIsNoField) {
+TEST_F(StampText, LeavesUnknownFields) {
     for (const char* const pattern :
          {"%", "100 %", "%Q", "%E", "%_", "%-E", "%12d", "%3", "%6N", "%N", "%\xff", "% d"})
         EXPECT_EQ(lines(pattern)[0].size(), std::string(pattern).size()) << pattern;

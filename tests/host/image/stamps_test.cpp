@@ -178,7 +178,7 @@ TEST_F(PaintedStamps, LetThePictureThroughByTheirAlpha) {
     EXPECT_EQ(at(*painted(stamp), 340, 200).y, 235) << "zero alpha, on a background";
 }
 
-TEST_F(PaintedStamps, ShareColoursByHowMuchOfThePairsTheyCover) {
+TEST_F(PaintedStamps, BlendColoursByTheirCoverageOfPairs) {
     const auto picture = painted(stampOf("%d.%m", 300, 150, 0x0000FF));
     const YuvColour blue = inColoursOf(*picture, RgbColour{0, 0, 1});
     int partly = 0;
@@ -194,7 +194,7 @@ TEST_F(PaintedStamps, ShareColoursByHowMuchOfThePairsTheyCover) {
     EXPECT_GT(partly, 10);
 }
 
-TEST_F(PaintedStamps, OfNoSizeHaveTheUsualOne) {
+TEST_F(PaintedStamps, HaveTheDefaultSizeIfUnset) {
     auto stamp = stampOf("Size", 300, 150);
     const std::string usual = bytes(*painted(stamp));
     for (const int side : {0, -1, INT_MIN, 541, INT_MAX}) {
@@ -279,7 +279,7 @@ TEST_F(StampFonts, AreFoundByNameAndByFile) {
     EXPECT_EQ(lines.raw(), "");
 }
 
-TEST_F(StampFonts, ThatAreUnknownGiveWayToTheDefaultFontWithALine) {
+TEST_F(StampFonts, FallBackToTheDefaultWithALineIfUnknown) {
     expectRefused("No Such Font", "not installed");
     expectRefused(path("missing.ttf"), "No such file or directory");
     expectRefused(path("."), "not a regular file");
@@ -293,7 +293,7 @@ TEST_F(StampFonts, ThatAreUnknownGiveWayToTheDefaultFontWithALine) {
     expectRefused(path("loop"), "Too many levels of symbolic links");
 }
 
-TEST_F(StampFonts, WithAFileThatIsCutOffDoNoHarm) {
+TEST_F(StampFonts, AreHarmlessIfTruncated) {
     std::ifstream whole("/usr/share/fonts/truetype/dejavu/DejaVuSerif.ttf", std::ios::binary);
     std::vector<char> start(100'000);
     whole.read(start.data(), static_cast<std::streamsize>(start.size()));
@@ -305,7 +305,7 @@ TEST_F(StampFonts, WithAFileThatIsCutOffDoNoHarm) {
     }
 }
 
-TEST_F(StampFonts, AreCompletedByOthers) {
+TEST_F(StampFonts, FallBackToOthersPerCharacter) {
     const auto mono = Font::open("DejaVu Sans Mono", 16, 32);
     ASSERT_TRUE(mono);
     // Hebrew alef is in DejaVu Sans only, the private-use character in no font.

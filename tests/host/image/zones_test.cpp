@@ -62,7 +62,7 @@ TEST(ZoneEdges, AreCutOffAtThePicture) {
     EXPECT_EQ(edgesOf(0, 0, 1935, 1095, 1280, 720), (Edges{0, 0, 1280, 720}));
 }
 
-TEST(ZoneEdges, OfNothingAreLeftOut) {
+TEST(ZoneEdges, AreLeftOutIfEmpty) {
     for (const auto& [x, y, w, h] : std::vector<std::array<int, 4>>{{10, 10, 0, 10},
                                                                     {10, 10, 10, 0},
                                                                     {10, 10, -10, 10},
@@ -121,7 +121,7 @@ TEST(ZoneTables, OfAnyBytesStayWithinThePicture) {
     EXPECT_GT(seen, 10'000u);
 }
 
-TEST(ZoneTables, CoverAllThatLiesInThem) {
+TEST(ZoneTables, CoverTheirWholeArea) {
     std::mt19937 random(15);
     const auto below = [&](int limit) { return static_cast<int>(random() % static_cast<unsigned>(limit)); };
     for (int i = 0; i < 20'000; ++i) {
@@ -138,7 +138,7 @@ TEST(ZoneTables, CoverAllThatLiesInThem) {
     }
 }
 
-TEST(PaintedZones, LieOneAboveTheOther) {
+TEST(PaintedZones, AreStackedInOrder) {
     PicturePool pool;
     const FramePtr picture = pool.get(64, 32);
     ASSERT_TRUE(picture);
@@ -199,7 +199,7 @@ TEST(ZoneColours, AreThoseOfTheRangeAndMatrixOfThePicture) {
     }
 }
 
-TEST(ZoneColours, OfAPictureThatDoesNotSayGoByItsHeight) {
+TEST(ZoneColours, DependOnTheHeightIfNotTagged) {
     const FramePtr picture(av_frame_alloc());
     picture->colorspace = AVCOL_SPC_UNSPECIFIED;
     picture->height = 576;

@@ -16,14 +16,14 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-class ProcessEnds : public testing::Test {
+class ProcessExit : public testing::Test {
   protected:
-    ProcessEnds() {
+    ProcessExit() {
         std::string pattern = std::filesystem::temp_directory_path() / "endsXXXXXX";
         folder_ = mkdtemp(pattern.data());
         std::filesystem::create_directory(folder_ / "files");
     }
-    ~ProcessEnds() override { std::filesystem::remove_all(folder_); }
+    ~ProcessExit() override { std::filesystem::remove_all(folder_); }
 
     /** Runs the program; kills it after two minutes. */
     int run(const std::string& how, const std::string& environment = "") const {
@@ -55,7 +55,7 @@ class ProcessEnds : public testing::Test {
     std::filesystem::path folder_;
 };
 
-TEST_F(ProcessEnds, AReturnFromMainFinishesRecordings) {
+TEST_F(ProcessExit, AReturnFromMainFinishesRecordings) {
     EXPECT_EQ(run("return"), 0);
     EXPECT_THAT(files(), ElementsAre("plain.mp4", "protected.mp4"));
     expectPlayable("plain.mp4");
@@ -63,37 +63,37 @@ TEST_F(ProcessEnds, AReturnFromMainFinishesRecordings) {
     EXPECT_EQ(lines(), "") << "no callback during exit";
 }
 
-TEST_F(ProcessEnds, ThoseOfTheFirstFunctionToo) {
+TEST_F(ProcessExit, RecordingsOfTheFirstFunctionAreFinishedToo) {
     EXPECT_EQ(run("first-function"), 0);
     EXPECT_THAT(files(), ElementsAre("a.mp4"));
     expectPlayable("a.mp4");
 }
 
-TEST_F(ProcessEnds, AClipOfTheServiceEndsWithWhatThereIs) {
+TEST_F(ProcessExit, AnOpenClipOfTheServiceIsFinished) {
     EXPECT_EQ(run("clip"), 0);
     EXPECT_THAT(files(), ElementsAre("clip.mp4"));
     expectPlayable("clip.mp4");
 }
 
-TEST_F(ProcessEnds, AClipThatACallWaitsForEndsWithWhatThereIs) {
+TEST_F(ProcessExit, AnOpenClipThatACallWaitsForIsFinished) {
     EXPECT_EQ(run("one-shot"), 0);
     EXPECT_THAT(files(), ElementsAre("clip.mp4"));
     expectPlayable("clip.mp4");
 }
 
-TEST_F(ProcessEnds, AnExitFromWithinACallbackFinishesRecordings) {
+TEST_F(ProcessExit, AnExitFromWithinACallbackFinishesRecordings) {
     EXPECT_EQ(run("exit-in-callback"), 3);
     EXPECT_THAT(files(), ElementsAre("a.mp4"));
     expectPlayable("a.mp4");
 }
 
-TEST_F(ProcessEnds, TheEndOfAForkedProcessLeavesTheRecordingAlone) {
+TEST_F(ProcessExit, TheExitOfAForkedProcessLeavesTheRecordingAlone) {
     EXPECT_EQ(run("fork"), 0);
     EXPECT_THAT(files(), ElementsAre("a.mp4"));
     expectPlayable("a.mp4");
 }
 
-TEST_F(ProcessEnds, ADiskThatHangsDoesNotHoldItUpForEver) {
+TEST_F(ProcessExit, AHungDiskDoesNotBlockTheExitForEver) {
     const std::string sign = folder_ / "hangs";
     EXPECT_EQ(run("hung-disk", "HUNG_DISK=" + sign +
                                    " LD_PRELOAD=" HUNG_DISK_MODULE

@@ -34,7 +34,7 @@ class ReadBeside : public testing::Test {
     int id_ = 0;
 };
 
-TEST_F(ReadBeside, SettingsAndKeyFramesAreTaken) {
+TEST_F(ReadBeside, SettingsAndKeyFrameRequestsSucceed) {
     std::future<int> read = readAll();
     for (int round = 0; round < 50; ++round) {
         int running = 0;

@@ -123,7 +123,7 @@ TEST_F(Recordings, TwoHandlesReachOneRecordingUntilTheLastIsReleased) {
     expectFile("a.mp4", 640);
 }
 
-TEST_F(Recordings, AHandleAcquiredBeforehandHearsOfTheFirstFile) {
+TEST_F(Recordings, AHandleAcquiredBeforehandGetsTheFirstMessage) {
     const int id = acquire();
     record(k360p, "a.mp4");
     EXPECT_TRUE(waitUntil([&] { return count("recordStart", id) == 1; }));
@@ -133,7 +133,7 @@ TEST_F(Recordings, AHandleAcquiredBeforehandHearsOfTheFirstFile) {
     expectFile("a.mp4", 640);
 }
 
-TEST_F(Recordings, AReleasedRecordingGivesWayToTheOneBeforeIt) {
+TEST_F(Recordings, AfterAReleaseAHandleReachesThePreviousRecording) {
     record(k360p, "a.mp4");
     record(k360p, "b.mp4");
     ASSERT_TRUE(waitFor("a.mp4", 50'000));

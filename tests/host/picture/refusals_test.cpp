@@ -42,7 +42,7 @@ TEST_F(RefusalsTest, SizesThatNoPictureHas) {
     EXPECT_THAT(namesIn(path("")), IsEmpty());
 }
 
-TEST_F(RefusalsTest, FilesThatCannotBe) {
+TEST_F(RefusalsTest, FilesThatCannotBeWritten) {
     EXPECT_THAT(refused(path("no/a.jpg")), HasSubstr("picture " + path("no/a.jpg").string() + ": "));
     EXPECT_THAT(refused(path("")), HasSubstr("\" has no file name"));
     EXPECT_THAT(refused(""), HasSubstr("\"file://\" has no file name"));
@@ -87,7 +87,7 @@ class PhotographyRefusalsTest : public RefusalsTest {
     Owned<IPhotography> photography_{IPhotography::CreateNew("vornisa")};
 };
 
-TEST_F(PhotographyRefusalsTest, UrlsOfNoFile) {
+TEST_F(PhotographyRefusalsTest, UrlsThatAreNotOfAFile) {
     ASSERT_TRUE(photography_->ChangeUp(State::play));
     EXPECT_THAT(refusedUrl("http://a/b.jpg"), HasSubstr("\"http://a/b.jpg\" is not a file URL"));
     EXPECT_THAT(refusedUrl("a.jpg"), HasSubstr("\"a.jpg\" is not a file URL"));
@@ -98,7 +98,7 @@ TEST_F(PhotographyRefusalsTest, UrlsOfNoFile) {
     EXPECT_TRUE(snap(good()));
 }
 
-TEST_F(PhotographyRefusalsTest, QualitiesAndSourcesThatAreNot) {
+TEST_F(PhotographyRefusalsTest, InvalidQualitiesAndSources) {
     ASSERT_TRUE(photography_->ChangeUp(State::play));
     for (const int quality : {0, 101, -5}) {
         photography_->SetQuality(quality);
@@ -131,7 +131,7 @@ TEST_F(PhotographyRefusalsTest, AnUnknownDevice) {
                 HasSubstr("IPhotography: no device \"other\", only \"vornisa\""));
 }
 
-TEST_F(PhotographyRefusalsTest, ACameraThatEndsEndsTheTaker) {
+TEST_F(PhotographyRefusalsTest, ALostCameraEndsTheTaker) {
     const std::filesystem::path pipe = path("pipe.h264");
     const std::filesystem::path film = VideoTest::film("film.h264", 30);
     ASSERT_EQ(std::system(("mkfifo '" + pipe.string() + "'").c_str()), 0);
@@ -151,7 +151,7 @@ TEST_F(PhotographyRefusalsTest, ACameraThatEndsEndsTheTaker) {
 
 class DiskFaultsTest : public RefusalsTest, public testing::WithParamInterface<FaultyFiles::Step> {};
 
-TEST_P(DiskFaultsTest, LeaveTheOlderPictureAndNothingElse) {
+TEST_P(DiskFaultsTest, KeepTheOlderPictureAndNothingElse) {
     ASSERT_EQ(VNTakePic(path("a.jpg").c_str(), 640, 360), VNRES_SUCCEED);
     FaultyFiles files(GetParam());
     const std::string shown = refused(path("a.jpg"));
@@ -164,7 +164,7 @@ TEST_P(DiskFaultsTest, LeaveTheOlderPictureAndNothingElse) {
     EXPECT_EQ(probed(path("a.jpg")), "mjpeg,320,180,yuvj420p\n");
 }
 
-TEST_F(RefusalsTest, APictureWhoseNameMayBeTakenBackByAPowerCut) {
+TEST_F(RefusalsTest, APictureWhoseRenameIsNotSynced) {
     ASSERT_EQ(VNTakePic(path("a.jpg").c_str(), 640, 360), VNRES_SUCCEED);
     FaultyFiles files(FaultyFiles::Step::syncFolder);
     EXPECT_THAT(refused(path("a.jpg")), HasSubstr("Input/output error"));

@@ -12,7 +12,7 @@ namespace {
 
 class BesideStreamsTest : public VideoTest {};
 
-TEST_F(BesideStreamsTest, AHundredPicturesTakeNoFrameFromALiveStream) {
+TEST_F(BesideStreamsTest, AHundredPicturesCostALiveStreamNoFrame) {
     const Owned<IH264Source> stream = newH264(640, 360, 30);
     Messages messages(*stream);
     ASSERT_TRUE(stream->ChangeUp(State::play));
@@ -44,7 +44,7 @@ TEST_F(BesideStreamsTest, AHundredPicturesTakeNoFrameFromALiveStream) {
     expectRunningOn(numbersOf(frames), messages);
 }
 
-TEST_F(BesideStreamsTest, TakersOfOneNameNeverSpoilIt) {
+TEST_F(BesideStreamsTest, ConcurrentPicturesOfOneNameStayIntact) {
     std::vector<std::thread> takers;
     std::atomic<int> taken{0};
     for (int taker = 0; taker < 4; ++taker) {

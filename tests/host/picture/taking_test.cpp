@@ -46,7 +46,7 @@ TEST_F(TakingTest, IsAJpegFileOfTheSizeAsked) {
     EXPECT_THAT(namesIn(path("")), ElementsAre("a.jpg"));
 }
 
-TEST_F(TakingTest, SizesThatFillNoWholeBlocksDecodeWhole) {
+TEST_F(TakingTest, SizesThatAreNotMultiplesOfABlockDecode) {
     ASSERT_EQ(take("a.jpg", 1922, 1082), VNRES_SUCCEED);
     EXPECT_EQ(probed(path("a.jpg")), "mjpeg,1922,1082,yuvj420p\n");
     EXPECT_TRUE(numberIn(path("a.jpg")));
@@ -104,7 +104,7 @@ TEST_F(TakingTest, ColoursAreThoseFilmed) {
     }
 }
 
-TEST_F(TakingTest, ColoursOfStandardTelevisionStayToo) {
+TEST_F(TakingTest, ColoursOfStandardDefinitionAreThoseFilmedToo) {
     makeFile(
         "-f lavfi -i color=0xC81E1E:s=640x480,format=rgb24,scale=out_color_matrix=bt601,format=yuv420p"
         " -colorspace smpte170m -c:v libx264 -qp 10 -t 1 film.mp4");
@@ -123,7 +123,7 @@ TEST_F(TakingTest, ATakerHasTheSizeOfTheCamera) {
     EXPECT_EQ(quantTables(path("a.jpg")).at(0), lumaTable(80));
 }
 
-TEST_F(TakingTest, ATakerIsStartedByItsFirstPictureAndGoesOn) {
+TEST_F(TakingTest, ATakerIsStartedByItsFirstPictureAndStaysStarted) {
     const Taker taker(false);
     EXPECT_EQ(taker.isRunning(), 0);
     ASSERT_EQ(VNTakePic2(taker.id(), path("a.jpg").c_str()), VNRES_SUCCEED);
@@ -150,14 +150,14 @@ TEST_F(TakingTest, IsTheNewestPicture) {
     }
 }
 
-TEST_F(TakingTest, TakesThePlaceOfAnOlderPicture) {
+TEST_F(TakingTest, ReplacesAnOlderPicture) {
     ASSERT_EQ(take("a.jpg", 640, 360), VNRES_SUCCEED);
     ASSERT_EQ(take("a.jpg", 320, 180), VNRES_SUCCEED);
     EXPECT_EQ(probed(path("a.jpg")), "mjpeg,320,180,yuvj420p\n");
     EXPECT_THAT(namesIn(path("")), ElementsAre("a.jpg"));
 }
 
-TEST_F(TakingTest, IsOnTheDiskBeforeItHasItsNameAndThenSoIsTheName) {
+TEST_F(TakingTest, IsSyncedBeforeItsRenameAndItsFolderAfter) {
     using Step = FaultyFiles::Step;
     const FaultyFiles files;
     ASSERT_EQ(take("a.jpg", 320, 180), VNRES_SUCCEED);
@@ -165,7 +165,7 @@ TEST_F(TakingTest, IsOnTheDiskBeforeItHasItsNameAndThenSoIsTheName) {
                                            Step::syncFolder));
 }
 
-TEST_F(TakingTest, NamesMayBeAsLongAsTheFileSystemTakesThem) {
+TEST_F(TakingTest, NamesMayBeAsLongAsTheFileSystemAllows) {
     const std::string name = std::string(251, 'x') + ".jpg";
     ASSERT_EQ(take(name, 320, 180), VNRES_SUCCEED);
     EXPECT_TRUE(numberIn(path(name)));
@@ -185,7 +185,7 @@ TEST_F(TakingTest, WithoutWaitingAPictureIsTakenNowAndWrittenLater) {
     EXPECT_TRUE(numberIn(path("a.jpg")));
 }
 
-TEST_F(TakingTest, WhatWasAskedForIsWrittenBeforeTheTakerStops) {
+TEST_F(TakingTest, PendingPicturesAreWrittenBeforeTheTakerStops) {
     const Owned<IPhotography> photography(IPhotography::CreateNew("vornisa"));
     ASSERT_TRUE(photography->ChangeUp(State::play));
     for (int i = 0; i < 8; ++i) {

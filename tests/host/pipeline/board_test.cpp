@@ -28,7 +28,7 @@ class BoardTest : public testing::Test {
     }
 };
 
-TEST_F(BoardTest, ItsPipelinesAreThereAndRunWhileSomebodyListens) {
+TEST_F(BoardTest, ItsPipelinesRunWhileThereAreListeners) {
     for (const auto& [name, codec] :
          {std::pair("plAacSource", AV_CODEC_ID_AAC), std::pair("plPreRecordAac", AV_CODEC_ID_AAC),
           std::pair("plPreRecordH264", AV_CODEC_ID_H264)}) {
@@ -41,7 +41,7 @@ TEST_F(BoardTest, ItsPipelinesAreThereAndRunWhileSomebodyListens) {
     }
 }
 
-TEST_F(BoardTest, SoundAndPictureMeetOnOneClock) {
+TEST_F(BoardTest, SoundAndPicturesShareOneClock) {
     // However busy the machine, one stream waits for the other: the test is about their order.
     Described app(
         "type=application,layout={type=pipeline,serialize={ShmSource:connect={type=pipeline,name="
@@ -64,7 +64,7 @@ TEST_F(BoardTest, SoundAndPictureMeetOnOneClock) {
     EXPECT_GT(sounds, packets.size() / 3);
 }
 
-TEST_F(BoardTest, APastIsThereWhileSomebodyKeepsItRunning) {
+TEST_F(BoardTest, ThePastIsBufferedWhileThereAreListeners) {
     Described keeper(reader("plPreRecordH264"));
     ASSERT_TRUE(keeper);
     ASSERT_TRUE(keeper.play());
@@ -119,7 +119,7 @@ bool hasPast(const std::string& readerText) {
     std::exit(past ? 0 : 1);
 }
 
-TEST_F(BoardTest, TheFirstObjectThatFilmsOrRecordsBeginsAPastThatEndsWithTheProcess) {
+TEST_F(BoardTest, TheFirstObjectThatFilmsOrRecordsStartsPreRecording) {
     using namespace api::streaming;
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     for (const MakeFirst make : {firstStream<IYuvSource>, firstStream<IH264Source>, firstStream<IPhotography>,
@@ -170,12 +170,12 @@ TEST_F(BoardTest, TheFirstObjectThatFilmsOrRecordsBeginsAPastThatEndsWithTheProc
     std::exit(0);
 }
 
-TEST_F(BoardTest, WhatNeitherFilmsNorRecordsBeginsNothing) {
+TEST_F(BoardTest, OtherObjectsStartNoPreRecording) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     EXPECT_EXIT(expectNothingBegun(), testing::ExitedWithCode(0), "");
 }
 
-TEST_F(BoardTest, AChoiceThatIsNoneIsToldOf) {
+TEST_F(BoardTest, AnInvalidChoiceIsReported) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     const auto describe = [] {
         setenv("KEP_HOST_PRERECORD", "often", 1);
@@ -235,7 +235,7 @@ class MissingCamera {
     std::exit(past ? 0 : 1);
 }
 
-TEST_F(BoardTest, ACameraThatComesLaterIsFilmedFromThenOn) {
+TEST_F(BoardTest, ACameraThatAppearsLaterIsPreRecorded) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     EXPECT_EXIT(expectPastOnceThereIsACamera(reader("plPreRecordH264")), testing::ExitedWithCode(0), "");
 }
@@ -254,12 +254,12 @@ Clock::time_point thirdAttempt;
     std::exit(3);
 }
 
-TEST_F(BoardTest, WaitingForACameraHoldsUpNoProcessEnd) {
+TEST_F(BoardTest, WaitingForACameraDoesNotBlockProcessExit) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     EXPECT_EXIT(expectEndWithinAPause(), testing::ExitedWithCode(0), "");
 }
 
-TEST_F(BoardTest, ARecordingThatIsLeftRunningHoldsUpNoProcessEnd) {
+TEST_F(BoardTest, ARecordingLeftRunningDoesNotBlockProcessExit) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     const auto leave = [] {
         auto* const app = dynamic_cast<ObjectImpl*>(kepCreate(
@@ -276,7 +276,7 @@ TEST_F(BoardTest, ARecordingThatIsLeftRunningHoldsUpNoProcessEnd) {
     EXPECT_EXIT(leave(), testing::ExitedWithCode(0), "");
 }
 
-TEST_F(BoardTest, StartingAndStoppingLeavesNothingBehind) {
+TEST_F(BoardTest, StartingAndStoppingLeaksNothing) {
     Described app(
         "type=application,layout={type=pipeline,layout={ShmSource:connect={type=pipeline,name=plAacSource}"
         "+FifoFilter:name=afifo+ShmSource:connect={type=pipeline,layout={pv-yuv-src-adv:w=320,h=180"

@@ -22,7 +22,7 @@ std::vector<std::int64_t> passed(const std::string& element, int count, int rate
     return chain.child<TestSink>("z").stamps(origin);
 }
 
-TEST(Elements, TakeTheirLinkAndTheirTracingFromTheDescription) {
+TEST(Elements, ReadTheirLinkAndTracingFromTheDescription) {
     Described chain(
         "type=pipeline,link=null,dbg=false,layout={TestSource:name=a+TestSink:name=z,dbg=true,link=a}");
     ASSERT_TRUE(chain);
@@ -35,7 +35,7 @@ TEST(Elements, TakeTheirLinkAndTheirTracingFromTheDescription) {
     EXPECT_THAT(lines.messages(), ElementsAre("TestSink \"z\" has no property \"link\""));
 }
 
-TEST(FrameRateCtrl, LetsItsRatePassAndAllOfALowerOne) {
+TEST(FrameRateCtrl, PassesItsRateAndAllOfALowerOne) {
     EXPECT_NEAR(static_cast<double>(passed("FrameRateCtrl:fr=1", 300, 30).size()), 10, 1);
     EXPECT_NEAR(static_cast<double>(passed("FrameRateCtrl:fr=15", 300, 30).size()), 150, 1);
     EXPECT_NEAR(static_cast<double>(passed("FrameRateCtrl:fr=25", 300, 30).size()), 250, 2);
@@ -43,16 +43,16 @@ TEST(FrameRateCtrl, LetsItsRatePassAndAllOfALowerOne) {
     EXPECT_EQ(passed("FrameRateCtrl:fr=60", 300, 30).size(), 300U);
 }
 
-TEST(FrameRateCtrl, TakesAllPicturesOfItsOwnRateWhateverTheirJitter) {
+TEST(FrameRateCtrl, PassesAllPicturesOfItsOwnRateDespiteJitter) {
     EXPECT_EQ(passed("FrameRateCtrl:fr=30", 300, 30, 12).size(), 300U);
 }
 
-TEST(FrameRateCtrl, SpreadsWhatItTakesEvenly) {
+TEST(FrameRateCtrl, PassesEvenlySpacedPictures) {
     const std::vector<std::int64_t> stamps = passed("FrameRateCtrl:fr=10", 90, 30);
     for (std::size_t i = 1; i < stamps.size(); ++i) EXPECT_NEAR(stamps[i] - stamps[i - 1], 100, 2);
 }
 
-TEST(FrameRateCtrl, LetsSoundPassAndRefusesARateThatIsNone) {
+TEST(FrameRateCtrl, PassesSoundAndRefusesInvalidRates) {
     Described chain("type=pipeline,layout={TestSource:name=a+FrameRateCtrl:fr=1+TestSink:name=z}");
     ASSERT_TRUE(chain);
     ASSERT_TRUE(chain.play());
@@ -71,7 +71,7 @@ TEST(FrameDroper, DropsItsShareEvenly) {
     EXPECT_THAT(passed("FrameDroper:dr=20/30", 9, 1000), ElementsAre(0, 3, 6));
 }
 
-TEST(FrameDroper, RefusesWhatIsNoShare) {
+TEST(FrameDroper, RefusesInvalidShares) {
     for (const char* ratio : {"30/30", "31/30", "1/0", "1", "/", "a/b", "1/2/3", "1/2 "}) {
         EXPECT_THAT(
             refusalOf(std::string("type=pipeline,layout={TestSource+FrameDroper:name=d,dr={") + ratio + "}}"),
@@ -80,7 +80,7 @@ TEST(FrameDroper, RefusesWhatIsNoShare) {
     }
 }
 
-TEST(FakeSink, CountsWhatItTakesAndPacesWhenLive) {
+TEST(FakeSink, CountsPacketsAndPacesThemWhenLive) {
     for (const bool live : {false, true}) {
         Described chain(std::string("type=pipeline,layout={TestSource:name=a+FakeSink:name=z,live=") +
                         (live ? "true}" : "false}"));
@@ -95,7 +95,7 @@ TEST(FakeSink, CountsWhatItTakesAndPacesWhenLive) {
     }
 }
 
-TEST(FakeSink, HoldsNobodyBackOnTheWayDown) {
+TEST(FakeSink, DoesNotBlockAStop) {
     Described chain("type=pipeline,layout={TestSource:name=a+FakeSink:name=z,live=true}");
     ASSERT_TRUE(chain);
     ASSERT_TRUE(chain.play());
@@ -108,7 +108,7 @@ TEST(FakeSink, HoldsNobodyBackOnTheWayDown) {
     EXPECT_EQ(*chain.child<ObjectImpl>("z").text("count"), "1000");
 }
 
-TEST(Messages, GoFromTheElementThroughThePipelineToTheApplication) {
+TEST(Messages, TravelFromTheElementThroughThePipelineToTheApplication) {
     Described app(
         "type=application,layout={type=pipeline,layout={TestSource:name=a+FifoFilter:max=1,leaky=true"
         "+TestSink:name=z}}");

@@ -120,7 +120,7 @@ std::vector<SteadyTime> furtherKeys(TestSink& sink) {
 }
 
 /** The request travels upstream through a private pipeline, its outlet, a queue and the merger. */
-TEST_P(EncoderTest, MakesAKeyFrameOfThePictureForWhichItIsAskedFor) {
+TEST_P(EncoderTest, MakesAKeyFrameOfTheRequestedPicture) {
     Described app(
         "type=application,layout={type=pipeline,layout={ShmSource:connect={type=pipeline,layout={"
         "pv-yuv-src-adv:w=640,h=360+encoder-" +
@@ -152,7 +152,7 @@ TEST_P(EncoderTest, MakesAKeyFrameOfThePictureForWhichItIsAskedFor) {
 INSTANTIATE_TEST_SUITE_P(Codecs, EncoderTest, testing::Values("h264", "h265"),
                          [](const auto& codec) { return std::string(codec.param); });
 
-TEST(VideoEncoder, RefusesSettingsThatMakeNoSense) {
+TEST(VideoEncoder, RefusesInvalidSettings) {
     const auto refused = [](const std::string& attributes) {
         return refusalOf("type=pipeline,layout={TestSource+encoder-h264:name=e," + attributes + "}");
     };
@@ -162,7 +162,7 @@ TEST(VideoEncoder, RefusesSettingsThatMakeNoSense) {
     EXPECT_THAT(refused("goptype=spiral"), StartsWith("encoder-h264 \"e\": goptype=spiral is not ippp"));
 }
 
-TEST(VideoEncoder, TellsOfAStreamThatIsNone) {
+TEST(VideoEncoder, ReportsAStreamOfEncodedPictures) {
     Described app(
         "type=application,layout={type=pipeline,layout={TestSource:name=a+encoder-h264:name=e+TestSink:name="
         "z}}");
@@ -173,7 +173,7 @@ TEST(VideoEncoder, TellsOfAStreamThatIsNone) {
     EXPECT_THAT(lines.messages(), testing::ElementsAre("encoder-h264 \"e\" accepts pictures only"));
 }
 
-TEST(CameraElement, RefusesASizeThatIsNoneAndNamesIt) {
+TEST(CameraElement, RefusesAndNamesAnInvalidSize) {
     for (const auto& [attributes, size] : {std::pair("w=0,h=0", "0x0"), std::pair("w=641,h=360", "641x360"),
                                            std::pair("w=640", "640x?"), std::pair("w=-1,h=360", "?x360")}) {
         EXPECT_THAT(
@@ -183,7 +183,7 @@ TEST(CameraElement, RefusesASizeThatIsNoneAndNamesIt) {
     }
 }
 
-TEST(CameraElement, GivesPicturesOfTheSizeAskedAndOfTheCamera) {
+TEST(CameraElement, DeliversPicturesOfTheRequestedSizeOrTheCameras) {
     setenv("KEP_HOST_VIDEO", "test", 1);
     for (const auto& [attributes, width] : {std::pair("w=320,h=180", 320), std::pair("name=cam", 1920)}) {
         Described app(std::string("type=pipeline,layout={PvYuvSrcAdv:") + attributes + "+TestSink:name=z}");
@@ -208,7 +208,7 @@ TEST(CameraElement, DoesNotStartWithoutACamera) {
     EXPECT_TRUE(app.play());
 }
 
-TEST(CameraElement, IsLookedForAgainWhenItIsLost) {
+TEST(CameraElement, IsReopenedAfterALoss) {
     const std::filesystem::path folder =
         std::filesystem::temp_directory_path() / ("pipeline-camera-" + std::to_string(getpid()));
     std::filesystem::create_directory(folder);
@@ -238,7 +238,7 @@ TEST(CameraElement, IsLookedForAgainWhenItIsLost) {
     std::filesystem::remove_all(folder);
 }
 
-TEST(Microphone, IsEncodedWithoutAGapAndWithADTSWhereItIsAskedFor) {
+TEST(Microphone, IsEncodedWithoutAGapAndWithAdtsOnRequest) {
     setenv("KEP_HOST_AUDIO", "test", 1);
     for (const bool adts : {false, true}) {
         Described app("type=pipeline,layout={MicSrc+encoder-aac:name=aac,br=96000,adts=" +
@@ -261,7 +261,7 @@ TEST(Microphone, IsEncodedWithoutAGapAndWithADTSWhereItIsAskedFor) {
     }
 }
 
-TEST(Microphone, StartsWithoutADeviceAndIsThereWhenTheDeviceIs) {
+TEST(Microphone, StartsWithoutADeviceAndOpensItLater) {
     const std::filesystem::path file =
         std::filesystem::temp_directory_path() / ("pipeline-mic-" + std::to_string(getpid()) + ".wav");
     const std::string made = file.string() + ".made.wav";

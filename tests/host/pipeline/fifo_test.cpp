@@ -12,7 +12,7 @@ SharedPacket picture(int index, int group = 5) {
     return videoPacket(origin + milliseconds(index), index % group == 0);
 }
 
-TEST(Fifo, HandsOnEveryPacketInOrderOnAThreadOfItsOwn) {
+TEST(Fifo, DeliversEveryPacketInOrderOnItsOwnThread) {
     for (const std::string type : {"FifoFilter", "FifoSink"}) {
         Described chain("type=pipeline,layout={TestSource:name=a+" + type + ":max=4+TestSink:name=z}");
         ASSERT_TRUE(chain);
@@ -26,7 +26,7 @@ TEST(Fifo, HandsOnEveryPacketInOrderOnAThreadOfItsOwn) {
     }
 }
 
-TEST(Fifo, HasNoThreadBeforeWhatTakesAtOnce) {
+TEST(Fifo, HasNoThreadBeforeANonBlockingElement) {
     for (const bool atOnce : {true, false}) {
         Described chain(
             "type=pipeline,layout={TestSource:name=a+FifoFilter:name=f+FifoFilter+TestSink:name=z}");
@@ -41,7 +41,7 @@ TEST(Fifo, HasNoThreadBeforeWhatTakesAtOnce) {
     }
 }
 
-TEST(Fifo, HasAThreadWhereSeveralGive) {
+TEST(Fifo, HasAThreadBehindSeveralSources) {
     Described chain(
         "type=pipeline,layout={TestSource:name=a+TestSource:name=b,link=null+FifoFilter:link={a,b}"
         "+TestSink:name=z}");
@@ -54,7 +54,7 @@ TEST(Fifo, HasAThreadWhereSeveralGive) {
     EXPECT_EQ(sink.threadName(), "fifo");
 }
 
-TEST(Fifo, OneThatDropsAskForAKeyFrameToGoOnWith) {
+TEST(Fifo, RequestsAKeyFrameAfterADrop) {
     Described chain("type=pipeline,layout={TestSource:name=a+FifoFilter:max=3,leaky=true+TestSink:name=z}");
     ASSERT_TRUE(chain);
     ASSERT_TRUE(chain.play());
@@ -89,7 +89,7 @@ TEST(Fifo, DrainsOnTheWayDown) {
     EXPECT_EQ(sink.packets().size(), 50U);
 }
 
-TEST(Fifo, MakesTheOneBeforeItWaitWhenItIsFull) {
+TEST(Fifo, BlocksTheSourceWhenFull) {
     Described chain("type=pipeline,layout={TestSource:name=a+FifoFilter:max=3+TestSink:name=z}");
     ASSERT_TRUE(chain);
     ASSERT_TRUE(chain.play());
@@ -107,7 +107,7 @@ TEST(Fifo, MakesTheOneBeforeItWaitWhenItIsFull) {
     EXPECT_TRUE(sink.waitFor(20));
 }
 
-TEST(Fifo, ALeakyOneDropsWholeGroupsAndTellsHowMany) {
+TEST(Fifo, ALeakyOneDropsWholeGroupsAndReportsTheirSize) {
     Described app(
         "type=application,layout={type=pipeline,layout={TestSource:name=a+FifoFilter:max=10,leaky=true"
         "+TestSink:name=z}}");
@@ -148,7 +148,7 @@ TEST(Fifo, IsBoundedInBytesToo) {
     EXPECT_LE(sink.packets().size(), 11U);
 }
 
-TEST(Fifo, ACutKeepsItsPlaceAmongThePackets) {
+TEST(Fifo, ACutStaysInOrderWithThePackets) {
     Described chain("type=pipeline,layout={TestSource:name=a+FifoFilter:max=8+TestSink:name=z}");
     ASSERT_TRUE(chain);
     ASSERT_TRUE(chain.play());
@@ -161,7 +161,7 @@ TEST(Fifo, ACutKeepsItsPlaceAmongThePackets) {
     EXPECT_EQ(chain.child<TestSink>("z").packets().size(), 10U);
 }
 
-TEST(Fifo, RefusesADepthThatIsNone) {
+TEST(Fifo, RefusesAnInvalidDepth) {
     for (const char* depth : {"0", "-1", "100001"}) {
         EXPECT_THAT(
             refusalOf(std::string("type=pipeline,layout={TestSource+FifoFilter:name=f,max=") + depth + "}"),

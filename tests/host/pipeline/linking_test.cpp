@@ -50,7 +50,7 @@ TEST(Linking, AnElementTakesTheMediaOfItsCapsAlone) {
     EXPECT_EQ(chain.child<TestSink>("s").packets().size(), 2U);
 }
 
-TEST(Linking, IsRefusedWithOneLineThatNamesThingAndPlace) {
+TEST(Linking, IsRefusedWithOneLineNamingErrorAndPosition) {
     EXPECT_THAT(
         refusalOf("type=pipeline,layout={TestSource:name=a+TestSink:name=z,link=nix}"),
         HasSubstr("there is no element \"nix\" before TestSink \"z\" to link it with at position 41 of"));
@@ -72,7 +72,7 @@ TEST(Linking, IsRefusedWithOneLineThatNamesThingAndPlace) {
     EXPECT_THAT(refusalOf("type=pipeline,past=-1,layout={TestSource:name=a}"), HasSubstr("past=-1"));
 }
 
-TEST(Linking, PlacesAreThoseOfThePartThatIsWrong) {
+TEST(Linking, PositionsAreThoseOfTheWrongPart) {
     // The wrong text also occurs in correct parts: the position must not be one of those.
     EXPECT_EQ(
         refusalOf("type=pipeline,layout={TestSource:name=x+muxer-fmp4:name={x},sendmsg={recordStop={x}}}"),
@@ -133,7 +133,7 @@ int noteLost(const char* message) {
     return 1;
 }
 
-TEST(Linking, APipelineAloneBecomesAnApplicationOfTheFlatCalls) {
+TEST(Linking, APipelineAloneBecomesAnApplicationOfTheFlatApi) {
     told = 0;
     object_base* const app =
         kepCreateApp("type=pipeline,serialize={TestSource:name=a+FifoFilter:leaky=true+TestSink:name=z}");

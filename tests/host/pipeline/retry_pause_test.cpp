@@ -12,7 +12,7 @@ TEST(RetryPauseTest, GrowsFromOneSecondToEight) {
     for (const int expected : {1, 2, 4, 8, 8, 8}) EXPECT_EQ(pause.next(), seconds(expected));
 }
 
-TEST(RetryPauseTest, BeginsAnewAfterASuccess) {
+TEST(RetryPauseTest, RestartsAfterASuccess) {
     RetryPause pause;
     pause.next();
     pause.next();

@@ -58,7 +58,7 @@ TEST(ShmSource, BeginsWithAKeyFrameAndDrainsOnTheWayDown) {
     EXPECT_EQ(sink.packets().size(), 26U);
 }
 
-TEST(ShmSource, HasNoThreadBeforeWhatTakesAtOnce) {
+TEST(ShmSource, HasNoThreadBeforeANonBlockingElement) {
     for (const bool atOnce : {true, false}) {
         Described given(giver("plGiven", ",past=1000"));
         Described reading(reader("plGiven"));
@@ -93,7 +93,7 @@ TEST(ShmSource, APipelineCannotListenToItself) {
     EXPECT_THAT(lines.messages().front(), HasSubstr("pipeline \"plGiven\" cannot listen to itself"));
 }
 
-TEST(ShmSource, ASlowListenerLosesItsOwnGroupsAndHoldsBackNobody) {
+TEST(ShmSource, ASlowListenerLosesItsOwnGroupsAndDelaysNoOther) {
     Described given(giver("plGiven"));
     Described slow(reader("plGiven"));
     Described quick(reader("plGiven"));
@@ -138,7 +138,7 @@ TEST(ShmSource, RunsAPipelineOfItsOwn) {
     EXPECT_TRUE(other);
 }
 
-TEST(ShmSource, GetsThePastOfAPipelineThatKeepsOne) {
+TEST(ShmSource, GetsTheBufferedPastOfAPipeline) {
     Described given(giver("plPast", ",past=100"));
     ASSERT_TRUE(given);
     ASSERT_TRUE(given.play());
@@ -156,7 +156,7 @@ TEST(ShmSource, GetsThePastOfAPipelineThatKeepsOne) {
     EXPECT_EQ(stamps.size(), 16U);
 }
 
-TEST(ShmSource, RaisesAPipelineOnDemandAndLowersItAfterTheLast) {
+TEST(ShmSource, StartsAPipelineOnDemandAndStopsItAfterTheLastListener) {
     Described given(
         "type=application,layout={type=pipeline,name=plDemand,ondemand=true,layout={TestSource:name=a"
         "+TestWitness:name=w}}");
@@ -176,7 +176,7 @@ TEST(ShmSource, RaisesAPipelineOnDemandAndLowersItAfterTheLast) {
     }
 }
 
-TEST(ShmSource, ComesAndGoesWhileTheOtherRuns) {
+TEST(ShmSource, AttachesAndDetachesWhileTheOtherRuns) {
     Described given(giver("plGiven"));
     ASSERT_TRUE(given);
     ASSERT_TRUE(given.play());
@@ -195,7 +195,7 @@ TEST(ShmSource, ComesAndGoesWhileTheOtherRuns) {
     pusher.join();
 }
 
-TEST(ShmSource, IsToldWhenThePipelineGoes) {
+TEST(ShmSource, IsNotifiedWhenThePipelineEnds) {
     Described given(giver("plGoes"));
     Described reading(reader("plGoes"));
     ASSERT_TRUE(given && reading);
@@ -219,7 +219,7 @@ void expectToHear(Described& giver, Described& reading) {
     EXPECT_THAT(reading.messages("name=deviceLost"), ElementsAre("name=deviceLost,media=audio"));
 }
 
-TEST(ShmSource, IsToldWhatAPipelineOfNobodyTells) {
+TEST(ShmSource, GetsTheMessagesOfAPipelineWithoutOwner) {
     Described given("type=pipeline,name=plGiven,layout={TestSource:name=a}");
     Described reading(reader("plGiven"));
     ASSERT_TRUE(given && reading);
@@ -227,7 +227,7 @@ TEST(ShmSource, IsToldWhatAPipelineOfNobodyTells) {
     expectToHear(given, reading);
 }
 
-TEST(ShmSource, PassesOnOnceWhatItsOwnPipelineTells) {
+TEST(ShmSource, ForwardsMessagesOfItsOwnPipelineOnce) {
     Described reading(
         "type=application,layout={type=pipeline,layout={ShmSource:connect={type=pipeline,name=plOwn,layout={"
         "TestSource:name=a}}+TestSink}}");
@@ -236,7 +236,7 @@ TEST(ShmSource, PassesOnOnceWhatItsOwnPipelineTells) {
     expectToHear(reading, reading);
 }
 
-TEST(ShmSource, RefusesWhatItCannotConnectWith) {
+TEST(ShmSource, RefusesInvalidConnections) {
     EXPECT_THAT(refusalOf(reader("plNowhere")),
                 HasSubstr("ShmSource \"src\": there is no pipeline \"plNowhere\" at position "));
     EXPECT_THAT(

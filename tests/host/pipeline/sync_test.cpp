@@ -38,7 +38,7 @@ class ImpatientSyncTest : public SyncTest {
     ImpatientSyncTest() : SyncTest(1) {}
 };
 
-TEST_F(SyncTest, GivesBothInTheOrderOfTheirStampsOneAtATime) {
+TEST_F(SyncTest, MergesBothInTimeStampOrder) {
     std::thread voices([this] {
         for (int i = 0; i < 300; ++i) sound(i * 21);
     });
@@ -56,7 +56,7 @@ class PatientSyncTest : public SyncTest {
     PatientSyncTest() : SyncTest(60'000) {}
 };
 
-TEST_F(PatientSyncTest, GivesAPacketAsSoonAsTheOtherStreamHasPassedIt) {
+TEST_F(PatientSyncTest, DeliversAPacketOnceTheOtherStreamHasPassedIt) {
     picture(0);
     for (int i = 1; i < 40; ++i) {
         if (i % 2) {
@@ -68,14 +68,14 @@ TEST_F(PatientSyncTest, GivesAPacketAsSoonAsTheOtherStreamHasPassedIt) {
     }
 }
 
-TEST_F(ImpatientSyncTest, GivesAPacketThatIsAloneWhenItHasWaitedLongEnough) {
+TEST_F(ImpatientSyncTest, DeliversALonePacketAfterATimeout) {
     for (int i = 0; i < 20; ++i) {
         picture(i * 33);
         ASSERT_TRUE(sink().waitFor(static_cast<std::size_t>(i) + 1)) << i;
     }
 }
 
-TEST_F(PatientSyncTest, AKeyFrameIsAskedForInTheTimeOfTheCamera) {
+TEST_F(PatientSyncTest, RequestsKeyFramesInTheCamerasTime) {
     picture(0);
     sound(10);
     sink().requestKeyFrame(origin_ + milliseconds(2'000));
@@ -100,13 +100,13 @@ TEST_F(SyncTest, BeginsWithTheFirstKeyFrame) {
     EXPECT_TRUE(sink().packets().front()->isVideo());
 }
 
-TEST_F(SyncTest, WithoutAPictureThereIsNothing) {
+TEST_F(SyncTest, DeliversNothingBeforeAPicture) {
     for (int i = 0; i < 2000; ++i) sound(i * 10);
     app_.stop();
     EXPECT_THAT(sink().packets(), IsEmpty());
 }
 
-TEST_F(PatientSyncTest, WhatWaitsIsBoundedAndGivenThenThoughTheOtherStreamIsSilent) {
+TEST_F(PatientSyncTest, BoundsItsQueueWhileTheOtherStreamIsSilent) {
     const SharedPacket heavy = videoPacket(origin_, true, 10 << 20);
     for (int i = 0; i < 10; ++i) {
         auto packet = std::make_shared<MediaPacket>(*heavy);
@@ -119,12 +119,12 @@ TEST_F(PatientSyncTest, WhatWaitsIsBoundedAndGivenThenThoughTheOtherStreamIsSile
     EXPECT_EQ(sink().packets().size(), 5'000U - 4'095U);
 }
 
-TEST_F(ImpatientSyncTest, ASilentMicrophoneHoldsNothingBack) {
+TEST_F(ImpatientSyncTest, ASilentMicrophoneDelaysNothing) {
     for (int i = 0; i < 20; ++i) picture(i * 33);
     EXPECT_TRUE(sink().waitFor(20));
 }
 
-TEST_F(ImpatientSyncTest, SoundThatReturnsKeepsItsTime) {
+TEST_F(ImpatientSyncTest, ReturningSoundKeepsItsTime) {
     for (int i = 0; i < 20; ++i) picture(i * 33);
     ASSERT_TRUE(sink().waitFor(20));
     sound(700);
@@ -136,7 +136,7 @@ TEST_F(ImpatientSyncTest, SoundThatReturnsKeepsItsTime) {
     EXPECT_THAT(std::vector(stamps.end() - 3, stamps.end()), ElementsAre(700, 710, 720));
 }
 
-TEST_F(ImpatientSyncTest, AStreamThatWasWaitedForInVainIsWaitedForNoMoreUntilItIsBack) {
+TEST_F(ImpatientSyncTest, AStreamThatTimedOutIsNotAwaitedUntilItIsBack) {
     picture(0);
     ASSERT_TRUE(sink().waitFor(1));
     // Longer than the test waits for anything.
@@ -154,7 +154,7 @@ TEST_F(ImpatientSyncTest, AStreamThatWasWaitedForInVainIsWaitedForNoMoreUntilItI
     EXPECT_THAT(sink().stamps(origin_), ElementsAre(0, 33, 66, 99, 132, 200, 220, 233));
 }
 
-TEST_F(ImpatientSyncTest, ACameraThatIsLostHoldsNoSoundBack) {
+TEST_F(ImpatientSyncTest, ALostCameraDelaysNoSound) {
     picture(0);
     for (int i = 0; i < 20; ++i) sound(i * 20);
     EXPECT_TRUE(sink().waitFor(21));
@@ -188,7 +188,7 @@ TEST_F(SyncTest, AGapIsNoJump) {
     EXPECT_THAT(sink().stamps(origin_), ElementsAre(0, 40, 20'000));
 }
 
-TEST_F(SyncTest, BehindAThreadThatIsHeldUpWaitsABoundedNumber) {
+TEST_F(SyncTest, ABlockedThreadHasABoundedQueue) {
     sink().setOpen(false);
     picture(0);
     std::thread giver([this] { sound(10); });
@@ -206,7 +206,7 @@ TEST_F(SyncTest, BehindAThreadThatIsHeldUpWaitsABoundedNumber) {
     EXPECT_EQ(sink().packets().size(), 5'001U);
 }
 
-TEST_F(PatientSyncTest, GivesAllWhenItStops) {
+TEST_F(PatientSyncTest, DrainsWhenItStops) {
     for (int i = 0; i < 100; ++i) picture(i * 33);
     ASSERT_TRUE(app_.stop());
     EXPECT_EQ(sink().packets().size(), 100U);

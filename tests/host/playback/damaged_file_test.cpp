@@ -53,7 +53,7 @@ class DamagedFile : public recordings_test::ScratchFolder, public testing::WithP
     std::mt19937 random_{17};
 };
 
-TEST_P(DamagedFile, IsReadAsFarAsItsDescriptionsGo) {
+TEST_P(DamagedFile, IsReadAsFarAsItsDescriptionsAreIntact) {
     const std::size_t whole = readAll(bytes_);
     ASSERT_GT(whole, 50u);
     // Damages mainly the descriptions: the bytes around box names.
@@ -75,7 +75,7 @@ TEST_P(DamagedFile, IsReadAsFarAsItsDescriptionsGo) {
     }
 }
 
-TEST_P(DamagedFile, IsReadAsFarAsItIsWhole) {
+TEST_P(DamagedFile, IsReadAsFarAsItIsIntact) {
     const std::size_t whole = readAll(bytes_);
     for (int i = 0; i < 40; ++i) EXPECT_LE(readAll(bytes_.substr(0, random_() % bytes_.size())), whole);
     for (int i = 0; i < 40; ++i) {

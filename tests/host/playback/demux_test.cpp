@@ -32,7 +32,7 @@ class DemuxLayout : public Demux, public testing::WithParamInterface<FileLayout>
     const std::string file_ = path("made.mp4");
 };
 
-TEST_P(DemuxLayout, GivesEachPacketOnceWithTheTimesThatAnotherProgramReports) {
+TEST_P(DemuxLayout, DeliversEachPacketOnceAtTheTimesAnotherProgramReports) {
     Playback playback;
     ASSERT_TRUE(playback.playAll(file_));
     for (const bool video : {true, false}) {
@@ -61,7 +61,7 @@ TEST_P(DemuxLayout, GivesEachPacketOnceWithTheTimesThatAnotherProgramReports) {
     }
 }
 
-TEST_P(DemuxLayout, GivesStreamsThatDecodeToTheSame) {
+TEST_P(DemuxLayout, DeliversStreamsThatDecodeToTheSame) {
     Playback playback;
     ASSERT_TRUE(playback.playAll(file_));
     const auto checksum = [](const std::string& file, const std::string& options) {
@@ -141,7 +141,7 @@ class DemuxFile : public Demux {
     const std::string file_ = path("made.mp4");
 };
 
-TEST_F(DemuxFile, TellsOfItsTracksAndItsLengthAndUsesOneThreadForEachSink) {
+TEST_F(DemuxFile, ReportsTracksAndLengthAndUsesOneThreadPerSink) {
     Playback playback;
     ASSERT_EQ(playback.open(file_), VNRES_SUCCEED);
     EXPECT_NEAR(static_cast<double>(playback.duration()), 6000, 35);
@@ -176,7 +176,7 @@ TEST_F(DemuxFile, PutsParameterSetsBeforeEachKeyFrameOnce) {
     }
 }
 
-TEST_F(DemuxFile, GoesOnAfterItsEndAndAfterAStop) {
+TEST_F(DemuxFile, ContinuesAfterItsEndAndAfterAStop) {
     Playback playback;
     ASSERT_TRUE(playback.playAll(file_));
     EXPECT_EQ(playback.packets(true).size(), 180u);
@@ -268,7 +268,7 @@ TEST_F(DemuxFile, MayBeReleasedStoppedAndMovedByItsCallbacks) {
     }
 }
 
-TEST_F(Demux, PassesOverTracksThatItCannotGive) {
+TEST_F(Demux, SkipsUnsupportedTracks) {
     const std::string pictures = "-c:v libx265 -preset ultrafast -x265-params log-level=error ";
     makeFile(path("sound.mp4"), pictures + "-c:a aac -movflags frag_keyframe+empty_moov", 2);
     makeFile(path("neither.mp4"), pictures + "-c:a libopus -strict -2 -movflags frag_keyframe+empty_moov", 2);
@@ -283,7 +283,7 @@ TEST_F(Demux, PassesOverTracksThatItCannotGive) {
                                               HasSubstr("!app->Set")));
 }
 
-TEST_F(DemuxFile, RefusesWhatIsNoMp4File) {
+TEST_F(DemuxFile, RefusesOtherFormats) {
     const auto expectRefusal = [](const std::string& file, const std::string& reason) {
         Playback playback;
         ErrorLines lines;
@@ -304,7 +304,7 @@ TEST_F(DemuxFile, RefusesWhatIsNoMp4File) {
     expectRefusal(path("head.mp4"), "no complete fragment in this MP4");
 }
 
-TEST_F(DemuxFile, EndsWithALineWhereTheFileHasBecomeShorter) {
+TEST_F(DemuxFile, EndsWithALineWhereTheFileWasTruncated) {
     Playback playback;
     ASSERT_EQ(playback.open(file_), VNRES_SUCCEED);
     const std::string bytes = contentsOf(file_);

@@ -95,7 +95,7 @@ class LayoutTest : public FragmentedLength, public testing::WithParamInterface<L
     }
 };
 
-TEST_P(LayoutTest, IsTheOneThatAnotherProgramReports) {
+TEST_P(LayoutTest, IsAsAnotherProgramReportsIt) {
     const std::string file = make();
     const double expected = GetParam().expected ? GetParam().expected : reportedLength(file);
     const auto length = lengthOf(file);
@@ -230,7 +230,7 @@ TEST_F(CutTest, CountsTheWholeFragmentsBeforeZeros) {
     }
 }
 
-TEST_F(CutTest, PassesOverADamagedFragmentBetweenOthers) {
+TEST_F(CutTest, SkipsADamagedFragmentBetweenOthers) {
     std::string bytes = bytes_;
     std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(fragments_.at(3)) + 8, 40, '\xee');
     write(path("damaged.mp4"), bytes);
@@ -325,13 +325,13 @@ TEST_F(ManyFragments, MayBeAsManyAsAreRead) {
     }
 }
 
-TEST_F(ManyFragments, MayNotTellTheirTimes) {
+TEST_F(ManyFragments, MayLackTheirTimes) {
     make(8, 8);
     hideTimes(0);
     expectLength(spanOf(packets_));
 }
 
-TEST_F(ManyFragments, MayNotTellTheirTimesAtTheEnd) {
+TEST_F(ManyFragments, MayLackTheirTimesAtTheEnd) {
     make(8, 8);
     hideTimes(fragments_.size() - 10);
     expectLength(spanOf(packets_));
@@ -346,7 +346,7 @@ TEST_F(ManyFragments, MayBeDamagedAtTheEnd) {
     expectLength(spanOf(packets_));
 }
 
-TEST_F(CutTest, DoesNotBelieveAnIndexThatLies) {
+TEST_F(CutTest, IgnoresAWrongIndex) {
     const std::size_t index = placesOf(bytes_, "mfra").at(0);
     std::mt19937 random(11);
     for (int i = 0; i < 300; ++i) {
@@ -389,7 +389,7 @@ void expectRefusal(const std::string& file, const std::string& reason) {
                 ElementsAre(HasSubstr("fmp4-info \"fmp4info\": " + file + ": " + reason), HasSubstr("!obj")));
 }
 
-TEST_F(FragmentedLength, RefusesWhatIsNoFile) {
+TEST_F(FragmentedLength, RefusesPathsThatAreNotFiles) {
     expectRefusal(path("missing.mp4"), "cannot open: No such file or directory");
     expectRefusal(folder().string(), "cannot open: Is a directory");
     ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
@@ -397,7 +397,7 @@ TEST_F(FragmentedLength, RefusesWhatIsNoFile) {
     expectRefusal("/dev/zero", "cannot open: not a regular file");
 }
 
-TEST_F(FragmentedLength, RefusesWhatIsNoMp4) {
+TEST_F(FragmentedLength, RefusesOtherFormats) {
     write(path("empty.mp4"), "");
     expectRefusal(path("empty.mp4"), "not an MP4 file");
     write(path("text.mp4"), "The quick brown fox jumps over the lazy dog.");

@@ -47,14 +47,14 @@ long statusKiB(const std::string& name) {
 /** The length that a file is expected to report. */
 enum class Answer { whole, withoutLast, firstTwo, refusal };
 
-struct Lie {
+struct Malformation {
     const char* name;
-    std::function<void(std::string& file)> tell;
+    std::function<void(std::string& file)> apply;
     Answer answer;
 };
 
-void PrintTo(const Lie& lie, std::ostream* out) {
-    *out << lie.name;
+void PrintTo(const Malformation& malformation, std::ostream* out) {
+    *out << malformation.name;
 }
 
 /** The file has five fragments of half a second. */
@@ -93,12 +93,12 @@ class HostileFile : public recordings_test::ScratchFolder {
     std::string whole_;
 };
 
-class LyingBoxes : public HostileFile, public testing::WithParamInterface<Lie> {};
+class MalformedBoxes : public HostileFile, public testing::WithParamInterface<Malformation> {};
 
-TEST_P(LyingBoxes, HaveOneAnswer) {
+TEST_P(MalformedBoxes, HaveOneAnswer) {
     std::string bytes = whole_;
-    GetParam().tell(bytes);
-    const std::string file = write("lie.mp4", bytes);
+    GetParam().apply(bytes);
+    const std::string file = write("malformed.mp4", bytes);
     std::int64_t expected = -1;
     if (GetParam().answer == Answer::whole) expected = lengthOf(path("made.mp4"));
     if (GetParam().answer == Answer::withoutLast) expected = lengthBefore(kLastMoof);
@@ -140,59 +140,63 @@ std::function<void(std::string&)> renamed(const std::string& path) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Of, LyingBoxes,
+    Of, MalformedBoxes,
     testing::Values(
         // Size 0 means up to the end of the file, but a fragment's description of size 0 is unfinished.
-        Lie{"DataWithoutAnEnd", sized("mdat4", 0), Answer::whole},
-        Lie{"DescriptionWithoutAnEnd", sized(kLastMoof, 0), Answer::withoutLast},
-        Lie{"LongSizeThatIsNone", sized(kLastMoof, 1), Answer::withoutLast},
-        Lie{"LargerThanTheFile", sized(kLastMoof, 0x7fffffff), Answer::withoutLast},
-        Lie{"SmallerThanItsHeader", sized(kLastMoof, 4), Answer::withoutLast},
-        Lie{"OverlapsTheNext",
-            [](std::string& file) {
-                setSize(file, kLastMoof, number(file, find(file, kLastMoof).begin, 4) + 100);
-            },
-            Answer::withoutLast},
-        Lie{"InnerBoxLargerThanItsOuterOne", sized("moof4/traf", 0xffff), Answer::withoutLast},
+        Malformation{"DataWithoutAnEnd", sized("mdat4", 0), Answer::whole},
+        Malformation{"DescriptionWithoutAnEnd", sized(kLastMoof, 0), Answer::withoutLast},
+        Malformation{"LongSizeThatIsNone", sized(kLastMoof, 1), Answer::withoutLast},
+        Malformation{"LargerThanTheFile", sized(kLastMoof, 0x7fffffff), Answer::withoutLast},
+        Malformation{"SmallerThanItsHeader", sized(kLastMoof, 4), Answer::withoutLast},
+        Malformation{"OverlapsTheNext",
+                     [](std::string& file) {
+                         setSize(file, kLastMoof, number(file, find(file, kLastMoof).begin, 4) + 100);
+                     },
+                     Answer::withoutLast},
+        Malformation{"InnerBoxLargerThanItsOuterOne", sized("moof4/traf", 0xffff), Answer::withoutLast},
         // The position of the next box is unknown.
-        Lie{"DataEndsEarly", sized("mdat1", 64), Answer::firstTwo},
-        Lie{"NestedPastReason",
-            [](std::string& file) { box_editor::replace(file, kLastMoof, nested("moof", 100'000)); },
-            Answer::withoutLast},
-        Lie{"NestedWhereNothingIsRead",
+        Malformation{"DataEndsEarly", sized("mdat1", 64), Answer::firstTwo},
+        Malformation{"NestedPastReason",
+                     [](std::string& file) { box_editor::replace(file, kLastMoof, nested("moof", 100'000)); },
+                     Answer::withoutLast},
+        Malformation{
+            "NestedWhereNothingIsRead",
             [](std::string& file) { file.insert(find(file, kLastMoof).begin, nested("free", 100'000)); },
             Answer::whole},
-        Lie{"NestedIndex",
-            [](std::string& file) { box_editor::replace(file, "moov", nested("moov", 100'000)); },
-            Answer::refusal},
-        Lie{"MoreSamplesThanListed", with(kLastRun, 4, 0xffffffff), Answer::withoutLast},
-        Lie{"MoreSamplesThanListedByOne",
-            [](std::string& file) {
-                const std::size_t at = find(file, kLastRun).contents() + 4;
-                put(file, at, number(file, at, 4) + 1);
-            },
-            Answer::withoutLast},
-        Lie{"MoreEntriesThanThereAre", with("moov/trak/mdia/minf/stbl/stsd", 4, 0xffffffff), Answer::whole},
-        Lie{"MoreChunksThanThereAre", with("moov/trak/mdia/minf/stbl/stco", 4, 0xffffffff), Answer::whole},
-        Lie{"NoTimeScale", with("moov/trak/mdia/mdhd", 12, 0), Answer::refusal},
-        Lie{"NoTimeScaleOfTheFile", with("moov/mvhd", 12, 0), Answer::whole},
-        Lie{"SamplesBehindTheFile", with(kLastRun, 8, 0x7fffffff), Answer::withoutLast},
-        Lie{"SamplesBeforeTheFile", with(kLastRun, 8, 0x80000000), Answer::withoutLast},
-        Lie{"SampleOfFourGiB", with(kLastRun, 16, 0xffffffff), Answer::withoutLast},
-        Lie{"TrackThatIsNotThere", with("moof4/traf/tfhd", 4, 99), Answer::withoutLast},
-        Lie{"TrackNamedTwice", with("moov/trak1/tkhd", 12, 1), Answer::refusal},
-        Lie{"TrackNamedNever", with("moov/trak1/tkhd", 12, 0), Answer::refusal},
-        Lie{"NoDefaults", renamed("moov/mvex/trex1"), Answer::refusal},
-        Lie{"NoFragmentHeader", renamed("moof4/traf/tfhd"), Answer::withoutLast},
-        Lie{"NameWithoutAnEnd",
-            [](std::string& file) {
-                const auto box = find(file, "moov/trak/mdia/hdlr");
-                file.replace(box.begin + 32, box.end - box.begin - 32, box.end - box.begin - 32, 'x');
-            },
-            Answer::whole}),
-    [](const auto& lie) { return std::string(lie.param.name); });
+        Malformation{"NestedIndex",
+                     [](std::string& file) { box_editor::replace(file, "moov", nested("moov", 100'000)); },
+                     Answer::refusal},
+        Malformation{"MoreSamplesThanListed", with(kLastRun, 4, 0xffffffff), Answer::withoutLast},
+        Malformation{"MoreSamplesThanListedByOne",
+                     [](std::string& file) {
+                         const std::size_t at = find(file, kLastRun).contents() + 4;
+                         put(file, at, number(file, at, 4) + 1);
+                     },
+                     Answer::withoutLast},
+        Malformation{"MoreEntriesThanThereAre", with("moov/trak/mdia/minf/stbl/stsd", 4, 0xffffffff),
+                     Answer::whole},
+        Malformation{"MoreChunksThanThereAre", with("moov/trak/mdia/minf/stbl/stco", 4, 0xffffffff),
+                     Answer::whole},
+        Malformation{"NoTimeScale", with("moov/trak/mdia/mdhd", 12, 0), Answer::refusal},
+        Malformation{"NoTimeScaleOfTheFile", with("moov/mvhd", 12, 0), Answer::whole},
+        Malformation{"SamplesBehindTheFile", with(kLastRun, 8, 0x7fffffff), Answer::withoutLast},
+        Malformation{"SamplesBeforeTheFile", with(kLastRun, 8, 0x80000000), Answer::withoutLast},
+        Malformation{"SampleOfFourGiB", with(kLastRun, 16, 0xffffffff), Answer::withoutLast},
+        Malformation{"TrackThatIsNotThere", with("moof4/traf/tfhd", 4, 99), Answer::withoutLast},
+        Malformation{"TrackNamedTwice", with("moov/trak1/tkhd", 12, 1), Answer::refusal},
+        Malformation{"TrackNamedNever", with("moov/trak1/tkhd", 12, 0), Answer::refusal},
+        Malformation{"NoDefaults", renamed("moov/mvex/trex1"), Answer::refusal},
+        Malformation{"NoFragmentHeader", renamed("moof4/traf/tfhd"), Answer::withoutLast},
+        Malformation{"NameWithoutAnEnd",
+                     [](std::string& file) {
+                         const auto box = find(file, "moov/trak/mdia/hdlr");
+                         file.replace(box.begin + 32, box.end - box.begin - 32, box.end - box.begin - 32,
+                                      'x');
+                     },
+                     Answer::whole}),
+    [](const auto& malformation) { return std::string(malformation.param.name); });
 
-TEST_F(HostileFile, SamplesOfNoBytesArePassedOver) {
+TEST_F(HostileFile, EmptySamplesAreSkipped) {
     std::string bytes = whole_;
     const auto run = find(bytes, "moof4/traf/trun");
     const bool hasDurations = number(bytes, run.contents(), 4) & 0x100;
@@ -209,25 +213,25 @@ TEST_F(HostileFile, SamplesOfNoBytesArePassedOver) {
     EXPECT_GT(playback.packets(true).size(), pictures - 16);
 }
 
-TEST_F(HostileFile, EditListsThatPointNowhereShowNothingOfTheirTrack) {
+TEST_F(HostileFile, EditListsBeyondTheMediaHideTheirTrack) {
     makeFile(path("edited.mp4"),
              "-c:v libx264 -preset veryfast -bf 2 -c:a aac -movflags frag_keyframe+empty_moov+delay_moov",
              2.5);
     const std::string bytes = contentsOf(path("edited.mp4"));
     for (const std::string track : {"trak", "trak1"}) {
-        std::string lying = bytes;
-        const auto list = find(lying, "moov/" + track + "/edts/elst");
+        std::string malformed = bytes;
+        const auto list = find(malformed, "moov/" + track + "/edts/elst");
         // The media time of the last entry, which has 12 bytes.
-        put(lying, list.end - 8, 0x7fffffff);
+        put(malformed, list.end - 8, 0x7fffffff);
         // The length is that of the other track.
-        EXPECT_NEAR(static_cast<double>(lengthOf(write("lie.mp4", lying))), 2500, kPicture + 1);
-        put(lying, list.contents() + 4, 0xffffffff);
-        const std::int64_t length = lengthOf(write("lie.mp4", lying));
+        EXPECT_NEAR(static_cast<double>(lengthOf(write("malformed.mp4", malformed))), 2500, kPicture + 1);
+        put(malformed, list.contents() + 4, 0xffffffff);
+        const std::int64_t length = lengthOf(write("malformed.mp4", malformed));
         EXPECT_NEAR(static_cast<double>(length), 2500, kPicture + 1);
     }
 }
 
-TEST_F(HostileFile, TablesThatOverflowListWhatTheyHold) {
+TEST_F(HostileFile, OverflowingTablesAreReadAsFarAsTheyGo) {
     makeFile(path("plain.mp4"), "-c:v libx264 -preset ultrafast -c:a aac", 2.5);
     const std::string bytes = contentsOf(path("plain.mp4"));
     const std::string table = "moov/trak/mdia/minf/stbl/";
@@ -243,12 +247,12 @@ TEST_F(HostileFile, TablesThatOverflowListWhatTheyHold) {
                                    {"stsc", 8}}) {
         SCOPED_TRACE(name + std::to_string(at));
         for (const std::uint64_t value : {0xffffffffU, 0x80000000U, 0U}) {
-            std::string lying = bytes;
-            put(lying, find(lying, table + name).contents() + static_cast<std::size_t>(at), value);
+            std::string malformed = bytes;
+            put(malformed, find(malformed, table + name).contents() + static_cast<std::size_t>(at), value);
             Playback playback;
             ErrorLines lines;
             const auto begin = std::chrono::steady_clock::now();
-            if (playback.open(write("lie.mp4", lying)) == VNRES_SUCCEED) {
+            if (playback.open(write("malformed.mp4", malformed)) == VNRES_SUCCEED) {
                 playback.start();
                 ASSERT_TRUE(playback.waitForEnd());
                 EXPECT_LE(playback.packets(true).size(), 75u);

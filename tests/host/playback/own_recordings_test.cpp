@@ -151,7 +151,7 @@ TEST_F(OwnRecordings, AreReadBackWhileTheyGrow) {
               static_cast<double>(last) - 2 * kPicture);
 }
 
-TEST_F(OwnRecordings, AreReadAsFarAsTheyGoWhenCutOffAndTheSameOnceRecovered) {
+TEST_F(OwnRecordings, AreReadAsFarAsTheyGoWhenTruncatedAndOnceRecovered) {
     const std::string part = killed("killed.mp4");
     const std::string bytes = contentsOf(part);
     const std::size_t first = bytes.find("moof");
@@ -213,7 +213,7 @@ std::uint64_t beginOfTrailer(const std::string& file) {
     return contentsOf(file).rfind("mfra") - 4;
 }
 
-TEST_F(OwnRecordings, TellInTheirHeadersWhereTheirPartsBegin) {
+TEST_F(OwnRecordings, HaveACorrectIndexInTheirHeaders) {
     const std::string file = finished("whole.mp4");
     expectRightIndexes(file, beginOfTrailer(file), 2);
     // Two fragments per second, every other one begins with a key frame.
@@ -243,7 +243,7 @@ TEST_F(OwnRecordings, OfAnyLengthHaveAnIndexThatFits) {
     }
 }
 
-TEST_F(OwnRecordings, AreNotToldWrongLengthsByAnIndexThatLies) {
+TEST_F(OwnRecordings, HaveTheRightLengthDespiteAWrongIndex) {
     const std::string file = recovered(killed("killed.mp4"));
     const std::int64_t length = lengthOf(file);
     const std::string bytes = contentsOf(file);

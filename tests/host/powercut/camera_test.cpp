@@ -76,7 +76,7 @@ TEST(CameraTest, EveryOutcomePlaysWithAMicrophoneThatComesAndGoes) {
     expectToPlay(camera.finish());
 }
 
-TEST(CameraTest, EveryOutcomePlaysOnADiskThatTakesLong) {
+TEST(CameraTest, EveryOutcomePlaysOnASlowDisk) {
     CameraRecording camera("test");
     camera.disk().setSyncTime(std::chrono::milliseconds(50));
     camera.record(kSecondsOfFile);
@@ -98,7 +98,7 @@ TEST(CameraTest, EveryOutcomePlaysOnADiskThatWasFull) {
     expectToPlay(recorded);
 }
 
-TEST(CameraTest, ClipsAndPicturesAreWholeUnderTheirNames) {
+TEST(CameraTest, ClipsAndPicturesAreCompleteUnderTheirNames) {
     CameraRecording camera("test");
     camera.trigger("file:///sd/one.mp4", 0, 2);
     camera.takePicture("/sd/picture.jpg");

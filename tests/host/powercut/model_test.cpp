@@ -46,11 +46,11 @@ class ModelTest : public testing::Test {
     std::string old_; /**< a deleted file */
 };
 
-TEST_F(ModelTest, NothingIsThereBeforeAnythingIsDone) {
+TEST_F(ModelTest, TheDiskIsEmptyAtFirst) {
     EXPECT_THAT(disks(), UnorderedElementsAre(Texts{}));
 }
 
-TEST_F(ModelTest, WhatIsSyncedWithItsNameIsTheOnlyOutcome) {
+TEST_F(ModelTest, ASyncedFileInASyncedFolderIsTheOnlyOutcome) {
     const auto file = create("d/a");
     write(*file, 0, "bytes");
     file->sync(reason_);
@@ -65,7 +65,7 @@ TEST_F(ModelTest, ASyncedFileMayLackItsName) {
     EXPECT_THAT(disks(), UnorderedElementsAre(Texts{}, Texts{{"d/a", "bytes"}}));
 }
 
-TEST_F(ModelTest, TheSyncOfAnotherFolderSettlesNoName) {
+TEST_F(ModelTest, TheSyncOfAnotherFolderSecuresNoName) {
     create("d/a");
     log_.syncFolder("e", reason_);
     EXPECT_THAT(disks(), UnorderedElementsAre(Texts{}, Texts{{"d/a", ""}}));
@@ -91,7 +91,7 @@ TEST_F(ModelTest, ALaterWriteMayBeThereWithoutAnEarlierOne) {
     EXPECT_THAT(disks(), Contains(Texts{{"d/a", "...def"}}));
 }
 
-TEST_F(ModelTest, WhatWasSyncedIsInEveryOutcome) {
+TEST_F(ModelTest, SyncedBytesAreInEveryOutcome) {
     const auto file = create("d/a");
     log_.syncFolder("d", reason_);
     write(*file, 0, "sure");
@@ -102,7 +102,7 @@ TEST_F(ModelTest, WhatWasSyncedIsInEveryOutcome) {
     for (const Texts& disk : found) EXPECT_EQ(disk.at("d/a").substr(0, 4), "sure");
 }
 
-TEST_F(ModelTest, BytesThatAreWrittenOverMayBeTheOldOnes) {
+TEST_F(ModelTest, OverwrittenBytesMayBeTheOldOnes) {
     const auto file = create("d/a");
     log_.syncFolder("d", reason_);
     write(*file, 0, "old");
@@ -124,7 +124,7 @@ TEST_F(ModelTest, OfBytesInTwoSectorsOneMayBeTheOldOne) {
     EXPECT_THAT(disks(), UnorderedElementsAre(with("xx"), with("12"), with("1x"), with("x2")));
 }
 
-TEST_F(ModelTest, WhatIsCutOffMayStillBeThere) {
+TEST_F(ModelTest, TruncatedBytesMayStillBeThere) {
     const auto file = create("d/a");
     log_.syncFolder("d", reason_);
     write(*file, 0, "abcdef");
@@ -135,7 +135,7 @@ TEST_F(ModelTest, WhatIsCutOffMayStillBeThere) {
     EXPECT_THAT(disks(), UnorderedElementsAre(Texts{{"d/a", "abc"}}));
 }
 
-TEST_F(ModelTest, BlocksHoldWhatWasDeleted) {
+TEST_F(ModelTest, NewBlocksMayHoldADeletedFile) {
     const auto file = create("d/a");
     log_.syncFolder("d", reason_);
     write(*file, 0, std::string(100, 'a'));
@@ -174,7 +174,7 @@ TEST_F(ModelTest, ALongWriteLosesSingleSectors) {
     EXPECT_THAT(disks(), Contains(Texts{{"d/a", std::string(512, 'x')}}));
 }
 
-TEST_F(ModelTest, ARenamedFileBearsOneOfItsNamesOrBothOrNone) {
+TEST_F(ModelTest, ARenamedFileHasOneOfItsNamesOrBothOrNone) {
     const auto file = create("d/a.part");
     write(*file, 0, "b");
     file->sync(reason_);
@@ -216,7 +216,7 @@ TEST_F(ModelTest, ARemovedFileMayStillBeThere) {
     EXPECT_THAT(disks(), UnorderedElementsAre(Texts{{"d/a", ""}}, Texts{}));
 }
 
-TEST_F(ModelTest, OnlyWhatWasDoneCounts) {
+TEST_F(ModelTest, OnlyStepsDoneCount) {
     const auto file = create("d/a");
     log_.syncFolder("d", reason_);
     write(*file, 0, "bytes");
@@ -247,7 +247,7 @@ TEST_F(ModelTest, TheLogRefusesWhatADiskRefuses) {
     EXPECT_EQ(log_.steps().size(), 3U);
 }
 
-TEST_F(ModelTest, AStepKnowsWhatHadBeenCapturedWhenItWasDone) {
+TEST_F(ModelTest, AStepHasTheTimeCapturedByThen) {
     double captured = 3;
     StepLog log([&] { return captured; });
     log.create("d/a", reason_);

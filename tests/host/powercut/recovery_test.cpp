@@ -160,7 +160,7 @@ TEST_F(RecoveryTest, ASecondPowerCutCostsNothing) {
     expectToBeRecoveredAgain(damaged(whole, places, kBox));
 }
 
-TEST_F(RecoveryTest, ASecondPowerCutCostsNothingWhereTheHeaderIsMadeAnew) {
+TEST_F(RecoveryTest, ASecondPowerCutCostsNothingWithARebuiltHeader) {
     const Bytes whole = recordedBy("muxer-fmp4:flush=true");
     expectToBeRecoveredAgain(damaged(whole, {0, whole.size() * 2 / 5}, kHole));
 }

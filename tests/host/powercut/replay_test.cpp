@@ -91,7 +91,7 @@ TEST(ReplayTest, EveryOutcomePlays) {
                 replay.disks, judge.filesSeen(), judge.mostLost());
 }
 
-TEST(ReplayTest, EveryOutcomePlaysWhereTheIndexLiesInSeveralSectors) {
+TEST(ReplayTest, EveryOutcomePlaysWithAnIndexInSeveralSectors) {
     const SampleRecording made(sample(), 60);
     const Bytes content = DiskJudge::versionsOf(made).begin()->second.back().content->bytes;
     const Box index = boxesOf(content).back();
@@ -110,7 +110,7 @@ TEST(ReplayTest, EveryOutcomePlaysWhereAnotherRecordingWasDeleted) {
                 judge.mostLost());
 }
 
-TEST(ReplayTest, FilesWithoutProtectionAreWholeUnderTheirNames) {
+TEST(ReplayTest, FilesWithoutProtectionAreCompleteUnderTheirNames) {
     for (const char* const muxer :
          {"muxer-fmp4:flush=false", "muxer-mp4:flush=false", "muxer-ts:flush=false"}) {
         SCOPED_TRACE(muxer);
@@ -196,7 +196,7 @@ TEST(ReplayTest, EveryOutcomePlaysWhereverAFragmentBegins) {
     EXPECT_EQ(tried, 31);
 }
 
-TEST(ReplayTest, EveryOutcomePlaysHoweverLongTheBeginningOfAFileIs) {
+TEST(ReplayTest, EveryOutcomePlaysForAnyLengthOfTheHeader) {
     const SampleStream stream(1);
     int tried = 0;
     for (std::size_t copies = 0; copies < 256; ++copies) {
@@ -263,7 +263,7 @@ TEST(ReplayTest, FindsAWriterThatMarksAFragmentAsCompleteBeforeItIs) {
     EXPECT_TRUE(isFound(recorded, "damaged bytes"));
 }
 
-TEST(ReplayTest, FindsAFileThatLosesItsEndInSilence) {
+TEST(ReplayTest, FindsAFileThatSilentlyLosesItsEnd) {
     // Drops the last sync before each rename, so that synced data was promised but is not sure.
     Recorded recorded = recording();
     std::vector<Step>& steps = recorded.steps;
@@ -275,7 +275,7 @@ TEST(ReplayTest, FindsAFileThatLosesItsEndInSilence) {
     EXPECT_TRUE(isFound(recorded, "has its final name but is incomplete"));
 }
 
-TEST(ReplayTest, FindsANameThatIsNotSureWhenItIsTold) {
+TEST(ReplayTest, FindsANameReportedBeforeItIsSynced) {
     Recorded recorded = recording();
     std::erase_if(recorded.steps, [&, isRenamed = false](const Step& step) mutable {
         const bool isAfter = std::exchange(isRenamed, step.kind == Step::Kind::rename);

@@ -124,7 +124,7 @@ class LossesTest : public recording_test::RecordingTest, public testing::WithPar
     }
 };
 
-TEST_P(LossesTest, KeptAndLostIsWhatWasGivenWhereverTheDiskFails) {
+TEST_P(LossesTest, KeptAndLostAddUpWhereverTheDiskFails) {
     int nth = 1;
     while (recordWithFault(nth) && nth < 200) ++nth;
     EXPECT_GT(nth, 1);
@@ -192,7 +192,7 @@ class ResumptionTest : public recording_test::RecordingTest {
     std::size_t given_ = 0;
 };
 
-TEST_F(ResumptionTest, ARecordingGoesOnInAnEndlessGroupWhenTheDiskHasRoomAgain) {
+TEST_F(ResumptionTest, ARecordingResumesInAnEndlessGroupOnceThereIsSpace) {
     record("muxer-fmp4");
     // Begins with a key frame; any other only on request.
     push(true);
@@ -211,7 +211,7 @@ TEST_F(ResumptionTest, ARecordingGoesOnInAnEndlessGroupWhenTheDiskHasRoomAgain) 
 }
 
 /** An outage logs one error line, and sends one `failed` for all attempts that never sent `recordStart`. */
-TEST_F(ResumptionTest, AFileThatBeginsWhileTheTroubleLastsAndFailsToIsToldOf) {
+TEST_F(ResumptionTest, AFileThatBeginsDuringTheOutageAndFailsIsReported) {
     record("muxer-mp4");
     // This muxer writes in large pieces, so it takes several groups.
     ASSERT_TRUE(waitUntil([&] {

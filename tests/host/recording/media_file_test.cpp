@@ -103,7 +103,7 @@ TEST_P(MediaFiles, KeepSoundThatBeginsBeforeThePicture) {
     EXPECT_EQ(played.audio().size() + played.video().size(), packets.size());
 }
 
-TEST_P(MediaFiles, HaveSoundInStepAfterASilence) {
+TEST_P(MediaFiles, KeepSoundInSyncAfterAGap) {
     const SteadyTime begin = sample().packets.front()->stamp;
     const auto isSilent = [&](const MediaPacket& packet) {
         const auto time = packet.stamp - begin;
@@ -126,7 +126,7 @@ TEST_P(MediaFiles, HaveSoundInStepAfterASilence) {
     EXPECT_NEAR(resumed, expected, kTenthOfMillisecond);
 }
 
-TEST_P(MediaFiles, ClampStampsThatDoNotRise) {
+TEST_P(MediaFiles, ClampTimeStampsThatDoNotIncrease) {
     const auto file = open();
     for (const SharedPacket& packet : sample().packets) {
         const auto time = packet->stamp - sample().packets.front()->stamp;
@@ -173,7 +173,7 @@ TEST_P(MediaFiles, AreRefusedWhereTheyCannotBeMade) {
     EXPECT_EQ(reason_, path() + ": neither video nor audio to record");
 }
 
-TEST_P(MediaFiles, AreNeverPutInThePlaceOfAnother) {
+TEST_P(MediaFiles, NeverReplaceAnother) {
     const auto file = open();
     for (const SharedPacket& packet : sample().packets) ASSERT_TRUE(file->write(*packet, reason_));
     std::filesystem::create_directory(path());
@@ -193,7 +193,7 @@ TEST_P(MediaFiles, AreRemovedWhenNothingWasWritten) {
     EXPECT_THAT(filesIn(folder()), testing::IsEmpty());
 }
 
-TEST_P(MediaFiles, EndWhereTheyAreRemovedWhileOpen) {
+TEST_P(MediaFiles, FailWhenTheyAreRemovedWhileOpen) {
     const auto file = open();
     bool written = true;
     for (const SharedPacket& packet : sample().packets) {
@@ -208,7 +208,7 @@ TEST_P(MediaFiles, EndWhereTheyAreRemovedWhileOpen) {
 }
 
 /** Wherever a write fails, a file with its final name plays. */
-TEST_P(MediaFiles, PlayAsFarAsTheyGoWhereverAWriteFails) {
+TEST_P(MediaFiles, PlayUpToAnyWriteThatFails) {
     using Step = FaultyLayer::Step;
     int named = 0;
     bool failedOnce = true;
@@ -245,7 +245,7 @@ TEST_P(MediaFiles, PlayAsFarAsTheyGoWhereverAWriteFails) {
 }
 
 /** Even if later syncs succeed: data of the failed one may be lost. */
-TEST_P(MediaFiles, HaveNoFinalNameWhenADiskDoesNotSync) {
+TEST_P(MediaFiles, HaveNoFinalNameWhenASyncFails) {
     using Step = FaultyLayer::Step;
     bool failed = true;
     int nth = 1;
@@ -290,7 +290,7 @@ char letterOf(FaultyLayer::Step step) {
     }
 }
 
-TEST_P(MediaFiles, AreSyncedBeforeTheyGetTheirNameAndBetweenFragmentsWhenAsked) {
+TEST_P(MediaFiles, AreSyncedBeforeTheirRenameAndPerFragmentOnRequest) {
     for (const bool flush : {false, true}) {
         std::string steps;
         FaultyLayer layer([&](FaultyLayer::Step step, int) {

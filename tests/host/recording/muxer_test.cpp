@@ -77,7 +77,7 @@ bool isVideo(const MediaPacket& packet) {
     return packet.isVideo();
 }
 
-TEST_F(MuxerTest, TellsOfItsFilesWithTheirUrls) {
+TEST_F(MuxerTest, ReportsItsFilesWithTheirUrls) {
     make();
     pushSample();
     EXPECT_EQ(pipeline_->waitForMessage("name=recordStart"), "name=recordStart,url=" + url("a.mp4"));
@@ -87,7 +87,7 @@ TEST_F(MuxerTest, TellsOfItsFilesWithTheirUrls) {
     EXPECT_EQ(pipeline_->waitForMessage("name=recordStop"), "name=recordStop,url=" + url("a.mp4"));
 }
 
-TEST_F(MuxerTest, NothingThatGivesWaitsForTheDisk) {
+TEST_F(MuxerTest, SourcesDoNotWaitForTheDisk) {
     std::atomic<bool> stalls{true};
     FaultyLayer disk([&](FaultyLayer::Step, int) -> const char* {
         while (stalls) std::this_thread::yield();
@@ -102,7 +102,7 @@ TEST_F(MuxerTest, NothingThatGivesWaitsForTheDisk) {
     EXPECT_THAT(pipeline_->messages("name=frameLost"), IsEmpty());
 }
 
-TEST_F(MuxerTest, WhatCameIsBroughtToSafetyWhenNothingFollows) {
+TEST_F(MuxerTest, FlushesWhenNoPacketsFollow) {
     make();
     // Less than a fragment.
     const SteadyTime begin = sample().packets.front()->stamp;
@@ -115,7 +115,7 @@ TEST_F(MuxerTest, WhatCameIsBroughtToSafetyWhenNothingFollows) {
     ASSERT_TRUE(pipeline_->stop());
 }
 
-TEST_F(MuxerTest, TellsNothingUnasked) {
+TEST_F(MuxerTest, SendsOnlyRequestedMessages) {
     make("");
     pushSample();
     ASSERT_TRUE(pipeline_->stop());
@@ -124,7 +124,7 @@ TEST_F(MuxerTest, TellsNothingUnasked) {
     EXPECT_THAT(pipeline_->messages("name=record"), IsEmpty());
 }
 
-TEST_F(MuxerTest, BeginsAnotherFileAtACut) {
+TEST_F(MuxerTest, StartsANewFileAtACut) {
     make();
     pushSample();
     cut();
@@ -134,7 +134,7 @@ TEST_F(MuxerTest, BeginsAnotherFileAtACut) {
     EXPECT_EQ(played("a.mp4").video().size(), played("a-1.mp4").video().size());
 }
 
-TEST_F(MuxerTest, HasATrackForSoundThatItHasHeardBefore) {
+TEST_F(MuxerTest, HasATrackForSoundReceivedBefore) {
     make();
     pushSample();
     cut();
@@ -151,7 +151,7 @@ TEST_F(MuxerTest, HasATrackForSoundThatItHasHeardBefore) {
     EXPECT_THAT(names(), ElementsAre("a-1.mp4", "a.mp4"));
 }
 
-TEST_F(MuxerTest, BeginsAnotherFileWhenSoundComesThatWasNeverHeard) {
+TEST_F(MuxerTest, StartsANewFileForTheFirstSound) {
     make();
     const SteadyTime begin = sample().packets.front()->stamp;
     pushSample([&](const MediaPacket& packet) {
@@ -176,7 +176,7 @@ TEST_F(MuxerTest, RecordsPicturesAlone) {
     EXPECT_EQ(played("a.mp4").video().size(), 4U * SampleStream::rate);
 }
 
-TEST_F(MuxerTest, RecordsPicturesThatEndBeforeSoundIsGivenUp) {
+TEST_F(MuxerTest, RecordsPicturesThatEndWhileWaitingForSound) {
     make();
     const SteadyTime begin = sample().packets.front()->stamp;
     pushSample([&](const MediaPacket& packet) {
@@ -194,7 +194,7 @@ TEST_F(MuxerTest, RecordsSoundAlone) {
     EXPECT_FALSE(played("a.mp4").audio().empty());
 }
 
-TEST_F(MuxerTest, BeginsAnotherFileWhenThePicturesChange) {
+TEST_F(MuxerTest, StartsANewFileWhenThePicturesChange) {
     make();
     pushSample();
     auto larger = std::make_shared<Media>(*sample().video);
@@ -232,7 +232,7 @@ TEST_F(MuxerTest, WritesClipsBesideItsOwnFile) {
         EXPECT_EQ(played(name).video().size(), 4U * SampleStream::rate) << name;
 }
 
-TEST_F(MuxerTest, RefusesClipsOfWhatIsNoFile) {
+TEST_F(MuxerTest, RefusesClipsThatAreNotFiles) {
     make("");
     const ErrorLines lines;
     EXPECT_EQ(clips().beginClip("http://host/a.mp4", noted()), nullptr);
@@ -241,7 +241,7 @@ TEST_F(MuxerTest, RefusesClipsOfWhatIsNoFile) {
     EXPECT_THAT(failures_, ElementsAre("http://host/a.mp4: not a valid URL for a clip, kept: "));
 }
 
-TEST_F(MuxerTest, TellsOnceOfAClipThatNothingHasComeFor) {
+TEST_F(MuxerTest, ReportsAClipWithoutPacketsOnce) {
     make("");
     const ErrorLines lines;
     {
@@ -259,7 +259,7 @@ TEST_F(MuxerTest, TellsOnceOfAClipThatNothingHasComeFor) {
     EXPECT_THAT(names(), testing::IsEmpty());
 }
 
-TEST_F(MuxerTest, TellsOnceOfAFolderThatIsMissingAndGoesOnWhenItIsThere) {
+TEST_F(MuxerTest, ReportsAMissingFolderOnceAndResumesWhenItExists) {
     const std::filesystem::path later = folder() / "later";
     make(kAll, "later/a.mp4");
     {
@@ -287,7 +287,7 @@ TEST_F(MuxerTest, TellsOnceOfAFolderThatIsMissingAndGoesOnWhenItIsThere) {
     EXPECT_FALSE(JudgedFile(later / "a.mp4", kWidth, kHeight, false).video().empty());
 }
 
-TEST_F(MuxerTest, TellsOfAFullDiskAndOfTheFileThatItClosed) {
+TEST_F(MuxerTest, ReportsAFullDiskAndTheFileThatItClosed) {
     using Step = FaultyLayer::Step;
     FaultyLayer layer([](Step step, int count) {
         return step == Step::write && count > 5 ? "No space left on device" : nullptr;
@@ -315,7 +315,7 @@ TEST_F(MuxerTest, TellsOfAFullDiskAndOfTheFileThatItClosed) {
     EXPECT_THAT(names(), ElementsAre("a-1.mp4", "a.mp4"));
 }
 
-TEST_F(MuxerTest, SaysWhereAFileLiesThatCannotBeRenamed) {
+TEST_F(MuxerTest, ReportsWhereAFileIsThatCannotBeRenamed) {
     using Step = FaultyLayer::Step;
     FaultyLayer layer([](Step step, int) { return step == Step::rename ? "Input/output error" : nullptr; });
     make();

@@ -56,7 +56,7 @@ TEST_F(PublicRecording, EndsByReleaseToo) {
     EXPECT_FALSE(JudgedFile(folder() / "a.mp4").video().empty());
 }
 
-TEST_F(PublicRecording, IsNeverWrittenOverAnother) {
+TEST_F(PublicRecording, NeverOverwritesAnother) {
     for (int i = 0; i < 2; ++i) {
         ASSERT_EQ(record(60, "a.mp4", nullptr), VNRES_SUCCEED);
         ASSERT_TRUE(waitUntil([&] { return !unfinished().empty(); }));
@@ -84,7 +84,7 @@ TEST_F(PublicRecording, HasTheTimeOfItsFirstPictureInItsName) {
     }
 }
 
-TEST_F(PublicRecording, GoesOnWithoutAMicrophoneAndHasSoundWhenThereIsOne) {
+TEST_F(PublicRecording, RecordsWithoutAMicrophoneAndAddsSoundWhenThereIsOne) {
     const std::filesystem::path sound =
         std::filesystem::temp_directory_path() / (folder().filename().string() + ".wav");
     setenv("KEP_HOST_AUDIO", ("file:" + sound.string()).c_str(), 1);
@@ -124,7 +124,7 @@ double lengthOf(const std::filesystem::path& file) {
     return static_cast<double>(milliseconds) / 1000;
 }
 
-TEST_F(PublicRecording, TellsItsLengthOpenFinishedAndRecovered) {
+TEST_F(PublicRecording, HasALengthOpenFinishedAndRecovered) {
     constexpr double kFrame = 1.0 / 30;
     ASSERT_EQ(record(60, "a.mp4", kProtected), VNRES_SUCCEED);
     ASSERT_TRUE(waitForOpenFile());
@@ -165,7 +165,7 @@ void expectRefused(int result, const ErrorLines& lines, const std::string& frame
     EXPECT_THAT(lines.messages(), testing::ElementsAre(testing::StartsWith(framework), "!app"));
 }
 
-TEST_F(PublicRecording, ReportsSettingsThatItDoesNotUnderstandAndRecords) {
+TEST_F(PublicRecording, ReportsUnknownSettingsAndRecords) {
     const ErrorLines lines;
     ASSERT_EQ(VNRecMan2(230400, "bitrate=abc,gopp=3", "chanels=2", 60, folder().c_str(), "a.mp4",
                         "powerfailprotection=true"),

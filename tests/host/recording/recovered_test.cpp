@@ -92,7 +92,7 @@ std::vector<std::size_t> fragmentsOf(const FileBytes& content) {
     return begins;
 }
 
-TEST_F(RecoveredFiles, AHoleCostsNoPacketOutsideTheFragmentThatItHits) {
+TEST_F(RecoveredFiles, AHoleLosesNoPacketOutsideItsFragment) {
     const FileBytes whole = record(Container::fragmentedMp4);
     const std::vector<PlacedPacket> packets = placedPackets(whole);
     ASSERT_EQ(packets.size(), sample().packets.size());
@@ -130,7 +130,7 @@ TEST_F(RecoveredFiles, AHoleCostsNoPacketOutsideTheFragmentThatItHits) {
         kPlaces, packets.size(), fragments.size() - 1, missing, hit, kept);
 }
 
-TEST_F(RecoveredFiles, AHoleInTheHeaderLeavesItsCopyHoweverShortTheFirstFragmentsAre) {
+TEST_F(RecoveredFiles, AHoleInTheHeaderSparesItsCopy) {
     const FileBytes whole = record(Container::fragmentedMp4, nullptr, 10);
     ASSERT_LT(fragmentsOf(whole).at(2) - fragmentsOf(whole).at(0), kHole);
     const std::size_t all = playedPackets(whole).size();
@@ -138,7 +138,7 @@ TEST_F(RecoveredFiles, AHoleInTheHeaderLeavesItsCopyHoweverShortTheFirstFragment
     EXPECT_GT(playedPackets(recovered(holed(whole, 0, kHole))).size(), all / 2);
 }
 
-TEST_F(RecoveredFiles, AHoleCostsATransportStreamWhatItHits) {
+TEST_F(RecoveredFiles, AHoleInATransportStreamLosesOnlyWhatItHits) {
     const FileBytes whole = record(Container::mpegTs);
     const std::vector<PlacedPacket> packets = placedPackets(whole);
     ASSERT_EQ(packets.size(), sample().packets.size());
@@ -167,10 +167,10 @@ TEST_F(RecoveredFiles, AHoleCostsATransportStreamWhatItHits) {
 /**
  * Logs the steps of a recovery and makes it fail before step `left`; all earlier steps have reached the disk.
  */
-class EndingDisk final : public WatchedDisk {
+class FailingDisk final : public WatchedDisk {
   public:
-    explicit EndingDisk(std::size_t left) : left_(left) { use(this); }
-    ~EndingDisk() override { use(nullptr); }
+    explicit FailingDisk(std::size_t left) : left_(left) { use(this); }
+    ~FailingDisk() override { use(nullptr); }
 
     std::vector<Step> steps;
     Step refused = Step::create; /**< the step that failed */
@@ -189,8 +189,8 @@ class EndingDisk final : public WatchedDisk {
     const std::size_t left_;
 };
 
-TEST_F(RecoveredFiles, ARecoveryThatIsCutShortIsDoneAgain) {
-    using Step = EndingDisk::Step;
+TEST_F(RecoveredFiles, AnInterruptedRecoveryCanBeRepeated) {
+    using Step = FailingDisk::Step;
     for (const Container container : {Container::fragmentedMp4, Container::mpegTs}) {
         FileBytes torn = record(container);
         // Two holes, and a truncation in the middle of a fragment.
@@ -208,7 +208,7 @@ TEST_F(RecoveredFiles, ARecoveryThatIsCutShortIsDoneAgain) {
             std::ofstream(part_, std::ios::binary)
                 .write(reinterpret_cast<const char*>(torn.data()), static_cast<std::streamsize>(torn.size()));
             {
-                EndingDisk disk(done);
+                FailingDisk disk(done);
                 ended = false;
                 try {
                     recovery_ = recordings::recoverFile(part_);
@@ -232,7 +232,7 @@ TEST_F(RecoveredFiles, ARecoveryThatIsCutShortIsDoneAgain) {
     }
 }
 
-TEST_F(RecoveredFiles, NoHeaderThatLiesMakesAFileWithoutPackets) {
+TEST_F(RecoveredFiles, NoDamagedHeaderYieldsAFileWithoutPackets) {
     FileBytes whole = record(Container::fragmentedMp4);
     const std::vector<std::size_t> fragments = fragmentsOf(whole);
     // Three fragments, without a copy of the header: each flipped bit must be detected or harmless.

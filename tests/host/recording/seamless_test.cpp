@@ -82,7 +82,7 @@ TEST_F(SeamlessTest, AsksForAKeyFrameAtEachCut) {
     EXPECT_EQ(source.keyFrameRequests().back(), kBegin + milliseconds(4040));
 }
 
-TEST_F(SeamlessTest, TakesTheFirstKeyFrameAfterAMultipleAndDoesNotDrift) {
+TEST_F(SeamlessTest, CutsAtTheFirstKeyFrameAfterAMultipleWithoutDrift) {
     make("1000ms");
     film(milliseconds(6000), 18);
     // Key frames are 720 ms apart.
@@ -95,7 +95,7 @@ TEST_F(SeamlessTest, CutsAtAKeyFrameThatIsEarlyByAJitter) {
     EXPECT_THAT(starts(), testing::ElementsAre(-1, 1999, 3999, 5999, 7999));
 }
 
-TEST_F(SeamlessTest, LosesAndDoublesNothing) {
+TEST_F(SeamlessTest, NeitherLosesNorDuplicates) {
     make("1s");
     film(milliseconds(5000), 25, {}, true);
     std::size_t packets = 0;
@@ -133,7 +133,7 @@ TEST_F(SeamlessTest, CutsSoundAloneToo) {
     EXPECT_EQ(segments().size(), 2U);
 }
 
-TEST_F(SeamlessTest, BeginsAnewWhenItIsStartedAgain) {
+TEST_F(SeamlessTest, RestartsItsCounting) {
     make("2s");
     film(milliseconds(1000), 25);
     ASSERT_TRUE(pipeline_->stop());
@@ -142,7 +142,7 @@ TEST_F(SeamlessTest, BeginsAnewWhenItIsStartedAgain) {
     EXPECT_EQ(segments().size(), 1U);
 }
 
-TEST_F(SeamlessTest, TakesMinutes) {
+TEST_F(SeamlessTest, AcceptsMinutes) {
     make("1m");
     push(videoPacket(kBegin, true));
     push(videoPacket(kBegin + milliseconds(59'000), true));

@@ -130,15 +130,15 @@ std::vector<int> groups() {
     return {0, 1, 15, 300, 10'000};
 }
 
-class SegmentsOfGroups : public Segments, public testing::WithParamInterface<int> {};
+class SegmentsByGroupLength : public Segments, public testing::WithParamInterface<int> {};
 
 /** Whatever interval of key frames the encoder is set to; 0: only the first picture is a key frame. */
-TEST_P(SegmentsOfGroups, HaveTheirLength) {
+TEST_P(SegmentsByGroupLength, HaveTheirLength) {
     expectGoodRecording("a.mp4", "PowerFailProtection=true",
                         "bitrate=500000,gop=" + std::to_string(GetParam()));
 }
 
-INSTANTIATE_TEST_SUITE_P(Pictures, SegmentsOfGroups, testing::ValuesIn(groups()));
+INSTANTIATE_TEST_SUITE_P(Pictures, SegmentsByGroupLength, testing::ValuesIn(groups()));
 
 }  // namespace
 }  // namespace recording_test

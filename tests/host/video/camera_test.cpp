@@ -81,7 +81,7 @@ TEST_F(CameraTest, ACameraThatDisappearsEndsItsStreamsAndCanComeBack) {
     EXPECT_EQ(pull(*coded, 3).size(), 3U);
 }
 
-TEST_F(CameraTest, ACameraThatNeverAnswersIsLeftBehind) {
+TEST_F(CameraTest, ACameraThatNeverAnswersIsAbandoned) {
     const std::string pipe = path("silent").string();
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     choose("file:" + pipe);

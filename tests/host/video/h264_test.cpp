@@ -25,7 +25,7 @@ class H264Test : public VideoTest {
     }
 };
 
-TEST_F(H264Test, PicturesRunOnWithoutGapOrDouble) {
+TEST_F(H264Test, PicturesHaveNoGapsOrDuplicates) {
     const auto source = newH264(1920, 1080, 30);
     Messages messages(*source);
     ASSERT_TRUE(source->ChangeUp(State::play));
@@ -34,7 +34,7 @@ TEST_F(H264Test, PicturesRunOnWithoutGapOrDouble) {
     expectRunningOn(numbersOf(units), messages);
 }
 
-TEST_F(H264Test, NumbersOutliveTheSmallestRateAndSize) {
+TEST_F(H264Test, NumbersStayReadableAtTheSmallestRateAndSize) {
     const auto source = newH264(640, 360);
     source->SetBitRate(150'000);
     Messages messages(*source);
@@ -61,7 +61,7 @@ TEST_F(H264Test, ColoursAreThoseOfTheCamera) {
     }
 }
 
-TEST_F(H264Test, TheLastSizeAndRateBeforeTheStartHold) {
+TEST_F(H264Test, TheLastSizeAndRateBeforeTheStartApply) {
     const auto source = newH264(640, 360, 30);
     source->SetWidth(320);
     source->SetHeight(240);
@@ -130,7 +130,7 @@ TEST_F(H264Test, RequestedKeyFrameBeginsANewGroup) {
     EXPECT_EQ(keys[1] - keys[0], 10U);
 }
 
-TEST_F(H264Test, KeyFramesBringTheirParameterSets) {
+TEST_F(H264Test, KeyFramesHaveTheirParameterSets) {
     const auto source = newH264();
     source->SetGop(4);
     ASSERT_TRUE(source->ChangeUp(State::play));
@@ -246,7 +246,7 @@ TEST_F(H264Test, SizeIsThatOfTheCameraIfNotSet) {
     EXPECT_EQ(picture->height, 1080);
 }
 
-TEST_F(H264Test, SenselessSettingsAreRefusedAtStartByName) {
+TEST_F(H264Test, InvalidSettingsAreRefusedAtStartByName) {
     const struct {
         int width, height, rate, bitRate;
         const char* named;
@@ -266,7 +266,7 @@ TEST_F(H264Test, SenselessSettingsAreRefusedAtStartByName) {
     }
 }
 
-TEST_F(H264Test, SenselessSettingsLeaveARunningStreamAsItIs) {
+TEST_F(H264Test, InvalidSettingsDoNotChangeARunningStream) {
     const auto source = newH264();
     source->SetGop(5);
     ASSERT_TRUE(source->ChangeUp(State::play));

@@ -120,7 +120,7 @@ TEST_F(HubTest, ANewConsumerGetsTheNewestPictureAtOnce) {
     EXPECT_TRUE(shared);
 }
 
-TEST_F(HubTest, SwitchingGoesOnWithALaterKeyFrameOfTheNewSize) {
+TEST_F(HubTest, SwitchingContinuesWithAKeyFrameOfTheNewSize) {
     const auto source = newH264(1280, 720);
     ASSERT_TRUE(source->ChangeUp(State::play));
     std::int64_t last = pull(*source, 1).at(0)->index;
@@ -142,7 +142,7 @@ TEST_F(HubTest, SwitchingGoesOnWithALaterKeyFrameOfTheNewSize) {
     }
 }
 
-TEST_F(HubTest, SwitchingLeavesNothingBehind) {
+TEST_F(HubTest, SwitchingLeaksNothing) {
     const auto source = newH264(320, 180, 120);
     const int sizes[][2] = {{320, 180}, {160, 96}, {192, 112}};
     const auto switchOver = [&](int times) {
@@ -170,7 +170,7 @@ TEST_F(HubTest, SwitchingLeavesNothingBehind) {
     EXPECT_TRUE(kAddressSanitizer || growth <= kMostGrowth) << growth;
 }
 
-TEST_F(HubTest, AReaderThatStopsReadingLosesWholeGroupsAndHearsOfIt) {
+TEST_F(HubTest, AnIdleReaderLosesWholeGroupsAndGetsAMessage) {
     const auto idle = newH264(160, 96, 100);
     idle->SetGop(10);
     Messages messages(*idle);
@@ -262,7 +262,7 @@ TEST_F(HubTest, PullFailsAtOnceWhenNothingPlaysAndWakesWhenItStops) {
     }
 }
 
-TEST_F(HubTest, OnlyTheCamerasOwnNameMakesASource) {
+TEST_F(HubTest, OnlyTheCamerasNameCreatesASource) {
     testing::internal::CaptureStderr();
     EXPECT_EQ(IH264Source::CreateNew("webcam"), nullptr);
     EXPECT_EQ(IYuvSource::CreateNew(nullptr), nullptr);

@@ -28,7 +28,7 @@ class LoopTest : public VideoTest {
 /** The test picture in several containers, which seek to their beginning in different ways. */
 class ContainerLoopTest : public LoopTest, public testing::WithParamInterface<const char*> {};
 
-TEST_P(ContainerLoopTest, GoesOnForEverWithoutHiccup) {
+TEST_P(ContainerLoopTest, RepeatsWithoutAGap) {
     filmAs(GetParam());
     const auto source = newYuv();
     ASSERT_TRUE(source->ChangeUp(State::play));

@@ -31,7 +31,7 @@ std::vector<FramePtr> take(PicturePool& pool, std::size_t count, int width = 640
     return pictures;
 }
 
-TEST(PicturePoolTest, PicturesAreUsedAgain) {
+TEST(PicturePoolTest, PicturesAreReused) {
     PicturePool pool;
     const auto first = places(take(pool, PicturePool::kMostIdle));
     EXPECT_EQ(first.size(), PicturePool::kMostIdle);
@@ -48,7 +48,7 @@ std::size_t allocatedBytes() {
 #endif
 }
 
-TEST(PicturePoolTest, WhatABurstNeededGoesBackToTheSystem) {
+TEST(PicturePoolTest, MemoryOfABurstIsReturnedToTheSystem) {
     constexpr std::size_t kPicture = 1920 * 1080 * 3 / 2;
     constexpr std::size_t kBesides = 64 * 1024;  // the frames' metadata
     PicturePool pool;
@@ -73,7 +73,7 @@ TEST(PicturePoolTest, APictureOutlivesThePoolAndAnotherSize) {
     EXPECT_TRUE(kep::host::isOneBlock(*kept));
 }
 
-TEST(PicturePoolTest, PicturesMayBeGivenBackOnOtherThreads) {
+TEST(PicturePoolTest, PicturesMayBeReturnedOnOtherThreads) {
     PicturePool pool;
     for (int i = 0; i < 20; ++i) {
         auto pictures = take(pool, 2 * PicturePool::kMostIdle, 64, 32);

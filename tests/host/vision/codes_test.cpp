@@ -83,7 +83,7 @@ TEST(Codes, AreReadInEachSizeAndAtEachAngle) {
     }
 }
 
-TEST(Codes, OfOtherKindsAreReadToo) {
+TEST(Codes, OtherKindsAreReadToo) {
     for (const auto& [format, name] : {std::pair{ZXing::BarcodeFormat::DataMatrix, "DataMatrix"},
                                        std::pair{ZXing::BarcodeFormat::Aztec, "Aztec"}}) {
         const auto found = codesIn(CodePicture("vornisa", 200, 0, format).frame());
@@ -93,7 +93,7 @@ TEST(Codes, OfOtherKindsAreReadToo) {
     }
 }
 
-TEST(Codes, OfBarsAreNotRead) {
+TEST(Codes, BarCodesAreNotRead) {
     EXPECT_TRUE(codesIn(CodePicture("vornisa", 250, 0, ZXing::BarcodeFormat::Code128).frame()).empty());
 }
 
@@ -127,7 +127,7 @@ class CodeReader : public VideoTest {
     const OwnSegments segments_;
 };
 
-TEST_F(CodeReader, TellsOfACodeInAMessageAndInSharedMemory) {
+TEST_F(CodeReader, ReportsACodeInAMessageAndInSharedMemory) {
     film("one, two");
     const std::string message = messages_.waitFor("name=code");
     EXPECT_TRUE(message.starts_with("name=code,text={one, two},format=QRCode,x=")) << message;
@@ -145,13 +145,13 @@ TEST_F(CodeReader, TellsOfACodeInAMessageAndInSharedMemory) {
     EXPECT_NE(message.find(",time=" + std::to_string(found.time)), std::string::npos) << message;
 }
 
-TEST_F(CodeReader, EncodesWhatNoMessageCanHave) {
+TEST_F(CodeReader, EscapesTextThatNoMessageCanHave) {
     film("{100 %");
     EXPECT_TRUE(messages_.waitFor("name=code").starts_with("name=code,text=%7B100 %25,encoded=true,format="));
     EXPECT_EQ(std::string(record().text, record().length), "{100 %");
 }
 
-TEST_F(CodeReader, TellsOfACodeOnceUntilItIsGone) {
+TEST_F(CodeReader, ReportsACodeOnceUntilItIsGone) {
     // A code for 10 pictures, nothing for 20, repeatedly: reported about once per pass.
     CodePicture("again", 250, 0).write(path("code.pgm"));
     makeFile("-f lavfi -i color=gray:s=640x360:r=30:d=1 -loop 1 -i " + path("code.pgm").string() +
@@ -179,7 +179,7 @@ TEST_F(CodeReader, TellsOfACodeOnceUntilItIsGone) {
     EXPECT_LE(found, static_cast<std::size_t>(count / 30 + 1)) << "reported again while it stayed";
 }
 
-TEST_F(CodeReader, BeginsAnewWhenItIsStartedAgain) {
+TEST_F(CodeReader, ReportsAgainAfterARestart) {
     film("twice");
     EXPECT_NE(messages_.waitFor("name=code"), "");
     ASSERT_EQ(VNStop(id_), VNRES_SUCCEED);
@@ -191,7 +191,7 @@ TEST_F(CodeReader, BeginsAnewWhenItIsStartedAgain) {
     EXPECT_EQ(record().sequence, 4u);
 }
 
-TEST_F(CodeReader, GoesOnWithoutSharedMemory) {
+TEST_F(CodeReader, RunsWithoutSharedMemory) {
     const ErrorLines lines;
     setenv("KEP_HOST_SHM", "no/such/", 1);
     film("still");

@@ -79,7 +79,7 @@ TEST_F(DetectorTest, SeesTheNewestPictureAndPassesAllOn) {
     detector_.goOn();
 }
 
-TEST_F(DetectorTest, PassesOnWhatHasNoPicture) {
+TEST_F(DetectorTest, PassesPacketsWithoutPictures) {
     give(1, false);
     give(2);
     EXPECT_EQ(detector_.waitFor(1), Numbers{2});
@@ -87,7 +87,7 @@ TEST_F(DetectorTest, PassesOnWhatHasNoPicture) {
     detector_.goOn();
 }
 
-TEST_F(DetectorTest, ForgetsWhatItHasNotLookedAtWhenItStops) {
+TEST_F(DetectorTest, DropsPendingPicturesWhenItStops) {
     give(1);
     EXPECT_EQ(detector_.waitFor(1), Numbers{1});
     give(2);

@@ -149,7 +149,7 @@ TEST_F(HumanDetection, UsesTheDetectorOfAnIntegratorAndPublishesARecord) {
     EXPECT_NE(message.find(",score=3.00}"), std::string::npos) << message;
 }
 
-TEST_F(HumanDetection, RefusesADetectorThatIsNone) {
+TEST_F(HumanDetection, RefusesAnInvalidDetector) {
     const ErrorLines lines;
     const auto refused = [&](const std::string& model, const std::string& reason) {
         setenv("KEP_HOST_PEOPLE_MODEL", model.c_str(), 1);
@@ -165,7 +165,7 @@ TEST_F(HumanDetection, RefusesADetectorThatIsNone) {
     refused(noise, "not an OpenCV HOGDescriptor model");
 }
 
-TEST_F(HumanDetection, GoesOnWhenThoseWhoAttachedAreGone) {
+TEST_F(HumanDetection, ContinuesWithoutAttachedHandles) {
     findEverywhere();
     const int first = attach();
     ASSERT_EQ(VNHumanDetect(640, 360, 10), VNRES_SUCCEED);
@@ -178,7 +178,7 @@ TEST_F(HumanDetection, GoesOnWhenThoseWhoAttachedAreGone) {
     EXPECT_TRUE(hearsMore()) << "stopped while no handle was attached";
 }
 
-TEST_F(HumanDetection, OfCodesWithTheSameIndexIsAnotherService) {
+TEST_F(HumanDetection, MayShareItsIndexWithACodeReader) {
     findEverywhere();
     int codes = 0;
     ASSERT_EQ(VNAcquire(VNRES_QRCODE, &codes), VNRES_SUCCEED);
@@ -191,7 +191,7 @@ TEST_F(HumanDetection, OfCodesWithTheSameIndexIsAnotherService) {
     EXPECT_TRUE(hearsMore());
 }
 
-TEST_F(HumanDetection, OfAnotherSizeDoesNotBreakTheFirst) {
+TEST_F(HumanDetection, AnotherSizeDoesNotBreakTheFirst) {
     findEverywhere();
     ASSERT_EQ(VNHumanDetect(640, 360, 10), VNRES_SUCCEED);
     attach();
@@ -202,7 +202,7 @@ TEST_F(HumanDetection, OfAnotherSizeDoesNotBreakTheFirst) {
     EXPECT_TRUE(hearsMore());
 }
 
-TEST_F(HumanDetection, HoldsBackNoStream) {
+TEST_F(HumanDetection, DelaysNoStream) {
     // Three times as many pictures as a fast machine can process.
     ASSERT_EQ(VNHumanDetect(1280, 720, 60), VNRES_SUCCEED);
     const std::uint32_t before = waitForPictures(1);

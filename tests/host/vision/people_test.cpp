@@ -55,7 +55,7 @@ class PeopleFinderTest : public VideoTest {
     }
 };
 
-TEST_F(PeopleFinderTest, WantsAHigherScoreWhereNothingMoves) {
+TEST_F(PeopleFinderTest, RequiresAHigherScoreWithoutMotion) {
     EXPECT_EQ(foundIn(*finder(0.4F), true), 0u);
     EXPECT_EQ(foundIn(*finder(0.4F), false), 0u);
     EXPECT_GE(foundIn(*finder(1.0F), true), 1u);
@@ -64,7 +64,7 @@ TEST_F(PeopleFinderTest, WantsAHigherScoreWhereNothingMoves) {
     EXPECT_GE(foundIn(*finder(2.0F), false), 1u);
 }
 
-TEST_F(PeopleFinderTest, TakesANewSceneForNoMotion) {
+TEST_F(PeopleFinderTest, DoesNotTakeANewSceneForMotion) {
     const auto searching = finder(1.0F);
     for (int i = 0; i < 12; ++i) {
         const GreyPicture picture(640, 360, i / 4 % 2 ? 40 : 200);
@@ -80,7 +80,7 @@ TEST_F(PeopleFinderTest, FollowsNobodyIntoANewScene) {
     }
 }
 
-TEST_F(PeopleFinderTest, GivesPlacesInTheReferenceFrameForPicturesOfAnySize) {
+TEST_F(PeopleFinderTest, ReturnsPositionsInTheReferenceFrameForAnySize) {
     for (const auto& [width, height] :
          {std::pair{16, 16}, std::pair{320, 240}, std::pair{4096, 2304}, std::pair{90, 160}}) {
         const auto searching = finder(2.0F);

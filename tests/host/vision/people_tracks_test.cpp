@@ -12,7 +12,7 @@ PersonBox at(double x, double y = 100) {
     return {x, y, 60, 120, 1};
 }
 
-TEST(PeopleTracks, CountThoseWhomTwoOfThreePicturesShow) {
+TEST(PeopleTracks, CountPeopleSeenInTwoOfThreePictures) {
     PeopleTracks tracks;
     EXPECT_TRUE(tracks.update({at(100)}).empty());
     EXPECT_TRUE(tracks.update({}).empty());
@@ -21,13 +21,13 @@ TEST(PeopleTracks, CountThoseWhomTwoOfThreePicturesShow) {
     EXPECT_EQ(people[0].x, 104);
 }
 
-TEST(PeopleTracks, DoNotCountWhatOneOfThreePicturesShows) {
+TEST(PeopleTracks, DoNotCountPeopleSeenInOneOfThreePictures) {
     PeopleTracks tracks;
     for (int i = 0; i < 10; ++i)
         EXPECT_TRUE(tracks.update(i % 3 == 0 ? Boxes{at(100)} : Boxes{}).empty()) << i;
 }
 
-TEST(PeopleTracks, FollowOneWhoIsNotSeenForTwoPicturesAtHisSpeed) {
+TEST(PeopleTracks, PredictPositionsForTwoMissedPictures) {
     PeopleTracks tracks;
     for (int i = 0; i < 12; ++i) tracks.update({at(100 + 10 * i)});
     for (const double expected : {220, 230}) {
@@ -38,7 +38,7 @@ TEST(PeopleTracks, FollowOneWhoIsNotSeenForTwoPicturesAtHisSpeed) {
     EXPECT_TRUE(tracks.update({}).empty()) << "track not dropped";
 }
 
-TEST(PeopleTracks, KeepTwoWhoWalkPastEachOther) {
+TEST(PeopleTracks, KeepPeopleWhoPassEachOtherApart) {
     PeopleTracks tracks;
     for (int i = 0; i < 20; ++i) {
         const Boxes people = tracks.update({at(100 + 12 * i), at(330 - 12 * i, 120)});
@@ -46,7 +46,7 @@ TEST(PeopleTracks, KeepTwoWhoWalkPastEachOther) {
     }
 }
 
-TEST(PeopleTracks, TakeOneFarAwayForAnother) {
+TEST(PeopleTracks, TakeADistantDetectionForAnotherPerson) {
     PeopleTracks tracks;
     tracks.update({at(100)});
     EXPECT_TRUE(tracks.update({at(400)}).empty());

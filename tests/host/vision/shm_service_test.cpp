@@ -45,7 +45,7 @@ class ShmServiceTest : public testing::Test {
     }
 };
 
-TEST_F(ShmServiceTest, GoesUpAndDownWithItsPartner) {
+TEST_F(ShmServiceTest, StartsAndStopsWithItsPartner) {
     base::object* const service = make(640);
     ASSERT_TRUE(service);
     EXPECT_TRUE(films(*service));
@@ -62,7 +62,7 @@ TEST_F(ShmServiceTest, GoesUpAndDownWithItsPartner) {
     EXPECT_EQ(VNRelease(id), VNRES_SUCCEED);
 }
 
-TEST_F(ShmServiceTest, IsNotEndedByThoseWhoAttachToIt) {
+TEST_F(ShmServiceTest, SurvivesTheReleaseOfAttachedHandles) {
     base::object* const service = make(640);
     for (int i = 0; i < 3; ++i) {
         const int id = acquire();
@@ -76,7 +76,7 @@ TEST_F(ShmServiceTest, IsNotEndedByThoseWhoAttachToIt) {
     EXPECT_EQ(VNRelease(id), VNRES_SUCCEED);
 }
 
-TEST_F(ShmServiceTest, LivesForThoseWhoAttachedWhenItsMakerEndsIt) {
+TEST_F(ShmServiceTest, OutlivesItsMakerWhileHandlesAreAttached) {
     base::object* const service = make(640);
     const int id = acquire();
     delete service;
@@ -96,7 +96,7 @@ TEST_F(ShmServiceTest, MayBeAttachedToBeforeItIsMade) {
     EXPECT_TRUE(films(*service));
 }
 
-TEST_F(ShmServiceTest, OfTheSameNameIsAnotherOne) {
+TEST_F(ShmServiceTest, MayShareItsNameWithAnother) {
     base::object* const first = make(640);
     const int attached = acquire();
     base::object* const second = make(320);
