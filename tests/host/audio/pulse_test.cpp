@@ -192,8 +192,8 @@ TEST_F(Pulse, EachSampleOfASourceIsCapturedOnce) {
     const ScopedEnv piped("KEP_HOST_AUDIO", "pulse:piped");
     ASSERT_TRUE(source_->ChangeUp(State::play)) << errors_.raw();
     constexpr std::size_t kHeard = 2 * 48000;
-    constexpr std::size_t kOnTheirWay = 48000 / 10;  // the server delivers whole fragments only
-    const std::vector<std::int16_t> written = numbered(kHeard + kOnTheirWay);
+    constexpr std::size_t kInFlight = 48000 / 10;  // the server delivers whole fragments only
+    const std::vector<std::int16_t> written = numbered(kHeard + kInFlight);
     std::thread writer([&] {
         std::ofstream(folder_.file("source"), std::ios::binary)
             .write(reinterpret_cast<const char*>(written.data()),

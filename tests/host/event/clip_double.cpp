@@ -98,7 +98,7 @@ void TestClips::failAfter(const std::string& url, std::size_t packets) {
     failing_[url] = packets;
 }
 
-void TestClips::leaveNothingOf(const std::string& url) {
+void TestClips::failFinish(const std::string& url) {
     const std::lock_guard lock(mutex_);
     unfinishable_.insert(url);
 }

@@ -33,7 +33,7 @@ class TestClips final : public Element, public ClipWriter {
     /** Makes the clip of this URL fail after `packets` packets. */
     void failAfter(const std::string& url, std::size_t packets);
     /** Makes the clip of this URL fail in finish(). */
-    void leaveNothingOf(const std::string& url);
+    void failFinish(const std::string& url);
     /** While closed, writing to a clip blocks. */
     void setOpen(bool open);
     bool isSomebodyWaiting();

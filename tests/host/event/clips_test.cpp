@@ -229,8 +229,8 @@ class ClipsTest : public testing::Test {
     }
 
     /** The warnings of ffprobe and ffmpeg about a file. */
-    std::string complaints(const std::string& name) const {
-        const std::string to = path(name) + ".complaints";
+    std::string warningsOf(const std::string& name) const {
+        const std::string to = path(name) + ".warnings";
         const std::string command = "ffprobe -v warning '" + path(name) + "' >'" + to +
                                     "' 2>&1 && ffmpeg -v warning -xerror -i '" + path(name) +
                                     "' -map 0 -c copy -f null - >>'" + to + "' 2>&1";
@@ -247,7 +247,7 @@ class ClipsTest : public testing::Test {
      * made.
      */
     std::vector<RecordedPicture> picturesOf(const std::string& name) {
-        std::vector<RecordedPicture> pictures = soundPicturesOf(name);
+        std::vector<RecordedPicture> pictures = intactPicturesOf(name);
         if (!pictures.empty()) {
             EXPECT_LE(missingIn(pictures), board_.missingPictures()) << name;
         }
@@ -259,8 +259,8 @@ class ClipsTest : public testing::Test {
                static_cast<int>(pictures.size());
     }
 
-    std::vector<RecordedPicture> soundPicturesOf(const std::string& name) const {
-        EXPECT_EQ(complaints(name), "") << name;
+    std::vector<RecordedPicture> intactPicturesOf(const std::string& name) const {
+        EXPECT_EQ(warningsOf(name), "") << name;
         RecordedFile file(path(name));
         std::vector<RecordedPicture> pictures = file.decodePictures();
         EXPECT_THAT(file.errors(), testing::IsEmpty()) << name;
@@ -373,7 +373,7 @@ TEST_F(ClipsTest, ClipsOverlapBesideARecordingThatLosesNothing) {
                camera.numberAt(firstDone) - camera.numberAt(first));
     expectClip("b.mp4", camera.numberAt(second - seconds(1)), camera.numberAt(second + seconds(2)),
                camera.numberAt(secondDone) - camera.numberAt(second));
-    const std::vector<RecordedPicture> recorded = soundPicturesOf("recording.mp4");
+    const std::vector<RecordedPicture> recorded = intactPicturesOf("recording.mp4");
     ASSERT_GT(recorded.size(), kRate / 1U);
     EXPECT_LE(missingIn(recorded), Messages::instance().lostPictures());
 }

@@ -94,7 +94,7 @@ TEST_P(EventFailureTest, IsReportedOnceByTheMessageThatCallersAwait) {
 constexpr Failure kFailures[] = {
     {"NotBegun", [](TestClips& clips) { clips.refuse(""); }},
     {"NotWritten", [](TestClips& clips) { clips.failAfter("", 10); }},
-    {"NotFinished", [](TestClips& clips) { clips.leaveNothingOf(""); }},
+    {"NotFinished", [](TestClips& clips) { clips.failFinish(""); }},
 };
 INSTANTIATE_TEST_SUITE_P(Clips, EventFailureTest, testing::ValuesIn(kFailures),
                          [](const auto& param) { return std::string(param.param.name); });

@@ -4,10 +4,10 @@
  *   kill_recordings FOLDER RECORDER RUNS [JOBS [SECONDS]]
  *
  * RECORDER is ours, ffmpeg or gstreamer, or ours with a fault of its microphone: ours-lost, ours-stalled,
- * ours-unsteady. JOBS recordings run at a time (1), each for up to SECONDS (8). What is left of ours is then
- * recovered and looked at again. Prints a line of figures, and a line for each damaged file; the folder stays
- * then, and beside it one with the files as they were before (.killed). The result is 1 when a recording of
- * ours is damaged or lost more than a second.
+ * ours-unsteady. JOBS recordings run at a time (1), each for up to SECONDS (8). The files of ours are then
+ * recovered and checked again. Prints a line of figures, and a line for each damaged file; the folder with
+ * damaged files is kept, and beside it a copy from before the recovery (.killed). Exits with 1 if a recording
+ * of ours is damaged or lost more than a second.
  */
 #include <signal.h>
 
@@ -90,7 +90,7 @@ void recover(const std::string& folder, const std::set<std::int64_t>& captured, 
     KilledFiles after(folder, 0, captured);
     for (const std::string& fault : after.faults) before.faults.push_back("recovered: " + fault);
     if (after.last != before.last || after.open != before.empty)
-        before.faults.push_back("recovered: some playable files were left open: up to picture " +
+        before.faults.push_back("recovered: not every playable file was finished: up to picture " +
                                 std::to_string(after.last) + " of " + std::to_string(before.last) + ", " +
                                 std::to_string(after.open) + " files left open of which " +
                                 std::to_string(before.empty) + " were empty");

@@ -8,7 +8,7 @@ namespace {
 using std::chrono::milliseconds;
 
 /** Long enough to be heard first: a recording without audio so far starts a new file when audio arrives. */
-constexpr milliseconds kHeardFirst(1'000);
+constexpr milliseconds kFirstPhase(1'000);
 constexpr milliseconds kLongestPhase(1'500);
 
 bool isEven(unsigned seed) {
@@ -49,7 +49,7 @@ void FaultyMicrophone::live(milliseconds life) {
     };
     if (fault_ == MicrophoneFault::unsteady) {
         bool away = false;
-        for (milliseconds phase = kHeardFirst; sleepFor(phase); phase = upTo(kLongestPhase))
+        for (milliseconds phase = kFirstPhase; sleepFor(phase); phase = upTo(kLongestPhase))
             set(away = !away);
     } else if (fault_ != MicrophoneFault::none && sleepFor(upTo(life))) {
         set(true);

@@ -20,7 +20,7 @@ class RecorderProcess {
   public:
     /**
      * @param secondsOfFile file length of our recorder; the peers make a single file
-     * @param microphone what ours hears, as KEP_HOST_AUDIO has it; the peers hear nothing
+     * @param microphone value of KEP_HOST_AUDIO for our recorder; the peers record no audio
      */
     RecorderProcess(Recorder recorder, const std::string& folder, int secondsOfFile,
                     const std::string& microphone);

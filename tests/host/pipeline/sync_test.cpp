@@ -33,9 +33,9 @@ class SyncTest : public testing::Test {
 };
 
 /** With a wait that is over at once. */
-class ImpatientSyncTest : public SyncTest {
+class ShortWaitSyncTest : public SyncTest {
   protected:
-    ImpatientSyncTest() : SyncTest(1) {}
+    ShortWaitSyncTest() : SyncTest(1) {}
 };
 
 TEST_F(SyncTest, MergesBothInTimeStampOrder) {
@@ -51,12 +51,12 @@ TEST_F(SyncTest, MergesBothInTimeStampOrder) {
 }
 
 /** With a wait longer than any test. */
-class PatientSyncTest : public SyncTest {
+class LongWaitSyncTest : public SyncTest {
   protected:
-    PatientSyncTest() : SyncTest(60'000) {}
+    LongWaitSyncTest() : SyncTest(60'000) {}
 };
 
-TEST_F(PatientSyncTest, DeliversAPacketOnceTheOtherStreamHasPassedIt) {
+TEST_F(LongWaitSyncTest, DeliversAPacketOnceTheOtherStreamHasPassedIt) {
     picture(0);
     for (int i = 1; i < 40; ++i) {
         if (i % 2) {
@@ -68,14 +68,14 @@ TEST_F(PatientSyncTest, DeliversAPacketOnceTheOtherStreamHasPassedIt) {
     }
 }
 
-TEST_F(ImpatientSyncTest, DeliversALonePacketAfterATimeout) {
+TEST_F(ShortWaitSyncTest, DeliversALonePacketAfterATimeout) {
     for (int i = 0; i < 20; ++i) {
         picture(i * 33);
         ASSERT_TRUE(sink().waitFor(static_cast<std::size_t>(i) + 1)) << i;
     }
 }
 
-TEST_F(PatientSyncTest, RequestsKeyFramesInTheCamerasTime) {
+TEST_F(LongWaitSyncTest, RequestsKeyFramesInTheCamerasTime) {
     picture(0);
     sound(10);
     sink().requestKeyFrame(origin_ + milliseconds(2'000));
@@ -106,7 +106,7 @@ TEST_F(SyncTest, DeliversNothingBeforeAPicture) {
     EXPECT_THAT(sink().packets(), IsEmpty());
 }
 
-TEST_F(PatientSyncTest, BoundsItsQueueWhileTheOtherStreamIsSilent) {
+TEST_F(LongWaitSyncTest, BoundsItsQueueWhileTheOtherStreamIsSilent) {
     const SharedPacket heavy = videoPacket(origin_, true, 10 << 20);
     for (int i = 0; i < 10; ++i) {
         auto packet = std::make_shared<MediaPacket>(*heavy);
@@ -119,12 +119,12 @@ TEST_F(PatientSyncTest, BoundsItsQueueWhileTheOtherStreamIsSilent) {
     EXPECT_EQ(sink().packets().size(), 5'000U - 4'095U);
 }
 
-TEST_F(ImpatientSyncTest, ASilentMicrophoneDelaysNothing) {
+TEST_F(ShortWaitSyncTest, ASilentMicrophoneDelaysNothing) {
     for (int i = 0; i < 20; ++i) picture(i * 33);
     EXPECT_TRUE(sink().waitFor(20));
 }
 
-TEST_F(ImpatientSyncTest, ReturningSoundKeepsItsTime) {
+TEST_F(ShortWaitSyncTest, ReturningSoundKeepsItsTime) {
     for (int i = 0; i < 20; ++i) picture(i * 33);
     ASSERT_TRUE(sink().waitFor(20));
     sound(700);
@@ -136,7 +136,7 @@ TEST_F(ImpatientSyncTest, ReturningSoundKeepsItsTime) {
     EXPECT_THAT(std::vector(stamps.end() - 3, stamps.end()), ElementsAre(700, 710, 720));
 }
 
-TEST_F(ImpatientSyncTest, AStreamThatTimedOutIsNotAwaitedUntilItIsBack) {
+TEST_F(ShortWaitSyncTest, AStreamThatTimedOutIsNotAwaitedUntilItIsBack) {
     picture(0);
     ASSERT_TRUE(sink().waitFor(1));
     // Longer than the test waits for anything.
@@ -154,7 +154,7 @@ TEST_F(ImpatientSyncTest, AStreamThatTimedOutIsNotAwaitedUntilItIsBack) {
     EXPECT_THAT(sink().stamps(origin_), ElementsAre(0, 33, 66, 99, 132, 200, 220, 233));
 }
 
-TEST_F(ImpatientSyncTest, ALostCameraDelaysNoSound) {
+TEST_F(ShortWaitSyncTest, ALostCameraDelaysNoSound) {
     picture(0);
     for (int i = 0; i < 20; ++i) sound(i * 20);
     EXPECT_TRUE(sink().waitFor(21));
@@ -206,7 +206,7 @@ TEST_F(SyncTest, ABlockedThreadHasABoundedQueue) {
     EXPECT_EQ(sink().packets().size(), 5'001U);
 }
 
-TEST_F(PatientSyncTest, DrainsWhenItStops) {
+TEST_F(LongWaitSyncTest, DrainsWhenItStops) {
     for (int i = 0; i < 100; ++i) picture(i * 33);
     ASSERT_TRUE(app_.stop());
     EXPECT_EQ(sink().packets().size(), 100U);

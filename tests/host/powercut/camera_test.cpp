@@ -31,12 +31,12 @@ TEST(CameraTest, EveryOutcomePlaysWithAMicrophone) {
 }
 
 /** A file whose existence makes the microphone fail. */
-class Away {
+class FaultFile {
   public:
-    Away() : path_(std::filesystem::temp_directory_path() / ("away" + std::to_string(getpid()))) {}
-    ~Away() { std::filesystem::remove(path_); }
-    Away(const Away&) = delete;
-    Away& operator=(const Away&) = delete;
+    FaultFile() : path_(std::filesystem::temp_directory_path() / ("away" + std::to_string(getpid()))) {}
+    ~FaultFile() { std::filesystem::remove(path_); }
+    FaultFile(const FaultFile&) = delete;
+    FaultFile& operator=(const FaultFile&) = delete;
 
     void begin() const { std::ofstream(path_) << "away"; }
     void end() const { std::filesystem::remove(path_); }
@@ -48,9 +48,9 @@ class Away {
 
 /** Records with a microphone that has the fault from the beginning. */
 void expectToPlayWith(const std::string& fault) {
-    const Away away;
-    away.begin();
-    CameraRecording camera("test:" + fault + "=" + away.path());
+    const FaultFile faultFile;
+    faultFile.begin();
+    CameraRecording camera("test:" + fault + "=" + faultFile.path());
     camera.record(kSecondsOfFile);
     camera.waitFor(kSeconds);
     expectToPlay(camera.finish());
@@ -65,13 +65,13 @@ TEST(CameraTest, EveryOutcomePlaysWithAMicrophoneThatStallsFromTheBeginning) {
 }
 
 TEST(CameraTest, EveryOutcomePlaysWithAMicrophoneThatComesAndGoes) {
-    const Away away;
-    CameraRecording camera("test:stalled=" + away.path());
+    const FaultFile faultFile;
+    CameraRecording camera("test:stalled=" + faultFile.path());
     camera.record(kSecondsOfFile);
     camera.waitFor(1);
-    away.begin();
+    faultFile.begin();
     camera.waitFor(kSeconds - 1);
-    away.end();
+    faultFile.end();
     camera.waitFor(1);
     expectToPlay(camera.finish());
 }

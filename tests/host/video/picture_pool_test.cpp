@@ -50,14 +50,14 @@ std::size_t allocatedBytes() {
 
 TEST(PicturePoolTest, MemoryOfABurstIsReturnedToTheSystem) {
     constexpr std::size_t kPicture = 1920 * 1080 * 3 / 2;
-    constexpr std::size_t kBesides = 64 * 1024;  // the frames' metadata
+    constexpr std::size_t kMetadata = 64 * 1024;  // the frames' metadata
     PicturePool pool;
     const std::size_t before = allocatedBytes();
     {
         const auto burst = take(pool, 30, 1920, 1080);
         EXPECT_GE(allocatedBytes() - before, 30 * kPicture);
     }
-    EXPECT_LT(allocatedBytes() - before, PicturePool::kMostIdle * kPicture + kBesides);
+    EXPECT_LT(allocatedBytes() - before, PicturePool::kMostIdle * kPicture + kMetadata);
 }
 
 TEST(PicturePoolTest, APictureOutlivesThePoolAndAnotherSize) {

@@ -53,7 +53,7 @@ class HumanDetection : public VideoTest {
         EXPECT_EQ(VNRelease(id), VNRES_SUCCEED);
     }
     /** Waits for `count` more results. */
-    bool hearsMore(std::size_t count = 2) {
+    bool receivesMore(std::size_t count = 2) {
         const std::size_t before = messages_.all("name=human").size();
         const auto end = Clock::now() + patience;
         while (messages_.all("name=human").size() < before + count) {
@@ -169,13 +169,13 @@ TEST_F(HumanDetection, ContinuesWithoutAttachedHandles) {
     findEverywhere();
     const int first = attach();
     ASSERT_EQ(VNHumanDetect(640, 360, 10), VNRES_SUCCEED);
-    EXPECT_TRUE(hearsMore()) << "a handle attached before the detection gets no messages";
+    EXPECT_TRUE(receivesMore()) << "a handle attached before the detection gets no messages";
     const int second = attach();
     release(first);
-    EXPECT_TRUE(hearsMore());
+    EXPECT_TRUE(receivesMore());
     release(second);
     attach();
-    EXPECT_TRUE(hearsMore()) << "stopped while no handle was attached";
+    EXPECT_TRUE(receivesMore()) << "stopped while no handle was attached";
 }
 
 TEST_F(HumanDetection, MayShareItsIndexWithACodeReader) {
@@ -185,21 +185,21 @@ TEST_F(HumanDetection, MayShareItsIndexWithACodeReader) {
     ASSERT_EQ(VNStart(codes), VNRES_SUCCEED);
     attach();
     ASSERT_EQ(VNHumanDetect(640, 360, 10), VNRES_SUCCEED);
-    EXPECT_TRUE(hearsMore());
+    EXPECT_TRUE(receivesMore());
     EXPECT_EQ(VNStop(codes), VNRES_SUCCEED);
     EXPECT_EQ(VNRelease(codes), VNRES_SUCCEED);
-    EXPECT_TRUE(hearsMore());
+    EXPECT_TRUE(receivesMore());
 }
 
 TEST_F(HumanDetection, AnotherSizeDoesNotBreakTheFirst) {
     findEverywhere();
     ASSERT_EQ(VNHumanDetect(640, 360, 10), VNRES_SUCCEED);
     attach();
-    EXPECT_TRUE(hearsMore());
+    EXPECT_TRUE(receivesMore());
     ASSERT_EQ(VNHumanDetect(320, 180, 5), VNRES_SUCCEED);
-    EXPECT_TRUE(hearsMore(4)) << "the handle gets no messages of the first detection";
+    EXPECT_TRUE(receivesMore(4)) << "the handle gets no messages of the first detection";
     EXPECT_EQ(VNHumanDetect(-1, 360, 5), VNRES_FAIL) << "invalid size";
-    EXPECT_TRUE(hearsMore());
+    EXPECT_TRUE(receivesMore());
 }
 
 TEST_F(HumanDetection, DelaysNoStream) {
