@@ -1,5 +1,5 @@
-/* Reads a stream on a thread of its own, so that the application can wait with a limit, and gives each frame
- * a time stamp. Ends with what that cost. */
+/* Reads a stream on a thread of its own, so that the application can wait for a frame with a timeout, and
+ * gives each frame a time stamp. Finally prints the jitter and the cost of the hand-over. */
 #define _POSIX_C_SOURCE 200809L
 #include <pthread.h>
 #include <stdio.h>
@@ -18,8 +18,8 @@ static struct {
     char* bytes;
     int length;
     double read;  /* seconds of the monotonic clock when VNRead returned */
-    double stamp; /* the same without the unsteadiness of the reading */
-    int fresh;    /* the application has not had it yet */
+    double stamp; /* the same with the jitter of the reads filtered out */
+    int fresh;    /* the application has not taken it yet */
     int ended;
 } newest = {.mutex = PTHREAD_MUTEX_INITIALIZER};
 
@@ -29,8 +29,8 @@ static double now(void) {
     return (double)time.tv_sec + (double)time.tv_nsec / 1e9;
 }
 
-/* Frames come at even distances, reads do not: the stamp is a frame time after the last one and follows the
- * reads slowly. After a lost frame or a pause it starts anew. */
+/* Frames are evenly spaced, reads are not: a stamp is one frame time after the last one, corrected by 1/16 of
+ * its distance from the read. After a lost frame or a pause it restarts at the time of the read. */
 static double nextStamp(double last, double read) {
     const double expected = last + kFrameTime;
     const double off = read - expected;
@@ -38,16 +38,16 @@ static double nextStamp(double last, double read) {
 }
 
 static void* readFrames(void* camera) {
-    char* mine = malloc(FRAME_BYTES);
+    char* buffer = malloc(FRAME_BYTES);
     double stamp = 0;
     int length = 0;
-    while (mine && VNRead(*(int*)camera, mine, FRAME_BYTES, 1, &length) == VNRES_SUCCEED) {
+    while (buffer && VNRead(*(int*)camera, buffer, FRAME_BYTES, 1, &length) == VNRES_SUCCEED) {
         const double read = now();
         stamp = nextStamp(stamp, read);
         pthread_mutex_lock(&newest.mutex);
-        char* const given = newest.bytes;
-        newest.bytes = mine;
-        mine = given;
+        char* const previous = newest.bytes;
+        newest.bytes = buffer;
+        buffer = previous;
         newest.length = length;
         newest.read = read;
         newest.stamp = stamp;
@@ -59,11 +59,12 @@ static void* readFrames(void* camera) {
     newest.ended = 1;
     pthread_cond_signal(&newest.changed);
     pthread_mutex_unlock(&newest.mutex);
-    free(mine);
+    free(buffer);
     return NULL;
 }
 
-/* Waits with the mutex held until there is a frame; 0 when the limit passed or the stream ended. */
+/* Waits for a frame; 0 after LIMIT_MS without one, or when the stream has ended. Call with the mutex locked.
+ */
 static int waitForFrame(void) {
     struct timespec limit;
     clock_gettime(CLOCK_MONOTONIC, &limit);
@@ -75,14 +76,14 @@ static int waitForFrame(void) {
     return newest.fresh;
 }
 
-static double furthest(double most, double value) {
-    const double size = value < 0 ? -value : value;
-    return size > most ? size : most;
+static double largerDeviation(double largest, double value) {
+    const double deviation = value < 0 ? -value : value;
+    return deviation > largest ? deviation : largest;
 }
 
 int main(void) {
-    int camera = 0, frames = 0, waits = 0;
-    double lastRead = 0, lastStamp = 0, unsteadyReads = 0, unsteadyStamps = 0, handedOver = 0;
+    int camera = 0, frames = 0, timeouts = 0;
+    double lastRead = 0, lastStamp = 0, readJitter = 0, stampJitter = 0, handOver = 0;
     pthread_t reader;
     pthread_condattr_t monotonic;
 
@@ -98,14 +99,14 @@ int main(void) {
     pthread_mutex_lock(&newest.mutex);
     while (frames < FRAMES && !newest.ended) {
         if (!waitForFrame()) {
-            ++waits; /* the time to look after other things */
+            ++timeouts; /* a real application would do its other work here */
             continue;
         }
         newest.fresh = 0;
-        handedOver += now() - newest.read;
+        handOver += now() - newest.read;
         if (lastStamp > 0) {
-            unsteadyReads = furthest(unsteadyReads, newest.read - lastRead - kFrameTime);
-            unsteadyStamps = furthest(unsteadyStamps, newest.stamp - lastStamp - kFrameTime);
+            readJitter = largerDeviation(readJitter, newest.read - lastRead - kFrameTime);
+            stampJitter = largerDeviation(stampJitter, newest.stamp - lastStamp - kFrameTime);
         }
         lastRead = newest.read;
         lastStamp = newest.stamp;
@@ -116,10 +117,10 @@ int main(void) {
     VNStop(camera); /* ends the VNRead of the reader */
     pthread_join(reader, NULL);
     VNRelease(camera);
-    printf("%d frames, %d waits without one\n", frames, waits);
-    printf("distances off by at most %.2f ms as read, %.2f ms as stamped\n", 1e3 * unsteadyReads,
-           1e3 * unsteadyStamps);
-    printf("handed over in %.3f ms on average\n", 1e3 * handedOver / FRAMES);
+    printf("%d frames, %d timeouts\n", frames, timeouts);
+    printf("maximum jitter: %.2f ms of the reads, %.2f ms of the stamps\n", 1e3 * readJitter,
+           1e3 * stampJitter);
+    printf("average hand-over to the application: %.3f ms\n", 1e3 * handOver / FRAMES);
     free(newest.bytes);
     return frames == FRAMES ? 0 : 1;
 }

@@ -1,4 +1,4 @@
-/* Films two sizes at once, and tells of each message which of the two streams it is about. */
+/* Captures two sizes at once, and prints each message with the name of the stream that sent it. */
 #include <stdio.h>
 #include <stdlib.h>
 

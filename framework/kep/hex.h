@@ -13,7 +13,7 @@ constexpr std::size_t kHexSize = sizeof("0x") + 16;
 /** An unsigned number in upper-case hexadecimal digits, as many as its type has, with or without "0x". */
 template <class T>
 inline const char* ToHex(char (&text)[kHexSize], T value, bool prefix) {
-    static_assert(static_cast<T>(-1) > static_cast<T>(0), "a sign has no digits");
+    static_assert(static_cast<T>(-1) > static_cast<T>(0), "T must be unsigned");
     std::snprintf(text, sizeof(text), "%s%0*llX", prefix ? "0x" : "", static_cast<int>(2 * sizeof(T)),
                   static_cast<unsigned long long>(value));
     return text;
