@@ -1,10 +1,10 @@
 /**
  * @file
- * Reads messages, and the descriptions of tracks: attribute text such as "name=frameLost,media=video,lost=3".
- * Include it where it is needed, beside vornisa_api.h. It calls nothing of the library and takes no memory,
- * so its functions may be called on any thread.
+ * Parses messages and track descriptions: attribute text such as "name=frameLost,media=video,lost=3". Include
+ * it in addition to vornisa_api.h. Its functions call nothing of the library and allocate no memory, so any
+ * thread may call them.
  *
- * A value that has commas stands in braces: "name=recordStop,url={file:///a,b.mp4}".
+ * A value that contains commas is enclosed in braces: "name=recordStop,url={file:///a,b.mp4}".
  */
 #ifndef VORNISA_MESSAGE_H
 #define VORNISA_MESSAGE_H
@@ -21,12 +21,13 @@ extern "C" {
  * Copies the value of a key.
  *
  * @param message in: the message; not null
- * @param key     in: the key; not null. Upper and lower case differ
- * @param value   out: the value without the braces around it, cut to `size` - 1 bytes, with a terminating
- * zero; an empty text when the key is absent. Null where `size` is 0
- * @param size    bytes that `value` has room for; 0 to ask for the length alone
+ * @param key     in: the key, case-sensitive; not null
+ * @param value   out: the value without the braces around it, truncated to `size` - 1 bytes and terminated by
+ * a zero; an empty text when the key is absent. May be null if `size` is 0
+ * @param size    bytes at `value`; 0 to get the length alone
  *
- * @return the length of the whole value in bytes, also where it was cut; -1 when the message has no such key
+ * @return the length of the whole value in bytes, also when it was truncated; -1 when the message has no such
+ * key
  */
 static inline int VNMessageValue(const char* message, const char* key, char* value, int size) {
     const size_t wanted = strlen(key);
@@ -60,13 +61,13 @@ static inline int VNMessageValue(const char* message, const char* key, char* val
 }
 
 /**
- * Reads a whole number in decimal.
+ * Reads a decimal integer.
  *
  * @param message in: the message; not null
  * @param key     in: the key; not null
- * @param number  out: the number; unchanged when there is none. Not null
+ * @param number  out: the number; unchanged on failure. Not null
  *
- * @return 1 when the value is a number of 64 bits, 0 when it is none or the key is absent
+ * @return 1 when the value is an integer of 64 bits, 0 when it is not or the key is absent
  */
 static inline int VNMessageNumber(const char* message, const char* key, int64_t* number) {
     char text[24];
@@ -85,7 +86,7 @@ static inline int VNMessageNumber(const char* message, const char* key, int64_t*
     return 1;
 }
 
-/** Whether a message has that name: 1 or 0. Both texts are not null. */
+/** Returns 1 when the message has that name, else 0. Neither text may be null. */
 static inline int VNMessageIs(const char* message, const char* name) {
     char text[64];
     return VNMessageValue(message, "name", text, (int)sizeof text) == (int)strlen(name) &&
@@ -97,9 +98,9 @@ static inline int VNMessageIs(const char* message, const char* name) {
 #endif
 
 /**
- * Defines a callback for VNRegisterMessageCallback that knows whose messages it gets. The messages of a
- * stream do not say which stream speaks, and a callback has no parameter of the caller's: so each stream gets
- * a callback of its own, made by this macro outside of any function.
+ * Defines a callback for VNRegisterMessageCallback that adds a context of the application to each message.
+ * Messages of a stream do not name their stream, and a C callback has no user pointer, so each stream needs a
+ * callback of its own. Use the macro outside of functions.
  *
  *     static void onMessage(struct Camera* camera, const char* message);
  *     static struct Camera front, yard;
@@ -108,13 +109,13 @@ static inline int VNMessageIs(const char* message, const char* name) {
  *     ...
  *     VNRegisterMessageCallback(front.id, onFrontMessage);
  *
- * @param callback the name of the callback that is defined
- * @param handler  a function that is given `whose` and the message
- * @param whose    an expression of variables outside of functions, evaluated for each message
+ * @param callback name of the callback to define
+ * @param handler  function that is called with `context` and the message
+ * @param context  expression of variables at file scope, evaluated for each message
  */
-#define VN_MESSAGE_CALLBACK(callback, handler, whose) \
-    static void callback(const char* message) {       \
-        handler((whose), message);                    \
+#define VN_MESSAGE_CALLBACK(callback, handler, context) \
+    static void callback(const char* message) {         \
+        handler((context), message);                    \
     }
 
 #endif

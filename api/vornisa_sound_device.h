@@ -2,7 +2,8 @@
  * @file
  * Microphone and speaker of the camera. Include vornisa_api.h.
  *
- * The library looks each of them up at the first call that needs it, and again as long as there is none.
+ * The library looks up each device at the first call that needs it, and again at each call until there is
+ * one.
  */
 #ifndef VORNISA_SOUND_DEVICE_H
 #define VORNISA_SOUND_DEVICE_H
@@ -18,18 +19,18 @@ extern "C" {
  *
  * @param vol volume on the device's own scale; passed on unchecked
  *
- * @retval VNRES_SUCCEED      passed on; the device's own answer is not looked at
+ * @retval VNRES_SUCCEED      passed on; the device reports no result
  * @retval VNRES_WRONG_DEVICE there is no microphone
- * @retval VNRES_UNSUPPORTED  the microphone has no volume to be set
+ * @retval VNRES_UNSUPPORTED  the microphone has no volume control
  */
 VN_API int VNSetMicVol(int vol);
 
 /**
- * Mutes the microphone, or not.
+ * Mutes or unmutes the microphone.
  *
- * @param b_mute 0 lets it be heard, any other value mutes it
+ * @param b_mute 0 unmutes, any other value mutes
  *
- * @retval VNRES_SUCCEED      passed on; the device's own answer is not looked at
+ * @retval VNRES_SUCCEED      passed on; the device reports no result
  * @retval VNRES_WRONG_DEVICE there is no microphone
  * @retval VNRES_UNSUPPORTED  the microphone cannot be muted
  */
@@ -40,18 +41,18 @@ VN_API int VNSetMicMute(int b_mute);
  *
  * @param vol volume on the device's own scale; passed on unchecked
  *
- * @retval VNRES_SUCCEED      passed on; the device's own answer is not looked at
+ * @retval VNRES_SUCCEED      passed on; the device reports no result
  * @retval VNRES_WRONG_DEVICE there is no speaker
- * @retval VNRES_UNSUPPORTED  the speaker has no volume to be set
+ * @retval VNRES_UNSUPPORTED  the speaker has no volume control
  */
 VN_API int VNSetSpeakerVol(int vol);
 
 /**
- * Mutes the speaker, or not.
+ * Mutes or unmutes the speaker.
  *
- * @param b_mute 0 lets it be heard, any other value mutes it
+ * @param b_mute 0 unmutes, any other value mutes
  *
- * @retval VNRES_SUCCEED      passed on; the device's own answer is not looked at
+ * @retval VNRES_SUCCEED      passed on; the device reports no result
  * @retval VNRES_WRONG_DEVICE there is no speaker
  * @retval VNRES_UNSUPPORTED  the speaker cannot be muted
  */

@@ -7,7 +7,7 @@
 
 #include <stdint.h>
 
-/** Version of this interface; the first number changes when an application has to be built anew. */
+/** Version of this interface; the first number changes when applications must be rebuilt. */
 #define VORNISA_API_VERSION_MAJOR 1
 #define VORNISA_API_VERSION_MINOR 2
 #define VORNISA_API_VERSION_PATCH 0
@@ -15,7 +15,7 @@
 #define VORNISA_API_VERSION \
     (VORNISA_API_VERSION_MAJOR * 10000 + VORNISA_API_VERSION_MINOR * 100 + VORNISA_API_VERSION_PATCH)
 
-/** Marks what the library exports. */
+/** Marks an exported symbol. */
 #if defined(__GNUC__)
 #define VN_API __attribute__((visibility("default")))
 #else
@@ -26,11 +26,11 @@
 extern "C" {
 #endif
 
-/** Results of the functions. None is positive: what is, is a length (VNAacEncode, VNAacDecode). */
+/** Results of the functions. None is positive: a positive result is a length (VNAacEncode, VNAacDecode). */
 enum VNRes_Code {
-    VNRES_SUCCEED = 0,        /**< the call did what was asked */
+    VNRES_SUCCEED = 0,        /**< success */
     VNRES_FAIL = -1,          /**< the framework refused or failed the operation */
-    VNRES_WRONG_DEVICE = -2,  /**< the handle's object is of a kind that does not have what the call needs */
+    VNRES_WRONG_DEVICE = -2,  /**< the handle's object is of the wrong kind for the call */
     VNRES_UNSUPPORTED = -3,   /**< the object does not offer the operation */
     VNRES_BUFFER_ERROR = -4,  /**< the library's own intermediate buffer refused data */
     VNRES_BUF_TOO_SMALL = -5, /**< the caller's buffer cannot hold the data */
@@ -49,7 +49,7 @@ enum VNRes_Type {
     VNRES_AAC_ENCODER = 70,   /**< AAC encoder */
     VNRES_AAC_DECODER = 71,   /**< AAC decoder */
     VNRES_QRCODE = 72,        /**< reader of codes in the picture */
-    VNRES_PHOTOGRAPHY = 73,   /**< still-picture taker */
+    VNRES_PHOTOGRAPHY = 73,   /**< still camera */
     VNRES_EVENT_SERVICE = 74, /**< recorder of clips around an event */
     VNRES_SHARED_MEMORY = 75, /**< shared memory */
     VNRES_STAMP = 76,         /**< text stamps on the picture */
@@ -60,7 +60,7 @@ enum VNRes_Type {
 /** A colour, 0x00RRGGBB. Any value may be given, not only one of VNRes_NamedColor. */
 typedef uint32_t VNRes_Color;
 
-/** Colours by name, for where a VNRes_Color is asked for. */
+/** Named colours, for parameters of type VNRes_Color. */
 enum VNRes_NamedColor {
     VNRES_COLOR_BLACK = 0x000000,
     VNRES_COLOR_WHITE = 0xffffff,

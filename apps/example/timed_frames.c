@@ -63,8 +63,7 @@ static void* readFrames(void* camera) {
     return NULL;
 }
 
-/* Waits for a frame; 0 after LIMIT_MS without one, or when the stream has ended. Call with the mutex locked.
- */
+/* Call with the mutex locked. Returns 0 after LIMIT_MS without a frame, or when the stream has ended. */
 static int waitForFrame(void) {
     struct timespec limit;
     clock_gettime(CLOCK_MONOTONIC, &limit);
