@@ -13,8 +13,7 @@ VN_LOG_SINK(debugStreams);
 
 namespace {
 
-/** The lengths are those of the blocks when it is called, and of what was used and made of them afterwards.
- */
+/** Takes the lengths of the buffers, and sets them to the bytes consumed and the bytes written. */
 typedef bool (*CodecFunction)(kep::object_base* codec, const void* in, int& in_len, void* out, int& out_len);
 
 /** One direction of the codec. */
@@ -23,7 +22,7 @@ struct Direction {
     const char* parameter;
     const char* notPublished;
     const char* publishedAsNull;
-    /** Belongs to the codec's class: one serves every codec from its first use on. */
+    /** Found at the first use and kept: it belongs to the codec's class and serves every codec. */
     std::atomic<CodecFunction> function;
 };
 

@@ -1,9 +1,9 @@
-/** Flicker of artificial light kept out of the exposure. */
+/** Anti-flicker: exposure without the flicker of artificial light. */
 #include "vornisa_command.h"
 
 VN_LOG_SINK(debugStreams);
 
-/** Its line carries this name. */
+/** The error line names this function. */
 static int VNFlick(bool enable) {
     kep::base::AttrSet ap;
     ap.Add("cmd", "aeflick");

@@ -7,14 +7,14 @@
 namespace vornisa {
 
 /**
- * Sends a command to the camera's image pipeline. VNRES_FAIL when it cannot be delivered, with an error line
- * of the caller's, and when the pipeline refuses it, without one.
+ * Sends a command to the camera's image pipeline. Returns VNRES_FAIL when the command cannot be delivered,
+ * with an error line that names `caller`, and when the pipeline refuses it, without a line.
  */
 template <class Log>
 int sendCommand(int line, const char* caller, kep::base::AttrSet& ap) {
     if (!kep::base::Factory::Globle().Run("shm0_cmd", ap))
         return Log::refuse(line, caller, "!Factory::Globle().Run(\"shm0_cmd\",ap)", VNRES_FAIL);
-    // The pipeline's word is inverted: "ret" is true when it refuses.
+    // The pipeline's answer is inverted: "ret" is true when it refuses.
     return ap.GetOrDef("ret", false) ? VNRES_FAIL : VNRES_SUCCEED;
 }
 

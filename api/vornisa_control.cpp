@@ -36,14 +36,14 @@ int VNAcquire(int type, int* id) try {
     const int handle = vornisa::newHandle(obj.get());
     VN_FAIL_IF(!handle, VNRES_FAIL);
     *id = handle;
-    // The handle's from here on.
+    // The handle owns it from here on.
     const void* const object = obj.release();
     VN_LOG(trace, object << "," << handle);
     return VNRES_SUCCEED;
 }
 VN_END
 
-// Nothing in it throws: what it calls are destructors.
+// Needs no function-try-block: it calls only destructors.
 int VNRelease(int id) {
     VN_LOG(trace, id);
     VN_FAIL_IF(!id, VNRES_INVALID_ARG);
@@ -86,7 +86,7 @@ int VNStop(int id) try {
 }
 VN_END
 
-// Also what an object without a state is told; camera logs are searched for it.
+// Also logged for an object without a state; camera logs are searched for it.
 static const char noCallback[] = "unsupport register message callback!";
 
 int VNIsRunning(int id, int* running) try {
@@ -98,7 +98,7 @@ int VNIsRunning(int id, int* running) try {
 }
 VN_END
 
-/** Registers `cb` where messages are plain text, with nothing added; false when the object is no stream. */
+/** Registers `cb` with a stream, whose messages it gets unchanged; false when the object is not a stream. */
 static bool registerWithStream(int id, VNMessageCallback cb) {
     IStreamControl* ctl = objectAs<IStreamControl>(id);
     if (!ctl) return false;
@@ -229,7 +229,7 @@ int VNRead(int id, char* buf, int buf_size, int count, int* len) try {
     VN_FAIL_IF(!output->IsSupportedPullFrame(), VNRES_UNSUPPORTED, ",", id,
                ":this dev is not supported pull frame!");
     int total = 0;
-    // Unsigned, as a negative count goes on until something ends it.
+    // Unsigned: a negative count reads until a frame is missing or does not fit.
     for (unsigned remaining = static_cast<unsigned>(count); remaining != 0; --remaining) {
         std::shared_ptr<frame_t> frm;
         VN_FAIL_IF_SAYING(!output->PullFrame(frm, true) || !frm, "!output->PullFrame(frm)", VNRES_FAIL, ",",
@@ -266,7 +266,7 @@ int VNFeed(int id, char* buf, int size) try {
 }
 VN_END
 
-// Nothing in it throws: what it calls are functions of this interface.
+// Needs no function-try-block: it calls only functions of this interface.
 int VNSwitchResolution(int id, int width, int height) {
     VN_LOG(timing, steady_clock::now() << width << "," << height);
     VN_FAIL_IF(!id, VNRES_INVALID_ARG);

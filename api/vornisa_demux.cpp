@@ -1,4 +1,4 @@
-/** MP4 files taken apart into the caller's callbacks. */
+/** Demultiplexing of MP4 files into the caller's callbacks. */
 #include <functional>
 #include <string>
 
@@ -26,7 +26,7 @@ static object* findByName(object* app, const char* name) {
     return app->FindChild([id](const object& child) { return child.NameId() == id; }, true);
 }
 
-/** True whatever happens: a sink does not stop because of a callback. */
+/** Always true: a callback that fails must not stop the sink. */
 static bool processPacket(VNDemuxPacketCallback cbfrm, void* user, const Packet* packet) try {
     if (!packet) return true;
     VNDemuxPacket record = {};
@@ -102,7 +102,7 @@ int VNDemuxSeek(int id, int64_t pts_ms) try {
     VN_FAIL_IF(!obj, VNRES_FAIL);
     object* demux = findByName(obj, "demux");
     VN_FAIL_IF(!demux, VNRES_FAIL);
-    // The application takes the request and hands it to what must know of it, not only to the demultiplexer.
+    // To the application, not to the demultiplexer: it passes the request on to all elements that need it.
     VN_FAIL_IF_SAYING(!SetInteger(*obj, "seek", pts_ms), "!obj->Set(\"seek\",pts_ms)", VNRES_FAIL, ",",
                       pts_ms, "ms");
     return VNRES_SUCCEED;

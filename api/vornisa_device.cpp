@@ -21,10 +21,10 @@ Device microphone = {"mic", ",current microphone is null",
 Device speaker = {"speaker", ",current Speaker is null",
                   []() -> ISoundDevice* { return kep::dev::ISpeaker::Speaker("vornisa"); }, nullptr};
 
-/** Something that a device may let one set. */
+/** A setting that a device may support. */
 template <class Value>
 struct Setting {
-    const char* question; /**< as error lines show it */
+    const char* question; /**< as shown in error lines */
     bool (ISoundDevice::*isSupported)();
     void (ISoundDevice::*set)(Value);
 };

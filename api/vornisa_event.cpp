@@ -14,7 +14,7 @@ std::int64_t eventTime() {
 std::string eventUrl() {
     const time_t now = time(nullptr);
     tm local = {};
-    tzset();  // localtime does so, localtime_r need not
+    tzset();  // localtime_r, unlike localtime, need not do so
     localtime_r(&now, &local);
     char url[64];
     strftime(url, sizeof(url), "file://EVT_%Y-%m-%d_%H-%M-%S.mp4", &local);

@@ -8,13 +8,13 @@
 
 namespace vornisa {
 
-/** Now, in milliseconds of the steady clock, as the framework expects the time of an event. */
+/** The current time in milliseconds of the steady clock, which the framework uses for events. */
 std::int64_t eventTime();
 
-/** The URL of an event's file that was given none: of the local time, without a folder. */
+/** The default URL of an event's file: named after the local time, without a folder. */
 std::string eventUrl();
 
-/** The same, with a line of the source whose Log it is. */
+/** The same, and logs the URL with `SourceLog`. */
 template <class SourceLog>
 std::string createFileName(int line) {
     std::string url = eventUrl();

@@ -22,7 +22,7 @@ struct Destroyer {
 };
 using AttrSetPtr = std::unique_ptr<kep::object_base, Destroyer>;
 
-/** Receives the messages of the application; 1 means that the message is dealt with. */
+/** Receives the messages of the application; 1 means that the message has been handled. */
 static int MessageProcess(const char* message) try {
     VN_LOG(information, message);
     const AttrSetPtr set(kepCreateAttrSet(message));
@@ -39,7 +39,7 @@ static int MessageProcess(const char* message) try {
 }
 VN_END_WITH(1)
 
-/** False when a step failed: the application is then left as it is. */
+/** False when a step failed; the application is then not destroyed. */
 static bool Trigger(const char* url, const char* tp) {
     const std::string description =
         vornisa::compose("type=pipeline,serialize={" VN_PRE_RECORD_SOURCES

@@ -20,37 +20,36 @@ inline kep::object_base* objectOf(int handle) {
 inline kep::object_base* endHandle(int handle) {
     return objectOf(handle);
 }
-// Where it has several they are the same number, and nothing tells them apart.
+// All handles of an object are the same number: the first release ends the object.
 inline bool hasHandle(const kep::object_base*) {
     return false;
 }
 
 #else
 
-// An address does not fit a handle: a table of the live objects maps one to the other. All of these may run
-// at the same time on any threads.
+// An address does not fit into a handle: a table maps handles to live objects. These functions are
+// thread-safe.
 
-/** A handle for `object`, never 0 and not given before; 0 when there is no memory for it. */
+/** Returns a handle for `object` that was not used before; 0 when memory runs out. */
 int newHandle(kep::object_base* object) noexcept;
 
 /** The object of a handle; null when the handle is not live. */
 kep::object_base* objectOf(int handle) noexcept;
 
-/** Ends a handle and gives its object to the one caller that ended it; null when the handle is not live. */
+/** Ends a handle and returns its object, to one caller only; null when the handle is not live. */
 kep::object_base* endHandle(int handle) noexcept;
 
-/** Whether a handle is left of an object, which has several when it was acquired by its name more than once.
- */
+/** Whether an object has a handle left. It has several when it was acquired by its name more than once. */
 bool hasHandle(const kep::object_base* object) noexcept;
 
 #endif
 
-/** A handle as the lines show it where they show a pointer. */
+/** A handle as a pointer, as some log lines show it. */
 inline const void* asPointer(int handle) {
     return reinterpret_cast<const void*>(static_cast<std::uintptr_t>(static_cast<unsigned>(handle)));
 }
 
-/** The object of a handle as a T; null when the object is none, or when there is no object. */
+/** The object of a handle as a T; null when it is not a T or the handle is not live. */
 template <class T>
 T* objectAs(int handle) {
     return dynamic_cast<T*>(objectOf(handle));

@@ -8,14 +8,13 @@
 namespace vornisa {
 
 /**
- * The live handles and their objects. Handles are numbers counted up, so that a released one finds nothing
- * for as long as the count has not come round. A handle has one slot in each level, chosen by its low bits; a
- * level has twice the slots of the one before it and is added when it is first needed, so that no slot ever
- * moves.
+ * The live handles and their objects. Handles are consecutive numbers, so a released one finds nothing until
+ * the counter wraps. A handle has one slot in each level, selected by its low bits; each level has twice the
+ * slots of the one before it and is allocated on first use, so that slots never move.
  *
- * All operations may run at the same time on any threads, and none waits for another.
+ * All operations are thread-safe, and none waits for another.
  *
- * @tparam Atomic std::atomic; a test puts its own in the place, to act between any two accesses
+ * @tparam Atomic std::atomic; a test substitutes its own, to act between any two accesses
  */
 template <class Object, template <class> class Atomic>
 class HandleTable {
@@ -24,12 +23,12 @@ class HandleTable {
     HandleTable(const HandleTable&) = delete;
     HandleTable& operator=(const HandleTable&) = delete;
 
-    // The first level stays usable, for what still calls while the process ends.
+    // The first level stays usable for calls during the exit of the process.
     ~HandleTable() {
         for (auto& level : grown_) delete[] level.exchange(nullptr);
     }
 
-    /** A handle for `object`, never 0 and not given before; 0 when there is no memory for it. */
+    /** Returns a handle for `object` that was not used before; 0 when memory runs out. */
     int add(Object* object) noexcept {
         for (int levels = 1; levels <= kLevels; ++levels)
             for (int i = 0; i < kTries; ++i) {
@@ -51,8 +50,7 @@ class HandleTable {
         return object;
     }
 
-    /** Ends a handle and gives its object to the one caller that ended it; null when the handle is not live.
-     */
+    /** Ends a handle and returns its object, to one caller only; null when the handle is not live. */
     Object* take(int handle) noexcept {
         Object* object = nullptr;
         Slot* slot = slotOf(handle, object);
@@ -76,14 +74,14 @@ class HandleTable {
         Atomic<Object*> object{nullptr};
     };
 
-    /** In a slot whose object is being put in or taken out. No handle is negative. */
+    /** Marks a slot while its object is stored or removed. Handles are never negative. */
     static constexpr int kBusy = -1;
 
-    // More than sixty thousand places, in 1 MiB once all are needed.
+    // More than sixty thousand slots; 1 MiB when all levels are allocated.
     static constexpr unsigned kFirstSlots = 256;
     static constexpr int kLevels = 8;
 
-    /** How many handles in a row may find their slots taken before the table grows. */
+    /** Consecutive handles that may find their slots occupied before the table grows. */
     static constexpr int kTries = 8;
 
     static std::size_t index(int handle, int level) {
@@ -98,7 +96,7 @@ class HandleTable {
         return true;
     }
 
-    /** Makes the slot of a live handle free; false when it was no longer that handle's. */
+    /** Frees the slot of a live handle; false when the slot no longer belongs to it. */
     static bool clear(Slot& slot, int handle) {
         if (!slot.handle.compare_exchange_strong(handle, kBusy)) return false;
         slot.object.store(nullptr);
@@ -134,7 +132,7 @@ class HandleTable {
             Slot& slot = slots[index(handle, level)];
             if (slot.handle.load() != handle) continue;
             object = slot.object.load();
-            // What was read belongs to the handle only if the slot has not changed hands meanwhile.
+            // The object is the handle's only if the slot has not been reused meanwhile.
             if (slot.handle.load() == handle) return &slot;
             break;
         }
@@ -142,7 +140,7 @@ class HandleTable {
         return nullptr;
     }
 
-    // Far from the small numbers that may be taken for handles by mistake.
+    // Far above the small numbers that may be passed as handles by mistake.
     Atomic<unsigned> count_{0x10000000};
     Slot first_[kFirstSlots];
     Atomic<Slot*> grown_[kLevels - 1]{};

@@ -20,9 +20,9 @@ const Style styles[] = {{8, "\033[31m"}, {12, "\033[32m"}, {28, "\033[35m"}, {29
 
 }  // namespace
 
-// A line never fails its writer: whatever a stream throws ends here. Only the cancellation of the thread
-// passes. Its handler is given no object to refer to, which a sanitizer takes for a mistake; inlined, the
-// function would be checked all the same.
+// Discards every exception of a stream, as logging must not fail its caller, but rethrows a thread
+// cancellation. The handler of a cancellation gets a null reference, which a sanitizer reports; inlined, the
+// function would be instrumented despite the attribute.
 template <class Write>
 __attribute__((noinline, no_sanitize("null"))) void Line::guarded(Write write) {
     try {
@@ -39,7 +39,7 @@ Line& Line::put(T item) {
         if (out_) {
             *out_ << item;
         } else {
-            // The framework's formatting, whatever the program has set std::cout to.
+            // The framework's formatting, whatever flags the program has set on std::cout.
             std::string text;
             kep::base::ostream_string(text) << item;
             std::cout << text;
@@ -67,7 +67,7 @@ Line& Line::operator<<(int value) {
 Line& Line::operator<<(std::int64_t value) {
     return put(value);
 }
-// The framework shows an address and does not follow it.
+// The framework prints the address and does not dereference it.
 Line& Line::operator<<(const void* pointer) {
     return put(const_cast<void*>(pointer));
 }
@@ -93,14 +93,14 @@ void Line::end() {
     });
 }
 
-// The handler of a cancellation is given no object to refer to, which a sanitizer takes for a mistake.
+// The handler of a cancellation gets a null reference, which a sanitizer reports.
 __attribute__((no_sanitize("null"))) const char* caughtException() {
     try {
         throw;
     } catch (abi::__forced_unwind&) {
         throw;
     } catch (const std::exception& exception) {
-        return exception.what();  // of the caller's exception, which lives as long as its handler runs
+        return exception.what();  // valid as long as the caller's handler runs
     } catch (...) {
         return "unknown";
     }

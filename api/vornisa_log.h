@@ -11,10 +11,11 @@ namespace vornisa {
 /** Where the lines of a source file go. */
 enum class Sink { debugStreams, standardOutput };
 
-/** What a line says; on the debug streams it chooses stream and colour. */
+/** Kind of a line; selects stream and colour on the debug streams. */
 enum class LineKind { error, timing, trace, information };
 
-/** One log line on its way out: opened by its construction, ended by end(). A line never fails its writer. */
+/** One log line, opened by its constructor, closed by end(). Only thread cancellation leaves its functions.
+ */
 class Line {
   public:
     Line(Sink sink, LineKind kind, const char* file, int line, const char* function);
@@ -23,14 +24,14 @@ class Line {
     Line& operator<<(int value);
     Line& operator<<(std::int64_t value);
     Line& operator<<(const void* pointer);
-    /** A null text is an empty one. */
+    /** A null text counts as empty. */
     Line& operator<<(const char* text);
     /** "true" or "false". */
     Line& operator<<(bool value);
-    /** Whole milliseconds, and their unit. */
+    /** Whole milliseconds, followed by "ms". */
     Line& operator<<(std::chrono::steady_clock::time_point time);
 
-    // Not left to a destructor, which would cost every line a landing pad for exceptions.
+    // Not a destructor, which would cost every line a landing pad for exceptions.
     void end();
 
   private:
@@ -51,17 +52,17 @@ Line& append(Line& line, First first, Rest... rest) {
     return append(line << first, rest...);
 }
 
-/** To be called in a handler: what was thrown, as text. Lets the cancellation of the thread pass. */
+/** Call in a catch handler: text of the exception. Rethrows a thread cancellation. */
 const char* caughtException();
 
-/** What the lines of one source file have in common, once in its code instead of at every line. */
+/** Code that all lines of a source file share, out of line instead of repeated at each of them. */
 template <class Source>
 struct Log {
     __attribute__((noinline)) static Line open(LineKind kind, int line, const char* function) {
         return Line(Source::sink, kind, Source::file(), line, function);
     }
 
-    /** Writes the error line of a failed check and gives back its result code. */
+    /** Writes the error line of a failed check and returns `code`. */
     __attribute__((noinline)) static int refuse(int line, const char* function, const char* text, int code) {
         (open(LineKind::error, line, function) << text).end();
         return code;
@@ -74,7 +75,7 @@ struct Log {
         return code;
     }
 
-    /** To be called in a handler: writes an error line that names the exception, and gives back `code`. */
+    /** Call in a catch handler: writes an error line that names the exception and returns `code`. */
     __attribute__((noinline, cold)) static int swallow(int line, const char* function, int code) {
         return refuse(line, function, "exception:", code, caughtException());
     }

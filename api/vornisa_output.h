@@ -5,7 +5,7 @@
 
 namespace vornisa {
 
-/** The object of a handle as a source of frames; null when the object is none, or when there is no object. */
+/** The frame output of a handle's object; null when it has none or the handle is not live. */
 kep::api::streaming::common::IStreamOutput* outputOf(int handle);
 
 }  // namespace vornisa

@@ -13,7 +13,7 @@ using kep::base::FifoBuffer;
 
 VN_LOG_SINK(debugStreams);
 
-/** The store of a handle, made when it is first asked for; also for a handle that then turns out unusable. */
+/** The store of a handle, created on first use; also for a handle that then proves unusable. */
 static FifoBuffer* storeOf(int id) {
     kep::object_base*& companion = _vornisa_maps[id];
     if (!companion) companion = new FifoBuffer("pcmsrc", 131072, nullptr, nullptr);
@@ -43,7 +43,7 @@ int VNReadPcm(int id, void* buf, int buf_size, int* len) try {
             copied = buff->Pop(buf, buf_size, true);
         } while (copied == 0);
     }
-    // A short block is no failure: it is not topped up from the next frame, and the line only warns.
+    // A short block is not a failure and is not filled up from the next frame: the line is only a warning.
     if (copied != buf_size) VN_LOG(error, "len!=buf_size," << copied << "<>" << buf_size);
     if (len) *len = copied;
     return VNRES_SUCCEED;

@@ -19,8 +19,8 @@ extern "C" {
 #endif
 
 /**
- * Shows or hides a privacy zone, which keeps its position and colour. No zone is drawn before the first call
- * of this function, for whichever zone.
+ * Shows or hides a privacy zone, which keeps its position and colour. Until this has been called for at least
+ * one zone, none is drawn.
  *
  * @param idx    zone, 0 to 15
  * @param enable 0 hides the zone, any other value shows it

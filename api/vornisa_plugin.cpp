@@ -3,7 +3,7 @@
 
 extern "C" {
 
-/** Called by the framework for the registered plug-in, which has nothing to do then. */
+/** The framework calls it for the registered plug-in, which has nothing to do here. */
 VN_API void RegisterPluginVornisaApi(const char*) {}
 
 extern VN_API int __cb_register_PluginVornisaApi;

@@ -1,7 +1,7 @@
 #ifndef VORNISA_PRE_RECORD_H
 #define VORNISA_PRE_RECORD_H
 
-/** Elements of a description: sound and picture of the pipelines that record ahead, in step. */
+/** Elements of a description: audio and video of the pre-recording pipelines, synchronised. */
 #define VN_PRE_RECORD_SOURCES                                           \
     "ShmSource:connect={type=pipeline,name=plPreRecordAac},name=asrc+"  \
     "FifoFilter:name=afifo,max=8+"                                      \

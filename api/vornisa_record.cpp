@@ -1,4 +1,4 @@
-/** Recording with the settings all given by the caller. */
+/** Recording with all settings given by the caller. */
 #include <chrono>
 #include <string>
 
@@ -15,8 +15,8 @@ static std::int64_t nanoseconds(steady_clock::time_point time) {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(time.time_since_epoch()).count();
 }
 
-// Whatever was created before a failure stays as it is: the sets as well as an application that did not
-// start.
+// A failure destroys nothing that was created before it: neither the attribute sets nor an application that
+// did not start.
 int VNRecMan(int resolution, const char* in_video, const char* in_audio, int rec_sec, const char* path,
              const char* name) try {
     VN_FAIL_IF(!resolution, VNRES_INVALID_ARG);
@@ -31,7 +31,7 @@ int VNRecMan(int resolution, const char* in_video, const char* in_audio, int rec
     VN_LOG(information, "name=" << name);
 
     vornisa::Recording recording;
-    // An unknown number of pixels gives 0 by 0, for the framework to judge.
+    // An unknown number of pixels gives 0 by 0, which is the framework's to accept or refuse.
     recording.size = vornisa::newResolutionTable()[resolution];
 
     kep::object_base* const audio = kepCreateAttrSet(in_audio);

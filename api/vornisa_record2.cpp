@@ -1,4 +1,4 @@
-/** Recording with defaults for every setting, and protection of the file against a loss of power. */
+/** Recording with a default for every setting, and power-fail protection. */
 #include <string>
 
 #include "kep/attr_set.h"
@@ -28,7 +28,7 @@ int VNRecMan2(int resolution, const char* in_video, const char* in_audio, int re
     VN_LOG(information, "name=" << name);
 
     vornisa::Recording recording;
-    // An unknown number of pixels becomes a row of 0 by 0, for the framework to judge.
+    // An unknown number of pixels adds an entry of 0 by 0, which is the framework's to accept or refuse.
     recording.size = vornisa::resolutions[resolution];
 
     AttrSet ap;
@@ -36,7 +36,7 @@ int VNRecMan2(int resolution, const char* in_video, const char* in_audio, int re
         VN_LOG(information, "param=" << param);
         VN_FAIL_IF(!ap.Parse(param), VNRES_INVALID_ARG);
     }
-    // The key has a capital letter that its label has not.
+    // The key begins with a capital letter, its name in the log line does not.
     const bool powerFailProtection = ap.GetOrDef<bool>("PowerFailProtection", false);
     VN_LOG(information, "powerFailProtection=" << powerFailProtection);
     recording.dbg = ap.GetOrDef<bool>("dbg", false);
@@ -73,7 +73,7 @@ int VNRecMan2(int resolution, const char* in_video, const char* in_audio, int re
     const bool isMp4 = kep::Hash(muxer) == kep::Hash("mp4");
     VN_FAIL_IF_SAYING(powerFailProtection && !isMp4, "::Hash(muxer)!=::Hash(\"mp4\")", VNRES_INVALID_ARG,
                       ",this container is not support power-fail-protection:", muxer);
-    // Only a fragmented file can be read when it was not closed.
+    // Only a fragmented file can be read if it was not closed.
     if (powerFailProtection || (isMp4 && kep::Hash(mp4) == kep::Hash("fragment"))) muxer = "fmp4";
 
     recording.rateElement = vornisa::compose("FrameDroper:name=frdrop,dr=#/30", {30 - recording.framerate});
@@ -85,7 +85,7 @@ int VNRecMan2(int resolution, const char* in_video, const char* in_audio, int re
     kep::base::object* const app =
         kep::base::Object::New<kep::base::object>(vornisa::describe(recording).c_str());
     VN_FAIL_IF(!app, VNRES_FAIL);
-    // An application that does not start is left as it is.
+    // An application that does not start is not destroyed.
     VN_FAIL_IF_SAYING(!app->SetStr("status", "play"), "!app->Set(\"status\",\"play\")", VNRES_FAIL);
     return VNRES_SUCCEED;
 }

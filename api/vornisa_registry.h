@@ -7,7 +7,7 @@
 
 /**
  * Auxiliary objects that calls attached to a handle, by handle. VNRelease destroys them with it. The value
- * may be null; a handle without one has no entry. Nothing guards it: see the header on threads.
+ * may be null; a handle without one has no entry. Not guarded: see "Threads" in vornisa_api.h.
  */
 extern std::map<int, kep::object_base*> _vornisa_maps;
 

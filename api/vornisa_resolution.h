@@ -11,11 +11,10 @@ struct resolution_t {
     int height;
 };
 
-/** A table of the sizes that recordings may have, by their number of pixels. */
+/** Returns a table of the picture sizes of recordings, by number of pixels. */
 std::map<int, resolution_t> newResolutionTable();
 
-/** The table of the whole process. It gains a row for every other number that is looked up for a recording.
- */
+/** The table of the process. Looking up any other number for a recording adds an entry of 0 by 0. */
 extern std::map<int, resolution_t> resolutions;
 
 }  // namespace vornisa

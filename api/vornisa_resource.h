@@ -9,7 +9,7 @@ namespace vornisa {
 struct Resource {
     int type; /**< one of VNRes_Type */
     kep::object_base* (*create)(const char* text);
-    const char* text; /**< what `create` is given */
+    const char* text; /**< argument of `create` */
 };
 
 /** Null for an unknown type. */

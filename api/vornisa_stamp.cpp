@@ -28,7 +28,7 @@ static int set(const char* caller, object& obj, const char* property, AttrSet& a
     return VNRES_SUCCEED;
 }
 
-/** The frame in which coordinates are given, whatever the size of the video. */
+/** The frame that coordinates refer to, whatever the size of the video. */
 static void addReferenceFrame(AttrSet& ap) {
     ap.Add("refw", 1920);
     ap.Add("refh", 1080);
@@ -49,14 +49,14 @@ int VNStampInit0(int id, int w, int h, const char* font) try {
 }
 VN_END
 
-/** What differs between the two functions that set a stamp is which bits of the colour they send. */
+/** Shared by the two functions that set a stamp; they differ in the bits of the colour that they send. */
 static int change(const char* caller, int id, int x, int y, unsigned int color, const char* pattern) {
     object* obj = nullptr;
     if (const int failed = find(caller, id, obj)) return failed;
     AttrSet ap;
     if (pattern) ap.Add("pattern", pattern);
     addReferenceFrame(ap);
-    // A coordinate of 0 is never sent: the stamp stays where it is in that direction.
+    // A coordinate of 0 is never sent: it leaves the position in that direction unchanged.
     if (x) ap.Add("x", x);
     if (y) ap.Add("y", y);
     ap.Add("color", color);
@@ -92,7 +92,8 @@ int VNStampEnable0(int id, int enable) try {
 }
 VN_END
 
-/** Calls `function`, which throws nothing, for the library's own stamp, acquired if there is none yet. */
+/** Calls `function`, which must not throw, for the library's own stamp, and acquires the stamp on first use.
+ */
 template <class... Parameters, class... Arguments>
 static int forward(const char* caller, int (*function)(int, Parameters...), Arguments... arguments) {
     VN_FAIL_IF_OF(caller, !_stamp && VNAcquire(VNRES_STAMP, &_stamp) != VNRES_SUCCEED,

@@ -2,19 +2,19 @@
 
 namespace vornisa {
 
-void Filling::appendTo(std::string& text) const {
+void Argument::appendTo(std::string& text) const {
     if (text_)
         text += text_;
     else
         text += std::to_string(number_);
 }
 
-std::string compose(const char* pattern, std::initializer_list<Filling> fillings) {
+std::string compose(const char* pattern, std::initializer_list<Argument> arguments) {
     std::string text;
-    const Filling* filling = fillings.begin();
+    const Argument* argument = arguments.begin();
     for (; *pattern; ++pattern) {
         if (*pattern == '#')
-            filling++->appendTo(text);
+            argument++->appendTo(text);
         else
             text += *pattern;
     }

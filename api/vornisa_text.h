@@ -7,15 +7,15 @@
 
 namespace vornisa {
 
-/** What fills one gap of a pattern. Lives no longer than the text it was made from. */
-class Filling {
+/** The value of one placeholder of a pattern. Refers to the text given, which must outlive it. */
+class Argument {
   public:
-    /** A null text is an empty one. */
-    Filling(const char* text) : text_(text ? text : ""), number_(0) {}
-    Filling(const std::string& text) : Filling(text.c_str()) {}
-    Filling(int number) : text_(nullptr), number_(number) {}
-    Filling(std::int64_t number) : text_(nullptr), number_(number) {}
-    Filling(bool value) : Filling(value ? "true" : "false") {}
+    /** A null text counts as empty. */
+    Argument(const char* text) : text_(text ? text : ""), number_(0) {}
+    Argument(const std::string& text) : Argument(text.c_str()) {}
+    Argument(int number) : text_(nullptr), number_(number) {}
+    Argument(std::int64_t number) : text_(nullptr), number_(number) {}
+    Argument(bool value) : Argument(value ? "true" : "false") {}
 
     void appendTo(std::string& text) const;
 
@@ -24,8 +24,8 @@ class Filling {
     std::int64_t number_;
 };
 
-/** `pattern` with each "#" replaced by the next of `fillings`, of which there are as many. */
-std::string compose(const char* pattern, std::initializer_list<Filling> fillings);
+/** Replaces each "#" of `pattern` by the next of `arguments`; there must be as many. */
+std::string compose(const char* pattern, std::initializer_list<Argument> arguments);
 
 }  // namespace vornisa
 

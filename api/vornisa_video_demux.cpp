@@ -1,4 +1,4 @@
-/** How long a recorded file is. */
+/** Duration of a recorded file. */
 #include "kep/entry_points.h"
 #include "vornisa_check.h"
 #include "vornisa_text.h"

@@ -1,11 +1,11 @@
-/** The picture mirrored. */
+/** Mirroring of the picture. */
 #include "vornisa_command.h"
 
 using kep::base::AttrSet;
 
 VN_LOG_SINK(debugStreams);
 
-// The steps of a turn. Their lines carry these names.
+// The steps of VNTurnVideo. Their error lines name these functions.
 
 static int VNVideoVFlip(bool vflip) {
     AttrSet ap;

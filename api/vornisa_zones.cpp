@@ -15,12 +15,12 @@ VN_LOG_SINK(debugStreams);
 static constexpr int frameWidth = 1920;
 static constexpr int frameHeight = 1080;
 
-// 16 cells run a little over the edge of the frame, so that none of it stays uncovered.
+// 16 cells reach slightly beyond the frame, so that they cover all of it.
 static constexpr int gridWidth = 1935;
 static constexpr int gridHeight = 1095;
 static constexpr int gridCells = 16;
 
-/** Attaches the table, which must have a zone `idx`: what comes before it and after it is not the zones'. */
+/** Attaches the table and checks `idx`: the memory before and after the table is not part of it. */
 static int attach(const char* caller, ZoneMemory& shm, int idx, shm_rects_t*& rects) {
     VN_FAIL_IF_OF(caller, !shm.ShmName("vornisa_shm_rects"), "!shm.ShmName(\"vornisa_shm_rects\")",
                   VNRES_FAIL);
@@ -75,7 +75,7 @@ int VNZonesSet(int idx, int x, int y, int w, int h, VNRes_Color color) try {
 }
 VN_END
 
-/** From the cell of the first corner to that of the second, which counts; one cell if that comes before. */
+/** Cells from the first corner to the second, both included; 1 if the second comes before the first. */
 static int cellsBetween(int first, int second) {
     return (second > first ? second - first : 0) + 1;
 }

@@ -5,7 +5,7 @@
 
 #include "vornisa_types.h"
 
-/** A colour as the table of privacy zones holds it: U in bits 0-7, Y in 8-15, V in 16-23. */
+/** Converts a colour to the format of the zone table: U in bits 0-7, Y in 8-15, V in 16-23. */
 std::uint32_t vnColorConvert(VNRes_Color rgb);
 
 #endif

@@ -31,7 +31,7 @@ inline std::string ToString<bool>(const bool& value) {
     return value ? "true" : "false";
 }
 
-/** Reads a value from text; false leaves `value` as it was. */
+/** Converts text to a value; on false `value` is unchanged. */
 KEP_API bool ConvertToImpl(const char* text, int& value);
 KEP_API bool ConvertToImpl(const char* text, std::int64_t& value);
 KEP_API bool ConvertToImpl(const char* text, bool& value);

@@ -9,7 +9,7 @@
 namespace kep {
 namespace stream {
 
-/** `file` less the framework's root path; empty when the root is longer than the path. */
+/** `file` without the framework's root path; empty when the root is longer than the path. */
 inline const char* SourceBelowRoot(const char* file) {
     const std::size_t length = std::strlen(file);
     const std::size_t offset = __root_path_offset < 0 ? 0 : static_cast<std::size_t>(__root_path_offset);

@@ -9,7 +9,7 @@
 /** The framework's flat calls. Null or 0 means that the framework refused; any other result is success. */
 extern "C" {
 
-/** Creates what a description names. */
+/** Creates the object that a description names. */
 KEP_API kep::object_base* kepCreate(const char* text);
 
 /** Creates an application from a description of it or of its only pipeline. */
@@ -18,10 +18,10 @@ KEP_API kep::object_base* kepCreateApp(const char* text);
 /** Parses attribute text into a new object. */
 KEP_API kep::object_base* kepCreateAttrSet(const char* text);
 
-/** The text of `key`, of an attribute set or of any object's attributes; null when there is none. */
+/** The text of `key` in an attribute set or in the attributes of any object; null when absent. */
 KEP_API const char* kepAttrGetStr(kep::object_base* set, const char* key);
 
-/** The integer of `key`; 0 when there is none. */
+/** The integer of `key`; 0 when absent. */
 KEP_API std::int64_t kepAttrGetInt(kep::object_base* set, const char* key);
 
 /** Raises an object to a state named "ready" or "play". */

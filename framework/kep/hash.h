@@ -7,7 +7,7 @@ namespace kep {
 
 /**
  * 32-bit FNV-1a over the bytes of `text` up to its terminating zero, each ASCII upper-case letter folded to
- * lower case first. Names of elements and messages are compared by it.
+ * lower case first. Used to compare names of elements and messages.
  *
  * @param text may be null, which hashes to 0
  */

@@ -7,10 +7,10 @@
 namespace kep {
 namespace base {
 
-/** Room for the longest text of ToHex. */
+/** Buffer size for the longest text of ToHex. */
 constexpr std::size_t kHexSize = sizeof("0x") + 16;
 
-/** An unsigned number in upper-case hexadecimal digits, as many as its type has, with or without "0x". */
+/** Writes an unsigned number in upper-case hexadecimal, zero-padded to the size of its type. */
 template <class T>
 inline const char* ToHex(char (&text)[kHexSize], T value, bool prefix) {
     static_assert(static_cast<T>(-1) > static_cast<T>(0), "T must be unsigned");

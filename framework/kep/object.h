@@ -14,7 +14,7 @@
 namespace kep {
 namespace base {
 
-/** An object that description text creates. */
+/** An object created from description text. */
 class KEP_API object : public kep::object_base, public IAttributes, public IParam {
   public:
     virtual bool Enable(bool enable) = 0;

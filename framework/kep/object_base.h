@@ -18,7 +18,7 @@ class KEP_API object_base {
     static void* operator new(std::size_t size);
     static void operator delete(void* memory, std::size_t size);
 
-    /** Checked downcast; null when the object is no T. */
+    /** Checked downcast; null when the object is not a T. */
     template <class T>
     T* AsType() {
         return dynamic_cast<T*>(this);

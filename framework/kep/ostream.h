@@ -23,7 +23,7 @@ class KEP_API ostream {
     ~ostream() = default;
 };
 
-/** A stream that appends to a string of the caller's, which must outlive it. */
+/** A stream that appends to a string, which must outlive it. */
 class KEP_API ostream_string final : public ostream {
   public:
     explicit ostream_string(std::string& target);
@@ -46,7 +46,7 @@ namespace stream {
 /** The framework's debug streams by index; none is null. 8 takes error lines. */
 extern KEP_API base::ostream* __dbg_couts[];
 
-/** How many leading characters of a compiled-in source path are left out of a debug line. */
+/** Number of leading characters of a compiled-in source path that debug lines omit. */
 extern KEP_API int __root_path_offset;
 
 }  // namespace stream

@@ -11,7 +11,7 @@ namespace base {
 /** Whether a property that is declared with type `declared` can be exchanged as the type passed with it. */
 typedef bool (*TypeCompatible)(const std::type_info& declared);
 
-/** Named properties of an object. Every operation is true on success. */
+/** Named properties of an object. Every operation returns true on success. */
 class KEP_API IParam {
   public:
     virtual bool Set(const char* key, void* value, const std::type_info* type) = 0;

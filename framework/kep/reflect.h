@@ -9,7 +9,7 @@
 extern "C" {
 
 /**
- * Enters a plug-in into the framework's registry.
+ * Registers a plug-in with the framework.
  *
  * @param callback called by the framework with a text of its own
  * @param priority order among plug-ins
@@ -53,7 +53,7 @@ class KEP_API IClass {
 /** Creation of objects from description text. */
 class KEP_API Object {
   public:
-    /** Completes a description before its class is looked for; false refuses it. */
+    /** Completes a description before its class is looked up; false refuses it. */
     static bool NewPreProcessAttrSet(AttrSet& attributes);
 
     template <class T>

@@ -35,7 +35,7 @@ class KEP_API ISharedMemory : public virtual base::object {
     __attribute__((unused)) unsigned char reserve_[kSharedMemoryReserve];
 };
 
-/** Lies behind the virtual base of a segment, which may be larger in the firmware. */
+/** Reserve behind the virtual base of a segment, which may be larger in the firmware. */
 class SharedMemoryRoom {
     __attribute__((unused)) unsigned char reserve_[kSharedMemoryReserve] = {};
 };
@@ -43,8 +43,8 @@ class SharedMemoryRoom {
 /**
  * A shared segment of `count` records of type T.
  *
- * Only the segment works: every operation of `object` fails. The virtual table is compiled into the plug-in,
- * which would otherwise need a symbol of the framework for each of those operations.
+ * Only the segment works; every operation of `object` is overridden to fail: the virtual table is compiled
+ * into the plug-in, which would otherwise need a symbol of the framework for each operation.
  */
 template <class T>
 class TSharedMemory : public ISharedMemory, private virtual SharedMemoryRoom {

@@ -10,7 +10,7 @@ namespace shm {
 /** One privacy zone. */
 struct shm_rect_t {
     bool draw;      /**< painted or not */
-    std::int32_t x; /**< pixels of the reference frame, as y, w and h */
+    std::int32_t x; /**< pixels of the reference frame, like y, w and h */
     std::int32_t y;
     std::int32_t w;
     std::int32_t h;

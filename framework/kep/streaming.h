@@ -20,7 +20,7 @@ class KEP_API IState : public virtual kep::object_base {
     virtual State CurrentState() = 0;
 };
 
-/** Its operations are the first of its virtual table, which it does not share with IState. */
+/** Not derived from IState: its operations are the first of a virtual table of its own. */
 class KEP_API IStreamControl : public virtual kep::object_base {
   public:
     virtual bool ChangeUp(State target) = 0;
@@ -73,7 +73,7 @@ class KEP_API IAudio : public virtual kep::object_base {
 
 }  // namespace common
 
-/** Raw pictures, planar YUV 4:2:0. The factories give null for a device name the framework does not know. */
+/** Raw pictures, planar YUV 4:2:0. Each CreateNew returns null for an unknown device name. */
 class KEP_API IYuvSource : public virtual common::IStreamControl,
                            public virtual common::IStreamOutput,
                            public virtual common::IVideo,

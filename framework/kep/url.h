@@ -15,7 +15,7 @@ class KEP_API IUrl {
     static bool Parse(const char* url, AttrSet& parts);
 };
 
-/** A text that differs from call to call. */
+/** A different text at each call. */
 KEP_API std::string UniqueString();
 
 }  // namespace base
