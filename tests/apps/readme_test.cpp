@@ -67,7 +67,7 @@ TEST_F(Readme, NamesBothCommands) {
 
 TEST_F(Readme, TheWorkstationsTableHasEveryFunctionAndType) {
     const std::string page = readFile(PROJECT_FOLDER "/docs/workstation.md");
-    const std::size_t begin = page.find("\n## What is real\n");
+    const std::size_t begin = page.find("\n## What is implemented\n");
     ASSERT_NE(begin, std::string::npos);
     const std::string table = page.substr(begin, page.find("\n## ", begin + 1) - begin);
     const auto namesIn = [](const std::string& text, const char* pattern) {
