@@ -16,7 +16,7 @@ void acquireNothing() {
 
 }  // namespace scripted
 
-// The linker leads the calls of VNAcquire here.
+// The linker's --wrap redirects calls of VNAcquire here.
 extern "C" int __real_VNAcquire(int type, int* id);
 extern "C" int __wrap_VNAcquire(int type, int* id) {
     return nothing ? VNRES_SUCCEED : __real_VNAcquire(type, id);

@@ -3,7 +3,7 @@
 
 namespace scripted {
 
-/** From now on VNAcquire, as functions of the plug-in call it, succeeds without a handle. */
+/** From now on VNAcquire, when called by functions of the plug-in, succeeds without setting a handle. */
 void acquireNothing();
 
 }  // namespace scripted

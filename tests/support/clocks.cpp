@@ -9,8 +9,8 @@
 
 namespace {
 
-bool stands = false;
-std::time_t standing = 0;
+bool frozen = false;
+std::time_t frozenTime = 0;
 std::function<void(int)> sleepAction;
 std::atomic<int> sleeps{0};
 
@@ -19,12 +19,12 @@ std::atomic<int> sleeps{0};
 namespace scripted {
 
 void setTimeOfDay(std::time_t time) {
-    stands = true;
-    standing = time;
+    frozen = true;
+    frozenTime = time;
 }
 
 void resetTimeOfDay() {
-    stands = false;
+    frozen = false;
 }
 
 void atSleep(const std::function<void(int)>& action) {
@@ -46,12 +46,12 @@ bool SteadyInterval::contains(const std::string& digits, std::int64_t unit) cons
 
 }  // namespace scripted
 
-// The linker leads the calls of these here.
+// The linker's --wrap redirects calls of time and nanosleep here.
 extern "C" time_t __real_time(time_t* out);
 extern "C" time_t __wrap_time(time_t* out) {
-    if (!stands) return __real_time(out);
-    if (out) *out = standing;
-    return standing;
+    if (!frozen) return __real_time(out);
+    if (out) *out = frozenTime;
+    return frozenTime;
 }
 
 extern "C" int __real_nanosleep(const timespec* wanted, timespec* left);

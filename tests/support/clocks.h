@@ -8,24 +8,25 @@
 
 namespace scripted {
 
-/** From now on the time of day stands still at `time`. */
+/** Freezes the time of day at `time`. */
 void setTimeOfDay(std::time_t time);
-/** The time of day goes again. */
+/** Ends the freeze. */
 void resetTimeOfDay();
 
 /**
- * From now on a sleep of the plug-in is recorded and takes no time but that of `action`, which is given the
- * number of the sleep, from 1; null for real sleeps again.
+ * From now on each sleep of the plug-in is recorded and calls `action` with its number, from 1, instead of
+ * sleeping. Null restores real sleeps.
  */
 void atSleep(const std::function<void(int)>& action);
 
 /** Nanoseconds of the steady clock. */
 std::int64_t steadyTime();
 
-/** Readings of the steady clock around the time it lives, for values that were read meanwhile. */
+/** An interval of the steady clock that begins with this object, to check time stamps taken since. */
 class SteadyInterval {
   public:
-    /** Whether the number in `digits`, of that many nanoseconds each, is of this interval, which ends now. */
+    /** Whether the time in `digits`, counted in units of `unit` nanoseconds, lies between the begin and now.
+     */
     bool contains(const std::string& digits, std::int64_t unit) const;
 
   private:

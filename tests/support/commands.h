@@ -6,8 +6,8 @@
 namespace scripted {
 
 /**
- * Commands are delivered as steps with their "cmd" in the name, "Factory::Run aeflick" for instance. From now
- * on the receiver answers this one with "ret", until resetReplies.
+ * Makes the receiver reply to the command `cmd` with "ret", until resetReplies. A command is a step with its
+ * "cmd" in the name, "Factory::Run aeflick" for instance.
  */
 void replyTo(const std::string& cmd, const std::string& ret);
 void resetReplies();

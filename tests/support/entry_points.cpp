@@ -12,7 +12,7 @@ namespace {
 using scripted::Script;
 using scripted::step;
 
-/** The offered object, which must be a T, or else one of the usual kind. */
+/** The offered object as a T (null when it is none), or a new Usual when no object is offered. */
 template <class T, class Usual>
 T* create(const std::string& name, const std::string& arguments) {
     if (!step(name, arguments)) return nullptr;

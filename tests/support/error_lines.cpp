@@ -9,7 +9,7 @@
 
 ErrorLines::ErrorLines() : file_(memfd_create("stderr", 0)), before_(dup(STDERR_FILENO)) {
     if (file_ < 0 || before_ < 0 || dup2(file_, STDERR_FILENO) < 0)
-        throw std::runtime_error("cannot take stderr");
+        throw std::runtime_error("cannot redirect stderr");
 }
 
 ErrorLines::~ErrorLines() {
@@ -31,7 +31,7 @@ std::vector<std::string> ErrorLines::messages() const {
     std::vector<std::string> all;
     std::istringstream lines(raw());
     for (std::string line; std::getline(lines, line);) {
-        // The last line's reset stands alone.
+        // The colour reset that follows the last line has no text after it.
         if (line == "\033[0m") continue;
         const std::size_t message = line.find(":\t");
         all.push_back(message == std::string::npos ? line : line.substr(message + 2));

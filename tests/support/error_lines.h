@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-/** Takes what is written to standard error while it lives. */
+/** Captures standard error while it lives. */
 class ErrorLines {
   public:
     ErrorLines();
@@ -12,11 +12,11 @@ class ErrorLines {
     ErrorLines& operator=(const ErrorLines&) = delete;
     ~ErrorLines();
 
-    /** Everything written so far, as it is. */
+    /** Everything written so far, unchanged. */
     std::string raw() const;
-    /** The messages of the lines so far, without colour and place. */
+    /** The messages of the lines so far, without colour and source position. */
     std::vector<std::string> messages() const;
-    /** How many lines have `part` in them. */
+    /** The number of messages that contain `part`. */
     int count(const std::string& part) const;
 
   private:

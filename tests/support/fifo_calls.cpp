@@ -39,7 +39,7 @@ const std::vector<std::string>& FifoCalls::all() const {
 
 }  // namespace scripted
 
-// The linker leads the calls of these here.
+// The linker's --wrap redirects calls of FifoBuffer's constructor, Push and Pop here.
 extern "C" {
 
 void __real__ZN3kep4base10FifoBufferC1EPKciPFvPvPKviES8_(FifoBuffer* fifo, const char* name, int capacity,

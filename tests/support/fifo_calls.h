@@ -6,7 +6,7 @@
 
 namespace scripted {
 
-/** Calls of FifoBuffer by the plug-in while it lives, each with what is not seen in its effect. */
+/** Records the plug-in's calls of FifoBuffer while it lives, with arguments whose effect is not visible. */
 class FifoCalls {
   public:
     FifoCalls();

@@ -13,7 +13,7 @@ namespace {
 typedef int (*Handler)(const char*);
 
 std::set<std::string> refusedSets;
-std::mutex mutex; /**< for the sets, which threads of the framework create too */
+std::mutex mutex; /**< guards `sets`: threads of the framework create sets too */
 std::set<kep::object_base*> sets;
 std::function<void()> statusUpAction;
 std::atomic<Handler> handler{nullptr};
@@ -27,7 +27,7 @@ std::string shown(kep::object_base* object) {
     return !object ? "nullptr" : named ? named->name : "object";
 }
 
-/** An attribute set, or a URL taken apart: of that only the extension is asked for. */
+/** The attributes for `text`: itself, or of a URL the extension only, as the plug-in reads no other part. */
 std::string attributesOf(const std::string& text) {
     if (text.rfind("file://", 0) != 0) return text;
     const auto dot = text.rfind('.');

@@ -8,13 +8,12 @@
 #include "kep/object_base.h"
 
 /**
- * The double of the framework's flat calls beside the creation of objects: attribute sets, states, messages,
- * the end of objects. In the record of calls an attribute set is shown as its text in brackets, a Named by
- * its name.
+ * The double of the framework's flat calls except the creation of objects: attribute sets, states, messages,
+ * destruction. Recorded calls show an attribute set as its text in brackets, a Named by its name.
  */
 namespace scripted {
 
-/** An object that the flat calls accept, with attributes that they answer from. */
+/** An object for the flat calls, which read its attributes. */
 class Named : public kep::object_base {
   public:
     explicit Named(const std::string& name, const char* attributes = "");
@@ -24,16 +23,16 @@ class Named : public kep::object_base {
     const kep::base::AttrSet attributes;
 };
 
-/** Forgets what the calls below were told, and frees the attribute sets that were not destroyed. */
+/** Undoes the calls below and frees the attribute sets that were not destroyed. */
 void resetFlatCalls();
 
-/** From now on there is no attribute set for `text`; for a null one "nullptr". */
+/** From now on no attribute set is created for `text`; "nullptr" stands for a null text. */
 void refuseSet(const std::string& text);
 
 /** How many attribute sets have not been destroyed. */
 int setsLeft();
 
-/** What the framework does on its own account when an object has reached a state, on the caller's thread. */
+/** From now on each successful kepStatusUp runs `action` on the caller's thread; null for none. */
 void afterStatusUp(const std::function<void()>& action);
 
 /** The handler that was registered last; null when there is none. */

@@ -14,11 +14,11 @@ void inFreshProcess(const std::function<void()>& body) {
     if (child == 0) {
         alarm(60);
         body();
-        // Not _exit: what a leak checker or a coverage counter has to say is wanted.
+        // Not _exit, which would skip the leak checker and the coverage counters.
         std::exit(testing::Test::HasFailure() ? EXIT_FAILURE : EXIT_SUCCESS);
     }
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_TRUE(WIFEXITED(status)) << "the process was ended by signal " << WTERMSIG(status);
+    EXPECT_TRUE(WIFEXITED(status)) << "the process was killed by signal " << WTERMSIG(status);
     EXPECT_EQ(WEXITSTATUS(status), EXIT_SUCCESS);
 }

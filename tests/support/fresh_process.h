@@ -4,9 +4,8 @@
 #include <functional>
 
 /**
- * Runs `body`, with its assertions, in a copy of this process, so that what it leaves in variables that the
- * plug-in never clears goes with it. The calling test fails when the body does, or when it takes more than a
- * minute.
+ * Runs `body`, with its assertions, in a forked copy of this process, for tests of variables that the plug-in
+ * never resets. The calling test fails when the body fails or takes more than a minute.
  */
 void inFreshProcess(const std::function<void()>& body);
 

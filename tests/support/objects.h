@@ -12,15 +12,14 @@
 #include "script.h"
 
 /**
- * Objects of the double. Each part implements one interface of the framework and records its calls; a Stream
- * has any combination of parts on the root that streams share, a Plain object has any beside
- * kep::base::object.
+ * Objects of the double. Each part implements one interface of the framework and records its calls. A Stream
+ * combines any parts with the streams' common root, a Plain object any parts with kep::base::object.
  */
 namespace scripted {
 
 namespace common = kep::api::streaming::common;
 
-/** Records an object's end; counted while it lives. */
+/** Counts as a live object and records its destruction. */
 class Root : public virtual kep::object_base {
   public:
     Root();
@@ -45,9 +44,9 @@ class OutputPart : public virtual common::IStreamOutput {
   public:
     bool IsSupportedPullFrame() override;
     bool PullFrame(std::shared_ptr<common::frame_t>& frame, bool wait) override;
-    /** What there is to pull; with none left a pull fails. */
+    /** The frames to pull; a pull fails when there are none. */
     std::deque<std::vector<unsigned char>> frames;
-    /** A pull then succeeds without a frame. */
+    /** Makes pulls succeed without a frame. */
     bool givesNoFrame = false;
 };
 

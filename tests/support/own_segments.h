@@ -7,8 +7,8 @@
 #include <filesystem>
 #include <string>
 
-/** Has this process, and those that it starts, use segments of shared memory of their own, which end with
- * this object: what is drawn or told there reaches no other test. */
+/** Gives this process and its children shared memory segments of their own, so that tests do not affect each
+ * other. The destructor removes the segments. */
 class OwnSegments {
   public:
     OwnSegments() {
@@ -25,7 +25,7 @@ class OwnSegments {
     OwnSegments(const OwnSegments&) = delete;
     OwnSegments& operator=(const OwnSegments&) = delete;
 
-    /** What shm_open takes. */
+    /** The name of a segment for shm_open. */
     std::string path(const std::string& segment) const { return "/" + prefix_ + segment; }
 
   private:

@@ -21,7 +21,7 @@ std::vector<std::string> takeParsedTexts() {
 
 }  // namespace scripted
 
-// The linker leads calls of AttrSet::Parse here.
+// The linker's --wrap redirects calls of AttrSet::Parse here.
 extern "C" bool __real__ZN3kep4base7AttrSet5ParseEPKc(kep::base::AttrSet* set, const char* text);
 extern "C" bool __wrap__ZN3kep4base7AttrSet5ParseEPKc(kep::base::AttrSet* set, const char* text) {
     texts().push_back(text ? text : "nullptr");

@@ -7,8 +7,8 @@
 namespace scripted {
 
 /**
- * The texts that the plug-in had parsed into attribute sets since the last call, "nullptr" for a null one:
- * the only place where a description is seen to the byte before its class gets it as attributes.
+ * The texts that the plug-in has parsed into attribute sets since the last call, "nullptr" for a null one.
+ * Only here is a description visible byte for byte; its class gets parsed attributes.
  */
 std::vector<std::string> takeParsedTexts();
 

@@ -3,8 +3,7 @@
 
 #include <filesystem>
 
-/** What this process holds: values that must stay flat. Each count of descriptors has the one that it opens
- * itself. */
+/** Open descriptors of this process, including the one that the count itself opens. */
 inline int openDescriptors() {
     const std::filesystem::directory_iterator folder("/proc/self/fd");
     return static_cast<int>(std::distance(begin(folder), end(folder)));

@@ -50,7 +50,7 @@ bool PropertyObject::stepOf(const char* operation, const char* key, const std::s
 
 bool PropertyObject::Set(const char* key, void* value, const std::type_info* type) {
     const bool isBool = type && *type == typeid(bool);
-    // As a byte: any other than 0 and 1 is no bool.
+    // Read as a byte, to show values other than 0 and 1, which a bool must not have.
     const std::string shown = isBool ? " " + std::to_string(*static_cast<unsigned char*>(value)) : "";
     if (!stepOf("Set", key, typeName(type) + shown)) return false;
     if (*type == typeid(PacketFunction)) packetFunctions[key] = *static_cast<PacketFunction*>(value);
@@ -85,7 +85,7 @@ bool PropertyObject::GetWithType(const char* key, void* value, const std::type_i
     const bool granted = stepOf("GetWithType", key, typeName(type) + "," + predicateName(compatible));
     const auto found = integers.find(key);
     if (found == integers.end() || *type != typeid(std::int64_t)) return false;
-    // Also when refused: what is written then is not to reach the caller.
+    // Written even when refused: the caller must ignore it then.
     *static_cast<std::int64_t*>(value) = found->second;
     return granted;
 }

@@ -41,7 +41,7 @@ class PropertyObject : public PlainObject {
                                  bool recursive) override;
 
     const std::string name;
-    /** What was set last, and what is given out, by key. A property that is not here cannot be read. */
+    /** Values by key: set by the last Set, returned by Get. A property without a value cannot be read. */
     std::map<std::string, std::int64_t> integers;
     std::map<std::string, CodecFunction> codecFunctions;
     std::map<std::string, PacketFunction> packetFunctions;

@@ -1,4 +1,4 @@
-/** What the tests are built with. A sanitizer costs several times the time, and keeps what is freed. */
+/** The sanitizer of this build. It slows tests down several times, and keeps freed memory. */
 #ifndef VORNISA_TESTS_SANITIZERS_H
 #define VORNISA_TESTS_SANITIZERS_H
 

@@ -13,7 +13,7 @@ struct Script::Data {
     std::mutex mutex;
     std::set<std::string> refused;
     std::set<std::string> throwing;
-    std::set<std::string> throwingOddly;
+    std::set<std::string> throwingInt;
     std::vector<std::string> events;
     kep::object_base* offer = nullptr;
     std::atomic<int> objects{0};
@@ -31,7 +31,7 @@ void Script::reset() {
     const std::lock_guard<std::mutex> lock(data_->mutex);
     data_->refused.clear();
     data_->throwing.clear();
-    data_->throwingOddly.clear();
+    data_->throwingInt.clear();
     data_->events.clear();
     data_->offer = nullptr;
 }
@@ -46,9 +46,9 @@ void Script::throwAt(const std::string& step) {
     data_->throwing.insert(step);
 }
 
-void Script::throwOddlyAt(const std::string& step) {
+void Script::throwIntAt(const std::string& step) {
     const std::lock_guard<std::mutex> lock(data_->mutex);
-    data_->throwingOddly.insert(step);
+    data_->throwingInt.insert(step);
 }
 
 void Script::offer(kep::object_base* object) {
@@ -67,7 +67,7 @@ bool Script::step(const std::string& name, const std::string& arguments) {
     note(name + "(" + arguments + ")");
     const std::lock_guard<std::mutex> lock(data_->mutex);
     if (data_->throwing.count(name)) throw std::bad_alloc();
-    if (data_->throwingOddly.count(name)) throw 1;
+    if (data_->throwingInt.count(name)) throw 1;
     return data_->refused.count(name) == 0;
 }
 

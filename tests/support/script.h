@@ -10,27 +10,27 @@
 namespace scripted {
 
 /**
- * What the scripted double of the framework is told to do, and what has happened: every call of the framework
- * and every log line, in one sequence. A test compares all of it, so that nothing else can have been called.
+ * Controls the scripted double of the framework and records its events: every call of the framework and every
+ * log line, in one sequence. Tests compare the whole sequence, so that no unexpected call goes unnoticed.
  */
 class Script {
   public:
-    /** The one of the process; made on first use, as the plug-in registers itself before main. */
+    /** The singleton; created on first use, as the plug-in registers itself before main. */
     static Script& instance();
 
-    /** Back to a framework that grants everything; forgets what has happened. */
+    /** Grants every step again and discards the events. */
     void reset();
 
-    /** From now on the step of that name answers with null or false. */
+    /** From now on the step of that name returns null or false. */
     void refuse(const std::string& step);
     /** From now on the step of that name throws std::bad_alloc. */
     void throwAt(const std::string& step);
     /** From now on the step of that name throws an int. */
-    void throwOddlyAt(const std::string& step);
+    void throwIntAt(const std::string& step);
 
-    /** The object that the next creation of any kind gives out. */
+    /** Sets the object that the next creation of any kind returns. */
     void offer(kep::object_base* object);
-    /** Gives the offered object away; null when there is none. */
+    /** Returns the offered object, and no longer offers it; null when there is none. */
     kep::object_base* takeOffer();
 
     /** Records a call; false when it is to be refused. */
@@ -38,10 +38,10 @@ class Script {
     /** Records something that cannot be refused. */
     void note(const std::string& event);
 
-    /** What has happened since the last call, log lines as line() gives them. */
+    /** The events since the last call; log lines have the form of line(). */
     std::vector<std::string> takeEvents();
 
-    /** Framework objects that exist. */
+    /** The number of framework objects that exist. */
     int liveObjects() const;
     void objectMade();
     void objectGone();
@@ -55,7 +55,7 @@ class Script {
     std::unique_ptr<Data> data_;
 };
 
-/** The callback that the plug-in has handed to ReflectAdd. */
+/** The callback that the plug-in has passed to ReflectAdd. */
 using PlugInCallback = void (*)(const char* text);
 PlugInCallback registeredCallback();
 

@@ -9,17 +9,17 @@ namespace scripted {
 constexpr std::size_t kRecordSize = 396;
 constexpr std::size_t kSlots = 3;
 
-/** What every segment attached is, whatever its name; and what lies before and behind it. */
+/** The memory of every attached segment, whatever its name, with guard areas on both sides. */
 struct Memory {
     std::array<unsigned char, kRecordSize> before;
     std::array<unsigned char, kRecordSize * kSlots> segment;
     std::array<unsigned char, kRecordSize> behind;
 };
 
-/** The one of the process. */
+/** The singleton. */
 Memory& memory();
 
-/** The slot that is current when a segment is attached. */
+/** Sets the slot that is current when a segment is attached. */
 void setSlot(int slot);
 
 }  // namespace scripted

@@ -12,7 +12,7 @@ namespace {
 
 const std::string root = SOURCE_ROOT "/";
 
-/** A flushed text, taken apart; what does not have the form of one line is recorded as it is. */
+/** The event for a flushed text; anything but one well-formed line is named as malformed. */
 std::string described(const std::string& raw) {
     const std::string malformed = "malformed text on standard output: " + raw;
     const auto colon = raw.find(':');
@@ -27,7 +27,7 @@ std::string described(const std::string& raw) {
     if (path.rfind(root, 0) != 0) return "cut path on standard output: " + raw;
     const std::string file = path.substr(root.size());
     const int number = std::stoi(digits);
-    // The name of a file is made on behalf of the function that is called, whose line it is.
+    // createFileName reports the position of the API function that calls it.
     const bool right = function == "createFileName"
                            ? isLineOf(file, number, "VNRecordEventTrigger") ||
                                  isLineOf(file, number, "VNRecordEventServiceTrigger")

@@ -7,15 +7,15 @@
 namespace scripted {
 
 /**
- * While it lives, lines on std::cout are among the events instead of on the screen, each when it is flushed.
- * A line that does not name its source by its whole path, or a wrong line number, is recorded as such.
+ * While it lives, each line on std::cout becomes an event when it is flushed, and is not printed. A line
+ * without the whole path of its source, or with a wrong line number, is recorded as such.
  */
 class StandardOutput {
   public:
     StandardOutput();
     ~StandardOutput();
 
-    /** A line as it is among the events; `file` is below the source's root. */
+    /** The event for a line; `file` is relative to the source root. */
     static std::string line(const std::string& file, const std::string& function, const std::string& text);
 
   private:

@@ -19,7 +19,7 @@ const char root[] = SOURCE_ROOT "/";
 const char resetColour[] = "\033[0m";
 
 std::atomic<bool> keeping{true};
-/** What an insertion does instead of keeping its item, once so many lines have been finished. */
+/** Leaves an insertion, by an exception or the thread's end, once `linesBefore` more lines are finished. */
 std::atomic<void (*)()> interruption{nullptr};
 std::atomic<int> linesBefore{0};
 
@@ -28,7 +28,7 @@ void interrupt(int finished, void (*how)()) {
     interruption = how;
 }
 
-/** A whole line, taken apart at its separators; what does not have the form is recorded as it is. */
+/** The event for a whole line; a line of another form is named as malformed. */
 std::string described(int stream, const std::string& raw) {
     const std::string malformed = "malformed line on " + std::to_string(stream) + ": " + raw;
     const std::string tail = std::string("\n") + resetColour;
@@ -54,7 +54,7 @@ class DebugStream final : public kep::base::ostream {
     kep::base::ostream& operator<<(int value) override { return add(value); }
     kep::base::ostream& operator<<(std::int64_t value) override { return add(value); }
     kep::base::ostream& operator<<(void* pointer) override { return add(pointer); }
-    // A framework need not take a null text.
+    // A framework need not accept a null text.
     kep::base::ostream& operator<<(const char* text) override { return add(text ? text : "<null text>"); }
 
     void forget() {
@@ -150,7 +150,7 @@ void throwFromStreams() {
     interrupt(0, [] { throw std::runtime_error("the stream is full"); });
 }
 
-void throwOddlyFromStreams() {
+void throwIntFromStreams() {
     interrupt(0, [] { throw 1; });
 }
 

@@ -5,25 +5,25 @@
 
 namespace scripted {
 
-/** Forgets unfinished lines and cuts the source's root off paths again. */
+/** Discards what was written, undoes the calls below and cuts the source root off paths again. */
 void resetStreams();
 
-/** Records what was written without the end of a line. */
+/** Records unfinished lines as events. */
 void noteUnfinishedLines();
 
-/** Whether debug streams keep what is written; for tests of many threads, which have no order of lines. */
+/** Switches the recording of lines; off for tests of many threads, whose lines have no defined order. */
 void keepLines(bool keep);
 
 /** From now on debug streams throw an exception at every insertion, until reset. */
 void throwFromStreams();
 /** From now on debug streams throw an int at every insertion, until reset. */
-void throwOddlyFromStreams();
-/** A thread that writes to a debug stream ends there once `finished` lines have been written, until reset. */
+void throwIntFromStreams();
+/** Until reset, a thread ends when it writes to a debug stream after `finished` lines. */
 void endThreadsInStreams(int finished);
 
 /**
- * Whether line `number` of a source file, named below the source's root, lies in the body of `function`, or
- * in one that exported functions share. A function begins in the first column.
+ * Whether line `number` of a source file, whose path is relative to the source root, is in the body of
+ * `function` or of a function that exported functions share. Functions begin in the first column.
  */
 bool isLineOf(const std::string& file, int number, const std::string& function);
 
@@ -31,9 +31,9 @@ bool isLineOf(const std::string& file, int number, const std::string& function);
 std::string rawText(int stream);
 
 /**
- * A log line as it is among the events, for comparison.
+ * The event for a log line.
  *
- * @param file below the source's root
+ * @param file relative to the source root
  */
 std::string line(int stream, const std::string& colour, const std::string& file, const std::string& function,
                  const std::string& text);

@@ -1,2 +1,2 @@
-/** A program that is there for its headers alone: those of the tests, compiled as the tests are. */
+/** An empty program that provides the precompiled headers of the tests, compiled with their options. */
 int main() {}

@@ -11,15 +11,15 @@ const char* __tsan_default_suppressions() {
     return
         // Threads for lookahead and slices, with buffers passed by counters.
         "called_from_lib:libx264.so\n"
-        // A pool of threads that find work in bit maps of atomics, and buffers released by the last of them.
+        // A thread pool that finds its work in atomic bit maps, and buffers freed by their last user.
         "called_from_lib:libx265.so\n"
-        // Asked by libx265 for the processors, fills its tables at the first question, without a lock.
+        // libx265 queries the processors; the first query fills tables without a lock.
         "called_from_lib:libnuma.so\n"
         // Frame threads of decoders, which wait for each other by atomic progress counters.
         "called_from_lib:libavcodec.so\n"
-        // Reference-counted buffers: the last atomic decrement returns the memory, whoever holds it.
+        // Reference-counted buffers: the last atomic decrement frees the memory, on any thread.
         "called_from_lib:libavutil.so\n"
-        // Takes packets over from capture threads of its own and writes them into ours.
+        // Takes packets from its own capture threads and writes them into ours.
         "called_from_lib:libavformat.so\n"
         "called_from_lib:libavdevice.so\n"
         // A decoder's buffers in, ours out: both are ordered by libavutil's counters.
@@ -35,14 +35,14 @@ const char* __tsan_default_suppressions() {
         "called_from_lib:libpulsecommon-\n"
         // Its configuration and hook lists are shared between threads under the caller's care.
         "called_from_lib:libasound.so\n"
-        // Under libpulse and the filters: message queues and lists of free blocks without locks.
+        // Used by libpulse and the filters: message queues and lists of free blocks without locks.
         "called_from_lib:libdbus-1.so\n"
         "called_from_lib:libglib-2.0.so\n"
         // Teams of threads wait on futexes.
         "called_from_lib:libgomp.so\n"
         // Fills rows of ours; no threads, but its tables are initialised by atomics.
         "called_from_lib:libjpeg.so\n"
-        // Its settings and caches are counted by atomics; our lock orders what we ask.
+        // Its settings and caches have atomic reference counts; our lock orders our calls.
         "called_from_lib:libfontconfig.so\n"
         // Draws into bitmaps of its own; a face belongs to one thread at a time.
         "called_from_lib:libfreetype.so\n";

@@ -5,7 +5,7 @@
 #include <functional>
 #include <thread>
 
-/** Waits until `met`; false when that has not come about within a minute. */
+/** Waits until `met` returns true; false after a minute. */
 inline bool waitUntil(const std::function<bool()>& met) {
     const auto limit = std::chrono::steady_clock::now() + std::chrono::minutes(1);
     while (!met()) {

@@ -103,7 +103,7 @@ TEST_P(GuardTest, TurnsAnExceptionIntoAFailureAndALine) {
 
 TEST_P(GuardTest, TurnsWhatIsNoExceptionIntoTheSame) {
     const int id = handleOf(GetParam().object());
-    script.throwOddlyAt(GetParam().step);
+    script.throwIntAt(GetParam().step);
     EXPECT_EQ(GetParam().call(id), VNRES_FAIL);
     EXPECT_EQ(happened().back(), error(GetParam().function, "exception:unknown"));
 }
