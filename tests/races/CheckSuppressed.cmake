@@ -1,5 +1,5 @@
-# Fails unless each library that LIBRARY needs is built here, has the thread sanitizer's own view (libc and the C++
-# runtime, whose calls are made for our code) or is named in SUPPRESSIONS.
+# Fails unless each library that LIBRARY needs is built here, belongs to libc or the C++ runtime, whose calls the thread
+# sanitizer must check as our own, or is named in SUPPRESSIONS.
 execute_process(COMMAND ${READELF} --dynamic --wide ${LIBRARY} OUTPUT_VARIABLE text COMMAND_ERROR_IS_FATAL ANY)
 string(REGEX REPLACE "[][]" "'" text "${text}")
 string(REGEX MATCHALL "\\(NEEDED\\)[^']*'[^']+" needed "${text}")
@@ -20,5 +20,5 @@ if(unnamed)
   message(FATAL_ERROR "not instrumented and not named in ${SUPPRESSIONS}: ${unnamed}")
 endif()
 if(NOT needed)
-  message(FATAL_ERROR "${LIBRARY} needs nothing")
+  message(FATAL_ERROR "${LIBRARY}: no needed libraries found")
 endif()

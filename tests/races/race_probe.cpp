@@ -1,5 +1,5 @@
-// Two threads that touch the same bytes with nothing to order them: in code of ours, or within a library that
-// is not built here. What the thread sanitizer says of each is judged by CMakeLists.txt.
+// Two threads that access the same bytes without synchronisation: in code of ours, or within a library that
+// is not built here. CMakeLists.txt checks what the thread sanitizer reports of each.
 extern "C" {
 #include <libavformat/avio.h>
 #include <libavutil/imgutils.h>
@@ -21,7 +21,7 @@ namespace {
 int written = 0;
 std::vector<unsigned char> shared(4096);
 
-/** Runs `work` on two threads that are both alive at the time. Relaxed accesses order nothing. */
+/** Runs `work` on two threads at the same time. Relaxed accesses do not synchronise them. */
 void onTwoThreads(const std::function<void()>& work) {
     std::atomic<int> arrived{0};
     const auto run = [&] {

@@ -87,7 +87,7 @@ bool Object::NewPreProcessAttrSet(AttrSet&) {
 
 namespace {
 
-/** Makes objects as the flat calls do. */
+/** Creates objects as the flat calls do. */
 struct Class final : IClass {
     object_base* create(AttrSet& set) override {
         return granted("create", set.ToString(false)) ? new twin::Thing(set.ToString(false)) : nullptr;

@@ -1,4 +1,4 @@
-/** The flat calls. Success is any value but zero, as some of them promise no more. */
+/** The flat calls. They return 256 for success, as some of them only promise a non-zero value. */
 #include <cstring>
 #include <thread>
 
@@ -15,14 +15,14 @@ constexpr int kSuccess = 256;
 
 struct Set final : kep::object_base {
     explicit Set(const char* text) {
-        twin::born(this);
+        twin::objectCreated(this);
         if (std::strncmp(text, "file://", 7) == 0) {
             if (const char* const dot = std::strrchr(text, '.')) attributes.Add("ext", dot + 1);
         } else {
             attributes.Parse(text);
         }
     }
-    ~Set() override { twin::gone(this); }
+    ~Set() override { twin::objectDestroyed(this); }
     kep::base::AttrSet attributes;
 };
 
@@ -57,7 +57,7 @@ std::int64_t kepAttrGetInt(kep::object_base* set, const char* key) {
     return text && *text ? std::stoll(text) : 0;
 }
 
-// Once it plays, the messages of a clip arrive from a thread of the framework.
+// Once a clip plays, its messages arrive on a thread of the framework.
 int kepStatusUp(kep::object_base* object, const char* to) {
     if (!granted("kepStatusUp", kindOf(object) + "," + to)) return 0;
     if (state().handler)

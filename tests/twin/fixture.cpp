@@ -14,7 +14,7 @@ std::set<std::string>& called() {
     return names;
 }
 
-/** Fails a whole run in which a function of the plug-in was never called. */
+/** Fails a run of all tests that never called some function of the plug-in. */
 class EveryFunction : public ::testing::Environment {
   public:
     void TearDown() override {
@@ -42,7 +42,7 @@ TwinTest::TwinTest() {
 }
 
 TwinTest::~TwinTest() {
-    // What the plug-in has registered goes before its code does.
+    // Destroys what the plug-in has registered, before its code is unloaded.
     reset();
     if (library_) {
         EXPECT_EQ(dlclose(library_), 0);

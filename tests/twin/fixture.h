@@ -21,17 +21,17 @@ class TwinTest : public ::testing::Test {
 
     void SetUp() override;
 
-    /** A function of the plug-in, noted as called. */
+    /** A function of the plug-in, recorded as called. */
     template <class Function>
     Function* find(const char* name) {
         return reinterpret_cast<Function*>(symbol(name));
     }
     void* symbol(const char* name);
 
-    /** The handle of a new resource; what happened is forgotten. */
+    /** The handle of a new resource. Discards the events so far. */
     int acquire(int type);
 
-    /** What happened while the plug-in was loaded. */
+    /** The events of loading the plug-in. */
     Events loading_;
 
   private:
@@ -41,17 +41,17 @@ class TwinTest : public ::testing::Test {
 /** A call of the plug-in: `VN(VNStart)(id)`. */
 #define VN(function) find<decltype(function)>(#function)
 
-/** A line of the plug-in on a debug stream, as it is among the events. */
+/** The event for a line of the plug-in on a debug stream. */
 std::string line(int stream, const std::string& source, const std::string& function, const std::string& text);
 
 inline std::string error(const std::string& source, const std::string& function, const std::string& text) {
     return line(8, source, function, text);
 }
 
-/** The events with each line of a debug stream taken apart; one that has not its form stays raw. */
+/** The events, lines of debug streams in the form of line(); a malformed line stays raw. */
 Events happened();
 
-/** A pointer in a line of the twin's streams. */
+/** A pointer as the twin's streams show it. */
 std::string shown(const void* pointer);
 
 }  // namespace twin

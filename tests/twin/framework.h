@@ -1,7 +1,7 @@
 /**
- * The firmware's media framework once more, declared from its published interface alone: nothing here comes
- * from framework/, so that a declaration misread there does not fit here. "Open" marks what the interface
- * leaves to us. Objects are larger than framework/ declares them, as those of a firmware may be.
+ * A second declaration of the firmware's media framework, from its published interface alone: nothing here
+ * comes from framework/, so that a declaration misread there does not fit here. "Open" marks what the
+ * interface leaves undefined. Objects are larger than framework/ declares them, as a firmware's may be.
  */
 #ifndef VORNISA_TESTS_TWIN_FRAMEWORK_H
 #define VORNISA_TESTS_TWIN_FRAMEWORK_H
@@ -63,7 +63,7 @@ struct IAttributes {
     virtual bool fromString(const char* text) = 0;
 };
 
-/** Open: where a message keeps its set. */
+/** Open: how a message gives access to its attributes. */
 struct Message : IAttributes {
     virtual AttrSet& set() = 0;
 };
@@ -83,7 +83,7 @@ struct IParam {
                              TypeCheck check) const = 0;
 };
 
-/** Open: that IParam is a base, and the places of the last two. */
+/** Open: that IParam is a base, and the slots of the last two. */
 struct object : object_base, IAttributes, IParam {
     virtual bool Enable(bool on) = 0;
     virtual bool Configure(AttrSet& set) = 0;
@@ -199,7 +199,7 @@ class ISharedMemory : public virtual base::object {
 
 namespace dev {
 
-/** Open: that no other operation stands between or before these. */
+/** Open: that no other operation comes between or before these. */
 struct SoundDevice {
     virtual bool IsSupportVolumeControl() = 0;
     virtual void volume(int value) = 0;
@@ -317,8 +317,7 @@ struct IPhotography : virtual common::IStreamControl, virtual common::Stateful {
 }  // namespace api::streaming
 }  // namespace kep
 
-/** Non-zero is success. Open: that they have C linkage, ReflectAdd too, whose result only the plug-in stores.
- */
+/** Non-zero is success. Open: that they have C linkage, including ReflectAdd, whose result is only stored. */
 extern "C" {
 kep::object_base* kepCreate(const char* text);
 kep::object_base* kepCreateApp(const char* text);

@@ -8,7 +8,7 @@ namespace {
 
 using SoundTest = TwinTest;
 
-TEST_F(SoundTest, DevicesAreAskedAndSet) {
+TEST_F(SoundTest, QueriesDevicesBeforeSettingThem) {
     const std::string device = "vornisa_device";
     EXPECT_EQ(VN(VNSetMicVol)(-1), 0);
     EXPECT_EQ(VN(VNSetMicMute)(5), 0);
@@ -30,7 +30,7 @@ TEST_F(SoundTest, DevicesAreAskedAndSet) {
     EXPECT_EQ(all[5], error(device, "VNSetSpeakerMute", "!speaker->IsSupportMute()"));
 }
 
-TEST_F(SoundTest, AMissingDeviceIsTold) {
+TEST_F(SoundTest, LogsAMissingDevice) {
     const std::string device = "vornisa_device";
     refuse("Microphone");
     refuse("Speaker");
@@ -44,7 +44,7 @@ TEST_F(SoundTest, AMissingDeviceIsTold) {
 
 const std::string pcm = "vornisa_pcmsrc";
 
-TEST_F(SoundTest, SamplesAreReadInTheCallersBlocks) {
+TEST_F(SoundTest, ReadsSamplesInTheCallersBlockSize) {
     const int id = acquire(67);
     state().frames = {"0123456789"};
     char buffer[6] = {};
@@ -64,7 +64,7 @@ TEST_F(SoundTest, SamplesAreReadInTheCallersBlocks) {
                 line(28, "vornisa_control", "VNRelease", std::to_string(id)), "~FifoBuffer", "~stream"}));
 }
 
-TEST_F(SoundTest, SamplesThatCannotBeReadAreTold) {
+TEST_F(SoundTest, LogsFailedReadsOfSamples) {
     const int id = acquire(67);
     const std::string shownId = std::to_string(id);
     char buffer[6];
@@ -79,12 +79,12 @@ TEST_F(SoundTest, SamplesThatCannotBeReadAreTold) {
     EXPECT_EQ(VN(VNReadPcm)(id, buffer, 6, &length), -3);
     EXPECT_EQ(VN(VNReadPcm)(0, buffer, 6, &length), -7);
     EXPECT_EQ(length, 99);
-    Events told;
+    Events errors;
     for (const std::string& event : happened())
-        if (event.rfind("8 ", 0) == 0) told.push_back(event);
+        if (event.rfind("8 ", 0) == 0) errors.push_back(event);
     const auto says = [](const std::string& text) { return error(pcm, "VNReadPcm", text); };
     EXPECT_EQ(
-        told,
+        errors,
         (Events{says("buf_size>buff->Max(),131073>131072"),
                 says("!output->PullFrame(frm)," + shownId + ":pull frame fail!"),
                 says("buff->Max() - buff->Size() < frm->size," + shownId +
@@ -106,7 +106,7 @@ bool codec(kep::object_base* object, const void* in, int& inLength, void* out, i
 
 const std::string aac = "vornisa_aac";
 
-TEST_F(SoundTest, TheCodecIsSetUp) {
+TEST_F(SoundTest, ConfiguresTheCodec) {
     const int id = acquire(70);
     EXPECT_EQ(VN(VNAacCodecSet)(id, 16000, 2, 2, 64000, 8000), 0);
     EXPECT_EQ(happened(),
@@ -120,7 +120,7 @@ TEST_F(SoundTest, TheCodecIsSetUp) {
               (Events{error(aac, "VNAacCodecSet", "!codec"), error(aac, "VNAacCodecSet", "!id")}));
 }
 
-TEST_F(SoundTest, BlocksAreConvertedByThePublishedFunctions) {
+TEST_F(SoundTest, ConvertsBlocksWithThePublishedFunctions) {
     state().codec = codec;
     const int encoder = acquire(70);
     int consumed = 0;
@@ -128,7 +128,7 @@ TEST_F(SoundTest, BlocksAreConvertedByThePublishedFunctions) {
     EXPECT_EQ(VN(VNAacEncode)(encoder, "pcm", 3, &consumed, out, 8), 3);
     EXPECT_EQ(consumed, 2);
     EXPECT_STREQ(out, "AAC");
-    EXPECT_EQ(state().codecCalledWith, newest());
+    EXPECT_EQ(state().codecCalledWith, newestObject());
     EXPECT_EQ(VN(VNAacEncode)(encoder, "!", 1, nullptr, out, 8), -3);
     EXPECT_EQ(happened(), (Events{"Get funcEncodeStatic(codec function)", "codec(pcm,8)", "codec(!,8)",
                                   error(aac, "VNAacEncode", "!rst")}));
@@ -139,7 +139,7 @@ TEST_F(SoundTest, BlocksAreConvertedByThePublishedFunctions) {
                                   error(aac, "VNAacDecode", "!id")}));
 }
 
-TEST_F(SoundTest, ACodecWithoutItsFunctionIsTold) {
+TEST_F(SoundTest, RefusesACodecWithoutItsFunction) {
     const int id = acquire(70);
     char out[8];
     EXPECT_EQ(VN(VNAacEncode)(id, "pcm", 3, nullptr, out, 8), -7);
@@ -151,7 +151,7 @@ TEST_F(SoundTest, ACodecWithoutItsFunctionIsTold) {
 
 using FileTest = TwinTest;
 
-TEST_F(FileTest, TheDurationOfAFragmentedFile) {
+TEST_F(FileTest, ReadsTheDurationOfAFragmentedFile) {
     state().texts["duration"] = "123456789012";
     std::int64_t duration = 0;
     EXPECT_EQ(VN(VNGetFMp4Duration)("/mnt/sd/a.mp4", &duration), 0);
@@ -196,7 +196,7 @@ VNDemuxTrack track;
 
 const std::string demux = "vornisa_demux";
 
-TEST_F(FileTest, AFileIsTakenApart) {
+TEST_F(FileTest, DemultiplexesAFile) {
     const int id = acquire(77);
     state().texts["duration"] = "9000000000000";
     int user = 0;
@@ -247,7 +247,7 @@ TEST_F(FileTest, AFileIsTakenApart) {
     EXPECT_EQ(happened(), (Events{"FindChild(true)", "SetWithType seek(6000000000,integers)"}));
 }
 
-TEST_F(FileTest, AFileThatCannotBeTakenApartIsTold) {
+TEST_F(FileTest, LogsFailuresToDemultiplexAFile) {
     const int id = acquire(77);
     state().texts["duration"] = "1";
     VNDemuxRes res = {};

@@ -8,7 +8,7 @@
 namespace twin {
 namespace {
 
-/** The 32-bit FNV-1a hash of a name in small letters. */
+/** The 32-bit FNV-1a hash of a name in lower case. */
 std::uint32_t hashOf(const std::string& name) {
     std::uint32_t hash = 2166136261u;
     for (const char character : name) {
@@ -41,11 +41,11 @@ Thing::Thing(const std::string& description) : description_(description) {
             children_.back()->name_ = name;
             children_.back()->nameId_ = hashOf(name);
         }
-    born(this);
+    objectCreated(this);
 }
 
 Thing::~Thing() {
-    gone(this);
+    objectDestroyed(this);
     if (name_.empty()) note("~Thing");
 }
 
@@ -54,7 +54,7 @@ std::string Thing::named(const std::string& operation) const {
 }
 
 bool Thing::unexpected(const std::string& operation) const {
-    note(named(operation) + " is not what was meant");
+    note(named(operation) + " was called by a wrong slot");
     return false;
 }
 

@@ -9,7 +9,7 @@
 
 namespace twin {
 
-/** An object made from a description. It knows its description's elements that have a name, by that name. */
+/** An object made from a description, with a child for each of its elements demux, vsink and asink. */
 class Thing : public kep::base::object, public kep::stream::IStatus, public kep::base::IMessageProcesser {
   public:
     explicit Thing(const std::string& description);
@@ -44,12 +44,12 @@ class Thing : public kep::base::object, public kep::stream::IStatus, public kep:
     bool RegisterMessageProcessCallback(const std::function<bool(kep::base::Message&)>& callback) override;
 
   private:
-    /** For operations that the plug-in has no use for: it has called another slot than it meant. */
+    /** For operations that the plug-in never uses: a call means that it has called a wrong slot. */
     bool unexpected(const std::string& operation) const;
     std::string named(const std::string& operation) const;
 
     const std::string description_;
-    std::string name_; /**< empty for one that is no element of another */
+    std::string name_; /**< empty for an object that is not a child */
     std::uint32_t nameId_ = 0;
     std::vector<std::unique_ptr<Thing>> children_;
 };

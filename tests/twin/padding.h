@@ -8,7 +8,7 @@
 
 namespace twin {
 
-/** Stands for members of a firmware's class. Notes it when something else has written into them. */
+/** Stands for members of a firmware's class. Records an event when they were overwritten. */
 template <std::size_t size>
 class Padding {
   public:

@@ -1,4 +1,4 @@
-/** Zones, stamps and the orders to the image pipeline. */
+/** Zones, stamps and the commands to the image pipeline. */
 #include <cstring>
 
 #include "fixture.h"
@@ -11,7 +11,7 @@ using PictureControlTest = TwinTest;
 const std::string zones = "vornisa_zones";
 const std::string stamp = "vornisa_stamp";
 
-/** A number of the zone table in the slot that is current. */
+/** A number of the zone table in the current slot. */
 std::int32_t numberAt(int offset) {
     std::int32_t number = 0;
     std::memcpy(&number, &state().segment[static_cast<std::size_t>(396 * state().slot + offset)],
@@ -23,7 +23,7 @@ char byteAt(int offset) {
     return state().segment[static_cast<std::size_t>(396 * state().slot + offset)];
 }
 
-TEST_F(PictureControlTest, AZoneIsWrittenToItsPlace) {
+TEST_F(PictureControlTest, WritesAZoneAtItsOffset) {
     state().slot = 1;
     const std::vector<char> untouched = state().segment;
     EXPECT_EQ(VN(VNZonesSet)(15, -1, 2, 3, 4, 0x00ff0000), 0);
@@ -66,7 +66,7 @@ TEST_F(PictureControlTest, CellsBecomePixels) {
     EXPECT_EQ(numberAt(20), 0x00800080);
 }
 
-TEST_F(PictureControlTest, AZoneWithoutATableIsTold) {
+TEST_F(PictureControlTest, LogsAMissingZoneTable) {
     state().attaches = false;
     EXPECT_EQ(VN(VNZonesSet)(0, 1, 2, 3, 4, 0), -1);
     EXPECT_EQ(happened(), (Events{"ISharedMemory(396)", "ShmName(vornisa_shm_rects)",
@@ -81,7 +81,7 @@ TEST_F(PictureControlTest, AZoneWithoutATableIsTold) {
                       error(zones, "VNZonesSet", text), "~ISharedMemory"}));
 }
 
-TEST_F(PictureControlTest, AStampIsSetByProperties) {
+TEST_F(PictureControlTest, SetsAStampByProperties) {
     const int id = acquire(76);
     EXPECT_EQ(VN(VNStampInit0)(id, 16, 32, "/font"), 0);
     EXPECT_EQ(VN(VNStampSet0)(id, 10, 20, 0xff123456, "%F"), 0);
@@ -94,7 +94,7 @@ TEST_F(PictureControlTest, AStampIsSetByProperties) {
                                   "Set bgcolor({bgcolor=7,alpha=128})", "Set draw0({draw=true})"}));
 }
 
-TEST_F(PictureControlTest, AStampThatIsRefusedIsTold) {
+TEST_F(PictureControlTest, LogsARefusedStamp) {
     const int id = acquire(76);
     for (const char* const property : {"Set init0", "Set change0", "Set bgcolor", "Set draw0"})
         refuse(property);
@@ -120,7 +120,7 @@ TEST_F(PictureControlTest, AStampThatIsRefusedIsTold) {
     EXPECT_EQ(happened(), (Events{error(stamp, "VNStampInit0", "!obj"), error(stamp, "VNStampInit0", "!w")}));
 }
 
-TEST_F(PictureControlTest, TheLibrarysOwnStampIsMadeOnce) {
+TEST_F(PictureControlTest, CreatesTheLibrarysOwnStampOnce) {
     const auto trace = [](const std::string& text) { return line(28, "vornisa_control", "VNAcquire", text); };
     EXPECT_EQ(VN(VNStampInit)(16, 32, "f"), 0);
     const Events first = happened();
@@ -138,13 +138,13 @@ TEST_F(PictureControlTest, TheLibrarysOwnStampIsMadeOnce) {
                                   "Set bgcolor({bgcolor=4,alpha=0})", "Set draw0({draw=false})"}));
 }
 
-TEST_F(PictureControlTest, WithoutAStampNothingIsSet) {
+TEST_F(PictureControlTest, SetsNothingWithoutAStamp) {
     refuse("kepCreate");
     EXPECT_EQ(VN(VNStampSet)(1, 2, 3, "p"), -1);
     EXPECT_EQ(happened().back(), error(stamp, "VNStampSet", "VNAcquire(VNRES_STAMP,&_stamp)!=VNRES_SUCCEED"));
 }
 
-TEST_F(PictureControlTest, ThePictureIsTurnedInThreeSteps) {
+TEST_F(PictureControlTest, TurnsThePictureInThreeSteps) {
     EXPECT_EQ(VN(VNTurnVideo)(1), 0);
     EXPECT_EQ(VN(VNTurnVideo)(4), -3);
     EXPECT_EQ(VN(VNTurnVideo)(-1), -3);

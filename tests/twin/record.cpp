@@ -38,28 +38,28 @@ bool granted(const std::string& operation, const std::string& arguments) {
     return refused.count(operation) == 0;
 }
 
-void born(kep::object_base* object) {
+void objectCreated(kep::object_base* object) {
     const std::lock_guard<std::mutex> lock(mutex);
     living.push_back(object);
 }
 
-void gone(kep::object_base* object) {
+void objectDestroyed(kep::object_base* object) {
     const std::lock_guard<std::mutex> lock(mutex);
     living.erase(std::remove(living.begin(), living.end(), object), living.end());
 }
 
-kep::object_base* newest() {
+kep::object_base* newestObject() {
     const std::lock_guard<std::mutex> lock(mutex);
     return living.empty() ? nullptr : living.back();
 }
 
-int alive() {
+int liveObjects() {
     const std::lock_guard<std::mutex> lock(mutex);
     return static_cast<int>(living.size());
 }
 
 void reset() {
-    while (kep::object_base* const object = newest()) delete object;
+    while (kep::object_base* const object = newestObject()) delete object;
     state() = State();
     const std::lock_guard<std::mutex> lock(mutex);
     happened.clear();

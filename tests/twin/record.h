@@ -12,26 +12,26 @@ namespace twin {
 
 using Events = std::vector<std::string>;
 
-/** Back to a framework that grants everything, in which nothing has happened. Destroys its objects. */
+/** Destroys the framework's objects, grants every operation again and discards the events. */
 void reset();
 
 void note(const std::string& event);
-/** What has happened since the last call: calls of the framework, lines of the plug-in. */
+/** The events since the last call: calls of the framework, lines of the plug-in. */
 Events events();
 
-/** From now on the operation answers with null or false. */
+/** From now on the operation returns null or false. */
 void refuse(const std::string& operation);
-/** Notes a call; false when it is to be refused. */
+/** Records a call; false when it is to be refused. */
 bool granted(const std::string& operation, const std::string& arguments = "");
 
-/** For each object of the framework from its making to its end. */
-void born(kep::object_base* object);
-void gone(kep::object_base* object);
-/** The object made last, null when there is none. */
-kep::object_base* newest();
-int alive();
+/** For each object of the framework: registers it at its creation, removes it at its destruction. */
+void objectCreated(kep::object_base* object);
+void objectDestroyed(kep::object_base* object);
+/** The object created last; null when there is none. */
+kep::object_base* newestObject();
+int liveObjects();
 
-/** Bytes that the allocator of the framework was last asked for. */
+/** The size in bytes of the framework's last allocation. */
 int lastAllocation();
 
 }  // namespace twin

@@ -1,4 +1,4 @@
-/** Recordings, clips and the detection of people: what is described, created and started. */
+/** Recordings, clips and the detection of people: their descriptions, creation and start. */
 #include <ctime>
 #include <iostream>
 #include <regex>
@@ -9,12 +9,12 @@
 namespace twin {
 namespace {
 
-/** Takes what the plug-in writes to the standard output while it lives. */
+/** Captures the standard output while it lives. */
 class Output {
   public:
     Output() : before_(std::cout.rdbuf(text_.rdbuf())) {}
     ~Output() { std::cout.rdbuf(before_); }
-    /** The lines since the last call, less path and line number, which must be there. */
+    /** The lines since the last call, without path and line number; a malformed line stays whole. */
     Events lines() {
         static const std::regex form(SOURCE_ROOT "/api/(\\w+)\\.cpp/[1-9]\\d*:(\\w+:.*)");
         std::istringstream all(text_.str());
@@ -32,7 +32,7 @@ class Output {
     std::streambuf* before_;
 };
 
-/** `text` with each run of digits after `mark` as N. */
+/** `text` with the number after each `mark` replaced by N. */
 std::string withoutNumber(const std::string& text, const std::string& mark) {
     return std::regex_replace(text, std::regex(mark + "\\d+"), mark + "N");
 }
@@ -50,7 +50,7 @@ const char joining[] =
 
 using RecordingTest = TwinTest;
 
-TEST_F(RecordingTest, ARecordingIsCreatedAndStarted) {
+TEST_F(RecordingTest, CreatesAndStartsARecording) {
     Output output;
     const char video[] = "codec=h264,framerate=25,bitrate=4000000,goptype=ippp,gop=50";
     const char audio[] = "codec=aac,channels=2,bitrate=64000";
@@ -76,10 +76,10 @@ TEST_F(RecordingTest, ARecordingIsCreatedAndStarted) {
                 head + "_audio_channels=2", head + "_audio_bitrate=64000", head + "_video_codec=h264",
                 head + "_framerate=25", head + "_video_bitrate=4000000", head + "_h264_gop_type=ippp",
                 head + "_h264_gop=50", head + description, head + description}));
-    EXPECT_EQ(alive(), 1);
+    EXPECT_EQ(liveObjects(), 1);
 }
 
-TEST_F(RecordingTest, ARecordingThatCannotBeIsTold) {
+TEST_F(RecordingTest, LogsAFailedRecording) {
     Output output;
     const char video[] = "codec=h264,framerate=25,bitrate=1,goptype=ippp,gop=1";
     const auto record = [&](int resolution, int seconds, const char* path, const char* name) {
@@ -110,7 +110,7 @@ TEST_F(RecordingTest, ARecordingThatCannotBeIsTold) {
 
 const char record2[] = "vornisa_record2";
 
-TEST_F(RecordingTest, AProtectedRecordingIsDescribedAndCreated) {
+TEST_F(RecordingTest, DescribesAndCreatesAProtectedRecording) {
     EXPECT_EQ(VN(VNRecMan2)(230400, "framerate=15", "channels=1", 30, "/mnt/sd", "a.mp4",
                             "PowerFailProtection=true,dbg=true"),
               0);
@@ -149,10 +149,10 @@ TEST_F(RecordingTest, AProtectedRecordingIsDescribedAndCreated) {
                            "initObject()",
                            "initAttrSet()",
                            "SetStr status(play)"}));
-    EXPECT_EQ(alive(), 1);
+    EXPECT_EQ(liveObjects(), 1);
 }
 
-TEST_F(RecordingTest, AProtectedRecordingThatCannotBeIsTold) {
+TEST_F(RecordingTest, LogsAFailedProtectedRecording) {
     const auto record = [this](const char* name, const char* param) {
         return VN(VNRecMan2)(1, "gop=1", "codec=aac", 1, "/p", name, param);
     };
@@ -179,7 +179,7 @@ TEST_F(RecordingTest, AProtectedRecordingThatCannotBeIsTold) {
     EXPECT_EQ(all.back(), says("!app"));
 }
 
-TEST_F(RecordingTest, AClipIsWaitedForOnce) {
+TEST_F(RecordingTest, RecordsAClipOfAnEvent) {
     Output output;
     EXPECT_EQ(VN(VNRecordEventTrigger)("file:///a.mp4"), 0);
     Events all = happened();
@@ -196,16 +196,16 @@ TEST_F(RecordingTest, AClipIsWaitedForOnce) {
     EXPECT_EQ(count("kepStatusDown(thing,null)"), 1);
     EXPECT_EQ(count("kepDestroy(thing)"), 1);
     EXPECT_EQ(count("kepCreateAttrSet(name=RECORDSTOP,url=file:///a.mp4)"), 1);
-    EXPECT_EQ(alive(), 0);
+    EXPECT_EQ(liveObjects(), 0);
     const Events lines = output.lines();
     const std::string head = "vornisa_event_trigger ";
-    const auto told = [&](const std::string& text) {
+    const auto linesOf = [&](const std::string& text) {
         return std::count(lines.begin(), lines.end(), head + text);
     };
-    EXPECT_EQ(told("MessageProcess:name=recordStart"), 1);
-    EXPECT_EQ(told("MessageProcess:Record Start"), 1);
-    EXPECT_EQ(told("MessageProcess:"), 1);
-    EXPECT_EQ(told("MessageProcess:Record Stop"), 1);
+    EXPECT_EQ(linesOf("MessageProcess:name=recordStart"), 1);
+    EXPECT_EQ(linesOf("MessageProcess:Record Start"), 1);
+    EXPECT_EQ(linesOf("MessageProcess:"), 1);
+    EXPECT_EQ(linesOf("MessageProcess:Record Stop"), 1);
 
     refuse("kepDestroy");
     EXPECT_EQ(VN(VNRecordEventTrigger)("file:///a.mp4"), -1);
@@ -218,7 +218,7 @@ TEST_F(RecordingTest, AClipIsWaitedForOnce) {
     EXPECT_EQ(end[end.size() - 2], head + "Trigger:!app");
 }
 
-TEST_F(RecordingTest, AClipOfTheServiceIsAsked) {
+TEST_F(RecordingTest, TriggersAClipOfTheService) {
     Output output;
     const int id = acquire(74);
     EXPECT_EQ(VN(VNRecordEventServiceTrigger)(id, "file:///a.mp4", 5, 10), 0);
@@ -234,7 +234,7 @@ TEST_F(RecordingTest, AClipOfTheServiceIsAsked) {
     EXPECT_EQ(VN(VNRecordEventServiceTrigger)(acquire(66), "file:///a.mp4", 5, 10), -2);
 }
 
-TEST_F(RecordingTest, ThePeopleAreLookedForByAnApplication) {
+TEST_F(RecordingTest, DetectsPeopleByAnApplication) {
     const auto says = [](int stream, const std::string& text) {
         return line(stream, "vornisa_humanDetect", "VNHumanDetect", text);
     };

@@ -33,7 +33,7 @@ struct Kind {
     const char* made;
 };
 
-// "|" stands between the call and its text.
+// "|" separates the call from its text.
 const Kind kinds[] = {
     {31, "kepCreate|type=Application,name=appVornisaRecMan,noconfigure=true"},
     {65, "IYuvSource|vornisa"},
@@ -63,14 +63,14 @@ const Kind kinds[] = {
     {78, "kepCreate|type=ShmService,index=1,name=humanShmService,noconfigure=true"},
 };
 
-TEST_F(ResourceTest, EachTypeIsMadeAndEndedByItsRoot) {
+TEST_F(ResourceTest, CreatesAndDestroysEachTypeThroughItsRoot) {
     for (const Kind& kind : kinds) {
         const std::string made = kind.made;
         const std::string call = made.substr(0, made.find('|'));
         const std::string text = made.substr(made.find('|') + 1);
         int id = 0;
         ASSERT_EQ(VN(VNAcquire)(kind.type, &id), 0) << made;
-        object_base* const object = newest();
+        object_base* const object = newestObject();
         ASSERT_NE(object, nullptr) << made;
         if (sizeof(void*) == sizeof(int)) {
             EXPECT_EQ(id, static_cast<int>(reinterpret_cast<std::uintptr_t>(object))) << made;
@@ -83,11 +83,11 @@ TEST_F(ResourceTest, EachTypeIsMadeAndEndedByItsRoot) {
         const bool stream = call != "kepCreate";
         EXPECT_EQ(happened(),
                   (Events{trace("VNRelease", std::to_string(id)), stream ? "~stream" : "~Thing"}));
-        EXPECT_EQ(alive(), 0) << made;
+        EXPECT_EQ(liveObjects(), 0) << made;
     }
 }
 
-TEST_F(ResourceTest, WhatTheFrameworkDoesNotMakeIsNoResource) {
+TEST_F(ResourceTest, FailsWhenTheFrameworkCreatesNoObject) {
     for (const Kind& kind : kinds) {
         const std::string made = kind.made;
         refuse(made.substr(0, made.find('|')));
@@ -106,7 +106,7 @@ TEST_F(ResourceTest, WhatTheFrameworkDoesNotMakeIsNoResource) {
                       trace("VNRelease", "0"), refusal("VNRelease", "!id")}));
 }
 
-TEST_F(ResourceTest, StreamsChangeTheirStateByControl) {
+TEST_F(ResourceTest, ChangesTheStateOfStreamsByControl) {
     for (const int type : {65, 66, 67, 68, 69, 73}) {
         const int id = acquire(type);
         const std::string shownId = std::to_string(id);
@@ -131,7 +131,7 @@ TEST_F(ResourceTest, StreamsChangeTheirStateByControl) {
                                   refusal("VNStop", "!id")}));
 }
 
-TEST_F(ResourceTest, ObjectsChangeTheirStateByProperty) {
+TEST_F(ResourceTest, ChangesTheStateOfObjectsByProperty) {
     const int id = acquire(77);
     const std::string shownId = std::to_string(id);
     EXPECT_EQ(VN(VNStart)(id), 0);
@@ -147,7 +147,7 @@ TEST_F(ResourceTest, ObjectsChangeTheirStateByProperty) {
                       "SetStr statusdown(null)", refusal("VNStop", "!rcv->Set(\"statusdown\",\"null\")")}));
 }
 
-TEST_F(ResourceTest, TheStatusIsAskedForWhenItIsWanted) {
+TEST_F(ResourceTest, ReportsWhetherAnObjectIsRunning) {
     const int id = acquire(77);
     int running = 9;
     EXPECT_EQ(VN(VNIsRunning)(id, &running), 0);
@@ -169,7 +169,7 @@ void deliver(const char* message) {
     delivered = message;
 }
 
-/** As a message of the framework is: attributes, and a text form of them. */
+/** A message as the framework sends it: attributes, and a text form of them. */
 struct Notice final : kep::base::Message {
     kep::base::AttrSet attributes{"name=found,code=42"};
     void toString(std::string& text) const override { text = attributes.ToString(false); }
@@ -177,7 +177,7 @@ struct Notice final : kep::base::Message {
     kep::base::AttrSet& set() override { return attributes; }
 };
 
-TEST_F(ResourceTest, StreamsDeliverTheirTextsUntouched) {
+TEST_F(ResourceTest, DeliversTheTextsOfStreamsUnchanged) {
     const int id = acquire(66);
     int hd = 0;
     EXPECT_EQ(VN(VNRegisterMessageCallback)(id, deliver), 0);
@@ -191,7 +191,7 @@ TEST_F(ResourceTest, StreamsDeliverTheirTextsUntouched) {
     EXPECT_EQ(happened(), (Events{"onMessage()", "onMessage()", "onMessage()"}));
 }
 
-TEST_F(ResourceTest, ObjectsDeliverTheirMessagesWithTheHandle) {
+TEST_F(ResourceTest, DeliversTheMessagesOfObjectsWithTheHandle) {
     const int id = acquire(72);
     int hd = 0;
     EXPECT_EQ(VN(VNRegisterMessageCallback)(id, deliver), 0);

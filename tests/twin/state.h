@@ -17,11 +17,11 @@ using OpenFunction = std::function<bool(kep::base::object*, kep::stream::IMedia*
 using CodecFunction = bool (*)(kep::object_base* codec, const void* in, int& inLength, void* out,
                                int& outLength);
 
-/** What tests give the framework and what the framework was given. */
+/** What tests let the framework return, and what the plug-in has passed to it. */
 struct State {
     kep::State stream = kep::State::null;     /**< of every stream */
     std::deque<std::string> frames;           /**< to be pulled */
-    std::map<std::string, std::string> texts; /**< what attributes and replies hold, by key */
+    std::map<std::string, std::string> texts; /**< values of attributes and replies, by key */
     bool playing = false;
     bool attaches = true; /**< shared memory has an address */
     int slot = 0;         /**< of shared memory */

@@ -45,7 +45,7 @@ TEST_F(StreamTest, SettingsReachTheirInterfaces) {
     EXPECT_EQ(happened(), (Events{"fromString(trigger={pre=1s})", "fromString(odd)"}));
 }
 
-TEST_F(StreamTest, SettingsOfAnotherKindAreRefused) {
+TEST_F(StreamTest, RefusesSettingsForAnotherKindOfObject) {
     const int sound = acquire(67);
     const std::string s = std::to_string(sound);
     const std::string pointer = shown(reinterpret_cast<void*>(std::uintptr_t(unsigned(sound))));
@@ -76,7 +76,7 @@ TEST_F(StreamTest, SettingsOfAnotherKindAreRefused) {
                       trace("VNSetAudio", std::to_string(object) + ",1,2"), refusal("VNSetAudio", "!ctl")}));
 }
 
-TEST_F(StreamTest, SettingsNeedAHandle) {
+TEST_F(StreamTest, RefusesSettingsWithoutAHandle) {
     EXPECT_EQ(VN(VNSetAudio)(0, 1, 2), -7);
     EXPECT_EQ(VN(VNSetBps)(0, 1), -7);
     EXPECT_EQ(VN(VNSetFramerate)(0, 1), -7);
@@ -93,7 +93,7 @@ TEST_F(StreamTest, SettingsNeedAHandle) {
                 refusal("VNSetH264Gop", "!id"), refusal("VNSetParams", "!id")}));
 }
 
-TEST_F(StreamTest, FramesArePulledOneAfterTheOther) {
+TEST_F(StreamTest, PullsFramesOneAfterTheOther) {
     const int id = acquire(66);
     state().frames = {"first", "2nd", "third"};
     char buffer[13] = {};
@@ -106,7 +106,7 @@ TEST_F(StreamTest, FramesArePulledOneAfterTheOther) {
                                   "frame released"}));
 }
 
-TEST_F(StreamTest, WhatCannotBeReadIsTold) {
+TEST_F(StreamTest, LogsFailedReads) {
     const int id = acquire(66);
     const std::string shownId = std::to_string(id);
     char buffer[8];
@@ -137,7 +137,7 @@ TEST_F(StreamTest, WhatCannotBeReadIsTold) {
         (Events{refusal("VNRead", "!output," + std::to_string(sink) + ":this dev can not output frame!")}));
 }
 
-TEST_F(StreamTest, AFrameIsPushedWithoutACopy) {
+TEST_F(StreamTest, PushesAFrameWithoutACopy) {
     const int id = acquire(69);
     EXPECT_EQ(VN(VNStart)(id), 0);
     events();
@@ -156,7 +156,7 @@ TEST_F(StreamTest, AFrameIsPushedWithoutACopy) {
     EXPECT_FALSE(state().pushed->release);
 }
 
-TEST_F(StreamTest, WhatCannotBeFedIsTold) {
+TEST_F(StreamTest, LogsFailedFeeds) {
     char sound[] = "sound";
     EXPECT_EQ(VN(VNFeed)(0, nullptr, 5), -7);
     EXPECT_EQ(VN(VNFeed)(0, sound, 5), -7);
@@ -186,7 +186,7 @@ TEST_F(StreamTest, WhatCannotBeFedIsTold) {
                                             ":this dev is not supported push frame!")}));
 }
 
-/** An event of the timing stream with the milliseconds as N. */
+/** `all` with the milliseconds in lines of the timing stream replaced by N. */
 Events withoutTimes(Events all) {
     for (std::string& event : all)
         if (event.rfind("12 ", 0) == 0) {
@@ -198,7 +198,7 @@ Events withoutTimes(Events all) {
     return all;
 }
 
-TEST_F(StreamTest, ASwitchStopsResizesAndStarts) {
+TEST_F(StreamTest, SwitchStopsResizesAndStarts) {
     const int id = acquire(66);
     const std::string shownId = std::to_string(id);
     const std::string pointer = shown(reinterpret_cast<void*>(std::uintptr_t(unsigned(id))));
@@ -221,7 +221,7 @@ TEST_F(StreamTest, ASwitchStopsResizesAndStarts) {
 
 using PictureTest = TwinTest;
 
-TEST_F(PictureTest, APictureIsTakenByAnObjectOfItsOwn) {
+TEST_F(PictureTest, TakesAPictureWithATemporaryObject) {
     EXPECT_EQ(VN(VNTakePic)("/tmp/a.jpg", 640, 360), 0);
     EXPECT_EQ(happened(),
               (Events{"IPhotography(vornisa)", "source(0)", "width(640)", "height(360)", "quality(80)",
@@ -240,10 +240,10 @@ TEST_F(PictureTest, APictureIsTakenByAnObjectOfItsOwn) {
     EXPECT_EQ(VN(VNTakePic)("/tmp/a.jpg", 640, 360), -2);
     EXPECT_EQ(happened(), (Events{"IPhotography(vornisa)",
                                   error(snap, "VNTakePic", "!snapunsupported PIV for vorrnisa.")}));
-    EXPECT_EQ(alive(), 0);
+    EXPECT_EQ(liveObjects(), 0);
 }
 
-TEST_F(PictureTest, APictureIsTakenByAnObjectOfTheCaller) {
+TEST_F(PictureTest, TakesAPictureWithTheCallersObject) {
     const std::string snap = "vornisa_snap";
     const int id = acquire(73);
     EXPECT_EQ(VN(VNTakePic2)(id, "/tmp/b.jpg"), 0);

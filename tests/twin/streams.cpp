@@ -19,9 +19,9 @@ std::string shown(State state) {
 }
 
 struct Root : virtual kep::object_base {
-    Root() { twin::born(this); }
+    Root() { twin::objectCreated(this); }
     ~Root() override {
-        twin::gone(this);
+        twin::objectDestroyed(this);
         note("~stream");
     }
 };
@@ -97,8 +97,8 @@ struct Audio : virtual IAudio {
     void second(int value) override { note("second(" + std::to_string(value) + ")"); }
 };
 
-// The interface that a factory gives lies behind other parts of the object, so that a handle is its address
-// in none.
+// In each object other parts precede the interface that its factory returns, so that the address of that
+// interface is never the handle.
 
 struct YuvSource final : Root, Output, Video, BitRateControl, Control, IYuvSource {};
 struct H264Source final : Root, H264, Encoder, BitRateControl, Video, Output, Control, IH264Source {};

@@ -9,7 +9,7 @@
 namespace kep::base {
 namespace {
 
-/** The place of `wanted` or of the end, outside braces. */
+/** The position of the next `wanted` outside braces, or the end. */
 std::size_t endOfItem(const std::string& text, std::size_t from, char wanted) {
     int depth = 0;
     for (; from < text.size(); ++from) {
@@ -34,19 +34,19 @@ bool AttrSet::Parse(const char* given) {
     padding_.check();
     items_.clear();
     const std::string text = given ? given : "";
-    bool sound = given != nullptr;
+    bool valid = given != nullptr;
     for (std::size_t begin = 0; begin < text.size();) {
         const std::size_t end = endOfItem(text, begin, ',');
         const std::string item = text.substr(begin, end - begin);
         const std::size_t equals = item.find('=');
         if (equals == 0 || equals == std::string::npos)
-            sound = false;
+            valid = false;
         else
             Add(item.substr(0, equals).c_str(), item.substr(equals + 1).c_str());
         begin = end + 1;
     }
-    if (!sound) items_.clear();
-    return sound;
+    if (!valid) items_.clear();
+    return valid;
 }
 
 bool AttrSet::Add(const char* key, const char* value) {
@@ -139,7 +139,7 @@ ostream& ostream_string::operator<<(const char* text) {
 
 namespace {
 
-/** Notes each line that is complete: its stream, and its raw text. */
+/** Records each complete line: its stream and its raw text. */
 class DebugStream final : public kep::base::ostream {
   public:
     ostream& operator<<(char character) override { return insert(character); }
