@@ -29,7 +29,7 @@ Texts childNames(const ObjectImpl& object) {
     return names;
 }
 
-TEST(Application, ThePlainOneIsCreatedStartedStoppedAndReleased) {
+TEST(Application, CreatesStartsStopsAndReleasesAPlainOne) {
     kep::object_base* const handle = kepCreate("type=Application,name=appVornisaRecMan,noconfigure=true");
     ASSERT_NE(handle, nullptr);
     std::vector<std::promise<std::string>> messages(2);
@@ -63,7 +63,7 @@ TEST(Application, ALayoutIsAChainOrOneObject) {
     EXPECT_EQ(partsAlive, 0);
 }
 
-TEST(Application, StartsAndStopsItsContent) {
+TEST(Application, StartsAndStopsItsChildren) {
     const auto application = make("type=Application,layout={TestPart:name=a+TestPart:name=b}");
     partEvents.clear();
     EXPECT_TRUE(application->changeUp(kep::State::ready));
@@ -71,7 +71,7 @@ TEST(Application, StartsAndStopsItsContent) {
     EXPECT_EQ(partEvents, (Texts{"b up ready", "a up ready", "a down null", "b down null"}));
 }
 
-TEST(Application, LooksForPropertiesItLacksInItsContent) {
+TEST(Application, ForwardsUnknownPropertiesToItsChildren) {
     const auto application = make("type=Application,layout={TestPart:name=a+TestPart:name=b}");
     std::int64_t position = 1500;
     EXPECT_TRUE(application->Set("position", &position, &typeid(position)));
@@ -87,7 +87,7 @@ bool configure(ObjectImpl& object, const char* text) {
     return object.Configure(attributes);
 }
 
-TEST(Application, ANewLayoutTakesThePlaceOfTheOld) {
+TEST(Application, ANewLayoutReplacesTheOld) {
     const auto application = make("type=Application,name=app,layout={TestPart:name=a+TestPart:name=b}");
     application->changeUp(kep::State::play);
     EXPECT_TRUE(configure(*application, "layout={TestPart:name=c}"));
@@ -96,7 +96,7 @@ TEST(Application, ANewLayoutTakesThePlaceOfTheOld) {
     EXPECT_EQ(partsAlive, 1);
 }
 
-TEST(Application, ARefusedLayoutLeavesWhatRunsAlone) {
+TEST(Application, ARefusedLayoutLeavesTheRunningOneUnchanged) {
     const auto application = make("type=Application,name=app,layout={TestPart:name=a}");
     application->changeUp(kep::State::play);
     const ErrorLines lines;
@@ -111,7 +111,7 @@ TEST(Application, ARefusedLayoutLeavesWhatRunsAlone) {
     EXPECT_EQ(partsAlive, 1);
 }
 
-TEST(Application, NamesInALayoutAreOfThatLayout) {
+TEST(Application, NamesAreScopedToTheirLayout) {
     const auto first = make("type=Application,name=first,layout={TestFound:name=s,rate=1}");
     const auto second =
         make("type=Application,layout={type=Application,name=first,layout={TestFound:name=s}}");
@@ -120,7 +120,7 @@ TEST(Application, NamesInALayoutAreOfThatLayout) {
     EXPECT_EQ(partsAlive, 2);
 }
 
-TEST(Application, AClassThatIsNotBuiltIsRefusedWithItsPlace) {
+TEST(Application, LogsThePositionOfAnUnknownClass) {
     struct Refusal {
         std::string text;
         std::string what;
@@ -147,7 +147,7 @@ TEST(Application, AClassThatIsNotBuiltIsRefusedWithItsPlace) {
     EXPECT_EQ(partsAlive, 0);
 }
 
-TEST(Application, ALayoutThatDoesNotParseIsRefusedWithItsPlace) {
+TEST(Application, LogsThePositionOfASyntaxError) {
     const ErrorLines lines;
     EXPECT_EQ(kepCreate("type=Application,layout={TestPart:name=a+TestPart:b}"), nullptr);
     EXPECT_EQ(kepCreate("type=Application,layout={type=Application,layout}"), nullptr);
@@ -161,7 +161,7 @@ TEST(Application, ALayoutThatDoesNotParseIsRefusedWithItsPlace) {
     EXPECT_EQ(partsAlive, 0);
 }
 
-TEST(Application, ALongTextIsShownAroundThePlace) {
+TEST(Application, QuotesLongTextsAroundThePosition) {
     const ErrorLines lines;
     const std::string before(500, 'x');
     EXPECT_EQ(kepCreate(("title=" + before + ",type=NoSuch,rest=" + before).c_str()), nullptr);

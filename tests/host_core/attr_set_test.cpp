@@ -8,10 +8,10 @@
 
 #include "text/attr_text.h"
 
-/** Comparisons of two texts of one length. */
+/** Calls of memcmp and bcmp, which compare texts of equal length. */
 static std::atomic<std::size_t> comparisons{0};
 
-// The linker leads the calls of these here.
+// The linker's --wrap redirects calls of memcmp and bcmp here.
 extern "C" {
 int __real_memcmp(const void* one, const void* other, std::size_t size);
 int __wrap_memcmp(const void* one, const void* other, std::size_t size) {
@@ -37,7 +37,7 @@ std::vector<std::string> items(const AttrSet& set) {
 
 using Texts = std::vector<std::string>;
 
-TEST(AttrSet, KeepsItemsInTheirOrder) {
+TEST(AttrSet, KeepsTheOrderOfItems) {
     AttrSet set;
     ASSERT_TRUE(set.Parse("w=640,h=360,codec=h264"));
     EXPECT_EQ(items(set), (Texts{"w=640", "h=360", "codec=h264"}));
@@ -46,13 +46,13 @@ TEST(AttrSet, KeepsItemsInTheirOrder) {
     EXPECT_EQ(set.Key(-1), nullptr);
 }
 
-TEST(AttrSet, TakesTheBracesOffAValueAndKeepsWhatIsInside) {
+TEST(AttrSet, StripsOnlyTheOuterBracesOfAValue) {
     const AttrSet set("layout={A:name=a,link={x,y}+B:m={k={v=1}}},after=1");
     EXPECT_STREQ(set.Get("layout"), "A:name=a,link={x,y}+B:m={k={v=1}}");
     EXPECT_STREQ(set.Get("after"), "1");
 }
 
-TEST(AttrSet, TakesValuesAsTheyAre) {
+TEST(AttrSet, KeepsValuesUnchanged) {
     AttrSet set;
     ASSERT_TRUE(set.Parse("url=file:///mnt/sd/a=b/c.mp4,dr=15/30,pre=5s,tp=12 ms,f=%Y-%m-%d_%H-%M-%S,p=a+b"));
     EXPECT_STREQ(set.Get("url"), "file:///mnt/sd/a=b/c.mp4");
@@ -71,20 +71,20 @@ TEST(AttrSet, EmptyTextsAreEmptySets) {
     }
 }
 
-TEST(AttrSet, BracesMayStandAroundTheWhole) {
+TEST(AttrSet, AcceptsBracesAroundTheWholeText) {
     EXPECT_EQ(items(AttrSet("{a=1,b={c}}")), (Texts{"a=1", "b=c"}));
 }
 
-TEST(AttrSet, BlanksAroundKeysAreLeftOut) {
+TEST(AttrSet, IgnoresBlanksAroundKeys) {
     EXPECT_EQ(items(AttrSet(" a = 1,\n b= {c} ,d=2 ")), (Texts{"a= 1", "b=c", "d=2"}));
 }
 
-TEST(AttrSet, EmptyValuesAreValues) {
+TEST(AttrSet, KeepsEmptyValues) {
     const AttrSet set("a=,b={},c=");
     EXPECT_EQ(items(set), (Texts{"a=", "b=", "c="}));
 }
 
-TEST(AttrSet, TheLastOfEqualKeysCounts) {
+TEST(AttrSet, TheLastOfEqualKeysWins) {
     EXPECT_EQ(items(AttrSet("a=1,b=2,a=3")), (Texts{"a=3", "b=2"}));
 }
 
@@ -98,13 +98,13 @@ std::string manyItems(int count) {
     return text;
 }
 
-TEST(AttrSet, ComparesEachOfManyKeysAFewTimesOnly) {
+TEST(AttrSet, ComparesFewKeysPerLookUpInALargeSet) {
     constexpr int kItems = 8000;
     const std::string text = manyItems(kItems);
     AttrSet set;
     comparisons = 0;
     ASSERT_TRUE(set.Parse((text + "," + text).c_str()));
-    EXPECT_GE(comparisons, std::size_t{kItems}) << "keys are not compared by the function that counts";
+    EXPECT_GE(comparisons, std::size_t{kItems}) << "keys are not compared by the wrapped functions";
     EXPECT_LE(comparisons, std::size_t{kItems} * 10);
     comparisons = 0;
     for (int i = 0; i < kItems; ++i) ASSERT_TRUE(set.Add(("new" + std::to_string(i)).c_str(), "1"));
@@ -112,7 +112,7 @@ TEST(AttrSet, ComparesEachOfManyKeysAFewTimesOnly) {
     EXPECT_LE(comparisons, std::size_t{kItems} * 10);
 }
 
-TEST(AttrSet, ManyItemsKeepOrderAndTheLastOfEqualKeysCounts) {
+TEST(AttrSet, KeepsTheOrderOfManyItemsAndTheLastOfEqualKeys) {
     for (const int count : {1, 15, 16, 17, 18, 1000}) {
         const std::string text = manyItems(count);
         AttrSet set((text + ",k000000=last,other=1").c_str());
@@ -143,7 +143,7 @@ TEST(AttrSet, ManyItemsKeepOrderAndTheLastOfEqualKeysCounts) {
     }
 }
 
-TEST(AttrSet, KeysDifferByCase) {
+TEST(AttrSet, KeysAreCaseSensitive) {
     const AttrSet set("PowerFailProtection=true");
     EXPECT_EQ(set.Get("powerFailProtection"), nullptr);
     EXPECT_STREQ(set.Get("PowerFailProtection"), "true");
@@ -175,13 +175,13 @@ TEST(AttrSet, AddReplacesInPlaceAndAppendsAtTheEnd) {
     EXPECT_EQ(items(set), (Texts{"a=9", "b=2", "id=42", "on=true"}));
 }
 
-TEST(AttrSet, AddTakesAValueOfItsOwn) {
+TEST(AttrSet, AddAcceptsAValueOfTheSetItself) {
     AttrSet set("a=1,b=2");
     EXPECT_TRUE(set.Add("a", set.Get("b")));
     EXPECT_EQ(items(set), (Texts{"a=2", "b=2"}));
 }
 
-TEST(AttrSet, AddRefusesWhatCannotStandInText) {
+TEST(AttrSet, AddRefusesKeysAndValuesThatTextCannotExpress) {
     AttrSet set("a=1");
     for (const char* key : {"", " k", "k ", "k=", "k,", "k{", "k}", "k+"})
         EXPECT_FALSE(set.Add(key, "v")) << key;
@@ -192,7 +192,7 @@ TEST(AttrSet, AddRefusesWhatCannotStandInText) {
     EXPECT_EQ(items(set), (Texts{"a=1"}));
 }
 
-TEST(AttrSet, DefaultsStandInForAbsentAndUnreadableValues) {
+TEST(AttrSet, ReturnsDefaultsForAbsentAndUnreadableValues) {
     const AttrSet set("n=15,t=abc,f=on");
     EXPECT_EQ(set.GetOrDef<int>("n", 1), 15);
     EXPECT_EQ(set.GetOrDef<int>("absent", 7), 7);
@@ -203,7 +203,7 @@ TEST(AttrSet, DefaultsStandInForAbsentAndUnreadableValues) {
     EXPECT_EQ(set.Get(nullptr), nullptr);
 }
 
-TEST(AttrSet, TextPutsBracesWhereTheyAreNeeded) {
+TEST(AttrSet, ToStringAddsBracesWhereNeeded) {
     AttrSet set;
     set.Add("plain", "a b");
     set.Add("list", "a,b");
@@ -222,7 +222,7 @@ TEST(AttrSet, TextPutsBracesWhereTheyAreNeeded) {
     }
 }
 
-TEST(AttrSet, CopiesStandAlone) {
+TEST(AttrSet, CopiesAreIndependent) {
     AttrSet first("a=1");
     AttrSet second(first);
     first.Add("a", "2");
@@ -234,7 +234,7 @@ TEST(AttrSet, CopiesStandAlone) {
     EXPECT_EQ(items(second), (Texts{"a=2"}));
 }
 
-TEST(AttrSet, NestsAsDeepAsAllowedAndNoDeeper) {
+TEST(AttrSet, LimitsTheNestingDepth) {
     const auto nested = [](int depth) {
         return "a=" + std::string(static_cast<std::size_t>(depth), '{') +
                std::string(static_cast<std::size_t>(depth), '}');
@@ -249,18 +249,18 @@ TEST(AttrSet, NestsAsDeepAsAllowedAndNoDeeper) {
     EXPECT_FALSE(set.Parse(std::string(1000000, '{').c_str()));
 }
 
-/** What the hook hears while it lives, as `text|offset|message;`. */
-class Told {
+/** Collects the errors reported to the hook while it lives, as `text|offset|message;`. */
+class ReportedErrors {
   public:
-    Told() {
+    ReportedErrors() {
         heard.clear();
         kep::host::setTextErrorHook([](std::string_view text, const kep::host::TextError& error) {
             heard += std::string(text) + "|" + std::to_string(error.offset) + "|" + error.message + ";";
         });
     }
-    Told(const Told&) = delete;
-    Told& operator=(const Told&) = delete;
-    ~Told() { kep::host::setTextErrorHook(nullptr); }
+    ReportedErrors(const ReportedErrors&) = delete;
+    ReportedErrors& operator=(const ReportedErrors&) = delete;
+    ~ReportedErrors() { kep::host::setTextErrorHook(nullptr); }
 
     const std::string& text() const { return heard; }
 
@@ -268,49 +268,49 @@ class Told {
     static inline std::string heard;
 };
 
-TEST(AttrSet, TellsTheHookOfARefusal) {
+TEST(AttrSet, ReportsARefusalToTheHook) {
     AttrSet set;
     std::string heard;
     {
-        const Told told;
+        const ReportedErrors reported;
         set.Parse("a=1,b");
         set.Parse("a=1");
         set.Parse(nullptr);
-        heard = told.text();
+        heard = reported.text();
     }
     set.Parse("c");
     EXPECT_EQ(heard, "a=1,b|5|'=' is missing after \"b\";|0|text is null;");
 }
 
-TEST(AttrSet, ReportsKeysThatNobodyReads) {
-    const Told told;
+TEST(AttrSet, ReportsUnreadKeys) {
+    const ReportedErrors reported;
     {
         AttrSet set("gop=15,gopp=3");
         EXPECT_EQ(set.GetOrDef<int>("gop", 1), 15);
         EXPECT_STREQ(set.GetOrDef("codec", "h264"), "h264");
-        EXPECT_EQ(told.text(), "");
+        EXPECT_EQ(reported.text(), "");
     }
-    EXPECT_EQ(told.text(), "gop=15,gopp=3|7|unknown key \"gopp\";");
+    EXPECT_EQ(reported.text(), "gop=15,gopp=3|7|unknown key \"gopp\";");
 }
 
 TEST(AttrSet, ReportsAllUnreadKeysInOneLine) {
-    const Told told;
+    const ReportedErrors reported;
     AttrSet set("a={b=1},b=2,c=3,d=4");
     EXPECT_STREQ(set.Get("c"), "3");
     set.Parse("");
-    EXPECT_EQ(told.text(), "a={b=1},b=2,c=3,d=4|0|unknown key \"a\" and 2 more;");
+    EXPECT_EQ(reported.text(), "a={b=1},b=2,c=3,d=4|0|unknown key \"a\" and 2 more;");
 }
 
 TEST(AttrSet, ReportsUnreadKeysWhenASetIsReplaced) {
-    const Told told;
+    const ReportedErrors reported;
     AttrSet set("b=2");
     EXPECT_EQ(set.Get("a"), nullptr);
     set = AttrSet();
-    EXPECT_EQ(told.text(), "b=2|0|unknown key \"b\";");
+    EXPECT_EQ(reported.text(), "b=2|0|unknown key \"b\";");
 }
 
-TEST(AttrSet, ReportsNoKeyAfterAWalkOrACopyOrOfAMessage) {
-    const Told told;
+TEST(AttrSet, ReportsNoUnreadKeysAfterIterationOrCopyingOrOfAMessage) {
+    const ReportedErrors reported;
     { const AttrSet untouched("a=1,b=2"); }
     {
         const AttrSet walked("a=1,b=2");
@@ -337,17 +337,17 @@ TEST(AttrSet, ReportsNoKeyAfterAWalkOrACopyOrOfAMessage) {
         filled.Add("a", "1");
         EXPECT_EQ(filled.Get("b"), nullptr);
     }
-    EXPECT_EQ(told.text(), "");
+    EXPECT_EQ(reported.text(), "");
 }
 
-TEST(AttrSet, ReportsATextThatDoesNotConvert) {
-    const Told told;
+TEST(AttrSet, ReportsValuesThatDoNotConvert) {
+    const ReportedErrors reported;
     const AttrSet set("a=abc,b=99999999999,c=perhaps,d=12");
     EXPECT_EQ(set.GetOrDef<int>("a", 7), 7);
     EXPECT_EQ(set.GetOrDef<int>("b", 7), 7);
     EXPECT_EQ(set.GetOrDef<bool>("c", true), true);
     EXPECT_EQ(set.GetOrDef<int>("d", 7), 12);
-    EXPECT_EQ(told.text(),
+    EXPECT_EQ(reported.text(),
               "abc|0|not a 32-bit integer;99999999999|0|not a 32-bit integer;"
               "perhaps|0|neither true nor false;");
 }

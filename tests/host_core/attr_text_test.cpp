@@ -17,7 +17,7 @@ struct Refusal {
 
 class Refused : public testing::TestWithParam<Refusal> {};
 
-TEST_P(Refused, SaysWhatAndWhere) {
+TEST_P(Refused, ReportsMessageAndOffset) {
     std::vector<AttrItem> items;
     TextError error;
     EXPECT_FALSE(parseItems(GetParam().text, items, error));
@@ -43,7 +43,7 @@ INSTANTIATE_TEST_SUITE_P(AttrText, Refused,
                                          Refusal{"{a=1}b", 5, "text after the closing '}'"},
                                          Refusal{" {a=1,b}", 7, "'=' is missing after \"b\""}));
 
-TEST(AttrText, ItemsKnowTheirPlaces) {
+TEST(AttrText, ItemsHaveTheirOffsets) {
     std::vector<AttrItem> items;
     TextError error;
     const std::string text = " { a = 1,b={c=2} }";

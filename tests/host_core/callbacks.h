@@ -18,7 +18,7 @@ class Messages {
     kep::host::MessagePort::Callback callback() {
         return [this](const std::string& message) { take(message); };
     }
-    /** The same in the form in which objects take callbacks. */
+    /** The same for objects, whose callbacks return bool. */
     std::function<bool(kep::base::Message&)> processor() {
         return [this](kep::base::Message& message) { return take(message.ToString()), true; };
     }
@@ -43,7 +43,7 @@ class Messages {
     std::vector<std::string> texts_;
 };
 
-/** A callback that blocks until the test opens it, or ends. */
+/** A callback that blocks until open() is called, the gate is destroyed or `limit` has passed. */
 class Gate {
   public:
     static constexpr std::chrono::seconds limit{30};

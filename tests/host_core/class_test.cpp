@@ -19,7 +19,7 @@ using kep::base::IClass;
 using kep::host::makeObject;
 using Texts = std::vector<std::string>;
 
-TEST(Classes, AreFoundWithoutRegardToCaseAndSpelling) {
+TEST(Classes, AreFoundIgnoringCaseAndHyphens) {
     const kep::host::ClassRegistration<Part> source("pv-test-src");
     IClass* const found = IClass::Find("pv-test-src");
     ASSERT_NE(found, nullptr);
@@ -32,12 +32,12 @@ TEST(Classes, AreFoundWithoutRegardToCaseAndSpelling) {
     EXPECT_EQ(IClass::FindBeforeNew(nullptr), nullptr);
 }
 
-TEST(Classes, LeaveTheRegistryWithTheirRegistration) {
+TEST(Classes, AreUnregisteredWithTheirRegistration) {
     { const kep::host::ClassRegistration<Part> passing("TestPassing"); }
     EXPECT_EQ(IClass::Find("TestPassing"), nullptr);
 }
 
-TEST(Classes, ANameIsTakenOnce) {
+TEST(Classes, ADuplicateNameIsRefused) {
     const ErrorLines lines;
     IClass* const first = IClass::Find("TestPart");
     { const kep::host::ClassRegistration<Part> second("test-part"); }
@@ -45,14 +45,14 @@ TEST(Classes, ANameIsTakenOnce) {
     EXPECT_EQ(lines.messages(), (Texts{"class test-part is registered twice"}));
 }
 
-TEST(Classes, AnUnknownOneGetsOneLine) {
+TEST(Classes, AnUnknownClassIsLoggedOnce) {
     const ErrorLines lines;
     AttrSet attributes("type=NoSuchElement");
     EXPECT_EQ(kep::base::Object::New<kep::base::object>(attributes), nullptr);
     EXPECT_EQ(lines.messages(), (Texts{"unknown class NoSuchElement"}));
 }
 
-TEST(Creation, TakesTheAttributesOfTheDescription) {
+TEST(Creation, AppliesTheAttributesOfTheDescription) {
     const std::unique_ptr<kep::base::object> made(
         kep::base::Object::New<kep::base::object>("type=testpart,name=a,rate=15,title={x,y}"));
     ASSERT_NE(made, nullptr);
@@ -64,14 +64,14 @@ TEST(Creation, TakesTheAttributesOfTheDescription) {
     EXPECT_EQ(made->ToString().substr(0, 21), "type=TestPart,name=a,");
 }
 
-TEST(Creation, WithoutConfigurationTheOthersAreNotTaken) {
+TEST(Creation, NoConfigureIgnoresOtherAttributes) {
     const auto made = makeObject("type=TestPart,name=a,rate=15,bad=1,noconfigure=true");
     ASSERT_NE(made, nullptr);
     EXPECT_EQ(dynamic_cast<Part&>(*made).rate, 0);
     EXPECT_EQ(made->name(), "a");
 }
 
-TEST(Creation, WhatIsRefusedLeavesNothingBehind) {
+TEST(Creation, RefusedDescriptionsLeaveNoObject) {
     const ErrorLines lines;
     for (const char* text : {"type=TestPart,name=a,speed=1", "type=TestPart,name=a,rate=x",
                              "type=TestFound,name=a,speed=1", "type=TestThrower", "name=unknown", "type="}) {

@@ -39,7 +39,7 @@ TEST(Commands, WithoutAReceiverAreRefusedWithOneLine) {
     EXPECT_EQ(lines.messages(), (Texts{"unknown command \"passing\"", "unknown command \"\""}));
 }
 
-TEST(Commands, AreReceivedOnce) {
+TEST(Commands, HaveOneReceiver) {
     const ErrorLines lines;
     AttrSet arguments;
     const CommandRegistration first("once", [](AttrSet&) { return true; });
@@ -50,7 +50,7 @@ TEST(Commands, AreReceivedOnce) {
     EXPECT_EQ(lines.messages(), (Texts{"command once already has a receiver"}));
 }
 
-TEST(Commands, AReceiverThatThrowsHasRefused) {
+TEST(Commands, AReceiverThatThrowsCountsAsRefusing) {
     const ErrorLines lines;
     const CommandRegistration bad("bad", [](AttrSet&) -> bool { throw std::runtime_error("broken"); });
     AttrSet arguments;
@@ -58,7 +58,7 @@ TEST(Commands, AReceiverThatThrowsHasRefused) {
     EXPECT_EQ(lines.messages(), (Texts{"command bad failed: broken"}));
 }
 
-TEST(Commands, AReceiverMayRunAnother) {
+TEST(Commands, AReceiverMayRunAnotherCommand) {
     const CommandRegistration inner("inner", [](AttrSet& arguments) { return arguments.Add("inner", "1"); });
     const CommandRegistration outer(
         "outer", [](AttrSet& arguments) { return Factory::Globle().Run("inner", arguments); });

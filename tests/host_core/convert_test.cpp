@@ -31,7 +31,7 @@ TEST(Convert, ReadsIntegersOfTheWholeRange) {
     EXPECT_EQ(converted("-9223372036854775808", kHighest), kLowest);
 }
 
-TEST(Convert, LeavesTheValueWhenTheTextIsNone) {
+TEST(Convert, LeavesTheValueWhenTheTextIsInvalid) {
     for (const char* text :
          {"", " ", "-", "+", "--1", "+-1", "1s", "1.5", "0x", "0xg", "abc", "2147483648", "-2147483649"}) {
         int value = 5;
@@ -52,7 +52,7 @@ TEST(Convert, LeavesTheValueWhenTheTextIsNone) {
     EXPECT_TRUE(flag);
 }
 
-TEST(Convert, ReadsTheWordsForYesAndNo) {
+TEST(Convert, ReadsTheWordsForTrueAndFalse) {
     for (const char* text : {"true", "True", "YES", "on", "1", " true "})
         EXPECT_TRUE(converted(text, false)) << text;
     for (const char* text : {"false", "FALSE", "no", "Off", "0"}) EXPECT_FALSE(converted(text, true)) << text;

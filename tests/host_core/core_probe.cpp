@@ -1,4 +1,4 @@
-// Does one thing and ends, so that a test can look at the whole life of a process.
+// Runs one scenario and exits, for tests of a whole process.
 #include <unistd.h>
 
 #include <cstdio>
@@ -41,7 +41,7 @@ void writeFromManyThreads() {
     for (std::thread& thread : threads) thread.join();
 }
 
-/** Posts from a port and gives back once its callback runs. */
+/** Posts a message and returns once the callback runs. */
 void startCallback(MessagePort& port, const MessagePort::Callback& callback) {
     auto running = std::make_shared<std::promise<void>>();
     port.setCallback([running, callback](const std::string& message) {
@@ -56,7 +56,7 @@ void startCallback(MessagePort& port, const MessagePort::Callback& callback) {
     while (true) pause();
 }
 
-/** Posts when the process has begun to end. */
+/** Posts during the destruction of objects with static storage. */
 struct LatePoster {
     MessagePort port;
     ~LatePoster() {

@@ -25,7 +25,7 @@ std::string streams(std::initializer_list<int> numbers) {
     return lines;
 }
 
-TEST(DebugStreams, AreChosenByNumber) {
+TEST(DebugStreams, AreSelectedByNumber) {
     EXPECT_EQ(runProbe("streams", "8").output, streams({8}));
     EXPECT_EQ(runProbe("streams", "12, 0,31").output, streams({0, 12, 31}));
     EXPECT_EQ(runProbe("streams", "").output, streams({8}));
@@ -34,25 +34,25 @@ TEST(DebugStreams, AreChosenByNumber) {
     EXPECT_EQ(std::count(all.begin(), all.end(), '\n'), 32);
 }
 
-TEST(DebugStreams, ABadChoiceGetsOneLineAndTheDefault) {
-    for (const char* choice : {"8,abc", "32", "-1", "8,", "8,all", "8 9", "none,8"}) {
-        const std::string output = runProbe("streams", choice).output;
+TEST(DebugStreams, AnInvalidSelectionIsLoggedAndTheDefaultUsed) {
+    for (const char* selection : {"8,abc", "32", "-1", "8,", "8,all", "8 9", "none,8"}) {
+        const std::string output = runProbe("streams", selection).output;
         const std::size_t end = output.find('\n');
-        ASSERT_NE(end, std::string::npos) << choice;
-        EXPECT_NE(output.find("KEP_HOST_LOG=" + std::string(choice) + ": "), std::string::npos) << output;
-        EXPECT_EQ(output.substr(end + 1), "\033[0m" + streams({8})) << choice;
+        ASSERT_NE(end, std::string::npos) << selection;
+        EXPECT_NE(output.find("KEP_HOST_LOG=" + std::string(selection) + ": "), std::string::npos) << output;
+        EXPECT_EQ(output.substr(end + 1), "\033[0m" + streams({8})) << selection;
     }
     EXPECT_NE(runProbe("streams", "8,abc").output.find("\"abc\" at position 3 "), std::string::npos);
 }
 
-TEST(DebugStreams, KeepTheLastErrorsThatAreNotShown) {
+TEST(DebugStreams, KeepTheLastHiddenErrors) {
     EXPECT_EQ(runProbe("hidden", "none").output, "[error 3\nerror 4\nerror 5\nerror 6\n]\n[]\n");
     const std::string shown = runProbe("hidden", "8").output;
     EXPECT_NE(shown.find("error 6\n"), std::string::npos) << shown;
     EXPECT_NE(shown.find("[]\n[]\n"), std::string::npos) << shown;
 }
 
-TEST(DebugStreams, PathsBeginBelowTheSourceRoot) {
+TEST(DebugStreams, PathsAreRelativeToTheSourceRoot) {
     const std::string output = runProbe("place").output;
     const std::string start = "\033[31mtests/host_core/core_probe.cpp/";
     EXPECT_EQ(output.substr(0, start.size()), start);
@@ -61,7 +61,7 @@ TEST(DebugStreams, PathsBeginBelowTheSourceRoot) {
     EXPECT_EQ(output.substr(output.size() - end.size()), end);
 }
 
-TEST(DebugStreams, ShowMessagesAloneWhenAsked) {
+TEST(DebugStreams, ShowMessagesOnlyInTheFormatMessage) {
     setenv("KEP_HOST_LOG_FORMAT", "message", 1);
     EXPECT_EQ(runProbe("place").output, "here\n");
     EXPECT_EQ(runProbe("plug-in").output, "main: here\n");
@@ -74,7 +74,7 @@ TEST(DebugStreams, ShowMessagesAloneWhenAsked) {
     unsetenv("KEP_HOST_LOG_FORMAT");
 }
 
-TEST(DebugStreams, LinesOfManyThreadsStayWhole) {
+TEST(DebugStreams, LinesOfManyThreadsDoNotMix) {
     const std::string output = runProbe("threads").output;
     std::istringstream lines(output);
     std::map<std::string, int> seen;
@@ -92,7 +92,7 @@ TEST(DebugStreams, LinesOfManyThreadsStayWhole) {
     EXPECT_EQ(seen.size(), 4u * 500u);
 }
 
-TEST(DebugStreams, ALineGoesOutInOneWriteWithItsReset) {
+TEST(DebugStreams, ALineAndItsColourResetAreOneWrite) {
     int ends[2];
     // A packet pipe keeps each write apart.
     ASSERT_EQ(pipe2(ends, O_DIRECT), 0);
@@ -122,11 +122,11 @@ TEST(DebugStreams, ShowEachKindOfValueAsAStringStreamDoes) {
     EXPECT_EQ(lines.raw(), "c1-20xfft\n");
 }
 
-TEST(DebugStreams, ALineInsideALineOfAnotherStreamComesFirst) {
+TEST(DebugStreams, ANestedLineOfAnotherStreamIsWrittenFirst) {
     EXPECT_EQ(runProbe("nested", "8,12").output, "inner\nouter\n");
 }
 
-TEST(DebugStreams, ALineOfAnotherThreadDoesNotBreakIntoOneUnderWay) {
+TEST(DebugStreams, ALineOfAnotherThreadDoesNotSplitAnUnfinishedOne) {
     const ErrorLines lines;
     auto& outer = kep::stream::BeginDebugLine(8, "\033[31m", "/x", 1, "f");
     std::thread([] { KEP_HOST_ERROR("inner"); }).join();
@@ -134,20 +134,20 @@ TEST(DebugStreams, ALineOfAnotherThreadDoesNotBreakIntoOneUnderWay) {
     EXPECT_EQ(lines.messages(), (std::vector<std::string>{"inner", "outer"}));
 }
 
-TEST(DebugStreams, WhatIsUnfinishedAtAThreadsEndIsWritten) {
+TEST(DebugStreams, AnUnfinishedLineIsWrittenWhenTheThreadEnds) {
     const ErrorLines lines;
     std::thread([] { *__dbg_couts[8] << "no end"; }).join();
     EXPECT_EQ(lines.raw(), "no end");
     EXPECT_EQ(runProbe("unfinished").output, "no end");
 }
 
-TEST(DebugStreams, ATextOfManyLinesIsShownAsOne) {
+TEST(DebugStreams, AMultiLineTextIsWrittenAsOneLine) {
     const ErrorLines lines;
     KEP_HOST_ERROR("one\ntwo\033[0m");
     EXPECT_EQ(lines.messages(), (std::vector<std::string>{"one two [0m"}));
 }
 
-TEST(DebugStreams, LongLinesPassAFullPipe) {
+TEST(DebugStreams, LongLinesAreWrittenToAFullPipe) {
     int ends[2];
     ASSERT_EQ(pipe2(ends, O_NONBLOCK), 0);
     fcntl(ends[0], F_SETFL, 0);

@@ -9,12 +9,12 @@ namespace {
 
 using namespace kep::host;
 
-/** The number after "at position" that a place tells. */
+/** The number after "at position" in a place's text. */
 std::size_t positionOf(const std::string& place) {
     return std::stoul(place.substr(std::string(" at position ").size()));
 }
 
-TEST(Description, TakesAChainApart) {
+TEST(Description, ParsesAChain) {
     const std::string text =
         "ShmSource:connect={type=pipeline,name=plPreRecordAac},name=asrc+FifoFilter:name=afifo,max=8+"
         "FrameDroper"
@@ -36,7 +36,7 @@ TEST(Description, TakesAChainApart) {
     }
 }
 
-TEST(Description, PartsOfPartsKnowTheirPlaceInTheWhole) {
+TEST(Description, NestedPartsHaveTheirPositionInTheWholeText) {
     const std::string text = "type=x,layout={type=p,layout={A:o={z}+B:o={type=y,o=z}}}";
     TextError error;
     Description whole(text);
@@ -56,7 +56,7 @@ TEST(Description, PartsOfPartsKnowTheirPlaceInTheWhole) {
     EXPECT_EQ(inner->value("none"), nullptr);
 }
 
-TEST(Description, TheLastOfEqualKeysCounts) {
+TEST(Description, TheLastOfEqualKeysWins) {
     Description description("a={b},type=x,a={c},type=y");
     TextError error;
     ASSERT_TRUE(description.parseItems(error));
@@ -88,14 +88,14 @@ TEST(Description, AnElementsTypeEndsAtTheFirstColon) {
     EXPECT_STREQ(chain.elements()[0].attributes().Get("url"), "file:///a.mp4");
 }
 
-TEST(Description, NoTextIsAnEmptyChain) {
+TEST(Description, AnEmptyTextIsAnEmptyChain) {
     Description chain("");
     TextError error;
     EXPECT_TRUE(chain.parseChain(error));
     EXPECT_TRUE(chain.elements().empty());
 }
 
-TEST(Description, RefusesChainsWithTheirPlace) {
+TEST(Description, ReportsThePositionOfErrorsInChains) {
     struct Refusal {
         const char* text;
         std::size_t offset;
@@ -119,7 +119,7 @@ TEST(Description, RefusesChainsWithTheirPlace) {
     }
 }
 
-TEST(Description, TellsChainsFromSets) {
+TEST(Description, DistinguishesChainsFromSets) {
     for (const char* text : {"A", "A:b=c", "A+B", "FrameDroper", "muxer-ts:url={file:///a,b=c}"}) {
         EXPECT_TRUE(Description(text).isChain()) << text;
     }
@@ -128,7 +128,7 @@ TEST(Description, TellsChainsFromSets) {
     }
 }
 
-TEST(Description, TakesAListApart) {
+TEST(Description, ParsesAList) {
     std::vector<std::string> entries;
     TextError error;
     ASSERT_TRUE(parseList("afifo, vfifo,{a,b}", entries, error));

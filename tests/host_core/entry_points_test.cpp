@@ -49,7 +49,7 @@ TEST(EntryPoints, AttributeSetsAreReadByKey) {
     EXPECT_TRUE(kepDestroy(set));
 }
 
-TEST(EntryPoints, AUrlIsTakenApartAsAttributes) {
+TEST(EntryPoints, AUrlIsParsedIntoAttributes) {
     kep::object_base* const set = kepCreateAttrSet("file:///mnt/sd/a=b,c.mp4");
     ASSERT_NE(set, nullptr);
     EXPECT_STREQ(kepAttrGetStr(set, "ext"), "mp4");
@@ -77,7 +77,7 @@ TEST(EntryPoints, AnObjectsPropertiesAreReadByKey) {
     EXPECT_EQ(partsAlive, 0);
 }
 
-TEST(EntryPoints, StatesRiseAndFall) {
+TEST(EntryPoints, StatesChangeUpAndDown) {
     kep::object_base* const part = kepCreate("type=TestPart");
     EXPECT_TRUE(kepStatusUp(part, "ready"));
     EXPECT_STREQ(kepAttrGetStr(part, "status"), "ready");
@@ -114,7 +114,7 @@ TEST(EntryPoints, MessagesOfAnApplicationReachItsHandler) {
     EXPECT_EQ(messages.all().size(), 1u);
 }
 
-TEST(EntryPoints, APipelineAloneGetsAnApplicationAroundIt) {
+TEST(EntryPoints, CreateAppLogsPositionsInTheCallersText) {
     const ErrorLines lines;
     EXPECT_EQ(kepCreateApp("type=Pipeline,serialize={NoSuchElement:name=a"), nullptr);
     EXPECT_EQ(kepCreateApp("no text"), nullptr);
@@ -124,7 +124,7 @@ TEST(EntryPoints, APipelineAloneGetsAnApplicationAroundIt) {
                "'=' is missing after \"no text\" at position 8 of \"no text\""}));
 }
 
-TEST(EntryPoints, NothingGivenIsRefusedWithOneLineEach) {
+TEST(EntryPoints, NullArgumentsAreRefusedWithOneLineEach) {
     const ErrorLines lines;
     kep::object_base* const set = kepCreateAttrSet("a=1");
     EXPECT_EQ(kepCreate(nullptr), nullptr);
@@ -143,7 +143,7 @@ TEST(EntryPoints, NothingGivenIsRefusedWithOneLineEach) {
     EXPECT_TRUE(kepDestroy(set));
 }
 
-TEST(EntryPoints, ObjectsThatCannotSaySo) {
+TEST(EntryPoints, UnsupportedOperationsAreLogged) {
     const ErrorLines lines;
     Bare bare;
     EXPECT_FALSE(kepStatusUp(&bare, "play"));

@@ -26,7 +26,7 @@ TEST(FifoBuffer, StartsEmptyWithItsCapacity) {
     EXPECT_EQ(fifo.Size(), 0);
 }
 
-TEST(FifoBuffer, GivesBackInOrderWhatItTook) {
+TEST(FifoBuffer, PopsInTheOrderOfPushes) {
     FifoBuffer fifo("test", 8, nullptr, nullptr);
     EXPECT_TRUE(fifo.Push("abc", 3, true));
     EXPECT_TRUE(fifo.Push("de", 2, false));
@@ -37,7 +37,7 @@ TEST(FifoBuffer, GivesBackInOrderWhatItTook) {
     EXPECT_EQ(popped(fifo, 4), "");
 }
 
-TEST(FifoBuffer, TakesAllOfABlockOrNone) {
+TEST(FifoBuffer, PushesAWholeBlockOrNothing) {
     FifoBuffer fifo("test", 4, nullptr, nullptr);
     EXPECT_TRUE(fifo.Push("abc", 3, true));
     EXPECT_FALSE(fifo.Push("de", 2, true));
@@ -48,7 +48,7 @@ TEST(FifoBuffer, TakesAllOfABlockOrNone) {
     EXPECT_FALSE(fifo.Push("abcde", 5, true));
 }
 
-TEST(FifoBuffer, ABlockGoesOnAtTheStart) {
+TEST(FifoBuffer, ABlockWrapsAround) {
     FifoBuffer fifo("test", 4, nullptr, nullptr);
     ASSERT_TRUE(fifo.Push("abc", 3, true));
     ASSERT_EQ(popped(fifo, 2), "ab");
@@ -67,7 +67,7 @@ TEST(FifoBuffer, NegativeAndEmptyBlocksChangeNothing) {
     EXPECT_EQ(popped(fifo, 4), "ab");
 }
 
-TEST(FifoBuffer, WithoutCapacityItTakesNothing) {
+TEST(FifoBuffer, AcceptsNothingWithoutCapacity) {
     for (const int capacity : {0, -1}) {
         FifoBuffer fifo("test", capacity, nullptr, nullptr);
         char byte = 0;
@@ -83,7 +83,7 @@ void copyPlusOne(void* target, const void* source, int size) {
         static_cast<char*>(target)[i] = static_cast<char>(static_cast<const char*>(source)[i] + 1);
 }
 
-TEST(FifoBuffer, CopiesByTheFunctionsGiven) {
+TEST(FifoBuffer, CopiesWithTheGivenFunctions) {
     FifoBuffer in("in", 4, copyPlusOne, nullptr);
     FifoBuffer out("out", 4, nullptr, copyPlusOne);
     for (FifoBuffer* fifo : {&in, &out}) {
@@ -100,7 +100,7 @@ TEST(FifoBuffer, IsDestroyedThroughItsRoot) {
     delete object;
 }
 
-TEST(FifoBuffer, AgreesWithAQueueOfBytes) {
+TEST(FifoBuffer, BehavesLikeAModelQueue) {
     std::mt19937 random(20231);
     for (const int capacity : {1, 2, 7, 64, 1000}) {
         FifoBuffer fifo("test", capacity, nullptr, nullptr);

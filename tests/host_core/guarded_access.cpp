@@ -1,4 +1,4 @@
-// Compiled by tests alone: guarded state read with its mutex held or, with WITHOUT_LOCK defined, without it.
+// Only compiled, by tests: reads guarded state with its mutex held or, with WITHOUT_LOCK defined, without it.
 #include "objects/mutex.h"
 
 class Counter {

@@ -16,7 +16,7 @@ namespace {
 using kep::host::MessagePort;
 using Texts = std::vector<std::string>;
 
-TEST(MessagePort, DeliversInOrderOnAThreadOfItsOwn) {
+TEST(MessagePort, DeliversInOrderOnAnotherThread) {
     Messages messages;
     std::thread::id thread;
     MessagePort port;
@@ -32,7 +32,7 @@ TEST(MessagePort, DeliversInOrderOnAThreadOfItsOwn) {
     EXPECT_NE(thread, std::this_thread::get_id());
 }
 
-TEST(MessagePort, ABlockedCallbackHoldsUpNoOther) {
+TEST(MessagePort, ABlockedCallbackDoesNotDelayOtherPorts) {
     Gate gate;
     MessagePort port;
     port.setCallback(gate.callback());
@@ -55,7 +55,7 @@ TEST(MessagePort, ABlockedCallbackHoldsUpNoOther) {
 }
 
 TEST(MessagePort, CallbacksMayWaitForEachOther) {
-    // Each waits for that of the next port.
+    // Each callback waits for that of the next port.
     constexpr std::size_t kDepth = 5;
     std::vector<std::promise<void>> reached(kDepth);
     std::atomic<int> waited{0};
@@ -75,7 +75,7 @@ TEST(MessagePort, CallbacksMayWaitForEachOther) {
     EXPECT_EQ(waited, static_cast<int>(kDepth) - 1);
 }
 
-TEST(MessagePort, ABlockedCallbackKeepsItsOrder) {
+TEST(MessagePort, ABlockedPortKeepsItsOrder) {
     Gate gate;
     Messages messages;
     Messages passed;
@@ -86,7 +86,7 @@ TEST(MessagePort, ABlockedCallbackKeepsItsOrder) {
     });
     for (int i = 0; i < 50; ++i) port.post(std::to_string(i));
     ASSERT_TRUE(gate.waitEntered());
-    // The thread that delivers this one comes upon those that wait for the blocked callback.
+    // The thread that delivers this message meets those queued for the blocked callback.
     MessagePort other;
     other.setCallback(passed.callback());
     other.post("x");
@@ -100,7 +100,7 @@ TEST(MessagePort, ABlockedCallbackKeepsItsOrder) {
     EXPECT_EQ(messages.all(), expected);
 }
 
-TEST(MessagePort, AReplacementMadeInTheCallbackIsCalledWhileThatBlocks) {
+TEST(MessagePort, ACallbackCanReplaceItselfAndThenBlock) {
     Gate gate;
     Messages messages;
     MessagePort port;
@@ -113,7 +113,7 @@ TEST(MessagePort, AReplacementMadeInTheCallbackIsCalledWhileThatBlocks) {
     ASSERT_TRUE(gate.waitEntered());
     port.post("3");
     EXPECT_TRUE(messages.waitFor("3"));
-    EXPECT_EQ(messages.all(), (Texts{"2", "3"})) << "what the earlier callback has not had";
+    EXPECT_EQ(messages.all(), (Texts{"2", "3"})) << "the messages that the replaced callback did not receive";
     EXPECT_FALSE(gate.isLeft());
     gate.open();
     EXPECT_TRUE(waitUntil([&] { return gate.isLeft(); }));
@@ -130,7 +130,7 @@ int deliveringThreads() {
     return found;
 }
 
-TEST(MessagePort, AdditionalThreadsEndWhenTheyAreIdle) {
+TEST(MessagePort, IdleAdditionalThreadsEnd) {
     constexpr int kBlocked = 3;
     std::vector<Gate> gates(kBlocked);
     Messages messages;
@@ -150,7 +150,7 @@ TEST(MessagePort, AdditionalThreadsEndWhenTheyAreIdle) {
     EXPECT_TRUE(messages.waitFor("after"));
 }
 
-TEST(MessagePort, DropsWhatIsPostedWithoutACallback) {
+TEST(MessagePort, DropsMessagesPostedWithoutACallback) {
     Messages messages;
     MessagePort port;
     port.post("early");
@@ -165,7 +165,7 @@ TEST(MessagePort, DropsWhatIsPostedWithoutACallback) {
     EXPECT_EQ(messages.all(), (Texts{"kept", "end"}));
 }
 
-TEST(MessagePort, NoCallbackRunsOnceItIsDestroyed) {
+TEST(MessagePort, NoCallbackRunsAfterDestruction) {
     for (int round = 0; round < 300; ++round) {
         std::atomic<bool> alive{true};
         std::atomic<bool> ranLate{false};
@@ -218,7 +218,7 @@ TEST(MessagePort, CanBeDestroyedInTheCallbackOfAnother) {
     EXPECT_EQ(calls, 0);
 }
 
-TEST(MessagePort, TheCallbackOfAnotherThatIsRunningIsWaitedFor) {
+TEST(MessagePort, DestructionWaitsForARunningCallbackOfAnotherPort) {
     Gate gate;
     std::atomic<bool> leftBefore{false};
     std::atomic<bool> destroying{false};
@@ -260,7 +260,7 @@ TEST(MessagePort, CallbacksThatDestroyEachOthersPortsDoNotWaitForEachOther) {
     }
 }
 
-TEST(MessagePort, AReplacedCallbackHasEndedWhenTheReplacementReturns) {
+TEST(MessagePort, SetCallbackWaitsForTheReplacedCallback) {
     for (int round = 0; round < 100; ++round) {
         Gate gate;
         MessagePort port;
@@ -280,7 +280,7 @@ TEST(MessagePort, AReplacedCallbackHasEndedWhenTheReplacementReturns) {
     }
 }
 
-TEST(MessagePort, WhatACallbackOwnsGoesWithIt) {
+TEST(MessagePort, ReplacingACallbackDestroysIt) {
     auto owned = std::make_shared<int>(1);
     Messages messages;
     MessagePort port;
@@ -292,7 +292,7 @@ TEST(MessagePort, WhatACallbackOwnsGoesWithIt) {
     EXPECT_EQ(owned.use_count(), 1);
 }
 
-TEST(MessagePort, ACallbackThatThrowsGetsALineAndTheNextMessageArrives) {
+TEST(MessagePort, ACallbackThatThrowsIsLoggedAndTheNextMessageArrives) {
     const ErrorLines lines;
     Messages messages;
     MessagePort port;
@@ -306,7 +306,7 @@ TEST(MessagePort, ACallbackThatThrowsGetsALineAndTheNextMessageArrives) {
     EXPECT_EQ(lines.messages(), (Texts{"a message callback failed on \"bad\": no use"}));
 }
 
-TEST(MessagePort, ASlowCallbackBoundsItsOwnQueue) {
+TEST(MessagePort, TheQueueOfASlowCallbackIsBounded) {
     const ErrorLines lines;
     Gate gate;
     std::atomic<int> calls{0};
@@ -324,7 +324,7 @@ TEST(MessagePort, ASlowCallbackBoundsItsOwnQueue) {
     EXPECT_TRUE(waitUntil([&] { return calls == 4098; }));
 }
 
-TEST(MessagePort, ManyThreadsPostToPortsOfWhichSomeBlock) {
+TEST(MessagePort, ManyThreadsPostWhileSomePortsBlock) {
     constexpr int kPorts = 6;
     constexpr int kPosters = 4;
     constexpr int kEach = 300;
@@ -361,7 +361,7 @@ TEST(MessagePort, ManyThreadsPostToPortsOfWhichSomeBlock) {
     EXPECT_EQ(wrong, 0);
 }
 
-TEST(MessagePort, SignalsAreLeftToTheApplicationsThreads) {
+TEST(MessagePort, DeliveringThreadsBlockSignals) {
     std::atomic<int> blocked{-1};
     MessagePort port;
     port.setCallback([&](const std::string&) {

@@ -34,9 +34,8 @@ class Gate {
         mutex_.unlock();
         return true;
     }
-    /** Whether another thread can lock the mutex before `unlock` and `lock` of its holder, between and after.
-     */
-    bool isHeldButBetween() {
+    /** Whether another thread can lock the mutex only between the holder's `unlock` and `lock`. */
+    bool isReleasedOnlyBetween() {
         const auto freeElsewhere = [this] {
             bool free = false;
             std::thread([&] { free = isFree(); }).join();
@@ -57,9 +56,9 @@ class Gate {
     bool open_ GUARDED_BY(mutex_) = false;
 };
 
-TEST(MutexTest, IsHeldToTheEndOfTheScopeButBetweenUnlockAndLock) {
+TEST(MutexTest, IsHeldToTheEndOfTheScopeExceptBetweenUnlockAndLock) {
     Gate gate;
-    EXPECT_TRUE(gate.isHeldButBetween());
+    EXPECT_TRUE(gate.isReleasedOnlyBetween());
     EXPECT_TRUE(gate.isFree());
 }
 
@@ -71,7 +70,7 @@ TEST(MutexTest, AWaitReleasesItAndReturnsOnceThePredicateHolds) {
     EXPECT_TRUE(gate.isFree());
 }
 
-TEST(MutexTest, AWaitInVainEndsInItsTime) {
+TEST(MutexTest, AWaitTimesOut) {
     Gate gate;
     EXPECT_FALSE(gate.passWithin(1ms));
     gate.open();

@@ -18,7 +18,7 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-/** What an application has of an object; it is deleted as VNRelease does it. */
+/** An application's handle of an object; released like VNRelease does. */
 class Handle {
   public:
     explicit Handle(const std::string& text) : object_(kepCreate(text.c_str())) {}
@@ -30,7 +30,7 @@ class Handle {
     void listen(Messages& messages) const {
         object_->AsType<kep::base::IMessageProcesser>()->RegisterMessageProcessCallback(messages.processor());
     }
-    /** The object behind it; null once it has ended. */
+    /** The handle's object; null after its destruction. */
     Part* part() const { return dynamic_cast<Part*>(object_->AsType<kep::host::Face>()->object().get()); }
     bool plays() const { return object_->AsType<kep::stream::IStatus>()->StatusIsPlay(); }
     std::string text(const char* key) const {
@@ -48,14 +48,14 @@ Handle make(const std::string& attributes) {
 Handle find() {
     return make(",noconfigure=true");
 }
-/** Makes an object and drops what it gets, as a call does that leaves a recording behind. */
-Part* leave(const std::string& attributes) {
+/** Creates an object and drops its handle, as API calls do that leave a recording running. */
+Part* abandon(const std::string& attributes) {
     auto* const made =
         kep::base::Object::New<kep::base::object>(("type=TestFound,name=plan" + attributes).c_str());
     return dynamic_cast<Part*>(dynamic_cast<kep::host::Face&>(*made).object().get());
 }
 
-TEST(NamedObjects, OfTwoHandlesToOneObjectNeitherEndsTheOther) {
+TEST(NamedObjects, ReleasingOneHandleKeepsTheOtherValid) {
     Handle first = find();
     Handle second = make(",noconfigure=true");
     ASSERT_TRUE(first && second);
@@ -68,7 +68,7 @@ TEST(NamedObjects, OfTwoHandlesToOneObjectNeitherEndsTheOther) {
     EXPECT_EQ(partsAlive, 0);
 }
 
-TEST(NamedObjects, EachDescriptionThatConfiguresMakesAnother) {
+TEST(NamedObjects, EachConfiguringDescriptionCreatesAnObject) {
     const Handle first = make(",rate=1");
     const Handle second = make(",rate=2");
     EXPECT_NE(first.part(), second.part());
@@ -79,32 +79,32 @@ TEST(NamedObjects, EachDescriptionThatConfiguresMakesAnother) {
     EXPECT_FALSE(second.plays());
 }
 
-TEST(NamedObjects, TheNewestIsFoundWithoutRegardToCase) {
+TEST(NamedObjects, FindsTheNewestIgnoringCase) {
     Handle first = make(",rate=1");
     Handle second = make(",rate=2");
     Handle found("type=test-FOUND,name=PLAN,rate=9,noconfigure=true");
     EXPECT_EQ(found.part(), second.part());
-    EXPECT_EQ(found.part()->rate, 2) << "nothing of the description is taken";
+    EXPECT_EQ(found.part()->rate, 2) << "the description's attributes are ignored";
     found.release();
-    EXPECT_EQ(second.part(), nullptr) << "its last finder has left it";
+    EXPECT_EQ(second.part(), nullptr) << "destroyed when its last finder released it";
     EXPECT_EQ(find().part(), first.part());
 }
 
-TEST(NamedObjects, AHandleStaysWithWhatItWasAcquiredFor) {
-    leave(",rate=1");
+TEST(NamedObjects, AHandleKeepsItsObject) {
+    abandon(",rate=1");
     const Handle first = find();
-    leave(",rate=2");
+    abandon(",rate=2");
     const Handle second = find();
     EXPECT_EQ(first.part()->rate, 1);
     EXPECT_EQ(second.part()->rate, 2);
 }
 
-TEST(NamedObjects, WhatItsMakerLeavesLivesUntilItsLastFinderLeavesIt) {
-    Part* const left = leave(",rate=1");
+TEST(NamedObjects, AnAbandonedObjectLivesUntilItsLastFinderReleasesIt) {
+    Part* const abandoned = abandon(",rate=1");
     EXPECT_EQ(partsAlive, 1);
     Handle first = find();
     Handle second = find();
-    EXPECT_EQ(first.part(), left);
+    EXPECT_EQ(first.part(), abandoned);
     first.release();
     EXPECT_EQ(partsAlive, 1);
     EXPECT_TRUE(second->SetStr("status", "play"));
@@ -112,27 +112,27 @@ TEST(NamedObjects, WhatItsMakerLeavesLivesUntilItsLastFinderLeavesIt) {
     EXPECT_EQ(partsAlive, 0);
 }
 
-TEST(NamedObjects, WhatIsFoundOutlivesItsMakersHandle) {
-    Handle maker = make(",rate=3");
+TEST(NamedObjects, AFoundObjectOutlivesItsCreatorsHandle) {
+    Handle creator = make(",rate=3");
     Handle found = find();
-    maker.release();
+    creator.release();
     EXPECT_EQ(found.part()->rate, 3);
     found.release();
     EXPECT_EQ(partsAlive, 0);
 }
 
-TEST(NamedObjects, CallsOnAnObjectThatHasEndedFail) {
-    const Handle maker = make(",rate=3");
+TEST(NamedObjects, CallsFailAfterTheObjectIsDestroyed) {
+    const Handle creator = make(",rate=3");
     find().release();
     EXPECT_EQ(partsAlive, 0);
     const ErrorLines lines;
-    EXPECT_FALSE(maker->SetStr("status", "play"));
-    EXPECT_FALSE(maker.plays());
-    EXPECT_EQ(maker.text("rate"), "none");
+    EXPECT_FALSE(creator->SetStr("status", "play"));
+    EXPECT_FALSE(creator.plays());
+    EXPECT_EQ(creator.text("rate"), "none");
     EXPECT_EQ(lines.messages(), (Texts{"the object of this handle has ended"}));
 }
 
-TEST(NamedObjects, OneThatWasOnlyFoundIsConfiguredByTheNextDescription) {
+TEST(NamedObjects, AnUnconfiguredObjectIsConfiguredByTheNextDescription) {
     Handle early = find();
     const Handle made = make(",rate=5");
     EXPECT_EQ(early.part(), made.part());
@@ -141,7 +141,7 @@ TEST(NamedObjects, OneThatWasOnlyFoundIsConfiguredByTheNextDescription) {
     EXPECT_NE(other.part(), made.part());
 }
 
-/** Runs a function while it is being configured. */
+/** Calls `hook` while it is being configured. */
 class Hooked final : public kep::host::ObjectImpl {
   public:
     static inline std::function<void()> hook;
@@ -152,7 +152,7 @@ class Hooked final : public kep::host::ObjectImpl {
     }
 };
 
-TEST(NamedObjects, WhatIsBeingConfiguredOutlivesItsFinder) {
+TEST(NamedObjects, AnObjectBeingConfiguredOutlivesItsFinder) {
     const kep::host::ClassRegistration<Hooked> registration("TestHooked", kep::host::Naming::found);
     Handle early("type=TestHooked,name=h,noconfigure=true");
     Hooked::hook = [&] { early.release(); };
@@ -163,7 +163,7 @@ TEST(NamedObjects, WhatIsBeingConfiguredOutlivesItsFinder) {
     EXPECT_TRUE(Handle("type=TestHooked,name=h,noconfigure=true").plays());
 }
 
-TEST(NamedObjects, ARefusedDescriptionLeavesWhatWasOnlyFoundAsItWas) {
+TEST(NamedObjects, ARefusedDescriptionLeavesAnUnconfiguredObjectUnchanged) {
     const Handle early = find();
     {
         const ErrorLines lines;
@@ -176,13 +176,13 @@ TEST(NamedObjects, ARefusedDescriptionLeavesWhatWasOnlyFoundAsItWas) {
     EXPECT_EQ(early.part(), made.part());
 }
 
-TEST(NamedObjects, WithoutANameNothingIsFound) {
+TEST(NamedObjects, ObjectsWithoutANameAreNotFound) {
     const Handle first("type=TestFound,noconfigure=true");
     const Handle second("type=TestFound,name=,noconfigure=true");
     EXPECT_EQ(partsAlive, 2);
 }
 
-TEST(NamedObjects, EachHandleHasAMessageCallbackThatGoesWithIt) {
+TEST(NamedObjects, EachHandleHasItsOwnMessageCallback) {
     Messages atFirst;
     Messages atSecond;
     Handle first = find();
@@ -198,7 +198,7 @@ TEST(NamedObjects, EachHandleHasAMessageCallbackThatGoesWithIt) {
     EXPECT_EQ(atFirst.all(), (Texts{"name=one"}));
 }
 
-TEST(NamedObjects, AReleaseWaitsForTheHandlesCallbackAlone) {
+TEST(NamedObjects, AReleaseWaitsOnlyForTheHandlesOwnCallback) {
     Gate gate;
     Handle first = find();
     Handle second = find();
@@ -222,7 +222,7 @@ TEST(NamedObjects, AReleaseWaitsForTheHandlesCallbackAlone) {
     EXPECT_EQ(partsAlive, 0);
 }
 
-TEST(NamedObjects, AFaceOffersWhatItsObjectOffers) {
+TEST(NamedObjects, AFaceForwardsToItsObject) {
     const Handle application("type=Application,name=app,layout={TestPart:name=a,rate=4}");
     const std::uint32_t id = kep::Hash("a");
     kep::base::object* const child =
@@ -255,7 +255,7 @@ TEST(NamedObjects, ThreadsThatFindOneNameShareOneObject) {
     EXPECT_EQ(partsAlive, 0);
 }
 
-TEST(NamedObjects, HandlesMayComeAndGoWhileOthersAreUsed) {
+TEST(NamedObjects, HandlesMayBeCreatedAndReleasedWhileOthersAreUsed) {
     const kep::host::ClassRegistration<kep::host::ObjectImpl> plain("TestPlain", kep::host::Naming::found);
     std::vector<std::thread> threads;
     std::atomic<int> refused{0};

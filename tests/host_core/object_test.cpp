@@ -71,7 +71,7 @@ TEST(Object, OwnsItsChildren) {
     EXPECT_EQ(partsAlive, 0);
 }
 
-TEST(Object, RefusesChildrenThatWouldNotMakeATree) {
+TEST(Object, RefusesChildrenThatBreakTheTree) {
     const ErrorLines lines;
     const auto root = make("root", {make("a").release()});
     ASSERT_EQ(root->children().size(), 1u);
@@ -86,7 +86,7 @@ TEST(Object, RefusesChildrenThatWouldNotMakeATree) {
                                        "TestPart \"a\" already belongs to TestPart \"root\""}));
 }
 
-TEST(Object, MessagesGoUpToEveryCallback) {
+TEST(Object, MessagesReachTheCallbacksOfAllAncestors) {
     Messages atMiddle;
     Messages atRoot;
     std::atomic<std::thread::id> thread{};
@@ -110,10 +110,10 @@ TEST(Object, MessagesGoUpToEveryCallback) {
     root->RegisterMessageProcessCallback(atRoot.processor());
     EXPECT_TRUE(inner->send("name=end"));
     EXPECT_TRUE(atRoot.waitFor("name=end"));
-    EXPECT_EQ(atRoot.all().size(), 2u) << "none while there was no callback";
+    EXPECT_EQ(atRoot.all().size(), 2u) << "a message posted without a callback is dropped";
 }
 
-TEST(Object, TheTopOfATreeTellsThatItStartedAndStopped) {
+TEST(Object, OnlyTheRootReportsStartAndStop) {
     Messages atChild;
     Messages atRoot;
     const auto root = make("root", {make("a").release()});

@@ -8,13 +8,13 @@
 
 #include "objects/object_impl.h"
 
-/** What the objects of class `TestPart` have done, in order: "name up play" and the like. */
+/** The state changes of all Parts, in order: "name up play" and the like. */
 extern std::vector<std::string> partEvents;
-/** How many of them live. */
+/** The number of Parts that exist. */
 extern int partsAlive;
 
-/** A class of the registry for tests: `TestPart` by scope, `TestFound` by its name, `TestThrower` throws.
- */
+/** Registered for tests as `TestPart`, and as `TestFound`, whose objects are found by name. The constructor
+ * of a third class, `TestThrower`, throws. */
 class Part : public kep::host::ObjectImpl {
   public:
     Part();
@@ -26,7 +26,7 @@ class Part : public kep::host::ObjectImpl {
     bool loud = false;
     std::string title;
     std::function<int(int)> call;
-    std::string refuses; /**< the state it does not go up or down to */
+    std::string refuses; /**< "play" refuses that state on the way up, "down ready" on the way down */
 
     /** Sends a message as an element does. */
     bool send(const char* text);

@@ -34,7 +34,7 @@ TEST(PlugIns, AreListedByPriority) {
     EXPECT_EQ(kep::host::plugIns()[0].version, "early@version:2");
     EXPECT_EQ(kep::host::plugIns()[0].index, early);
 
-    // Loaded again, it takes the place it had.
+    // A plug-in that is loaded again keeps its place.
     EXPECT_EQ(ReflectAdd(callback, 9999, "late", "late@version:3"), late);
     EXPECT_EQ(names().size(), 3u);
     EXPECT_EQ(kep::host::plugIns()[1].version, "late@version:3");

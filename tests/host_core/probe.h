@@ -11,7 +11,7 @@ struct Probe {
     std::string output; /**< of standard output and standard error */
 };
 
-/** Runs the probe program with a choice of streams; more than 20 seconds end it with exit code 124. */
+/** Runs the probe program with the selected streams. It is killed after 20 seconds, with exit code 124. */
 inline Probe runProbe(const std::string& what, const std::string& streams = "8") {
     Probe probe;
     const std::string command = "KEP_HOST_LOG='" + streams + "' timeout 20 " CORE_PROBE " " + what + " 2>&1";

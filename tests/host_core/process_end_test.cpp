@@ -4,7 +4,7 @@
 
 namespace {
 
-TEST(ProcessEnd, ACallbackThatNeverReturnsDoesNotHoldItUp) {
+TEST(ProcessEnd, ABlockedCallbackDoesNotDelayIt) {
     const Probe probe = runProbe("blocked-callback");
     EXPECT_EQ(probe.exitCode, 0) << probe.output;
 }

@@ -64,7 +64,7 @@ TEST_F(Properties, WithoutAPredicateOtherTypesAreRefused) {
     EXPECT_EQ(lines.messages().size(), 3u);
 }
 
-TEST_F(Properties, IntegersOfAllWidthsAreExchangedWhereAllowed) {
+TEST_F(Properties, IntegersOfAllWidthsAreConvertedWhereAllowed) {
     EXPECT_TRUE(set<std::int64_t>("rate", 30));
     EXPECT_EQ(part.rate, 30);
     EXPECT_TRUE(set<int>("position", -7));
@@ -84,7 +84,7 @@ TEST_F(Properties, ThePredicateDecides) {
     EXPECT_EQ(get<std::int64_t>("rate", 5, none), 5);
     EXPECT_FALSE(got);
     EXPECT_FALSE(set<std::int64_t>("title", 30));
-    EXPECT_TRUE(set<int>("rate", 31, none)) << "its own type needs no predicate";
+    EXPECT_TRUE(set<int>("rate", 31, none)) << "the declared type needs no predicate";
 }
 
 TEST_F(Properties, ValuesThatDoNotFitAreRefused) {
@@ -118,11 +118,11 @@ TEST_F(Properties, TextIsConverted) {
     EXPECT_EQ(text, "true");
 }
 
-TEST_F(Properties, EachRefusalSaysWhatAndWhere) {
+TEST_F(Properties, EachRefusalNamesPropertyAndObject) {
     const ErrorLines lines;
     EXPECT_FALSE(part.SetStr("speed", "1"));
     EXPECT_FALSE(part.SetStr("rate", "fast"));
-    EXPECT_FALSE(part.SetStr("rate", "-1")) << "the owner refuses it, and says so itself";
+    EXPECT_FALSE(part.SetStr("rate", "-1")) << "refused by the owner, which logs the reason itself";
     EXPECT_FALSE(part.SetStr("duration", "1"));
     EXPECT_FALSE(part.SetStr("call", "f"));
     EXPECT_FALSE(part.SetStr(nullptr, "1"));

@@ -25,7 +25,7 @@ struct Record {
 
 using Memory = kep::stream::TSharedMemory<Record>;
 
-/** A segment of a name that no other process uses, which is gone after the test. */
+/** A segment whose name no other process uses, removed after the test. */
 class SharedMemoryTest : public ::testing::Test {
   protected:
     SharedMemoryTest() : name("kep_test_" + std::to_string(getpid())) {
@@ -36,14 +36,14 @@ class SharedMemoryTest : public ::testing::Test {
 
     void remove() { shm_unlink(("/" + name).c_str()); }
 
-    /** -1 when there is no segment. */
+    /** The segment's size in bytes; -1 when there is no segment. */
     off_t size() const {
         const int file = shm_open(("/" + name).c_str(), O_RDONLY, 0);
         if (file < 0) return -1;
         struct stat status {};
-        const int told = fstat(file, &status);
+        const int result = fstat(file, &status);
         close(file);
-        return told == 0 ? status.st_size : -1;
+        return result == 0 ? status.st_size : -1;
     }
 
     static std::size_t mappings() {
@@ -57,7 +57,7 @@ class SharedMemoryTest : public ::testing::Test {
     const std::string name;
 };
 
-TEST_F(SharedMemoryTest, ProgramsMayHaveSegmentsOfTheirOwn) {
+TEST_F(SharedMemoryTest, APrefixGivesAProgramItsOwnSegments) {
     const std::string prefix = name + "_own_";
     setenv("KEP_HOST_SHM", prefix.c_str(), 1);
     Memory own(1);
@@ -72,7 +72,7 @@ TEST_F(SharedMemoryTest, HasNoRecordBeforeItIsAttached) {
     EXPECT_EQ(size(), -1);
 }
 
-TEST_F(SharedMemoryTest, ANewSegmentIsOfItsRecordsSizeAndZero) {
+TEST_F(SharedMemoryTest, ANewSegmentHasTheSizeOfItsRecordsAndIsZero) {
     Memory memory(3);
     ASSERT_TRUE(memory.ShmName(name.c_str()));
     EXPECT_EQ(size(), static_cast<off_t>(3 * sizeof(Record)));
@@ -81,7 +81,7 @@ TEST_F(SharedMemoryTest, ANewSegmentIsOfItsRecordsSizeAndZero) {
     EXPECT_EQ(std::memcmp(memory.Record(), zeros.data(), zeros.size()), 0);
 }
 
-TEST_F(SharedMemoryTest, WhatOneWritesTheOtherReads) {
+TEST_F(SharedMemoryTest, TwoObjectsShareOneSegment) {
     Memory first(1);
     Memory second(1);
     ASSERT_TRUE(first.ShmName(name.c_str()));
@@ -93,7 +93,7 @@ TEST_F(SharedMemoryTest, WhatOneWritesTheOtherReads) {
     EXPECT_EQ(first.Record()->number, 8);
 }
 
-TEST_F(SharedMemoryTest, AnotherProcessReachesIt) {
+TEST_F(SharedMemoryTest, TwoProcessesShareOneSegment) {
     Memory memory(1);
     ASSERT_TRUE(memory.ShmName(name.c_str()));
     memory.Record()->number = 7;
@@ -111,7 +111,7 @@ TEST_F(SharedMemoryTest, AnotherProcessReachesIt) {
     EXPECT_EQ(memory.Record()->number, 8);
 }
 
-TEST_F(SharedMemoryTest, WhatItHoldsOutlivesThoseThatAreAttached) {
+TEST_F(SharedMemoryTest, ContentsOutliveTheLastMapping) {
     {
         Memory memory(1);
         ASSERT_TRUE(memory.ShmName(name.c_str()));
@@ -124,7 +124,7 @@ TEST_F(SharedMemoryTest, WhatItHoldsOutlivesThoseThatAreAttached) {
     EXPECT_EQ(memory.Record()->number, 7);
 }
 
-TEST_F(SharedMemoryTest, ALargerSegmentIsNotCutAndASmallerOneGrows) {
+TEST_F(SharedMemoryTest, ALargerSegmentIsNotTruncatedAndASmallerOneGrows) {
     Memory two(2);
     ASSERT_TRUE(two.ShmName(name.c_str()));
     two.Record()[1].number = 7;
@@ -139,7 +139,7 @@ TEST_F(SharedMemoryTest, ALargerSegmentIsNotCutAndASmallerOneGrows) {
     EXPECT_EQ(three.Record()[2].number, 0);
 }
 
-TEST_F(SharedMemoryTest, ASegmentIsForTheUserAndTheGroup) {
+TEST_F(SharedMemoryTest, ASegmentIsAccessibleToUserAndGroup) {
     const mode_t before = umask(0);
     Memory memory(1);
     EXPECT_TRUE(memory.ShmName(name.c_str()));
@@ -149,7 +149,7 @@ TEST_F(SharedMemoryTest, ASegmentIsForTheUserAndTheGroup) {
     EXPECT_EQ(status.st_mode & 0777, 0660u);
 }
 
-TEST_F(SharedMemoryTest, AttachedAgainItLeavesTheSegmentBefore) {
+TEST_F(SharedMemoryTest, AttachingAgainDetachesTheFormerSegment) {
     const std::string other = name + "_other";
     Memory memory(1);
     ASSERT_TRUE(memory.ShmName(name.c_str()));
@@ -160,7 +160,7 @@ TEST_F(SharedMemoryTest, AttachedAgainItLeavesTheSegmentBefore) {
     shm_unlink(("/" + other).c_str());
 }
 
-TEST_F(SharedMemoryTest, NamesThatCannotBeAreRefusedWithALineAndTheRecordStays) {
+TEST_F(SharedMemoryTest, InvalidNamesAreLoggedAndTheRecordStays) {
     Memory memory(1);
     ASSERT_TRUE(memory.ShmName(name.c_str()));
     Record* const record = memory.Record();
@@ -178,11 +178,11 @@ TEST_F(SharedMemoryTest, NamesThatCannotBeAreRefusedWithALineAndTheRecordStays) 
     EXPECT_EQ(memory.Record(), record);
 }
 
-TEST_F(SharedMemoryTest, ASegmentThatCannotBeMappedIsRefusedWithALineAndTheRecordStays) {
+TEST_F(SharedMemoryTest, AFailedMappingIsLoggedAndTheRecordStays) {
     Memory memory(1);
     ASSERT_TRUE(memory.ShmName(name.c_str()));
     const ErrorLines lines;
-    // Nothing has a length of no bytes.
+    // mmap refuses a length of 0.
     Memory none(0);
     EXPECT_FALSE(none.ShmName(name.c_str()));
     EXPECT_EQ(none.Record(), nullptr);

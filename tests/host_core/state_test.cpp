@@ -13,7 +13,7 @@ namespace {
 using kep::State;
 using Texts = std::vector<std::string>;
 
-/** A part "p" with the parts "a", "b" and "c". */
+/** A part "p" with the children "a", "b" and "c". */
 class States : public testing::Test {
   protected:
     States() {
@@ -36,7 +36,7 @@ class States : public testing::Test {
     std::vector<Part*> children;
 };
 
-TEST_F(States, RiseStepByStepTheLastChildFirst) {
+TEST_F(States, ChangeUpStepByStepTheLastChildFirst) {
     EXPECT_TRUE(root->SetStr("statusup", "play"));
     EXPECT_EQ(events(), (Texts{"p up ready", "c up ready", "b up ready", "a up ready", "p up play",
                                "c up play", "b up play", "a up play"}));
@@ -44,7 +44,7 @@ TEST_F(States, RiseStepByStepTheLastChildFirst) {
     EXPECT_TRUE(children[0]->StatusIsPlay());
 }
 
-TEST_F(States, FallStepByStepTheFirstChildFirst) {
+TEST_F(States, ChangeDownStepByStepTheFirstChildFirst) {
     root->changeUp(State::play);
     events();
     EXPECT_TRUE(root->SetStr("statusdown", "null"));
@@ -53,7 +53,7 @@ TEST_F(States, FallStepByStepTheFirstChildFirst) {
     EXPECT_EQ(root->state(), State::null);
 }
 
-TEST_F(States, StayWhereTheyAreWhenThatIsFarEnough) {
+TEST_F(States, DoNotChangeWhenTheTargetIsAlreadyReached) {
     EXPECT_TRUE(root->SetStr("statusdown", "ready"));
     EXPECT_EQ(events(), Texts{});
     root->changeUp(State::play);
@@ -64,7 +64,7 @@ TEST_F(States, StayWhereTheyAreWhenThatIsFarEnough) {
     EXPECT_TRUE(root->StatusIsPlay());
 }
 
-TEST_F(States, TheStatusGoesEitherWay) {
+TEST_F(States, StatusChangesInBothDirections) {
     EXPECT_TRUE(root->SetStr("status", "PLAY"));
     EXPECT_EQ(root->state(), State::play);
     EXPECT_TRUE(root->SetStr("status", "ready"));
@@ -82,7 +82,7 @@ TEST_F(States, AnUnknownStateIsRefusedWithOneLine) {
     EXPECT_EQ(events(), Texts{});
 }
 
-TEST_F(States, AChildThatRefusesTakesTheOthersBack) {
+TEST_F(States, ARefusalOfAChildRollsTheOthersBack) {
     children[1]->refuses = "play";
     EXPECT_FALSE(root->changeUp(State::play));
     EXPECT_EQ(root->state(), State::ready);
@@ -94,7 +94,7 @@ TEST_F(States, AChildThatRefusesTakesTheOthersBack) {
     for (const Part* child : children) EXPECT_EQ(child->state(), State::play);
 }
 
-TEST_F(States, GoingDownReachesEveryChildWhateverOneOfThemSays) {
+TEST_F(States, ChangeDownReachesEveryChildDespiteARefusal) {
     root->changeUp(State::play);
     children[0]->refuses = "down ready";
     EXPECT_FALSE(root->changeDown(State::null));
@@ -102,7 +102,7 @@ TEST_F(States, GoingDownReachesEveryChildWhateverOneOfThemSays) {
     EXPECT_EQ(root->state(), State::null);
 }
 
-TEST_F(States, DisabledChildrenAreLeftOut) {
+TEST_F(States, DisabledChildrenAreSkipped) {
     EXPECT_TRUE(children[1]->Enable(false));
     EXPECT_TRUE(root->changeUp(State::play));
     EXPECT_EQ(children[1]->state(), State::null);

@@ -18,7 +18,7 @@ std::string parts(const char* url) {
     return set.ToString(false);
 }
 
-TEST(Url, IsTakenApart) {
+TEST(Url, IsSplitIntoItsParts) {
     EXPECT_EQ(parts("file:///mnt/sd/a.mp4"), "scheme=file,path=/mnt/sd/a.mp4,name=a.mp4,ext=mp4");
     EXPECT_EQ(parts("file://EVT_2024-03-05.mp4"),
               "scheme=file,path=EVT_2024-03-05.mp4,name=EVT_2024-03-05.mp4,ext=mp4");
@@ -29,7 +29,7 @@ TEST(Url, IsTakenApart) {
     EXPECT_EQ(parts("file:///a=b,c.ts"), "scheme=file,path={/a=b,c.ts},name={a=b,c.ts},ext=ts");
 }
 
-TEST(Url, WithoutAnExtensionThereIsNone) {
+TEST(Url, AnExtensionIsOptional) {
     for (const char* url : {"file:///mnt/a", "file:///mnt/.mp4", "file:///mnt.d/a", "file:///mnt/a."}) {
         AttrSet set;
         EXPECT_TRUE(IUrl::Parse(url, set)) << url;
@@ -37,7 +37,7 @@ TEST(Url, WithoutAnExtensionThereIsNone) {
     }
 }
 
-TEST(Url, WhatIsNoneIsRefusedWithOneLine) {
+TEST(Url, AnInvalidUrlIsRefusedWithOneLine) {
     for (const char* url :
          {"", "a.mp4", "://a.mp4", "1x://a.mp4", "a b://c", "file://", "file:///mnt/", "file:///a}.mp4"}) {
         const ErrorLines lines;
