@@ -1,6 +1,6 @@
 # Fails unless LIBRARY is called SONAME and needs all of KEP_LIBRARIES, and beside them the C++ runtime and libc alone.
 execute_process(COMMAND ${READELF} --dynamic --wide ${LIBRARY} OUTPUT_VARIABLE text COMMAND_ERROR_IS_FATAL ANY)
-# Brackets would keep a list from being taken apart.
+# CMake does not split a list at semicolons inside brackets.
 string(REGEX REPLACE "[][]" "'" text "${text}")
 string(REGEX MATCHALL "\\(NEEDED\\)[^']*'[^']+" needed "${text}")
 list(TRANSFORM needed REPLACE ".*'" "")
@@ -13,7 +13,7 @@ list(REMOVE_ITEM missing ${needed})
 set(surplus ${needed})
 list(REMOVE_ITEM surplus ${expected} libstdc++.so.6 libgcc_s.so.1 libc.so.6)
 if(missing OR surplus)
-  message(FATAL_ERROR "missing: ${missing}; not to be needed: ${surplus}")
+  message(FATAL_ERROR "missing: ${missing}; must not be needed: ${surplus}")
 endif()
 if(NOT text MATCHES "\\(SONAME\\)[^']*'${SONAME}'")
   message(FATAL_ERROR "the library does not name itself ${SONAME}")

@@ -30,7 +30,7 @@ TEST_F(AacCodecSetTest, SetsFivePropertiesInOrder) {
     EXPECT_EQ(happened(), allSettings);
 }
 
-TEST_F(AacCodecSetTest, PassesAnyValueOn) {
+TEST_F(AacCodecSetTest, ForwardsAnyValue) {
     EXPECT_EQ(VNAacCodecSet(id, -1, 0, 0, INT_MIN, INT_MAX), VNRES_SUCCEED);
     EXPECT_EQ(happened(),
               (Events{"codec.SetWithType rate(int64 -1,integers)", "codec.SetWithType ch(int64 0,integers)",
@@ -38,7 +38,7 @@ TEST_F(AacCodecSetTest, PassesAnyValueOn) {
                       "codec.SetWithType bw(int64 2147483647,integers)"}));
 }
 
-TEST_F(AacCodecSetTest, AnyAdtsButNoneIsTrue) {
+TEST_F(AacCodecSetTest, AnyNonZeroAdtsIsTrue) {
     for (const int hasAdts : {2, -1, 256, INT_MIN}) {
         EXPECT_EQ(VNAacCodecSet(id, 48000, 2, hasAdts, 64000, 20000), VNRES_SUCCEED);
         EXPECT_EQ(happened(), allSettings) << hasAdts;
@@ -69,7 +69,7 @@ TEST_P(AacCodecRefusalTest, StopsAtTheFirstRefusalAndLeavesWhatWasSet) {
 
 INSTANTIATE_TEST_SUITE_P(Settings, AacCodecRefusalTest, ::testing::Range(0, 5));
 
-TEST_F(AacCodecSetTest, RefusesNoHandle) {
+TEST_F(AacCodecSetTest, RefusesHandleZero) {
     EXPECT_EQ(VNAacCodecSet(0, 48000, 2, 1, 64000, 20000), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), Events{refused("VNAacCodecSet", "!id")});
 }
@@ -80,13 +80,13 @@ TEST_F(AacCodecSetTest, RefusesAStream) {
     EXPECT_EQ(happened(), Events{refused("VNAacCodecSet", "!codec")});
 }
 
-TEST_F(AacCodecSetTest, AnExceptionOfTheCodecEndsInALine) {
+TEST_F(AacCodecSetTest, AnExceptionOfTheCodecIsLogged) {
     script.throwAt("codec.SetWithType rate");
     EXPECT_EQ(VNAacCodecSet(id, 48000, 2, 1, 64000, 20000), VNRES_FAIL);
     EXPECT_EQ(happened(), (Events{allSettings[0], refused("VNAacCodecSet", "exception:std::bad_alloc")}));
 }
 
-/** One of the two directions, whose functions behave alike. */
+/** Encoding or decoding, whose functions behave alike. */
 struct Direction {
     const char* name;
     int (*call)(int id, const void* in, int in_len, int* consumed, void* out, int out_len);
@@ -99,7 +99,7 @@ const Direction directions[] = {
     {"VNAacEncode", VNAacEncode, "funcEncodeStatic", "!obj0->Get(\"funcEncodeStatic\",_enc)", "!_enc"},
     {"VNAacDecode", VNAacDecode, "funcDecodeStatic", "!obj0->Get(\"funcDecodeStatic\",_dec)", "!_dec"}};
 
-/** What the codec's functions were given, and what they answer. */
+/** The arguments of the last call of a codec's function. */
 struct Exchange {
     kep::object_base* codec;
     const void* in;
@@ -108,6 +108,7 @@ struct Exchange {
     int out_len;
 };
 Exchange given;
+// The lengths that the codec's functions return.
 int used = 2048;
 int made = 371;
 
@@ -120,8 +121,8 @@ bool convert(kep::object_base* codec, const void* in, int& in_len, void* out, in
 }
 
 /**
- * What is looked up stays for the whole process, so every body that reaches the look-up runs in a process of
- * its own.
+ * The plug-in keeps the functions that it has looked up, so every test that reaches the look-up runs in a
+ * process of its own.
  */
 class AacBlockTest : public PluginTest, public ::testing::WithParamInterface<int> {
   protected:
@@ -160,14 +161,14 @@ TEST_P(AacBlockTest, LooksTheFunctionUpAndCallsIt) {
     });
 }
 
-TEST_P(AacBlockTest, NeedsNoPlaceForWhatWasConsumed) {
+TEST_P(AacBlockTest, AcceptsANullConsumed) {
     inFreshProcess([this] {
         PropertyObject* codec = nullptr;
         EXPECT_EQ(direction.call(newCodec(codec), in, 1, nullptr, out, 1), 371);
     });
 }
 
-TEST_P(AacBlockTest, NothingMadeIsNoFailure) {
+TEST_P(AacBlockTest, AnEmptyOutputIsASuccess) {
     inFreshProcess([this] {
         PropertyObject* codec = nullptr;
         const int id = newCodec(codec);
@@ -178,7 +179,7 @@ TEST_P(AacBlockTest, NothingMadeIsNoFailure) {
     });
 }
 
-TEST_P(AacBlockTest, HandsBlocksOnUnchecked) {
+TEST_P(AacBlockTest, ForwardsBlocksUnchecked) {
     inFreshProcess([this] {
         PropertyObject* codec = nullptr;
         EXPECT_EQ(direction.call(newCodec(codec), nullptr, -1, &consumed, nullptr, INT_MIN), 371);
@@ -217,7 +218,7 @@ TEST_P(AacBlockTest, OneLookUpServesAllCodecs) {
     });
 }
 
-TEST_P(AacBlockTest, OnceLookedUpTheKindOfAHandleIsNotChecked) {
+TEST_P(AacBlockTest, AfterTheLookUpTheKindOfAHandleIsNotChecked) {
     inFreshProcess([this] {
         PropertyObject* codec = nullptr;
         EXPECT_EQ(call(newCodec(codec)), 371);
@@ -229,7 +230,7 @@ TEST_P(AacBlockTest, OnceLookedUpTheKindOfAHandleIsNotChecked) {
     });
 }
 
-TEST_P(AacBlockTest, TheDirectionsAreLookedUpApart) {
+TEST_P(AacBlockTest, TheDirectionsAreLookedUpSeparately) {
     inFreshProcess([this] {
         PropertyObject* codec = nullptr;
         const int id = newCodec(codec);
@@ -241,7 +242,7 @@ TEST_P(AacBlockTest, TheDirectionsAreLookedUpApart) {
     });
 }
 
-TEST_P(AacBlockTest, RefusesNoHandle) {
+TEST_P(AacBlockTest, RefusesHandleZero) {
     EXPECT_EQ(call(0), VNRES_INVALID_ARG);
     EXPECT_EQ(consumed, 17);
     EXPECT_EQ(happened(), Events{refusal("!id")});
@@ -282,7 +283,7 @@ TEST_P(AacBlockTest, AFunctionPublishedAsNullIsRefusedAndTheNextCallAsksAgain) {
     });
 }
 
-TEST_P(AacBlockTest, AnExceptionOfTheCodecEndsInALine) {
+TEST_P(AacBlockTest, AnExceptionOfTheCodecIsLogged) {
     inFreshProcess([this] {
         PropertyObject* codec = nullptr;
         const int id = newCodec(codec);

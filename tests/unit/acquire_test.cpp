@@ -49,7 +49,7 @@ class AcquireTest : public PluginTest, public ::testing::WithParamInterface<Kind
     std::string traceOf(int type) { return trace("VNAcquire", "(int)type=" + std::to_string(type)); }
 };
 
-TEST_P(AcquireTest, CreatesWhatTheTypeNames) {
+TEST_P(AcquireTest, CreatesTheObjectOfTheType) {
     int id = 0;
     ASSERT_EQ(VNAcquire(GetParam().type, &id), VNRES_SUCCEED);
     ASSERT_NE(id, 0);
@@ -71,7 +71,7 @@ TEST_P(AcquireTest, FailsWhenTheFrameworkCreatesNothing) {
     EXPECT_EQ(happened(), (Events{traceOf(GetParam().type), call, error("VNAcquire", "!obj")}));
 }
 
-TEST_P(AcquireTest, CreatesNothingWithoutAPlaceForTheHandle) {
+TEST_P(AcquireTest, CreatesNothingForANullPointer) {
     EXPECT_EQ(VNAcquire(GetParam().type, nullptr), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), (Events{traceOf(GetParam().type), error("VNAcquire", "!id")}));
 }
@@ -98,7 +98,7 @@ INSTANTIATE_TEST_SUITE_P(Types, UnknownTypeTest,
 
 using ReleaseTest = PluginTest;
 
-TEST_F(ReleaseTest, AnAcquisitionShowsObjectAndHandle) {
+TEST_F(ReleaseTest, AnAcquisitionLogsObjectAndHandle) {
     kep::object_base* const object = new Stream<>;
     script.offer(object);
     int id = 0;
@@ -111,7 +111,7 @@ TEST_F(ReleaseTest, AnAcquisitionShowsObjectAndHandle) {
     EXPECT_EQ(happened(), (Events{trace("VNRelease", std::to_string(id)), "delete stream"}));
 }
 
-TEST_F(ReleaseTest, TheObjectOfAFactoryIsShownByItsRoot) {
+TEST_F(ReleaseTest, TheObjectOfAFactoryIsLoggedByItsRoot) {
     int id = 0;
     auto* const source = new Stream<ControlPart, OutputPart, AudioPart, kep::api::streaming::IPcmSource>;
     kep::object_base* const root = source;
@@ -126,7 +126,7 @@ void* acquireInThread(void* id) {
     return id;
 }
 
-TEST_F(ReleaseTest, AThreadThatEndsInTheLastLineLeavesAHandleWithItsObject) {
+TEST_F(ReleaseTest, AThreadThatEndsInTheLastLogLineLeavesAValidHandle) {
     script.offer(new Stream<ControlPart>);
     int id = 0;
     endThreadsInStreams(1);
@@ -134,7 +134,7 @@ TEST_F(ReleaseTest, AThreadThatEndsInTheLastLineLeavesAHandleWithItsObject) {
     ASSERT_EQ(pthread_create(&thread, nullptr, acquireInThread, &id), 0);
     void* result = &id;
     ASSERT_EQ(pthread_join(thread, &result), 0);
-    EXPECT_EQ(result, nullptr) << "the thread did not end in the line";
+    EXPECT_EQ(result, nullptr) << "the thread did not end in the log line";
     script.reset();
     ASSERT_NE(id, 0);
     ASSERT_EQ(script.liveObjects(), 1);
@@ -142,7 +142,7 @@ TEST_F(ReleaseTest, AThreadThatEndsInTheLastLineLeavesAHandleWithItsObject) {
     EXPECT_EQ(VNRelease(id), VNRES_SUCCEED);
 }
 
-TEST_F(ReleaseTest, NoHandleIsRefused) {
+TEST_F(ReleaseTest, RefusesHandleZero) {
     EXPECT_EQ(VNRelease(0), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), (Events{trace("VNRelease", "0"), error("VNRelease", "!id")}));
 }

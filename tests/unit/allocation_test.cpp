@@ -1,4 +1,4 @@
-/** What a call takes from the heap. The program's allocation functions are replaced by counting ones. */
+/** Heap allocations of the calls. Counting allocation functions replace the program's. */
 #include <atomic>
 #include <cstdlib>
 #include <new>
@@ -11,10 +11,10 @@ namespace {
 
 std::atomic<std::size_t> allocations{0};
 std::atomic<bool> refusing{false};
-/** Only what can go on without: the growth of the handle table. */
+/** Refuses only allocations that may fail: the growth of the handle table. */
 std::atomic<bool> refusingGrowth{false};
 std::atomic<int> growths{0};
-/** What happens while the handle table grows for the first time from here on. */
+/** Called once, during the next growth of the handle table. */
 std::atomic<void (*)()> duringGrowth{nullptr};
 
 void* counted(std::size_t size) noexcept {
@@ -94,25 +94,25 @@ class AllocationTest : public PluginTest {
     char buffer[4 * kFrameBytes];
 };
 
-TEST_F(AllocationTest, ReadTakesNothing) {
+TEST_F(AllocationTest, ReadAllocatesNothing) {
     int length = 0;
     EXPECT_EQ(allocationsOf([&] { return VNRead(id, buffer, sizeof buffer, 4, &length); }), 0u);
     EXPECT_EQ(length, 4 * kFrameBytes);
     EXPECT_EQ(stream->pullAllocations, 4u);
 }
 
-TEST_F(AllocationTest, ReadPcmTakesNothingOnceItHasItsStore) {
+TEST_F(AllocationTest, ReadPcmAllocatesNothingOnceItHasItsStore) {
     int length = 0;
     ASSERT_EQ(VNReadPcm(id, buffer, 1, &length), VNRES_SUCCEED);
     for (int block = 0; block < 1000; ++block)
         ASSERT_EQ(allocationsOf([&] { return VNReadPcm(id, buffer, 1 + 37 * block, &length); }), 0u) << block;
 }
 
-TEST_F(AllocationTest, FeedTakesTheFrameAlone) {
+TEST_F(AllocationTest, FeedAllocatesTheFrameOnly) {
     EXPECT_EQ(allocationsOf([&] { return VNFeed(id, buffer, kFrameBytes); }), 1u);
 }
 
-TEST_F(AllocationTest, ASettingTakesNothing) {
+TEST_F(AllocationTest, ASettingAllocatesNothing) {
     EXPECT_EQ(allocationsOf([&] { return VNSetBps(id, 2000000); }), 0u);
 }
 
@@ -144,7 +144,7 @@ TEST_F(AllocationTest, WithoutMemoryForTheTextAnEventIsNotTriggeredAndTheNextIs)
 
 #if UINTPTR_MAX > UINT_MAX
 
-TEST_F(AllocationTest, HandlesTakeThePlacesOfThoseThatEnded) {
+TEST_F(AllocationTest, HandlesReuseTheSlotsOfEndedOnes) {
     PlainObject object;
     const std::size_t before = allocations;
     for (int i = 0; i < 100000; ++i) {
@@ -178,7 +178,7 @@ TEST_F(AllocationTest, WithoutMemoryForAHandleTheObjectIsDestroyed) {
 PlainObject* growing;
 std::vector<int>* grownMeanwhile;
 
-TEST_F(AllocationTest, AThreadThatGrowsTheTableTooLateTakesTheOthersPlaces) {
+TEST_F(AllocationTest, AThreadThatGrowsTheTableTooLateUsesTheOthersSlots) {
     PlainObject own;
     PlainObject others;
     std::vector<int> handles;
@@ -200,8 +200,8 @@ TEST_F(AllocationTest, AThreadThatGrowsTheTableTooLateTakesTheOthersPlaces) {
     for (const int handle : meanwhile) ASSERT_EQ(vornisa::endHandle(handle), &others);
 }
 
-// The last: a table that has grown that far stays so.
-TEST_F(AllocationTest, WithEveryPlaceTakenThereIsNoHandleUntilOneEnds) {
+// Must be the last test: the table never shrinks.
+TEST_F(AllocationTest, AFullTableGivesNoHandleUntilOneEnds) {
     PlainObject object;
     std::vector<int> handles;
     while (const int handle = vornisa::newHandle(&object)) handles.push_back(handle);

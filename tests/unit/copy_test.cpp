@@ -1,6 +1,6 @@
 /**
- * What a call does with each frame: how often it copies it, and searches for where it comes from. The
- * program's calls of the functions for it end in counting ones.
+ * How often a call copies each frame, and casts its handle's object to the interface. The linker's --wrap
+ * redirects memcpy, memmove and dynamic_cast to counting functions.
  */
 #include <cstddef>
 #include <cstring>
@@ -16,7 +16,7 @@ struct Copy {
     std::size_t size;
 };
 
-/** Without allocation, as it is filled from within the copying functions. */
+/** Allocates nothing, as it is filled within the copying functions. */
 struct Copies {
     Copy list[16];
     int count = 0;
@@ -90,7 +90,7 @@ TEST_F(CopyTest, FeedCopiesNothing) {
 
 #if UINTPTR_MAX > UINT_MAX
 
-TEST_F(CopyTest, ReadsSearchForTheOutputOfAHandleOnce) {
+TEST_F(CopyTest, ReadsCastToTheOutputOfAHandleOnce) {
     const int other = handleOf(new QuietStream(kFrameBytes));
     int length = 0;
     casts = 0;

@@ -81,7 +81,7 @@ class DemuxTest : public PluginTest {
         trackText.clear();
     }
 
-    /** The elements below the application's pipeline, with the names given. */
+    /** Adds elements of these names below the application's pipeline. */
     void build(const std::vector<const char*>& names = {"demux", "spsppsAdd", "vsink", "asink"}) {
         PropertyObject* const pipeline = app->add("pipeline");
         for (const char* const name : names) elements[name] = pipeline->add(name);
@@ -117,7 +117,7 @@ TEST_F(DemuxSetTest, ConfiguresTheApplicationInOrder) {
     EXPECT_EQ(res.user, &mark);
 }
 
-TEST_F(DemuxSetTest, SeeksNotWhereThereIsNothingToSeek) {
+TEST_F(DemuxSetTest, DoesNotSeekToZero) {
     build();
     res.seek_ms = 0;
     EXPECT_EQ(set(), VNRES_SUCCEED);
@@ -154,7 +154,7 @@ TEST_F(DemuxSetTest, GivesAll64BitsOfTheDuration) {
     EXPECT_EQ(res.duration, -5000000001);
 }
 
-TEST_F(DemuxSetTest, TakesANameOfAnyLength) {
+TEST_F(DemuxSetTest, AcceptsANameOfAnyLength) {
     build();
     const std::string name = "/mnt/" + std::string(100000, 'x') + ",{}.mp4";
     res.filename = name.c_str();
@@ -162,12 +162,12 @@ TEST_F(DemuxSetTest, TakesANameOfAnyLength) {
     EXPECT_EQ(happened()[1], "demux.SetStr url(file://" + name + ")");
 }
 
-TEST_F(DemuxSetTest, RefusesNoHandleBeforeItLooksAtTheRecord) {
+TEST_F(DemuxSetTest, ChecksTheHandleBeforeTheRecord) {
     EXPECT_EQ(VNDemuxSet(0, nullptr), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), Events{refused("VNDemuxSet", "!id")});
 }
 
-TEST_F(DemuxSetTest, RefusesNoRecord) {
+TEST_F(DemuxSetTest, RefusesANullRecord) {
     EXPECT_EQ(VNDemuxSet(id, nullptr), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), Events{refused("VNDemuxSet", "!res")});
 }
@@ -183,7 +183,7 @@ TEST_F(DemuxSetTest, RefusesAnIncompleteRecordInTheOrderOfItsFields) {
     EXPECT_EQ(set(), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), Events{refused("VNDemuxSet", "!res->cbfrm")});
     res.cbfrm = takePacket;
-    EXPECT_EQ(set(), VNRES_INVALID_ARG) << "though the callback for packets could do alone";
+    EXPECT_EQ(set(), VNRES_INVALID_ARG) << "a callback for packets alone is not enough";
     EXPECT_EQ(happened(), Events{refused("VNDemuxSet", "!res->cbtrunk")});
     EXPECT_EQ(res.duration, 17);
 }
@@ -207,7 +207,7 @@ TEST_F(DemuxSetTest, FailsWithoutASinkForVideo) {
     EXPECT_EQ(happened(), expected);
 }
 
-TEST_F(DemuxSetTest, WithoutASinkForAudioTheOneForVideoIsLeftWithTheCallbacks) {
+TEST_F(DemuxSetTest, WithoutASinkForAudioTheVideoSinkKeepsTheCallbacks) {
     build({"demux", "vsink"});
     EXPECT_EQ(set(), VNRES_FAIL);
     Events expected = head(5);
@@ -222,7 +222,7 @@ TEST_F(DemuxSetTest, WithoutASinkForAudioTheOneForVideoIsLeftWithTheCallbacks) {
 
 /** A step that the framework refuses. */
 struct Refusal {
-    std::size_t at; /**< which of all steps */
+    std::size_t at; /**< index in `whole` */
     const char* step;
     const char* text;
 };
@@ -260,7 +260,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Refusal{10, "demux.SetWithType seek", "!demux->Set(\"seek\",res->seek_ms),1234ms"}),
     [](const auto& test) { return "Step" + std::to_string(test.param.at); });
 
-TEST_F(DemuxSetTest, AnExceptionOfTheFrameworkEndsInALine) {
+TEST_F(DemuxSetTest, AnExceptionOfTheFrameworkIsLogged) {
     build();
     script.throwAt("app.SetStr statusup");
     EXPECT_EQ(set(), VNRES_FAIL);
@@ -269,7 +269,7 @@ TEST_F(DemuxSetTest, AnExceptionOfTheFrameworkEndsInALine) {
     EXPECT_EQ(happened(), expected);
 }
 
-TEST_F(DemuxSetTest, ARecordThatIsGoneIsNotMissed) {
+TEST_F(DemuxSetTest, TheRecordMayEndAfterTheCall) {
     build();
     {
         std::string name = "/a.mp4";
@@ -327,12 +327,12 @@ TEST_P(DemuxCallbackTest, ATrackArrivesAsARecordWithItsText) {
     EXPECT_EQ(tracks[0].user, &mark);
 }
 
-TEST_P(DemuxCallbackTest, NoPacketIsPassedOver) {
+TEST_P(DemuxCallbackTest, ANullPacketIsIgnored) {
     EXPECT_TRUE(process(GetParam(), nullptr));
     EXPECT_EQ(happened(), Events{});
 }
 
-TEST_P(DemuxCallbackTest, NoTrackIsRefusedUnderTheNameOfTheAdapter) {
+TEST_P(DemuxCallbackTest, ANullTrackIsRefusedUnderTheNameOfTheAdapter) {
     EXPECT_FALSE(open(GetParam(), nullptr));
     EXPECT_EQ(happened(), Events{refused("processMedia", "!media")});
 }
@@ -340,7 +340,7 @@ TEST_P(DemuxCallbackTest, NoTrackIsRefusedUnderTheNameOfTheAdapter) {
 INSTANTIATE_TEST_SUITE_P(Sinks, DemuxCallbackTest, ::testing::Values("vsink", "asink"),
                          [](const auto& test) { return std::string(test.param); });
 
-TEST_F(DemuxPacketTest, TimesAreCutTowardsZero) {
+TEST_F(DemuxPacketTest, TimesAreRoundedTowardsZero) {
     const std::pair<std::int64_t, std::int64_t> times[] = {
         {-1500000, -1}, {2999999, 2},   {-999999, 0}, {999999, 0},
         {1000000, 1},   {-1000000, -1}, {0, 0},       {9223372036854775807, 9223372036854}};
@@ -351,13 +351,13 @@ TEST_F(DemuxPacketTest, TimesAreCutTowardsZero) {
     }
 }
 
-TEST_F(DemuxPacketTest, AFrameThatIsNoKeyFrameIsMarkedSo) {
+TEST_F(DemuxPacketTest, ClearsTheKeyFlagOfOtherFrames) {
     packet.key = false;
     EXPECT_TRUE(process("vsink", &packet));
     EXPECT_EQ(packets[0].iskey, 0);
 }
 
-TEST_F(DemuxPacketTest, APacketOfNoTrackHasCodec0) {
+TEST_F(DemuxPacketTest, APacketWithoutATrackHasCodec0) {
     packet.media = nullptr;
     EXPECT_TRUE(process("vsink", &packet));
     ASSERT_EQ(packets.size(), 1u);
@@ -394,14 +394,14 @@ TEST_F(DemuxSeekTest, SeeksOnTheApplicationNotOnTheDemultiplexer) {
     EXPECT_EQ(elements["demux"]->integers.count("seek"), 0u);
 }
 
-TEST_F(DemuxSeekTest, PassesAnyPositionOn) {
+TEST_F(DemuxSeekTest, ForwardsAnyPosition) {
     build();
     EXPECT_EQ(VNDemuxSeek(id, 0), VNRES_SUCCEED);
     EXPECT_EQ(VNDemuxSeek(id, -7), VNRES_SUCCEED);
     EXPECT_EQ(happened(), (Events{found, sought(0), found, sought(-7)}));
 }
 
-TEST_F(DemuxSeekTest, RefusesNoHandle) {
+TEST_F(DemuxSeekTest, RefusesHandleZero) {
     EXPECT_EQ(VNDemuxSeek(0, 1), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), Events{refused("VNDemuxSeek", "!id")});
 }
@@ -411,7 +411,7 @@ TEST_F(DemuxSeekTest, FailsOnAStream) {
     EXPECT_EQ(happened(), Events{refused("VNDemuxSeek", "!obj")});
 }
 
-TEST_F(DemuxSeekTest, SeeksNotInAnApplicationWithoutADemultiplexer) {
+TEST_F(DemuxSeekTest, FailsWithoutADemultiplexerAndDoesNotSeek) {
     build({"vsink", "asink"});
     EXPECT_EQ(VNDemuxSeek(id, 1), VNRES_FAIL);
     EXPECT_EQ(happened(), (Events{"app.FindChild(recursive,none)", refused("VNDemuxSeek", "!demux")}));
@@ -425,14 +425,14 @@ TEST_F(DemuxSeekTest, FailsWhenThePositionIsRefused) {
               (Events{found, sought(-7), refused("VNDemuxSeek", "!obj->Set(\"seek\",pts_ms),-7ms")}));
 }
 
-TEST_F(DemuxSeekTest, AnExceptionOfTheFrameworkEndsInALine) {
+TEST_F(DemuxSeekTest, AnExceptionOfTheFrameworkIsLogged) {
     build();
     script.throwAt("app.FindChild");
     EXPECT_EQ(VNDemuxSeek(id, 1), VNRES_FAIL);
     EXPECT_EQ(happened(), (Events{found, refused("VNDemuxSeek", "exception:std::bad_alloc")}));
 }
 
-// Applications are compiled apart from the library: the records' fields keep their order.
+// Applications are compiled separately from the library: the records' fields must keep their order.
 static_assert(offsetof(VNDemuxRes, filename) < offsetof(VNDemuxRes, seek_ms), "order of fields");
 static_assert(offsetof(VNDemuxRes, seek_ms) < offsetof(VNDemuxRes, cbfrm), "order of fields");
 static_assert(offsetof(VNDemuxRes, cbfrm) < offsetof(VNDemuxRes, cbtrunk), "order of fields");

@@ -16,7 +16,7 @@ class EventServiceTest : public PluginTest {
   protected:
     ~EventServiceTest() override { resetTimeOfDay(); }
 
-    /** The events, with the time of the event, which must be of this test, replaced. */
+    /** The events, with the value of "tp" replaced by N after checking that it lies within this test. */
     Events happenedWithTime() {
         Events events = happened();
         for (std::string& event : events) {
@@ -54,7 +54,7 @@ TEST_F(EventServiceTest, SendsTheTrigger) {
               (Events{"IAttributes::fromString('trigger={pre=5s,post=10s,tp=Nms,url=file:///a.mp4}')"}));
 }
 
-TEST_F(EventServiceTest, PassesOnNegativeSeconds) {
+TEST_F(EventServiceTest, ForwardsNegativeSeconds) {
     const int id = handleOf(new PlainObject);
     EXPECT_EQ(VNRecordEventServiceTrigger(id, "file:///a.mp4", -2147483647 - 1, -1), VNRES_SUCCEED);
     EXPECT_EQ(
@@ -62,7 +62,7 @@ TEST_F(EventServiceTest, PassesOnNegativeSeconds) {
         (Events{"IAttributes::fromString('trigger={pre=-2147483648s,post=-1s,tp=Nms,url=file:///a.mp4}')"}));
 }
 
-TEST_F(EventServiceTest, RefusesNoHandle) {
+TEST_F(EventServiceTest, RefusesHandleZero) {
     EXPECT_EQ(VNRecordEventServiceTrigger(0, nullptr, 5, 10), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), (Events{said("VNRecordEventServiceTrigger", "!id")}));
 }
@@ -86,7 +86,7 @@ TEST_F(EventServiceTest, FollowsAChangeOfTheTimeZone) {
     EXPECT_EQ(happened()[0], said("createFileName", "file://EVT_2031-12-31_23-59-58.mp4"));
 }
 
-TEST_F(EventServiceTest, TakesAUrlOfAnyLength) {
+TEST_F(EventServiceTest, AcceptsAUrlOfAnyLength) {
     const int id = handleOf(new PlainObject);
     const std::string url = "file:///" + std::string(100000, 'u') + "#%s";
     EXPECT_EQ(VNRecordEventServiceTrigger(id, url.c_str(), 5, 10), VNRES_SUCCEED);
@@ -94,7 +94,7 @@ TEST_F(EventServiceTest, TakesAUrlOfAnyLength) {
               (Events{"IAttributes::fromString('trigger={pre=5s,post=10s,tp=Nms,url=" + url + "}')"}));
 }
 
-// What the service makes of the trigger is not told.
+// A refusal of the trigger by the service is not reported.
 TEST_F(EventServiceTest, SucceedsWhenTheServiceRefusesTheTrigger) {
     const int id = handleOf(new PlainObject);
     script.refuse("IAttributes::fromString");
@@ -102,7 +102,7 @@ TEST_F(EventServiceTest, SucceedsWhenTheServiceRefusesTheTrigger) {
     EXPECT_EQ(happened().size(), 1u);
 }
 
-TEST_F(EventServiceTest, HandsOnTheRefusalOfAnObjectWithoutAttributes) {
+TEST_F(EventServiceTest, ReturnsTheRefusalOfAnObjectWithoutAttributes) {
     const int id = handleOf(new Stream<ControlPart>);
     EXPECT_EQ(VNRecordEventServiceTrigger(id, "file:///a.mp4", 5, 10), VNRES_WRONG_DEVICE);
     EXPECT_EQ(happened(), (Events{error("VNSetParams", "!obj0,this id is not an object!")}));

@@ -16,7 +16,7 @@ std::string said(const std::string& function, const std::string& text) {
 
 const char url[] = "file:///a.mp4";
 
-/** What is created for a URL, with the time of the event left to be filled in. */
+/** The description created for a URL, with <tp> in the place of the event's time. */
 std::string described(const std::string& target) {
     return "type=pipeline,serialize={ShmSource:connect={type=pipeline,name=plPreRecordAac},name=asrc+"
            "FifoFilter:name=afifo,max=8+ShmSource:connect={type=pipeline,name=plPreRecordH264},name=vsrc,"
@@ -41,7 +41,7 @@ std::string refused(const std::string& condition) {
 }
 const std::string failed = said("VNRecordEventTrigger", "!Trigger(url,tp)");
 
-/** What the handler does with a message, whose name is then shown as `line`. */
+/** The events of the handler for a message that it logs as `shown`. */
 Events handled(const std::string& message, const std::string& shown) {
     return {said("MessageProcess", message), "kepCreateAttrSet(" + message + ")",
             "kepAttrGetStr([" + message + "],name)", said("MessageProcess", shown),
@@ -54,14 +54,14 @@ Events joined(std::initializer_list<Events> parts) {
     return all;
 }
 
-/** A message of the framework, on a thread of its own. */
+/** Delivers a message as the framework does, on a thread of its own. */
 void deliver(const char* message) {
     std::thread([message] { EXPECT_EQ(messageHandler()(message), 1); }).join();
 }
 
 /**
- * The first clip of a process is waited for, and whether it is the first cannot be undone: each test is a
- * process of its own.
+ * Only the first clip of a process is waited for, which cannot be reset: each test runs in a process of its
+ * own.
  */
 class EventTriggerTest : public PluginTest {
   protected:
@@ -76,7 +76,7 @@ class EventTriggerTest : public PluginTest {
         return VNRecordEventTrigger(target);
     }
 
-    /** The events, with the time of the event, which must be of this test, replaced. */
+    /** The events, with the event's time replaced by <tp> after checking that it lies within this test. */
     Events happenedWithTime() {
         Events events = happened();
         if (events.empty()) return events;
@@ -92,14 +92,14 @@ class EventTriggerTest : public PluginTest {
         return events;
     }
 
-    /** Has the muxer report the closed clip at once, so that nothing is waited for. */
+    /** Reports the closed clip as soon as the pipeline plays, so that the call does not wait. */
     void closeClipAtOnce() {
         afterStatusUp([] { deliver("name=recordStop"); });
     }
 
     const Events clipClosed = handled("name=recordStop", "Record Stop");
 
-    /** The failed call leaves the application; what is then left of it goes here. */
+    /** Fails at `step`. The call does not destroy the application, so this does. */
     void refuseStep(const char* step, const Events& expected) {
         inFreshProcess([&] {
             StandardOutput output;
@@ -134,7 +134,7 @@ TEST_F(EventTriggerTest, WaitsUntilTheClipIsClosed) {
     });
 }
 
-// Deliberate: the flag that is waited for is never set again.
+// Deliberate: the flag that the call waits for is never reset.
 TEST_F(EventTriggerTest, WaitsForTheFirstClipOfAProcessOnly) {
     inFreshProcess([this] {
         StandardOutput output;
@@ -150,7 +150,7 @@ TEST_F(EventTriggerTest, WaitsForTheFirstClipOfAProcessOnly) {
     });
 }
 
-// A message that comes before anything is waited for counts too.
+// A message that arrives before the wait counts too.
 TEST_F(EventTriggerTest, DoesNotSleepForAClipThatIsClosedAlready) {
     inFreshProcess([this] {
         StandardOutput output;
@@ -185,7 +185,7 @@ TEST_F(EventTriggerTest, NamesTheFileByTheLocalTime) {
     });
 }
 
-TEST_F(EventTriggerTest, TakesAUrlOfAnyLength) {
+TEST_F(EventTriggerTest, AcceptsAUrlOfAnyLength) {
     inFreshProcess([this] {
         StandardOutput output;
         closeClipAtOnce();
@@ -199,8 +199,8 @@ TEST_F(EventTriggerTest, FailsWhenThePipelineIsNotCreated) {
     refuseStep("kepCreateApp", {shownTime, shownDescription, created, refused("!app"), failed});
 }
 
-// Deliberate, as in the tests that follow: the application is left as it is.
-TEST_F(EventTriggerTest, FailsWhenTheHandlerIsNotTaken) {
+// Deliberate, as in the tests that follow: the application is not destroyed.
+TEST_F(EventTriggerTest, FailsWhenTheHandlerIsNotRegistered) {
     refuseStep("kepRegisterMessageProcess",
                {shownTime, shownDescription, created, registered,
                 refused("!kepRegisterMessageProcess(app,&MessageProcess)"), failed});
@@ -233,16 +233,16 @@ TEST_F(EventTriggerTest, FailsWhenThePipelineIsNotDestroyed) {
     });
 }
 
-TEST_F(EventTriggerTest, HandlesEveryMessageAndStopsForOneOnly) {
+TEST_F(EventTriggerTest, HandlesEveryMessageAndStopsForRecordStopOnly) {
     inFreshProcess([this] {
         StandardOutput output;
-        const auto untilItSleepsAgain = [](int number) {
+        const auto deliverNextMessage = [](int number) {
             static const char* const messages[] = {
                 "name=recordStart", "name=RECORDstart",   "name=other",     "url=file:///a.mp4",
                 "text=recordStop",  "name=recordStopped", "name=RECORDSTOP"};
             deliver(messages[number - 1]);
         };
-        atSleep(untilItSleepsAgain);
+        atSleep(deliverNextMessage);
         EXPECT_EQ(trigger(url), VNRES_SUCCEED);
         EXPECT_EQ(happenedWithTime(),
                   joined({{shownTime, shownDescription, created, registered, started, slept},
@@ -263,7 +263,7 @@ TEST_F(EventTriggerTest, HandlesEveryMessageAndStopsForOneOnly) {
     });
 }
 
-TEST_F(EventTriggerTest, HandlesAMessageThatIsNoAttributeText) {
+TEST_F(EventTriggerTest, HandlesAMessageThatDoesNotParse) {
     inFreshProcess([this] {
         StandardOutput output;
         refuseSet("}{");
@@ -289,9 +289,9 @@ TEST_F(EventTriggerTest, HandlesAMessageThatIsNoAttributeText) {
     });
 }
 
-// With real sleeps, and nothing recorded between the looks at the flag: a checker of data races sees it
-// alone.
-TEST_F(EventTriggerTest, IsEndedByTheFrameworksThread) {
+// With real sleeps, and no recording (whose mutex would synchronise) between the reads of the flag, so that
+// the thread sanitizer would find a race on it.
+TEST_F(EventTriggerTest, EndsOnAMessageOfAnotherThread) {
     inFreshProcess([this] {
         StandardOutput output;
         std::thread framework;
@@ -301,7 +301,7 @@ TEST_F(EventTriggerTest, IsEndedByTheFrameworksThread) {
     });
 }
 
-TEST_F(EventTriggerTest, LetsOneMessageEndTwoCalls) {
+TEST_F(EventTriggerTest, OneMessageEndsTwoCalls) {
     inFreshProcess([] {
         StandardOutput output;
         std::atomic<int> sleeping{0};
@@ -323,7 +323,7 @@ TEST_F(EventTriggerTest, LetsOneMessageEndTwoCalls) {
     });
 }
 
-TEST_F(EventTriggerTest, LetsNoExceptionOut) {
+TEST_F(EventTriggerTest, CatchesExceptions) {
     inFreshProcess([this] {
         StandardOutput output;
         script.throwAt("kepCreateApp");
@@ -333,7 +333,7 @@ TEST_F(EventTriggerTest, LetsNoExceptionOut) {
     });
 }
 
-TEST_F(EventTriggerTest, LetsNoExceptionOutOfTheHandler) {
+TEST_F(EventTriggerTest, CatchesExceptionsInTheHandler) {
     inFreshProcess([this] {
         StandardOutput output;
         closeClipAtOnce();

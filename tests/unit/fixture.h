@@ -22,8 +22,8 @@ const char red[] = "\033[31m";
 const char green[] = "\033[32m";
 const char magenta[] = "\033[35m";
 
-/** What neither an acquisition nor anything else has given out as a handle. On a board only 0 is sure to be
- * none. */
+/** A number that was never given out as a handle. On a board, where a handle is an address, only 0 is certain
+ * not to be one. */
 constexpr int madeUpHandle = 0x00c0ffee;
 
 inline std::string error(const std::string& function, const std::string& text) {
@@ -41,7 +41,7 @@ inline std::string shown(const void* pointer) {
     return text;
 }
 
-/** A handle as a line shows it as a pointer. */
+/** A handle as log lines show it when they treat it as a pointer. */
 inline std::string shownHandle(int handle) {
     return shown(reinterpret_cast<const void*>(static_cast<std::uintptr_t>(static_cast<unsigned>(handle))));
 }
@@ -58,7 +58,7 @@ class PluginTest : public ::testing::Test {
         script.reset();
     }
 
-    /** Makes `object` what a handle stands for; it is released after the test. What happened is forgotten. */
+    /** Acquires a handle of `object`, which is released after the test. Discards the events so far. */
     int handleOf(kep::object_base* object) {
         script.offer(object);
         int handle = 0;

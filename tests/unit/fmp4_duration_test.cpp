@@ -22,7 +22,7 @@ class FMp4DurationTest : public PluginTest {
     std::int64_t duration = 17;
 };
 
-TEST_F(FMp4DurationTest, AsksAnObjectMadeOnTheFile) {
+TEST_F(FMp4DurationTest, QueriesAnObjectCreatedForTheFile) {
     offerFile("duration=2316040");
     EXPECT_EQ(VNGetFMp4Duration("/mnt/sd/a.mp4", &duration), VNRES_SUCCEED);
     EXPECT_EQ(duration, 2316040);
@@ -38,14 +38,14 @@ TEST_F(FMp4DurationTest, GivesAll64Bits) {
     }
 }
 
-TEST_F(FMp4DurationTest, GivesWhatTheFrameworkSaysOfAFileWithoutADuration) {
+TEST_F(FMp4DurationTest, ReturnsTheFrameworksAnswerForAFileWithoutADuration) {
     offerFile("");
     EXPECT_EQ(VNGetFMp4Duration("/a.mp4", &duration), VNRES_SUCCEED);
     EXPECT_EQ(duration, 0);
     EXPECT_EQ(happened(), (Events{created("/a.mp4"), asked, destroyed}));
 }
 
-TEST_F(FMp4DurationTest, PutsAnyNameIntoTheTextAsItIs) {
+TEST_F(FMp4DurationTest, InsertsAnyNameUnchanged) {
     for (const std::string& filename :
          {std::string(), std::string("/a,b={c}+d%s#1.mp4"), std::string("/ä ö.mp4"), std::string(983, 'x'),
           std::string(984, 'y'), std::string(1 << 20, 'z')}) {
@@ -55,18 +55,18 @@ TEST_F(FMp4DurationTest, PutsAnyNameIntoTheTextAsItIs) {
     }
 }
 
-TEST_F(FMp4DurationTest, RefusesNoName) {
+TEST_F(FMp4DurationTest, RefusesANullName) {
     EXPECT_EQ(VNGetFMp4Duration(nullptr, &duration), VNRES_INVALID_ARG);
     EXPECT_EQ(duration, 17);
     EXPECT_EQ(happened(), Events{refused("!filename")});
 }
 
-TEST_F(FMp4DurationTest, RefusesNoPlaceForTheDurationWithoutTouchingTheFile) {
+TEST_F(FMp4DurationTest, RefusesANullDurationWithoutTouchingTheFile) {
     EXPECT_EQ(VNGetFMp4Duration("/a.mp4", nullptr), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), Events{refused("!durms")});
 }
 
-TEST_F(FMp4DurationTest, LooksAtTheNameFirst) {
+TEST_F(FMp4DurationTest, ChecksTheNameFirst) {
     EXPECT_EQ(VNGetFMp4Duration(nullptr, nullptr), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), Events{refused("!filename")});
 }
@@ -78,7 +78,7 @@ TEST_F(FMp4DurationTest, FailsWhenTheFileCannotBeOpened) {
     EXPECT_EQ(happened(), (Events{created("/a.mp4"), refused("!obj")}));
 }
 
-TEST_F(FMp4DurationTest, HasDeliveredTheDurationWhenClosingFails) {
+TEST_F(FMp4DurationTest, DeliversTheDurationEvenWhenClosingFails) {
     auto* const info = new Named("info", "duration=5");
     script.offer(info);
     script.refuse("kepDestroy");
@@ -88,7 +88,7 @@ TEST_F(FMp4DurationTest, HasDeliveredTheDurationWhenClosingFails) {
     delete info;
 }
 
-TEST_F(FMp4DurationTest, AnExceptionOfTheFrameworkEndsInALine) {
+TEST_F(FMp4DurationTest, AnExceptionOfTheFrameworkIsLogged) {
     script.throwAt("kepCreate");
     EXPECT_EQ(VNGetFMp4Duration("/a.mp4", &duration), VNRES_FAIL);
     EXPECT_EQ(duration, 17);

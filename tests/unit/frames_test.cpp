@@ -34,7 +34,7 @@ class ReadTest : public PluginTest {
     int length = 17;
 };
 
-TEST_F(ReadTest, PutsFramesOneBehindTheOther) {
+TEST_F(ReadTest, ConcatenatesFrames) {
     EXPECT_EQ(VNRead(id, buffer, sizeof buffer, 3, &length), VNRES_SUCCEED);
     EXPECT_EQ(length, 6);
     EXPECT_EQ(inBuffer(), "abcdef..");
@@ -50,7 +50,7 @@ TEST_F(ReadTest, ContinuesWhereTheLastCallEnded) {
     EXPECT_EQ(inBuffer(), "dbc.....");
 }
 
-TEST_F(ReadTest, NeedsNoPlaceForTheLength) {
+TEST_F(ReadTest, AcceptsANullLength) {
     EXPECT_EQ(VNRead(id, buffer, sizeof buffer, 2, nullptr), VNRES_SUCCEED);
     EXPECT_EQ(inBuffer(), "abcd....");
 }
@@ -81,14 +81,14 @@ TEST_F(ReadTest, RefusesTheFirstFrameInANegativeBuffer) {
                       released(3)}));
 }
 
-TEST_F(ReadTest, TakesAnEmptyFrame) {
+TEST_F(ReadTest, AcceptsAnEmptyFrame) {
     output->frames = {Bytes{}, Bytes{'a'}};
     EXPECT_EQ(VNRead(id, buffer, 1, 2, &length), VNRES_SUCCEED);
     EXPECT_EQ(length, 1);
     EXPECT_EQ(inBuffer(), "a.......");
 }
 
-/** A framework gone wrong. */
+/** The frames of a faulty framework. */
 class NegativeFrames : public Stream<OutputPart> {
   public:
     bool PullFrame(std::shared_ptr<common::frame_t>& frame, bool) override {
@@ -98,14 +98,14 @@ class NegativeFrames : public Stream<OutputPart> {
     }
 };
 
-TEST_F(ReadTest, AFrameOfLessThanNothingIsNotCopied) {
+TEST_F(ReadTest, AFrameOfNegativeSizeIsNotCopied) {
     const int other = handleOf(new NegativeFrames);
     EXPECT_EQ(VNRead(other, buffer, sizeof buffer, 2, &length), VNRES_SUCCEED);
     EXPECT_EQ(length, 0);
     EXPECT_EQ(inBuffer(), std::string(sizeof buffer, '.'));
 }
 
-/** Its second frame is so long that its sum with what came before it is no int. */
+/** Adding the size of its second frame to that of the first overflows an int. */
 class LongestFrame : public Stream<OutputPart> {
   public:
     bool PullFrame(std::shared_ptr<common::frame_t>& frame, bool) override {
@@ -119,7 +119,7 @@ class LongestFrame : public Stream<OutputPart> {
     int next = 4;
 };
 
-TEST_F(ReadTest, RefusesAFrameWhoseSumWithThoseBeforeItOverflows) {
+TEST_F(ReadTest, RefusesAFrameThatOverflowsTheTotalSize) {
     const int other = handleOf(new LongestFrame);
     EXPECT_EQ(VNRead(other, buffer, sizeof buffer, 2, &length), VNRES_BUF_TOO_SMALL);
     EXPECT_EQ(length, 17);
@@ -135,7 +135,7 @@ TEST_F(ReadTest, PullsNothingForACountOfZero) {
     EXPECT_EQ(happened(), Events{canPull});
 }
 
-TEST_F(ReadTest, ANegativeCountGoesOnUntilAPullFails) {
+TEST_F(ReadTest, ANegativeCountReadsUntilAPullFails) {
     EXPECT_EQ(VNRead(id, buffer, sizeof buffer, -1, &length), VNRES_FAIL);
     EXPECT_EQ(length, 17);
     EXPECT_EQ(inBuffer(), "abcdefg.");
@@ -144,7 +144,7 @@ TEST_F(ReadTest, ANegativeCountGoesOnUntilAPullFails) {
                       pull, error("VNRead", "!output->PullFrame(frm)," + text + ":pull frame fail!")}));
 }
 
-TEST_F(ReadTest, TheLowestCountGoesOnUntilTheBufferIsFull) {
+TEST_F(ReadTest, TheLowestCountReadsUntilTheBufferIsFull) {
     EXPECT_EQ(VNRead(id, buffer, 6, INT_MIN, &length), VNRES_BUF_TOO_SMALL);
     EXPECT_EQ(length, 17);
     EXPECT_EQ(inBuffer(), "abcdef..");
@@ -173,9 +173,9 @@ TEST_F(ReadTest, IsUnsupportedWhereFramesCannotBePulled) {
                                                                ":this dev is not supported pull frame!")}));
 }
 
-TEST_F(ReadTest, RefusesWhatGivesNoFrames) {
+TEST_F(ReadTest, RefusesAnObjectWithoutFrameOutput) {
     const int other = handleOf(new Stream<ControlPart, InputPart>);
-    // What the first call has found may be known to the second.
+    // The second call may use what the first has cached.
     for (int call = 0; call < 2; ++call) {
         EXPECT_EQ(VNRead(other, buffer, sizeof buffer, 1, &length), VNRES_WRONG_DEVICE);
         EXPECT_EQ(length, 17);
@@ -184,7 +184,7 @@ TEST_F(ReadTest, RefusesWhatGivesNoFrames) {
     }
 }
 
-TEST_F(ReadTest, RefusesNoHandle) {
+TEST_F(ReadTest, RefusesHandleZero) {
     EXPECT_EQ(VNRead(0, buffer, sizeof buffer, 1, &length), VNRES_INVALID_ARG);
     EXPECT_EQ(length, 17);
     EXPECT_EQ(happened(), Events{error("VNRead", "!id")});
@@ -222,7 +222,7 @@ TEST_F(FeedTest, PushesTheBufferAsOneFrame) {
     EXPECT_EQ(std::string(buffer, sizeof buffer), "abcde");
 }
 
-TEST_F(FeedTest, PassesAnySizeOn) {
+TEST_F(FeedTest, ForwardsAnySize) {
     EXPECT_EQ(VNFeed(id, buffer, 0), VNRES_SUCCEED);
     EXPECT_EQ(VNFeed(id, buffer, -1), VNRES_SUCCEED);
     EXPECT_EQ(happened(), (Events{state, canPush, "IStreamInput::PushFrame(0)", state, canPush,
@@ -259,19 +259,19 @@ INSTANTIATE_TEST_SUITE_P(States, IdleFeedTest, ::testing::Values(kep::State::nul
                                                                    : std::string("Ready");
                          });
 
-TEST_F(FeedTest, RefusesWhatTakesNoFrames) {
+TEST_F(FeedTest, RefusesAnObjectWithoutFrameInput) {
     const int other = handleOf(new Stream<ControlPart, OutputPart>);
     EXPECT_EQ(VNFeed(other, buffer, sizeof buffer), VNRES_WRONG_DEVICE);
     EXPECT_EQ(happened(),
               Events{error("VNFeed", "!input," + std::to_string(other) + ":this dev can not input frame!")});
 }
 
-TEST_F(FeedTest, RefusesNoHandle) {
+TEST_F(FeedTest, RefusesHandleZero) {
     EXPECT_EQ(VNFeed(0, buffer, sizeof buffer), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), Events{error("VNFeed", "!id")});
 }
 
-TEST_F(FeedTest, RefusesNoBufferBeforeItLooksAtTheHandle) {
+TEST_F(FeedTest, ChecksTheBufferBeforeTheHandle) {
     EXPECT_EQ(VNFeed(0, nullptr, 1), VNRES_INVALID_ARG);
     EXPECT_EQ(VNFeed(id, nullptr, 1), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), (Events{error("VNFeed", "!buf"), error("VNFeed", "!buf")}));

@@ -1,4 +1,4 @@
-/** What the framework's headers do themselves, but for what needs its objects. */
+/** The inline code of the framework's headers that needs no objects of the framework. */
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -45,11 +45,11 @@ TEST(HashTest, IsFnv1a) {
     EXPECT_EQ(kep::Hash("foobar"), 0xbf9cf968u);
 }
 
-TEST(HashTest, OfNoTextIsZero) {
+TEST(HashTest, OfNullIsZero) {
     EXPECT_EQ(kep::Hash(nullptr), 0u);
 }
 
-TEST(HashTest, TakesCapitalsForSmallLetters) {
+TEST(HashTest, IgnoresTheCaseOfAsciiLetters) {
     EXPECT_EQ(kep::Hash("FooBAR"), kep::Hash("foobar"));
     EXPECT_EQ(kep::Hash("AZ"), kep::Hash("az"));
     EXPECT_NE(kep::Hash("@"), kep::Hash("`"));
@@ -57,16 +57,16 @@ TEST(HashTest, TakesCapitalsForSmallLetters) {
     EXPECT_NE(kep::Hash("\xc4"), kep::Hash("\xe4"));
 }
 
-TEST(HashTest, TakesBytesAboveAsciiAsTheyAre) {
+TEST(HashTest, HashesBytesAboveAsciiUnchanged) {
     EXPECT_EQ(kep::Hash("\xff"), (0x811c9dc5u ^ 0xffu) * 16777619u);
 }
 
-// A copy would give the owner its data back twice.
+// A copy would release the data twice.
 static_assert(!std::is_copy_constructible_v<common::frame_t> && !std::is_copy_assignable_v<common::frame_t>);
-// It owns what it stores.
+// It owns its bytes.
 static_assert(!std::is_copy_constructible_v<FifoBuffer> && !std::is_copy_assignable_v<FifoBuffer>);
 
-TEST(FrameTest, HoldsNothingUntilItIsFilled) {
+TEST(FrameTest, IsEmptyByDefault) {
     const common::frame_t frame;
     EXPECT_EQ(frame.index, 0);
     EXPECT_EQ(frame.data, nullptr);
@@ -87,7 +87,7 @@ TEST(FrameTest, IsReleasedOnceByItsLastOwner) {
     EXPECT_EQ(released, 1);
 }
 
-TEST(AttributeTemplateTest, NumbersAndTruthValuesAreWrittenAsText) {
+TEST(AttributeTemplateTest, NumbersAndBooleansAreWrittenAsText) {
     AttrSet set;
     EXPECT_TRUE(set.Add("id", -7));
     EXPECT_TRUE(set.Add("draw", true));
@@ -99,7 +99,7 @@ TEST(AttributeTemplateTest, NumbersAndTruthValuesAreWrittenAsText) {
     EXPECT_STREQ(set.GetOrDef("none", "fallback"), "fallback");
 }
 
-TEST(Hex, AsManyDigitsAsTheTypeHas) {
+TEST(Hex, HasAsManyDigitsAsTheType) {
     char text[kep::base::kHexSize];
     EXPECT_STREQ(kep::base::ToHex(text, static_cast<unsigned char>(0x0a), true), "0x0A");
     EXPECT_STREQ(kep::base::ToHex(text, static_cast<unsigned char>(0xfe), false), "FE");
@@ -111,14 +111,14 @@ TEST(Hex, AsManyDigitsAsTheTypeHas) {
     EXPECT_STREQ(kep::base::ToHex(text, std::uint64_t{0xf}, false), "000000000000000F");
 }
 
-TEST(AttributeTemplateTest, OtherNumbersAreWrittenInAllTheirDigits) {
+TEST(AttributeTemplateTest, OtherNumbersAreWrittenInFull) {
     EXPECT_EQ(ToString(std::int64_t{INT64_MIN}), "-9223372036854775808");
     EXPECT_EQ(ToString(0xffffffffu), "4294967295");
     EXPECT_EQ(ToString(INT_MIN), "-2147483648");
     EXPECT_EQ(ToString(false), "false");
 }
 
-TEST(AttributeTemplateTest, WhatDoesNotConvertGivesTheFallback) {
+TEST(AttributeTemplateTest, AValueThatDoesNotConvertGivesTheFallback) {
     AttrSet set("n=abc,big=5000000000");
     EXPECT_EQ(set.GetOrDef("n", 7), 7);
     EXPECT_EQ(set.GetOrDef("big", std::int64_t{1}), 5000000000);
@@ -130,7 +130,7 @@ class Attributes final : public IAttributes {
     bool fromString(const char*) override { return false; }
 };
 
-TEST(AttributesTest, GivesItsTextAsAFreshString) {
+TEST(AttributesTest, ReturnsItsTextAsANewString) {
     EXPECT_EQ(Attributes().ToString(), "a=1");
 }
 
@@ -144,7 +144,7 @@ TEST(DebugLineTest, HasColourSourceLineAndFunctionAndResetsTheColourAfterTheNewl
     EXPECT_EQ(text, "<red>api/a.cpp/17/f:\t5\n\033[0m");
 }
 
-TEST(DebugLineTest, CutsTheRootAndNoMoreThanThereIs) {
+TEST(DebugLineTest, CutsTheRootButNotBeyondTheEndOfThePath) {
     const char file[] = "/root/a.cpp";
     for (const auto& [offset, rest] : std::vector<std::pair<int, const char*>>{{0, "/root/a.cpp"},
                                                                                {-1, "/root/a.cpp"},
@@ -158,7 +158,7 @@ TEST(DebugLineTest, CutsTheRootAndNoMoreThanThereIs) {
     }
 }
 
-/** One property, "number", of the type that it is declared with. */
+/** One property, "number", of the given type. */
 class Property final : public IParam {
   public:
     explicit Property(const std::type_info& type) : type_(type) {}
@@ -192,7 +192,7 @@ class Property final : public IParam {
     const std::type_info& type_;
 };
 
-TEST(TypedParamTest, TakesAndGivesValuesOfItsOwnType) {
+TEST(TypedParamTest, SetsAndGetsValuesOfItsOwnType) {
     Property property(typeid(int));
     int value = 0;
     EXPECT_TRUE(SetTyped(property, "number", 5));
@@ -203,7 +203,7 @@ TEST(TypedParamTest, TakesAndGivesValuesOfItsOwnType) {
     EXPECT_EQ(property.number, 5);
 }
 
-TEST(TypedParamTest, LeavesTheValueWhereItIsRefused) {
+TEST(TypedParamTest, LeavesTheValueWhenRefused) {
     Property property(typeid(int));
     int value = 7;
     EXPECT_FALSE(GetTyped(property, "other", value));
@@ -220,7 +220,7 @@ using Integers = ::testing::Types<char, short, int, long, long long, unsigned ch
                                   unsigned int, unsigned long, unsigned long long>;
 TYPED_TEST_SUITE(IntegerParamTest, Integers);
 
-TYPED_TEST(IntegerParamTest, IsExchangedWith64Bits) {
+TYPED_TEST(IntegerParamTest, IsSetAndReadWith64Bits) {
     Property property(typeid(TypeParam));
     std::int64_t value = 0;
     EXPECT_TRUE(SetInteger(property, "number", -5000000000));
@@ -234,7 +234,7 @@ class OtherParamTest : public ::testing::Test {};
 using Others = ::testing::Types<bool, signed char, float, double, char*, std::string>;
 TYPED_TEST_SUITE(OtherParamTest, Others);
 
-TYPED_TEST(OtherParamTest, IsNoInteger) {
+TYPED_TEST(OtherParamTest, IsNotAnInteger) {
     Property property(typeid(TypeParam));
     std::int64_t value = 7;
     EXPECT_FALSE(SetInteger(property, "number", 5));

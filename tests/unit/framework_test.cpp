@@ -1,4 +1,4 @@
-/** What the framework's headers do themselves. */
+/** The inline code of the framework's headers that creates objects. */
 #include "fixture.h"
 #include "kep/reflect.h"
 
@@ -25,7 +25,7 @@ TEST_F(ReflectTest, CreatesAnObjectOfItsClass) {
     delete made;
 }
 
-TEST_F(ReflectTest, AsksForAClassThatIsYetToBeLoaded) {
+TEST_F(ReflectTest, LooksForAClassThatIsYetToBeLoaded) {
     object* const made = Object::New<object>("type=Later");
     ASSERT_NE(made, nullptr);
     EXPECT_EQ(happened(),
@@ -34,7 +34,7 @@ TEST_F(ReflectTest, AsksForAClassThatIsYetToBeLoaded) {
     delete made;
 }
 
-TEST_F(ReflectTest, AnUnknownClassMakesNothing) {
+TEST_F(ReflectTest, AnUnknownClassCreatesNothing) {
     script.refuse("IClass::FindBeforeNew");
     EXPECT_EQ(Object::New<object>("type=Unknown"), nullptr);
     EXPECT_EQ(happened(), (Events{"Object::NewPreProcessAttrSet()", "IClass::Find(Unknown)",
@@ -52,7 +52,7 @@ TEST_F(ReflectTest, ADescriptionThatCannotBePreparedIsRefused) {
     EXPECT_EQ(happened(), (Events{"Object::NewPreProcessAttrSet()", refusal("!NewPreProcessAttrSet(ap)")}));
 }
 
-TEST_F(ReflectTest, AnObjectOfTheWrongKindIsNoneAndIsDestroyed) {
+TEST_F(ReflectTest, AnObjectOfTheWrongKindIsDestroyed) {
     script.offer(new Stream<>);
     EXPECT_EQ(Object::New<object>("type=KnownThing,name=thing"), nullptr);
     EXPECT_EQ(happened(), (Events{"Object::NewPreProcessAttrSet()", "IClass::Find(KnownThing)", described,
@@ -61,7 +61,7 @@ TEST_F(ReflectTest, AnObjectOfTheWrongKindIsNoneAndIsDestroyed) {
 
 class InitTest : public ReflectTest, public ::testing::WithParamInterface<const char*> {};
 
-TEST_P(InitTest, AnObjectThatCannotBeSetUpIsNone) {
+TEST_P(InitTest, AFailedStepGivesNoObject) {
     script.refuse(GetParam());
     EXPECT_EQ(Object::New<object>("type=KnownThing,name=thing"), nullptr);
     EXPECT_EQ(script.liveObjects(), 0);

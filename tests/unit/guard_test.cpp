@@ -90,7 +90,7 @@ const Call calls[] = {
 
 class GuardTest : public PluginTest, public ::testing::WithParamInterface<Call> {};
 
-TEST_P(GuardTest, TurnsAnExceptionIntoAFailureAndALine) {
+TEST_P(GuardTest, TurnsAnExceptionIntoAFailureAndALogLine) {
     const int id = handleOf(GetParam().object());
     script.throwAt(GetParam().step);
     EXPECT_EQ(GetParam().call(id), VNRES_FAIL);
@@ -101,7 +101,7 @@ TEST_P(GuardTest, TurnsAnExceptionIntoAFailureAndALine) {
     EXPECT_EQ(errors, 1);
 }
 
-TEST_P(GuardTest, TurnsWhatIsNoExceptionIntoTheSame) {
+TEST_P(GuardTest, TurnsAThrownIntIntoAFailureAndALogLine) {
     const int id = handleOf(GetParam().object());
     script.throwIntAt(GetParam().step);
     EXPECT_EQ(GetParam().call(id), VNRES_FAIL);
@@ -111,7 +111,7 @@ TEST_P(GuardTest, TurnsWhatIsNoExceptionIntoTheSame) {
 INSTANTIATE_TEST_SUITE_P(Calls, GuardTest, ::testing::ValuesIn(calls),
                          [](const auto& test) { return std::string(test.param.name); });
 
-/** Whose frames never come. */
+/** A source whose pull blocks forever. */
 class Endless : public Stream<OutputPart> {
   public:
     bool PullFrame(std::shared_ptr<common::frame_t>&, bool) override {

@@ -1,4 +1,4 @@
-/** The handle table with another thread's whole operation between any two accesses of one's own. */
+/** The handle table, with a whole operation of another thread injected before each atomic access. */
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -11,7 +11,7 @@
 namespace unit {
 namespace {
 
-/** Which access the other thread comes before, counted down; what it does then. */
+/** The accesses left before the other thread's operation, and that operation. */
 int accessesBefore = 0;
 std::function<void()> otherThread;
 
@@ -22,7 +22,7 @@ void access() {
     once();
 }
 
-/** Acts as std::atomic does, and lets the other thread in before each access. */
+/** A std::atomic that can run the other thread's operation before each access. */
 template <class T>
 class Stepped {
   public:
@@ -60,24 +60,25 @@ class HandleStepsTest : public ::testing::Test {
   protected:
     using Table = vornisa::HandleTable<Object, Stepped>;
 
-    /** A table for each place between two accesses of `own`, where `other` comes in. */
+    /** Runs `own` on a new table for each of its accesses, with `other` injected before that access; then
+     * `check`. */
     void atEveryStep(const std::function<void()>& own, const std::function<void()>& other,
                      const std::function<void()>& check) {
         int places = 0;
-        for (bool cameIn = true; cameIn; ++places) {
+        for (bool injected = true; injected; ++places) {
             ASSERT_LT(places, 10000);
             SCOPED_TRACE("before access " + std::to_string(places));
             table.reset(new Table);
             prepare();
             accessesBefore = places;
-            cameIn = false;
+            injected = false;
             otherThread = [&] {
-                cameIn = true;
+                injected = true;
                 other();
             };
             own();
             otherThread = nullptr;
-            if (cameIn) check();
+            if (injected) check();
             if (HasFatalFailure()) return;
         }
         EXPECT_GT(places, 3);
@@ -85,7 +86,7 @@ class HandleStepsTest : public ::testing::Test {
 
     virtual void prepare() {}
 
-    /** A handle of `object`, in the slot that `ended` had unless that is still being cleared. */
+    /** A handle of `object`, in the slot of the handle `ended` unless that slot is still being cleared. */
     int addInPlaceOf(int ended, Object* object) {
         int handle = table->add(object);
         for (int i = 0; i < 256 && handle % 256 != ended % 256; ++i) {
@@ -115,7 +116,7 @@ class SharedObjectStepsTest : public HandleStepsTest {
     Object* left = nullptr;
 };
 
-TEST_F(SharedObjectStepsTest, TheEndOfAHandleEndsNoOther) {
+TEST_F(SharedObjectStepsTest, EndingAHandleDoesNotAffectOthers) {
     atEveryStep(
         [&] {
             left = table->take(first);
@@ -147,7 +148,7 @@ class OneObjectStepsTest : public HandleStepsTest {
     Object* taken = nullptr;
 };
 
-TEST_F(OneObjectStepsTest, AHandleThatEndsMeanwhileFindsItsOwnObjectOrNothing) {
+TEST_F(OneObjectStepsTest, AHandleEndedMeanwhileFindsItsOwnObjectOrNothing) {
     atEveryStep([&] { found = table->find(handle); },
                 [&] {
                     table->take(handle);
@@ -159,7 +160,7 @@ TEST_F(OneObjectStepsTest, AHandleThatEndsMeanwhileFindsItsOwnObjectOrNothing) {
                 });
 }
 
-TEST_F(OneObjectStepsTest, OneOfTwoThatEndAHandleGetsTheObject) {
+TEST_F(OneObjectStepsTest, OneOfTwoThreadsThatEndAHandleGetsTheObject) {
     atEveryStep([&] { found = table->take(handle); },
                 [&] {
                     taken = table->take(handle);
@@ -172,7 +173,7 @@ TEST_F(OneObjectStepsTest, OneOfTwoThatEndAHandleGetsTheObject) {
                 });
 }
 
-TEST_F(OneObjectStepsTest, AHandleThatIsBeingMadeFindsItsObjectOrNothing) {
+TEST_F(OneObjectStepsTest, AHandleBeingCreatedFindsItsObjectOrNothing) {
     atEveryStep([&] { next = table->add(&two); },
                 [&] {
                     found = table->find(handle + 1);
@@ -185,7 +186,7 @@ TEST_F(OneObjectStepsTest, AHandleThatIsBeingMadeFindsItsObjectOrNothing) {
                 });
 }
 
-TEST_F(OneObjectStepsTest, AHandleThatIsBeingEndedFindsItsObjectOrNothing) {
+TEST_F(OneObjectStepsTest, AHandleBeingEndedFindsItsObjectOrNothing) {
     bool contained = true;
     atEveryStep([&] { taken = table->take(handle); },
                 [&] {
@@ -212,7 +213,7 @@ class FullLevelStepsTest : public HandleStepsTest {
     int other = 0;
 };
 
-TEST_F(FullLevelStepsTest, TwoThatAddALevelShareIt) {
+TEST_F(FullLevelStepsTest, TwoThreadsThatAddALevelShareIt) {
     atEveryStep([&] { next = table->add(&two); }, [&] { other = table->add(&one); },
                 [&] {
                     EXPECT_NE(next, other);

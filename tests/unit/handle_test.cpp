@@ -9,7 +9,7 @@ namespace {
 
 using HandleTest = PluginTest;
 
-/** Every function that takes a handle, and what it answers where a handle stands for nothing. */
+/** A function that takes a handle, and its result for a handle without an object. */
 struct Call {
     const char* name;
     int (*call)(int id);
@@ -52,7 +52,7 @@ const Call calls[] = {
 
 class NoHandleTest : public PluginTest, public ::testing::WithParamInterface<Call> {};
 
-TEST_P(NoHandleTest, ZeroIsRefusedBeforeTheFrameworkHearsOfIt) {
+TEST_P(NoHandleTest, ZeroIsRefusedWithoutACallOfTheFramework) {
     handleOf(new Stream<ControlPart, OutputPart, VideoPart>);
     EXPECT_EQ(GetParam().call(0), VNRES_INVALID_ARG);
     const Events events = happened();
@@ -86,8 +86,8 @@ TEST_F(HandleTest, IsTheAddressOfTheRootOfAStream) {
 
 class DeadHandleTest : public PluginTest, public ::testing::WithParamInterface<Call> {
   protected:
-    /** Calls it with a handle that is none, and demands that the framework hears nothing of it. */
-    void expectNothingFor(int id) {
+    /** Calls the function with an invalid handle; expects its result and no call of the framework. */
+    void expectNoCallFor(int id) {
         EXPECT_EQ(GetParam().call(id), GetParam().code) << id;
         for (const std::string& event : happened()) EXPECT_EQ(event.compare(0, 8, "line on "), 0) << event;
     }
@@ -99,16 +99,16 @@ TEST_P(DeadHandleTest, AReleasedHandleFindsNothing) {
     ASSERT_EQ(VNAcquire(VNRES_STAMP, &id), VNRES_SUCCEED);
     ASSERT_EQ(VNRelease(id), VNRES_SUCCEED);
     happened();
-    expectNothingFor(id);
+    expectNoCallFor(id);
     handleOf(new Stream<ControlPart, OutputPart, VideoPart>);
-    expectNothingFor(id);
+    expectNoCallFor(id);
 }
 
 TEST_P(DeadHandleTest, AMadeUpHandleFindsNothing) {
     const int live = handleOf(new PlainObject);
     for (const int id :
          {1, 31, 66, madeUpHandle, live + 1, live + 256, live - 1, -live, -1, INT_MAX, INT_MIN})
-        expectNothingFor(id);
+        expectNoCallFor(id);
 }
 
 INSTANTIATE_TEST_SUITE_P(Calls, DeadHandleTest, ::testing::ValuesIn(calls),
@@ -132,7 +132,7 @@ TEST_F(HandleTest, IsNeverGivenTwice) {
     }
 }
 
-TEST_F(HandleTest, ThereMayBeManyAtATime) {
+TEST_F(HandleTest, ManyMayBeLiveAtATime) {
     std::vector<PlainObject> objects(20000);
     std::vector<int> handles;
     for (PlainObject& object : objects) handles.push_back(vornisa::newHandle(&object));
@@ -195,7 +195,7 @@ TEST_F(HandleTest, AHandleInALaterLevelOfTheTableKeepsItsObjectAlive) {
 #endif
 
 TEST_F(HandleTest, TheOutputFoundIsThatOfTheHandlesObject) {
-    // Of different layouts, and more than have their own place among what was found before.
+    // Objects of different layouts, and more than the cache of found outputs has entries.
     std::vector<int> handles;
     std::vector<kep::object_base*> objects;
     for (int i = 0; i < 40; ++i) {

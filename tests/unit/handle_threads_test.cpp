@@ -61,7 +61,7 @@ TEST_F(HandleThreadsTest, TheTableGrowsUnderReaders) {
     EXPECT_EQ(wrong, 0);
 }
 
-TEST_F(HandleThreadsTest, OneOfThoseThatEndAHandleGetsTheObject) {
+TEST_F(HandleThreadsTest, OneOfTheThreadsThatEndAHandleGetsTheObject) {
     PlainObject object;
     std::vector<int> handles;
     for (int i = 0; i < kRounds; ++i) handles.push_back(vornisa::newHandle(&object));
@@ -69,7 +69,7 @@ TEST_F(HandleThreadsTest, OneOfThoseThatEndAHandleGetsTheObject) {
     std::atomic<int> arrived{0};
     runInThreads([&](int) {
         for (std::size_t i = 0; i < handles.size(); ++i) {
-            // All of them at once, so that they do meet.
+            // All threads at once, so that they contend.
             ++arrived;
             while (arrived < static_cast<int>(i + 1) * kThreads) std::this_thread::yield();
             got[i] += vornisa::endHandle(handles[i]) == &object;

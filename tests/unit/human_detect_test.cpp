@@ -45,7 +45,7 @@ class HumanDetectTest : public PluginTest {
     std::unique_ptr<PlainObject> object_{new PlainObject};
 };
 
-// The framework has it from then on: neither a handle nor an end of it is seen here.
+// The framework owns the service from then on: there is neither a handle nor a destruction.
 TEST_F(HumanDetectTest, CreatesTheServiceAndStartsIt) {
     EXPECT_EQ(VNHumanDetect(640, 360, 5), VNRES_SUCCEED);
     Events events = upToCreation();
@@ -62,7 +62,7 @@ TEST_F(HumanDetectTest, ASecondCallStartsAnotherOne) {
     EXPECT_EQ(happened(), first);
 }
 
-TEST_F(HumanDetectTest, ZeroIsNoArgument) {
+TEST_F(HumanDetectTest, ZeroIsAnInvalidArgument) {
     EXPECT_EQ(VNHumanDetect(0, 0, 0), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), (Events{refused("!width")}));
     EXPECT_EQ(VNHumanDetect(640, 0, 0), VNRES_INVALID_ARG);
@@ -71,7 +71,7 @@ TEST_F(HumanDetectTest, ZeroIsNoArgument) {
     EXPECT_EQ(happened(), (Events{refused("!fps")}));
 }
 
-TEST_F(HumanDetectTest, NegativeValuesArePassedOn) {
+TEST_F(HumanDetectTest, NegativeValuesAreForwarded) {
     EXPECT_EQ(VNHumanDetect(-1, std::numeric_limits<int>::min(), -5), VNRES_SUCCEED);
     const Events events = happened();
     ASSERT_EQ(events.size(), 11u);
@@ -82,7 +82,7 @@ TEST_F(HumanDetectTest, NegativeValuesArePassedOn) {
               std::string::npos);
 }
 
-TEST_F(HumanDetectTest, ADescriptionThatTheClassRefuses) {
+TEST_F(HumanDetectTest, FailsWhenTheClassRefusesTheDescription) {
     script.refuse("IClass::initAttrSet");
     object_.release();  // which the class deletes
     EXPECT_EQ(VNHumanDetect(640, 360, 5), VNRES_FAIL);
@@ -92,7 +92,7 @@ TEST_F(HumanDetectTest, ADescriptionThatTheClassRefuses) {
     EXPECT_EQ(happened(), events);
 }
 
-TEST_F(HumanDetectTest, AClassThatIsNotThere) {
+TEST_F(HumanDetectTest, FailsWithoutTheClass) {
     script.refuse("IClass::FindBeforeNew");
     EXPECT_EQ(VNHumanDetect(640, 360, 5), VNRES_FAIL);
     Events events = upToCreation();
@@ -101,7 +101,7 @@ TEST_F(HumanDetectTest, AClassThatIsNotThere) {
     EXPECT_EQ(happened(), events);
 }
 
-TEST_F(HumanDetectTest, AServiceThatDoesNotStartStays) {
+TEST_F(HumanDetectTest, AServiceThatDoesNotStartIsNotDestroyed) {
     script.refuse("IParam::SetStr");
     EXPECT_EQ(VNHumanDetect(640, 360, 5), VNRES_FAIL);
     Events events = upToCreation();
@@ -110,7 +110,7 @@ TEST_F(HumanDetectTest, AServiceThatDoesNotStartStays) {
     EXPECT_EQ(happened(), events);
 }
 
-TEST_F(HumanDetectTest, AnExceptionEndsInALine) {
+TEST_F(HumanDetectTest, AnExceptionIsLogged) {
     script.throwAt("IClass::create");
     EXPECT_EQ(VNHumanDetect(640, 360, 5), VNRES_FAIL);
     EXPECT_EQ(happened().back(), refused("exception:std::bad_alloc"));

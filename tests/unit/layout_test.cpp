@@ -1,6 +1,6 @@
 /**
- * What the plug-in's machine code takes for granted of the framework: slots of virtual functions, places of
- * fields, values. The firmware is compiled elsewhere, so that a change here breaks nothing but the camera.
+ * The binary interface to the framework: slots of virtual functions, offsets of fields, values. The firmware
+ * is compiled elsewhere, so that a change would compile here and fail on the camera.
  */
 #include <gtest/gtest.h>
 
@@ -30,7 +30,7 @@ using kep::base::IParam;
 using kep::base::object;
 using Text = kep::base::ostream;
 
-/** The slot of a virtual function in the table of its class, as the machine code of a call has it. */
+/** The index of a virtual function in the virtual table of its class. */
 template <class Member>
 std::ptrdiff_t slot(Member member) {
     struct {
@@ -42,8 +42,7 @@ std::ptrdiff_t slot(Member member) {
     return parts.function / static_cast<std::ptrdiff_t>(sizeof(void*));
 }
 
-/** A class that has object_base as its first base, or as its virtual base, begins with that one's
- * destructors. */
+/** The table of a class with object_base as its first or virtual base begins with the two destructors. */
 constexpr std::ptrdiff_t kAfterRoot = 2;
 
 TEST(SlotTest, StreamInterfacesBeginWithTheirOwnOperations) {
@@ -62,7 +61,7 @@ TEST(SlotTest, StreamInterfacesBeginWithTheirOwnOperations) {
     EXPECT_EQ(slot(&IAudio::SetChannels), kAfterRoot + 1);
 }
 
-// Its virtual base has no data, so that both have one table.
+// Its virtual base has no data, so that both share one table.
 TEST(SlotTest, StreamInputContinuesTheTableOfItsState) {
     EXPECT_EQ(slot(&IState::CurrentState), kAfterRoot);
     EXPECT_EQ(slot(&IStreamInput::IsSupportedPushFrame), kAfterRoot + 1);
@@ -113,7 +112,7 @@ TEST(SlotTest, TextStreamsInsertInTheirOrder) {
     EXPECT_EQ(slot(static_cast<Text& (Text::*)(const char*)>(&Text::operator<<)), 4);
 }
 
-/** Makes the operations of a class visible that only the framework's templates call. */
+/** Makes operations of IClass accessible that only the framework's templates call. */
 class OpenClass : public IClass {
   public:
     using IClass::create;
@@ -172,14 +171,14 @@ static_assert(static_cast<int>(State::null) == 1, "");
 static_assert(static_cast<int>(State::ready) == 2, "");
 static_assert(static_cast<int>(State::play) == 4, "");
 
-// An interface is a table and nothing else, or the next one in an object would lie elsewhere.
+// An interface is one pointer to a table: data would shift the next interface in an object.
 static_assert(sizeof(kep::object_base) == sizeof(void*), "");
 static_assert(sizeof(IStreamControl) == sizeof(void*), "");
 static_assert(sizeof(IStreamInput) == sizeof(void*), "");
 static_assert(sizeof(IStreamOutput) == sizeof(void*), "");
 static_assert(sizeof(object) == 3 * sizeof(void*), "object_base, IAttributes, IParam");
 
-// What the plug-in provides the memory of has room to spare for a larger class.
+// The plug-in allocates these itself, so they have spare room for a larger class of the firmware.
 static_assert(sizeof(kep::base::AttrSet) >= 256, "");
 static_assert(sizeof(kep::base::ostream_string) >= 64, "");
 static_assert(sizeof(kep::base::FifoBuffer) >= 512, "");

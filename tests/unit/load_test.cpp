@@ -1,5 +1,4 @@
-/** The plug-in as a library, loaded and unloaded by the program, with the double in the place of the
- * framework. */
+/** The plug-in as a library that the program loads and unloads, with the double as its framework. */
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
@@ -98,7 +97,7 @@ TEST(LoadTest, RegistersOnceAtEachLoadAndLeavesNothingBehind) {
             ASSERT_FALSE(Maps().plugin);
             ASSERT_EQ(Script::instance().takeEvents(), Events{});
         }
-        // What the program itself keeps from then on, it has by the tenth time.
+        // By the tenth time the program itself has allocated what it keeps.
         if (i == 10) {
             allocationsBefore = liveAllocations;
             descriptorsBefore = openDescriptors();
@@ -107,11 +106,11 @@ TEST(LoadTest, RegistersOnceAtEachLoadAndLeavesNothingBehind) {
     }
     EXPECT_EQ(liveAllocations, allocationsBefore);
     EXPECT_EQ(openDescriptors(), descriptorsBefore);
-    // A sanitizer keeps what was freed.
+    // A sanitizer keeps freed memory.
     EXPECT_TRUE(kSanitized || Maps().bytes == bytesBefore) << Maps().bytes - bytesBefore;
 }
 
-TEST(LoadTest, WhatTheCallerStillHoldsStaysWithTheFramework) {
+TEST(LoadTest, AnObjectStillHeldOutlivesThePlugIn) {
     Script::instance().reset();
     void* const library = load();
     ASSERT_NE(library, nullptr);

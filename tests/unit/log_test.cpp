@@ -42,7 +42,7 @@ TEST_F(DebugStreamTest, AWholeLineHasExactlyTheseBytes) {
     EXPECT_EQ(raw.substr(end), "/VNStop:\t!id\n\033[0m");
 }
 
-TEST_F(DebugStreamTest, TakesItemsOfEveryKind) {
+TEST_F(DebugStreamTest, WritesItemsOfEveryKind) {
     writeItems(this);
     const std::string text = "text,-42+-2147483648,9223372036854775807," + shown(this);
     EXPECT_EQ(happened(), Events{line(29, cyan, here, "writeItems", text)});
@@ -86,7 +86,7 @@ TEST_F(DebugStreamTest, CutsNoMoreThanThePath) {
 
 class ThrowingStreamTest : public PluginTest, public ::testing::WithParamInterface<void (*)()> {};
 
-TEST_P(ThrowingStreamTest, FailsNoCall) {
+TEST_P(ThrowingStreamTest, DoesNotFailACall) {
     const int id = handleOf(new Stream<ControlPart, VideoPart>);
     GetParam()();
     EXPECT_EQ(VNStart(id), VNRES_SUCCEED);
@@ -98,7 +98,7 @@ TEST_P(ThrowingStreamTest, FailsNoCall) {
     EXPECT_EQ(VNRelease(other), VNRES_SUCCEED);
 }
 
-TEST_P(ThrowingStreamTest, LetsNothingOutThroughTheLineOfAnotherException) {
+TEST_P(ThrowingStreamTest, DoesNotEscapeFromTheLineOfAnotherException) {
     const int id = handleOf(new Stream<ControlPart>);
     script.throwAt("IStreamControl::ChangeUp");
     GetParam()();
@@ -110,7 +110,7 @@ INSTANTIATE_TEST_SUITE_P(Throws, ThrowingStreamTest, ::testing::Values(throwFrom
                              return std::string(test.param == throwFromStreams ? "AnException" : "AnInt");
                          });
 
-/** Takes the place of the process's standard output. */
+/** Replaces the process's standard output. */
 class OutputTest : public PluginTest {
   protected:
     struct Buffer : std::stringbuf {
@@ -127,7 +127,7 @@ class OutputTest : public PluginTest {
         std::cout.flags(flags_);
     }
 
-    /** `text` with the line number after the path taken out of it. */
+    /** `text` without the line number after the path. */
     static std::string withoutNumber(std::string text) {
         const std::string file = "standard_output.cpp/";
         const std::size_t begin = text.find(file);
@@ -144,7 +144,7 @@ class OutputTest : public PluginTest {
     std::ios_base::fmtflags flags_;
 };
 
-TEST_F(OutputTest, TakesLinesWithTheirWholePathAndNoColour) {
+TEST_F(OutputTest, WritesLinesWithTheirWholePathAndNoColour) {
     kep::stream::__root_path_offset = 10;
     writeToStandardOutput(&buffer);
     EXPECT_EQ(withoutNumber(buffer.str()),
@@ -153,7 +153,7 @@ TEST_F(OutputTest, TakesLinesWithTheirWholePathAndNoColour) {
     EXPECT_EQ(happened(), Events{});
 }
 
-TEST_F(OutputTest, TakesErrorLinesInTheSameForm) {
+TEST_F(OutputTest, WritesErrorLinesInTheSameForm) {
     EXPECT_EQ(failToStandardOutput(0), VNRES_INVALID_ARG);
     EXPECT_EQ(withoutNumber(buffer.str()), path + ":failToStandardOutput:!id,0:no handle\n");
     EXPECT_EQ(buffer.flushes, 1);
@@ -162,19 +162,19 @@ TEST_F(OutputTest, TakesErrorLinesInTheSameForm) {
     EXPECT_EQ(happened(), Events{});
 }
 
-/** Has no room, and says so with what is no exception. */
+/** A full buffer that throws an int. */
 struct FullBuffer : std::streambuf {
     int_type overflow(int_type) override { throw 1; }
 };
 
-TEST_F(OutputTest, AnOutputThatThrowsFailsNoCall) {
+TEST_F(OutputTest, AnOutputThatThrowsDoesNotFailACall) {
     FullBuffer full;
-    std::streambuf* const room = std::cout.rdbuf(&full);
+    std::streambuf* const former = std::cout.rdbuf(&full);
     std::cout.exceptions(std::ios_base::badbit);
     EXPECT_EQ(failToStandardOutput(0), VNRES_INVALID_ARG);
     std::cout.exceptions(std::ios_base::goodbit);
     std::cout.clear();
-    std::cout.rdbuf(room);
+    std::cout.rdbuf(former);
 }
 
 TEST_F(OutputTest, ShowsNumbersInDecimalWhateverTheProgramHasSet) {

@@ -13,7 +13,7 @@ const char unsupported[] = "unsupport register message callback!";
 const char streamRegistration[] = "IStreamControl::RegisterMessageCallback()";
 const char objectRegistration[] = "IMessageProcesser::RegisterMessageProcessCallback()";
 
-/** Either registering function, called with a pointer that the first does not take. */
+/** Either registering function; the first has no pointer `hd` and ignores it here. */
 struct Register {
     const char* function;
     int (*call)(int id, VNMessageCallback cb, void* hd);
@@ -29,7 +29,7 @@ class RegisterTest : public PluginTest, public ::testing::WithParamInterface<Reg
     int call(int id, VNMessageCallback cb) { return GetParam().call(id, cb, &received); }
 };
 
-TEST_P(RegisterTest, GivesTheTextsOfAStreamUnchanged) {
+TEST_P(RegisterTest, DeliversTheTextsOfAStreamUnchanged) {
     auto* const object = new Stream<ControlPart>;
     const int id = handleOf(object);
     EXPECT_EQ(call(id, receive), VNRES_SUCCEED);
@@ -46,7 +46,7 @@ TEST_P(RegisterTest, PrefersTheStreamOfAnObjectThatIsBoth) {
     EXPECT_EQ(happened(), Events{streamRegistration});
 }
 
-TEST_P(RegisterTest, IgnoresWhatTheObjectAnswers) {
+TEST_P(RegisterTest, IgnoresTheResultOfTheObject) {
     script.refuse("IStreamControl::RegisterMessageCallback");
     script.refuse("IMessageProcesser::RegisterMessageProcessCallback");
     EXPECT_EQ(call(handleOf(new Stream<ControlPart>), receive), VNRES_SUCCEED);
@@ -65,7 +65,7 @@ TEST_P(RegisterTest, IsUnsupportedWithoutMessages) {
     EXPECT_EQ(happened(), Events{error(GetParam().function, unsupported)});
 }
 
-TEST_P(RegisterTest, RefusesNoHandle) {
+TEST_P(RegisterTest, RefusesHandleZero) {
     EXPECT_EQ(call(0, receive), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), Events{error(GetParam().function, "!id")});
 }
@@ -116,7 +116,7 @@ TEST_F(TagTest, TheMessagesOfAnObjectCarryHandleAndPointer) {
                                                   ",vornisa_hd=" + shown(&own)}));
 }
 
-TEST_F(TagTest, ANullPointerIsGivenBackAsOne) {
+TEST_F(TagTest, ANullPointerIsReturnedAsOne) {
     auto* const object = new Plain<MessagePart>;
     const int id = handleOf(object);
     received.clear();

@@ -27,7 +27,7 @@ TEST(MessageText, GivesTheValueOfAKey) {
     EXPECT_EQ(valueOf(message, "frameLost"), "absent");
 }
 
-TEST(MessageText, TakesBracesOffAndLooksNotInside) {
+TEST(MessageText, StripsBracesAndDoesNotSearchInside) {
     const char* const message = "url={file:///a,lost=1.mp4},track={type=video,size={w=1,h=2}},lost=2,half={a";
     EXPECT_EQ(valueOf(message, "url"), "file:///a,lost=1.mp4");
     EXPECT_EQ(valueOf(message, "track"), "type=video,size={w=1,h=2}");
@@ -36,12 +36,12 @@ TEST(MessageText, TakesBracesOffAndLooksNotInside) {
     EXPECT_EQ(valueOf(valueOf(message, "track").c_str(), "size"), "w=1,h=2");
 }
 
-TEST(MessageText, FindsNothingWhereThereIsNoMessage) {
+TEST(MessageText, FindsNothingInAnInvalidMessage) {
     for (const char* text : {"", ",", "=", "a", "a,b", "{", "}", "}}}a=1"})
         EXPECT_EQ(valueOf(text, "b"), "absent") << text;
 }
 
-TEST(MessageText, CutsAValueToTheRoomThereIsAndTellsItsLength) {
+TEST(MessageText, TruncatesAValueToTheBufferAndReturnsItsLength) {
     char value[4] = {'?', '?', '?', '?'};
     EXPECT_EQ(VNMessageValue("a=12345", "a", value, 3), 5);
     EXPECT_STREQ(value, "12");
@@ -67,7 +67,7 @@ TEST(MessageText, ReadsNumbersOf64Bits) {
     EXPECT_EQ(numberOf("-9223372036854775808"), std::numeric_limits<std::int64_t>::min());
 }
 
-TEST(MessageText, LeavesTheNumberWhereThereIsNone) {
+TEST(MessageText, LeavesTheNumberWhenTheTextIsInvalid) {
     for (const char* text : {"n=", "n=-", "n=1s", "n=+1", "n= 1", "n=0x1", "n=9223372036854775808",
                              "n=-9223372036854775809", "n=99999999999999999999999999999", "m=1", ""}) {
         std::int64_t number = 7;
@@ -76,7 +76,7 @@ TEST(MessageText, LeavesTheNumberWhereThereIsNone) {
     }
 }
 
-TEST(MessageText, TellsTheNameOfAMessage) {
+TEST(MessageText, ComparesTheNameOfAMessage) {
     EXPECT_EQ(VNMessageIs("name=stopped", "stopped"), 1);
     EXPECT_EQ(VNMessageIs("id=3,name=stopped", "stopped"), 1);
     EXPECT_EQ(VNMessageIs("name=stopped", "stop"), 0);

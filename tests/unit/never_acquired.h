@@ -9,9 +9,9 @@
 namespace unit {
 
 /**
- * A handle that no acquisition has given out. Where a handle is an address it must be that of an object, as
- * nothing checks it: that of `object`, which VNRelease then destroys. Elsewhere it stands for nothing, and
- * `object` ends here.
+ * A handle that no acquisition has given out. Where handles are addresses they are not checked, so it is the
+ * address of `object`, which VNRelease then destroys. Elsewhere it is an invalid number, and `object` is
+ * destroyed here.
  */
 inline int neverAcquired(kep::object_base* object) {
 #if UINTPTR_MAX <= UINT_MAX

@@ -53,7 +53,7 @@ class ReadPcmTest : public PluginTest {
         return entry == _vornisa_maps.end() ? nullptr : dynamic_cast<FifoBuffer*>(entry->second);
     }
 
-    /** What the handle's next reads give before they ask the source. */
+    /** The number of bytes that the next reads take from the store; -1 without a store. */
     int kept() { return store() ? store()->Size() : -1; }
 
     Output* output;
@@ -63,7 +63,7 @@ class ReadPcmTest : public PluginTest {
     int length = 17;
 };
 
-TEST_F(ReadPcmTest, RefusesNoHandle) {
+TEST_F(ReadPcmTest, RefusesHandleZero) {
     EXPECT_EQ(VNReadPcm(0, buffer.data(), 4, &length), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), Events{refused("!id")});
     EXPECT_EQ(length, 17);
@@ -88,7 +88,7 @@ TEST_F(ReadPcmTest, KeepsAStoreOf128KibWithTheHandle) {
     EXPECT_EQ(kept(), 2);
 }
 
-TEST_F(ReadPcmTest, UsesAStoreOfItsNameThatCopiesByItselfAndWaits) {
+TEST_F(ReadPcmTest, CreatesANamedStoreWithoutCopyFunctionsAndWaits) {
     output->frames = {Bytes{'a', 'b', 'c'}};
     const FifoCalls calls;
     EXPECT_EQ(read(2), VNRES_SUCCEED);
@@ -96,7 +96,7 @@ TEST_F(ReadPcmTest, UsesAStoreOfItsNameThatCopiesByItselfAndWaits) {
               (Events{"FifoBuffer(pcmsrc,131072,null,null)", "Pop(2,true)", "Push(3,true)", "Pop(2,true)"}));
 }
 
-TEST_F(ReadPcmTest, UsesTheStoreThatIsThere) {
+TEST_F(ReadPcmTest, UsesAnExistingStore) {
     _vornisa_maps[id] = new FifoBuffer("test", 8, nullptr, nullptr);
     ASSERT_TRUE(store()->Push("abc", 3, true));
     EXPECT_EQ(read(9), VNRES_INVALID_ARG);
@@ -106,14 +106,14 @@ TEST_F(ReadPcmTest, UsesTheStoreThatIsThere) {
     EXPECT_EQ(happened(), Events{});
 }
 
-TEST_F(ReadPcmTest, FillsAnEntryThatHasNoStore) {
+TEST_F(ReadPcmTest, CreatesAStoreForAnEmptyEntry) {
     _vornisa_maps[id] = nullptr;
     output->frames = {Bytes{'a'}};
     EXPECT_EQ(read(1), VNRES_SUCCEED);
     EXPECT_TRUE(store());
 }
 
-TEST_F(ReadPcmTest, ServesWhatIsLeftOfAFrameWithoutTheSource) {
+TEST_F(ReadPcmTest, ServesTheRestOfAFrameWithoutTheSource) {
     output->frames = {frameOf(2048, 0), frameOf(2048, 0)};
     EXPECT_EQ(read(1024), VNRES_SUCCEED);
     EXPECT_EQ(length, 1024);
@@ -125,7 +125,7 @@ TEST_F(ReadPcmTest, ServesWhatIsLeftOfAFrameWithoutTheSource) {
     EXPECT_EQ(output->frames.size(), 1u);
 }
 
-TEST_F(ReadPcmTest, ABlockEndsWithTheFrameAndOnlyALineSaysSo) {
+TEST_F(ReadPcmTest, AShortBlockSucceedsAndIsLogged) {
     output->frames = {frameOf(1024, 0), frameOf(1024, 0)};
     EXPECT_EQ(read(1600), VNRES_SUCCEED);
     EXPECT_EQ(length, 1024);
@@ -133,7 +133,7 @@ TEST_F(ReadPcmTest, ABlockEndsWithTheFrameAndOnlyALineSaysSo) {
     EXPECT_EQ(happened(), (Events{canPull, pull, released(1024), shortBlock(1024, 1600)}));
 }
 
-TEST_F(ReadPcmTest, ABlockOfWhatWasKeptIsNotToppedUpFromTheSource) {
+TEST_F(ReadPcmTest, ABlockFromTheStoreIsNotFilledUpFromTheSource) {
     output->frames = {Bytes{'a', 'b', 'c'}, Bytes{'d', 'e'}};
     EXPECT_EQ(read(2), VNRES_SUCCEED);
     happened();
@@ -143,14 +143,14 @@ TEST_F(ReadPcmTest, ABlockOfWhatWasKeptIsNotToppedUpFromTheSource) {
     EXPECT_EQ(happened(), Events{shortBlock(1, 2)});
 }
 
-TEST_F(ReadPcmTest, NeedsNoPlaceForTheLength) {
+TEST_F(ReadPcmTest, AcceptsANullLength) {
     output->frames = {Bytes{'a', 'b', 'c'}};
     EXPECT_EQ(VNReadPcm(id, buffer.data(), 4, nullptr), VNRES_SUCCEED);
     EXPECT_EQ(inBuffer(4), "abc.");
     EXPECT_EQ(happened(), (Events{canPull, pull, released(3), shortBlock(3, 4)}));
 }
 
-TEST_F(ReadPcmTest, GivesAsMuchAsTheStoreHolds) {
+TEST_F(ReadPcmTest, ReadsUpToTheCapacityOfTheStore) {
     output->frames = {frameOf(kCapacity, 7)};
     EXPECT_EQ(read(kCapacity), VNRES_SUCCEED);
     EXPECT_EQ(length, kCapacity);
@@ -158,7 +158,7 @@ TEST_F(ReadPcmTest, GivesAsMuchAsTheStoreHolds) {
     EXPECT_EQ(happened(), (Events{canPull, pull, released(kCapacity)}));
 }
 
-TEST_F(ReadPcmTest, RefusesToGiveMoreThanTheStoreHolds) {
+TEST_F(ReadPcmTest, RefusesMoreThanTheCapacityOfTheStore) {
     output->frames = {Bytes{'a'}};
     EXPECT_EQ(read(kCapacity + 1), VNRES_INVALID_ARG);
     EXPECT_EQ(length, 17);
@@ -204,7 +204,7 @@ TEST_F(ReadPcmTest, IsUnsupportedWhereFramesCannotBePulled) {
                                                    ":this dev is not supported pull frame!")}));
 }
 
-TEST_F(ReadPcmTest, RefusesWhatGivesNoFrames) {
+TEST_F(ReadPcmTest, RefusesAnObjectWithoutFrameOutput) {
     const int other = handleOf(new Stream<ControlPart, InputPart>);
     EXPECT_EQ(VNReadPcm(other, buffer.data(), 4, &length), VNRES_WRONG_DEVICE);
     EXPECT_EQ(length, 17);
@@ -212,7 +212,7 @@ TEST_F(ReadPcmTest, RefusesWhatGivesNoFrames) {
               Events{refused("!output," + std::to_string(other) + ":this dev can not output frame!")});
 }
 
-TEST_F(ReadPcmTest, GivesWhatIsKeptEvenWhereFramesCanNoLongerBePulled) {
+TEST_F(ReadPcmTest, ServesTheStoreEvenWhenFramesCanNoLongerBePulled) {
     output->frames = {Bytes{'a', 'b'}};
     EXPECT_EQ(read(1), VNRES_SUCCEED);
     happened();
@@ -234,7 +234,7 @@ TEST_F(ReadPcmTest, DropsAFrameThatTheStoreCannotHold) {
     EXPECT_EQ(inBuffer(1), "a");
 }
 
-TEST_F(ReadPcmTest, ABlockOfNothingTakesFramesUntilTheStoreIsFull) {
+TEST_F(ReadPcmTest, ASizeOfZeroPullsFramesUntilTheStoreIsFull) {
     output->frames = {Bytes{'a', 'b', 'c', 'd'}, frameOf(kCapacity - 3, 0)};
     EXPECT_EQ(read(0), VNRES_BUF_TOO_SMALL);
     EXPECT_EQ(length, 17);
@@ -243,7 +243,7 @@ TEST_F(ReadPcmTest, ABlockOfNothingTakesFramesUntilTheStoreIsFull) {
                                           "buf size is not enough.131072,4+131069"),
                                   released(kCapacity - 3)}));
     EXPECT_EQ(inBuffer(1), ".");
-    EXPECT_EQ(read(4), VNRES_SUCCEED) << "what was kept before the failure is still there";
+    EXPECT_EQ(read(4), VNRES_SUCCEED) << "the store keeps the bytes from before the failure";
     EXPECT_EQ(inBuffer(5), "abcd.");
     EXPECT_EQ(happened(), Events{});
 }
@@ -254,14 +254,14 @@ TEST_F(ReadPcmTest, AFrameMayFillTheStoreToItsLastByte) {
     EXPECT_EQ(kept(), kCapacity);
 }
 
-TEST_F(ReadPcmTest, ANegativeSizeTakesFramesUntilThereAreNone) {
+TEST_F(ReadPcmTest, ANegativeSizePullsFramesUntilThereAreNone) {
     output->frames = {Bytes{'a'}, Bytes{'b'}};
     EXPECT_EQ(read(-1), VNRES_FAIL);
     EXPECT_EQ(inBuffer(1), ".");
     EXPECT_EQ(kept(), 2);
 }
 
-/** A source whose frames have the sizes that it is told, whatever data there is. */
+/** A source of frames of any declared size, regardless of their data. */
 class OddSource : public Root, public virtual common::IStreamOutput {
   public:
     bool IsSupportedPullFrame() override { return true; }
@@ -298,7 +298,7 @@ TEST_F(ReadPcmTest, EachHandleHasItsOwnStore) {
     EXPECT_EQ(inBuffer(1), "b");
 }
 
-TEST_F(ReadPcmTest, TheStoreEndsWithTheHandle) {
+TEST_F(ReadPcmTest, TheStoreIsDestroyedWithTheHandle) {
     script.offer(new Output);
     int other = 0;
     ASSERT_EQ(VNAcquire(VNRES_STAMP, &other), VNRES_SUCCEED);
@@ -319,7 +319,7 @@ TEST_F(ReadPcmTest, AHandleThatWasNeverAcquiredGetsAStoreToo) {
     EXPECT_TRUE(_vornisa_maps.empty());
 }
 
-TEST_F(ReadPcmTest, AnExceptionOfTheSourceEndsInALine) {
+TEST_F(ReadPcmTest, AnExceptionOfTheSourceIsLogged) {
     output->frames = {Bytes{'a', 'b'}};
     EXPECT_EQ(read(1), VNRES_SUCCEED);
     EXPECT_EQ(read(1), VNRES_SUCCEED);
@@ -329,8 +329,7 @@ TEST_F(ReadPcmTest, AnExceptionOfTheSourceEndsInALine) {
     EXPECT_EQ(happened(), (Events{canPull, pull, refused("exception:std::bad_alloc")}));
 }
 
-/** Endless: the byte at a position of the stream depends on that position alone. Frames are of random sizes.
- */
+/** An endless source of frames of random sizes. Each byte depends on its position in the stream alone. */
 class EndlessSource : public Root, public virtual common::IStreamOutput {
   public:
     explicit EndlessSource(int longest) : longest_(longest), data_(static_cast<std::size_t>(longest)) {}
@@ -341,7 +340,7 @@ class EndlessSource : public Root, public virtual common::IStreamOutput {
 
     bool IsSupportedPullFrame() override { return true; }
     bool PullFrame(std::shared_ptr<frame_t>& frame, bool) override {
-        // Lengths of all magnitudes, none at all among them.
+        // Sizes of all magnitudes, 0 among them.
         const int bound = 1 << random_() % 18;
         size = static_cast<int>(random_() % static_cast<unsigned>(std::min(bound, longest_) + 1));
         for (int i = 0; i < size; ++i) data_[static_cast<std::size_t>(i)] = byteAt(position_++);
@@ -363,7 +362,7 @@ class EndlessSource : public Root, public virtual common::IStreamOutput {
     std::mt19937 random_{20240};
 };
 
-/** Reads `count` blocks of sizes given by `nextSize` and compares each with a model of what it must be. */
+/** Reads `count` blocks of sizes given by `nextSize` and compares each with a model. */
 template <class NextSize>
 void readInBlocks(int id, EndlessSource& source, int count, NextSize nextSize) {
     std::vector<unsigned char> block(kCapacity + 1);
@@ -380,7 +379,7 @@ void readInBlocks(int id, EndlessSource& source, int count, NextSize nextSize) {
         for (int k = 0; k < length; ++k)
             ASSERT_EQ(block[static_cast<std::size_t>(k)], EndlessSource::byteAt(position++))
                 << "byte " << k << " of block " << i;
-        ASSERT_EQ(block[static_cast<std::size_t>(wanted)], 0xee) << "written behind block " << i;
+        ASSERT_EQ(block[static_cast<std::size_t>(wanted)], 0xee) << "written past the end of block " << i;
     }
 }
 
@@ -394,7 +393,7 @@ class ReadPcmModelTest : public PluginTest {
 
 class ReadPcmBlocksTest : public ReadPcmModelTest, public ::testing::WithParamInterface<int> {};
 
-TEST_P(ReadPcmBlocksTest, LosesDoublesAndMovesNoByteInBlocksOfOneSize) {
+TEST_P(ReadPcmBlocksTest, DeliversEachByteOnceInOrderInBlocksOfOneSize) {
     readInBlocks(id, *source, 1500, [] { return GetParam(); });
 }
 
@@ -402,7 +401,7 @@ INSTANTIATE_TEST_SUITE_P(Sizes, ReadPcmBlocksTest,
                          ::testing::Values(1, 2, 3, 160, 1024, 1600, 4096, 44099, 65536, 131071, 131072),
                          ::testing::PrintToStringParamName());
 
-TEST_F(ReadPcmModelTest, LosesDoublesAndMovesNoByteInBlocksOfAnySize) {
+TEST_F(ReadPcmModelTest, DeliversEachByteOnceInOrderInBlocksOfAnySize) {
     std::mt19937 random(7);
     readInBlocks(id, *source, 8000, [&random] {
         const int bound = 1 << random() % 18;
@@ -410,7 +409,7 @@ TEST_F(ReadPcmModelTest, LosesDoublesAndMovesNoByteInBlocksOfAnySize) {
     });
 }
 
-/** An hour of sound in frames of 20 ms of 48 kHz stereo: bytes of a pattern whose length divides no size. */
+/** An hour of sound in frames of 20 ms of 48 kHz stereo: a pattern whose length divides no frame size. */
 class HourOfSound : public Root, public virtual common::IStreamOutput {
   public:
     static constexpr int kFrameBytes = 3840;
@@ -441,7 +440,7 @@ class HourOfSound : public Root, public virtual common::IStreamOutput {
     int pulled_ = 0;
 };
 
-TEST_F(ReadPcmModelTest, AnHourInBlocksOfAnySizeComesWholeAndInOrder) {
+TEST_F(ReadPcmModelTest, AnHourInBlocksOfAnySizeArrivesCompleteAndInOrder) {
     auto* const sound = new HourOfSound;
     const int hour = handleOf(sound);
     std::mt19937 random(11);

@@ -35,8 +35,8 @@ class PictureControlTest : public PluginTest {
     PictureControlTest() { resetReplies(); }
 };
 
-// Every mode sends all of it: 0 too, which clears both.
-TEST_F(PictureControlTest, AModeIsThreeCommands) {
+// Every mode sends all three commands; mode 0 clears both flips.
+TEST_F(PictureControlTest, AModeSendsThreeCommands) {
     EXPECT_EQ(VNTurnVideo(0), VNRES_SUCCEED);
     EXPECT_EQ(happened(), turn("false", "false"));
     EXPECT_EQ(VNTurnVideo(1), VNRES_SUCCEED);
@@ -47,7 +47,7 @@ TEST_F(PictureControlTest, AModeIsThreeCommands) {
     EXPECT_EQ(happened(), turn("true", "true"));
 }
 
-TEST_F(PictureControlTest, OtherModesAreUnsupportedWithoutALine) {
+TEST_F(PictureControlTest, OtherModesAreUnsupportedAndNotLogged) {
     for (int mode : {4, 5, -1, -4, 256, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()}) {
         EXPECT_EQ(VNTurnVideo(mode), VNRES_UNSUPPORTED) << mode;
         EXPECT_EQ(happened(), Events{});
@@ -66,7 +66,7 @@ TEST_F(PictureControlTest, ATurnStopsAtTheCommandThatIsNotDelivered) {
     }
 }
 
-TEST_F(PictureControlTest, ATurnStopsAtTheCommandThatIsRefusedWithoutALine) {
+TEST_F(PictureControlTest, ATurnStopsAtTheRefusedCommandWithoutALogLine) {
     for (std::size_t i = 0; i < 3; ++i) {
         resetReplies();
         replyTo(steps[i].cmd, "true");
@@ -77,7 +77,7 @@ TEST_F(PictureControlTest, ATurnStopsAtTheCommandThatIsRefusedWithoutALine) {
     }
 }
 
-// The receiver says "true" when it refuses. Kept as it is.
+// The receiver replies "true" when it refuses. Kept as it is.
 TEST_F(PictureControlTest, AReplyOfFalseIsSuccess) {
     for (const Step& step : steps) replyTo(step.cmd, "false");
     replyTo("aeflick", "false");
@@ -86,7 +86,7 @@ TEST_F(PictureControlTest, AReplyOfFalseIsSuccess) {
     EXPECT_EQ(VNAeFlick(1), VNRES_SUCCEED);
 }
 
-TEST_F(PictureControlTest, AReplyThatIsNoBooleanIsNoRefusal) {
+TEST_F(PictureControlTest, AReplyOtherThanABooleanIsSuccess) {
     for (const Step& step : steps) replyTo(step.cmd, "what?");
     EXPECT_EQ(VNTurnVideo(0), VNRES_SUCCEED);
 }
@@ -99,7 +99,7 @@ TEST_F(PictureControlTest, TheCallAfterAFailureWorks) {
     EXPECT_EQ(happened(), turn("false", "false"));
 }
 
-TEST_F(PictureControlTest, FlickerIsOneCommand) {
+TEST_F(PictureControlTest, FlickerSendsOneCommand) {
     for (int enable : {1, 2, -1, 256}) {
         EXPECT_EQ(VNAeFlick(enable), VNRES_SUCCEED);
         EXPECT_EQ(happened(), (Events{"Factory::Run aeflick(shm0_cmd:cmd=aeflick,aeflick=true)"})) << enable;
@@ -108,20 +108,20 @@ TEST_F(PictureControlTest, FlickerIsOneCommand) {
     EXPECT_EQ(happened(), (Events{"Factory::Run aeflick(shm0_cmd:cmd=aeflick,aeflick=false)"}));
 }
 
-TEST_F(PictureControlTest, FlickerThatIsNotDelivered) {
+TEST_F(PictureControlTest, FlickerThatIsNotDeliveredFailsWithALogLine) {
     script.refuse("Factory::Run aeflick");
     EXPECT_EQ(VNAeFlick(0), VNRES_FAIL);
     EXPECT_EQ(happened(), (Events{"Factory::Run aeflick(shm0_cmd:cmd=aeflick,aeflick=false)",
                                   refused("vornisa_ae_flick.cpp", "VNFlick", undelivered)}));
 }
 
-TEST_F(PictureControlTest, FlickerThatIsRefusedWritesNoLine) {
+TEST_F(PictureControlTest, FlickerThatIsRefusedFailsWithoutALogLine) {
     replyTo("aeflick", "true");
     EXPECT_EQ(VNAeFlick(1), VNRES_FAIL);
     EXPECT_EQ(happened(), (Events{"Factory::Run aeflick(shm0_cmd:cmd=aeflick,aeflick=true)"}));
 }
 
-TEST_F(PictureControlTest, ExceptionsEndInALineOfTheFunctionCalled) {
+TEST_F(PictureControlTest, ExceptionsAreLoggedUnderTheFunctionCalled) {
     script.throwAt("Factory::Run cdspUpdate");
     EXPECT_EQ(VNTurnVideo(0), VNRES_FAIL);
     EXPECT_EQ(happened().back(),

@@ -9,7 +9,7 @@ extern int __cb_register_PluginVornisaApi;
 namespace unit {
 namespace {
 
-/** What had happened when the first test began. */
+/** The events from before the first test. */
 Events& beforeTests() {
     static Events events = Script::instance().takeEvents();
     return events;
@@ -37,7 +37,7 @@ TEST_F(CallbackTest, OfTheRegistrationDoesNothing) {
     EXPECT_EQ(happened(), Events{});
 }
 
-TEST(ResolutionTableTest, HasTheThreeSizesByTheirPixels) {
+TEST(ResolutionTableTest, HasThreeSizesByTheirPixelCount) {
     const auto& table = vornisa::resolutions;
     ASSERT_EQ(table.size(), 3u);
     for (const auto& size : {vornisa::resolution_t{1920, 1080}, {1280, 720}, {640, 360}}) {

@@ -10,15 +10,15 @@ namespace unit {
 
 using namespace kep::api::streaming::common;
 
-/** A stream of equal frames and a sink of any, which record nothing: for tests that count what a call does.
- */
+/** A source of equal frames and a sink of any, which record nothing: for tests that count allocations, copies
+ * or casts. */
 class QuietStream : public virtual IStreamOutput, public virtual IStreamInput, public virtual IEncoder {
   public:
     explicit QuietStream(int frameBytes) : data_(static_cast<std::size_t>(frameBytes), 'v') {}
 
     unsigned char* data() { return data_.data(); }
     const unsigned char* pushedData() const { return pushedData_; }
-    /** Allocations of the last pull itself. */
+    /** Allocations by the pulls themselves. */
     std::size_t pullAllocations = 0;
     std::size_t (*countAllocations)() = [] { return std::size_t{0}; };
 

@@ -49,7 +49,7 @@ const Events usualAudio = audioLines("pcm", "1", "64000");
 const Events usualVideo = videoLines("h265", "15", "1500000", "ibbp", "50", "300000");
 const char usualUrl[] = "IUrl::Parse(file:///mnt/sd/a.mp4)";
 
-/** What is created of `video`, with a muxer, its flushing and its tracing. */
+/** The description created for `video`, with the muxer's type, flush and dbg. */
 std::string described(const std::string& muxer, const std::string& flush, const std::string& dbg,
                       const std::string& url = "file:///mnt/sd/a.mp4") {
     return "type=application,name=appVornisaRecMan,layout={type=pipeline,layout={ShmSource:connect={type="
@@ -82,7 +82,7 @@ class RecMan2Test : public PluginTest {
         return record(921600, video, audio, 60, "/mnt/sd", name, param);
     }
 
-    /** What the framework was given to create. */
+    /** The last description that the plug-in has parsed. */
     static std::string created() {
         const std::vector<std::string> texts = takeParsedTexts();
         return texts.empty() ? "nothing" : texts.back();
@@ -94,7 +94,7 @@ class RecMan2Test : public PluginTest {
         return text.replace(at, part.size(), other);
     }
 
-    /** The calls that make an object of a description, up to the class's own. */
+    /** The calls that create an object from a description, up to IClass::create. */
     static Events creation(const std::string& description) {
         return {"Object::NewPreProcessAttrSet()", "IClass::Find(application)",
                 "IClass::FindBeforeNew(application)",
@@ -141,22 +141,22 @@ TEST_F(RecMan2Test, HasADefaultForEverySetting) {
                               {"IParam::SetStr('status','play')"}}));
 }
 
-TEST_F(RecMan2Test, RefusesNoResolutionBeforeAnythingElse) {
+TEST_F(RecMan2Test, RefusesAZeroResolutionFirst) {
     EXPECT_EQ(record(0, nullptr, nullptr, 0, nullptr, nullptr, "}"), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), (Events{refusal("!resolution")}));
 }
 
-TEST_F(RecMan2Test, RefusesNoSeconds) {
+TEST_F(RecMan2Test, RefusesZeroSeconds) {
     EXPECT_EQ(record(921600, nullptr, nullptr, 0, nullptr, nullptr, "}"), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), (Events{refusal("!rec_sec")}));
 }
 
-TEST_F(RecMan2Test, RefusesNoPath) {
+TEST_F(RecMan2Test, RefusesANullPath) {
     EXPECT_EQ(record(921600, nullptr, nullptr, 60, nullptr, nullptr, "}"), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), (Events{refusal("!path")}));
 }
 
-TEST_F(RecMan2Test, RefusesNoName) {
+TEST_F(RecMan2Test, RefusesANullName) {
     EXPECT_EQ(record(921600, nullptr, nullptr, 60, "/mnt/sd", nullptr, "}"), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), (Events{refusal("!name")}));
 }
@@ -168,7 +168,7 @@ TEST_F(RecMan2Test, KnowsThreeSizes) {
     EXPECT_EQ(created(), with(described("mp4", "false", "false"), "w=1280,h=720", "w=640,h=360"));
 }
 
-// Deliberate: a wrong key is no error, and stays in the table of the process.
+// Deliberate: a wrong key is not an error, and stays in the table of the process.
 TEST_F(RecMan2Test, AddsARowWithoutSizeForAWrongKey) {
     const auto rows = vornisa::resolutions.size();
     for (const int key : {54321, -1, 54321}) {
@@ -183,7 +183,7 @@ TEST_F(RecMan2Test, AddsARowWithoutSizeForAWrongKey) {
     vornisa::resolutions.erase(-1);
 }
 
-TEST_F(RecMan2Test, PassesOnANegativeLength) {
+TEST_F(RecMan2Test, ForwardsANegativeLength) {
     EXPECT_EQ(record(921600, video, audio, -5, "/mnt/sd", "a.mp4", nullptr), VNRES_SUCCEED);
     EXPECT_EQ(created(), with(described("mp4", "false", "false"), "duration=60s", "duration=-5s"));
 }
@@ -204,13 +204,13 @@ TEST_F(RecMan2Test, CountsTheFramesToDropOutOf30) {
     }
 }
 
-TEST_F(RecMan2Test, RefusesOptionsThatAreNoAttributesBeforeItReadsTheSettings) {
+TEST_F(RecMan2Test, RefusesOptionsThatDoNotParseBeforeReadingTheSettings) {
     EXPECT_EQ(record("a.mp4", "}"), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), joined({usualArguments, {said("param=}"), refusal("!ap.Parse(param)")}}));
     EXPECT_EQ(takeParsedTexts(), (Events{"}"}));
 }
 
-TEST_F(RecMan2Test, RefusesAudioSettingsThatAreNoAttributes) {
+TEST_F(RecMan2Test, RefusesAudioSettingsThatDoNotParse) {
     EXPECT_EQ(record(921600, video, "}", 60, "/mnt/sd", "a.mp4", nullptr), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), joined({argumentLines("921600", video, "}", "60", "/mnt/sd", "a.mp4"),
                                   optionLines("false", "false", ""),
@@ -218,7 +218,7 @@ TEST_F(RecMan2Test, RefusesAudioSettingsThatAreNoAttributes) {
     EXPECT_EQ(takeParsedTexts(), (Events{"}"}));
 }
 
-TEST_F(RecMan2Test, RefusesVideoSettingsThatAreNoAttributes) {
+TEST_F(RecMan2Test, RefusesVideoSettingsThatDoNotParse) {
     EXPECT_EQ(record(921600, "}", audio, 60, "/mnt/sd", "a.mp4", nullptr), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), joined({argumentLines("921600", "}", audio, "60", "/mnt/sd", "a.mp4"),
                                   optionLines("false", "false", ""),
@@ -227,8 +227,8 @@ TEST_F(RecMan2Test, RefusesVideoSettingsThatAreNoAttributes) {
     EXPECT_EQ(takeParsedTexts(), (Events{audio, "}"}));
 }
 
-// Null settings are the framework's to judge: its attribute sets take no null text.
-TEST_F(RecMan2Test, HandsOnNullSettings) {
+// Null settings are left to the framework, whose attribute sets refuse a null text.
+TEST_F(RecMan2Test, ForwardsNullSettings) {
     EXPECT_EQ(record(921600, nullptr, nullptr, 60, "/mnt/sd", "a.mp4", nullptr), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), joined({argumentLines("921600", "", "", "60", "/mnt/sd", "a.mp4"),
                                   optionLines("false", "false", ""),
@@ -239,7 +239,7 @@ TEST_F(RecMan2Test, HandsOnNullSettings) {
     EXPECT_EQ(takeParsedTexts(), (Events{audio, "nullptr"}));
 }
 
-TEST_F(RecMan2Test, RefusesAUrlThatTheFrameworkDoes) {
+TEST_F(RecMan2Test, RefusesAUrlThatTheFrameworkRefuses) {
     script.refuse("IUrl::Parse");
     EXPECT_EQ(record("a.mp4", nullptr), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), joined({usualArguments,
@@ -259,17 +259,17 @@ TEST_F(RecMan2Test, RefusesANameWithoutExtension) {
                                    refusal("!muxer,clip:this file name is not extern name.")}}));
 }
 
-TEST_F(RecMan2Test, ProtectsFilesByFragmentsThatAreFlushed) {
+TEST_F(RecMan2Test, ProtectsFilesByFlushedFragments) {
     EXPECT_EQ(record("a.mp4", "PowerFailProtection=true"), VNRES_SUCCEED);
     EXPECT_EQ(created(), described("fmp4", "true", "false"));
     const Events events = happened();
-    // The label's first letter is not that of the key.
+    // Unlike the key, the label begins with a lower-case letter.
     EXPECT_EQ(events[7], said("powerFailProtection=true"));
     EXPECT_EQ(record("a.MP4", "PowerFailProtection=true,mp4=whole"), VNRES_SUCCEED);
     EXPECT_EQ(created(), described("fmp4", "true", "false", "file:///mnt/sd/a.MP4"));
 }
 
-TEST_F(RecMan2Test, ProtectsNoOtherContainer) {
+TEST_F(RecMan2Test, RefusesProtectionOfOtherContainers) {
     EXPECT_EQ(record("a.ts", "PowerFailProtection=true,mp4=fragment"), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), joined({argumentLines("921600", video, audio, "60", "/mnt/sd", "a.ts"),
                                   {said("param=PowerFailProtection=true,mp4=fragment")},
@@ -326,14 +326,14 @@ TEST_F(RecMan2Test, FailsWhenTheApplicationDoesNotStartAndLeavesIt) {
                       {"IParam::SetStr('status','play')", refusal("!app->Set(\"status\",\"play\")")}}));
 }
 
-TEST_F(RecMan2Test, TakesTextsOfAnyLengthAsTheyAre) {
+TEST_F(RecMan2Test, KeepsTextsOfAnyLengthUnchanged) {
     const std::string path = "/" + std::string(100000, 'p') + "#%s";
     const std::string name = std::string(100000, 'n') + "#.mp4";
     EXPECT_EQ(record(921600, video, audio, 60, path.c_str(), name.c_str(), nullptr), VNRES_SUCCEED);
     EXPECT_EQ(created(), described("mp4", "false", "false", "file://" + path + "/" + name));
 }
 
-TEST_F(RecMan2Test, LetsNoExceptionOut) {
+TEST_F(RecMan2Test, CatchesExceptions) {
     script.throwAt("UniqueString");
     EXPECT_EQ(record("a.mp4", nullptr), VNRES_FAIL);
     EXPECT_EQ(happened().back(), refusal("exception:std::bad_alloc"));

@@ -54,7 +54,7 @@ const Events setsDestroyed = {"kepDestroy([" + std::string(audio) + "])",
                               "kepDestroy([" + std::string(video) + "])",
                               "kepDestroy([" + std::string(url) + "])"};
 
-/** The description in full, with the clock's reading left to be filled in. */
+/** The whole description, with <clock> in the place of the clock's reading. */
 const char described[] =
     "type=application,name=appVornisaRecMan,layout={type=pipeline,layout={ShmSource:connect={type=pipeline,"
     "name=plAacSource},name=asrc+FifoFilter:name=afifo,max=64+ShmSource:connect={type=pipeline,layout={"
@@ -78,7 +78,8 @@ class RecManTest : public PluginTest {
     }
     int record() { return record(921600, video, audio, 60, "/mnt/sd", "a.mp4"); }
 
-    /** The events, with the reading of the clock, which must have been taken in this test, replaced. */
+    /** The events, with the clock's reading replaced by <clock> after checking that it lies within this test.
+     */
     Events happenedWithClock() {
         Events events = happened();
         for (std::string& event : events) {
@@ -94,7 +95,7 @@ class RecManTest : public PluginTest {
         return events;
     }
 
-    /** What the framework was given to create, less the clock's reading. */
+    /** The description passed to kepCreate, with <clock> in the place of the clock's reading. */
     std::string created() {
         const std::string call = "kepCreate(";
         for (const std::string& event : happenedWithClock())
@@ -116,7 +117,7 @@ class RecManTest : public PluginTest {
     Named app_{"app"};
 };
 
-// The description is written twice; the sets go before the application is made.
+// The description is logged twice; the sets are destroyed before the application is created.
 TEST_F(RecManTest, CreatesAndStartsTheApplication) {
     EXPECT_EQ(record(), VNRES_SUCCEED);
     EXPECT_EQ(happenedWithClock(),
@@ -130,22 +131,22 @@ TEST_F(RecManTest, CreatesAndStartsTheApplication) {
     EXPECT_EQ(setsLeft(), 0);
 }
 
-TEST_F(RecManTest, RefusesNoResolutionBeforeAnythingElse) {
+TEST_F(RecManTest, RefusesAZeroResolutionFirst) {
     EXPECT_EQ(record(0, nullptr, nullptr, 0, nullptr, nullptr), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), (Events{said("!resolution")}));
 }
 
-TEST_F(RecManTest, RefusesNoSeconds) {
+TEST_F(RecManTest, RefusesZeroSeconds) {
     EXPECT_EQ(record(921600, nullptr, nullptr, 0, nullptr, nullptr), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), (Events{said("!rec_sec")}));
 }
 
-TEST_F(RecManTest, RefusesNoPath) {
+TEST_F(RecManTest, RefusesANullPath) {
     EXPECT_EQ(record(921600, nullptr, nullptr, 60, nullptr, nullptr), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), (Events{said("!path")}));
 }
 
-TEST_F(RecManTest, RefusesNoName) {
+TEST_F(RecManTest, RefusesANullName) {
     EXPECT_EQ(record(921600, nullptr, nullptr, 60, "/mnt/sd", nullptr), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), (Events{said("!name")}));
 }
@@ -157,8 +158,8 @@ TEST_F(RecManTest, KnowsThreeSizes) {
     EXPECT_EQ(created(), with(described, "w=1280,h=720", "w=640,h=360"));
 }
 
-// Deliberate: a wrong key is no error here, and leaves no trace in the table that is shared.
-TEST_F(RecManTest, FallsBackSilentlyToNoSizeForAWrongKey) {
+// Deliberate: a wrong key is not an error here, and is not added to the shared table.
+TEST_F(RecManTest, FallsBackSilentlyToSizeZeroForAWrongKey) {
     for (const int key : {12345, -1, 640 * 480}) {
         record(key, video, audio, 60, "/mnt/sd", "a.mp4");
         EXPECT_EQ(created(), with(described, "w=1280,h=720", "w=0,h=0"));
@@ -166,7 +167,7 @@ TEST_F(RecManTest, FallsBackSilentlyToNoSizeForAWrongKey) {
     }
 }
 
-TEST_F(RecManTest, PassesOnANegativeLength) {
+TEST_F(RecManTest, ForwardsANegativeLength) {
     EXPECT_EQ(record(921600, video, audio, -5, "/mnt/sd", "a.mp4"), VNRES_SUCCEED);
     EXPECT_EQ(created(), with(described, "duration=60s", "duration=-5s"));
 }
@@ -179,8 +180,8 @@ TEST_F(RecManTest, KeepsSettingsOf64Bits) {
                               "encoder-h265:goptype=ibbp,gop=5000000002,br=5000000001,fr=-5000000000"));
 }
 
-// A missing text is a null one from the framework, and counts as empty.
-TEST_F(RecManTest, DoesWithoutSettings) {
+// The framework returns null for a missing text, which counts as empty.
+TEST_F(RecManTest, AcceptsMissingSettings) {
     EXPECT_EQ(record(921600, "", nullptr, 60, "/mnt/sd", "a.mp4"), VNRES_SUCCEED);
     const std::string empty =
         with(with(described, "name=frc,fr=25", "name=frc,fr=0"),
@@ -209,7 +210,7 @@ TEST_F(RecManTest, FailsWithoutAnAudioSet) {
     EXPECT_EQ(happened(), joined({usualArguments, {audioRead[0], said("!audio")}}));
 }
 
-// Deliberate, as in the two tests that follow: what was made by then is not destroyed.
+// Deliberate, as in the two tests that follow: the sets created by then are not destroyed.
 TEST_F(RecManTest, FailsWithoutAVideoSetAndLeavesTheOther) {
     refuseSet(video);
     EXPECT_EQ(record(), VNRES_INVALID_ARG);
@@ -268,7 +269,7 @@ TEST_F(RecManTest, FailsWhenTheApplicationDoesNotStartAndLeavesIt) {
                                             "kepStatusUp(app,play)", said("!kepStatusUp(app,\"play\")")}}));
 }
 
-TEST_F(RecManTest, NamesEachVideoPipelineAnew) {
+TEST_F(RecManTest, GivesEachVideoPipelineANewName) {
     record();
     const std::string first = created();
     const std::string firstClock = clock_;
@@ -277,20 +278,20 @@ TEST_F(RecManTest, NamesEachVideoPipelineAnew) {
     EXPECT_NE(clock_, firstClock);
 }
 
-TEST_F(RecManTest, TakesTextsOfAnyLength) {
+TEST_F(RecManTest, AcceptsTextsOfAnyLength) {
     const std::string path = "/" + std::string(100000, 'p');
     const std::string name = std::string(100000, 'n') + ".mp4";
     EXPECT_EQ(record(921600, video, audio, 60, path.c_str(), name.c_str()), VNRES_SUCCEED);
     EXPECT_EQ(created(), with(described, "/mnt/sd/a.mp4", path + "/" + name));
 }
 
-// A mark that patterns of the plug-in's own use is nothing special in a text of the caller's.
-TEST_F(RecManTest, TakesTextsAsTheyAre) {
+// "#" marks places in the plug-in's own patterns; in a text of the caller it is an ordinary character.
+TEST_F(RecManTest, KeepsTextsUnchanged) {
     EXPECT_EQ(record(921600, video, audio, 60, "/mnt/#1", "%s#.mp4"), VNRES_SUCCEED);
     EXPECT_EQ(created(), with(described, "/mnt/sd/a.mp4", "/mnt/#1/%s#.mp4"));
 }
 
-TEST_F(RecManTest, LetsNoExceptionOut) {
+TEST_F(RecManTest, CatchesExceptions) {
     script.throwAt("kepStatusUp");
     EXPECT_EQ(record(), VNRES_FAIL);
     EXPECT_EQ(happened().back(), said("exception:std::bad_alloc"));

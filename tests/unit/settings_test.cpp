@@ -3,12 +3,12 @@
 namespace unit {
 namespace {
 
-/** A call that reaches one interface and passes its values on. */
+/** A call that forwards its values to one interface. */
 struct Setting {
     const char* name;
     int (*call)(int id);
     const char* function;
-    std::string (*traceOf)(int id); /**< null when the call writes none */
+    std::string (*traceOf)(int id); /**< null when the call logs no trace */
     std::vector<std::string> calls; /**< on an object that has the interface */
     kep::object_base* (*right)();
     kep::object_base* (*wrong)();
@@ -169,7 +169,7 @@ class SettingTest : public PluginTest, public ::testing::WithParamInterface<Sett
     }
 };
 
-TEST_P(SettingTest, PassesTheValuesOn) {
+TEST_P(SettingTest, ForwardsTheValues) {
     const int id = handleOf(GetParam().right());
     EXPECT_EQ(GetParam().call(id), VNRES_SUCCEED);
     Events expected = entry(id);
@@ -185,7 +185,7 @@ TEST_P(SettingTest, RefusesAnObjectWithoutTheInterface) {
     EXPECT_EQ(happened(), expected);
 }
 
-TEST_P(SettingTest, RefusesNoHandle) {
+TEST_P(SettingTest, RefusesHandleZero) {
     EXPECT_EQ(GetParam().call(0), VNRES_INVALID_ARG);
     Events expected = entry(0);
     expected.push_back(error(GetParam().function, "!id"));
@@ -205,7 +205,7 @@ TEST_F(ResolutionTest, SetsTheWidthThenTheHeight) {
                                   "IVideo::SetWidth(1280)", "IVideo::SetHeight(720)"}));
 }
 
-TEST_F(ResolutionTest, PassesAnySizeOn) {
+TEST_F(ResolutionTest, ForwardsAnySize) {
     const int id = handleOf(new Everything);
     EXPECT_EQ(VNSetResolution(id, 0, -720), VNRES_SUCCEED);
     EXPECT_EQ(happened(), (Events{trace("VNSetResolution", text(id) + ",0,-720"),
@@ -213,7 +213,7 @@ TEST_F(ResolutionTest, PassesAnySizeOn) {
                                   "IVideo::SetWidth(0)", "IVideo::SetHeight(-720)"}));
 }
 
-TEST_F(ResolutionTest, RefusesWhatIsNotVideo) {
+TEST_F(ResolutionTest, RefusesAnObjectWithoutVideo) {
     const int id = handleOf(new EverythingButVideo);
     EXPECT_EQ(VNSetResolution(id, 640, 360), VNRES_WRONG_DEVICE);
     EXPECT_EQ(happened(),
@@ -222,14 +222,14 @@ TEST_F(ResolutionTest, RefusesWhatIsNotVideo) {
                       error("VNSetResolution", "!video,this id is not a Video Device!" + shownHandle(id))}));
 }
 
-TEST_F(ResolutionTest, RefusesNoHandle) {
+TEST_F(ResolutionTest, RefusesHandleZero) {
     EXPECT_EQ(VNSetResolution(0, 640, 360), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), (Events{trace("VNSetResolution", "0,640,360"), error("VNSetResolution", "!id")}));
 }
 
 using ParamsTest = PluginTest;
 
-TEST_F(ParamsTest, WhatTheObjectAnswersIsNotLookedAt) {
+TEST_F(ParamsTest, IgnoresTheResultOfTheObject) {
     const int id = handleOf(new PlainObject);
     script.refuse("IAttributes::fromString");
     EXPECT_EQ(VNSetParams(id, "no such=thing"), VNRES_SUCCEED);

@@ -1,4 +1,4 @@
-/** The template of shared records, of which the plug-in has a copy. */
+/** The template of shared records, which is compiled into the plug-in. */
 #include "kep/shared_memory.h"
 
 #include <typeinfo>

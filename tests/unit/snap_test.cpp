@@ -34,12 +34,12 @@ class TakePicTest : public PluginTest {
     }
 };
 
-TEST_F(TakePicTest, TakesAPictureAndLeavesNothing) {
+TEST_F(TakePicTest, TakesAPictureAndDestroysThePictureTaker) {
     expect(VNRES_SUCCEED, {up, "IPhotography::Snap(true)", down, gone});
 }
 
 // Deliberate: the spelling of the message.
-TEST_F(TakePicTest, SaysThatThereIsNoPictureTakerWithADoubledR) {
+TEST_F(TakePicTest, LogsAMissingPictureTakerWithADoubledR) {
     script.refuse("IPhotography::CreateNew");
     EXPECT_EQ(VNTakePic("/tmp/a.jpg", 640, 360), VNRES_WRONG_DEVICE);
     EXPECT_EQ(happened(), (Events{create, refusal("VNTakePic", "!snapunsupported PIV for vorrnisa.")}));
@@ -50,7 +50,7 @@ TEST_F(TakePicTest, FailsWhenThePictureTakerDoesNotStart) {
     expect(VNRES_FAIL, {up, refusal("VNTakePic", "!snap->ChangeUp(State::play)"), gone});
 }
 
-// Deliberate, as in the next: a failed one is deleted without being stopped.
+// Deliberate, as in the next test: after a failure the picture taker is deleted without being stopped.
 TEST_F(TakePicTest, FailsWhenThePictureIsNotTaken) {
     script.refuse("IPhotography::Snap");
     expect(VNRES_FAIL, {up, "IPhotography::Snap(true)",
@@ -63,18 +63,18 @@ TEST_F(TakePicTest, FailsWhenThePictureTakerDoesNotStop) {
                         refusal("VNTakePic", "!snap->ChangeDown(State::null)"), gone});
 }
 
-TEST_F(TakePicTest, TakesNoNameForAnEmptyOne) {
+TEST_F(TakePicTest, TreatsANullNameAsEmpty) {
     EXPECT_EQ(VNTakePic(nullptr, 640, 360), VNRES_SUCCEED);
     EXPECT_EQ(happened()[5], "IPhotography::SetUrl(file://)");
 }
 
-TEST_F(TakePicTest, TakesANameOfAnyLength) {
+TEST_F(TakePicTest, AcceptsANameOfAnyLength) {
     const std::string name(100000, 'n');
     EXPECT_EQ(VNTakePic(name.c_str(), 640, 360), VNRES_SUCCEED);
     EXPECT_EQ(happened()[5], "IPhotography::SetUrl(file://" + name + ")");
 }
 
-TEST_F(TakePicTest, LetsNoExceptionOut) {
+TEST_F(TakePicTest, CatchesExceptions) {
     script.throwAt("IPhotography::Snap");
     expect(VNRES_FAIL,
            {up, "IPhotography::Snap(true)", gone, refusal("VNTakePic", "exception:std::bad_alloc")});
@@ -82,8 +82,8 @@ TEST_F(TakePicTest, LetsNoExceptionOut) {
 
 class TakePic2Test : public PluginTest {
   protected:
-    /** A picture taker in a state; the test's handle of it is `id`. */
-    void have(kep::State state) {
+    /** Creates a picture taker in that state, with the handle `id`. */
+    void createTaker(kep::State state) {
         taker = new Photography;
         taker->state = state;
         id = handleOf(taker);
@@ -97,50 +97,50 @@ const char state[] = "IState::CurrentState()";
 const char snap[] = "IPhotography::Snap(file:///tmp/a.jpg,true)";
 
 TEST_F(TakePic2Test, StartsAStoppedPictureTakerAndLeavesItPlaying) {
-    have(kep::State::null);
+    createTaker(kep::State::null);
     EXPECT_EQ(VNTakePic2(id, "/tmp/a.jpg"), VNRES_SUCCEED);
     EXPECT_EQ(happened(), (Events{state, up, snap}));
     EXPECT_EQ(taker->state, kep::State::play);
 }
 
 TEST_F(TakePic2Test, StartsOneThatIsReady) {
-    have(kep::State::ready);
+    createTaker(kep::State::ready);
     EXPECT_EQ(VNTakePic2(id, "/tmp/a.jpg"), VNRES_SUCCEED);
     EXPECT_EQ(happened(), (Events{state, up, snap}));
 }
 
 TEST_F(TakePic2Test, UsesAPlayingOneAsItIs) {
-    have(kep::State::play);
+    createTaker(kep::State::play);
     EXPECT_EQ(VNTakePic2(id, "/tmp/a.jpg"), VNRES_SUCCEED);
     EXPECT_EQ(happened(), (Events{state, snap}));
 }
 
-TEST_F(TakePic2Test, RefusesNoNameBeforeNoHandle) {
+TEST_F(TakePic2Test, ChecksTheNameBeforeTheHandle) {
     EXPECT_EQ(VNTakePic2(0, nullptr), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), (Events{refusal("VNTakePic2", "!fname")}));
 }
 
-TEST_F(TakePic2Test, RefusesNoHandle) {
+TEST_F(TakePic2Test, RefusesHandleZero) {
     EXPECT_EQ(VNTakePic2(0, "/tmp/a.jpg"), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), (Events{refusal("VNTakePic2", "!id")}));
 }
 
-// Deliberate: not the code that a handle of the wrong kind has elsewhere.
-TEST_F(TakePic2Test, CallsAHandleOfTheWrongKindAnInvalidArgument) {
+// Deliberate: elsewhere a handle of the wrong kind has another code.
+TEST_F(TakePic2Test, AHandleOfTheWrongKindIsAnInvalidArgument) {
     const int video = handleOf(new Stream<ControlPart, VideoPart>);
     EXPECT_EQ(VNTakePic2(video, "/tmp/a.jpg"), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), (Events{refusal("VNTakePic2", "!snap")}));
 }
 
 TEST_F(TakePic2Test, FailsWhenThePictureTakerDoesNotStart) {
-    have(kep::State::null);
+    createTaker(kep::State::null);
     script.refuse("IStreamControl::ChangeUp");
     EXPECT_EQ(VNTakePic2(id, "/tmp/a.jpg"), VNRES_FAIL);
     EXPECT_EQ(happened(), (Events{state, up, refusal("VNTakePic2", "!snap->ChangeUp(State::play)")}));
 }
 
 TEST_F(TakePic2Test, FailsWhenThePictureIsNotTakenAndLeavesThePictureTakerPlaying) {
-    have(kep::State::null);
+    createTaker(kep::State::null);
     script.refuse("IPhotography::Snap");
     EXPECT_EQ(VNTakePic2(id, "/tmp/a.jpg"), VNRES_FAIL);
     EXPECT_EQ(happened(),
@@ -148,15 +148,15 @@ TEST_F(TakePic2Test, FailsWhenThePictureIsNotTakenAndLeavesThePictureTakerPlayin
                       refusal("VNTakePic2", "!snap->Snap(url.c_str(),true)snap one frame fail!")}));
 }
 
-TEST_F(TakePic2Test, TakesANameOfAnyLength) {
-    have(kep::State::play);
+TEST_F(TakePic2Test, AcceptsANameOfAnyLength) {
+    createTaker(kep::State::play);
     const std::string name(100000, 'n');
     EXPECT_EQ(VNTakePic2(id, name.c_str()), VNRES_SUCCEED);
     EXPECT_EQ(happened(), (Events{state, "IPhotography::Snap(file://" + name + ",true)"}));
 }
 
-TEST_F(TakePic2Test, LetsNoExceptionOut) {
-    have(kep::State::play);
+TEST_F(TakePic2Test, CatchesExceptions) {
+    createTaker(kep::State::play);
     script.throwAt("IPhotography::Snap");
     EXPECT_EQ(VNTakePic2(id, "/tmp/a.jpg"), VNRES_FAIL);
     EXPECT_EQ(happened(), (Events{state, snap, refusal("VNTakePic2", "exception:std::bad_alloc")}));

@@ -1,4 +1,4 @@
-/** Microphone and speaker. The plug-in keeps what it has found, so every test is a process of its own. */
+/** Microphone and speaker. The plug-in keeps the devices, so every test runs in a process of its own. */
 #include <limits>
 #include <string>
 #include <vector>
@@ -9,7 +9,7 @@
 namespace unit {
 namespace {
 
-/** One of the four functions, and what is said of it. */
+/** One of the four functions, with the steps and lines expected of it. */
 struct Setter {
     const char* function;
     int (*set)(int value);
@@ -50,7 +50,7 @@ class SoundDeviceTest : public PluginTest, public testing::WithParamInterface<Se
     }
 };
 
-TEST_P(SoundDeviceTest, ShowsTheValueAsksAndForwards) {
+TEST_P(SoundDeviceTest, LogsTheValueQueriesSupportAndForwards) {
     inFreshProcess([this] {
         const Setter& setter = GetParam();
         EXPECT_EQ(setter.set(5), VNRES_SUCCEED);
@@ -72,7 +72,7 @@ TEST_P(SoundDeviceTest, ForwardsEveryValueAndFetchesTheDeviceOnce) {
     });
 }
 
-TEST_P(SoundDeviceTest, AnAbsentDeviceIsAskedForAgain) {
+TEST_P(SoundDeviceTest, AnAbsentDeviceIsFetchedAgain) {
     inFreshProcess([this] {
         const Setter& setter = GetParam();
         script.refuse(setter.fetch);
@@ -88,7 +88,7 @@ TEST_P(SoundDeviceTest, AnAbsentDeviceIsAskedForAgain) {
     });
 }
 
-TEST_P(SoundDeviceTest, AnAbsentDeviceDoesNotConcernTheOtherOne) {
+TEST_P(SoundDeviceTest, AnAbsentDeviceDoesNotAffectTheOtherOne) {
     inFreshProcess([this] {
         script.refuse(GetParam().fetch);
         for (const Setter& other : setters) {
@@ -98,14 +98,14 @@ TEST_P(SoundDeviceTest, AnAbsentDeviceDoesNotConcernTheOtherOne) {
     });
 }
 
-TEST_P(SoundDeviceTest, ADeviceThatCannotDoIt) {
+TEST_P(SoundDeviceTest, ADeviceWithoutSupportIsRefused) {
     inFreshProcess([this] {
         const Setter& setter = GetParam();
         script.refuse(setter.question);
         EXPECT_EQ(setter.set(9), VNRES_UNSUPPORTED);
         EXPECT_EQ(happened(), (Events{shown(setter, 9), fetched(setter), asked(setter),
                                       refused(setter, setter.unsupported)}));
-        // What the same device can do, it does, and it is not asked for anew.
+        // The device's other setting still works, and the device is not fetched again.
         for (const Setter& other : setters) {
             if (other.function == setter.function || std::string(other.fetch) != setter.fetch) continue;
             EXPECT_EQ(other.set(9), VNRES_SUCCEED);
@@ -124,7 +124,7 @@ TEST_P(SoundDeviceTest, BothFunctionsOfADeviceFetchItOnce) {
     });
 }
 
-TEST_P(SoundDeviceTest, AnExceptionEndsInALine) {
+TEST_P(SoundDeviceTest, AnExceptionIsLogged) {
     inFreshProcess([this] {
         const Setter& setter = GetParam();
         script.throwAt(setter.fetch);

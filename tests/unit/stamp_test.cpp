@@ -18,7 +18,7 @@ std::string refused(const std::string& function, const std::string& text) {
     return line(8, red, file, function, text);
 }
 
-/** Shows what each property is set to, key by key. */
+/** Records the attributes that each property is set to, key by key. */
 class Stamp final : public PlainObject {
   public:
     bool Set(const char* key, void* value, const std::type_info* type) override {
@@ -35,7 +35,7 @@ struct Call {
     const char* function;
     const char* property;
     std::function<int(int id)> of;
-    const char* shown; /**< the call's set, as the line of a refusal shows it */
+    const char* shown; /**< the call's attributes in the line of a refusal */
 };
 
 int initStamp(int id) {
@@ -64,7 +64,7 @@ TEST_F(StampTest, InitSetsSizeAndFontInTheReferenceFrame) {
     EXPECT_EQ(happened(), (Events{"Set init0([refw=1920][refh=1080][w=16][h=32][font=sans])"}));
 }
 
-TEST_F(StampTest, InitPassesOnNegativeSizesAndAnyFont) {
+TEST_F(StampTest, InitForwardsNegativeSizesAndAnyFont) {
     EXPECT_EQ(VNStampInit0(stamp_, -1, -2, ""), VNRES_SUCCEED);
     EXPECT_EQ(VNStampInit0(stamp_, 1, 2, "a,b={c}"), VNRES_SUCCEED);
     EXPECT_EQ(happened(), (Events{"Set init0([refw=1920][refh=1080][w=-1][h=-2][font=])",
@@ -108,7 +108,7 @@ TEST_F(StampTest, Set11SendsTheWholeColour) {
                       "Set change0([pattern=t][refw=1920][refh=1080][x=10][y=20][color=4294967295])"}));
 }
 
-// So a stamp cannot be brought to an edge by these functions. Kept as it is.
+// Hence these functions cannot move a stamp to the left or upper edge. Kept as it is.
 TEST_F(StampTest, CoordinatesOfZeroAndANullTextAreLeftOut) {
     for (const auto set : {+[](int id, int x, int y, unsigned color, const char*pattern) {
                                return VNStampSet0(id, x, y, color, pattern);
@@ -125,7 +125,7 @@ TEST_F(StampTest, CoordinatesOfZeroAndANullTextAreLeftOut) {
     }
 }
 
-TEST_F(StampTest, BackgroundSendsColourAndAlphaApart) {
+TEST_F(StampTest, BackgroundSendsColourAndAlphaSeparately) {
     EXPECT_EQ(VNStampBgColorSet1(stamp_, 0x80000000), VNRES_SUCCEED);
     EXPECT_EQ(VNStampBgColorSet1(stamp_, 0xFF123456), VNRES_SUCCEED);
     EXPECT_EQ(VNStampBgColorSet1(stamp_, 0x00FFFFFF), VNRES_SUCCEED);
@@ -156,7 +156,7 @@ TEST_P(StampHandleTest, AnObjectWithoutPropertiesIsAFailure) {
     EXPECT_EQ(happened(), (Events{refused(GetParam().function, "!obj")}));
 }
 
-TEST_P(StampHandleTest, ARefusedSetIsAFailureThatShowsTheSet) {
+TEST_P(StampHandleTest, ARefusedSetIsAFailureThatLogsTheSet) {
     script.refuse(std::string("Set ") + GetParam().property);
     EXPECT_EQ(GetParam().of(stamp_), VNRES_FAIL);
     const Events events = happened();
@@ -167,7 +167,7 @@ TEST_P(StampHandleTest, ARefusedSetIsAFailureThatShowsTheSet) {
     EXPECT_EQ(GetParam().of(stamp_), VNRES_SUCCEED);
 }
 
-TEST_P(StampHandleTest, AnExceptionEndsInALine) {
+TEST_P(StampHandleTest, AnExceptionIsLogged) {
     script.throwAt(std::string("Set ") + GetParam().property);
     EXPECT_EQ(GetParam().of(stamp_), VNRES_FAIL);
     const Events events = happened();
@@ -186,7 +186,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Call{"VNStampEnable0", "draw0", enableStamp, "draw=false"}),
     [](const auto& param) { return std::string(param.param.function); });
 
-TEST_F(StampTest, ARefusedSetIsShownByteForByte) {
+TEST_F(StampTest, ARefusedSetIsLoggedByteForByte) {
     script.refuse("Set change0");
     EXPECT_EQ(VNStampSet0(stamp_, 0, 2, 3, "text"), VNRES_FAIL);
     EXPECT_EQ(
@@ -194,7 +194,7 @@ TEST_F(StampTest, ARefusedSetIsShownByteForByte) {
         refused("VNStampSet0", "!obj->Set(\"change0\",ap),pattern=text,refw=1920,refh=1080,y=2,color=3"));
 }
 
-TEST_F(StampTest, AnyLengthOfTextIsSentAndShown) {
+TEST_F(StampTest, ATextOfAnyLengthIsSentAndLogged) {
     script.refuse("Set change0");
     const std::string text(100000, 'x');
     EXPECT_EQ(VNStampSet0(stamp_, 1, 2, 3, text.c_str()), VNRES_FAIL);
@@ -255,7 +255,7 @@ TEST_P(OwnStampTest, TheFirstCallAcquiresTheStampAndLaterOnesUseIt) {
     });
 }
 
-TEST_P(OwnStampTest, AStampThatCannotBeHadIsAskedForAgain) {
+TEST_P(OwnStampTest, AFailedAcquisitionIsRetriedByTheNextCall) {
     inFreshProcess([this] {
         script.refuse("kepCreate");
         for (int i = 0; i < 2; ++i) {
@@ -279,7 +279,7 @@ TEST_P(OwnStampTest, AnAcquisitionWithoutAHandleIsAFailure) {
     });
 }
 
-TEST_P(OwnStampTest, ARefusedSetIsTheResult) {
+TEST_P(OwnStampTest, ARefusedSetFailsTheCall) {
     inFreshProcess([this] {
         offerStamp();
         for (const char* property : {"init0", "change0", "bgcolor", "draw0"})
@@ -293,7 +293,7 @@ TEST_P(OwnStampTest, ARefusedSetIsTheResult) {
     });
 }
 
-TEST_P(OwnStampTest, AStreamThatThrowsDoesNoHarm) {
+TEST_P(OwnStampTest, AStreamThatThrowsDoesNotFailTheCall) {
     inFreshProcess([this] {
         offerStamp();
         throwFromStreams();
@@ -309,7 +309,7 @@ class OwnStampInitTest : public PluginTest {
     void offerStamp() { script.offer(new Stamp); }
 };
 
-// The stamp can be prepared once in a process. Kept as it is.
+// The stamp can be initialised once per process. Kept as it is.
 TEST_F(OwnStampInitTest, TheSecondInitFails) {
     inFreshProcess([this] {
         offerStamp();
@@ -322,7 +322,7 @@ TEST_F(OwnStampInitTest, TheSecondInitFails) {
     });
 }
 
-TEST_F(OwnStampInitTest, AnInitThatFailedOverItsArgumentsWasTheOnlyOne) {
+TEST_F(OwnStampInitTest, AnInitThatFailedOnItsArgumentsCannotBeRepeated) {
     inFreshProcess([this] {
         offerStamp();
         EXPECT_EQ(VNStampInit(0, 32, "sans"), VNRES_INVALID_ARG);
@@ -334,7 +334,7 @@ TEST_F(OwnStampInitTest, AnInitThatFailedOverItsArgumentsWasTheOnlyOne) {
     });
 }
 
-TEST_F(OwnStampInitTest, AnInitThatTheStampRefusedWasTheOnlyOne) {
+TEST_F(OwnStampInitTest, AnInitThatTheStampRefusedCannotBeRepeated) {
     inFreshProcess([this] {
         offerStamp();
         script.refuse("Set init0");
@@ -345,7 +345,7 @@ TEST_F(OwnStampInitTest, AnInitThatTheStampRefusedWasTheOnlyOne) {
     });
 }
 
-TEST_F(OwnStampInitTest, AStampThatAnotherCallAcquiredCannotBePreparedAnyMore) {
+TEST_F(OwnStampInitTest, AStampAcquiredByAnotherCallCannotBeInitialised) {
     inFreshProcess([this] {
         offerStamp();
         EXPECT_EQ(VNStampEnable(1), VNRES_SUCCEED);
@@ -355,7 +355,7 @@ TEST_F(OwnStampInitTest, AStampThatAnotherCallAcquiredCannotBePreparedAnyMore) {
     });
 }
 
-TEST_F(OwnStampInitTest, ItsFailuresAreThoseOfTheFunctionWithAHandle) {
+TEST_F(OwnStampInitTest, FailsLikeTheFunctionWithAHandle) {
     const std::pair<std::function<int()>, const char*> calls[] = {
         {[] { return VNStampInit(0, 32, "sans"); }, "!w"},
         {[] { return VNStampInit(16, 0, "sans"); }, "!h"},

@@ -3,7 +3,7 @@
 namespace unit {
 namespace {
 
-/** Starting and stopping are one behaviour in two directions. */
+/** VNStart or VNStop, which behave alike in opposite directions. */
 struct Change {
     const char* function;
     int (*call)(int);
@@ -82,7 +82,7 @@ TEST_P(ChangeTest, IsSilentlyUnsupportedByAnyOtherObject) {
     EXPECT_EQ(happened(), (Events{entry(id)}));
 }
 
-TEST_P(ChangeTest, RefusesNoHandle) {
+TEST_P(ChangeTest, RefusesHandleZero) {
     EXPECT_EQ(call(0), VNRES_INVALID_ARG);
     EXPECT_EQ(happened(), (Events{entry(0), refusal("!id")}));
 }
@@ -96,7 +96,7 @@ const char unsupported[] = "unsupport register message callback!";
 
 using RunningTest = PluginTest;
 
-TEST_F(RunningTest, TellsWhetherTheObjectPlays) {
+TEST_F(RunningTest, ReportsWhetherTheObjectPlays) {
     auto* const object = new Plain<StatusPart>;
     const int id = handleOf(object);
     int running = 17;
@@ -108,7 +108,7 @@ TEST_F(RunningTest, TellsWhetherTheObjectPlays) {
     EXPECT_EQ(happened(), (Events{"IStatus::StatusIsPlay()", "IStatus::StatusIsPlay()"}));
 }
 
-TEST_F(RunningTest, AsksNothingWithoutAPlaceForTheAnswer) {
+TEST_F(RunningTest, DoesNotQueryTheStatusForANullPointer) {
     const int id = handleOf(new Stream<StatusPart>);
     EXPECT_EQ(VNIsRunning(id, nullptr), VNRES_SUCCEED);
     EXPECT_EQ(happened(), Events{});
@@ -123,7 +123,7 @@ TEST_F(RunningTest, IsUnsupportedWithoutAStatus) {
     EXPECT_EQ(happened(), (Events{error("VNIsRunning", unsupported), error("VNIsRunning", unsupported)}));
 }
 
-TEST_F(RunningTest, RefusesNoHandle) {
+TEST_F(RunningTest, RefusesHandleZero) {
     int running = 17;
     EXPECT_EQ(VNIsRunning(0, &running), VNRES_INVALID_ARG);
     EXPECT_EQ(running, 17);

@@ -11,7 +11,7 @@ const char down[] = "IStreamControl::ChangeDown(null)";
 
 class SwitchTest : public PluginTest {
   protected:
-    /** Calls it, and takes the times off its timing lines. */
+    /** Calls VNSwitchResolution, and moves the times of its timing lines to `times`. */
     int call(int id) {
         times.clear();
         const std::int64_t before = now();
@@ -102,7 +102,7 @@ TEST_F(SwitchTest, EndsWhenTheObjectCannotBeStopped) {
                               error("VNSwitchResolution", "VNRES_SUCCEED!=VNStop(id)")}));
 }
 
-TEST_F(SwitchTest, LeavesWhatIsNotVideoStopped) {
+TEST_F(SwitchTest, LeavesAnObjectWithoutVideoStopped) {
     auto* const object = new Stream<ControlPart, AudioPart>;
     object->state = kep::State::play;
     const int id = handleOf(object);
@@ -129,7 +129,7 @@ TEST_F(SwitchTest, LeavesTheStreamStoppedInItsNewSizeWhenTheStartFails) {
     EXPECT_EQ(object->state, kep::State::null);
 }
 
-TEST_F(SwitchTest, RefusesNoHandleBehindItsTimingLine) {
+TEST_F(SwitchTest, RefusesHandleZeroAfterItsTimingLine) {
     EXPECT_EQ(call(0), VNRES_INVALID_ARG);
     EXPECT_EQ(events, (Events{"timing ms1280,720", error("VNSwitchResolution", "!id")}));
 }

@@ -1,4 +1,4 @@
-/** Privacy zones: every byte that is written, and no other; every line and call in its order. */
+/** Privacy zones: every byte that is written, and no other; every line and call in order. */
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -34,7 +34,7 @@ Events attached(const Events& lines) {
     return events;
 }
 
-/** What the segment should hold: at first a pattern that no call writes by chance. */
+/** The expected memory, initially a pattern that no call writes by chance. */
 class Expected {
   public:
     Expected() {
@@ -117,7 +117,7 @@ TEST_F(ZonesTest, SetWritesPlaceAndColourOnly) {
     expected_.verify();
 }
 
-// A zone that was set is not drawn before it is enabled as well, and one that is hidden keeps its place.
+// A zone that was set is not drawn before it is enabled as well, and a hidden zone keeps its position.
 TEST_F(ZonesTest, SetAndEnableLeaveEachOthersFieldsAlone) {
     expected_ = Expected();
     std::memset(&memory().segment, 0, sizeof memory().segment);
@@ -185,7 +185,7 @@ TEST_P(ZonesGridTest, CellsBecomePixels) {
 INSTANTIATE_TEST_SUITE_P(
     Rects, ZonesGridTest,
     testing::Values(GridCase{0x00000F0F, 0, 0, 1935, 1095}, GridCase{0x05050505, 604, 342, 120, 68},
-                    // The second corner left of the first, above it, or both: one cell, nothing exchanged.
+                    // The second corner left of the first, above it, or both: one cell, corners not swapped.
                     GridCase{0x0A000500, 1209, 0, 120, 68}, GridCase{0x000A0005, 0, 684, 120, 68},
                     GridCase{0x0F0F0000, 1814, 1026, 120, 68}, GridCase{0x00000000, 0, 0, 120, 68},
                     GridCase{0x03040608, 362, 273, 483, 342}, GridCase{0x0E0D0F0F, 1693, 889, 241, 205},
@@ -204,7 +204,7 @@ int setZoneByCells(int idx) {
 }
 
 struct ZoneCall {
-    const char* function; /**< as lines show it */
+    const char* function; /**< the name in its log lines */
     int (*of)(int idx);
 };
 
@@ -230,28 +230,28 @@ TEST_P(ZonesRefusalTest, OfASegmentWithoutARecord) {
     expectRefusal(0, {attaching[0], attaching[1], attaching[2]}, "!rects");
 }
 
-// Behind the last zone lie the size of the frame and other memory.
-TEST_P(ZonesRefusalTest, OfWhatIsNoZone) {
+// The last zone is followed by the frame size and then by other memory.
+TEST_P(ZonesRefusalTest, OfAnIndexOutOfRange) {
     for (int idx :
          {16, -1, 17, 396 / 24 + 1, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()})
         expectRefusal(idx, attaching, "idx<0||idx>=16");
 }
 
-TEST_P(ZonesRefusalTest, OfWhatIsNoZoneComesLast) {
+TEST_P(ZonesRefusalTest, OfAnIndexOutOfRangeComesLast) {
     script.refuse("ISharedMemory::Address");
     expectRefusal(16, {attaching[0], attaching[1], attaching[2]}, "!rects");
     script.refuse("ISharedMemory::ShmName");
     expectRefusal(16, {attaching[0], attaching[1]}, "!shm.ShmName(\"vornisa_shm_rects\")");
 }
 
-TEST_P(ZonesRefusalTest, LeavesTheNextCallUnharmed) {
+TEST_P(ZonesRefusalTest, DoesNotAffectTheNextCall) {
     script.refuse("ISharedMemory::ShmName");
     EXPECT_EQ(GetParam().of(0), VNRES_FAIL);
     script.reset();
     EXPECT_EQ(GetParam().of(0), VNRES_SUCCEED);
 }
 
-TEST_P(ZonesRefusalTest, AnExceptionEndsInALineAndTheTableIsDetached) {
+TEST_P(ZonesRefusalTest, AnExceptionIsLoggedAndTheTableIsDetached) {
     script.throwAt("ISharedMemory::Address");
     EXPECT_EQ(GetParam().of(0), VNRES_FAIL);
     EXPECT_EQ(happened(), (Events{attaching[0], attaching[1], attaching[2], "~ISharedMemory",
@@ -271,8 +271,8 @@ TEST(ColorConvert, KnownColours) {
     EXPECT_EQ(vnColorConvert(VNRES_COLOR_BLUE), 0x006B1DFFu);
 }
 
-// One step of a colour to the next value of Y, or just short of one of U and of V.
-TEST(ColorConvert, FractionsAreCutOff) {
+// Y is exactly an integer in the first, U and V are just below one in the second and third.
+TEST(ColorConvert, FractionsAreTruncated) {
     EXPECT_EQ(vnColorConvert(0x0002D1), 0x006E19E7u);
     EXPECT_EQ(vnColorConvert(0xF60001), 0x00FA4956u);
     EXPECT_EQ(vnColorConvert(0x007C01), 0x004B4857u);
@@ -293,12 +293,13 @@ TEST(NamedColours, AreRedGreenBlue) {
     EXPECT_EQ(VNRES_COLOR_ORANGE, 0xffa500);
 }
 
-TEST(ColorConvert, TheHighestByteDoesNotCount) {
+TEST(ColorConvert, TheHighestByteIsIgnored) {
     EXPECT_EQ(vnColorConvert(0xFF123456), vnColorConvert(0x00123456));
     EXPECT_EQ(vnColorConvert(0x80000000), 0x00800080u);
 }
 
-// Cut off like these: toward zero, which for what is never negative is downward.
+// Truncated; the components are never negative, so that floor is the same. The sum compensates rounding
+// errors.
 std::uint32_t component(double value) {
     return static_cast<std::uint32_t>(std::floor(value + 1e-6));
 }
