@@ -280,7 +280,7 @@ struct IAudio : virtual object_base {
 
 }  // namespace common
 
-// Open: which bases they have beside object_base, and the order of those.
+// Open: which bases they have besides object_base, and the order of those.
 
 struct IYuvSource : virtual common::IVideo, virtual common::IStreamOutput, virtual common::IStreamControl {
     static IYuvSource* CreateNew(const char* device);

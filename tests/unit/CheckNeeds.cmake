@@ -1,4 +1,4 @@
-# Fails unless LIBRARY is called SONAME and needs all of KEP_LIBRARIES, and beside them the C++ runtime and libc alone.
+# Fails unless LIBRARY is called SONAME and needs all of KEP_LIBRARIES, and else only the C++ runtime and libc.
 execute_process(COMMAND ${READELF} --dynamic --wide ${LIBRARY} OUTPUT_VARIABLE text COMMAND_ERROR_IS_FATAL ANY)
 # CMake does not split a list at semicolons inside brackets.
 string(REGEX REPLACE "[][]" "'" text "${text}")

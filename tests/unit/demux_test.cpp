@@ -140,7 +140,7 @@ TEST_F(DemuxSetTest, SeeksOnTheDemultiplexerNotOnTheApplication) {
     EXPECT_EQ(app->integers.count("seek"), 0u);
 }
 
-TEST_F(DemuxSetTest, FindsElementsWithoutRegardToCase) {
+TEST_F(DemuxSetTest, FindsElementsIgnoringCase) {
     build({"DEMUX", "Vsink", "aSINK"});
     elements["DEMUX"]->integers["duration"] = 5;
     EXPECT_EQ(set(), VNRES_SUCCEED);

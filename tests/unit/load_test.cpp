@@ -74,7 +74,7 @@ struct Maps {
     }
 };
 
-TEST(LoadTest, RegistersOnceAtEachLoadAndLeavesNothingBehind) {
+TEST(LoadTest, RegistersOnceAtEachLoadAndLeaksNothing) {
     Script::instance().reset();
     int allocationsBefore = 0;
     int descriptorsBefore = 0;
