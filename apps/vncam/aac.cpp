@@ -28,9 +28,8 @@ namespace {
 constexpr Usage kAacUsage{
     "aac", "encode|decode IN OUT", "Encodes a WAV file of 16-bit PCM samples as AAC (ADTS), or decodes it.",
     "IN and OUT may be - for standard input and output: vncam pcm -o - | vncam aac encode - out.aac\n"
-    "The coder delays samples: what is decoded begins with 1024 that precede the first one encoded, and its\n"
-    "end is filled up with silence to a whole unit of 1024. Ctrl-C ends the work; OUT is complete up to "
-    "there."};
+    "The codec adds a delay: decoded sound begins with 1024 priming samples, and its end is padded with\n"
+    "silence to a whole access unit of 1024. Ctrl-C stops it; OUT is complete up to that point."};
 
 /** Handed to the codec at once: of samples from a pipe a tenth of a second. */
 constexpr std::size_t kPieceBytes = 16 << 10;
@@ -64,7 +63,7 @@ class Codec {
             const std::size_t written = call(input, consumed);
             take(room_.data(), written);
             input = input.subspan(static_cast<std::size_t>(consumed));
-            if (consumed == 0 && written == 0) throw Failure(std::string(name()) + ": takes nothing");
+            if (consumed == 0 && written == 0) throw Failure(std::string(name()) + ": consumes no input");
         }
     }
 
@@ -150,7 +149,8 @@ void decode(const AacSettings& settings) {
     std::optional<AdtsUnit> first;
     while (!(first = readAdts(piece)) && piece.size() < kPieceBytes && reader.append(piece)) continue;
     if (!first) throw Failure(reader.name() + ": not an ADTS stream");
-    if (first->channels == 0) throw Failure(reader.name() + ": its headers do not name the channels");
+    if (first->channels == 0)
+        throw Failure(reader.name() + ": number of channels missing in the ADTS headers");
     Codec codec(false);
     Output output(settings.out);
     WavWriter wav(output, first->rate, first->channels);
@@ -169,8 +169,9 @@ void decode(const AacSettings& settings) {
     wav.finish();
     output.close();
     if (units.bytesOfUnit() > 0 && !stopRequested())
-        report("aac", reader.name() + ": cut short: of the " + std::to_string(units.bytesOfUnit()) +
-                          " bytes of its last unit there are " + std::to_string(units.bytesThere()));
+        report("aac", reader.name() + ": cut short: last access unit has " +
+                          std::to_string(units.bytesThere()) + " of " + std::to_string(units.bytesOfUnit()) +
+                          " bytes");
     const std::size_t frames = written / (static_cast<std::size_t>(first->channels) * sizeof(std::int16_t));
     if (!settings.isQuiet)
         report("aac", output.name() + ": " + lengthText(static_cast<double>(frames) / first->rate) + ", " +
@@ -180,9 +181,9 @@ void decode(const AacSettings& settings) {
 std::optional<AacSettings> parseAac(int argc, char** argv) {
     AacSettings settings;
     const std::vector<Option> options = {
-        {"bps", "N", "bits per second; 0 for 64000 a channel (0); for encode, as the next",
+        {"bps", "N", "encode: bits per second; 0 for 64000 per channel (0)",
          bitRateInto(settings.bps, "--bps", 0, 2'000'000)},
-        {"bandwidth", "HZ", "highest frequency; 0 for what suits the bit rate (0)",
+        {"bandwidth", "HZ", "encode: highest frequency; 0 to derive it from the bit rate (0)",
          integerInto(settings.bandWidth, "--bandwidth", 0, 48'000)},
         {"quiet", nullptr, "no summary", [&](const std::string&) { settings.isQuiet = true; }},
     };

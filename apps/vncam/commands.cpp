@@ -22,11 +22,11 @@ constexpr Command kCommands[] = {
     {"pcm", "capture the microphone's samples, or show its level", runPcm},
     {"play", "play a WAV file on the loudspeaker", runPlay},
     {"record", "record video and audio into segments", runRecord},
-    {"event", "make a clip that begins before its event", runEvent},
+    {"event", "record a clip that begins before its event", runEvent},
     {"snap", "take a still picture", runSnap},
     {"recover", "recover recordings that a power cut left unfinished", runRecover},
     {"info", "show length, tracks and fragments of MP4 files", runInfo},
-    {"demux", "take the streams out of an MP4 file, or list its packets", runDemux},
+    {"demux", "extract the streams of an MP4 file, or list its packets", runDemux},
     {"aac", "encode a WAV file as AAC, or decode it", runAac},
     {"volume", "set the volume of microphone or speaker for another command", runVolume},
     {"mute", "mute microphone or speaker for another command", runMute},
@@ -54,7 +54,7 @@ void printHelp(std::FILE* out) {
     for (const Command& command : kCommands) std::fprintf(out, "  %-10s %s\n", command.name, command.summary);
     std::fputs(
         "\n"
-        "      --help     show this help; `vncam help COMMAND` shows that of a command\n"
+        "      --help     show this help; `vncam help COMMAND` shows the help of a command\n"
         "      --version  show the version\n\n"
         "Exit status: 0 success, 1 failure, 2 usage error.\n",
         out);

@@ -24,12 +24,11 @@ namespace vncam {
 namespace {
 
 constexpr Usage kDemuxUsage{
-    "demux", "FILE", "Takes the streams out of an MP4 file: H.264 as a byte stream, AAC with ADTS headers.",
+    "demux", "FILE", "Extracts the streams of an MP4 file: H.264 as a byte stream, AAC with ADTS headers.",
     "FILE of --video or --audio may be - for standard output:\n"
     "vncam demux --video - rec.mp4 | ffplay -\n"
-    "--list prints a line for each packet: video or audio, its time in seconds, its bytes,\n"
-    "and key for a key frame. Pictures and sound are listed as they are read, each in its\n"
-    "own order."};
+    "--list prints a line for each packet: video or audio, its time in seconds, its size in\n"
+    "bytes, and key for a key frame. Video and audio packets are interleaved as they are read."};
 
 struct DemuxSettings {
     std::string file;
@@ -67,7 +66,7 @@ class Demultiplexer {
         } catch (const ClosedPipe&) {
             return false;
         }
-        if (hasFailed_) throw Failure(settings_.file + ": cannot be read to its end");
+        if (hasFailed_) throw Failure(settings_.file + ": cannot read to the end");
         return true;
     }
 
@@ -156,11 +155,11 @@ std::optional<DemuxSettings> parseDemux(int argc, char** argv) {
     };
     std::vector<std::string> operands;
     if (!parseOptions(argc, argv, kDemuxUsage, options, operands)) return std::nullopt;
-    if (operands.empty()) throw UsageError("missing operand: the file");
+    if (operands.empty()) throw UsageError("missing operand: FILE");
     if (operands.size() > 1) throw UsageError("unexpected argument '" + operands[1] + "'");
     settings.file = operands.front();
     if (settings.video.empty() && settings.audio.empty() && !settings.lists)
-        throw UsageError("give --video, --audio or --list");
+        throw UsageError("nothing to write; give --video, --audio or --list");
     if ((settings.video == "-") + (settings.audio == "-") + settings.lists > 1)
         throw UsageError("only one of --video, --audio and --list can use standard output");
     return settings;

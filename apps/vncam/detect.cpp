@@ -19,13 +19,12 @@ namespace vncam {
 namespace {
 
 constexpr Usage kDetectUsage{
-    "detect", "", "Finds people in what the camera sees.",
-    "A line for each picture with people: its time, how many they are, and each one's place in a frame of\n"
-    "1920x1080 as X,Y,WxH with a score; one line when they have gone. The picture of --picture is taken at "
-    "the\n"
-    "first result, so that people may have walked on a little. Without --count and --seconds it detects "
-    "until\n"
-    "Ctrl-C. That nobody was found is a failure, unless Ctrl-C ended it."};
+    "detect", "", "Finds people in the camera's picture.",
+    "Prints a line for each picture with people: its time, their number, and for each person a rectangle in\n"
+    "a frame of 1920x1080 as X,Y,WxH and a score; and one line when they have gone. --picture takes a new\n"
+    "picture after the first result, so people may have moved slightly. Without --count and --seconds it\n"
+    "runs until Ctrl-C.\n"
+    "Exit status 1: nobody was found, and Ctrl-C did not end it."};
 
 struct DetectSettings : DetectionSettings {
     Size size{640, 360};
@@ -108,13 +107,14 @@ bool detect(const DetectSettings& settings) {
 int runDetect(int argc, char** argv) {
     DetectSettings settings;
     std::vector<Option> options = {
-        {"size", "WxH", "size of the pictures looked at (640x360)",
+        {"size", "WxH", "size of the analysed pictures (640x360)",
          [&](const std::string& text) { settings.size = parseSize("--size", text); }},
         {"fps", "N", "pictures a second (5)", integerInto(settings.fps, "--fps", 1, 120)},
     };
-    std::ranges::move(detectionOptions(settings, "end after N pictures with people", "an object per line"),
-                      std::back_inserter(options));
-    options.push_back({"picture", "FILE", "write a JPEG file with the people of the first result framed",
+    std::ranges::move(
+        detectionOptions(settings, "end after N pictures with people", "print a JSON object per line"),
+        std::back_inserter(options));
+    options.push_back({"picture", "FILE", "write a JPEG file with the people of the first result outlined",
                        [&](const std::string& text) {
                            if (text.empty()) throw UsageError("--picture needs a file name");
                            settings.picture = text;

@@ -34,7 +34,7 @@ constexpr int kOneShotPost = 7;
 
 constexpr Usage kEventUsage{
     "event", "", "Films until the pre-roll is buffered, triggers an event and writes the clip around it.",
-    "The length of a clip by --oneshot is fixed: 3 seconds before the event and 7 after it. The name of the\n"
+    "The length of a --oneshot clip is fixed: 3 seconds before the event and 7 after it. The name of the\n"
     "clip goes to standard output. Ctrl-C before the event ends without a clip."};
 
 struct EventSettings {
@@ -66,7 +66,8 @@ bool parseEvent(int argc, char** argv, EventSettings& settings) {
     };
     const std::vector<Option> options = {
         {"pre", "S", "seconds before the event, 0 to 30 (3)", seconds(settings.pre, "--pre", kLongestPre)},
-        {"post", "S", "seconds after it (7)", seconds(settings.post, "--post", kLongestPost)},
+        {"post", "S", "seconds after the event, 0 to 3600 (7)",
+         seconds(settings.post, "--post", kLongestPost)},
         {"url", "URL", "file URL or name of the clip (EVT_ and the time, in the current folder)",
          [&](const std::string& text) { settings.url = clipUrl(text); }},
         {"oneshot", nullptr, "use the blocking call instead of an event service",

@@ -13,11 +13,11 @@ constexpr const char* kTurns[] = {"none", "horizontal", "vertical", "both"};
 
 constexpr Usage kFlipUsage{
     "flip", "none|horizontal|vertical|both",
-    "Mirrors the picture, for all that film on this machine, until told otherwise.",
-    "horizontal exchanges left and right, vertical top and bottom. Zones and stamps are not mirrored."};
+    "Mirrors the picture for all programs that film on this machine, until it is set again.",
+    "horizontal swaps left and right, vertical top and bottom. Zones and stamps are not mirrored."};
 
 constexpr Usage kFlickerUsage{
-    "flicker", "on|off", "Has the exposure avoid the flicker of lamps, or not, until told otherwise.", ""};
+    "flicker", "on|off", "Makes the exposure avoid the flicker of lamps, or not, until it is set again.", ""};
 
 /** The only operand; throws UsageError naming what it can be. */
 std::string onlyOperand(int argc, char** argv, const Usage& usage, const char* choices, bool& wantsHelp) {

@@ -22,9 +22,9 @@ using recordings::Mp4Track;
 constexpr Usage kInfoUsage{
     "info", "FILE...",
     "Shows length, tracks and fragments of MP4 files, also of unfinished and damaged ones.",
-    "A file of fragments is finished when it has an index of all of them. Length and fragments\n"
-    "are those of its whole fragments.\n"
-    "Exit status 1: a file could not be read, or is no MP4."};
+    "A fragmented file is finished when it has an index of all fragments. LENGTH and FRAGMENTS\n"
+    "cover its complete fragments.\n"
+    "Exit status 1: a file could not be read, or is not an MP4 file."};
 
 /** One file: what it is made of, or why that is not known. */
 struct Row {
@@ -121,12 +121,12 @@ void printJson(const std::vector<Row>& rows) {
 int runInfo(int argc, char** argv) {
     bool asJson = false;
     const std::vector<Option> options = {
-        {"json", nullptr, "print an array of objects, one per file, with an error where there was one",
+        {"json", nullptr, "print a JSON array with an object per file; a failed one has an error",
          [&](const std::string&) { asJson = true; }},
     };
     std::vector<std::string> files;
     if (!parseOptions(argc, argv, kInfoUsage, options, files)) return exitOk;
-    if (files.empty()) throw UsageError("missing operand: the files");
+    if (files.empty()) throw UsageError("missing operand: FILE");
     std::vector<Row> rows;
     for (const std::string& file : files) {
         if (stopRequested()) throw Failure("interrupted before " + file);

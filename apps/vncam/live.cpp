@@ -40,11 +40,11 @@ std::vector<Option> liveOptions(LiveSettings& settings) {
     };
     std::vector<Option> options = {
         {"output", "FILE", "write picture and sound to one FILE", file(settings.output, "--output"), 'o'},
-        {"no-audio", nullptr, "--output without sound",
+        {"no-audio", nullptr, "write --output without sound",
          [&](const std::string&) { settings.isSilent = true; }},
         {"video", "FILE", "write H.264 (byte stream) to FILE", file(settings.video, "--video")},
         {"audio", "FILE", "write AAC (ADTS) to FILE", file(settings.audio, "--audio")},
-        {"switch", "WxH@S", "change the picture size at second S; may be given again for later seconds",
+        {"switch", "WxH@S", "change the picture size at second S; may be repeated for later seconds",
          [&](const std::string& text) {
              settings.film.switches.push_back(parseSizeSwitch("--switch", text));
          }},
@@ -56,16 +56,17 @@ std::vector<Option> liveOptions(LiveSettings& settings) {
 void checkSwitches(const LiveSettings& settings) {
     const FilmSettings& film = settings.film;
     if (film.switches.empty()) return;
-    if (settings.video.empty() && settings.output.empty()) throw UsageError("--switch needs --video");
+    if (settings.video.empty() && settings.output.empty())
+        throw UsageError("--switch needs --video or --output");
     if (!settings.output.empty() && streamFormatOf(settings.output) == StreamFormat::mp4)
-        throw UsageError("--switch goes without " + settings.output +
-                         ": the pictures of an MP4 file have one size; name a .ts file");
+        throw UsageError("--switch cannot be used with " + settings.output +
+                         ": an MP4 file has one picture size; name a .ts file");
     const SizeSwitch* before = nullptr;
     for (const SizeSwitch& change : film.switches) {
         if (before && change.second <= before->second)
-            throw UsageError("--switch " + change.text() + " does not come after --switch " + before->text());
+            throw UsageError("--switch " + change.text() + " is not after --switch " + before->text());
         if (film.seconds > 0 && change.second >= film.seconds)
-            throw UsageError("--switch " + change.text() + " lies after the end of the film");
+            throw UsageError("--switch " + change.text() + " is after the end of the film");
         before = &change;
     }
 }
@@ -74,7 +75,7 @@ void checkOutputs(const LiveSettings& settings) {
     if (!settings.output.empty()) {
         streamFormatOf(settings.output);
         if (!settings.video.empty() || !settings.audio.empty())
-            throw UsageError("--output goes without --video and --audio");
+            throw UsageError("--output cannot be used with --video or --audio");
         return;
     }
     if (settings.video.empty() && settings.audio.empty())

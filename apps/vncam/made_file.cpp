@@ -39,7 +39,7 @@ std::optional<double> secondsOf(const std::string& path) {
 }
 
 std::string lengthAndSize(const std::string& path, std::optional<double> seconds) {
-    if (!seconds) return path + ": gone";
+    if (!seconds) return path + ": no longer exists";
     return path + ": " + lengthText(*seconds) + ", " + countText(bytesOf(path), "byte");
 }
 

@@ -18,7 +18,7 @@ std::uint64_t bytesOf(const std::string& path);
 /** Length of a recording in seconds, read from the file; nothing when the file is gone. */
 std::optional<double> secondsOf(const std::string& path);
 
-/** "a.mp4: 10.0 s, 1234567 bytes", or that it is gone, by what secondsOf() has said. */
+/** "a.mp4: 10.0 s, 1234567 bytes", with the result of secondsOf(); "a.mp4: no longer exists" without one. */
 std::string lengthAndSize(const std::string& path, std::optional<double> seconds);
 
 }  // namespace vncam

@@ -79,7 +79,7 @@ Player::Player(const std::string& name) {
         path_ = wanted == name ? onPath(kind.name) : name;
         if (!path_.empty()) return;
     }
-    if (!kind_) throw UsageError("--player '" + name + "': not " + known() + ", nor a path of one of them");
+    if (!kind_) throw UsageError("--player '" + name + "': not " + known() + ", nor the path of one of them");
     if (!name.empty()) throw Failure(name + ": not installed; on Debian: apt install " + kind_->package);
     throw Failure("no player installed: install " + known() + "; on Debian: apt install ffmpeg");
 }
@@ -92,7 +92,7 @@ Player::~Player() {
 std::unique_ptr<Output> Player::start() {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0)
-        throw Failure(std::string("cannot make a pipe: ") + std::strerror(errno));
+        throw Failure(std::string("cannot create a pipe: ") + std::strerror(errno));
     auto input = std::make_unique<Output>(kind_->name, ends[1]);
     printed_ = memfd_create("player", MFD_CLOEXEC);
     posix_spawn_file_actions_t files;
@@ -133,7 +133,7 @@ void Player::finish() {
     if (WIFEXITED(*status) && WEXITSTATUS(*status) == 0) return;
     std::string text = std::string(kind_->name) + ": ";
     if (WIFSIGNALED(*status))
-        text += std::string("ended by signal: ") + strsignal(WTERMSIG(*status));
+        text += std::string("terminated by signal: ") + strsignal(WTERMSIG(*status));
     else
         text += "exit status " + std::to_string(WEXITSTATUS(*status));
     throw Failure(text + lastWords());

@@ -13,10 +13,11 @@ namespace vncam {
 namespace {
 
 constexpr Usage kQrUsage{
-    "qr", "", "Reads QR and other two-dimensional codes in what the camera sees, once a second.",
-    "A line for each code when it appears: its text, with \\n, \\\\ and \\xNN for what would break the line. "
-    "Without\n"
-    "--count and --seconds it reads until Ctrl-C. That none was read is a failure, unless Ctrl-C ended it."};
+    "qr", "", "Reads QR and other two-dimensional codes in the camera's picture, once a second.",
+    "Prints the text of each code in a line when it appears; line breaks, backslashes and control\n"
+    "characters in it are written as \\n, \\\\ and \\xNN. Without --count and --seconds it runs until "
+    "Ctrl-C.\n"
+    "Exit status 1: no code was read, and Ctrl-C did not end it."};
 
 int digit(char character) {
     if (character >= '0' && character <= '9') return character - '0';
@@ -67,7 +68,7 @@ int runQr(int argc, char** argv) {
     DetectionSettings settings;
     const std::vector<Option> options =
         detectionOptions(settings, "end after N codes",
-                         "an object per line, with the place in a frame of 1920x1080 and the time");
+                         "print a JSON object per line, with the place in a frame of 1920x1080 and the time");
     std::vector<std::string> operands;
     if (!parseOptions(argc, argv, kQrUsage, options, operands)) return exitOk;
     if (!operands.empty()) throw UsageError("unexpected argument '" + operands.front() + "'");

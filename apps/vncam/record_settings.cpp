@@ -18,25 +18,19 @@ constexpr int kMostBps = 200000000;
 
 constexpr Usage kRecordUsage{
     "record", "", "Records video and audio into files of --segment seconds each.",
-    "NAME may contain fields of strftime, filled in when a file is opened: rec_%H-%M-%S.mp4. It ends in "
-    ".mp4\n"
-    "or .ts. If the name exists, the file gets a number: a.mp4, a-1.mp4. While open, it is called "
-    "NAME.part.\n"
-    "Each second reaches the disk before the next: after a power cut `vncam recover` finishes the file. "
-    "With\n"
-    "--plain it recovers the pictures only.\n"
+    "NAME may contain strftime fields, filled in when a file is opened: rec_%H-%M-%S.mp4. It must end in\n"
+    ".mp4 or .ts. If the name exists, the file gets a number: a.mp4, a-1.mp4. While open, it is called\n"
+    "NAME.part. Each second is on the disk before the next one: after a power cut `vncam recover` finishes\n"
+    "the file; with --plain it recovers the pictures only.\n"
     "On a terminal the keys + and - change the volume of the microphone, m mutes it.\n"
-    "The recording ends after --seconds or on Ctrl-C; the file names go to standard output. If --seconds is "
-    "a\n"
-    "multiple of --segment, exactly that many full-length files remain: vncam removes a further file that "
-    "it\n"
-    "has already begun.\n"
+    "The recording ends after --seconds or on Ctrl-C; the file names go to standard output. If --seconds is\n"
+    "a multiple of --segment, exactly that many full-length files remain: vncam removes a further file that\n"
+    "it has already begun.\n"
     "Each --also records the same film in another size, into files with the size in their names:\n"
     "NAME_640x360.mp4. The other options apply to all recordings.\n"
-    "--keep, --keep-days and --free delete the oldest finished files of these recordings, including those "
-    "of\n"
-    "earlier runs, and report each. Open files and files of other names stay. BYTES takes the suffixes k, M\n"
-    "and G for 10^3, 10^6 and 10^9."};
+    "--keep, --keep-days and --free delete the oldest finished files of these recordings, including those\n"
+    "of earlier runs, and report each. Open files and files with other names are kept. BYTES takes the\n"
+    "suffixes k, M and G for 10^3, 10^6 and 10^9."};
 
 Size recordedSize(const char* option, const std::string& text) {
     const Size size = parseSize(option, text);
@@ -73,8 +67,8 @@ std::vector<Option> recordOptions(RecordSettings& settings) {
         {"bps", "N", "video bits per second (2M)", bitRateInto(settings.bps, "--bps", kLeastBps, kMostBps)},
         {"gop", "N", "frames from one key frame to the next (15)",
          integerInto(settings.gop, "--gop", 1, 100000)},
-        {"segment", "S", "seconds in a file (60)", integerInto(settings.segment, "--segment", 1, 86400)},
-        {"plain", nullptr, "an .mp4 without fragments, with its index at the end",
+        {"segment", "S", "seconds per file (60)", integerInto(settings.segment, "--segment", 1, 86400)},
+        {"plain", nullptr, "write .mp4 without fragments, with its index at the end",
          [&](const std::string&) { settings.plain = true; }},
         {"dir", "DIR", "folder for the files (.)",
          [&](const std::string& text) { settings.folder = namePart("--dir", text); }},
@@ -97,11 +91,12 @@ std::vector<Option> recordOptions(RecordSettings& settings) {
 void checkName(const RecordSettings& settings) {
     const std::string& name = settings.name;
     if (name.find('/') != std::string::npos)
-        throw UsageError("--name '" + name + "': put the folder into --dir");
+        throw UsageError("--name '" + name + "': must not contain a folder; use --dir");
     const bool isMp4 = name.size() > 4 && name.ends_with(".mp4");
     if (!isMp4 && !(name.size() > 3 && name.ends_with(".ts")))
-        throw UsageError("--name '" + name + "' ends neither in .mp4 nor in .ts");
-    if (settings.plain && !isMp4) throw UsageError("--name '" + name + "': --plain is for .mp4");
+        throw UsageError("--name '" + name + "': must end in .mp4 or .ts");
+    if (settings.plain && !isMp4)
+        throw UsageError("--name '" + name + "': --plain needs a name that ends in .mp4");
 }
 
 void checkSizes(const RecordSettings& settings) {
@@ -109,7 +104,7 @@ void checkSizes(const RecordSettings& settings) {
     for (const RecordSettings& each : settings.recordings()) {
         const std::string size = each.size.text();
         if (std::ranges::find(sizes, size) != sizes.end())
-            throw UsageError("--also " + size + ": there is a recording of this size already");
+            throw UsageError("--also " + size + ": this size is already recorded");
         sizes.push_back(size);
     }
 }

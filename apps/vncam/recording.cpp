@@ -111,7 +111,7 @@ void Recording::take(const std::string& message) {
 
 void Recording::takeFile(const std::string& path) {
     if (access(path.c_str(), F_OK) != 0) {
-        report("record", path + ": gone");
+        report("record", path + ": no longer exists");
         return;
     }
     ++files_;

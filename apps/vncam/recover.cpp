@@ -25,15 +25,14 @@ constexpr Usage kRecoverUsage{
     "Finishes recordings that a power cut or a crash left under their temporary names, NAME.part: checks\n"
     "them, makes players skip damaged parts, and renames them to NAME. In folders it also removes hidden\n"
     "temporary files of processes that have ended.",
-    "Readable data stays in place: data behind a hole is kept, and each hole is reported.\n"
-    "Only the end of a transport stream may be cut off, within its last picture; what was there is\n"
-    "then in NAME.rest. No other file is overwritten: a name that is taken gets a number. A file in\n"
-    "which nothing can be played, or that is still being written, is reported and left.\n"
+    "Readable data stays in place: data after a hole is kept, and each hole is reported.\n"
+    "Only a transport stream may be truncated, within its last picture; the bytes cut off are moved to\n"
+    "NAME.rest. No existing file is overwritten: if NAME exists, the file gets a number. A file that has\n"
+    "nothing to play, or is still being written, is reported and left unchanged.\n"
     "A plain MP4 that was cut short lacks its index. For H.264 with in-band parameter sets and frame rate,\n"
     "such as that of vncam, recover appends a new index of the pictures. The sound is lost.\n"
-    "Objects of --json have the file and its result, \"recovered\", \"unchanged\", \"removed\" or "
-    "\"failed\":\n"
-    "with --dry-run what it would be.\n"
+    "Each object of --json has the file and its result, \"recovered\", \"unchanged\", \"removed\" or\n"
+    "\"failed\"; with --dry-run, the result that a run would have.\n"
     "Exit status 1: a folder or file could not be read, changed, renamed or removed."};
 
 struct Settings {
@@ -142,12 +141,12 @@ int runRecover(int argc, char** argv) {
          [&](const std::string&) { settings.planned = true; }, 'n'},
         {"recursive", nullptr, "recurse into subfolders; links are not followed",
          [&](const std::string&) { settings.recursive = true; }, 'r'},
-        {"json", nullptr, "print an array of objects, one per file",
+        {"json", nullptr, "print a JSON array with an object per file",
          [&](const std::string&) { settings.asJson = true; }},
     };
     std::vector<std::string> operands;
     if (!parseOptions(argc, argv, kRecoverUsage, options, operands)) return exitOk;
-    if (operands.empty()) throw UsageError("missing operand: the recordings, or their folders");
+    if (operands.empty()) throw UsageError("missing operand: FILE or DIR");
     Recoverer recoverer(settings);
     for (const std::string& operand : operands) recoverer.recover(operand);
     return recoverer.finish();

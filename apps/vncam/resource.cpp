@@ -13,13 +13,13 @@ struct ResultRow {
 
 constexpr ResultRow kResults[] = {
     {VNRES_SUCCEED, "VNRES_SUCCEED", "done"},
-    {VNRES_FAIL, "VNRES_FAIL", "the framework refused or failed it"},
-    {VNRES_WRONG_DEVICE, "VNRES_WRONG_DEVICE", "the resource is of another kind"},
-    {VNRES_UNSUPPORTED, "VNRES_UNSUPPORTED", "the resource does not offer it"},
-    {VNRES_BUFFER_ERROR, "VNRES_BUFFER_ERROR", "an inner buffer refused the data"},
-    {VNRES_BUF_TOO_SMALL, "VNRES_BUF_TOO_SMALL", "the frame is larger than the buffer for it"},
+    {VNRES_FAIL, "VNRES_FAIL", "the framework refused the call or failed"},
+    {VNRES_WRONG_DEVICE, "VNRES_WRONG_DEVICE", "wrong kind of resource"},
+    {VNRES_UNSUPPORTED, "VNRES_UNSUPPORTED", "the resource does not support the call"},
+    {VNRES_BUFFER_ERROR, "VNRES_BUFFER_ERROR", "an internal buffer refused the data"},
+    {VNRES_BUF_TOO_SMALL, "VNRES_BUF_TOO_SMALL", "the frame is larger than the buffer"},
     {VNRES_PUSH_FAIL, "VNRES_PUSH_FAIL", "the device refused the data"},
-    {VNRES_INVALID_ARG, "VNRES_INVALID_ARG", "an argument or a step of it was refused"},
+    {VNRES_INVALID_ARG, "VNRES_INVALID_ARG", "an argument, or a step of the call, was refused"},
 };
 
 }  // namespace

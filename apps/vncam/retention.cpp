@@ -39,7 +39,7 @@ void Retention::apply() {
     const int result = VNRetain(&limits, tellDeletion, &trouble);
     if (result == VN_RETAIN_FAILED && errno == EINVAL)
         throw UsageError("--name '" + settings_.name +
-                         "': has fields that cannot be read back, so that its files are not found");
+                         "': contains fields that cannot be parsed back, so its files cannot be found");
     if (result == VN_RETAIN_FAILED)
         trouble = settings_.folder + ": cannot read the folder: " + std::strerror(errno) + "\n";
     if (result == VN_RETAIN_EXCEEDED)

@@ -40,7 +40,7 @@ class TemporaryFolder {
   public:
     TemporaryFolder() {
         std::string pattern = std::filesystem::temp_directory_path() / "vncamXXXXXX";
-        if (!mkdtemp(pattern.data())) throw Failure(pattern + ": cannot make the folder");
+        if (!mkdtemp(pattern.data())) throw Failure(pattern + ": cannot create the folder");
         path_ = pattern;
     }
     ~TemporaryFolder() {

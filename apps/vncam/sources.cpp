@@ -70,7 +70,7 @@ constexpr SettingRow kSettings[] = {
     {"KEP_HOST_AUDIO", "test"},
     {"KEP_HOST_SPEAKER", "null"},
     {"KEP_HOST_PRERECORD", "always"},
-    {"KEP_HOST_SHM", "the names of a board"},
+    {"KEP_HOST_SHM", "the names that a board uses"},
     {"KEP_HOST_PEOPLE_MODEL", "built in"},
     {"KEP_HOST_LOG", "8"},
     {"KEP_HOST_LOG_FORMAT", "full"},

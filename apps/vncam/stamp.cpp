@@ -13,12 +13,12 @@ namespace {
 
 constexpr Usage kStampUsage{
     "stamp", "[TEXT]",
-    "Writes a text into the picture, for all that film on this machine, until told otherwise.",
-    "TEXT has the fields of strftime, filled in with the time of each picture: '%Y-%m-%d %H:%M:%S'; %3N is\n"
-    "milliseconds, %n begins a new line. Coordinates and sizes are those of a frame of 1920x1080. Without "
-    "TEXT\n"
-    "what is not given stays; but --at sets the colour, too, and --size and --font set each other.\n"
-    "COLOR is AARRGGBB, RRGGBB or a name as of `vncam zone`; an alpha of 01 is nearly transparent, FF "
+    "Writes a text into the picture for all programs that film on this machine, until it is set again.",
+    "TEXT may contain strftime fields, filled in with the time of each picture: '%Y-%m-%d %H:%M:%S'; %3N is\n"
+    "milliseconds, %n a line break. Coordinates and sizes are in pixels of a frame of 1920x1080. Without\n"
+    "TEXT, settings that are not given are kept, except that --at resets the colour, and --size and --font\n"
+    "reset each other.\n"
+    "COLOR is AARRGGBB, RRGGBB or a name that `vncam zone` knows; alpha 01 is nearly transparent, FF "
     "opaque."};
 
 /** What a stamp has that nobody has set: legible in a stream of 640x360, with a darkened ground. */
@@ -82,20 +82,22 @@ int runStamp(int argc, char** argv) {
         {"at", "X,Y", "top left corner (32,32)",
          option(stamp.place,
                 [](const std::string& text) { return parsePair("--at", text, ',', 1919, "X,Y"); })},
-        {"size", "WxH", "of a figure (16x32), up to 540x540",
+        {"size", "WxH", "width of a digit and height of a line (16x32), up to 540x540",
          option(stamp.size,
                 [](const std::string& text) { return parsePair("--size", text, 'x', 540, "WxH"); })},
-        {"font", "NAME", "as fontconfig knows it, such as 'DejaVu Sans:bold', or a file with a / in its name",
+        {"font", "NAME",
+         "font name for fontconfig, such as 'DejaVu Sans:bold', or the path of a font file, with a /",
          option(stamp.font, [](const std::string& text) { return text; })},
-        {"color", "COLOR", "of the text (white)",
+        {"color", "COLOR", "colour of the text (white)",
          option(stamp.colour, [](const std::string& text) { return parseColourWithAlpha("--color", text); })},
-        {"background", "COLOR", "behind the text (80000000), or none",
+        {"background", "COLOR", "colour behind the text (80000000), or none",
          option(stamp.background,
                 [](const std::string& text) {
                     return text == "none" ? 0 : parseColourWithAlpha("--background", text);
                 })},
-        {"on", nullptr, "show it again", option(stamp.isShown, [](const std::string&) { return true; })},
-        {"off", nullptr, "hide it", option(stamp.isShown, [](const std::string&) { return false; })},
+        {"on", nullptr, "show the stamp again",
+         option(stamp.isShown, [](const std::string&) { return true; })},
+        {"off", nullptr, "hide the stamp", option(stamp.isShown, [](const std::string&) { return false; })},
     };
     std::vector<std::string> operands;
     if (!parseOptions(argc, argv, kStampUsage, options, operands)) return exitOk;

@@ -58,8 +58,7 @@ std::span<const char> withoutAdts(std::span<const char> unit, AVCodecParameters&
 StreamFormat streamFormatOf(const std::string& path) {
     if (path.ends_with(".mp4")) return StreamFormat::mp4;
     if (path == "-" || path.ends_with(".ts")) return StreamFormat::mpegTs;
-    throw UsageError("--output " + path +
-                     ": not a name of .mp4 or .ts, nor - for MPEG-TS on standard output");
+    throw UsageError("--output " + path + ": not NAME.mp4, NAME.ts or - (MPEG-TS on standard output)");
 }
 
 class StreamMuxer::Sink final : public FrameSink {

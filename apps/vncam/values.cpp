@@ -80,14 +80,14 @@ int parseBitRate(const char* option, const std::string& text, int least, int mos
     if (text.ends_with('G') || !readWithUnit(text, value) || value < least || value > most)
         refuse(option, text,
                "not a bit rate from " + std::to_string(least) + " to " + std::to_string(most) +
-                   "; 2000000, 2M and 500k are bit rates");
+                   "; examples: 2000000, 2M, 500k");
     return static_cast<int>(value);
 }
 
 std::int64_t parseBytes(const char* option, const std::string& text) {
     double value = 0;
     if (!readWithUnit(text, value) || value < 1 || value > kMaxBytes)
-        refuse(option, text, "not a number of bytes; 2G, 500M and 100k are some");
+        refuse(option, text, "not a number of bytes; examples: 2G, 500M, 100k");
     return static_cast<std::int64_t>(value);
 }
 

@@ -11,16 +11,16 @@ namespace vncam {
 namespace {
 
 #define VNCAM_REACH                                                                                          \
-    "A workstation's volumes are those of one process: without a COMMAND they end with this one. A camera\n" \
-    "keeps its own. Both may be put before one command: vncam volume mic 50 mute speaker live ..."
+    "On a workstation the setting applies to one process: without COMMAND it ends with this one. A camera\n" \
+    "keeps it. The two can be combined: vncam volume mic 50 mute speaker live ..."
 
 constexpr Usage kVolumeUsage{
     "volume", "mic|speaker N [COMMAND [ARG]...]",
-    "Sets the volume of microphone or speaker, and runs COMMAND with it.",
-    "N goes from 0, silence, to 100, samples unchanged; 50 halves the amplitude.\n" VNCAM_REACH, true};
+    "Sets the volume of microphone or speaker, and runs COMMAND with this volume.",
+    "N is 0 (silence) to 100 (samples unchanged); 50 halves the amplitude.\n" VNCAM_REACH, true};
 
 constexpr Usage kMuteUsage{"mute", "mic|speaker [COMMAND [ARG]...]",
-                           "Mutes microphone or speaker, and runs COMMAND with that.", VNCAM_REACH, true};
+                           "Mutes microphone or speaker, and runs COMMAND.", VNCAM_REACH, true};
 
 #undef VNCAM_REACH
 
@@ -53,7 +53,7 @@ int runMute(int argc, char** argv) {
     std::vector<std::string> operands;
     bool mutes = true;
     const std::vector<Option> options = {
-        {"off", nullptr, "let it be heard again", [&](const std::string&) { mutes = false; }}};
+        {"off", nullptr, "unmute", [&](const std::string&) { mutes = false; }}};
     if (!parseOptions(argc, argv, kMuteUsage, options, operands)) return exitOk;
     if (operands.empty()) throw UsageError("missing operand: mic or speaker");
     SoundDevice& device = SoundDevice::named(operands[0]);

@@ -22,12 +22,13 @@ int runWatch(int argc, char** argv) {
     std::string name;
     bool hasAudio = true;
     std::vector<Option> options = {
-        {"player", "NAME", Player::known() + ", or a path of one (the first that is installed)",
+        {"player", "NAME", Player::known() + ", or the path of one (the first one installed)",
          [&](const std::string& text) {
              if (text.empty()) throw UsageError("--player needs a name");
              name = text;
          }},
-        {"no-audio", nullptr, "the picture alone", [&](const std::string&) { hasAudio = false; }},
+        {"no-audio", nullptr, "show the picture without sound",
+         [&](const std::string&) { hasAudio = false; }},
     };
     for (Option& option : filmOptions(settings)) options.push_back(std::move(option));
     std::vector<std::string> operands;

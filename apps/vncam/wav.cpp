@@ -101,7 +101,7 @@ void WavReader::readFormat(std::uint32_t size) {
     if (channels_ < 1 || channels_ > kMaxChannels)
         fail(std::to_string(channels_) + " channels, not 1 to " + std::to_string(kMaxChannels));
     const std::uint32_t rate = little32(bytes.data() + 4);
-    if (rate < 1 || rate > 384000) fail("a rate of " + std::to_string(rate) + " samples per second");
+    if (rate < 1 || rate > 384000) fail("sample rate " + std::to_string(rate) + " Hz, not 1 to 384000");
     rate_ = static_cast<int>(rate);
 }
 
@@ -128,7 +128,7 @@ void WavReader::skip(std::uint64_t size) {
 
 void WavReader::failCutShort(std::uint64_t there) const {
     fail("cut short: " + std::to_string(dataBytes_) + " bytes of samples declared, " + std::to_string(there) +
-         " there");
+         " present");
 }
 
 void WavReader::fail(const std::string& why) const {

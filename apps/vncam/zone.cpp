@@ -16,13 +16,13 @@ namespace {
 
 constexpr Usage kZoneUsage{
     "zone", "set|grid|on|off|list ...",
-    "Covers parts of the picture, for all that film on this machine, until told otherwise.",
+    "Covers parts of the picture for all programs that film on this machine, until they are set again.",
     "zone set N X,Y,WIDTHxHEIGHT   cover a part of a frame of 1920x1080, whatever the size of the stream\n"
     "zone grid N C,R-C,R           cover cells of 16 columns and 16 rows: from 0,0 to 15,15\n"
     "zone on N|all                 cover it again\n"
-    "zone off N|all                show what it covers\n"
+    "zone off N|all                uncover it, and keep its place\n"
     "zone list                     list the zones that have been set\n\n"
-    "N goes from 0 to 15; of zones that overlap the highest is seen. Write -- before an X below 0."};
+    "N is 0 to 15; where zones overlap, the highest N is on top. Write -- before a negative X."};
 
 constexpr int kLastCell = 15;
 
@@ -107,7 +107,7 @@ void need(const std::vector<std::string>& operands, const std::vector<const char
 int runZone(int argc, char** argv) {
     std::uint32_t colour = VNRES_COLOR_BLACK;
     const std::vector<Option> options = {
-        {"color", "COLOR", "of `set` and `grid`: RRGGBB or " + colourNames(),
+        {"color", "COLOR", "for `set` and `grid` (black): RRGGBB or " + colourNames(),
          [&](const std::string& text) { colour = parseColour("--color", text); }}};
     std::vector<std::string> operands;
     if (!parseOptions(argc, argv, kZoneUsage, options, operands)) return exitOk;

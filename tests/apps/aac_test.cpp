@@ -84,8 +84,8 @@ TEST_F(Aac, TellsThatTheLastUnitIsCutShort) {
     writeFile(path("cut.aac"), whole.substr(0, whole.size() - 5));
     const Result result = run("vncam aac decode --quiet cut.aac out.wav");
     EXPECT_EQ(result.exit, 0);
-    EXPECT_EQ(result.err, "vncam aac: cut.aac: cut short: of the " + std::to_string(last) +
-                              " bytes of its last unit there are " + std::to_string(last - 5) + "\n");
+    EXPECT_EQ(result.err, "vncam aac: cut.aac: cut short: last access unit has " + std::to_string(last - 5) +
+                              " of " + std::to_string(last) + " bytes\n");
     EXPECT_EQ(samplesIn("out.wav").size() / 2, 47 * kUnit) << "of 48 units";
 }
 

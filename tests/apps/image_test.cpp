@@ -173,7 +173,7 @@ TEST_F(ImageCommand, WhatIsRefusedIsAFailure) {
         const Result result = run(std::string("vncam ") + arguments);
         EXPECT_EQ(result.exit, 1) << arguments;
         EXPECT_NE(result.err.find("vncam " + std::string(call) +
-                                  "the framework refused or failed it (VNRES_FAIL, -1)\n"),
+                                  "the framework refused the call or failed (VNRES_FAIL, -1)\n"),
                   std::string::npos)
             << result.err;
     }

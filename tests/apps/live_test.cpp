@@ -161,8 +161,9 @@ TEST_F(Live, ACameraThatIsNotThereIsNamed) {
         run("KEP_HOST_VIDEO=file:missing.mp4 " + std::string(smallFilm) + "--video v.h264 --seconds 1");
     EXPECT_EQ(film.exit, 1);
     EXPECT_NE(film.err.find("missing.mp4"), std::string::npos) << film.err;
-    EXPECT_NE(film.err.find("vncam live: VNStart: the framework refused or failed it (VNRES_FAIL, -1)\n"),
-              std::string::npos)
+    EXPECT_NE(
+        film.err.find("vncam live: VNStart: the framework refused the call or failed (VNRES_FAIL, -1)\n"),
+        std::string::npos)
         << film.err;
 }
 

@@ -97,13 +97,13 @@ INSTANTIATE_TEST_SUITE_P(
         BadFile{"Other", wav(samplesOf(100), {.format = 7, .bits = 8}),
                 "samples are 8-bit format 7, not 16-bit PCM"},
         BadFile{"NoChannel", wav(samplesOf(100), {.channels = 0}), "0 channels, not 1 to 8"},
-        BadFile{"NoRate", wav(samplesOf(100), {.rate = 0}), "a rate of 0 samples per second"},
+        BadFile{"NoRate", wav(samplesOf(100), {.rate = 0}), "sample rate 0 Hz, not 1 to 384000"},
         BadFile{"NoFormat", riff(chunk("data", samplesOf(100))), "samples precede the format chunk"},
         BadFile{"ShortFormat", riff(chunk("fmt ", "short")), "format chunk too short"},
         BadFile{"NoSamples", riff(chunk("fmt ", formatRecord({}))), "ends before the samples"},
         BadFile{"EndsInFormat", wav({}).substr(0, 30), "ends before the format"},
         BadFile{"Truncated", wav(samplesOf(100)).substr(0, 144),
-                "cut short: 200 bytes of samples declared, 100 there"}),
+                "cut short: 200 bytes of samples declared, 100 present"}),
     [](const auto& file) { return file.param.name; });
 
 TEST_F(Play, AMissingFileIsNamed) {
@@ -123,7 +123,7 @@ TEST_F(Play, APipeThatIsCutShortIsTold) {
     const Result result = run("head -c 5000 in.wav | vncam play -");
     EXPECT_EQ(result.exit, 1);
     EXPECT_EQ(result.err,
-              "vncam play: standard input: cut short: 8000 bytes of samples declared, 4956 there\n");
+              "vncam play: standard input: cut short: 8000 bytes of samples declared, 4956 present\n");
 }
 
 TEST_F(Play, ASpeakerThatCannotBeOpenedIsNamed) {

@@ -82,16 +82,17 @@ TEST_F(RecordLimits, WrongCommandLinesAreRefused) {
     const struct {
         const char* options;
         const char* told;
-    } all[] = {{"--also 640x360", "--also '640x360': not WIDTHxHEIGHT:BITRATE"},
-               {"--also 800x600:1M", "--also 800x600: recordings are 1920x1080, 1280x720 or 640x360"},
-               {"--also 1280x720:1G",
-                "--also '1G': not a bit rate from 10000 to 200000000; 2000000, 2M and 500k are bit rates"},
-               {"--also 640x360:1M", "--also 640x360: there is a recording of this size already"},
-               {"--keep 0", "--keep '0': not a number of bytes; 2G, 500M and 100k are some"},
-               {"--free 2T", "--free '2T': not a number of bytes; 2G, 500M and 100k are some"},
-               {"--keep-days 0", "--keep-days '0': not a number of days"},
-               {"--keep 2G --name a_%D.mp4",
-                "--name 'a_%D.mp4': has fields that cannot be read back, so that its files are not found"}};
+    } all[] = {
+        {"--also 640x360", "--also '640x360': not WIDTHxHEIGHT:BITRATE"},
+        {"--also 800x600:1M", "--also 800x600: recordings are 1920x1080, 1280x720 or 640x360"},
+        {"--also 1280x720:1G",
+         "--also '1G': not a bit rate from 10000 to 200000000; examples: 2000000, 2M, 500k"},
+        {"--also 640x360:1M", "--also 640x360: this size is already recorded"},
+        {"--keep 0", "--keep '0': not a number of bytes; examples: 2G, 500M, 100k"},
+        {"--free 2T", "--free '2T': not a number of bytes; examples: 2G, 500M, 100k"},
+        {"--keep-days 0", "--keep-days '0': not a number of days"},
+        {"--keep 2G --name a_%D.mp4",
+         "--name 'a_%D.mp4': contains fields that cannot be parsed back, so its files cannot be found"}};
     for (const auto& one : all) {
         const Result refused = record(one.options);
         EXPECT_EQ(refused.exit, 2) << one.options;

@@ -195,11 +195,11 @@ TEST_F(Record, WrongCommandLinesAreRefused) {
     } all[] = {{"--size 800x600", "--size 800x600: recordings are 1920x1080, 1280x720 or 640x360"},
                {"--fps 31", "--fps '31': not a whole number from 1 to 30"},
                {"--segment 0", "--segment '0': not a whole number from 1 to 86400"},
-               {"--name a", "--name 'a' ends neither in .mp4 nor in .ts"},
-               {"--name .mp4", "--name '.mp4' ends neither in .mp4 nor in .ts"},
-               {"--name b/a.mp4", "--name 'b/a.mp4': put the folder into --dir"},
+               {"--name a", "--name 'a': must end in .mp4 or .ts"},
+               {"--name .mp4", "--name '.mp4': must end in .mp4 or .ts"},
+               {"--name b/a.mp4", "--name 'b/a.mp4': must not contain a folder; use --dir"},
                {"--name a,b.mp4", "--name 'a,b.mp4': a name must not contain , { or }"},
-               {"--name a.ts --plain", "--name 'a.ts': --plain is for .mp4"},
+               {"--name a.ts --plain", "--name 'a.ts': --plain needs a name that ends in .mp4"},
                {"more", "unexpected argument 'more'"}};
     for (const auto& one : all) {
         const Result refused = run(std::string("vncam record ") + one.options);

@@ -92,7 +92,7 @@ TEST_F(Watch, ASignalThatEndsThePlayerIsTold) {
     install("ffplay", "/usr/bin/head -c 100 >/dev/null; kill -TERM $$");
     const Result result = watch("");
     EXPECT_EQ(result.exit, 1);
-    EXPECT_EQ(result.err, "vncam watch: ffplay: ended by signal: Terminated\n");
+    EXPECT_EQ(result.err, "vncam watch: ffplay: terminated by signal: Terminated\n");
 }
 
 TEST_F(Watch, WhatThePlayerPrintsDoesNotReachTheTerminal) {
