@@ -31,7 +31,7 @@ constexpr Usage kAacUsage{
     "The codec adds a delay: decoded sound begins with 1024 priming samples, and its end is padded with\n"
     "silence to a whole access unit of 1024. Ctrl-C stops it; OUT is complete up to that point."};
 
-/** Handed to the codec at once: of samples from a pipe a tenth of a second. */
+/** Input per codec call: about 0.1 s of stereo at 48 kHz. Larger pieces delay a pipe by more. */
 constexpr std::size_t kPieceBytes = 16 << 10;
 constexpr std::size_t kRoomBytes = 256 << 10;
 
@@ -44,7 +44,7 @@ struct AacSettings {
     bool isQuiet = false;
 };
 
-/** An encoder or decoder; what it makes of its input goes to a function. */
+/** An encoder or decoder that passes its output to a callback. */
 class Codec {
   public:
     explicit Codec(bool encodes) : encodes_(encodes), room_(kRoomBytes) {
@@ -67,7 +67,7 @@ class Codec {
         }
     }
 
-    /** What it has kept of the input. */
+    /** Drains what the codec still holds. */
     template <class Take>
     void finish(const Take& take) {
         int consumed = 0;
@@ -90,7 +90,7 @@ class Codec {
     std::vector<char> room_;
 };
 
-/** An AAC file or standard input, in pieces as they come. */
+/** Reads an AAC file or standard input, in pieces as they arrive. */
 class PieceReader {
   public:
     explicit PieceReader(const std::string& path)
@@ -104,7 +104,7 @@ class PieceReader {
     PieceReader(const PieceReader&) = delete;
     PieceReader& operator=(const PieceReader&) = delete;
 
-    /** Appends the next bytes. False at the end, or once a stop has been asked for. */
+    /** Appends the next bytes. False at the end, or after a stop request. */
     bool append(std::vector<char>& bytes) const {
         const std::size_t before = bytes.size();
         bytes.resize(before + kPieceBytes);
@@ -170,8 +170,8 @@ void decode(const AacSettings& settings) {
     output.close();
     if (units.bytesOfUnit() > 0 && !stopRequested())
         report("aac", reader.name() + ": cut short: last access unit has " +
-                          std::to_string(units.bytesThere()) + " of " + std::to_string(units.bytesOfUnit()) +
-                          " bytes");
+                          std::to_string(units.bytesPresent()) + " of " +
+                          std::to_string(units.bytesOfUnit()) + " bytes");
     const std::size_t frames = written / (static_cast<std::size_t>(first->channels) * sizeof(std::int16_t));
     if (!settings.isQuiet)
         report("aac", output.name() + ": " + lengthText(static_cast<double>(frames) / first->rate) + ", " +
@@ -199,7 +199,7 @@ std::optional<AacSettings> parseAac(int argc, char** argv) {
     settings.in = operands[1];
     settings.out = operands[2];
     std::error_code none;
-    // Opened for writing it would be emptied before it is read.
+    // Opening OUT would truncate IN.
     if (settings.in != "-" && std::filesystem::equivalent(settings.in, settings.out, none))
         throw UsageError("IN and OUT are the same file: " + settings.out);
     return settings;
@@ -213,7 +213,7 @@ int runAac(int argc, char** argv) {
     try {
         settings->encodes ? encode(*settings) : decode(*settings);
     } catch (const ClosedPipe&) {
-        // The reader has what it wants.
+        // A normal end.
     }
     return exitOk;
 }

@@ -9,7 +9,7 @@ namespace {
 constexpr std::size_t kHeaderBytes = 7;
 constexpr std::array kRates{96000, 88200, 64000, 48000, 44100, 32000, 24000,
                             22050, 16000, 12000, 11025, 8000,  7350};
-/** By the number in the header; 0 has the unit describe them. */
+/** By channel_configuration; 0: the access unit itself describes its channels. */
 constexpr std::array kChannels{0, 1, 2, 3, 4, 5, 6, 8};
 
 }  // namespace
@@ -19,7 +19,7 @@ std::optional<AdtsUnit> readAdts(std::span<const char> bytes) {
     const auto byte = [&](std::size_t i) {
         return static_cast<unsigned>(static_cast<unsigned char>(bytes[i]));
     };
-    // Twelve bits that are set, and two that are not, around one that chooses between MPEG-2 and MPEG-4.
+    // The sync word, the ID bit (MPEG-2 or MPEG-4, both valid) and the layer, which is 0.
     if (byte(0) != 0xff || (byte(1) & 0xf6) != 0xf0) return std::nullopt;
     const unsigned rate = byte(2) >> 2 & 0xf;
     const std::size_t size = (byte(3) & 3) << 11 | byte(4) << 3 | byte(5) >> 5;
@@ -41,17 +41,17 @@ void AdtsFollower::add(std::span<const char> bytes) {
             header_.push_back(bytes.front());
             bytes = bytes.subspan(1);
             if (const auto unit = readAdts(header_)) {
-                there_ = header_.size();
+                present_ = header_.size();
                 unit_ = unit->bytes;
                 header_.clear();
             } else if (header_.size() == kHeaderBytes) {
-                header_.erase(header_.begin());  // no unit begins there
+                header_.erase(header_.begin());  // not a header
             }
         }
-        const std::size_t count = std::min(unit_ - there_, bytes.size());
-        there_ += count;
+        const std::size_t count = std::min(unit_ - present_, bytes.size());
+        present_ += count;
         bytes = bytes.subspan(count);
-        if (there_ == unit_) there_ = unit_ = 0;
+        if (present_ == unit_) present_ = unit_ = 0;
     }
 }
 

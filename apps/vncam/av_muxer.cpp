@@ -20,7 +20,7 @@ AvMuxer::AvMuxer(Output& output, const char* format, const char* title, Seeking 
     AVFormatContext* muxer = nullptr;
     check(avformat_alloc_output_context2(&muxer, nullptr, format, nullptr));
     muxer_.reset(muxer);
-    // The file does not name the library.
+    // Bit-exact: the library does not write its name into the file.
     muxer->flags |= AVFMT_FLAG_BITEXACT | AVFMT_FLAG_FLUSH_PACKETS | AVFMT_FLAG_CUSTOM_IO;
     auto* const buffer = static_cast<unsigned char*>(av_malloc(kBufferBytes));
     const bool canSeek = seeking == Seeking::whereItCan && output.isSeekable();

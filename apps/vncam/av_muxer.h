@@ -11,15 +11,15 @@ struct AVFormatContext;
 
 namespace vncam {
 
-/** A muxer of libavformat that writes to an output, each packet at once. */
+/** A libavformat muxer that writes each packet to an Output at once. */
 class AvMuxer {
   public:
     enum class Seeking { no, whereItCan };
 
     /**
-     * @param format libavformat's name of it
-     * @param title the format in messages
-     * @param seeking `whereItCan` opens the output now; otherwise the first bytes do
+     * @param format libavformat's name of the format
+     * @param title name of the format in messages
+     * @param seeking `whereItCan` opens the output now, to find out; otherwise the first write opens it
      */
     AvMuxer(Output& output, const char* format, const char* title, Seeking seeking);
     AvMuxer(const AvMuxer&) = delete;
@@ -28,8 +28,8 @@ class AvMuxer {
     AVFormatContext* get() const { return muxer_.get(); }
     AVFormatContext* operator->() const { return muxer_.get(); }
 
-    /** Throws what went wrong in a call of the library, by its result: as Output does where that failed, now
-     * or before, otherwise Failure. */
+    /** Checks the result of a libavformat call. Throws what the output threw, in this call or an earlier one,
+     * otherwise Failure for a negative result. */
     void check(int result) const;
 
   private:
@@ -43,7 +43,7 @@ class AvMuxer {
     Output& output_;
     const char* const title_;
     std::unique_ptr<AVFormatContext, Free> muxer_;
-    std::exception_ptr failure_; /**< of the output: none can pass through the library */
+    std::exception_ptr failure_; /**< thrown by the output: exceptions must not pass through the library */
 };
 
 }  // namespace vncam

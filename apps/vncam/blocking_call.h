@@ -17,7 +17,7 @@ class BlockingCall {
         return result;
     }
 
-    /** Zero between two calls. */
+    /** Duration of the current call so far; zero between two calls. */
     std::chrono::steady_clock::duration lasting() const {
         const Clock::rep since = since_;
         return since == 0 ? Clock::duration::zero()

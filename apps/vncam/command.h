@@ -25,7 +25,7 @@ struct Command {
     int (*run)(int argc, char** argv);
 };
 
-/** Carries out a command line without the program's name; its first argument is a command or an option. */
+/** Runs a command line without the program's name; its first argument is a command or an option. */
 int runCommandLine(int argc, char** argv);
 
 int runAac(int argc, char** argv);

@@ -65,7 +65,7 @@ int wrongCommandLine(const std::string& who, const std::string& what) {
     return exitUsage;
 }
 
-/** Colours, and places in the source, are for developers at a terminal. */
+/** Colours and source positions are for developers at a terminal. */
 bool areColoursShown() {
     const char* const refused = std::getenv("NO_COLOR");
     const char* const terminal = std::getenv("TERM");
@@ -73,7 +73,7 @@ bool areColoursShown() {
            !(terminal && std::strcmp(terminal, "dumb") == 0);
 }
 
-/** Only the framework's lines give the reason of a failed call; it stores those that KEP_HOST_LOG hides. */
+/** Only the framework's log gives the reason of a failed call; it keeps the lines that KEP_HOST_LOG hides. */
 void showHiddenErrors() {
     void* const found = dlsym(RTLD_DEFAULT, "kepHostHiddenErrors");
     if (found) std::fputs(reinterpret_cast<const char* (*)()>(found)(), stderr);
@@ -81,7 +81,7 @@ void showHiddenErrors() {
 
 int runCommand(const Command& command, int argc, char** argv) {
     const std::string who = std::string("vncam ") + command.name;
-    // Pre-recording costs an encoder; only events need it, which may be what another command runs.
+    // Pre-recording costs an encoder and only events need it; `volume` and `mute` may run `event`.
     if (command.run != runEvent && command.run != runVolume && command.run != runMute)
         setenv("KEP_HOST_PRERECORD", "attached", 0);
     if (!areColoursShown()) setenv("KEP_HOST_LOG_FORMAT", "message", 0);

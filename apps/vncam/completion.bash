@@ -1,4 +1,4 @@
-# Completion of vncam for bash: its commands and options as its help texts have them, and names of files.
+# Bash completion of vncam: commands and options, parsed from its help texts, and file names.
 _vncam() {
   local word=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]} words=
   local commands='/^Commands:/,/^$/ s/^  \([a-z]*\) .*/\1/p' options='s/^  \(-., \)\{0,1\}\(--[a-z-]*\).*/\2/p'

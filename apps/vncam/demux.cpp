@@ -39,7 +39,7 @@ struct DemuxSettings {
     bool isQuiet = false;
 };
 
-/** Where the packets of a file go. Its callbacks come on threads of the framework. */
+/** Writes or lists the packets of a file. Its callbacks run on threads of the framework. */
 class Demultiplexer {
   public:
     explicit Demultiplexer(const DemuxSettings& settings) : settings_(settings) {
@@ -57,7 +57,7 @@ class Demultiplexer {
             check(VNDemuxSet(resource.id(), &record), "VNDemuxSet");
             resource.start();
             awaitEnd(inbox);
-            // Its end waits for the callbacks.
+            // Releasing the resource waits for running callbacks.
         }
         try {
             if (failure_) std::rethrow_exception(failure_);

@@ -88,7 +88,7 @@ void takePicture(const std::string& path, const std::vector<Person>& people) {
     markPicture(path, marks);
 }
 
-/** Prints results; false when nobody was found and nobody has asked for a stop. */
+/** Prints results; false when nobody was found and no stop was requested. */
 bool detect(const DetectSettings& settings) {
     const Resource results(VNRES_HUMAN_SHM);
     Inbox inbox(results.id());

@@ -18,7 +18,7 @@ std::string firstLine(const fs::path& path) {
     return line;
 }
 
-/** The number behind "video"; -1 for other names. */
+/** The number after "video"; -1 for other names. */
 int cameraNumber(const std::string& name) {
     constexpr std::string_view kPrefix = "video";
     const bool digits = name.size() > kPrefix.size() && name.size() < kPrefix.size() + 6 &&

@@ -9,11 +9,11 @@ namespace vncam {
 
 /** A device of the workstation. */
 struct Device {
-    std::string setting; /**< as the environment variable takes it, for example "v4l2:/dev/video0" */
-    std::string name;    /**< what the device calls itself; may be empty */
+    std::string setting; /**< value of the environment variable, for example "v4l2:/dev/video0" */
+    std::string name;    /**< as the device reports it; may be empty */
 };
 
-// Each lists what is there, in order, below `root`, the folder that holds dev, proc and sys.
+// Each lists the devices in order. `root` is the folder that holds dev, proc and sys.
 
 std::vector<Device> findCameras(const std::filesystem::path& root);
 std::vector<Device> findMicrophones(const std::filesystem::path& root);

@@ -26,7 +26,7 @@ using std::chrono::steady_clock;
 /** From the start of the camera to its first key frame. */
 constexpr double kStartingSeconds = 1;
 
-/** What is kept of the past. */
+/** Seconds that pre-recording buffers. */
 constexpr int kLongestPre = 30;
 constexpr int kLongestPost = 3600;
 constexpr int kOneShotPre = 3;

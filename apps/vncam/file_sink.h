@@ -6,7 +6,7 @@
 
 namespace vncam {
 
-/** Writes the frames of one stream as they are, one behind the other. */
+/** Writes the frames of one stream unchanged, one after the other. */
 class FileSink final : public FrameSink {
   public:
     /** Throws as Output does. */

@@ -75,7 +75,7 @@ StreamSinks joinedSinks(std::unique_ptr<Output> output, StreamFormat format, con
 Film::Film(const char* command, const FilmSettings& settings, StreamSinks sinks)
     : command_(command), settings_(settings), hasAudio_(sinks.audio != nullptr) {
     const bool hasVideo = sinks.video != nullptr;
-    // What is refused is so before anything is filmed.
+    // Acquire and configure both sources before either starts: a refusal leaves nothing behind.
     if (hasVideo) tracks_.push_back(openVideo(command, settings, std::move(sinks.video)));
     if (hasAudio_) tracks_.push_back(openAudio(command, settings, std::move(sinks.audio)));
     if (hasVideo) {
@@ -90,7 +90,7 @@ bool Film::run() {
     return finish();
 }
 
-/** @param microphone null when nobody listens to it */
+/** @param microphone null for a film without sound */
 std::string Film::progressText(const SoundDevice* microphone) const {
     std::string text = std::string("vncam ") + command_ + "  " + clockText(tracks_.front()->second());
     if (settings_.seconds > 0) text += " / " + clockText(settings_.seconds);

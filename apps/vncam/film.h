@@ -16,10 +16,10 @@ namespace vncam {
 
 class SoundDevice;
 
-/** What a live film is like, whatever becomes of it. */
+/** Settings of a live film, whatever its output is. */
 struct FilmSettings {
     Size size{1920, 1080};
-    std::deque<SizeSwitch> switches; /**< in the order of their seconds */
+    std::deque<SizeSwitch> switches; /**< in ascending order of seconds */
     int fps = 30;
     int bps = 2000000;
     int gop = 30;
@@ -30,22 +30,22 @@ struct FilmSettings {
     bool quiet = false;
 };
 
-/** The options for these settings but the switches; `settings` outlives them. */
+/** The options for all of these settings but `switches`; `settings` must outlive them. */
 std::vector<Option> filmOptions(FilmSettings& settings);
 
-/** Sinks for both streams of a film, or for its pictures alone, in one output. */
+/** Sinks that join both streams of a film, or write its video alone, in one output. */
 StreamSinks joinedSinks(std::unique_ptr<Output> output, StreamFormat format, const FilmSettings& settings,
                         bool hasAudio);
 
-/** A live film on its way to its sinks. */
+/** Reads the streams of a live film and writes them to sinks. */
 class Film {
   public:
-    /** Starts it; throws Failure when a source is refused. @param command reports in its name */
+    /** Starts filming; throws Failure when a source is refused. @param command named in reports */
     Film(const char* command, const FilmSettings& settings, StreamSinks sinks);
 
     /**
-     * Waits until it has ended, by its length, a stop or a failure, shows its progress and closes the sinks.
-     * Throws the first failure. False when the reader of a pipe closed it.
+     * Shows the progress until the film ends, by its length, a stop request or a failure, and closes the
+     * sinks. Throws the first failure. Returns false when the reader of a pipe closed it.
      */
     bool run();
     /** Reports what has been written. */

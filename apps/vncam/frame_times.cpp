@@ -11,7 +11,7 @@ FrameTimes::Clock::time_point FrameTimes::next(Clock::time_point arrival, bool w
     if (frames_ == 1) return first_ = last_ = arrival;
     const Clock::time_point before = last_;
     const Clock::time_point counted = before + source_.frame;
-    // Of a frame that was waited for, the arrival tells more; the message of a loss may come after it.
+    // The arrival of a frame that was waited for is more reliable: the message of a loss may come later.
     const std::uint64_t skipped = waited ? 0 : lost - lostBefore;
     const Clock::time_point due = counted + static_cast<Clock::rep>(skipped) * source_.frame;
     const Clock::duration late = arrival - due;
@@ -23,7 +23,7 @@ FrameTimes::Clock::time_point FrameTimes::next(Clock::time_point arrival, bool w
         last_ = std::min(due, arrival);
     else if (late < -source_.frame)
         last_ = std::max(arrival, before + source_.leastStep);
-    // What delays some frames does not delay each of them: the least of their delays is a gap.
+    // A busy machine delays some frames, not all: the smallest of the last delays is a real gap.
     if (lateness_.size() == source_.patience) {
         const Clock::duration gap = *std::ranges::min_element(lateness_);
         if (gap > source_.tolerance) last_ += gap;

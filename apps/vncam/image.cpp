@@ -19,7 +19,7 @@ constexpr Usage kFlipUsage{
 constexpr Usage kFlickerUsage{
     "flicker", "on|off", "Makes the exposure avoid the flicker of lamps, or not, until it is set again.", ""};
 
-/** The only operand; throws UsageError naming what it can be. */
+/** The only operand; throws UsageError naming the choices. */
 std::string onlyOperand(int argc, char** argv, const Usage& usage, const char* choices, bool& wantsHelp) {
     std::vector<std::string> operands;
     wantsHelp = !parseOptions(argc, argv, usage, {}, operands);

@@ -26,7 +26,7 @@ constexpr Usage kInfoUsage{
     "cover its complete fragments.\n"
     "Exit status 1: a file could not be read, or is not an MP4 file."};
 
-/** One file: what it is made of, or why that is not known. */
+/** The contents of a file, or why it could not be read. */
 struct Row {
     std::string file;
     std::optional<Mp4Info> info;
@@ -41,7 +41,7 @@ Row read(const std::string& file) {
     }
 }
 
-/** Names of four letters come from the file, and may be anything. */
+/** Four-character codes come from the file, and may be any bytes. */
 std::string printable(std::string text) {
     std::ranges::replace_if(
         text, [](unsigned char c) { return c < 0x20 || c >= 0x7f; }, '?');

@@ -8,7 +8,7 @@
 namespace vncam {
 namespace {
 
-/** Bytes of a character of UTF-8 at the beginning of a text; 0 when it begins with none. */
+/** Length of the UTF-8 character at the beginning of a text, in bytes; 0 when it is invalid. */
 std::size_t characterBytes(std::string_view text) {
     const auto byte = [&](std::size_t i) {
         return static_cast<unsigned char>(i < text.size() ? text[i] : 0);
@@ -23,7 +23,7 @@ std::size_t characterBytes(std::string_view text) {
     for (std::size_t i = 1; i < count; ++i)
         if ((byte(i) & 0xc0) != 0x80) return 0;
     const unsigned second = byte(1);
-    // Longer than it need be, a half of a pair, or beyond the last character.
+    // Overlong, a surrogate, or above U+10FFFF.
     const bool isOutside = (first == 0xe0 && second < 0xa0) || (first == 0xed && second > 0x9f) ||
                            (first == 0xf0 && second < 0x90) || (first == 0xf4 && second > 0x8f);
     return isOutside ? 0 : count;

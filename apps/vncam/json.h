@@ -5,8 +5,7 @@
 
 namespace vncam {
 
-/** A text as a string of JSON, in quotes. Bytes that are no character of UTF-8 are given as its replacement.
- */
+/** A text as a JSON string, in quotes. Each byte that is not part of valid UTF-8 becomes U+FFFD. */
 std::string jsonText(const std::string& text);
 
 }  // namespace vncam

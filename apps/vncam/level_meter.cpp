@@ -10,7 +10,6 @@ namespace {
 
 constexpr int kLargest = 32768;
 constexpr int kCells = 20;
-/** Of one cell of the bar. */
 constexpr double kCellDecibels = 3;
 
 double decibels(int amplitude) {
@@ -23,7 +22,7 @@ void LevelMeter::add(const std::int16_t* samples, std::size_t count) {
     int largest = 0;
     for (std::size_t i = 0; i < count; ++i) largest = std::max(largest, std::abs(int{samples[i]}));
     peak_ = std::max(peak_.load(), largest);
-    // Of a peak that is taken at this moment either side gets it.
+    // takePeak() may reset it meanwhile; the peak then belongs to the next interval.
     int recent = recent_;
     while (recent < largest && !recent_.compare_exchange_weak(recent, largest)) continue;
 }

@@ -8,14 +8,14 @@
 
 namespace vncam {
 
-/** The peaks of samples: one thread adds them, another shows them. */
+/** Measures peaks: one thread adds samples, another one reads the peaks. */
 class LevelMeter {
   public:
     void add(const std::int16_t* samples, std::size_t count);
 
     /** The largest amplitude since the last call, from 0 to 32768. */
     int takePeak() { return recent_.exchange(0); }
-    /** The largest of all. */
+    /** The largest amplitude so far. */
     int peak() const { return peak_; }
 
   private:
@@ -23,7 +23,7 @@ class LevelMeter {
     std::atomic<int> peak_{0};
 };
 
-/** An amplitude in decibels below the largest: "-6.0 dB"; "silence" for none. */
+/** An amplitude in decibels relative to full scale: "-6.0 dB"; "silence" for none. */
 std::string decibelText(int amplitude);
 
 /** The same as a bar of a fixed width, from -60 dB on: "[##########----------] -30.0 dB". */

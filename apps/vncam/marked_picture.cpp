@@ -22,11 +22,11 @@ namespace {
 
 constexpr int kFrameWidth = 1920;
 constexpr int kFrameHeight = 1080;
-/** Of an edge, in pixels of the picture: two are one of its colours. */
+/** Width of an edge in pixels: two columns or rows of chroma. */
 constexpr int kThickness = 4;
 /** Green, full range. */
 constexpr std::array<std::uint8_t, 3> kColour = {150, 44, 21};
-/** Of the new file: the steps of quantisation, from 2, the finest. */
+/** Quantiser scale of the new file; 2 is the finest. */
 constexpr int kQuantiser = 3;
 
 struct FreeCodec {
@@ -38,7 +38,7 @@ struct FreeFrame {
 using CodecPtr = std::unique_ptr<AVCodecContext, FreeCodec>;
 using FramePtr = std::unique_ptr<AVFrame, FreeFrame>;
 
-/** Null when the bytes are no picture. */
+/** Null when the bytes are not a JPEG picture. */
 FramePtr decoded(const std::vector<char>& bytes) {
     const AVCodec* const type = avcodec_find_decoder(AV_CODEC_ID_MJPEG);
     const CodecPtr codec(avcodec_alloc_context3(type));
@@ -54,7 +54,7 @@ FramePtr decoded(const std::vector<char>& bytes) {
     return frame;
 }
 
-/** Null when that fails. */
+/** Null on failure. */
 PacketPtr encoded(AVFrame& frame) {
     const AVCodec* const type = avcodec_find_encoder(AV_CODEC_ID_MJPEG);
     const CodecPtr codec(avcodec_alloc_context3(type));
@@ -75,7 +75,7 @@ PacketPtr encoded(AVFrame& frame) {
     return packet;
 }
 
-/** Fills from one corner to the other, which is outside; both may be beyond the picture. */
+/** Fills a rectangle, without its right column and bottom row; it may reach beyond the picture. */
 void fill(AVFrame& frame, int left, int top, int right, int bottom) {
     const AVPixFmtDescriptor* const format = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
     for (int plane = 0; plane < format->nb_components; ++plane) {

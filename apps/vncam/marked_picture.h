@@ -11,7 +11,7 @@ struct Mark {
     int x, y, w, h;
 };
 
-/** Draws the rectangles' edges into a JPEG file, which is replaced whole; throws Failure naming it. */
+/** Draws the rectangles' edges into a JPEG file, which is replaced atomically; throws Failure naming it. */
 void markPicture(const std::string& path, const std::vector<Mark>& marks);
 
 }  // namespace vncam

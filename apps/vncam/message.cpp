@@ -14,7 +14,7 @@
 namespace vncam {
 namespace {
 
-/** Inboxes at a time: one per recording. */
+/** Inboxes that may exist at a time; each recording has one. */
 constexpr std::size_t kMostInboxes = 4;
 
 struct Slot {
@@ -26,7 +26,7 @@ std::mutex mutex;
 std::condition_variable arrived;
 std::array<Slot, kMostInboxes> slots;
 
-/** A C callback has no user pointer, so each inbox has one of its own. */
+/** A C callback has no user pointer, so each inbox has a callback of its own. */
 template <std::size_t slot>
 void take(const char* message) {
     {

@@ -10,10 +10,10 @@ namespace vncam {
 /** The value of `key` in a message such as "name=frameLost,lost=2"; empty when there is none. */
 std::string messageValue(const std::string& message, const std::string& key);
 
-/** Queue of the messages of one resource; there may be four at a time. */
+/** Queue of the messages of one resource; four may exist at a time. */
 class Inbox {
   public:
-    /** Subscribes to the messages of a resource; throws Failure when it has none. */
+    /** Subscribes to the messages of a resource; throws Failure when it sends none. */
     explicit Inbox(int id);
     ~Inbox();
     Inbox(const Inbox&) = delete;

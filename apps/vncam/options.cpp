@@ -42,7 +42,7 @@ void printHelp(const Usage& usage, const std::vector<Option>& options) {
     if (*usage.notes) std::printf("\n%s\n", usage.notes);
 }
 
-/** The option as the user wrote it, without a value written behind "=". */
+/** The option as the user wrote it, without a value after "=". */
 std::string writtenOption(char** argv) {
     const std::string written = argv[optind - 1];
     return written.substr(0, written.find('='));
@@ -55,7 +55,7 @@ std::string writtenOption(char** argv) {
     throw UsageError("unknown option '" + writtenOption(argv) + "'");
 }
 
-/** The letters that getopt_long knows, each with a colon behind it if it takes a value. */
+/** Short options for getopt_long, each followed by a colon if it takes a value. */
 std::string shortForms(const Usage& usage, const std::vector<Option>& options) {
     std::string letters = usage.isPrefix ? "+:h" : ":h";
     for (const Option& own : options) {
@@ -82,7 +82,7 @@ bool parseOptions(int argc, char** argv, const Usage& usage, const std::vector<O
     const std::vector<option> table = getoptTable(options);
     const std::string letters = shortForms(usage, options);
     opterr = 0;
-    optind = 0;  // of glibc: begins anew, in the order that this command wants
+    optind = 0;  // glibc: 0 restarts the scan and rereads the "+" of `letters`
     for (;;) {
         const int found = getopt_long(argc, argv, letters.c_str(), table.data(), nullptr);
         if (found == -1) break;

@@ -10,25 +10,25 @@ namespace vncam {
 /** A long option of a command. */
 struct Option {
     const char* name;  /**< without the dashes */
-    const char* value; /**< what its value is called in the help; null for a switch */
+    const char* value; /**< name of its value in the help; null for a flag */
     std::string help;
     std::function<void(const std::string& value)> apply; /**< throws UsageError for a bad value */
-    char letter = 0;                                     /**< of its short form, if it has one */
+    char letter = 0;                                     /**< short form; 0 for none */
 };
 
 /** The help text around the list of options. */
 struct Usage {
     const char* command;
-    const char* arguments; /**< of the first line, after the options; may be empty */
+    const char* arguments; /**< operands in the first line; may be empty */
     const char* about;
     const char* notes;     /**< at the end; may be empty */
-    bool isPrefix = false; /**< options behind the first operand belong to another command */
+    bool isPrefix = false; /**< options after the first operand belong to another command */
 };
 
 /**
  * Applies the options of a command line in their order and adds `--help` and `--version` to them.
  *
- * @param operands receives the arguments that are no options
+ * @param operands receives the arguments that are not options
  * @return false when help or version was asked for and has been printed
  */
 bool parseOptions(int argc, char** argv, const Usage& usage, const std::vector<Option>& options,

@@ -20,12 +20,13 @@ namespace vncam {
 namespace {
 
 constexpr int kPollMilliseconds = 100;
+/** A second, after which a full pipe is given up. */
 constexpr int kPollsAtEnd = 10;
 constexpr std::size_t kPieceSize = 64 << 10;
-/** As many as Linux follows. */
+/** Symbolic links followed in a path; Linux allows as many. */
 constexpr int kMostLinks = 40;
 
-/** Why a file could not be opened, found out without touching it; 0 if it could. */
+/** The error of opening a file for writing, determined without touching it; 0 for none. */
 int refusalOf(const std::string& path) {
     struct stat status {};
     if (stat(path.c_str(), &status) == 0) {
@@ -94,7 +95,7 @@ void Output::seek(std::uint64_t position) {
 }
 
 void Output::writeOut(const char* data, std::size_t size) {
-    // A pipe that is said to be writable takes this much without blocking.
+    // A pipe that poll() reports as writable takes this much without blocking.
     const std::size_t most = regular_ ? size : static_cast<std::size_t>(PIPE_BUF);
     while (size > 0) {
         if (!regular_ && !waitWritable()) throw ClosedPipe();
@@ -111,7 +112,7 @@ void Output::writeOut(const char* data, std::size_t size) {
 
 void Output::writeGathered() {
     if (gathered_.empty()) return;
-    // No retry of a failed write.
+    // Clears the buffer first: a failed write is not retried.
     const std::vector<char> pending = std::exchange(gathered_, {});
     writeOut(pending.data(), pending.size());
 }
@@ -142,7 +143,7 @@ bool isSameOutput(const std::string& one, const std::string& other) {
     std::error_code error;
     if (fs::is_character_file(pathOf(one), error)) return false;
     if (fs::equivalent(pathOf(one), pathOf(other), error)) return true;
-    // Of a file that is not there yet, its folder is; so may be a link to it.
+    // A file may not exist yet: compare the paths, with links to it resolved.
     const auto resolved = [&](const std::string& name) {
         fs::path path = fs::absolute(pathOf(name));
         for (int links = 0; links < kMostLinks && fs::is_symlink(path, error); ++links)

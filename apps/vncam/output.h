@@ -15,32 +15,31 @@ struct ClosedPipe {};
 /** Destination of a stream: a file, or standard output by the name "-". */
 class Output {
   public:
-    /** Leaves a file as it is until the first bytes come. Throws Failure naming it when it could not be
-     * opened. */
+    /** Does not touch a file before the first write. Throws Failure when it cannot be opened. */
     explicit Output(std::string path);
-    /** Takes an open pipe, by a name for messages. */
+    /** Takes over an open pipe. @param name for messages */
     Output(std::string name, int descriptor);
     ~Output();
     Output(const Output&) = delete;
     Output& operator=(const Output&) = delete;
 
     /**
-     * Writes all bytes: to a pipe at once, to a file in large pieces, the last of them at its end. Throws
-     * ClosedPipe, or Failure naming the file. Once a stop has been asked for or the output is abandoned, a
-     * pipe whose reader does not read is given up after a second.
+     * Writes all bytes: to a pipe at once, to a file in large pieces, the last one in close(). Throws
+     * ClosedPipe, or Failure naming the file. After a stop request or abandon(), it gives up a pipe that
+     * stays full for a second, with ClosedPipe.
      */
     void write(const char* data, std::size_t size);
-    /** Writes what is gathered for a file. Throws as write() does. */
+    /** Writes the buffered bytes of a file. Throws as write() does. */
     void flush() { writeGathered(); }
     void abandon() { abandoned_ = true; }
 
-    /** Whether earlier bytes can be written over: in a file, not in a pipe. */
+    /** Opens the output. Whether earlier bytes can be overwritten: in a file, not in a pipe. */
     bool isSeekable();
-    /** The next bytes are written from there on. Throws as write() does. */
+    /** Sets the position of the next write. Throws as write() does. */
     void seek(std::uint64_t position);
 
-    /** Closes the file, which is empty when nothing was written; throws Failure when what was written did
-     * not arrive. */
+    /** Closes the file, which is created empty when nothing was written; throws Failure when data could not
+     * be written. */
     void close();
 
     /** The name for messages. */
@@ -63,8 +62,8 @@ class Output {
     std::atomic<std::uint64_t> bytes_{0};
 };
 
-/** Whether what goes to one of two outputs would get among what goes to the other: the same file or pipe, by
- * whatever name. Of a device like /dev/null there is none too many. */
+/** Whether two names are the same file or pipe, in which two streams would be mixed. Character devices such
+ * as /dev/null never are. */
 bool isSameOutput(const std::string& one, const std::string& other);
 
 }  // namespace vncam

@@ -13,7 +13,7 @@ class OutputCapture {
     OutputCapture(const OutputCapture&) = delete;
     OutputCapture& operator=(const OutputCapture&) = delete;
 
-    /** Empty when there was none. */
+    /** The first line captured so far; empty when there is none. */
     std::string firstLine() const;
 
   private:

@@ -29,7 +29,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/** For a microphone that delivers nothing once a stop is asked for. */
+/** How long a stop request waits for a microphone that delivers nothing. */
 constexpr auto kSilenceTimeout = 2s;
 constexpr int kBlocksPerSecond = 50;
 
@@ -50,7 +50,7 @@ struct PcmSettings {
     std::size_t frameBytes() const { return static_cast<std::size_t>(channels) * sizeof(std::int16_t); }
 };
 
-/** Where samples go: a WAV file, bare samples or nothing. */
+/** Destination of the samples: a WAV file, a raw file or none. */
 class Sink {
   public:
     explicit Sink(const PcmSettings& settings) {
@@ -76,7 +76,7 @@ class Sink {
     std::optional<WavWriter> wav_;
 };
 
-/** The microphone on its way to a sink, read by a thread of its own. */
+/** Reads the microphone in a thread of its own and writes the samples to a sink. */
 class Capture {
   public:
     explicit Capture(const PcmSettings& settings)
@@ -90,7 +90,7 @@ class Capture {
         check(VNSetAudio(source_.id(), settings.rate, settings.channels), "VNSetAudio");
     }
     ~Capture() {
-        // The thread that reads ends with its stream.
+        // Stopping the source ends the reading thread.
         VNStop(source_.id());
     }
     Capture(const Capture&) = delete;
@@ -165,7 +165,7 @@ class Capture {
         }
     }
 
-    /** What has been captured is kept whatever ended it. */
+    /** Keeps what was captured, whatever ended the capture. */
     bool finish() {
         VNStop(source_.id());
         constexpr auto kMessageTimeout = 1s;
@@ -205,7 +205,7 @@ std::optional<PcmSettings> parsePcm(int argc, char** argv) {
              settings.file = text;
          },
          'o'},
-        {"raw", nullptr, "write bare samples instead, little-endian and interleaved",
+        {"raw", nullptr, "write raw samples instead, little-endian and interleaved",
          [&](const std::string&) { settings.isRaw = true; }},
         {"rate", "HZ", "samples per second (48000)",
          [&](const std::string& text) { settings.rate = parseInteger("--rate", text, 8000, 192000); }},

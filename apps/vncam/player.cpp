@@ -25,14 +25,14 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto kEndPollInterval = 20ms;
-/** From a polite signal to one that no program survives. */
+/** Between SIGTERM and SIGKILL. */
 constexpr auto kShutdownTimeout = 2s;
-/** Of what it printed: the reason of a failure, which may take several lines. */
+/** Of the player's output, quoted when it fails: the reason may take several lines. */
 constexpr off_t kLastBytes = 512;
 
 constexpr const char* kTitle = "vncam watch";
 
-/** Where the shell would find a program; empty when it would not. */
+/** The path of a program in PATH; empty when it is not found. */
 std::string onPath(const std::string& name) {
     const char* const path = std::getenv("PATH");
     std::istringstream folders(path ? path : "");
@@ -49,8 +49,8 @@ std::string onPath(const std::string& name) {
 
 struct Player::Kind {
     const char* name;
-    const char* package; /**< of Debian */
-    /** Show the stream at once and without a terminal, and end with it. */
+    const char* package; /**< on Debian */
+    /** Play without delay and without a terminal, and exit at the end of the stream. */
     std::vector<const char*> options;
 };
 
@@ -100,7 +100,7 @@ std::unique_ptr<Output> Player::start() {
     posix_spawn_file_actions_adddup2(&files, ends[0], STDIN_FILENO);
     posix_spawn_file_actions_addopen(&files, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
     posix_spawn_file_actions_adddup2(&files, printed_, STDERR_FILENO);
-    // A broken pipe ends it, as its user expects: we ignore the signal.
+    // Restores SIGPIPE, which vncam ignores: a broken pipe should end the player.
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
     sigset_t signals;
@@ -136,7 +136,7 @@ void Player::finish() {
         text += std::string("terminated by signal: ") + strsignal(WTERMSIG(*status));
     else
         text += "exit status " + std::to_string(WEXITSTATUS(*status));
-    throw Failure(text + lastWords());
+    throw Failure(text + lastOutput());
 }
 
 std::optional<int> Player::ended(std::chrono::milliseconds limit) {
@@ -161,18 +161,18 @@ void Player::end() {
     process_ = -1;
 }
 
-/** What it printed last, in one line. */
-std::string Player::lastWords() const {
+/** The last lines that the player printed, joined into one. */
+std::string Player::lastOutput() const {
     const off_t size = lseek(printed_, 0, SEEK_END);
     char bytes[kLastBytes];
     const ssize_t count = pread(printed_, bytes, sizeof bytes, std::max<off_t>(0, size - kLastBytes));
     std::istringstream lines(std::string(bytes, static_cast<std::size_t>(std::max<ssize_t>(0, count))));
-    std::string words;
+    std::string joined;
     for (std::string line; std::getline(lines, line);) {
         std::erase_if(line, [](unsigned char byte) { return byte < ' ' || byte == 0x7f; });
-        if (!line.empty()) words += (words.empty() ? ": " : "; ") + line;
+        if (!line.empty()) joined += (joined.empty() ? ": " : "; ") + line;
     }
-    return words;
+    return joined;
 }
 
 }  // namespace vncam

@@ -12,29 +12,28 @@
 
 namespace vncam {
 
-/** Another program, which shows an MPEG-TS stream in a window as it comes. */
+/** An external program that shows a live MPEG-TS stream in a window. */
 class Player {
   public:
-    /** The players whose options are known, as a text: "ffplay or mpv". */
+    /** The supported players, as text: "ffplay or mpv". */
     static std::string known();
 
     /**
-     * Finds a player.
+     * Finds a player. Throws UsageError when it is not supported, Failure when it is not installed.
      *
-     * @param name of a known player, or a path of one; empty for the first that is installed
-     * Throws UsageError when it is not a known one, Failure when it is not installed.
+     * @param name of a supported player, or the path of one; empty for the first one installed
      */
     explicit Player(const std::string& name);
-    /** Ends it if it still runs. */
+    /** Ends the player if it still runs. */
     ~Player();
     Player(const Player&) = delete;
     Player& operator=(const Player&) = delete;
 
-    /** Starts it and returns its standard input. Throws Failure. */
+    /** Starts the player and returns its standard input. Throws Failure. */
     std::unique_ptr<Output> start();
     /**
-     * Waits until it has ended, which it does after the end of its input or when its window is closed. A stop
-     * that is asked for ends it. Throws Failure, with what it printed last, when it failed.
+     * Waits until the player exits, at the end of its input or when its window is closed; a stop request ends
+     * it. Throws Failure, quoting its last output, when it failed.
      */
     void finish();
 
@@ -42,15 +41,15 @@ class Player {
     struct Kind;
     static const Kind kKinds[];
 
-    /** Its status once it has ended within `limit`. */
+    /** Its status if it exits within `limit`. */
     std::optional<int> ended(std::chrono::milliseconds limit);
     void end();
-    std::string lastWords() const;
+    std::string lastOutput() const;
 
     const Kind* kind_ = nullptr;
     std::string path_;
-    int printed_ = -1;   /**< what it prints: a file without a name, as it would spoil the terminal */
-    pid_t process_ = -1; /**< while it has not been waited for */
+    int printed_ = -1;   /**< anonymous file with its output, which would disturb the terminal */
+    pid_t process_ = -1; /**< -1 before start() and once waited for */
 };
 
 }  // namespace vncam

@@ -24,7 +24,7 @@ int digit(char character) {
     return character >= 'A' && character <= 'F' ? character - 'A' + 10 : -1;
 }
 
-/** The text of a code as it is: messages have a `%` and a number for what they cannot have. */
+/** The text of a code: messages encode some bytes as `%` and two hexadecimal digits. */
 std::string textOf(const std::string& message) {
     std::string value = messageValue(message, "text");
     if (messageValue(message, "encoded") != "true") return value;

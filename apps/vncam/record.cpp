@@ -34,10 +34,10 @@ class Recordings {
     void watch() {
         VolumeKeys keys(SoundDevice::microphone());
         while (!stopRequested() && !running_.empty()) {
-            // The others have what arrived meanwhile.
+            // Only the first one waits: the others have queued their messages meanwhile.
             auto limit = kPollInterval;
             for (const auto& recording : running_) recording->listen(std::exchange(limit, 0ms));
-            finishThoseOver();
+            finishEnded();
             deleteOldFiles();
             keys.poll();
             if (!settings_.quiet && !running_.empty())
@@ -45,7 +45,7 @@ class Recordings {
         }
     }
 
-    /** Finishes what still runs. Throws Failure when any of them is incomplete. */
+    /** Finishes the running recordings. Throws Failure when any recording is incomplete. */
     void finish() {
         for (const auto& recording : running_) finish(*recording);
         running_.clear();
@@ -53,7 +53,7 @@ class Recordings {
         if (!trouble_.empty()) throw Failure(trouble_);
     }
 
-    void sumUp() const {
+    void summarize() const {
         int files = 0;
         std::uint64_t bytes = 0, lost = 0;
         for (const auto& recording : all_) {
@@ -66,7 +66,7 @@ class Recordings {
     }
 
   private:
-    void finishThoseOver() {
+    void finishEnded() {
         std::erase_if(running_, [this](const auto& recording) {
             const bool isOver = recording->isOver();
             if (isOver) finish(*recording);
@@ -74,7 +74,7 @@ class Recordings {
         });
     }
 
-    /** The others go on when one has failed. */
+    /** A failure does not stop the other recordings. */
     void finish(Recording& recording) {
         try {
             recording.finish();
@@ -84,7 +84,8 @@ class Recordings {
         }
     }
 
-    /** Only here, when all messages have been taken: a file that is deleted before it is told is missing. */
+    /** To be called after all messages have been taken: a file that is deleted before its message would be
+     * reported as missing. */
     void deleteOldFiles() {
         if (std::exchange(hasNewFile_, false)) {
             retention_.apply();
@@ -107,12 +108,12 @@ int runRecord(int argc, char** argv) {
     const auto settings = parseRecord(argc, argv);
     if (!settings) return exitOk;
     const std::string& folder = settings->folder;
-    if (access((folder + "/").c_str(), W_OK | X_OK) != 0)  // "/": a file is "Not a directory"
+    if (access((folder + "/").c_str(), W_OK | X_OK) != 0)  // "/": a regular file fails with "Not a directory"
         throw Failure(folder + ": cannot write to the folder: " + std::strerror(errno));
     Recordings recordings(*settings);
     recordings.watch();
     recordings.finish();
-    if (!settings->quiet) recordings.sumUp();
+    if (!settings->quiet) recordings.summarize();
     return exitOk;
 }
 

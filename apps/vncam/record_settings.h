@@ -30,7 +30,7 @@ struct RecordSettings {
     };
     std::vector<Also> also;
 
-    // When finished files are deleted; 0 is never.
+    // Limits beyond which finished files are deleted; 0: no limit.
     std::int64_t keepBytes = 0;
     std::int64_t keepSeconds = 0;
     std::int64_t freeBytes = 0;

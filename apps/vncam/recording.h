@@ -12,7 +12,7 @@
 
 namespace vncam {
 
-/** A recording that runs, and its progress by its messages. */
+/** A running recording, followed through its messages. */
 class Recording {
   public:
     /** Starts it. `onFile` is called whenever a file is finished, after its name has been printed. Throws
@@ -21,7 +21,7 @@ class Recording {
 
     /** Takes the messages that arrive within the limit. Throws Failure when nothing can be recorded. */
     void listen(std::chrono::milliseconds limit);
-    /** What was asked for is recorded. */
+    /** Whether the requested length is recorded. */
     bool isOver() const { return length_.isOver(Clock::now()); }
     /** Stops the recording and waits until its last file is renamed. Throws Failure. To be called once. */
     void finish();

@@ -9,11 +9,11 @@
 namespace vncam {
 
 /**
- * How much of the recording asked for there is, by what its files hold, and whether it is to be ended.
+ * Counts how much of the requested length the finished files hold, and decides when to stop.
  *
- * A segment ends where the recording cuts it and not by this program's clock, which hears of everything some
- * time after it happened. So a file that is to be a whole segment is waited for, although the next has then
- * begun, of which nothing is kept. One that is to be shorter is ended by the clock.
+ * The recording cuts its segments, and this program learns of it later. It therefore waits for the end of a
+ * file that has to be a whole segment, although the next file has begun by then, which is discarded. A
+ * shorter last file is ended by the clock.
  */
 class RecordingLength {
   public:
@@ -22,13 +22,13 @@ class RecordingLength {
     explicit RecordingLength(const RecordSettings& settings);
 
     void fileOpened(Time now);
-    /** A file of so many seconds is complete. */
+    /** A file of this length is complete. */
     void fileClosed(double seconds);
     void picturesLost(std::size_t count) { lost_ += count; }
-    /** A device or a file has failed: segments do not end as they should, and all goes by the clock. */
+    /** A device or a file has failed: segments are no longer cut as planned, and the clock decides. */
     void disturbed() { byClock_ = true; }
 
-    /** All that was asked for lies in the files that have been closed. */
+    /** Whether the closed files hold the requested length. */
     bool isComplete() const { return complete_; }
     bool isOver(Time now) const;
 
@@ -37,8 +37,8 @@ class RecordingLength {
 
     const double seconds_;
     const double segment_;
-    const double picture_;  /**< how long one is shown, in seconds */
-    const double accuracy_; /**< with which a file's length tells where it was cut */
+    const double picture_;  /**< duration of one, in seconds */
+    const double accuracy_; /**< seconds by which a file's length may differ from its segment */
     bool byClock_ = false;
     bool complete_ = false;
     bool open_ = false;

@@ -70,7 +70,7 @@ class Recoverer {
         });
     }
 
-    /** Those in a folder, at any depth, in the order of their names. Links are not followed. */
+    /** Recovers the folders in a folder, at any depth, sorted by name. Links are not followed. */
     void recoverFoldersIn(const std::string& folder) {
         std::vector<std::string> folders;
         std::error_code error;
@@ -109,7 +109,7 @@ class Recoverer {
         }
     }
 
-    /** The results so far are told all the same. */
+    /** Prints the results so far before it throws. */
     void stopIfRequested(const std::string& path) const {
         if (!stopRequested()) return;
         finish();

@@ -10,9 +10,9 @@ namespace vncam {
 /** What `vncam recover` did with a file, or with --dry-run would do. */
 struct RecoveredFile {
     enum class Kind {
-        recording, /**< `recovery` tells */
+        recording, /**< see `recovery` */
         removed,   /**< a temporary file of a process that has ended */
-        failed,    /**< `error` tells */
+        failed,    /**< see `error` */
     };
     Kind kind;
     std::string file;

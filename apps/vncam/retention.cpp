@@ -13,7 +13,7 @@ namespace {
 /** Between checks while files are long. A large stream writes 25 MB meanwhile. */
 constexpr std::chrono::seconds kInterval(10);
 
-void tellDeletion(const char* path, std::int64_t bytes, int error, void* trouble) {
+void reportDeletion(const char* path, std::int64_t bytes, int error, void* trouble) {
     const std::string name = path;
     if (error == 0) {
         report("record", name + ": deleted, " + countText(static_cast<std::uint64_t>(bytes), "byte"));
@@ -36,7 +36,7 @@ void Retention::apply() {
     const VNRetention limits{settings_.folder.c_str(), names.data(),          names.size(),
                              settings_.keepBytes,      settings_.keepSeconds, settings_.freeBytes};
     std::string trouble;
-    const int result = VNRetain(&limits, tellDeletion, &trouble);
+    const int result = VNRetain(&limits, reportDeletion, &trouble);
     if (result == VN_RETAIN_FAILED && errno == EINVAL)
         throw UsageError("--name '" + settings_.name +
                          "': contains fields that cannot be parsed back, so its files cannot be found");
@@ -44,14 +44,14 @@ void Retention::apply() {
         trouble = settings_.folder + ": cannot read the folder: " + std::strerror(errno) + "\n";
     if (result == VN_RETAIN_EXCEEDED)
         trouble += settings_.folder + ": the limits are exceeded, and no file is left to delete\n";
-    tell(trouble);
+    reportChanged(trouble);
 }
 
 void Retention::poll() {
     if (std::chrono::steady_clock::now() >= next_) apply();
 }
 
-void Retention::tell(const std::string& trouble) {
+void Retention::reportChanged(const std::string& trouble) {
     if (trouble == trouble_) return;
     trouble_ = trouble;
     for (std::size_t at = 0, end; (end = trouble.find('\n', at)) != trouble.npos; at = end + 1)

@@ -9,25 +9,25 @@
 
 namespace vncam {
 
-/** Deletes the oldest files of the recordings when they exceed the limits, and tells so. */
+/** Deletes the oldest files of the recordings when they exceed the limits, and reports it. */
 class Retention {
   public:
     /** `settings` must outlive the object. */
     explicit Retention(const RecordSettings& settings);
 
-    /** Deletes what has to be. Throws UsageError for a name that files cannot be found by; other failures are
-     * reported, once until it succeeds again. */
+    /** Deletes files beyond the limits. Throws UsageError for a name whose fields cannot be parsed back;
+     * other failures are reported once until they change. */
     void apply();
-    /** The same, every few seconds; to be called often. */
+    /** Calls apply() every few seconds; to be called often. */
     void poll();
 
   private:
-    void tell(const std::string& trouble);
+    void reportChanged(const std::string& trouble);
 
     const RecordSettings& settings_;
     std::vector<std::string> names_;
     std::chrono::steady_clock::time_point next_{};
-    std::string trouble_; /**< as reported */
+    std::string trouble_; /**< as last reported */
 };
 
 }  // namespace vncam

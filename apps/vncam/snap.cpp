@@ -21,7 +21,7 @@ constexpr Usage kSnapUsage{
     "An existing file is replaced only once the new picture is complete. FILE may be - for "
     "standard\noutput: vncam snap -o - | feh -"};
 
-/** Another extension would lie about what is in the file. */
+/** Rejects extensions of other formats: the file is always a JPEG. */
 void checkName(const std::string& file) {
     if (file.empty()) throw UsageError("missing option: -o FILE");
     std::string extension = std::filesystem::path(file).extension();
@@ -35,7 +35,7 @@ void take(const std::string& path, Size size, const std::string& name) {
     check(VNTakePic(path.c_str(), size.width, size.height), name + ": VNTakePic");
 }
 
-/** A folder that is gone with this object. */
+/** A folder that is removed with this object. */
 class TemporaryFolder {
   public:
     TemporaryFolder() {
@@ -56,7 +56,7 @@ class TemporaryFolder {
     std::filesystem::path path_;
 };
 
-/** Pictures are files; this one is copied. */
+/** VNTakePic writes files only: copies a temporary one. */
 void takeToStandardOutput(Size size) {
     Output output("-");
     const TemporaryFolder folder;
@@ -68,7 +68,7 @@ void takeToStandardOutput(Size size) {
         output.write(bytes.data(), bytes.size());
         output.close();
     } catch (const ClosedPipe&) {
-        return;  // the reader has seen enough
+        return;  // a normal end
     }
 }
 

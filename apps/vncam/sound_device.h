@@ -12,7 +12,7 @@ class SoundDevice {
 
     static SoundDevice& microphone();
     static SoundDevice& speaker();
-    /** Throws UsageError for another name than "mic" or "speaker". */
+    /** Throws UsageError for any name but "mic" and "speaker". */
     static SoundDevice& named(const std::string& name);
 
     // Each throws Failure when the device refuses it.

@@ -40,7 +40,7 @@ constexpr TypeRow kTypes[] = {
 
 /** Acquires and releases one resource; returns the result as text. */
 std::string tryType(VNRes_Type type) {
-    // The table shows the reason of a refusal.
+    // The table shows the reason of a refusal, without colours and source positions.
     setenv("KEP_HOST_LOG_FORMAT", "message", 1);
     const OutputCapture capture(STDERR_FILENO);
     int id = 0;

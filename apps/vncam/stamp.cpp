@@ -21,12 +21,12 @@ constexpr Usage kStampUsage{
     "COLOR is AARRGGBB, RRGGBB or a name that `vncam zone` knows; alpha 01 is nearly transparent, FF "
     "opaque."};
 
-/** What a stamp has that nobody has set: legible in a stream of 640x360, with a darkened ground. */
-constexpr std::uint32_t kUsualColour = 0xFFFFFFFF;
-constexpr std::uint32_t kUsualBackground = 0x80000000;
-constexpr int kUsualWidth = 16;
-constexpr int kUsualHeight = 32;
-constexpr int kUsualEdge = 32;
+/** Defaults of a stamp: legible in a stream of 640x360, on a darkened background. */
+constexpr std::uint32_t kDefaultColour = 0xFFFFFFFF;
+constexpr std::uint32_t kDefaultBackground = 0x80000000;
+constexpr int kDefaultWidth = 16;
+constexpr int kDefaultHeight = 32;
+constexpr int kDefaultEdge = 32;
 
 struct Pair {
     int first, second;
@@ -50,20 +50,20 @@ struct Stamp {
 };
 
 void apply(const Stamp& stamp) {
-    // What has a text is set as a whole; otherwise what was set before stays.
+    // With a text everything is set, to defaults where not given; without one earlier settings are kept.
     const bool isWhole = stamp.text.has_value();
     if (isWhole || stamp.size || stamp.font) {
-        const Pair size = stamp.size.value_or(Pair{kUsualWidth, kUsualHeight});
+        const Pair size = stamp.size.value_or(Pair{kDefaultWidth, kDefaultHeight});
         check(VNStampInit(size.first, size.second, stamp.font.value_or("").c_str()), "VNStampInit");
     }
     if (isWhole || stamp.place || stamp.colour) {
-        const Pair place = stamp.place.value_or(isWhole ? Pair{kUsualEdge, kUsualEdge} : Pair{0, 0});
-        check(VNStampSet1(place.first, place.second, stamp.colour.value_or(kUsualColour),
+        const Pair place = stamp.place.value_or(isWhole ? Pair{kDefaultEdge, kDefaultEdge} : Pair{0, 0});
+        check(VNStampSet1(place.first, place.second, stamp.colour.value_or(kDefaultColour),
                           stamp.text ? stamp.text->c_str() : nullptr),
               "VNStampSet1");
     }
     if (isWhole || stamp.background)
-        check(VNStampBgColorSet(stamp.background.value_or(kUsualBackground)), "VNStampBgColorSet");
+        check(VNStampBgColorSet(stamp.background.value_or(kDefaultBackground)), "VNStampBgColorSet");
     check(VNStampEnable(stamp.isShown ? 1 : 0), "VNStampEnable");
 }
 

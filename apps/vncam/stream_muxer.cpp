@@ -17,13 +17,12 @@ extern "C" {
 namespace vncam {
 namespace {
 
-/** Packets carry it until they are written: nanoseconds of the steady clock. */
+/** Time base of packets until they are written: nanoseconds of the steady clock. */
 constexpr AVRational kClockUnit{1, 1'000'000'000};
 constexpr int kAacSamples = 1024;
-/** How long one stream waits for the beginning of another: longer than a camera takes for its first picture.
- */
+/** How long one stream waits for another to begin: longer than a camera takes for its first picture. */
 constexpr std::int64_t kOtherTimeout = 5'000'000'000;
-/** What is collected of each stream before it is written. A player wants to see as much before it begins. */
+/** Time span buffered of each stream before the first write. Players need as much to begin. */
 constexpr std::int64_t kSettling = std::chrono::nanoseconds(FrameTimes::kSettling).count();
 
 /** Whether an access unit in byte-stream form has a slice of an IDR picture (ITU-T H.264, 7.4.1). */
@@ -38,7 +37,7 @@ bool isKeyFrame(std::span<const char> unit) {
     return false;
 }
 
-/** The AAC data of a unit; the codec gets what its first header says. */
+/** The AAC data of an ADTS unit; the first header also sets the configuration in `codec`. */
 std::span<const char> withoutAdts(std::span<const char> unit, AVCodecParameters& codec) {
     const auto header = readAdts(unit);
     if (!header || header->bytes != unit.size()) throw Failure("VNRead of audio: not an AAC unit with ADTS");
@@ -147,7 +146,7 @@ void StreamMuxer::add(int stream, std::span<const char> frame, FrameSink::Time t
         throw Failure(std::string("no ") + (isVideo ? "audio" : "video") + " frame received");
 }
 
-/** Whether each stream has packets, the first of them so long before the last. */
+/** Whether the buffered packets of each stream span this time. */
 bool StreamMuxer::spans(std::int64_t nanoseconds) const {
     for (int stream = 0; stream < static_cast<int>(muxer_->nb_streams); ++stream) {
         const auto isOf = [&](const PacketPtr& packet) { return packet->stream_index == stream; };
@@ -159,7 +158,7 @@ bool StreamMuxer::spans(std::int64_t nanoseconds) const {
     return true;
 }
 
-/** Moves packets that were delayed to where those after them show that they belong. */
+/** Moves delayed packets earlier, so that each ends before the next one of its stream begins. */
 void StreamMuxer::settle() {
     std::vector<std::int64_t> next(muxer_->nb_streams, std::numeric_limits<std::int64_t>::max());
     for (auto packet = early_.rbegin(); packet != early_.rend(); ++packet) {
@@ -174,11 +173,11 @@ void StreamMuxer::begin() {
     AVDictionary* options = nullptr;
     av_dict_set(&options, "avoid_negative_ts", "disabled", 0);
     if (format_ == StreamFormat::mp4) {
-        // Only a header that is written behind the first packets has the offset between the streams.
+        // delay_moov: only a header written after the first packets has the offset between the streams.
         av_dict_set(&options, "movflags", "frag_keyframe+delay_moov+default_base_moof", 0);
-        // In microseconds, for groups that are longer: a kill costs as much, and a fragment is in memory.
+        // In microseconds. Limits fragments of longer groups: one is kept in memory, and lost by a kill.
         av_dict_set(&options, "frag_duration", "1000000", 0);
-        // The offset is counted in it.
+        // The unit of that offset.
         av_dict_set(&options, "movie_timescale", "90000", 0);
     } else {
         // Each frame of sound is written at once.
@@ -207,7 +206,7 @@ void StreamMuxer::close() {
     const std::lock_guard lock(mutex_);
     if (--openSinks_ > 0) return;
     if (!hasBegun_ && spans(0)) begin();
-    // Stopped before there was anything to write: no more remains of it than of a closed pipe.
+    // Stopped before all streams had begun: nothing was written.
     if (!hasBegun_) throw ClosedPipe();
     muxer_.check(0);
     muxer_.check(av_write_trailer(muxer_.get()));

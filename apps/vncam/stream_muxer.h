@@ -17,11 +17,11 @@ struct AVPacket;
 
 namespace vncam {
 
-/** The formats that hold picture and sound together. */
+/** Formats that hold video and audio together. */
 enum class StreamFormat { mp4, mpegTs };
 
-/** The format that an output's name asks for: .mp4, .ts, and MPEG-TS for standard output. Throws UsageError
- * for any other name. */
+/** The format for an output's name: .mp4, .ts, and MPEG-TS for standard output. Throws UsageError for any
+ * other name. */
 StreamFormat streamFormatOf(const std::string& path);
 
 struct VideoFormat {
@@ -44,7 +44,7 @@ struct StreamSinks {
  * own; the last sink that is closed completes the output. Nothing is opened or written before each stream has
  * frames.
  *
- * An MP4 file is made of fragments of a second: what is there plays, also after the process was killed.
+ * An MP4 file consists of fragments of a second at most, so that it plays even after the process was killed.
  */
 class StreamMuxer {
   public:
@@ -69,11 +69,11 @@ class StreamMuxer {
 
     const std::unique_ptr<Output> output_;
     const StreamFormat format_;
-    std::mutex mutex_; /**< of all below */
+    std::mutex mutex_; /**< guards all below */
     AvMuxer muxer_;
     bool hasBegun_ = false;
-    std::vector<std::int64_t> durations_; /**< of each stream's frames */
-    std::vector<PacketPtr> early_;        /**< until each stream has some */
+    std::vector<std::int64_t> durations_; /**< of a frame of each stream */
+    std::vector<PacketPtr> early_;        /**< buffered until all streams have begun */
     std::int64_t zero_ = 0;               /**< time of the first packet */
     unsigned openSinks_ = 0;
 };

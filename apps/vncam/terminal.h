@@ -15,10 +15,10 @@ void showProgress(const std::string& text);
 /** Clears the progress line. */
 void clearProgress();
 
-/** A length as summaries have it: 12.3 s. */
+/** A length in seconds: 12.3 s. */
 std::string lengthText(double seconds);
 
-/** So many things, the name of one given: 1 frame, 2 frames. */
+/** A count with its noun, which is given in the singular: 1 frame, 2 frames. */
 std::string countText(std::uint64_t count, const std::string& thing);
 
 /** Seconds as a clock shows them: 0:07, 12:30, 1:02:03. */

@@ -19,15 +19,15 @@ namespace {
 /** Larger than a key frame of the largest picture at any supported bit rate. */
 constexpr int kFrameBytes = 8 << 20;
 
-/** From the time of an access unit to when it is read, in its own length: an encoder needs its samples, those
- * of the next one to choose the transform, and a decoder's first samples are of the one before. */
+/** Delay from the beginning of an AAC frame to its arrival, in frames: the encoder needs its samples and
+ * those of the next frame to choose the transform, and decoders output the frame before first. */
 constexpr int kAacDelayFrames = 3;
 /** A read that lasts longer has waited for its frame. */
 constexpr auto kQueuedRead = std::chrono::milliseconds(2);
 
 // A C callback has no user pointer.
 std::atomic<std::uint64_t> lostFrames[2];
-std::atomic<int> stopsTold[2];
+std::atomic<int> stopsReported[2];
 std::atomic<const char*> reporter;
 
 /** Messages are delivered on another thread, shortly after the event. */
@@ -42,7 +42,7 @@ void onMessage(const char* message) {
         report(reporter, "the " + messageValue(message, "media") + " device " +
                              messageValue(message, "device") + " is lost");
     else if (name == "stopped")
-        ++stopsTold[kind];
+        ++stopsReported[kind];
     else if (name != "started")
         report(reporter, message);
 }
@@ -53,7 +53,7 @@ Track::Track(Kind kind, const char* command, std::unique_ptr<FrameSink> sink)
     : kind_(kind), sink_(std::move(sink)), source_(kind == video ? VNRES_H264_SOURCE : VNRES_AAC_SOURCE) {
     reporter = command;
     lostFrames[kind] = 0;
-    stopsTold[kind] = 0;
+    stopsReported[kind] = 0;
     check(VNRegisterMessageCallback(id(), kind == video ? onMessage<video> : onMessage<audio>),
           "VNRegisterMessageCallback");
 }
@@ -68,7 +68,7 @@ void Track::start(double framesPerSecond, double seconds, BeforeFrame beforeFram
     framesPerSecond_ = framesPerSecond;
     const auto frame = std::chrono::duration_cast<FrameTimes::Clock::duration>(
         std::chrono::duration<double>(1 / framesPerSecond));
-    // A microphone delivers blocks, and has gaps but no other rate: its sound is torn for nothing less.
+    // A microphone delivers blocks and keeps its rate: only a real gap may interrupt its sound.
     if (sink_->isTimed())
         times_.emplace(kind_ == video ? FrameTimes::Source{frame, frame * 3 / 4, 3, frame / 2}
                                       : FrameTimes::Source{frame, frame * 3, 48, frame});
@@ -111,7 +111,7 @@ void Track::join() {
     reading_.wait();
     VNStop(id());
     const auto limit = steady_clock::now() + kDeliveryTimeout;
-    while (stopsTold[kind_] < starts_ && steady_clock::now() < limit)
+    while (stopsReported[kind_] < starts_ && steady_clock::now() < limit)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     reading_.get();
 }

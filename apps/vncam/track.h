@@ -19,9 +19,9 @@
 namespace vncam {
 
 /**
- * One stream on its way from a source to a sink, read by a thread of its own. Its time is counted in frames,
- * those that the source says it lost included, so that a film of ten seconds holds exactly ten seconds. In a
- * timed sink those that a slower source does not make count as well.
+ * Reads one stream from a source, in a thread of its own, and writes it to a sink. Time is counted in frames,
+ * including those that the source reports as lost, so that a film of ten seconds holds exactly ten seconds.
+ * With a timed sink, frames that a slow source does not deliver count as well.
  */
 class Track {
   public:
@@ -30,7 +30,7 @@ class Track {
     /**
      * Acquires the source; throws Failure when it is refused.
      *
-     * @param command reports what the source tells
+     * @param command named in reports of messages from the source
      */
     Track(Kind kind, const char* command, std::unique_ptr<FrameSink> sink);
     /** Stops reading first. */
@@ -38,10 +38,10 @@ class Track {
     Track(const Track&) = delete;
     Track& operator=(const Track&) = delete;
 
-    /** Called before each frame, on the reading thread, with the second of the film that it begins. */
+    /** Called before each frame, on the reading thread, with the second of the film at which it begins. */
     using BeforeFrame = std::function<void(double second)>;
 
-    /** Starts the source and reads until `seconds` have been written, or for ever when that is 0. */
+    /** Starts the source and reads until `seconds` have been written, or without end when that is 0. */
     void start(double framesPerSecond, double seconds, BeforeFrame beforeFrame = {});
     /** For BeforeFrame: changes the picture size from the current frame on. */
     void switchSize(Size size);
@@ -54,7 +54,7 @@ class Track {
     std::chrono::steady_clock::duration waiting() const;
     /** Whether the reading has ended, waiting for it no longer than `limit`. */
     bool finished(std::chrono::milliseconds limit = std::chrono::milliseconds(0)) const;
-    /** Whether reading ended other than by plan or by request. */
+    /** Whether reading ended with a failure. */
     bool broken() const { return broken_; }
     /** Waits until reading and its messages have ended; throws its failure. */
     void join();
@@ -78,8 +78,8 @@ class Track {
     const std::unique_ptr<FrameSink> sink_;
     Resource source_;
     double framesPerSecond_ = 1;
-    std::optional<FrameTimes> times_;           /**< of the reading thread; for a timed sink */
-    std::atomic<std::uint64_t> framesShown_{0}; /**< by those times */
+    std::optional<FrameTimes> times_;           /**< used by the reading thread; for a timed sink */
+    std::atomic<std::uint64_t> framesShown_{0}; /**< by `times_` */
     std::atomic<int> starts_{0};
     std::atomic<std::uint64_t> frames_{0};
     std::atomic<bool> ending_{false};

@@ -20,7 +20,7 @@ constexpr double kSecondsPerDay = 86400;
     throw UsageError(std::string(option) + " '" + text + "': " + why);
 }
 
-/** The whole text as a number; false when it is none or anything follows it. */
+/** Parses the whole text as a number; false when it is not one. */
 template <class Number>
 bool readNumber(const std::string& text, Number& value) {
     const char* end = text.data() + text.size();
@@ -42,7 +42,7 @@ bool readSeconds(const std::string& text, double& seconds) {
     return readNumber(text, seconds) && std::isfinite(seconds) && seconds >= 0 && seconds <= kMaxSeconds;
 }
 
-/** A whole number, which may be written in thousands, millions or milliards: 500k, 0.5M. */
+/** A whole number, which may have a suffix k, M or G: 500k, 0.5M. */
 bool readWithUnit(const std::string& text, double& value) {
     const double unit = text.ends_with('k') ? 1e3 : text.ends_with('M') ? 1e6 : text.ends_with('G') ? 1e9 : 1;
     if (!readNumber(unit > 1 ? text.substr(0, text.size() - 1) : text, value)) return false;

@@ -21,7 +21,7 @@ struct SizeSwitch {
     std::string text() const;
 };
 
-// Each takes the option's name for its message and throws UsageError for text that is not such a value.
+// Each takes the option's name for its message and throws UsageError for any other text.
 
 int parseInteger(const char* option, const std::string& text, int least, int most);
 
@@ -31,10 +31,10 @@ int parseBitRate(const char* option, const std::string& text, int least, int mos
 /** A count of bytes above 0: 2000000000, 2G, 500M or 100k. */
 std::int64_t parseBytes(const char* option, const std::string& text);
 
-/** A count of days above 0, fractions allowed, in seconds. */
+/** A number of days above 0, fractions allowed; returns seconds. */
 std::int64_t parseDays(const char* option, const std::string& text);
 
-/** For Option::apply: sets `target`, which outlives the options. */
+/** For Option::apply: sets `target`, which must outlive the options. */
 std::function<void(const std::string&)> integerInto(int& target, const char* option, int least, int most);
 std::function<void(const std::string&)> bitRateInto(int& target, const char* option, int least, int most);
 

@@ -24,7 +24,7 @@ constexpr Usage kMuteUsage{"mute", "mic|speaker [COMMAND [ARG]...]",
 
 #undef VNCAM_REACH
 
-/** Runs what follows the first `used` operands; without it says what has been set. */
+/** Runs the command after the first `used` operands; without one reports the setting. */
 int runRest(const char* command, const SoundDevice& device, std::vector<std::string>& operands,
             std::size_t used) {
     if (operands.size() == used) {

@@ -7,7 +7,7 @@
 namespace vncam {
 namespace {
 
-/** Of the volume, for each key: ten presses cover the scale. */
+/** Volume per key press: ten presses cover the scale. */
 constexpr int kStep = 10;
 
 /** A job in the background would be stopped for using the terminal. */
@@ -21,7 +21,7 @@ VolumeKeys::VolumeKeys(SoundDevice& device) : device_(device) {
     termios settings{};
     if (!isatty(STDIN_FILENO) || !hasForeground() || tcgetattr(STDIN_FILENO, &settings) != 0) return;
     before_ = settings;
-    // Each key at once and unseen; Ctrl-C stays a signal. A read returns what there is, also nothing.
+    // Unbuffered and without echo; Ctrl-C stays a signal. Reads do not block.
     settings.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
     settings.c_cc[VMIN] = 0;
     settings.c_cc[VTIME] = 0;

@@ -11,7 +11,7 @@ namespace vncam {
 
 /**
  * The keys + - m of the terminal on standard input, which change volume and mute of a sound device while the
- * object lives. Without a terminal there are none.
+ * object lives. Without a terminal it does nothing.
  */
 class VolumeKeys {
   public:
@@ -20,7 +20,7 @@ class VolumeKeys {
     VolumeKeys(const VolumeKeys&) = delete;
     VolumeKeys& operator=(const VolumeKeys&) = delete;
 
-    /** Carries out the keys pressed since the last call; to be called often. Throws as SoundDevice does. */
+    /** Handles the keys pressed since the last call; to be called often. Throws as SoundDevice does. */
     void poll();
 
     const SoundDevice& device() const { return device_; }

@@ -5,10 +5,10 @@
 
 namespace vncam {
 
-/** How often commands look for a stop, and at what they wait for or show. */
+/** How often commands check for stop requests and messages, and update their progress. */
 inline constexpr std::chrono::milliseconds kPollInterval(100);
 
-/** To drain the write queue to a slow disk. */
+/** For draining the write queue to a slow disk. */
 inline constexpr std::chrono::seconds kEndTimeout(30);
 
 inline double secondsSince(std::chrono::steady_clock::time_point time) {

@@ -10,8 +10,7 @@
 
 namespace vncam {
 
-/** Reads a WAV file of 16-bit PCM samples. Every failure is a Failure that names the file and what is wrong.
- */
+/** Reads a WAV file of 16-bit PCM samples. Throws Failure that names the file and what is wrong. */
 class WavReader {
   public:
     /** Opens `path`, or standard input by the name "-", and reads up to the first sample. */
@@ -24,7 +23,7 @@ class WavReader {
     /** Bytes of one sample of every channel. */
     std::size_t frameBytes() const { return static_cast<std::size_t>(channels_) * 2; }
 
-    /** Reads up to `frames` frames; fewer, in the end none, when the file ends. */
+    /** Reads up to `frames` frames; fewer at the end of the file, then none. */
     std::vector<char> read(std::size_t frames);
 
   private:

@@ -7,10 +7,10 @@
 
 namespace vncam {
 
-/** Writes 16-bit samples as a WAV file. Into a pipe goes a header that leaves the length open. */
+/** Writes 16-bit samples as a WAV file. The header in a pipe leaves the length open. */
 class WavWriter {
   public:
-    /** Writes the header. Throws as Output does; `output` outlives the writer. */
+    /** Writes the header. Throws as Output does; `output` must outlive the writer. */
     WavWriter(Output& output, int rate, int channels);
 
     /** Writes interleaved samples, at once where the output is a pipe. Throws as Output does. */

@@ -30,8 +30,7 @@ int parseZone(const std::string& text) {
     return parseInteger("N", text, 0, kZones - 1);
 }
 
-/** The parts of `text` between the separators, in their order; as many as there are separators and one more.
- */
+/** Splits `text` at the separators, in their order; returns one part more than there are separators. */
 std::vector<std::string> partsOf(const char* what, const std::string& text, const std::string& separators,
                                  const char* form) {
     std::vector<std::string> parts;
@@ -77,7 +76,7 @@ void switchZones(const std::string& which, bool isDrawn) {
     const bool areAll = which == "all";
     const int first = areAll ? 0 : parseZone(which);
     const int last = areAll ? kZones - 1 : first;
-    // Switching on one that has never been set would draw nothing, and list a zone of no size.
+    // Skips zones that were never set: enabling one would list a zone of no size.
     const auto zones = areAll ? readZones() : std::nullopt;
     for (int zone = first; zone <= last; ++zone) {
         if (areAll && (!zones || (*zones)[static_cast<std::size_t>(zone)].width == 0)) continue;

@@ -17,7 +17,7 @@ struct Zone {
 constexpr int kZones = 16;
 
 /**
- * The zones that have been set on this machine; nullopt where none has been yet. Throws Failure when they
+ * The zones of this machine; nullopt when none has been set yet. Throws Failure when they
  * cannot be read.
  */
 std::optional<std::array<Zone, kZones>> readZones();

@@ -137,7 +137,7 @@ TEST(AdtsFollower, KnowsWhereAStreamEnds) {
             for (std::size_t at = 0; at < end; at += piece)
                 units.add(std::string_view(stream).substr(at, std::min(piece, end - at)));
             const std::size_t there = end < 5 ? 0 : (end - 5) % 300;
-            EXPECT_EQ(units.bytesThere(), there < 7 ? 0 : there) << end;
+            EXPECT_EQ(units.bytesPresent(), there < 7 ? 0 : there) << end;
             EXPECT_EQ(units.bytesOfUnit(), there < 7 ? 0 : 300) << end;
         }
     }
