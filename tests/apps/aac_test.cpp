@@ -1,4 +1,4 @@
-// `vncam aac`: what it codes is judged by another program, and the other way round.
+// `vncam aac`, checked against another codec in both directions.
 #include <cmath>
 #include <cstring>
 #include <regex>
@@ -10,7 +10,8 @@
 namespace vncam_test {
 namespace {
 
-constexpr std::size_t kUnit = 1024; /**< samples of each channel, and the delay of the coder */
+constexpr std::size_t kUnit =
+    1024; /**< samples per channel in an access unit; also the delay of the encoder */
 
 class Aac : public Shell {
   protected:
@@ -28,8 +29,7 @@ class Aac : public Shell {
         std::memcpy(samples.data(), bytes.data(), samples.size() * 2);
         return samples;
     }
-    /** How far decoded samples, which begin with the delay, are below those that were encoded, in decibels.
-     */
+    /** Signal-to-noise ratio in decibels of decoded samples, which begin with the delay. */
     static double ratio(const std::vector<std::int16_t>& samples, const std::vector<std::int16_t>& decoded,
                         std::size_t delay) {
         double signal = 0;
@@ -53,7 +53,7 @@ TEST_F(Aac, EncodesWhatAnotherProgramDecodes) {
         EXPECT_EQ(probe("out.aac", "stream=profile"), "LC");
         EXPECT_EQ(probe("out.aac", "stream=sample_rate"), std::to_string(rate));
         EXPECT_EQ(probe("out.aac", "stream=channels"), std::to_string(channels));
-        // The delay is a unit, and what is left of the last is filled up.
+        // One unit of delay, and the last one is padded.
         const int frames = rate * 3 / 2;
         EXPECT_EQ(probe("out.aac", "stream=nb_read_packets"), std::to_string(1 + (frames + 1023) / 1024));
         EXPECT_EQ(decodeErrors("out.aac"), "");
@@ -75,7 +75,7 @@ TEST_F(Aac, DecodesWhatAnotherProgramEncodes) {
     EXPECT_GT(ratio(samplesIn("in.wav"), samplesIn("out.wav"), 2 * kUnit), 20);
 }
 
-TEST_F(Aac, TellsThatTheLastUnitIsCutShort) {
+TEST_F(Aac, ReportsATruncatedLastUnit) {
     makeTone("in.wav", 48000, 2, 1);
     ASSERT_EQ(run("vncam aac --quiet encode in.wav whole.aac").exit, 0);
     const std::string whole = readFile(path("whole.aac"));
@@ -89,7 +89,7 @@ TEST_F(Aac, TellsThatTheLastUnitIsCutShort) {
     EXPECT_EQ(samplesIn("out.wav").size() / 2, 47 * kUnit) << "of 48 units";
 }
 
-TEST_F(Aac, GoesThroughPipesThereAndBack) {
+TEST_F(Aac, EncodesAndDecodesThroughPipes) {
     makeTone("in.wav", 48000, 1, 2);
     const Result result =
         run("cat in.wav | vncam aac --quiet encode - - | vncam aac --quiet decode - - | cat >out.wav");
@@ -111,7 +111,7 @@ TEST_F(Aac, TheBitRateDecidesTheSize) {
     EXPECT_NEAR(static_cast<double>(readFile(path("large.aac")).size()) / small, 4, 0.8);
 }
 
-TEST_F(Aac, TheBandWidthIsWhatIsLeftOfNoise) {
+TEST_F(Aac, BandwidthLimitsTheHighestFrequency) {
     writeFile(path("in.wav"), wav(samplesOf(96000), {.rate = 48000}));
     ASSERT_EQ(run("vncam aac encode --bps 128000 --bandwidth 4000 in.wav out.aac").exit, 0);
     const Result above =
@@ -121,13 +121,13 @@ TEST_F(Aac, TheBandWidthIsWhatIsLeftOfNoise) {
     EXPECT_LT(std::stoi(above.out.substr(above.out.find('-'))), -35) << above.out;
 }
 
-TEST_F(Aac, AnEmptyFileMakesAnEmptyOne) {
+TEST_F(Aac, EncodesAnEmptyFileToAnEmptyOne) {
     writeFile(path("in.wav"), wav(""));
     EXPECT_EQ(run("vncam aac encode in.wav out.aac").err, "vncam aac: out.aac: 0.0 s, 0 bytes\n");
     EXPECT_EQ(readFile(path("out.aac")), "");
 }
 
-TEST_F(Aac, RefusesWhatIsNoAac) {
+TEST_F(Aac, RefusesInputOfAnotherFormat) {
     writeFile(path("in.aac"), "no access units, by no means");
     EXPECT_EQ(run("vncam aac decode in.aac out.wav").err, "vncam aac: in.aac: not an ADTS stream\n");
     EXPECT_EQ(run("vncam aac decode - out.wav </dev/null").err,
@@ -140,7 +140,7 @@ TEST_F(Aac, RefusesWhatIsNoAac) {
     EXPECT_FALSE(std::filesystem::exists(path("out.aac")));
 }
 
-TEST_F(Aac, RefusesARateThatAacDoesNotHave) {
+TEST_F(Aac, RefusesASampleRateThatAacLacks) {
     writeFile(path("in.wav"), wav(samplesOf(100), {.rate = 10000}));
     const Result result = run("vncam aac encode in.wav out.aac");
     EXPECT_EQ(result.exit, 1);
@@ -148,21 +148,21 @@ TEST_F(Aac, RefusesARateThatAacDoesNotHave) {
     EXPECT_NE(result.err.find("vncam aac: VNAacCodecSet: "), std::string::npos) << result.err;
 }
 
-TEST_F(Aac, LeavesAFileThatIsBothInputAndOutput) {
+TEST_F(Aac, RefusesOneFileAsInputAndOutput) {
     writeFile(path("a.wav"), wav(samplesOf(100)));
     const std::string before = readFile(path("a.wav"));
     EXPECT_EQ(run("vncam aac encode a.wav ./a.wav").exit, 2);
     EXPECT_EQ(readFile(path("a.wav")), before);
 }
 
-TEST_F(Aac, AFullDiskIsTold) {
+TEST_F(Aac, AFullDiskIsReported) {
     writeFile(path("in.wav"), wav(samplesOf(4000)));
     const Result result = run("vncam aac encode in.wav /dev/full");
     EXPECT_EQ(result.exit, 1);
     EXPECT_EQ(result.err, "vncam aac: /dev/full: cannot write: No space left on device\n");
 }
 
-TEST_F(Aac, AnInterruptLeavesWholeFiles) {
+TEST_F(Aac, AnInterruptLeavesACompleteFile) {
     const Result result =
         run("mkfifo units; cat units >out.aac & cat=$!\n"
             "vncam pcm -o - --quiet | vncam aac encode - units & aac=$!\n"

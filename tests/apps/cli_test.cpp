@@ -1,4 +1,4 @@
-// The command line as such: help, version, exit codes and what is said about a wrong one.
+// The command line: help, version, exit codes and messages about wrong arguments.
 #include <regex>
 
 #include "shell.h"
@@ -64,7 +64,7 @@ TEST_F(Cli, BashCompletesCommandsAndOptions) {
     EXPECT_EQ(completed("vncam help f"), "flip flicker\n");
     EXPECT_EQ(completed("vncam snap --"), "--size --output --help --version\n");
     EXPECT_EQ(completed("vncam recover --d"), "--dry-run\n");
-    EXPECT_EQ(completed("vncam play fi"), "\n") << "left to the names of files";
+    EXPECT_EQ(completed("vncam play fi"), "\n") << "bash completes file names";
     EXPECT_EQ(completed("vncam fly --"), "\n");
 }
 
@@ -88,7 +88,7 @@ TEST_F(Cli, NoCommandShowsHelpAsAnError) {
     EXPECT_EQ(result.err.rfind("Usage: vncam COMMAND", 0), 0u);
 }
 
-TEST_F(Cli, APipeThatNobodyReadsAnyMoreEndsEveryCommandQuietly) {
+TEST_F(Cli, AClosedPipeEndsEveryCommandQuietly) {
     for (const std::string command :
          {"help", "sources", "pcm -o - --seconds 0.2", "pcm --raw -o - --seconds 0.2",
           "snap -o - --size 640x360", "live --video - --seconds 0.2 --size 640x360",
@@ -113,12 +113,12 @@ struct WrongLine {
 
 class WrongCommandLine : public Shell, public testing::WithParamInterface<WrongLine> {};
 
-TEST_P(WrongCommandLine, IsRefusedByName) {
+TEST_P(WrongCommandLine, IsRefusedWithItsReason) {
     const Result result = run(std::string("vncam ") + GetParam().arguments);
     EXPECT_EQ(result.exit, 2);
     EXPECT_EQ(result.out, "");
     EXPECT_EQ(result.err.substr(0, result.err.find('\n')), GetParam().message);
-    EXPECT_NE(result.err.find("\nTry 'vncam"), std::string::npos) << "says where help is";
+    EXPECT_NE(result.err.find("\nTry 'vncam"), std::string::npos) << "no hint to the help";
 }
 
 #define EDGES "width and height are even numbers from 16 to 8192"
@@ -261,7 +261,7 @@ TEST_F(Cli, AWrongCommandLineLeavesFilesAlone) {
 TEST_F(Cli, SourcesListsEveryResourceAndSetting) {
     const Result result = run("KEP_HOST_VIDEO=file:x.mp4 KEP_HOST_SPEAKER= vncam sources");
     EXPECT_EQ(result.exit, 0);
-    EXPECT_EQ(result.err, "") << "a refusal belongs into the table";
+    EXPECT_EQ(result.err, "") << "refusals belong in the table";
     for (const int type : {31, 65, 66, 67, 68, 69, 70, 71, 72, 73, 74, 75, 76, 77, 78})
         EXPECT_TRUE(std::regex_search(result.out, std::regex("\n  " + std::to_string(type) +
                                                              "  VNRES_[A-Z0-9_]+ .*(available|refused)")))

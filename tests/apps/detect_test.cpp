@@ -1,4 +1,4 @@
-// `vncam detect`: people as lines.
+// `vncam detect`: its output as lines and JSON, and its picture.
 #include <filesystem>
 #include <regex>
 
@@ -33,7 +33,7 @@ TEST_F(DetectCommand, PrintsALineForEachPictureWithPeople) {
     EXPECT_EQ(result.err, "");
 }
 
-TEST_F(DetectCommand, PrintsObjectsOfJsonAndFramesThePeopleInAPicture) {
+TEST_F(DetectCommand, PrintsJsonAndOutlinesPeopleInAPicture) {
     const Result result = detect("--count 1 --json --picture people.jpg");
     EXPECT_EQ(result.exit, 0) << result.err;
     std::smatch found;
@@ -60,7 +60,7 @@ TEST_F(DetectCommand, PrintsObjectsOfJsonAndFramesThePeopleInAPicture) {
     EXPECT_EQ(run("ls people.jpg*").out, "people.jpg\n");
 }
 
-TEST_F(DetectCommand, ThatFindsNobodyFails) {
+TEST_F(DetectCommand, FailsWhenNobodyIsFound) {
     const Result result = run("vncam detect --seconds 0.5");
     EXPECT_EQ(result.exit, 1);
     EXPECT_EQ(result.out, "");

@@ -1,4 +1,4 @@
-// `vncam info` and `vncam demux` on files of another program, which judges what they say.
+// `vncam info` and `vncam demux` on files of another program, which also checks their output.
 #include <gmock/gmock.h>
 
 #include <fstream>
@@ -47,7 +47,7 @@ TEST_F(FileCommands, InfoPrintsATable) {
             "cut.mp4    [0-9.]+ s   [1-7]          no        avc1 320x180, mp4a 48000 Hz 1 channel\n"));
 }
 
-TEST_F(FileCommands, InfoPrintsJsonAndTellsOfWhatIsNoMp4) {
+TEST_F(FileCommands, InfoPrintsJsonAndReportsFilesThatAreNotMp4) {
     writeFile(path("a \"text\".mp4"), "text");
     const Result result = run("vncam info --json film.mp4 'a \"text\".mp4'");
     EXPECT_EQ(result.exit, 1);
@@ -60,7 +60,7 @@ TEST_F(FileCommands, InfoPrintsJsonAndTellsOfWhatIsNoMp4) {
               "40 8 True ['avc1', 'mp4a'] 48000 a \"text\".mp4: not an MP4 file\n");
 }
 
-TEST_F(FileCommands, InfoPrintsJsonWhateverBytesANameHas) {
+TEST_F(FileCommands, InfoPrintsValidJsonForAnyFileName) {
     run("cp film.mp4 $'\\xc3\\xa9 \\xff\\xed\\xa0\\x80 \\xe2\\x82.mp4'");
     writeFile(path("info.json"), run("vncam info --json *.mp4").out);
     EXPECT_EQ(run("python3 -c 'import json; print([ascii(each[\"file\"]) for each in"
@@ -104,7 +104,7 @@ TEST_F(FileCommands, DemuxWritesToAPipeThatMayBeClosed) {
     EXPECT_EQ(closed.exit, 0) << closed.err;
 }
 
-TEST_F(FileCommands, DemuxSaysWhatIsWrong) {
+TEST_F(FileCommands, DemuxReportsErrors) {
     EXPECT_EQ(run("vncam demux film.mp4").exit, 2);
     EXPECT_EQ(run("vncam demux --list").exit, 2);
     EXPECT_EQ(run("vncam demux film.mp4 --list --video -").exit, 2);
@@ -113,7 +113,7 @@ TEST_F(FileCommands, DemuxSaysWhatIsWrong) {
     EXPECT_THAT(missing.err, HasSubstr("missing.mp4: cannot open: No such file or directory"));
 }
 
-TEST_F(FileCommands, HeadersOfFinishedAndRecoveredRecordingsTellTheirLength) {
+TEST_F(FileCommands, HeadersOfFinishedAndRecoveredRecordingsHaveTheirLength) {
     const Result made = run("vncam record --size 640x360 --segment 2 --seconds 2 --dir . --name rec.mp4");
     ASSERT_EQ(made.exit, 0) << made.err;
     const std::string whole = readFile(path("rec.mp4"));

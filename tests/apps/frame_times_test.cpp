@@ -14,7 +14,7 @@ using vncam::FrameTimes;
 /** A stream of frames of 40 ms; two in a row that arrive more than 30 ms late are late. */
 class Times : public testing::Test {
   protected:
-    /** Milliseconds at which a frame is shown that arrives then, waited for unless it was queued. */
+    /** The time of a frame that arrives at `arrival`, both in milliseconds. */
     long at(int arrival, bool waited = true, std::uint64_t lost = 0) {
         const FrameTimes::Clock::time_point time(milliseconds{arrival});
         return static_cast<long>(milliseconds(std::chrono::duration_cast<milliseconds>(
@@ -47,14 +47,14 @@ TEST_F(Times, DoNotFollowAReaderThatWasBusy) {
     EXPECT_EQ(times_.length(), 4u);
 }
 
-TEST_F(Times, HaveTheGapOfFramesLostInTheQueue) {
+TEST_F(Times, IncludeFramesLostInTheQueue) {
     EXPECT_EQ(at(0), 0);
     EXPECT_EQ(at(1000, false, 3), 160);
     EXPECT_EQ(at(1001, false, 3), 200);
     EXPECT_EQ(times_.length(), 6u);
 }
 
-TEST_F(Times, CountALossOnceThatTheArrivalShows) {
+TEST_F(Times, CountALossOnceWhenTheArrivalShowsIt) {
     EXPECT_EQ(at(0), 0);
     EXPECT_EQ(at(120, true, 0), 40) << "the message of the loss is still under way";
     EXPECT_EQ(at(160, true, 2), 160);
@@ -68,7 +68,7 @@ TEST_F(Times, SettleOnTheFrameThatWasDelayedLeast) {
     EXPECT_EQ(shown, (std::vector<long>{100, 138, 160, 200, 240}));
 }
 
-TEST_F(Times, GoBackBySmallStepsWhenADelayWasBelieved) {
+TEST_F(Times, RecoverInSmallStepsFromATemporaryDelay) {
     std::vector<long> shown;
     for (const int arrival : {0, 40, 80, 220, 260, 240, 280, 320, 360}) shown.push_back(at(arrival));
     EXPECT_EQ(shown, (std::vector<long>{0, 40, 80, 120, 260, 280, 320, 360, 400}));

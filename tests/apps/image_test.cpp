@@ -1,4 +1,4 @@
-// `vncam zone`, `stamp`, `flip` and `flicker`: what one of them sets, another one that films shows.
+// `vncam zone`, `stamp`, `flip` and `flicker`: settings of one process appear in the pictures of another.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -21,7 +21,8 @@ class ImageCommand : public Shell {
     }
     ~ImageCommand() override { unsetenv("KEP_HOST_VIDEO"); }
 
-    /** The colour at a place of a picture of 1920x1080, in words. */
+    /** The colour at a place of a picture of 1920x1080: a letter for each component, lower case for a medium
+     * and "-" for a low value. */
     std::string colourAt(const std::string& file, int x, int y) const {
         const std::string place = std::to_string(x) + ":" + std::to_string(y);
         const std::string bytes = run("ffmpeg -nostdin -v error -i " + file +
@@ -35,7 +36,7 @@ class ImageCommand : public Shell {
         }
         return name;
     }
-    /** The same in what another vncam films now. */
+    /** The same in a picture that another process takes now. */
     std::string filmed(int x, int y) const {
         const Result snap = run("vncam snap -o now.jpg");
         EXPECT_EQ(snap.err, "");
@@ -51,7 +52,7 @@ class ImageCommand : public Shell {
     const OwnSegments segments_;
 };
 
-TEST_F(ImageCommand, AZoneIsInWhatAnotherOneFilms) {
+TEST_F(ImageCommand, AZoneAppearsInAnotherProcess) {
     ASSERT_EQ(filmed(300, 300), "R--");
     expectDone("zone set 3 200,200,300x200 --color yellow");
     EXPECT_EQ(filmed(300, 300), "RG-");
@@ -67,7 +68,7 @@ TEST_F(ImageCommand, AZoneIsInWhatAnotherOneFilms) {
     EXPECT_EQ(filmed(60, 20), "R--");
 }
 
-TEST_F(ImageCommand, CellsAreCoveredWhole) {
+TEST_F(ImageCommand, CellsAreCoveredCompletely) {
     expectDone("zone grid 0 8,0-15,7 --color 00ff00");
     EXPECT_EQ(filmed(940, 100), "R--");
     EXPECT_EQ(filmed(980, 100), "-G-");
@@ -90,13 +91,13 @@ TEST_F(ImageCommand, ZonesAreListedAsTheyWereSet) {
     EXPECT_NE(run("vncam zone list").out.find("15  on "), std::string::npos);
 }
 
-TEST_F(ImageCommand, ATableThatCannotBeReadIsAFailure) {
+TEST_F(ImageCommand, AnUnreadableTableIsAFailure) {
     const Result result = run("printf short >/dev/shm/${KEP_HOST_SHM}vornisa_shm_rects; vncam zone list");
     EXPECT_EQ(result.exit, 1);
     EXPECT_EQ(result.err, "vncam zone: shared memory vornisa_shm_rects: cannot read: too short\n");
 }
 
-TEST_F(ImageCommand, AStampIsInWhatAnotherOneFilms) {
+TEST_F(ImageCommand, AStampAppearsInAnotherProcess) {
     expectDone("stamp '' --at 200,200");
     EXPECT_EQ(filmed(250, 250), "R--") << "no text";
     expectDone("stamp '\u2588\u2588' --at 200,200 --size 100x100 --color green --background none");
@@ -110,10 +111,10 @@ TEST_F(ImageCommand, AStampIsInWhatAnotherOneFilms) {
     EXPECT_EQ(filmed(250, 250), "R--");
     EXPECT_EQ(filmed(1050, 250), "RG-");
     expectDone("stamp ' ' --size 100x100 --background white");
-    EXPECT_EQ(filmed(80, 80), "RGB") << "at the usual place";
+    EXPECT_EQ(filmed(80, 80), "RGB") << "at the default place";
 }
 
-TEST_F(ImageCommand, AFontThatIsNotThereIsTold) {
+TEST_F(ImageCommand, AMissingFontIsReported) {
     const Result result = run("vncam stamp text --font 'No Such Font'");
     EXPECT_EQ(result.exit, 0);
     EXPECT_NE(result.err.find("font No Such Font: using DejaVu Sans Mono instead: not installed\n"),
@@ -121,7 +122,7 @@ TEST_F(ImageCommand, AFontThatIsNotThereIsTold) {
         << result.err;
 }
 
-TEST_F(ImageCommand, AFlipIsInWhatAnotherOneFilms) {
+TEST_F(ImageCommand, AFlipAppearsInAnotherProcess) {
     expectDone("flip horizontal");
     EXPECT_EQ(filmed(300, 300), "--B");
     expectDone("flip vertical");
@@ -141,7 +142,7 @@ TEST_F(ImageCommand, FlickerIsKept) {
     EXPECT_EQ(run("od -An -tx1 " + segment).out, " 00 00 00 00\n");
 }
 
-TEST_F(ImageCommand, WhatIsSetWhileAnotherOneFilmsIsInItsFilm) {
+TEST_F(ImageCommand, AZoneAppearsInARunningFilm) {
     const Result result = run(
         // Through a pipe, which gets each picture at once.
         "mkfifo pipe; cat pipe >live.h264 &\n"
@@ -162,7 +163,7 @@ TEST_F(ImageCommand, WhatIsSetWhileAnotherOneFilmsIsInItsFilm) {
     EXPECT_EQ(colourAt("last.png", 300, 300), "RG-");
 }
 
-TEST_F(ImageCommand, WhatIsRefusedIsAFailure) {
+TEST_F(ImageCommand, ARefusedCallIsAFailure) {
     setenv("KEP_HOST_SHM", "no/such/", 1);
     for (const auto& [arguments, call] : {std::pair{"zone set 0 1,1,1x1", "zone: VNZonesSet: "},
                                           {"zone on 0", "zone: VNZonesEnable(0): "},

@@ -1,4 +1,4 @@
-// An installed tree is all that an application needs, wherever it lies.
+// An application needs only the installed tree, which can be moved.
 #include "shell.h"
 
 namespace vncam_test {
@@ -23,7 +23,7 @@ TEST_F(Install, AnApplicationIsBuiltAndRunsFromTheInstalledTree) {
     EXPECT_EQ(run("moved/bin/vncam --version").out, run("vncam --version").out);
     EXPECT_EQ(run("ldd app moved/bin/vncam | grep -E 'kep|Vornisa' | grep -vc \"$PWD/moved/\"").out, "0\n");
 
-    // CMake finds it, too, and knows what is too old.
+    // CMake finds it, too, and rejects a version that is too old.
     const auto configure = [this](const std::string& version) {
         writeFile(path("CMakeLists.txt"),
                   "cmake_minimum_required(VERSION 3.25)\nproject(app C)\n"
@@ -39,7 +39,7 @@ TEST_F(Install, AnApplicationIsBuiltAndRunsFromTheInstalledTree) {
     EXPECT_EQ(run("app2/app2").exit, 0);
     EXPECT_NE(configure("2.0").err.find("requested version \"2.0\""), std::string::npos);
 
-    // The deletion of old recordings needs nothing else.
+    // The retention library needs no other library.
     writeFile(path("room.c"),
               "#include <vornisa_retention.h>\nint main(void) {\n"
               "  const char* const name = \"a.mp4\";\n"
@@ -53,8 +53,7 @@ TEST_F(Install, AnApplicationIsBuiltAndRunsFromTheInstalledTree) {
     EXPECT_EQ(room.exit, 2) << room.err;
     EXPECT_EQ(run("ldd room | grep -c 'kep\\|Plugin'").out, "0\n");
 
-    // What reads codes and finds people is loaded when it is asked for, from the same place, and may be
-    // missing.
+    // The libraries for codes and people are loaded on demand, from the same folder, and may be missing.
     EXPECT_EQ(run("moved/bin/vncam qr --seconds 0").err, "vncam qr: no code read\n");
     EXPECT_EQ(run("moved/bin/vncam detect --seconds 0").err, "vncam detect: nobody found\n");
     const auto missing = [this](const std::string& library, const std::string& command,
@@ -71,7 +70,7 @@ TEST_F(Install, AnApplicationIsBuiltAndRunsFromTheInstalledTree) {
     missing("libkepcodes.so", "qr", "ZBarSink is not in this build, which needs libzxing-dev");
     missing("libkeppeople.so", "detect",
             "HumanDetect is not in this build, which needs libopencv-objdetect-dev");
-    EXPECT_EQ(run("./app").exit, 0) << "all else works without it";
+    EXPECT_EQ(run("./app").exit, 0) << "everything else works without them";
 }
 
 }  // namespace

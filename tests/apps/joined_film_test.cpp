@@ -1,4 +1,4 @@
-// `vncam live --output`: picture and sound in one file or pipe, judged by other programs.
+// `vncam live --output`: video and audio in one file or pipe, checked by other programs.
 #include <algorithm>
 #include <cmath>
 #include <regex>
@@ -16,7 +16,7 @@ constexpr const char* kFilm = "vncam live --size 640x360 --fps 30 --bps 500000 -
 class JoinedFilm : public Shell {
   protected:
     std::string film(const std::string& arguments) const { return kFilm + arguments; }
-    /** Everything that decoders complain of; frames need not come at one rate. */
+    /** All errors of decoding a file, whose frame rate may vary. */
     std::string faults(const std::string& file) const {
         return run("ffmpeg -nostdin -v error -xerror -err_detect explode -i " + file +
                    " -fps_mode vfr -f null - 2>&1")
@@ -30,27 +30,27 @@ class JoinedFilm : public Shell {
                 .out;
         return std::atoi(count.c_str());
     }
-    /** Of the pictures: the streams do not begin at once. */
+    /** Length of the video: the streams do not begin at the same time. */
     double length(const std::string& file) const {
         return std::atof(probe("-select_streams v " + file, "stream=duration").c_str());
     }
     /**
-     * Packets are as many as the film tells, and about as many as its length has: on a busy machine some are
-     * later than counted.
+     * Expects as many packets as the summary says, and about `video` and `audio` of them: on a busy machine
+     * some are later than counted.
      */
-    void expectTold(const std::string& told, const std::string& file, int video, int audio) const {
+    void expectReported(const std::string& summary, const std::string& file, int video, int audio) const {
         for (const auto& [name, count] : {std::pair{"video", video}, {"audio", audio}}) {
             std::smatch number;
             ASSERT_TRUE(std::regex_search(
-                told, number,
+                summary, number,
                 std::regex(": ([0-9]+) " + std::string(name) + " frames, [0-9]+ bytes, [0-9.]+ s, 0 lost\n")))
-                << told;
+                << summary;
             const int frames = std::stoi(number[1]);
             EXPECT_EQ(packets(file, std::string(name, 1).c_str()), frames);
             EXPECT_NEAR(frames, count, 2 + count / 10) << name;
         }
     }
-    /** Films until both streams are in the file, then sends a signal; the film's exit code. */
+    /** Films until both streams are in the file, then sends a signal; returns the result of the film. */
     Result signalled(const char* signal, const std::string& file) const {
         return run(film("--output " + file +
                         " --bps 4000000 --seconds 100 & film=$!\n"
@@ -64,11 +64,11 @@ class JoinedFilm : public Shell {
 
 class JoinedFormats : public JoinedFilm, public testing::WithParamInterface<const char*> {};
 
-TEST_P(JoinedFormats, HavePictureAndSoundOfOneTime) {
+TEST_P(JoinedFormats, HaveSynchronousVideoAndAudio) {
     const std::string file = std::string("film.") + GetParam();
     const Result result = run(film("--seconds 2.2 --abps 128000 --output " + file));
     ASSERT_EQ(result.exit, 0) << result.err;
-    expectTold(result.err, file, 66, 104);
+    expectReported(result.err, file, 66, 104);
     EXPECT_NEAR(length(file), 2.2, 0.2);
     EXPECT_EQ(faults(file), "");
 
@@ -80,7 +80,7 @@ TEST_P(JoinedFormats, HavePictureAndSoundOfOneTime) {
     const std::vector<double> beeps = beepsOf(recorded.decodeSound());
     int compared = 0;
     for (const double beep : beeps) {
-        // The flash of one at an end may be outside.
+        // The flash of a beep near an end may be outside.
         if (beep < 0.2 || beep > 2) continue;
         const auto isNear = [beep](double flash) { return std::abs(flash - beep) < 0.05; };
         EXPECT_TRUE(std::ranges::any_of(flashes, isNear))
@@ -91,7 +91,7 @@ TEST_P(JoinedFormats, HavePictureAndSoundOfOneTime) {
     EXPECT_TRUE(recorded.errors().empty()) << recorded.errors().front();
 }
 
-TEST_P(JoinedFormats, AreWholeAfterASignal) {
+TEST_P(JoinedFormats, AreCompleteAfterASignal) {
     const std::string file = std::string("film.") + GetParam();
     for (const char* const signal : {"INT", "TERM", "HUP"}) {
         const Result result = signalled(signal, file);
@@ -133,12 +133,12 @@ TEST_F(JoinedFilm, GoesThroughAPipeAsMpegTs) {
     const Result result = run(film("--seconds 1 --rate 16000 --channels 2 --output - 2>told | cat >film.ts"));
     ASSERT_EQ(result.exit, 0) << readFile(path("told"));
     EXPECT_EQ(probe("film.ts", "format=format_name"), "mpegts");
-    expectTold(readFile(path("told")), "film.ts", 30, 16);
+    expectReported(readFile(path("told")), "film.ts", 30, 16);
     EXPECT_EQ(probe("film.ts -select_streams a", "stream=channels"), "2");
     EXPECT_EQ(faults("film.ts"), "");
 }
 
-TEST_F(JoinedFilm, EndsQuietlyWhenTheReaderOfThePipeLeaves) {
+TEST_F(JoinedFilm, EndsQuietlyWhenThePipeIsClosed) {
     const Result result = run(film("--output - | head -c 5000 >/dev/null"));
     EXPECT_EQ(result.exit, 0);
     EXPECT_EQ(result.err, "");
@@ -151,7 +151,7 @@ TEST_F(JoinedFilm, SwitchesSizesInMpegTs) {
         << pictureRuns("film.ts");
 }
 
-TEST_F(JoinedFilm, ASlowerCameraStaysWithTheSound) {
+TEST_F(JoinedFilm, ASlowerCameraStaysInSync) {
     // Ten pictures a second where thirty are asked for.
     const Result result =
         run("ffmpeg -nostdin -v error -f lavfi -i testsrc=size=320x180:rate=10 -t 1 -c:v libx264 camera.mp4\n"
@@ -166,7 +166,7 @@ TEST_F(JoinedFilm, ASlowerCameraStaysWithTheSound) {
     EXPECT_NEAR(pictures, std::stod(probe("film.mp4 -select_streams a", "stream=duration")), 0.15);
 }
 
-TEST_F(JoinedFilm, AStartThatFailsLeavesTheFileAsItIs) {
+TEST_F(JoinedFilm, AFailedStartLeavesTheFileUntouched) {
     writeFile(path("old.mp4"), "of yesterday");
     EXPECT_EQ(run("KEP_HOST_VIDEO=file:missing.mp4 " + film("--output old.mp4")).exit, 1);
     EXPECT_EQ(readFile(path("old.mp4")), "of yesterday");
@@ -174,7 +174,7 @@ TEST_F(JoinedFilm, AStartThatFailsLeavesTheFileAsItIs) {
     EXPECT_FALSE(std::filesystem::exists(path("new.mp4")));
 }
 
-TEST_F(JoinedFilm, AFullDiskIsTold) {
+TEST_F(JoinedFilm, AFullDiskIsReported) {
     ASSERT_EQ(run("ln -s /dev/full full.ts; ln -s /dev/full full.mp4").exit, 0);
     for (const std::string file : {"full.ts", "full.mp4"}) {
         const Result result = run(film("--seconds 100 --output " + file));
@@ -183,13 +183,13 @@ TEST_F(JoinedFilm, AFullDiskIsTold) {
     }
 }
 
-TEST_F(JoinedFilm, AFolderThatIsMissingIsTold) {
+TEST_F(JoinedFilm, AMissingFolderIsReported) {
     const Result result = run(film("--output missing/film.mp4"));
     EXPECT_EQ(result.exit, 1);
     EXPECT_EQ(result.err, "vncam live: missing/film.mp4: cannot open: No such file or directory\n");
 }
 
-TEST_F(JoinedFilm, AMicrophoneThatDisappearsLeavesAWholeFile) {
+TEST_F(JoinedFilm, AMicrophoneThatDisappearsLeavesACompleteFile) {
     const Result result =
         run("mkfifo mic\n"
             "ffmpeg -nostdin -v error -f lavfi -i sine -t 1 -f wav - >mic &\n"
@@ -203,7 +203,7 @@ TEST_F(JoinedFilm, AMicrophoneThatDisappearsLeavesAWholeFile) {
     EXPECT_GT(packets("film.mp4", "v"), 15);
 }
 
-/** Sinks of a muxer that are given their frames here. */
+/** Sinks of a muxer, fed by the test. */
 class JoinedSinks : public JoinedFilm {
   protected:
     vncam::StreamSinks open(const char* file) {
@@ -233,14 +233,14 @@ TEST_F(JoinedSinks, AStreamThatNeverBeginsIsNamed) {
     write(*sinks.video, keyFrame, 5000);
     try {
         write(*sinks.video, keyFrame, 5001);
-        FAIL() << "waits for ever";
+        FAIL() << "no timeout";
     } catch (const vncam::Failure& failure) {
         EXPECT_STREQ(failure.what(), "no audio frame received");
     }
     EXPECT_FALSE(std::filesystem::exists(path("film.ts")));
 }
 
-TEST_F(JoinedSinks, FirstFramesThatWereDelayedGetTheirTimes) {
+TEST_F(JoinedSinks, DelayedFirstFramesAreMovedToTheirTimes) {
     ASSERT_EQ(
         run("ffmpeg -nostdin -v error -f lavfi -i color=size=64x64 -frames:v 1 -c:v libx264 -f h264 key")
             .exit,

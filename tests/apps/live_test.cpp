@@ -1,4 +1,4 @@
-// `vncam live` as a user runs it; its files are judged by another program.
+// `vncam live` as a user runs it; its files are checked by another program.
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/ioctl.h>
@@ -34,7 +34,7 @@ TEST_F(Live, WritesVideoAndAudioOfTheSetProperties) {
     EXPECT_EQ(decodeErrors("a.aac"), "");
 }
 
-TEST_F(Live, KeyFramesStandAGroupApart) {
+TEST_F(Live, KeyFramesAreOneGroupApart) {
     ASSERT_EQ(run(std::string(smallFilm) + "--seconds 1.5 --video v.h264").exit, 0);
     const Result types = run("ffprobe -v error -show_entries packet=flags -of csv=p=0 v.h264 | cut -c1");
     std::string expected;
@@ -50,7 +50,7 @@ TEST_F(Live, SwitchesSizesAtTheirSeconds) {
     EXPECT_EQ(decodeErrors("v.h264"), "");
 }
 
-TEST_F(Live, SumsUpOnStandardError) {
+TEST_F(Live, PrintsASummaryOnStandardError) {
     const Result film = run(std::string(smallFilm) + "--seconds 1 --video v.h264 --audio a.aac");
     ASSERT_EQ(film.exit, 0) << film.err;
     const std::string bytes = std::to_string(readFile(path("v.h264")).size());
@@ -61,12 +61,12 @@ TEST_F(Live, SumsUpOnStandardError) {
         << film.err;
 }
 
-TEST_F(Live, CountsOneAsOne) {
+TEST_F(Live, UsesTheSingularForOneFrame) {
     const Result film = run(std::string(smallFilm) + "--seconds 0.03 --video v.h264");
     EXPECT_NE(film.err.find("vncam live: v.h264: 1 video frame, "), std::string::npos) << film.err;
 }
 
-TEST_F(Live, QuietSaysNothing) {
+TEST_F(Live, QuietPrintsNothing) {
     const Result film = run(std::string(smallFilm) + "--seconds 0.5 --video v.h264 --quiet");
     EXPECT_EQ(film.exit, 0);
     EXPECT_EQ(film.err, "");
@@ -80,13 +80,13 @@ TEST_F(Live, PipesIntoAnotherProgram) {
     EXPECT_EQ(probe("a.aac", "stream=codec_name"), "aac");
 }
 
-TEST_F(Live, EndsQuietlyWhenTheReaderOfAPipeLeaves) {
+TEST_F(Live, EndsQuietlyWhenThePipeIsClosed) {
     const Result film = run(std::string(smallFilm) + "--video - | head -c 5000 >/dev/null");
     EXPECT_EQ(film.exit, 0);
     EXPECT_EQ(film.err, "");
 }
 
-TEST_F(Live, AnInterruptLeavesWholeFiles) {
+TEST_F(Live, AnInterruptLeavesCompleteFiles) {
     // The stop comes when both files have grown, by the signal that a terminal sends.
     const Result film =
         run(std::string(smallFilm) +
@@ -100,7 +100,7 @@ TEST_F(Live, AnInterruptLeavesWholeFiles) {
     EXPECT_EQ(decodeErrors("a.aac"), "");
 }
 
-TEST_F(Live, ATerminationEndsItWhileThePipeIsFull) {
+TEST_F(Live, SigtermEndsItWhileThePipeIsFull) {
     int ends[2];
     ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
     const pid_t film = fork();
@@ -138,7 +138,7 @@ TEST_F(Live, ShowsProgressOnATerminal) {
         << film.out;
 }
 
-TEST_F(Live, WillNotFloodATerminal) {
+TEST_F(Live, RefusesToWriteToATerminal) {
     const Result film = run("script -qefc \"" + std::string(smallFilm) + "--video -\" /dev/null");
     EXPECT_EQ(film.exit, 1);
     EXPECT_EQ(film.out.rfind("vncam live: standard output is a terminal", 0), 0u) << film.out;
@@ -150,13 +150,13 @@ TEST_F(Live, AnUnwritableFileIsNamed) {
     EXPECT_EQ(film.err, "vncam live: missing/v.h264: cannot open: No such file or directory\n");
 }
 
-TEST_F(Live, AFullDiskEndsTheFilmAndTheOtherFileIsWhole) {
+TEST_F(Live, AFullDiskEndsTheFilm) {
     const Result film = run(std::string(smallFilm) + "--video /dev/full --audio a.aac --seconds 100");
     EXPECT_EQ(film.exit, 1);
     EXPECT_EQ(film.err, "vncam live: /dev/full: cannot write: No space left on device\n");
 }
 
-TEST_F(Live, ACameraThatIsNotThereIsNamed) {
+TEST_F(Live, AMissingCameraIsNamed) {
     const Result film =
         run("KEP_HOST_VIDEO=file:missing.mp4 " + std::string(smallFilm) + "--video v.h264 --seconds 1");
     EXPECT_EQ(film.exit, 1);
@@ -167,7 +167,7 @@ TEST_F(Live, ACameraThatIsNotThereIsNamed) {
         << film.err;
 }
 
-TEST_F(Live, AStartThatFailsLeavesFilesAsTheyAre) {
+TEST_F(Live, AFailedStartLeavesFilesUntouched) {
     writeFile(path("old.h264"), "of yesterday");
     const std::string camera = "KEP_HOST_VIDEO=file:missing.mp4 ";
     EXPECT_EQ(run(camera + smallFilm + "--video old.h264").exit, 1);
@@ -196,7 +196,7 @@ TEST_F(Live, OneFileForBothStreamsIsRefused) {
     EXPECT_FALSE(std::filesystem::exists(path("new")));
 }
 
-TEST_F(Live, NothingGetsMixedInADeviceThatKeepsNothing) {
+TEST_F(Live, BothStreamsMayGoToTheNullDevice) {
     const Result film = run(std::string(smallFilm) + "--seconds 0.2 --video /dev/null --audio /dev/null");
     EXPECT_EQ(film.exit, 0) << film.err;
 }

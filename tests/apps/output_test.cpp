@@ -1,4 +1,4 @@
-// What reaches a file or a pipe, and when.
+// When data reaches a file or a pipe.
 #include "output.h"
 
 #include <fcntl.h>
@@ -20,19 +20,19 @@ void writeText(vncam::Output& output, const std::string& text) {
     output.write(text.data(), text.size());
 }
 
-/** Pieces of about the size of a frame, each of a letter of its own. */
+/** A piece of about the size of a frame, filled with one letter. */
 std::string piece(int i) {
     return std::string(static_cast<std::size_t>(1000 + i * 37 % 9000), static_cast<char>('a' + i % 26));
 }
 
-TEST_F(OutputTest, AFileHoldsAllThatWasWrittenOnceItIsClosed) {
+TEST_F(OutputTest, AClosedFileHoldsAllData) {
     vncam::Output output(path("film").string());
     std::string whole;
     for (int i = 0; i < 100; ++i) {
         writeText(output, piece(i));
         whole += piece(i);
     }
-    // More than is left to be written later.
+    // Larger than the buffer.
     const std::string large(300'000, 'z');
     writeText(output, large);
     writeText(output, "end");
@@ -57,7 +57,7 @@ TEST_F(OutputTest, AFileIsWrittenInLargePieces) {
     EXPECT_LE(writes, 20);
 }
 
-TEST_F(OutputTest, WhatAFailureBreaksOffIsInTheFile) {
+TEST_F(OutputTest, BufferedDataIsWrittenAfterAFailure) {
     try {
         vncam::Output output(path("film").string());
         writeText(output, "half a film");

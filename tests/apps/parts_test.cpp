@@ -1,4 +1,4 @@
-// Parts of the application that a run of the whole reaches only with hardware.
+// Parts of the application that whole commands reach only with hardware, or not in each case.
 #include <unistd.h>
 
 #include "adts.h"
@@ -41,12 +41,12 @@ TEST_F(Devices, SoundCardsAreListedByDirection) {
     EXPECT_EQ(listed(vncam::findMicrophones(path(""))), "alsa:plughw:0,0|Analog\n");
 }
 
-TEST_F(Devices, NothingIsFoundWhereNothingIs) {
+TEST_F(Devices, AnEmptyFolderHasNone) {
     EXPECT_EQ(listed(vncam::findCameras(path(""))), "");
     EXPECT_EQ(listed(vncam::findSpeakers(path(""))), "");
 }
 
-TEST(MessageValue, IsFoundByItsKeyAlone) {
+TEST(MessageValue, IsFoundByItsWholeKey) {
     EXPECT_EQ(vncam::messageValue("name=frameLost,media=video,lost=3,total=14", "lost"), "3");
     EXPECT_EQ(vncam::messageValue("name=frameLost,media=video,lost=3,total=14", "total"), "14");
     EXPECT_EQ(vncam::messageValue("name=frameLost", "lost"), "");
@@ -67,7 +67,7 @@ TEST(BitRate, MayHaveAUnit) {
         EXPECT_THROW(parse(wrong), vncam::UsageError) << wrong;
 }
 
-TEST(ClockText, HasHoursOnlyWhenThereAreAny) {
+TEST(ClockText, ShowsHoursOnlyWhenNeeded) {
     EXPECT_EQ(vncam::clockText(0), "0:00");
     EXPECT_EQ(vncam::clockText(67.9), "1:07");
     EXPECT_EQ(vncam::clockText(3723), "1:02:03");
@@ -98,14 +98,14 @@ TEST(LevelMeter, KeepsThePeakSinceItWasLastTaken) {
     EXPECT_EQ(meter.peak(), 32768);
 }
 
-/** The header of a unit of 300 bytes at 44100 Hz in stereo, with some of its bytes replaced. */
+/** The header of a unit of 300 bytes at 44100 Hz in stereo, with one of its bytes replaced. */
 std::optional<vncam::AdtsUnit> adtsWith(std::size_t index, int byte) {
     std::string header("\xff\xf1\x50\x80\x25\x9f\xfc", 7);
     header[index] = static_cast<char>(byte);
     return vncam::readAdts(header);
 }
 
-TEST(AdtsHeader, TellsRateChannelsAndLength) {
+TEST(AdtsHeader, HasRateChannelsAndLength) {
     const auto unit = adtsWith(0, 0xff);
     ASSERT_TRUE(unit);
     EXPECT_EQ(unit->rate, 44100);
@@ -118,7 +118,7 @@ TEST(AdtsHeader, TellsRateChannelsAndLength) {
     EXPECT_EQ(adtsWith(1, 0xf8)->rate, 44100) << "MPEG-2 with a checksum";
 }
 
-TEST(AdtsHeader, IsTakenForNothingElse) {
+TEST(AdtsHeader, IsRecognisedStrictly) {
     EXPECT_FALSE(adtsWith(0, 0xfe));
     EXPECT_FALSE(adtsWith(1, 0xe1));
     EXPECT_FALSE(adtsWith(1, 0xf3)) << "another layer";
@@ -128,7 +128,7 @@ TEST(AdtsHeader, IsTakenForNothingElse) {
         << "shorter than its header";
 }
 
-TEST(AdtsFollower, KnowsWhereAStreamEnds) {
+TEST(AdtsFollower, DetectsAnUnfinishedUnit) {
     const std::string unit = std::string("\xff\xf1\x50\x80\x25\x9f\xfc", 7) + std::string(293, '\xff');
     const std::string stream = "noise" + unit + unit;
     for (std::size_t end = 0; end <= stream.size(); ++end) {
@@ -143,7 +143,7 @@ TEST(AdtsFollower, KnowsWhereAStreamEnds) {
     }
 }
 
-TEST(OutputCapture, KeepsTheFirstLineAndGivesTheStreamBack) {
+TEST(OutputCapture, CapturesTheFirstLineAndRestoresTheStream) {
     testing::internal::CaptureStderr();
     {
         const vncam::OutputCapture capture(STDERR_FILENO);

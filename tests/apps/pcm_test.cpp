@@ -1,4 +1,4 @@
-// `vncam pcm`: what it writes is what the microphone hears.
+// `vncam pcm` writes exactly the samples of the microphone.
 #include <regex>
 
 #include "shell.h"
@@ -9,18 +9,18 @@ namespace {
 
 class Pcm : public Shell {
   protected:
-    /** A microphone that hears these samples of 48 kHz, over and over. */
+    /** The setting of a microphone that repeats these samples at 48 kHz. */
     std::string hearing(const std::string& samples, std::uint16_t channels = 1) const {
         writeFile(path("heard.wav"), wav(samples, {.rate = 48000, .channels = channels}));
         return "KEP_HOST_AUDIO=file:heard.wav ";
     }
-    /** The samples of a file as another program reads them. */
+    /** The samples of a file, decoded by another program. */
     std::string samplesIn(const std::string& file) const {
         return run("ffmpeg -nostdin -v error -i " + file + " -f s16le -").out;
     }
 };
 
-TEST_F(Pcm, WritesAWavFileOfAllThatTheMicrophoneHears) {
+TEST_F(Pcm, WritesAllSamplesToAWavFile) {
     const std::string samples = samplesOf(48000);
     const Result result = run(hearing(samples) + "vncam pcm --seconds 1 -o out.wav");
     ASSERT_EQ(result.exit, 0) << result.err;
@@ -37,7 +37,7 @@ TEST_F(Pcm, WritesAWavFileOfAllThatTheMicrophoneHears) {
     EXPECT_EQ(readFile(path("out.wav")).size(), 44u + 96000u) << "the plain header";
 }
 
-TEST_F(Pcm, EndsWithinABlockWhereTheSecondsDo) {
+TEST_F(Pcm, EndsExactlyAfterItsSeconds) {
     const std::string samples = samplesOf(2 * 48000);
     ASSERT_EQ(run(hearing(samples, 2) + "vncam pcm --channels 2 --seconds 0.1234 -o out.wav").exit, 0);
     EXPECT_TRUE(samplesIn("out.wav") == samples.substr(0, 4 * 5923));
@@ -48,7 +48,7 @@ TEST_F(Pcm, ConvertsToTheRateAndChannelsAskedFor) {
         const Result result = run("vncam pcm --rate " + std::to_string(rate) + " --channels " +
                                   std::to_string(channels) + " --seconds 1 -o out.wav --quiet");
         ASSERT_EQ(result.exit, 0);
-        EXPECT_EQ(result.err, "") << "also no line about a short block";
+        EXPECT_EQ(result.err, "") << "no line about a short block either";
         EXPECT_EQ(probe("out.wav", "stream=sample_rate"), std::to_string(rate));
         EXPECT_EQ(probe("out.wav", "stream=channels"), std::to_string(channels));
         EXPECT_EQ(probe("out.wav", "stream=duration"), "1.000000");
@@ -70,19 +70,19 @@ TEST_F(Pcm, PipesIntoAnotherProgram) {
     EXPECT_TRUE(bare.out == samples.substr(0, 48000));
 }
 
-TEST_F(Pcm, EndsQuietlyWhenTheReaderOfAPipeLeaves) {
+TEST_F(Pcm, EndsQuietlyWhenThePipeIsClosed) {
     const Result result = run("vncam pcm -o - | head -c 5000 >/dev/null");
     EXPECT_EQ(result.exit, 0);
     EXPECT_EQ(result.err, "");
 }
 
-TEST_F(Pcm, WillNotFloodATerminal) {
+TEST_F(Pcm, RefusesToWriteToATerminal) {
     const Result result = run("script -qefc 'vncam pcm -o -' /dev/null");
     EXPECT_EQ(result.exit, 1);
     EXPECT_NE(result.out.find("standard output is a terminal"), std::string::npos) << result.out;
 }
 
-TEST_F(Pcm, WithoutAFileTellsTheLevel) {
+TEST_F(Pcm, WithoutAFileReportsTheLevel) {
     const Result result = run("vncam pcm --seconds 0.5");
     EXPECT_EQ(result.exit, 0);
     EXPECT_EQ(result.err, "vncam pcm: microphone: 24000 samples, 0.5 s, peak -12.0 dB, 0 frames lost\n");
@@ -99,7 +99,7 @@ TEST_F(Pcm, ShowsTheLevelOnATerminal) {
         << result.out;
 }
 
-TEST_F(Pcm, AnInterruptLeavesAWholeFile) {
+TEST_F(Pcm, AnInterruptLeavesACompleteFile) {
     const Result result =
         run("vncam pcm -o out.wav & pcm=$!\n"
             "until [ $(stat -c %s out.wav 2>/dev/null || echo 0) -gt 60000 ]; do sleep 0.05; done\n"
@@ -111,7 +111,7 @@ TEST_F(Pcm, AnInterruptLeavesAWholeFile) {
     EXPECT_EQ(decodeErrors("out.wav"), "");
 }
 
-TEST_F(Pcm, AnInterruptEndsItWhileTheMicrophoneGivesNothing) {
+TEST_F(Pcm, AnInterruptEndsItWhileTheMicrophoneIsStalled) {
     const Result result =
         run("touch quiet\n"
             "KEP_HOST_AUDIO=test:stalled=quiet vncam pcm -o out.wav & pcm=$!\n"
@@ -121,7 +121,7 @@ TEST_F(Pcm, AnInterruptEndsItWhileTheMicrophoneGivesNothing) {
     EXPECT_EQ(readFile(path("out.wav")).size(), 44u);
 }
 
-TEST_F(Pcm, AMicrophoneThatIsLostIsToldAndWhatItHeardIsKept) {
+TEST_F(Pcm, ALostMicrophoneIsReportedAndItsSoundKept) {
     const Result result =
         run("KEP_HOST_AUDIO=test:lost=away vncam pcm -o out.wav & pcm=$!\n"
             "until [ $(stat -c %s out.wav 2>/dev/null || echo 0) -gt 60000 ]; do sleep 0.05; done\n"
@@ -138,14 +138,14 @@ TEST_F(Pcm, AMicrophoneThatIsLostIsToldAndWhatItHeardIsKept) {
     EXPECT_EQ(file.substr(40, 4), little(static_cast<std::uint32_t>(file.size() - 44), 4));
 }
 
-TEST_F(Pcm, AMicrophoneThatIsMissingIsNamed) {
+TEST_F(Pcm, AMissingMicrophoneIsNamed) {
     const Result result = run("KEP_HOST_AUDIO=file:none.wav vncam pcm --seconds 1");
     EXPECT_EQ(result.exit, 1);
     EXPECT_NE(result.err.find("none.wav"), std::string::npos) << result.err;
     EXPECT_NE(result.err.find("vncam pcm: VNStart: "), std::string::npos) << result.err;
 }
 
-TEST_F(Pcm, AFileThatCannotBeWrittenIsNamed) {
+TEST_F(Pcm, AnUnwritableFileIsNamed) {
     Result result = run("vncam pcm --seconds 1 -o none/out.wav");
     EXPECT_EQ(result.exit, 1);
     EXPECT_EQ(result.err, "vncam pcm: none/out.wav: cannot open: No such file or directory\n");

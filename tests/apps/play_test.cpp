@@ -1,4 +1,4 @@
-// `vncam play`: what the loudspeaker gets is what the file holds.
+// `vncam play` delivers exactly the samples of the file to the loudspeaker.
 #include <cstdint>
 #include <regex>
 
@@ -10,7 +10,7 @@ namespace {
 
 class Play : public Shell {
   protected:
-    /** The samples of a WAV file as another program reads them. */
+    /** The samples of a WAV file, decoded by another program. */
     std::string heard(const std::string& file) const {
         return run("ffmpeg -nostdin -v error -i " + file + " -f s16le -").out;
     }
@@ -53,7 +53,7 @@ TEST_F(Play, AStreamOfUnknownLengthIsPlayedToItsEnd) {
     EXPECT_TRUE(heard("out.wav") == samplesOf(8000));
 }
 
-TEST_F(Play, TheExtensibleFormIsPcmToo) {
+TEST_F(Play, TheExtensibleFormatIsAccepted) {
     const std::string samples = samplesOf(4000);
     const std::string extension = little(22, 2) + little(16, 2) + little(4, 4) + little(1, 2) +
                                   std::string("\0\0\0\0\x10\0\x80\0\0\xAA\0\x38\x9B\x71", 14);
@@ -112,13 +112,13 @@ TEST_F(Play, AMissingFileIsNamed) {
     EXPECT_EQ(result.err, "vncam play: nowhere.wav: cannot open: No such file or directory\n");
 }
 
-TEST_F(Play, AFolderIsNoFile) {
+TEST_F(Play, AFolderIsRefused) {
     const Result result = run("vncam play .");
     EXPECT_EQ(result.exit, 1);
     EXPECT_EQ(result.err, "vncam play: .: cannot read: Is a directory\n");
 }
 
-TEST_F(Play, APipeThatIsCutShortIsTold) {
+TEST_F(Play, ATruncatedPipeIsReported) {
     writeFile(path("in.wav"), wav(samplesOf(4000)));
     const Result result = run("head -c 5000 in.wav | vncam play -");
     EXPECT_EQ(result.exit, 1);
@@ -134,7 +134,7 @@ TEST_F(Play, ASpeakerThatCannotBeOpenedIsNamed) {
     EXPECT_NE(result.err.find("vncam play: VNStart: "), std::string::npos) << result.err;
 }
 
-TEST_F(Play, AnInterruptWhileItWaitsForMorePlaysWhatItHas) {
+TEST_F(Play, AnInterruptPlaysWhatHasArrived) {
     writeFile(path("part"), wav(samplesOf(160000)).substr(0, 44 + 2 * 20001));
     const Result result =
         run("mkfifo in\n"

@@ -1,4 +1,4 @@
-// `vncam qr`: codes as lines.
+// `vncam qr`: its output as lines and JSON.
 #include <regex>
 
 #include "own_segments.h"
@@ -29,7 +29,7 @@ TEST_F(QrCommand, PrintsTheTextOfACode) {
     EXPECT_EQ(result.err, "");
 }
 
-TEST_F(QrCommand, PrintsAnObjectOfJson) {
+TEST_F(QrCommand, PrintsAJsonObject) {
     const Result result = qr("--count 1 --json");
     EXPECT_TRUE(std::regex_match(
         result.out,
@@ -39,7 +39,7 @@ TEST_F(QrCommand, PrintsAnObjectOfJson) {
         << result.out;
 }
 
-TEST_F(QrCommand, ThatReadsNoneFails) {
+TEST_F(QrCommand, FailsWhenNoCodeIsRead) {
     const Result result = run("vncam qr --seconds 0.1");
     EXPECT_EQ(result.exit, 1);
     EXPECT_EQ(result.out, "");

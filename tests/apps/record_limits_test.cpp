@@ -1,4 +1,4 @@
-// `vncam record` of several recordings, and with limits of what is kept of them.
+// `vncam record` in several sizes, and with limits for the files that are kept.
 #include <gmock/gmock.h>
 
 #include "shell.h"
@@ -43,7 +43,7 @@ TEST_F(RecordLimits, AnInterruptFinishesAllRecordings) {
     EXPECT_EQ(files(), "a.mp4\na_640x360.mp4\n");
 }
 
-TEST_F(RecordLimits, OldFilesOfTheRecordingsAreDeletedAndTold) {
+TEST_F(RecordLimits, OldFilesOfTheRecordingsAreDeletedAndReported) {
     ASSERT_EQ(run("touch -d '25 hours ago' a-7.mp4 a_640x360-8.mp4 b.mp4 a-9.mp4.part; touch -d '23 hours "
                   "ago' a-5.mp4;"
                   " mkdir far && touch -d '25 hours ago' far/a.mp4 && ln -s far/a.mp4 a-6.mp4")
@@ -56,7 +56,7 @@ TEST_F(RecordLimits, OldFilesOfTheRecordingsAreDeletedAndTold) {
     EXPECT_EQ(files(), "a-5.mp4\na-6.mp4\na-9.mp4.part\na.mp4\na_640x360-8.mp4\nb.mp4\nfar\n");
 }
 
-TEST_F(RecordLimits, TheOldestGoesWhenAllAreTooLarge) {
+TEST_F(RecordLimits, TheOldestIsDeletedWhenTheTotalIsTooLarge) {
     // A second of it takes 60 to 110 kB.
     const Result made = record("--keep 220k --seconds 4");
     ASSERT_EQ(made.exit, 0) << made.err;
@@ -67,7 +67,7 @@ TEST_F(RecordLimits, TheOldestGoesWhenAllAreTooLarge) {
     EXPECT_EQ(probe("a-3.mp4", "stream=width"), "640");
 }
 
-TEST_F(RecordLimits, ADiskThatCannotBeFreedIsToldOnceAndTheFilmGoesOn) {
+TEST_F(RecordLimits, AnExceededLimitIsReportedOnceAndRecordingContinues) {
     const Result made = record("--free 1000000G --seconds 2 --quiet");
     ASSERT_EQ(made.exit, 0) << made.err;
     EXPECT_EQ(made.out, "./a.mp4\n./a-1.mp4\n");

@@ -1,4 +1,4 @@
-// `vncam record` and `vncam event` as a user runs them; their files are judged by another program.
+// `vncam record` and `vncam event` as a user runs them; their files are checked by another program.
 #include <gmock/gmock.h>
 #include <signal.h>
 
@@ -41,7 +41,7 @@ std::vector<std::string> lines(const std::string& text) {
     return all;
 }
 
-TEST_F(Record, MakesSegmentsOfTheLengthAsked) {
+TEST_F(Record, WritesSegmentsOfTheRequestedLength) {
     const Result made = record("--segment 1 --seconds 3.5 --name a.mp4 --dir .");
     ASSERT_EQ(made.exit, 0) << made.err;
     const std::vector<std::string> files = lines(made.out);
@@ -58,7 +58,7 @@ TEST_F(Record, MakesSegmentsOfTheLengthAsked) {
         << made.err;
 }
 
-TEST_F(Record, AWholeNumberOfSegmentsGivesJustSoManyFiles) {
+TEST_F(Record, AWholeNumberOfSegmentsGivesExactlyThatManyFiles) {
     const Result made = record("--segment 2 --seconds 4 --name a.mp4");
     ASSERT_EQ(made.exit, 0) << made.err;
     EXPECT_EQ(made.out, "./a.mp4\n./a-1.mp4\n");
@@ -70,14 +70,14 @@ TEST_F(Record, AWholeNumberOfSegmentsGivesJustSoManyFiles) {
     }
 }
 
-TEST_F(Record, SegmentsHaveTheirLengthWhateverTheGroupIs) {
+TEST_F(Record, SegmentLengthDoesNotDependOnTheGroupLength) {
     const Result made = record("--segment 1 --seconds 2 --gop 300 --name a.mp4");
     ASSERT_EQ(made.exit, 0) << made.err;
     EXPECT_EQ(made.out, "./a.mp4\n./a-1.mp4\n");
     for (const char* const file : {"a.mp4", "a-1.mp4"}) EXPECT_NEAR(seconds(file), 1, 0.1) << file;
 }
 
-TEST_F(Record, AFileHasFragmentsUnlessItIsToBePlain) {
+TEST_F(Record, AFileHasFragmentsUnlessPlain) {
     const auto fragments = [this] {
         return run("vncam info --json a.mp4 | grep -c '\"fragments\": 0[,}]'").out;
     };
@@ -89,7 +89,7 @@ TEST_F(Record, AFileHasFragmentsUnlessItIsToBePlain) {
     expectPlayable("a.mp4");
 }
 
-TEST_F(Record, LeavesNoFileThatWasBegunBehindTheLastAndOpensLate) {
+TEST_F(Record, RemovesAFurtherFileThatOpensLate) {
     const Result made = run("LD_PRELOAD=" SLOW_OPEN
                             " SLOW_OPEN=a-1.mp4 ASAN_OPTIONS=$ASAN_OPTIONS:verify_asan_link_order=0 "
                             "vncam record --size 640x360 --segment 2 --seconds 2 --name a.mp4");
@@ -99,7 +99,7 @@ TEST_F(Record, LeavesNoFileThatWasBegunBehindTheLastAndOpensLate) {
     EXPECT_EQ(run("ls").out, "a.mp4\n");
 }
 
-TEST_F(Record, HasTheSettingsAsked) {
+TEST_F(Record, AppliesItsSettings) {
     ASSERT_EQ(record("--segment 10 --seconds 2 --fps 15 --gop 5 --name a.mp4 --quiet").exit, 0);
     EXPECT_EQ(probe("a.mp4", "stream=width"), "640");
     const Result keys =
@@ -118,7 +118,7 @@ TEST_F(Record, NamesCarryTheTime) {
         << made.out;
 }
 
-TEST_F(Record, MakesATransportStream) {
+TEST_F(Record, WritesATransportStream) {
     ASSERT_EQ(record("--segment 10 --seconds 1 --name a.ts").exit, 0);
     EXPECT_EQ(probe("a.ts", "format=format_name"), "mpegts");
     EXPECT_EQ(decodeErrors("a.ts"), "");
@@ -139,10 +139,10 @@ TEST_F(Record, AnInterruptFinishesTheFile) {
     EXPECT_THAT(unfinished(), testing::IsEmpty());
 }
 
-/** Bash that waits until a.mp4.part has something in it. */
+/** Bash that waits until a.mp4.part is not empty. */
 const std::string kAwaitRecording = "for i in {1..600}; do [ -s a.mp4.part ] && break; sleep 0.1; done; ";
 
-TEST_F(Record, AHangupThatIsSaidTwiceFinishesTheFile) {
+TEST_F(Record, TwoHangupsFinishTheFile) {
     const Result made = run("vncam record --size 640x360 --segment 60 --name a.mp4 & pid=$!; " +
                             kAwaitRecording + "kill -HUP $pid; kill -HUP $pid; wait $pid");
     EXPECT_EQ(made.exit, 0) << made.err;
@@ -150,7 +150,7 @@ TEST_F(Record, AHangupThatIsSaidTwiceFinishesTheFile) {
     expectPlayable("a.mp4");
 }
 
-TEST_F(Record, AHangupThatIsIgnoredIsNotListenedTo) {
+TEST_F(Record, AnIgnoredHangupHasNoEffect) {
     const Result made =
         run("trap '' HUP; vncam record --size 640x360 --segment 60 --seconds 2 --name a.mp4 & pid=$!; " +
             kAwaitRecording + "kill -HUP $pid; wait $pid");
@@ -158,15 +158,15 @@ TEST_F(Record, AHangupThatIsIgnoredIsNotListenedTo) {
     EXPECT_NEAR(seconds("a.mp4"), 2, 0.5);
 }
 
-TEST_F(Record, ATerminalThatGoesAwayFinishesTheFile) {
-    // Its other side dies; the recording itself is sent nothing.
+TEST_F(Record, AKilledTerminalFinishesTheFile) {
+    // Kills the terminal, and sends the recording itself nothing.
     run("script -qc 'vncam record --size 640x360 --segment 60 --name a.mp4' /dev/null >/dev/null & pid=$!; " +
         kAwaitRecording + "kill -KILL $pid; for i in {1..600}; do [ -e a.mp4 ] && break; sleep 0.1; done");
     EXPECT_THAT(unfinished(), testing::IsEmpty());
     expectPlayable("a.mp4");
 }
 
-TEST_F(Record, OneThatIsKilledIsRecovered) {
+TEST_F(Record, AKilledRecordingIsRecovered) {
     const Result made =
         run("vncam record --size 640x360 --segment 60 --name a.mp4 & pid=$!;"
             " for i in {1..600}; do [ $(stat -c %s a.mp4.part 2>/dev/null || echo 0) -gt 100000 ] && break;"
@@ -178,7 +178,7 @@ TEST_F(Record, OneThatIsKilledIsRecovered) {
     expectPlayable("a.mp4");
 }
 
-TEST_F(Record, ARecordingThatGoesOnIsNotRecovered) {
+TEST_F(Record, ARunningRecordingIsNotRecovered) {
     const Result made =
         run("vncam record --size 640x360 --segment 60 --seconds 3 --name a.mp4 & pid=$!;"
             " for i in {1..600}; do [ -s a.mp4.part ] && break; sleep 0.1; done; vncam recover . >told; wait "
@@ -208,7 +208,7 @@ TEST_F(Record, WrongCommandLinesAreRefused) {
     }
 }
 
-TEST_F(Record, FoldersThatCannotBeWrittenAreNamed) {
+TEST_F(Record, UnwritableFoldersAreNamed) {
     const Result missing = record("--dir no");
     EXPECT_EQ(missing.exit, 1);
     EXPECT_EQ(missing.err, "vncam record: no: cannot write to the folder: No such file or directory\n");
@@ -221,7 +221,7 @@ TEST_F(Record, FoldersThatCannotBeWrittenAreNamed) {
     EXPECT_THAT(refused.err, HasSubstr("/proc"));
 }
 
-TEST_F(Record, AMissingCameraIsTold) {
+TEST_F(Record, AMissingCameraIsReported) {
     const Result refused = run("KEP_HOST_VIDEO=v4l2:/dev/video99 vncam record --size 640x360");
     EXPECT_EQ(refused.exit, 1);
     EXPECT_THAT(refused.err, HasSubstr("/dev/video99"));
@@ -230,7 +230,7 @@ TEST_F(Record, AMissingCameraIsTold) {
 
 using Event = Record;
 
-TEST_F(Event, AClipHasItsPastAndItsFuture) {
+TEST_F(Event, AClipHasPreRollAndPostRoll) {
     const Result made = run("vncam event --pre 2 --post 1 --url clip.mp4");
     ASSERT_EQ(made.exit, 0) << made.err;
     EXPECT_EQ(made.out, "clip.mp4\n");
@@ -242,7 +242,7 @@ TEST_F(Event, AClipHasItsPastAndItsFuture) {
         << made.err;
 }
 
-TEST_F(Event, WithoutANameItIsThatOfTheTime) {
+TEST_F(Event, TheDefaultNameHasTheTime) {
     const Result made = run("vncam event --pre 0 --post 1 --quiet");
     ASSERT_EQ(made.exit, 0) << made.err;
     EXPECT_EQ(made.err, "");
@@ -273,7 +273,7 @@ TEST_F(Event, AnInterruptBeforeTheEventEndsWithoutAClip) {
     EXPECT_FALSE(std::filesystem::exists(path("clip.mp4")));
 }
 
-TEST_F(Event, AClipThatDoesNotFitIsNamedWithWhatIsLeftOfIt) {
+TEST_F(Event, AnIncompleteClipIsKeptAndNamed) {
     const Result made =
         run("trap '' XFSZ; ulimit -f 400; vncam event --quiet --pre 1 --post 4 --url $PWD/clip.mp4");
     EXPECT_EQ(made.exit, 1);
@@ -294,7 +294,7 @@ TEST_F(Event, AnEventWithoutPicturesEndsWithoutAClip) {
     EXPECT_FALSE(std::filesystem::exists(path("clip.mp4")));
 }
 
-TEST_F(Event, RefusalsNameTheThing) {
+TEST_F(Event, RefusalsNameTheWrongValue) {
     const struct {
         const char* options;
         const char* told;

@@ -40,7 +40,7 @@ TEST_F(RecordedLength, IsNotOverBeforeItBegins) {
     EXPECT_FALSE(isOver(1e6));
 }
 
-TEST_F(RecordedLength, WaitsForTheEndOfTheLastWholeSegmentHoweverLateItIsTold) {
+TEST_F(RecordedLength, WaitsForTheEndOfTheLastWholeSegmentHoweverLateItIsReported) {
     ask(4, 2);
     length->fileOpened(at(0));
     length->fileClosed(2);
@@ -52,7 +52,7 @@ TEST_F(RecordedLength, WaitsForTheEndOfTheLastWholeSegmentHoweverLateItIsTold) {
     EXPECT_TRUE(isOver(9));
 }
 
-TEST_F(RecordedLength, WhatIsToldEarlyIsNoReasonToStopEarly) {
+TEST_F(RecordedLength, AnEarlyReportDoesNotStopEarly) {
     ask(4, 2);
     length->fileOpened(at(1.9));
     length->fileClosed(2);
@@ -62,7 +62,7 @@ TEST_F(RecordedLength, WhatIsToldEarlyIsNoReasonToStopEarly) {
     EXPECT_TRUE(isOver(3.9));
 }
 
-TEST_F(RecordedLength, ALastFileThatIsNoWholeSegmentEndsByTheClock) {
+TEST_F(RecordedLength, AShorterLastFileEndsByTheClock) {
     ask(5, 2);
     for (const double begin : {0., 2.}) {
         length->fileOpened(at(begin));
@@ -94,7 +94,7 @@ TEST_F(RecordedLength, ManySmallErrorsDoNotAddUp) {
     EXPECT_TRUE(length->isComplete());
 }
 
-TEST_F(RecordedLength, AFileThatEndsBeforeItsTimeCountsForWhatItIs) {
+TEST_F(RecordedLength, AShortFileCountsWithItsLength) {
     ask(4, 2);
     for (const double seconds : {1.2, 0.8}) {
         length->fileOpened(at(0));
@@ -106,7 +106,7 @@ TEST_F(RecordedLength, AFileThatEndsBeforeItsTimeCountsForWhatItIs) {
     EXPECT_TRUE(length->isComplete());
 }
 
-TEST_F(RecordedLength, PicturesLostBetweenTwoFilesAreNotRecordedAnew) {
+TEST_F(RecordedLength, PicturesLostBetweenTwoFilesAreNotRecordedAgain) {
     ask(4, 2);
     length->picturesLost(15);
     length->fileOpened(at(0));
@@ -117,7 +117,7 @@ TEST_F(RecordedLength, PicturesLostBetweenTwoFilesAreNotRecordedAnew) {
     EXPECT_TRUE(length->isComplete());
 }
 
-TEST_F(RecordedLength, AnEndThatNeverComesIsNotAwaitedForEver) {
+TEST_F(RecordedLength, AMissingEndTimesOut) {
     ask(4, 2);
     length->fileOpened(at(0));
     EXPECT_FALSE(isOver(13.9));

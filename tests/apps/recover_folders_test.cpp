@@ -1,4 +1,4 @@
-// What `vncam recover` takes and how it tells; recover_test.cpp has what it does with a file.
+// Operands and output of `vncam recover`; recover_test.cpp tests what it does with a file.
 #include <gmock/gmock.h>
 
 #include "shell.h"
@@ -21,7 +21,7 @@ class RecoverFolders : public Shell {
     bool exists(const std::string& name) const { return std::filesystem::exists(path(name)); }
 };
 
-TEST_F(RecoverFolders, FilesFoldersAndOnRequestTheFoldersInThem) {
+TEST_F(RecoverFolders, RecoversFilesFoldersAndSubfoldersOnRequest) {
     ASSERT_EQ(run("mkdir -p one two/deep/deeper far && ln -s ../far two/link").exit, 0);
     film("one/a.mp4.part");
     for (const char* const name :
@@ -41,7 +41,7 @@ TEST_F(RecoverFolders, FilesFoldersAndOnRequestTheFoldersInThem) {
     EXPECT_EQ(run("ffprobe -v error -show_entries stream=codec_name -of csv=p=0 one/a.mp4").out, "h264\n");
 }
 
-TEST_F(RecoverFolders, JsonTellsEachFile) {
+TEST_F(RecoverFolders, JsonHasEachFile) {
     film("a \"b\".mp4.part");
     std::filesystem::copy_file(path("a \"b\".mp4.part"), path("c.mp4.part"));
     std::filesystem::resize_file(path("c.mp4.part"), std::filesystem::file_size(path("c.mp4.part")) - 200);
@@ -76,7 +76,7 @@ TEST_F(RecoverFolders, JsonTellsEachFile) {
               "1\n");
 }
 
-TEST_F(RecoverFolders, WhatAKilledPictureHasLeftIsRemoved) {
+TEST_F(RecoverFolders, TemporaryFilesOfKilledProcessesAreRemoved) {
     // The picture is larger than files may be.
     const Result killed = run("ulimit -c 0; ulimit -f 20; vncam snap --size 1280x720 -o p.jpg");
     EXPECT_EQ(killed.exit, 128 + 25) << killed.err;

@@ -1,4 +1,4 @@
-// `vncam recover` on plain MP4 files, which lose their index when they are cut short.
+// `vncam recover` on plain MP4 files, which have no index when they are cut short.
 #include <gmock/gmock.h>
 
 #include <random>
@@ -36,7 +36,7 @@ class RecoverPlain : public Shell {
     std::string recover() const { return run("vncam recover .").out; }
 };
 
-/** What a recovery tells of sound and pictures. */
+/** The output of a recovery, before and after the frame rate. */
 const std::string kTold = "./a.mp4.part -> ./a.mp4: [0-9.]+ s\n  index rebuilt: [0-9]+ pictures at ";
 const std::string kSound = " per second; the sound is lost: only the index located its packets\n";
 
@@ -53,7 +53,7 @@ TEST_F(RecoverPlain, AKilledRecordingKeepsItsPictures) {
     EXPECT_EQ(decodeErrors("a.mp4"), "");
     EXPECT_EQ(probe("a.mp4", "stream=codec_name"), "h264");
     EXPECT_GT(std::stoi(probe("a.mp4", "stream=nb_read_packets")), 15);
-    // All bytes are there: but for the size of the data, and with the index behind them.
+    // All bytes are kept except the size of the data; the index is appended.
     std::string after = readFile(path("a.mp4"));
     ASSERT_GT(after.size(), before.size());
     after.resize(before.size());
@@ -70,7 +70,7 @@ TEST_F(RecoverPlain, EveryPictureIsFoundWhereItWas) {
     EXPECT_EQ(run("vncam info --json a.mp4 | grep -o '\"finished\": true'").out, "\"finished\": true\n");
 }
 
-TEST_F(RecoverPlain, ALengthIsThatOfTheWholePictures) {
+TEST_F(RecoverPlain, TheLengthIsThatOfTheCompletePictures) {
     const std::string bytes = film();
     std::vector<std::size_t> ends;
     std::istringstream lines(
@@ -92,7 +92,7 @@ TEST_F(RecoverPlain, ALengthIsThatOfTheWholePictures) {
     EXPECT_EQ(checkRecording(path("cut")).state, RecordingCheck::State::unplayable);
 }
 
-TEST_F(RecoverPlain, BehindAHoleAKeyFrameComesFirst) {
+TEST_F(RecoverPlain, AKeyFrameComesFirstAfterAHole) {
     std::string bytes = film();
     const std::size_t hole = bytes.size() / 2, end = hole + 6000;
     bytes.replace(hole, end - hole, end - hole, '\0');
@@ -104,12 +104,12 @@ TEST_F(RecoverPlain, BehindAHoleAKeyFrameComesFirst) {
     std::size_t position = 0;
     std::string flags;
     for (char comma; position < end && lines >> position >> comma >> flags;) continue;
-    ASSERT_GE(position, end) << "none behind the hole";
+    ASSERT_GE(position, end) << "no picture after the hole";
     EXPECT_EQ(flags.substr(0, 1), "K") << "the others refer to pictures that are lost";
     EXPECT_EQ(run("ffmpeg -nostdin -v error -sseof -0.3 -i a.mp4 -f null -").err, "");
 }
 
-TEST_F(RecoverPlain, APowerCutDuringTheRecoveryCostsNothing) {
+TEST_F(RecoverPlain, APowerCutDuringTheRecoveryLosesNothing) {
     const std::string bytes = film();
     writeFile(path("a.mp4.part"), bytes);
     recover();
@@ -128,7 +128,7 @@ TEST_F(RecoverPlain, APowerCutDuringTheRecoveryCostsNothing) {
     }
 }
 
-TEST_F(RecoverPlain, NoDamageBringsItDown) {
+TEST_F(RecoverPlain, SurvivesRandomDamage) {
     const std::string bytes = film();
     std::minstd_rand random(11);
     for (int round = 0; round < 100; ++round) {

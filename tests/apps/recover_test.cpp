@@ -1,4 +1,4 @@
-// `vncam recover` on what a power cut leaves; the files come from another program and are judged by it.
+// `vncam recover` on files as a power cut leaves them; another program makes and checks them.
 #include <gmock/gmock.h>
 
 #include <fstream>
@@ -47,7 +47,7 @@ class Recover : public Shell {
     }
 };
 
-TEST_F(Recover, AWholeRecordingGetsItsName) {
+TEST_F(Recover, ACompleteRecordingIsRenamed) {
     filmFragments("a.mp4.part");
     const std::string before = readFile(path("a.mp4.part"));
     const Result result = run("vncam recover .");
@@ -58,7 +58,7 @@ TEST_F(Recover, AWholeRecordingGetsItsName) {
     EXPECT_FALSE(std::filesystem::exists(path("a.mp4.part")));
 }
 
-TEST_F(Recover, ATornTailIsSkippedAndStaysWhereItIs) {
+TEST_F(Recover, ATornTailIsSkippedAndKept) {
     filmFragments("a.mp4.part");
     const std::uintmax_t size = sizeOf("a.mp4.part") * 2 / 3;
     cut("a.mp4.part", size);
@@ -72,13 +72,13 @@ TEST_F(Recover, ATornTailIsSkippedAndStaysWhereItIs) {
     const std::string after = readFile(path("a.mp4"));
     ASSERT_EQ(after.size(), before.size());
     const std::size_t end = std::stoul(result.out.substr(result.out.find("byte ") + 5));
-    // A header of a box that is skipped, and else every byte as it was.
+    // Only the header of a skipped box is new; all other bytes are unchanged.
     EXPECT_EQ(after.substr(0, end), before.substr(0, end));
     EXPECT_EQ(after.substr(end + 4, 4), "free");
     EXPECT_EQ(after.substr(end + 8), before.substr(end + 8));
 }
 
-TEST_F(Recover, WhatLiesBehindAHoleIsKeptAndTheHoleIsTold) {
+TEST_F(Recover, DataAfterAHoleIsKeptAndTheHoleReported) {
     // The length of a file can reach the disk before its contents, which then are zeros.
     filmFragments("whole.mp4");
     for (const std::uintmax_t part : {2, 4, 6}) {
@@ -88,7 +88,7 @@ TEST_F(Recover, WhatLiesBehindAHoleIsKeptAndTheHoleIsTold) {
         EXPECT_EQ(result.exit, 0);
         EXPECT_THAT(result.out, MatchesRegex("./a.mp4.part -> ./a.mp4: 6.0 s\n"
                                              "(  hole at byte [0-9]+: [0-9]+ bytes, [^\n]+\n)+"
-                                             // An index that leads to what is skipped is no use.
+                                             // An index that refers to skipped parts is dropped.
                                              "(  end at byte [0-9]+: [0-9]+ bytes, incomplete\n)?"));
         // All but those of one group of pictures at the most.
         EXPECT_GE(std::stoi(pictures("a.mp4")), 165) << part;
@@ -96,7 +96,7 @@ TEST_F(Recover, WhatLiesBehindAHoleIsKeptAndTheHoleIsTold) {
     }
 }
 
-TEST_F(Recover, ADryRunTellsAndChangesNothing) {
+TEST_F(Recover, ADryRunReportsAndChangesNothing) {
     filmFragments("a.mp4.part");
     overwrite("a.mp4.part", sizeOf("a.mp4.part") / 2, std::string(4096, '\0'));
     film("b.mp4.part", "-f mp4");
@@ -112,7 +112,7 @@ TEST_F(Recover, ADryRunTellsAndChangesNothing) {
     EXPECT_THAT(done.out, testing::StartsWith("./a.mp4.part -> ./a.mp4: 6.0 s\n  hole at byte "));
 }
 
-TEST_F(Recover, EverySectorThatWasNeverWrittenIsNoticed) {
+TEST_F(Recover, EverySectorThatWasNeverWrittenIsDetected) {
     // Some of the sound is longer than a sector.
     filmFragments("a.mp4", "-ac 2 -b:a 500000");
     const std::string whole = readFile(path("a.mp4"));
@@ -140,12 +140,13 @@ TEST_F(Recover, ZerosThatAreSoundAreKept) {
             " a.mp4.part");
     ASSERT_EQ(made.exit, 0) << made.err;
     const std::string before = readFile(path("a.mp4.part"));
-    ASSERT_NE(before.find(std::string(64, '\0')), std::string::npos) << "an encoder of another kind";
+    ASSERT_NE(before.find(std::string(64, '\0')), std::string::npos)
+        << "the encoder wrote no such run of zeros";
     EXPECT_THAT(run("vncam recover .").out, Not(HasSubstr("hole")));
     EXPECT_EQ(readFile(path("a.mp4")), before);
 }
 
-TEST_F(Recover, FragmentsMayCountFromTheBeginningOfTheFile) {
+TEST_F(Recover, FragmentOffsetsMayBeAbsolute) {
     film("a.mp4.part", "-movflags frag_keyframe+empty_moov -f mp4");
     cut("a.mp4.part", sizeOf("a.mp4.part") / 2);
     EXPECT_EQ(run("vncam recover .").exit, 0);
@@ -153,7 +154,7 @@ TEST_F(Recover, FragmentsMayCountFromTheBeginningOfTheFile) {
     EXPECT_GE(std::stoi(pictures("a.mp4")), 75);
 }
 
-TEST_F(Recover, ATransportStreamKeepsItsWholePictures) {
+TEST_F(Recover, ATransportStreamKeepsItsCompletePictures) {
     film("a.ts.part", "-f mpegts");
     cut("a.ts.part", sizeOf("a.ts.part") / 2);
     const std::string before = readFile(path("a.ts.part"));
@@ -171,16 +172,16 @@ TEST_F(Recover, AWholeTransportStreamLosesNothing) {
     const std::string before = readFile(path("a.ts.part"));
     const Result result = run("vncam recover .");
     EXPECT_THAT(result.out, testing::StartsWith("./a.ts.part -> ./a.ts: "));
-    // One in 184 cannot be told from a torn one, and loses its last picture to a file beside it.
+    // One in 184 cannot be told from a torn one, and its last picture is moved to a file beside it.
     EXPECT_EQ(readFile(path("a.ts")) + readFile(path("a.ts.rest")), before);
     EXPECT_GE(std::stoi(pictures("a.ts")), 179);
 }
 
-TEST_F(Recover, ATransportStreamIsPlayedPastAHole) {
+TEST_F(Recover, ATransportStreamPlaysPastAHole) {
     film("whole.ts", "-f mpegts");
     std::filesystem::copy_file(path("whole.ts"), path("a.ts.part"));
     const std::uintmax_t third = sizeOf("whole.ts") / 3;
-    // More than a player looks through for the next packet.
+    // More than a player searches for the next packet.
     overwrite("a.ts.part", third, std::string(third, '\0'));
     const Result result = run("vncam recover .");
     EXPECT_THAT(result.out, HasSubstr("  hole at byte "));
@@ -189,7 +190,7 @@ TEST_F(Recover, ATransportStreamIsPlayedPastAHole) {
     EXPECT_EQ(readFile(path("a.ts")).substr(2 * third), readFile(path("whole.ts")).substr(2 * third));
 }
 
-TEST_F(Recover, WhatCannotBePlayedIsToldAndLeft) {
+TEST_F(Recover, UnplayableFilesAreReportedAndLeft) {
     filmFragments("a.mp4.part");
     cut("a.mp4.part", 3000);
     film("b.mp4.part", "-f mp4");
@@ -240,7 +241,7 @@ TEST_F(Recover, OtherFilesAreNotTouched) {
     EXPECT_TRUE(std::filesystem::exists(path(".picture_1.part")));
 }
 
-TEST_F(Recover, RefusalsNameTheThing) {
+TEST_F(Recover, RefusalsNameTheFile) {
     EXPECT_EQ(run("vncam recover").exit, 2);
     const Result none = run("vncam recover no");
     EXPECT_EQ(none.exit, 1);
@@ -249,7 +250,7 @@ TEST_F(Recover, RefusalsNameTheThing) {
     EXPECT_THROW(recordings::recoverFile(path("a.mp4")), recordings::Failure);
 }
 
-TEST_F(Recover, NoDamageBringsItDown) {
+TEST_F(Recover, SurvivesRandomDamage) {
     filmFragments("a.mp4");
     film("a.ts", "-f mpegts");
     std::minstd_rand random(7);
@@ -283,7 +284,7 @@ std::string box(const std::string& kind, const std::string& contents) {
     return bigEndian(static_cast<std::uint32_t>(contents.size() + 8)) + kind + contents;
 }
 
-TEST_F(Recover, BoxesThatHaveTheSameBytesReadOverAndOverAreGivenUp) {
+TEST_F(Recover, BoxesThatMultiplyReadsAreRejected) {
     filmFragments("a.mp4");
     const std::string whole = readFile(path("a.mp4"));
     const std::string header = whole.substr(0, whole.find("moof") - 4);
@@ -301,7 +302,7 @@ TEST_F(Recover, BoxesThatHaveTheSameBytesReadOverAndOverAreGivenUp) {
         writeFile(path("hostile"), hostile + whole);
         const RecordingCheck check = checkRecording(path("hostile"));
         EXPECT_LE(check.end, hostile.size() + whole.size());
-        // Fragments are read, also of samples that have no fields of their own.
+        // Fragments are read, even if their samples have no fields of their own.
         EXPECT_EQ(check.state,
                   part == nested ? RecordingCheck::State::unplayable : RecordingCheck::State::damaged);
     }

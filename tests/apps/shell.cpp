@@ -26,7 +26,7 @@ void writeFile(const fs::path& path, const std::string& content) {
 
 Shell::Shell() {
     std::string name = (fs::temp_directory_path() / "vncam-test-XXXXXX").string();
-    if (!mkdtemp(name.data())) throw std::runtime_error("no temporary folder " + name);
+    if (!mkdtemp(name.data())) throw std::runtime_error("cannot create the temporary folder " + name);
     folder_ = name;
 }
 

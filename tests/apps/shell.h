@@ -8,7 +8,7 @@
 
 namespace vncam_test {
 
-/** What a command gave back. */
+/** The result of a command. */
 struct Result {
     int exit;
     std::string out;
@@ -18,7 +18,7 @@ struct Result {
 std::string readFile(const std::filesystem::path& path);
 void writeFile(const std::filesystem::path& path, const std::string& content);
 
-/** Runs shell commands in a folder of its own, with the programs of the build at the front of the path. */
+/** Runs shell commands in a folder of its own, with the programs of the build first in PATH. */
 class Shell : public testing::Test {
   protected:
     Shell();
@@ -28,7 +28,7 @@ class Shell : public testing::Test {
     Result run(const std::string& command) const;
     /** The only value of ffprobe for entries such as "stream=codec_name". */
     std::string probe(const std::string& file, const std::string& entries) const;
-    /** Everything that a decoder of the file complains of. */
+    /** All errors of decoding the file; empty when there are none. */
     std::string decodeErrors(const std::string& file) const;
     /** Runs of decoded pictures of one size: "30 of 640x360, 30 of 320x180". */
     std::string pictureRuns(const std::string& file) const;

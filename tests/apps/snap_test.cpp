@@ -54,20 +54,20 @@ TEST_F(Snap, WritesToAPipe) {
     EXPECT_EQ(full.err, "vncam snap: standard output: cannot write: No space left on device\n");
 }
 
-TEST_F(Snap, WhatCannotBeWrittenIsNamed) {
+TEST_F(Snap, AnUnwritableFileIsNamed) {
     const Result refused = run("vncam snap --size 640x360 -o no/a.jpg");
     EXPECT_EQ(refused.exit, 1);
     EXPECT_THAT(refused.err, HasSubstr("picture no/a.jpg: "));
     EXPECT_THAT(refused.err, HasSubstr("vncam snap: no/a.jpg: VNTakePic: "));
 }
 
-TEST_F(Snap, HelpShowsBothForms) {
+TEST_F(Snap, HelpShowsShortAndLongOptions) {
     const Result help = run("vncam snap --help");
     EXPECT_EQ(help.exit, 0);
     EXPECT_THAT(help.out, HasSubstr("  -o, --output FILE"));
 }
 
-TEST_F(Snap, ColoursAndPlacesInTheSourceGoToATerminalAlone) {
+TEST_F(Snap, ColoursAndSourcePositionsGoToTerminalsOnly) {
     const std::string fails = "KEP_HOST_VIDEO=file:missing.mp4 vncam snap -o a.jpg";
     const auto onTerminal = [&](const std::string& environment) {
         return run(environment + " script -qec '" + fails + "' /dev/null").out;
@@ -81,7 +81,7 @@ TEST_F(Snap, ColoursAndPlacesInTheSourceGoToATerminalAlone) {
     }
 }
 
-TEST_F(Snap, TheReasonOfAFailureIsGivenWhereLinesAreHidden) {
+TEST_F(Snap, HiddenLinesStillGiveTheReasonOfAFailure) {
     const Result shown = run("KEP_HOST_VIDEO=file:missing.mp4 vncam snap -o a.jpg");
     const Result hidden = run("KEP_HOST_LOG=none KEP_HOST_VIDEO=file:missing.mp4 vncam snap -o a.jpg");
     EXPECT_EQ(hidden.exit, 1);

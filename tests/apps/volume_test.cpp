@@ -37,7 +37,7 @@ class VolumeCommand : public Shell {
     }
 };
 
-TEST_F(VolumeCommand, ActsOnTheCommandBehindIt) {
+TEST_F(VolumeCommand, AppliesToTheCommandAfterIt) {
     const std::string mic = "KEP_HOST_AUDIO=file:level.wav ";
     Result result = run(mic + "vncam volume mic 50 pcm --seconds 0.2 -o half.wav --quiet");
     EXPECT_EQ(result.exit, 0);
@@ -52,7 +52,7 @@ TEST_F(VolumeCommand, ActsOnTheCommandBehindIt) {
     EXPECT_TRUE(samplesIn("full.wav") == levelOf(kLevel, 9600));
 }
 
-TEST_F(VolumeCommand, OfTheSpeakerIsNotThatOfTheMicrophone) {
+TEST_F(VolumeCommand, SpeakerAndMicrophoneAreIndependent) {
     const std::string speaker = "KEP_HOST_SPEAKER=file:out.wav ";
     EXPECT_EQ(run(speaker + "vncam volume speaker 50 play level.wav").exit, 0);
     EXPECT_TRUE(samplesIn("out.wav") == levelOf(kLevel / 2, 48000));
@@ -62,14 +62,14 @@ TEST_F(VolumeCommand, OfTheSpeakerIsNotThatOfTheMicrophone) {
     EXPECT_TRUE(samplesIn("out.wav") == levelOf(0, 48000));
 }
 
-TEST_F(VolumeCommand, WithoutACommandTellsWhatItHasSet) {
+TEST_F(VolumeCommand, WithoutACommandReportsTheSetting) {
     EXPECT_EQ(run("vncam volume mic 50").err, "vncam volume: mic 50 %\n");
     EXPECT_EQ(run("vncam volume speaker 0").err, "vncam volume: speaker 0 %\n");
     EXPECT_EQ(run("vncam mute speaker").err, "vncam mute: speaker muted\n");
     EXPECT_EQ(run("vncam mute --off mic").err, "vncam mute: mic 100 %\n");
 }
 
-TEST_F(VolumeCommand, HandsOnTheExitCodeAndTheHelp) {
+TEST_F(VolumeCommand, PassesOnExitCodeAndHelp) {
     EXPECT_EQ(run("vncam volume mic 50 play none.wav").exit, 1);
     EXPECT_EQ(run("vncam volume mic 50 pcm --help").out, run("vncam pcm --help").out);
 }
@@ -84,7 +84,7 @@ TEST_F(VolumeCommand, KeysChangeTheMicrophoneOfACapture) {
                                      "press '\\003'");
     EXPECT_EQ(result.exit, 0) << readFile(path("screen"));
     const std::string samples = samplesIn("out.wav");
-    // From the whole level by steps to half of it, and then silence, all of it joined by ramps.
+    // Full level, steps down to half of it, then silence, joined by ramps.
     EXPECT_TRUE(samples.starts_with(levelOf(kLevel, 960)));
     EXPECT_NE(samples.find(levelOf(kLevel / 10 * 8, 960)), std::string::npos);
     EXPECT_NE(samples.find(levelOf(kLevel / 2, 960)), std::string::npos);
@@ -129,7 +129,7 @@ TEST_F(VolumeCommand, AFilmWithoutSoundHasNoKeys) {
     EXPECT_EQ(result.out.find("mic "), std::string::npos) << result.out;
 }
 
-TEST_F(VolumeCommand, TheTerminalIsAsBeforeAtTheEnd) {
+TEST_F(VolumeCommand, RestoresTheTerminal) {
     const Result result = onTerminal(
         "stty -a >before; vncam pcm --seconds 0.5; stty -a >after; vncam pcm --rate 8000 --seconds 0.1 -o "
         "none/a; "

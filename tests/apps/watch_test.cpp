@@ -1,4 +1,4 @@
-// `vncam watch` with players that keep what they are shown, and with one that shows it.
+// `vncam watch` with stand-ins for players, which record their input, and with a real one.
 #include <regex>
 
 #include "shell.h"
@@ -11,13 +11,13 @@ constexpr const char* kWatch = "vncam watch --size 640x360 --fps 30 --bps 500000
 class Watch : public Shell {
   protected:
     Watch() { std::filesystem::create_directory(path("bin")); }
-    /** Installs a player that is bash text. */
+    /** Installs a bash script as a player. */
     void install(const std::string& name, const std::string& text) const {
         const std::filesystem::path file = path("bin") / name;
         writeFile(file, "#!/bin/bash\n" + text + "\n");
         std::filesystem::permissions(file, std::filesystem::perms::owner_all);
     }
-    /** Runs a command where these players alone are installed. */
+    /** Runs a command with no other players installed. */
     Result watch(const std::string& arguments, const std::string& after = "") const {
         return run("PATH=$PWD/bin:" VNCAM_FOLDER "\n" + (kWatch + arguments) + after);
     }
@@ -25,7 +25,7 @@ class Watch : public Shell {
     bool hasEnded() const { return run("kill -0 $(cat process)").exit != 0; }
 };
 
-TEST_F(Watch, ThePlayerIsShownPictureAndSound) {
+TEST_F(Watch, ThePlayerGetsVideoAndAudio) {
     install("ffplay", "printf '%s\\n' \"$@\" >arguments; exec /bin/cat >shown.ts");
     const Result result = watch("--seconds 1");
     ASSERT_EQ(result.exit, 0) << result.err;
@@ -49,7 +49,7 @@ TEST_F(Watch, TheSoundMayBeLeftOut) {
     EXPECT_EQ(probe("shown.ts", "format=nb_streams"), "1");
 }
 
-TEST_F(Watch, TheFirstPlayerInstalledIsTakenOrTheOneNamed) {
+TEST_F(Watch, UsesTheNamedPlayerOrTheFirstInstalled) {
     install("mpv", "echo \"$0\" >player; exec /bin/cat >/dev/null");
     const auto taken = [this](const std::string& arguments) {
         writeFile(path("player"), "");
@@ -65,7 +65,7 @@ TEST_F(Watch, TheFirstPlayerInstalledIsTakenOrTheOneNamed) {
     EXPECT_EQ(taken("--player ./mpv"), "./mpv\n");
 }
 
-TEST_F(Watch, AMissingPlayerIsTold) {
+TEST_F(Watch, AMissingPlayerIsReported) {
     EXPECT_EQ(watch("").err,
               "vncam watch: no player installed: install ffplay or mpv; on Debian: apt install ffmpeg\n");
     EXPECT_EQ(watch("--player mpv").err, "vncam watch: mpv: not installed; on Debian: apt install mpv\n");
@@ -74,28 +74,28 @@ TEST_F(Watch, AMissingPlayerIsTold) {
     EXPECT_EQ(path.err, "vncam watch: missing/ffplay: cannot run: No such file or directory\n");
 }
 
-TEST_F(Watch, AWindowThatIsClosedEndsIt) {
+TEST_F(Watch, AClosedWindowEndsIt) {
     install("ffplay", "/usr/bin/head -c 20000 >/dev/null");
     const Result result = watch("");
     EXPECT_EQ(result.exit, 0);
     EXPECT_EQ(result.err, "");
 }
 
-TEST_F(Watch, AFailureOfThePlayerIsToldWithWhatItPrinted) {
+TEST_F(Watch, AFailureOfThePlayerIsReportedWithItsOutput) {
     install("ffplay", "/usr/bin/head -c 100 >/dev/null; echo 'no display' >&2; echo 'at all' >&2; exit 3");
     const Result result = watch("");
     EXPECT_EQ(result.exit, 1);
     EXPECT_EQ(result.err, "vncam watch: ffplay: exit status 3: no display; at all\n");
 }
 
-TEST_F(Watch, ASignalThatEndsThePlayerIsTold) {
+TEST_F(Watch, ASignalThatEndsThePlayerIsReported) {
     install("ffplay", "/usr/bin/head -c 100 >/dev/null; kill -TERM $$");
     const Result result = watch("");
     EXPECT_EQ(result.exit, 1);
     EXPECT_EQ(result.err, "vncam watch: ffplay: terminated by signal: Terminated\n");
 }
 
-TEST_F(Watch, WhatThePlayerPrintsDoesNotReachTheTerminal) {
+TEST_F(Watch, OutputOfThePlayerIsHidden) {
     install("ffplay", "echo out; echo err >&2; exec /bin/cat >/dev/null");
     const Result result = watch("--seconds 0.2 --quiet");
     EXPECT_EQ(result.exit, 0);
@@ -124,7 +124,7 @@ TEST_F(Watch, ASignalEndsAPlayerThatHangs) {
     EXPECT_TRUE(hasEnded());
 }
 
-TEST_F(Watch, ACameraThatIsNotThereEndsThePlayer) {
+TEST_F(Watch, AMissingCameraEndsThePlayer) {
     install("ffplay", "echo $$ >process; exec /bin/cat >/dev/null");
     const Result result =
         run("PATH=$PWD/bin:" VNCAM_FOLDER "; KEP_HOST_VIDEO=file:missing.mp4 " + std::string(kWatch));
@@ -133,7 +133,7 @@ TEST_F(Watch, ACameraThatIsNotThereEndsThePlayer) {
     EXPECT_TRUE(!std::filesystem::exists(path("process")) || hasEnded());
 }
 
-TEST_F(Watch, APlayerOfTheMachineShowsIt) {
+TEST_F(Watch, ARealPlayerShowsTheStream) {
     const Result result = run("SDL_VIDEODRIVER=dummy SDL_AUDIODRIVER=dummy " + std::string(kWatch) +
                               "--player ffplay --seconds 1 --quiet");
     EXPECT_EQ(result.exit, 0);

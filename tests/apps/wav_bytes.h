@@ -6,7 +6,7 @@
 
 namespace vncam_test {
 
-/** A number as its lowest `bytes` bytes, the lowest first. */
+/** The lowest `bytes` bytes of a number, little-endian. */
 std::string little(std::uint32_t value, int bytes);
 
 struct WavForm {
@@ -21,9 +21,9 @@ std::string formatRecord(const WavForm& form);
 std::string riff(const std::string& chunks);
 std::string wav(const std::string& samples, const WavForm& form = {});
 
-/** Samples that repeat nowhere, so that a lost, doubled or moved block shows. */
+/** Samples without repetition, so that a lost, duplicated or moved block shows. */
 std::string samplesOf(std::size_t count);
-/** So many samples of one value. */
+/** `count` samples of one value. */
 std::string levelOf(std::int16_t value, std::size_t count);
 
 }  // namespace vncam_test
