@@ -1,11 +1,11 @@
 // Any bytes as AAC, through the public header: an ADTS stream in pieces of any length, or bare access units.
-// Nothing may crash, every call keeps to its buffers, and what an ADTS stream decodes to depends neither on
-// its pieces nor on the room for samples.
+// Nothing may crash, every call keeps to its buffers, and the decoded samples of an ADTS stream depend
+// neither on how it is split nor on the size of the output buffer.
 //
-// Three bytes choose the settings (the constructor of Settings), the rest is the stream. Of bare access units
-// each is preceded by its length in two bytes, the higher first.
+// Three bytes choose the settings (the constructor of Settings), the rest is the stream. Each bare access
+// unit is preceded by its length in two bytes, big-endian.
 //
-// Opening a codec takes ten times as long as decoding an input. Decoders therefore live on from input to
+// Opening a codec takes ten times as long as decoding an input. Decoders are therefore kept from input to
 // input; the replay of a single input has new ones.
 #include <algorithm>
 #include <array>
@@ -26,14 +26,14 @@ using Bytes = std::span<const std::uint8_t>;
 constexpr std::array kRates = {96000, 88200, 64000, 48000, 44100, 32000, 24000,
                                22050, 16000, 12000, 11025, 8000,  7350};
 constexpr std::array kChannels = {1, 2, 3, 4, 5, 6, 8};
-/** None, around one unit of one or two channels, and what one unit of usual streams always fits into. */
+/** Output buffers: none, around one unit of one or two channels, and enough for any unit of usual streams. */
 constexpr std::array<std::size_t, 8> kRooms = {0, 1, 2047, 2048, 4095, 4096, 8192, 65536};
-/** More than any block decodes to: 64 channels of 2048 samples. */
+/** Larger than any decoded block: 64 channels of 2048 samples. */
 constexpr std::size_t kAmpleRoom = 64 * 2048 * sizeof(std::int16_t);
 constexpr std::size_t kSettingsBytes = 3;
-/** For bare units. Each takes up to 30 MiB, as hostile units describe many channels. */
+/** For bare units. Each may take 30 MiB, as hostile units describe many channels. */
 constexpr std::size_t kMostDecoders = 20;
-/** Longer than what an unfinished unit of a stream may lack: its header tells a length in 13 bits. */
+/** Completes any unfinished unit of a stream: the length field of its header has 13 bits. */
 constexpr std::size_t kLongestUnit = 0x1fff;
 
 void require(bool holds, const char* what) {
@@ -42,7 +42,7 @@ void require(bool holds, const char* what) {
     std::abort();
 }
 
-/** An ADTS stream tells its rate and channels, so that these are chosen for bare units alone. */
+/** An ADTS stream has rate and channels in its headers: they are chosen for bare units only. */
 struct Settings {
     explicit Settings(Bytes chosen)
         : adts(chosen[1] < 128),
@@ -69,7 +69,7 @@ class Decoder {
     Decoder& operator=(const Decoder&) = delete;
     ~Decoder() { VNRelease(id_); }
 
-    /** Decodes `in` whole: what does not fit into `room` gets ample room in the next call. A bare unit may be
+    /** Decodes all of `in`; what does not fit into `room` is retried with ample room. A bare unit may be
      * refused. */
     void decode(Bytes in, std::size_t room) {
         while (!in.empty()) {
@@ -82,34 +82,36 @@ class Decoder {
         }
     }
 
-    /** Ends the input: what it has been decoded to, with what there was no room for. */
+    /** Ends the input; returns all decoded samples. */
     std::string finish() {
         static const std::array<std::uint8_t, kLongestUnit> zeros{};
         if (adts_) decode(zeros, kAmpleRoom);
         std::size_t taken = 0;
         for (std::size_t before = samples_.size() + 1; before != samples_.size();) {
             before = samples_.size();
-            require(call({}, kAmpleRoom, taken), "the rest is refused");
+            require(call({}, kAmpleRoom, taken), "draining is refused");
         }
         return std::exchange(samples_, {});
     }
 
   private:
     bool call(Bytes in, std::size_t room, std::size_t& taken) {
-        // The end of the buffer is the end of the array, where the sanitizer watches.
+        // The buffer ends with the array, so that the sanitizer detects an overrun.
         static std::array<char, kAmpleRoom> out;
         char* const samples = out.data() + out.size() - room;
         int consumed = -1;
         const int made = VNAacDecode(id_, in.data(), static_cast<int>(in.size()), &consumed, samples,
                                      static_cast<int>(room));
         if (made < 0) {
-            require(made == VNRES_UNSUPPORTED && consumed == -1, "a refusal changes something");
+            require(made == VNRES_UNSUPPORTED && consumed == -1,
+                    "a refusal with another error or with consumed input");
             return false;
         }
-        require(consumed >= 0 && static_cast<std::size_t>(consumed) <= in.size(), "more taken than given");
+        require(consumed >= 0 && static_cast<std::size_t>(consumed) <= in.size(),
+                "more input consumed than given");
         require(static_cast<std::size_t>(made) <= room && made % 2 == 0,
-                "more written than there is room for");
-        require(in.empty() || consumed > 0 || made > 0, "a call that does nothing succeeds");
+                "more written than the output buffer holds");
+        require(in.empty() || consumed > 0 || made > 0, "a call succeeds without progress");
         samples_.append(samples, static_cast<std::size_t>(made));
         taken = static_cast<std::size_t>(consumed);
         return true;
@@ -142,7 +144,7 @@ void decodeStream(const Settings& settings, Bytes stream) {
         rest = rest.subspan(size);
     }
     whole.decode(stream, kAmpleRoom);
-    require(whole.finish() == inPieces.finish(), "pieces or room change what is decoded");
+    require(whole.finish() == inPieces.finish(), "decoded samples depend on pieces or room");
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Any bytes as attribute text: whatever parses must read the same from its own text, and nothing may crash.
+// Any bytes as attribute text: what parses must parse the same from its own text, and nothing may crash.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -32,7 +32,7 @@ void checkRoundTrip(const AttrSet& set, const std::string& text) {
     for (const bool braced : {false, true}) {
         AttrSet again;
         require(again.Parse(set.ToString(braced).c_str()), "its own text does not parse", text);
-        require(same(set, again), "its own text reads otherwise", text);
+        require(same(set, again), "its own text parses differently", text);
     }
 }
 
@@ -44,13 +44,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
     AttrSet set;
     const bool parsed = set.Parse(text.c_str());
-    require(parsed || !set.Key(0), "a refused text leaves something behind", text);
+    require(parsed || !set.Key(0), "a refused text leaves attributes", text);
     if (parsed) checkRoundTrip(set, text);
 
     kep::host::TextError error;
     std::vector<kep::host::AttrItem> items;
     require(kep::host::parseItems(text, items, error) == parsed, "the two parsers differ", text);
-    require(parsed || (error.offset <= text.size() && !error.message.empty()), "no place of an error", text);
+    require(parsed || (error.offset <= text.size() && !error.message.empty()),
+            "an error without position or message", text);
 
     kep::host::Description chain(bytes);
     if (chain.parseChain(error)) {
@@ -59,7 +60,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                     text);
         }
     } else {
-        require(error.offset <= bytes.size(), "no place of an error in a chain", text);
+        require(error.offset <= bytes.size(), "an error position outside a chain", text);
     }
     std::vector<std::string> entries;
     kep::host::parseList(bytes, entries, error);

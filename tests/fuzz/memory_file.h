@@ -15,17 +15,17 @@ inline void require(bool holds, const char* what) {
     std::abort();
 }
 
-/** A file in memory that bears a name. */
+/** A file in memory that has a path. */
 class MemoryFile {
   public:
     MemoryFile() : descriptor_(memfd_create("fuzz.mp4", MFD_CLOEXEC)) {
-        require(descriptor_ >= 0, "no file in memory");
+        require(descriptor_ >= 0, "cannot create a file in memory");
     }
     std::string path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
     void fill(const std::uint8_t* data, std::size_t size) const {
         require(ftruncate(descriptor_, 0) == 0 &&
                     pwrite(descriptor_, data, size, 0) == static_cast<ssize_t>(size),
-                "the file in memory cannot be written");
+                "cannot write the file in memory");
     }
 
   private:

@@ -1,5 +1,6 @@
-// Any bytes as a fragmented MP4 file: its length is given or refused, in time and memory that its size
-// justifies, and what the check of recordings finds in it, and what its header is to tell, has a place in it.
+// Any bytes as a fragmented MP4 file: its length is read or refused, in time and memory that its size
+// justifies; the damages and repairs that the check of recordings finds, and the completed header, lie within
+// the file.
 #include "memory_file.h"
 #include "recordings/failure.h"
 #include "recordings/fragment_walk.h"
@@ -9,12 +10,12 @@
 
 namespace {
 
-/** Takes writes that lie in a file of so many bytes. */
+/** Accepts writes within a file of `bytes`. */
 class Limited final : public recordings::FileLayer::File {
   public:
     explicit Limited(std::uint64_t bytes) : bytes_(bytes) {}
     bool write(std::uint64_t offset, const void*, std::size_t size, std::string&) override {
-        require(offset <= bytes_ && size <= bytes_ - offset, "a header is filled in beyond the file");
+        require(offset <= bytes_ && size <= bytes_ - offset, "a header is written beyond the file");
         return true;
     }
     bool sync(std::string&) override { return true; }
@@ -44,23 +45,23 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     static const MemoryFile file;
     file.fill(data, size);
     try {
-        require(recordings::fragmentedLength(file.path()) >= 0, "a length below 0");
+        require(recordings::fragmentedLength(file.path()) >= 0, "a negative length");
     } catch (const recordings::Failure&) {
-        // It has said why.
+        // Refused, with a reason.
     }
     try {
         completeHeader(file.path());
     } catch (const recordings::Failure&) {
-        // It is no MP4.
+        // Not an MP4 file.
     }
     const recordings::RecordingCheck check = recordings::checkRecording(file.path());
     require(check.end <= size, "the playable part ends beyond the file");
     for (const recordings::Damage& damage : check.damages)
-        require(damage.begin <= damage.end && damage.end <= size, "a damage lies beyond the file");
-    // An index that was rebuilt is appended.
+        require(damage.begin <= damage.end && damage.end <= size, "a damage beyond the file");
+    // A rebuilt index is appended.
     for (const recordings::Repair& repair : check.repairs)
         require(repair.offset == size ||
                     repair.offset + (repair.count - 1) * repair.stride + repair.bytes.size() <= size,
-                "a repair lies beyond the file");
+                "a repair beyond the file");
     return 0;
 }

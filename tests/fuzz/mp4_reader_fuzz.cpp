@@ -1,5 +1,5 @@
 // Any bytes as an MP4 file: its samples are read or refused, in time and memory that its size justifies, and
-// after a seek the samples of one track begin with a key.
+// after a seek the samples of at least one track begin with a key frame.
 #include "memory_file.h"
 #include "recordings/failure.h"
 #include "recordings/mp4_reader.h"
@@ -23,11 +23,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     file.fill(data, size);
     try {
         recordings::Mp4Reader reader(file.path());
-        require(reader.milliseconds() >= 0, "a length below 0");
+        require(reader.milliseconds() >= 0, "a negative length");
         try {
             require(readAll(reader) <= 2 * size, "more samples than the file holds");
         } catch (const recordings::Failure&) {
-            // It has said why; a seek may lead to what can be read.
+            // Refused, with a reason; a seek may reach a readable part.
         }
         for (const int part : {0, 1, 3, 4}) {
             const std::int64_t asked = reader.milliseconds() / 4 * part;
@@ -39,10 +39,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 if (!packet) break;
                 if (begun.insert(packet->track).second) anyKey = anyKey || packet->key;
             }
-            require(begun.empty() || anyKey, "no track begins with a key");
+            require(begun.empty() || anyKey, "no track begins with a key frame");
         }
     } catch (const recordings::Failure&) {
-        // It has said why.
+        // Refused, with a reason.
     }
     return 0;
 }

@@ -1,4 +1,4 @@
-// How a file gets its final name: every step in its order, and what is left when one fails.
+// How a file gets its final name: the order of the steps, and the state when one of them fails.
 #include <gmock/gmock.h>
 
 #include "file_contents.h"
@@ -14,7 +14,7 @@ using testing::HasSubstr;
 using Committed = FileLayer::Committed;
 using Taken = FileLayer::Taken;
 
-/** Notes each step with its file, and fails one of them. */
+/** Records each step with its file, and fails one of them. */
 class Disk final : public kep::host::WatchedDisk {
   public:
     std::vector<std::string> notes;
@@ -61,7 +61,7 @@ TEST_F(Commit, SyncsTheFileBeforeItIsRenamedAndTheFolderAfterwards) {
     EXPECT_EQ(reason_, "");
 }
 
-TEST_F(Commit, MayTakeThePlaceOfAnOlderFile) {
+TEST_F(Commit, ReplacesAnOlderFileOnRequest) {
     make("a");
     EXPECT_EQ(commit("a.part", "a", Taken::replace), Committed::durable);
     EXPECT_THAT(disk_.notes, ElementsAre("sync a.part", "close a.part", "replace a.part",
@@ -69,7 +69,7 @@ TEST_F(Commit, MayTakeThePlaceOfAnOlderFile) {
     EXPECT_EQ(contentsOf(path("a")), "new");
 }
 
-TEST_F(Commit, OtherwiseLeavesIt) {
+TEST_F(Commit, KeepsAnOlderFileOtherwise) {
     make("a");
     EXPECT_EQ(commit("a.part", "a", Taken::refuse), Committed::no);
     EXPECT_EQ(reason_, path("a") + ": File exists");
@@ -77,12 +77,12 @@ TEST_F(Commit, OtherwiseLeavesIt) {
     EXPECT_EQ(contentsOf(path("a.part")), "new");
 }
 
-TEST_F(Commit, OfAFileThatHasItsNameRenamesNothing) {
+TEST_F(Commit, UnderTheSameNameRenamesNothing) {
     EXPECT_EQ(commit("a", "a", Taken::refuse), Committed::durable);
     EXPECT_THAT(disk_.notes, ElementsAre("sync a", "close a", "syncFolder " + folder().filename().string()));
 }
 
-TEST_F(Commit, LeavesTheOldNameToWhatIsNotOnTheDisk) {
+TEST_F(Commit, KeepsTheOldNameWhenAStepFails) {
     for (const char* const step : {"sync", "close", "rename"}) {
         disk_.failing = step;
         EXPECT_EQ(commit("a.part", "a", Taken::refuse), Committed::no) << step;
@@ -92,7 +92,7 @@ TEST_F(Commit, LeavesTheOldNameToWhatIsNotOnTheDisk) {
     }
 }
 
-TEST_F(Commit, TellsOfANameThatIsNotOnTheDisk) {
+TEST_F(Commit, ReportsANameThatIsNotOnTheDisk) {
     disk_.failing = "syncFolder";
     EXPECT_EQ(commit("a.part", "a", Taken::refuse), Committed::renamed);
     EXPECT_EQ(reason_, folder().string() + ": Input/output error");

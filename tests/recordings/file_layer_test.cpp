@@ -21,7 +21,7 @@ class SystemFiles : public recordings_test::ScratchFolder {
     std::string reason_;
 };
 
-TEST_F(SystemFiles, WriteWhereTheyAreToldTo) {
+TEST_F(SystemFiles, WriteAtTheGivenOffset) {
     const auto file = layer_.create(path("a"), reason_);
     ASSERT_TRUE(file) << reason_;
     EXPECT_TRUE(file->write(4, "efgh", 4, reason_));
@@ -31,7 +31,7 @@ TEST_F(SystemFiles, WriteWhereTheyAreToldTo) {
     EXPECT_EQ(contentsOf(path("a")), "abcdefgh");
 }
 
-TEST_F(SystemFiles, AreShortened) {
+TEST_F(SystemFiles, AreTruncated) {
     const auto file = layer_.create(path("a"), reason_);
     ASSERT_TRUE(file) << reason_;
     EXPECT_TRUE(file->write(0, "abcdefgh", 8, reason_));
@@ -39,14 +39,14 @@ TEST_F(SystemFiles, AreShortened) {
     EXPECT_EQ(contentsOf(path("a")), "abc");
 }
 
-TEST_F(SystemFiles, AreNeverMadeOverAnother) {
+TEST_F(SystemFiles, AreNotCreatedOverAnother) {
     make(path("a"), "first");
     EXPECT_FALSE(layer_.create(path("a"), reason_));
     EXPECT_EQ(reason_, path("a") + ": File exists");
     EXPECT_EQ(contentsOf(path("a")), "first");
 }
 
-TEST_F(SystemFiles, AreNotMadeInAFolderThatIsMissing) {
+TEST_F(SystemFiles, AreNotCreatedInAMissingFolder) {
     EXPECT_FALSE(layer_.create(path("none/a"), reason_));
     EXPECT_EQ(reason_, path("none/a") + ": No such file or directory");
 }
@@ -65,7 +65,7 @@ TEST_F(SystemFiles, AreRenamedUnlessTheNameIsTaken) {
     EXPECT_EQ(reason_, path("b") + " to " + path("d") + ": No such file or directory");
 }
 
-TEST_F(SystemFiles, TakeThePlaceOfAnotherWhenAsked) {
+TEST_F(SystemFiles, ReplaceAnotherOnRequest) {
     make(path("a"), "first");
     make(path("b"), "second");
     EXPECT_TRUE(layer_.replace(path("b"), path("a"), reason_)) << reason_;
@@ -82,7 +82,7 @@ TEST_F(SystemFiles, AreRemoved) {
     EXPECT_EQ(reason_, path("a") + ": No such file or directory");
 }
 
-TEST_F(SystemFiles, HaveFoldersThatAreSynced) {
+TEST_F(SystemFiles, HaveTheirFolderSynced) {
     EXPECT_TRUE(layer_.syncFolder(folder(), reason_)) << reason_;
     EXPECT_FALSE(layer_.syncFolder(path("none"), reason_));
     EXPECT_EQ(reason_, path("none") + ": No such file or directory");

@@ -27,14 +27,14 @@ TEST_F(Names, WithoutFieldsAreNumberedFromTheSecondOn) {
     EXPECT_EQ(names.next(now), path("a-2.mp4"));
 }
 
-TEST_F(Names, ThatWereNotUsedAreGivenAgain) {
+TEST_F(Names, AreReturnedAgainUntilUsed) {
     FileNames names(path("a.mp4"), "part");
     const SteadyTime now = std::chrono::steady_clock::now();
     EXPECT_EQ(names.next(now), path("a.mp4"));
     EXPECT_EQ(names.next(now), path("a.mp4"));
 }
 
-TEST_F(Names, PassOverFinishedAndUnfinishedFiles) {
+TEST_F(Names, SkipFinishedAndUnfinishedFiles) {
     make("a.mp4");
     make("a-1.mp4.part");
     make("a-3.mp4");
@@ -45,7 +45,7 @@ TEST_F(Names, PassOverFinishedAndUnfinishedFiles) {
     EXPECT_EQ(names.next(now), path("a-4.mp4"));
 }
 
-TEST_F(Names, AreNumberedBeforeTheExtensionAlone) {
+TEST_F(Names, AreNumberedBeforeTheExtension) {
     make("a");
     make(".hidden");
     const SteadyTime now = std::chrono::steady_clock::now();
@@ -53,7 +53,7 @@ TEST_F(Names, AreNumberedBeforeTheExtensionAlone) {
     EXPECT_EQ(FileNames(path(".hidden"), "").next(now), path(".hidden-1"));
 }
 
-TEST_F(Names, HaveTheirFieldsFilledFromTheTimeOfCapture) {
+TEST_F(Names, GetTheirFieldsFromTheCaptureTime) {
     const SteadyTime captured = std::chrono::steady_clock::now() - std::chrono::hours(24 * 365);
     FileNames names(path("%Y.mp4"), "part");
     const std::time_t then = std::time(nullptr) - 24 * 365 * 3600;
@@ -62,7 +62,7 @@ TEST_F(Names, HaveTheirFieldsFilledFromTheTimeOfCapture) {
     EXPECT_EQ(names.next(captured), path(std::to_string(local.tm_year + 1900) + ".mp4"));
 }
 
-TEST_F(Names, OfTheSameTimeAreNumberedAndOfAnotherAreNot) {
+TEST_F(Names, AreNumberedOnlyWithinTheSameTime) {
     FileNames names(path("%Y.mp4"), "part");
     const SteadyTime now = std::chrono::steady_clock::now();
     const std::string first = names.next(now);

@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::uint64_t kLarge = std::uint64_t{1} << 32;
 
-TEST(PlainIndex, DataOfAnySizeHaveAHeaderWhereThereIsRoom) {
+TEST(PlainIndex, DataOfAnySizeHasAHeaderThatFitsItsSpace) {
     EXPECT_EQ(dataHeader(8, 1000), (Bytes{0, 0, 3, 0xe8, 'm', 'd', 'a', 't'}));
     EXPECT_EQ(dataHeader(8, kLarge), Bytes());
     EXPECT_EQ(dataHeader(16, 1000),
@@ -41,14 +41,14 @@ TEST(PlainIndex, ListsItsPictures) {
     EXPECT_EQ(track.tables.keys->count, 2U);
 }
 
-/** 640 x 360 at 30 in a second, with frame numbers of four bits. */
+/** 640x360 at 30 frames per second, with frame numbers of four bits. */
 const Bytes& baseline() {
     static const Bytes set = {0x67, 0x42, 0xc0, 0x1e, 0xda, 0x02, 0x80, 0xbf, 0xe5, 0x9a, 0x80, 0x80, 0x80,
                               0xa0, 0x00, 0x00, 0x03, 0x00, 0x20, 0x00, 0x00, 0x07, 0x91, 0xe2, 0xc5, 0xd4};
     return set;
 }
 
-TEST(H264Units, SequenceSetsTellSizeAndRate) {
+TEST(H264Units, SequenceSetsHaveSizeAndRate) {
     const auto set = readSequenceSet(baseline());
     ASSERT_TRUE(set);
     EXPECT_EQ(set->width, 640);
@@ -71,7 +71,7 @@ Bytes withLength(const Bytes& unit, std::size_t length) {
     return bytes;
 }
 
-/** What a picture begins with, where `length` is that of the unit. */
+/** The first bytes of a picture, whose unit has this length. */
 Bytes headOf(unsigned number, std::size_t length) {
     const unsigned bits = 0x9a10 | number << 5;
     return withLength({0x41, static_cast<std::uint8_t>(bits >> 8), static_cast<std::uint8_t>(bits)}, length);
@@ -81,7 +81,7 @@ constexpr std::size_t kPicture = 300;
 constexpr std::size_t kSound = 100;
 constexpr std::size_t kGroup = 20;
 
-/** A film of two groups, after the first pictures of which there is sound that begins as told. */
+/** A film of two groups of pictures with sound after each; after the fifth one the sound begins as given. */
 class PlainFilm : public recordings_test::ScratchFolder {
   protected:
     void make(const Bytes& sound) {
@@ -95,7 +95,7 @@ class PlainFilm : public recordings_test::ScratchFolder {
         }
     }
 
-    /** Where the pictures are that are found in the film. */
+    /** The offsets of the pictures found in the film. */
     std::vector<std::uint64_t> found() const {
         std::ofstream(path("film.mp4.part"), std::ios::binary)
             .write(reinterpret_cast<const char*>(bytes_.data()), static_cast<std::streamsize>(bytes_.size()));
@@ -132,10 +132,10 @@ class PlainFilm : public recordings_test::ScratchFolder {
 /** Sound that looks like a picture. */
 struct Disguise {
     const char* name;
-    Bytes sound; /**< of kSound bytes at most, the rest of which is filled up */
+    Bytes sound; /**< at most kSound bytes; the rest is padded */
 };
 
-/** Up to the middle of the sound behind the next picture, and one more for each of `pictures`. */
+/** A length that ends in the middle of the sound, as many pictures later. */
 constexpr std::size_t over(std::size_t pictures) {
     return kSound / 2 + (kPicture + 4 + kSound) * pictures;
 }

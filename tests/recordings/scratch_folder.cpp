@@ -8,7 +8,7 @@ namespace recordings_test {
 
 ScratchFolder::ScratchFolder() {
     std::string pattern = (std::filesystem::temp_directory_path() / "recordingsXXXXXX").string();
-    if (!mkdtemp(pattern.data())) throw std::runtime_error("cannot make a folder like " + pattern);
+    if (!mkdtemp(pattern.data())) throw std::runtime_error("cannot create a folder like " + pattern);
     folder_ = pattern;
 }
 

@@ -71,7 +71,7 @@ TEST_F(Temporary, FilesAreAbandonedOnceTheirProcessHasEnded) {
     EXPECT_FALSE(fs::exists(name_));
 }
 
-TEST_F(Temporary, OtherNamesAreNone) {
+TEST_F(Temporary, OtherNamesAreNotAbandoned) {
     begin();
     end();
     fs::remove(name_);

@@ -26,23 +26,23 @@ class Retention : public testing::Test {
   protected:
     Retention() {
         std::string name = (fs::temp_directory_path() / "retention-XXXXXX").string();
-        if (!mkdtemp(name.data())) throw std::runtime_error("no temporary folder " + name);
+        if (!mkdtemp(name.data())) throw std::runtime_error("cannot create the temporary folder " + name);
         folder_ = name;
     }
     ~Retention() override { fs::remove_all(folder_); }
 
-    /** A file that was finished so many seconds ago. */
+    /** Creates a file of kFileBytes that is `age` seconds old. */
     void make(const std::string& name, int age) const {
         std::ofstream(path(name)) << std::string(kFileBytes, 'x');
         fs::last_write_time(path(name), fs::file_time_type::clock::now() - std::chrono::seconds(age));
     }
     std::string path(const std::string& name) const { return folder_ / name; }
 
-    /** Applies limits to the recordings of a name. */
+    /** Applies limits to the recordings with a name. */
     int retain(const char* name, std::int64_t bytes, std::int64_t seconds = 0, std::int64_t free = 0) {
         const char* const names[] = {name, "b_%H.mp4"};
         const VNRetention limits{folder_.c_str(), names, 2, bytes, seconds, free};
-        told_.clear();
+        reported_.clear();
         errors_.clear();
         return VNRetain(&limits, &Retention::take, this);
     }
@@ -53,7 +53,7 @@ class Retention : public testing::Test {
     }
 
     fs::path folder_;
-    Names told_; /**< the files that were told */
+    Names reported_; /**< names of the reported files, in order */
     std::vector<int> errors_;
 
   private:
@@ -61,7 +61,7 @@ class Retention : public testing::Test {
         auto& self = *static_cast<Retention*>(context);
         EXPECT_EQ(bytes, kFileBytes);
         EXPECT_EQ(fs::path(path).parent_path(), self.folder_);
-        self.told_.push_back(fs::path(path).filename());
+        self.reported_.push_back(fs::path(path).filename());
         self.errors_.push_back(error);
     }
 };
@@ -74,9 +74,9 @@ TEST_F(Retention, TheOldestAreDeletedUntilTheRestIsSmallEnough) {
     make("a-2.mp4", 20);
     make("b_07.mp4", 30);
     EXPECT_EQ(retain("a.mp4", 4 * kFileBytes), VN_RETAIN_KEPT);
-    EXPECT_EQ(told_, Names());
+    EXPECT_EQ(reported_, Names());
     EXPECT_EQ(retain("a.mp4", 2 * kFileBytes + 999), VN_RETAIN_KEPT);
-    EXPECT_EQ(told_, (Names{"a-1.mp4", "b_07.mp4"}));
+    EXPECT_EQ(reported_, (Names{"a-1.mp4", "b_07.mp4"}));
     EXPECT_EQ(left(), (Left{"a.mp4", "a-2.mp4"}));
 }
 
@@ -87,12 +87,12 @@ TEST_F(Retention, AgeIsThatOfTheFile) {
     EXPECT_EQ(left(), (Left{"a-1.mp4"}));
 }
 
-TEST_F(Retention, RoomOnTheDiskIsMadeWithNoMoreFilesThanItTakes) {
+TEST_F(Retention, FreeSpaceIsMadeWithTheFewestFiles) {
     make("a.mp4", 20);
     make("a-1.mp4", 10);
     EXPECT_EQ(retain("a.mp4", 0, 0, 1), VN_RETAIN_KEPT);
-    EXPECT_EQ(told_, Names());
-    // What one file gives back; other programs may take or free some meanwhile, but not as much as this.
+    EXPECT_EQ(reported_, Names());
+    // More than other programs allocate or free meanwhile; one file frees four times as much.
     constexpr std::int64_t kLarge = 16 << 20;
     for (const char* const name : {"a.mp4", "a-1.mp4"}) {
         const int file = open(path(name).c_str(), O_WRONLY | O_CLOEXEC);
@@ -111,7 +111,7 @@ TEST_F(Retention, RoomOnTheDiskIsMadeWithNoMoreFilesThanItTakes) {
     EXPECT_EQ(left(), (Left{"a-1.mp4"}));
 }
 
-TEST_F(Retention, OnlyFilesOfTheRecordingsNamesAreDeleted) {
+TEST_F(Retention, OnlyFilesWithNamesOfTheRecordingsAreDeleted) {
     for (const char* const name :
          {"rec_2026-01-31_23-59-59.mp4", "rec_2026-01-31_23-59-59-12.mp4", "b_00.mp4"})
         make(name, 10);
@@ -133,7 +133,7 @@ TEST_F(Retention, OnlyFilesOfTheRecordingsNamesAreDeleted) {
     EXPECT_EQ(left(), others);
 }
 
-TEST_F(Retention, LinksFoldersAndUnfinishedFilesStay) {
+TEST_F(Retention, LinksFoldersAndUnfinishedFilesAreKept) {
     make("far", 100);
     fs::create_symlink("far", path("a.mp4"));
     fs::create_directory(path("a-1.mp4"));
@@ -144,22 +144,22 @@ TEST_F(Retention, LinksFoldersAndUnfinishedFilesStay) {
     EXPECT_EQ(left(), (Left{"far", "a.mp4", "a-1.mp4", "a-2.mp4.part"}));
 }
 
-TEST_F(Retention, AFileThatIsBeingWrittenStays) {
+TEST_F(Retention, AFileThatIsBeingWrittenIsKept) {
     make("a.mp4", 20);
     make("a-1.mp4", 10);
     const int writer = open(path("a.mp4").c_str(), O_WRONLY | O_CLOEXEC);
     EXPECT_EQ(retain("a.mp4", 1), VN_RETAIN_EXCEEDED);
-    EXPECT_EQ(told_, (Names{"a-1.mp4"}));
+    EXPECT_EQ(reported_, (Names{"a-1.mp4"}));
     EXPECT_EQ(left(), (Left{"a.mp4"}));
     close(writer);
     EXPECT_EQ(retain("a.mp4", 1), VN_RETAIN_KEPT);
     EXPECT_EQ(left(), Left());
 }
 
-TEST_F(Retention, AFileThatCannotBeDeletedIsToldAndTheNextIsTried) {
+TEST_F(Retention, AFailedDeletionIsReportedAndTheNextFileTried) {
     make("a.mp4", 20);
     make("a-1.mp4", 10);
-    // In a folder with this bit each user deletes files of their own alone.
+    // In a folder with the sticky bit users delete only their own files.
     ASSERT_EQ(chmod(folder_.c_str(), 01777), 0);
     const bool isRoot = geteuid() == 0;
     constexpr uid_t kNobody = 65534;
@@ -173,7 +173,7 @@ TEST_F(Retention, AFileThatCannotBeDeletedIsToldAndTheNextIsTried) {
     EXPECT_TRUE(!isRoot || seteuid(0) == 0);
     chmod(folder_.c_str(), 0755);
     EXPECT_EQ(result, VN_RETAIN_EXCEEDED);
-    EXPECT_EQ(told_, (Names{"a.mp4", "a-1.mp4"}));
+    EXPECT_EQ(reported_, (Names{"a.mp4", "a-1.mp4"}));
     EXPECT_EQ(errors_, isRoot ? (std::vector{EPERM, 0}) : (std::vector{EACCES, EACCES}));
     EXPECT_TRUE(fs::exists(path("a.mp4")));
     EXPECT_EQ(fs::exists(path("a-1.mp4")), !isRoot);
