@@ -1,5 +1,5 @@
-# Builds the plug-in as an integrator does, linked to libraries in a folder that is named; then with a folder that
-# lacks them, which must be said in one line.
+# Builds the plug-in as an integrator does, with the libraries in KEP_LIBRARY_DIR; then with a folder that lacks them,
+# which must fail with one line.
 function(configure libraries)
   execute_process(COMMAND ${CMAKE_COMMAND} -S ${SOURCE} -B ${FOLDER} -G Ninja -DCMAKE_BUILD_TYPE=MinSizeRel
       -DCMAKE_TOOLCHAIN_FILE=${SOURCE}/cmake/armhf.toolchain.cmake -DVORNISA_HOST=OFF -DVORNISA_TESTS=OFF
@@ -20,7 +20,7 @@ if(result)
   message(FATAL_ERROR "building with ${LIBRARIES}: ${text}")
 endif()
 if(EXISTS ${FOLDER}/stand-ins)
-  message(FATAL_ERROR "a stand-in was made although there are libraries")
+  message(FATAL_ERROR "stand-ins were built although there are libraries")
 endif()
 set(LIBRARY ${FOLDER}/lib/libPluginVornisaApi.so)
 set(SONAME libPluginVornisaApi.so)
@@ -31,6 +31,6 @@ file(MAKE_DIRECTORY ${FOLDER}/none)
 configure(${FOLDER}/none)
 string(REGEX REPLACE "[ \n]+" " " text "${text}")
 if(result EQUAL 0 OR NOT text MATCHES "KEP_LIBRARY_DIR: there is no libkepapi.so in ${FOLDER}/none")
-  message(FATAL_ERROR "a folder without the libraries: ${text}")
+  message(FATAL_ERROR "wrong result for a folder without the libraries: ${text}")
 endif()
 file(REMOVE_RECURSE ${FOLDER})

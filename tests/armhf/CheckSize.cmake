@@ -1,5 +1,5 @@
-# Prints what LIBRARY takes on the board, stripped, and fails above the limits: all that is mapped without being
-# writable counts as code, all that is mapped writable as static data.
+# Prints the size of LIBRARY on the board, stripped, and fails above the limits: read-only mapped sections count as
+# code, writable ones as static data.
 set(code_limit 65536)
 set(data_limit 4096)
 execute_process(COMMAND ${STRIP} -o ${STRIPPED} ${LIBRARY} COMMAND_ERROR_IS_FATAL ANY)
@@ -23,5 +23,5 @@ if(code EQUAL 0 OR data EQUAL 0)
   message(FATAL_ERROR "no sections found in ${STRIPPED}")
 endif()
 if(code GREATER code_limit OR data GREATER data_limit)
-  message(FATAL_ERROR "too large")
+  message(FATAL_ERROR "above the limits")
 endif()

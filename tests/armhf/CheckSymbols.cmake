@@ -1,9 +1,9 @@
-# Fails unless what LIBRARY leaves undefined, beside the versioned symbols of the C and C++ runtimes, is what LIST has.
+# Fails unless the undefined symbols of LIBRARY, except versioned ones of the C and C++ runtimes, are those of LIST.
 execute_process(COMMAND ${NM} --dynamic --undefined-only --format=posix ${LIBRARY}
     OUTPUT_VARIABLE lines COMMAND_ERROR_IS_FATAL ANY)
 string(REGEX MATCHALL "[^\n]+" needed "${lines}")
 list(TRANSFORM needed REPLACE " .*" "")
-# Hooks of the compiler, which are null where nobody defines them.
+# Hooks of the compiler, which are null where undefined.
 list(FILTER needed EXCLUDE REGEX "@|^_ITM_|^__gmon_start__$")
 list(SORT needed)
 file(STRINGS ${LIST} lines REGEX "^[^#]")
