@@ -6,13 +6,13 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 checked=0 unmet=0
 
-# check WHAT COMMAND...: the command has to succeed.
+# check WHAT COMMAND...: the command must succeed; WHAT names a failed check.
 check() {
   local what=$1
   shift
   checked=$((checked + 1))
   "$@" || {
-    echo "not so: $what"
+    echo "failed: $what"
     unmet=$((unmet + 1))
   }
 }
@@ -41,6 +41,6 @@ END
 }
 
 end_checks() {
-  echo "$((checked - unmet)) of $checked hold"
+  echo "$((checked - unmet)) of $checked checks passed"
   [ "$checked" -gt 0 ] && [ "$unmet" -eq 0 ]
 }

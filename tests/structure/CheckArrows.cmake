@@ -70,7 +70,7 @@ foreach(top IN ITEMS framework recordings retention api host apps)
 endforeach()
 
 if(faults)
-  # CMake does not fold indented lines.
+  # CMake does not wrap indented lines.
   list(TRANSFORM faults PREPEND "  ")
   list(JOIN faults "\n" text)
   message(FATAL_ERROR "\n${text}")
