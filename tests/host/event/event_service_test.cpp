@@ -140,7 +140,8 @@ TEST_F(EventServiceTest, MakesNoClipOfATimeNoLongerBuffered) {
     const ErrorLines lines;
     ASSERT_TRUE(service.trigger("1s", "1s", stream.at(5'000), "file:///a.mp4"));
     ASSERT_TRUE(waitUntil([&] { return !lines.messages().empty(); }));
-    EXPECT_THAT(lines.messages(), ElementsAre(HasSubstr("no clip file:///a.mp4: nothing of its time")));
+    EXPECT_THAT(lines.messages(),
+                ElementsAre(HasSubstr("no clip file:///a.mp4: its time span is no longer buffered")));
     EXPECT_THAT(service.clips().clips(), IsEmpty());
     EXPECT_THAT(failures(), ElementsAre(failure("file:///a.mp4", "its time span is no longer buffered")));
 }

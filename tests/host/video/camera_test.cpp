@@ -33,7 +33,7 @@ TEST_F(CameraTest, AnUnreadableFileIsNamedAndTheNextStartWorks) {
     EXPECT_THAT(refusal(*source), HasSubstr(junk));
     makeFile("-f lavfi -i sine=d=1 sound.wav");
     choose("file:" + path("sound.wav").string());
-    EXPECT_THAT(refusal(*source), HasSubstr("no picture"));
+    EXPECT_THAT(refusal(*source), HasSubstr("contains no video"));
     choose("test");
     ASSERT_TRUE(source->ChangeUp(State::play));
     EXPECT_EQ(pull(*source, 3).size(), 3U);
