@@ -41,6 +41,7 @@ class CameraSession final : public CaptureSession {
     std::unique_ptr<Camera> camera_; /**< used by the capture thread only */
     CameraFormat format_;
     std::shared_ptr<Picture> read_;
+    SteadyTime nextRead_;
     ImageStage stage_;
     Mutex ratesMutex_;
     std::map<const void*, int> rates_ GUARDED_BY(ratesMutex_);
