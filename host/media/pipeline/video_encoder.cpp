@@ -1,5 +1,6 @@
 #include <memory>
 
+#include "media/common/period.h"
 #include "media/hub/key_frame_requests.h"
 #include "media/pipeline/element.h"
 #include "media/video/h264_encoder.h"
@@ -102,8 +103,7 @@ class VideoEncoder : public Element {
 
     bool encode(const MediaPacket& raw, std::string& reason) {
         const int gop = gop_;
-        const std::chrono::nanoseconds duration(
-            av_rescale(1'000'000'000, media_->frameRate.den, media_->frameRate.num));
+        const std::chrono::nanoseconds duration = periodOf(media_->frameRate);
         // The picture nearest to the requested time.
         const SteadyTime reach = raw.stamp + duration / 2;
         const bool begins = inGroup_ == 0 || (gop > 0 && inGroup_ >= gop) || keyFrames_.isDue(reach);

@@ -4,6 +4,7 @@
 #include <thread>
 #include <utility>
 
+#include "media/common/period.h"
 #include "objects/log.h"
 #include "objects/process_end.h"
 
@@ -83,8 +84,7 @@ bool CameraSession::read(std::string& reason) {
 
 void CameraSession::publish() {
     newestNumber = read_->number;
-    const std::chrono::nanoseconds period(av_rescale_q(1, av_inv_q(rate()), {1, 1'000'000'000}));
-    nextRead_ = read_->stamp + std::min<std::chrono::nanoseconds>(kLead, period / 2);
+    nextRead_ = read_->stamp + std::min<std::chrono::nanoseconds>(kLead, periodOf(rate()) / 2);
     // As late as possible, so that settings made before the picture is due are in it.
     read_->frame = stage_.apply(std::move(read_->frame), read_->stamp);
     if (!read_->frame) {

@@ -38,10 +38,10 @@ class CameraSession final : public CaptureSession {
     void close() override;
     void endHub() override { hub_.end(); }
 
-    std::unique_ptr<Camera> camera_; /**< used by the capture thread only */
-    CameraFormat format_;
+    std::unique_ptr<Camera> camera_; /**< used by the capture thread only, as the next two */
     std::shared_ptr<Picture> read_;
-    SteadyTime nextRead_;
+    SteadyTime nextRead_; /**< read() does not begin before */
+    CameraFormat format_;
     ImageStage stage_;
     Mutex ratesMutex_;
     std::map<const void*, int> rates_ GUARDED_BY(ratesMutex_);

@@ -1,6 +1,7 @@
 #include <sys/stat.h>
 
 #include "media/common/looping_file.h"
+#include "media/common/period.h"
 #include "media/video/camera.h"
 #include "media/video/picture_scaler.h"
 
@@ -12,10 +13,6 @@ namespace {
 constexpr std::chrono::milliseconds kTolerance(250);
 // A longer step between time stamps is replaced by the period of the frame rate.
 constexpr std::chrono::seconds kLongestStep(10);
-
-std::chrono::nanoseconds toNanoseconds(std::int64_t ticks, AVRational base) {
-    return std::chrono::nanoseconds(av_rescale_q(ticks, base, {1, 1'000'000'000}));
-}
 
 /**
  * Plays a video or picture file as a camera, in real time and in an endless loop; a single picture is
@@ -44,10 +41,11 @@ class FileCamera final : public Camera {
 
 FileCamera::Clock::time_point FileCamera::dueTime(const AVFrame& frame) {
     const Clock::time_point now = Clock::now();
-    const std::chrono::nanoseconds period = toNanoseconds(1, av_inv_q(format().rate));
+    const std::chrono::nanoseconds period = periodOf(format().rate);
     std::chrono::nanoseconds step = period;
     if (frame.pts != AV_NOPTS_VALUE && lastPts_ != AV_NOPTS_VALUE) {
-        step = toNanoseconds(frame.pts - lastPts_, file_->reader().stream().time_base);
+        const AVRational base = file_->reader().stream().time_base;
+        step = std::chrono::nanoseconds(av_rescale_q(frame.pts - lastPts_, base, {1, 1'000'000'000}));
         // Also when the file starts over, from the last picture to the first.
         if (step <= step.zero() || step > kLongestStep) step = period;
     }
